@@ -1,0 +1,15 @@
+# One sanitizer build per preset; applied to everything, so that no library is left out.
+if(KV_SANITIZE STREQUAL "address")
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                        -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=address,undefined)
+elseif(KV_SANITIZE STREQUAL "thread")
+    add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=thread)
+elseif(NOT KV_SANITIZE STREQUAL "")
+    message(FATAL_ERROR "KV_SANITIZE is '${KV_SANITIZE}'; known: address, thread")
+endif()
+if(KV_COVERAGE)
+    add_compile_options(--coverage)
+    add_link_options(--coverage)
+endif()

@@ -1,0 +1,57 @@
+/** What a kind of camera must provide. The camera calls of gev_api.h check handles and arguments,
+ *  hold off thread cancellation and forward to these; the listing puts all kinds together.
+ *
+ *  Threads: both interfaces are called from any thread. A kind whose own library is slow or not
+ *  thread-safe keeps its own lock per camera; nothing here is called under a lock of the caller. */
+#pragma once
+
+#include "gev_api.h"
+
+#include <memory>
+#include <vector>
+
+namespace gevplat
+{
+
+/** One opened camera. Statuses are GevStatus; the destructor closes, in bounded time. */
+class GEVPLAT_API Camera
+{
+public:
+    virtual ~Camera();
+    /** Never waits for another call; null once the camera is gone. */
+    virtual GEV_DEVICE_INFO* Info() = 0;
+    virtual GenApi_3_0::CNodeMapRef* NodeMap() = 0;
+    virtual int GetOptions(GEV_CAMERA_OPTIONS* options) = 0;
+    virtual int SetOptions(const GEV_CAMERA_OPTIONS& options) = 0;
+    virtual int GetFeatureValue(const char* feature, int size, void* value) = 0;
+    virtual int SetFeatureValue(const char* feature, int size, const void* value) = 0;
+    virtual int GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat) = 0;
+    virtual int InitializeTransfer(std::uint64_t size, std::uint32_t count, void** buffers) = 0;
+    /** `frames` 0xFFFFFFFF: for ever. */
+    virtual int StartTransfer(std::uint32_t frames) = 0;
+    virtual int AbortTransfer() = 0;
+    virtual int FreeTransfer() = 0;
+    virtual int WaitForNextFrame(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs) = 0;
+    virtual int ReleaseFrame(_tag_GEVBUF_ENTRY* frame) = 0;
+    virtual GEV_TRANSFER_STATISTICS Statistics() = 0;
+};
+
+/** A kind of camera: lists what it sees and opens what it listed. */
+class GEVPLAT_API CameraKind
+{
+public:
+    virtual ~CameraKind();
+    /** Up to 15 characters; stands in GEV_DEVICE_INFO::kind. */
+    virtual const char* Name() const = 0;
+    /** Appends what is on the network now. */
+    virtual int List(std::vector<GEV_DEVICE_INFO>* devices) = 0;
+    virtual int Open(const GEV_DEVICE_INFO& device, int accessMode,
+                     std::unique_ptr<Camera>* camera) = 0;
+    /** Called by GevApiUninitialize after all cameras were closed. */
+    virtual void Uninitialize() = 0;
+};
+
+/** The kinds in listing order. The simulated kind is always there. */
+GEVPLAT_API std::vector<CameraKind*> CameraKinds();
+
+} // namespace gevplat

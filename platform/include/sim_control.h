@@ -1,0 +1,192 @@
+/** Builds the simulated network, scripts its faults and reads its journal.
+ *
+ *  For tests, benchmarks and a host's simulator set-up; a driver never includes it. The network
+ * lives as long as the process (or until Reset) and survives GevApiUninitialize: cameras keep their
+ *  settings from session to session as real ones do.
+ *
+ *  Threads: every call may come from any thread. */
+#pragma once
+
+#include "gev_api.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace sim
+{
+
+/** The clock that the simulated network lives by, in nanoseconds of any epoch. */
+class GEVPLAT_API Clock
+{
+public:
+    virtual ~Clock();
+    virtual std::int64_t NowNs() = 0;
+    /** Returns at `whenNs` or later; at once when that is past. */
+    virtual void SleepUntilNs(std::int64_t whenNs) = 0;
+};
+
+/** Moves only when it is told to or when somebody sleeps on it. Safe from several threads. */
+class GEVPLAT_API ManualClock : public Clock
+{
+public:
+    explicit ManualClock(std::int64_t startNs);
+    ~ManualClock() override;
+    std::int64_t NowNs() override;
+    void SleepUntilNs(std::int64_t whenNs) override;
+    void AdvanceNs(std::int64_t ns);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+enum class Model { Mono, Color };
+
+/** What the camera looks at. Plain leaves the frame buffer untouched (for long virtual runs). */
+enum class Picture { Pattern, Plain };
+
+/** A node kind, for features that a camera mistypes. */
+enum class NodeKind { Integer, Float, Enumeration, Boolean };
+
+/** One simulated camera as it stands on the network. */
+struct CameraSetup {
+    Model model = Model::Mono;
+    std::string manufacturer = "DALSA (simulated)";
+    std::string modelName; ///< empty: the model's own name
+    std::string serial = "S0000001";
+    std::string version = "1.00";
+    bool attached = true;
+    std::uint32_t sensorWidth = 1920;
+    std::uint32_t sensorHeight = 1080;
+    Picture picture = Picture::Pattern;
+    std::uint64_t seed = 1; ///< of all randomness of this camera
+    std::uint64_t tickFrequency =
+        1'000'000'000;           ///< Hz, as reported; 0 is reported but ticks run at 1 GHz
+    std::int64_t tickOffset = 0; ///< ticks at clock time 0
+    unsigned tickBits = 64;      ///< the tick counter wraps at 2^tickBits
+    double driftPpm = 0;         ///< how much faster than the clock the camera runs
+    double jitterUs = 0; ///< standard deviation of a frame's arrival, never before it is read out
+    double linkMBytesPerSecond = 115;
+    double temperatureC = 41.5;
+    std::vector<std::string> missing;                        ///< features it lacks
+    std::vector<std::pair<std::string, NodeKind>> mistyped;  ///< features of another kind
+    std::vector<std::string> readOnly;                       ///< features with access mode RO
+    std::vector<std::string> notAvailable;                   ///< features with access mode NA
+    std::vector<std::string> notImplementedEntries;          ///< "ChunkSelector.Gain"
+    std::vector<std::string> missingEntries;                 ///< "lutSize.Bpp12"
+    std::vector<std::uint32_t> refusedFormats;               ///< pixel-format codes
+    std::vector<std::pair<std::string, std::string>> values; ///< feature, value at power-up
+};
+
+/** Where a fault strikes. */
+enum class Trigger {
+    Access, ///< any value access to a node
+    Read,   ///< reading a node's value or range
+    Write,  ///< writing a node's value
+    Call,   ///< a camera call, by its name
+    Frame,  ///< a frame leaving the sensor
+    Time    ///< a point in time, `nth` nanoseconds after AddFault
+};
+
+/** What the fault does. */
+enum class Effect {
+    Throw,         ///< Access, Read, Write: `exception` with `text`
+    Fail,          ///< Call: returns `value` as status without doing its work; calls that return a
+                   ///  pointer return null
+    Lose,          ///< Frame: lost on the link
+    Incomplete,    ///< Frame: delivered with data missing
+    Delay,         ///< Frame: arrives `value` nanoseconds late. Access, Call: takes so long
+    NullImage,     ///< Frame: its image address is null
+    NullFrame,     ///< Frame: the wait succeeds with a null frame
+    Timestamp,     ///< Frame: its time stamp is `value` ticks, halves included
+    ZeroTimestamp, ///< Frame: its time stamp is 0, the halves are right
+    JumpTicks,     ///< Frame: the tick counter jumps by `value` before it, for good
+    Detach         ///< any: the camera leaves, and returns after `value` nanoseconds (0: never)
+};
+
+enum class ExceptionKind {
+    InvalidArgument,
+    Property,
+    LogicalError,
+    OutOfRange,
+    Runtime,
+    Access,
+    Timeout,
+    DynamicCast,
+    Standard, ///< std::runtime_error
+    Unknown   ///< something that is no std::exception
+};
+
+struct Fault {
+    Trigger trigger = Trigger::Access;
+    std::string name;        ///< feature or call; empty: any
+    std::string camera;      ///< serial; empty: any
+    std::uint64_t nth = 1;   ///< strikes first at the n-th match after AddFault, from 1
+    std::uint64_t times = 1; ///< and then this often in a row; 0: for ever
+    Effect effect = Effect::Throw;
+    ExceptionKind exception = ExceptionKind::Runtime;
+    std::int64_t value = 0;
+    std::string text = "scripted fault";
+};
+
+/** Removes all cameras, faults and journal entries and goes back to the real clock. */
+GEVPLAT_API void Reset();
+
+/** The clock for all cameras, now; null: the real (monotonic) one. Set it before cameras are added.
+ */
+GEVPLAT_API void SetClock(std::shared_ptr<Clock> clock);
+
+/** False: another camera with this serial stands there already. */
+GEVPLAT_API bool AddCamera(const CameraSetup& setup);
+
+/** One monochrome and one colour camera, as users without a description file get them. */
+GEVPLAT_API void AddDefaultCameras();
+
+/** Replaces the whole network by a TOML description (docs/simulated_camera.md).
+ *  On failure the network is as before and `*error` tells file, line, column and what was expected.
+ */
+GEVPLAT_API bool LoadNetwork(const std::string& path, std::string* error);
+
+GEVPLAT_API void SetAttached(const std::string& serial, bool attached);
+
+GEVPLAT_API void AddFault(const Fault& fault);
+GEVPLAT_API void ClearFaults();
+
+/** A feature's value as text, beside journal and faults, also while the camera is in use.
+ *  Empty when there is no such feature. A selected feature: under the selector's current entry. */
+GEVPLAT_API std::string FeatureText(const std::string& serial, const std::string& feature);
+/** Sets a value without the checks of an access; false when there is no such feature or entry. */
+GEVPLAT_API bool SetFeatureText(const std::string& serial, const std::string& feature,
+                                const std::string& value);
+
+/** Numbers of accesses and calls since Reset or ResetCounts, for scripts that strike each once. */
+struct Counts {
+    std::uint64_t accesses = 0; ///< node reads and writes
+    std::uint64_t reads = 0;
+    std::uint64_t writes = 0;
+    std::uint64_t calls = 0;  ///< camera calls
+    std::uint64_t frames = 0; ///< frames that left a sensor
+};
+GEVPLAT_API Counts GetCounts();
+GEVPLAT_API void ResetCounts();
+
+/** One thing that happened. Kinds of the camera: "cam" (a write: "Width=640"), "read"
+ * ("Width=1920", ranges as "Width.Min=16"), "mode" (access mode asked: "ChunkEnable:RW",
+ * "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0"). Others add kinds of
+ * their own. */
+struct JournalEntry {
+    std::string kind;
+    std::string text;
+};
+
+/** Off at first. While it is off nothing is recorded and nothing is allocated. */
+GEVPLAT_API void SetJournal(bool on);
+/** Takes its place in the one order; ignored while the journal is off. */
+GEVPLAT_API void AddJournal(std::string kind, std::string text);
+GEVPLAT_API std::vector<JournalEntry> Journal();
+GEVPLAT_API void ClearJournal();
+
+} // namespace sim

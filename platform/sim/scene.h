@@ -1,0 +1,50 @@
+/** Paints what a simulated camera sees into a frame buffer: a pattern that moves from frame to
+ * frame with the frame number readable in it, at the brightness that exposure and gain give, in the
+ * region, orientation and pixel format asked for.
+ *
+ *  A pure unit: the same job gives the same bytes. No clock, no camera, no lock. One scene serves
+ * one camera and one thread at a time; painting allocates nothing once a job of the same geometry
+ * and format has been painted. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace sim
+{
+
+/** Everything that a picture depends on. */
+struct PictureJob {
+    std::uint32_t sensorWidth = 0; ///< pixels
+    std::uint32_t sensorHeight = 0;
+    std::uint32_t offsetX = 0; ///< region on the sensor as it is read out, after reversal
+    std::uint32_t offsetY = 0;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    std::uint32_t pixelFormat = 0; ///< GigE Vision code
+    bool reverseX = false;         ///< the region shows the mirrored sensor
+    bool reverseY = false;
+    std::uint32_t frameNumber = 0; ///< shown in the picture, moves the pattern
+    double exposureUs = 10000;
+    double gain = 1; ///< linear factor
+};
+
+class Scene
+{
+public:
+    Scene();
+    ~Scene();
+    /** Writes the picture, and not a byte beyond `size`. Lines follow each other without padding.
+     */
+    void Paint(const PictureJob& job, std::uint8_t* image, std::size_t size);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+/** Bytes of a picture of this size and format, lines without padding; 0 for an unknown format. */
+std::size_t PictureBytes(std::uint32_t width, std::uint32_t height, std::uint32_t pixelFormat);
+
+} // namespace sim

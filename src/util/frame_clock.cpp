@@ -96,28 +96,26 @@ FrameClock::Pace FrameClock::CheckPace(const FrameTimes& frame)
     pace.fastLimitUs = diffCheckUs_ - tol;
     pace.slowLimitUs = diffCheckUs_ + tol;
     if (lag < pace.fastLimitUs) {
-        if (++fastCnt_ > 3 * perSecond) {
+        if (++counters_.fastCnt > 3 * perSecond) {
             pace.fast = true;
-            fastCnt_ = 0;
+            counters_.fastCnt = 0;
             readjust(frame);
         }
         return pace;
     }
     if (lag < pace.slowLimitUs) {
-        fastCnt_ = 0;
-        slowCnt_ = 0;
-        extraSlowCnt_ = 0;
+        counters_ = {};
         return pace;
     }
-    if (++slowCnt_ > 3 * perSecond) {
+    if (++counters_.slowCnt > 3 * perSecond) {
         pace.slow = true;
-        slowCnt_ = 0;
+        counters_.slowCnt = 0;
         readjust(frame);
     }
     pace.extraSlowLimitUs = 4 * diffCheckUs_; // what a re-anchoring just before left of it
-    if (lag >= pace.extraSlowLimitUs && ++extraSlowCnt_ > perSecond) {
+    if (lag >= pace.extraSlowLimitUs && ++counters_.extraSlowCnt > perSecond) {
         pace.extraSlow = true;
-        extraSlowCnt_ = 0;
+        counters_.extraSlowCnt = 0;
         readjust(frame);
     }
     return pace;

@@ -100,9 +100,12 @@ private:
     std::uint64_t frameTsUs_ = 0;
     std::uint32_t measuredPeriodUs_; ///< camera time between consecutive frames
     std::int32_t startLatencyUs_ = 0;
-    std::uint32_t fastCnt_ = 0;
-    std::uint32_t slowCnt_ = 0;
-    std::uint32_t extraSlowCnt_ = 0;
+    struct Counters { // of consecutive frames
+        std::uint32_t fastCnt = 0;
+        std::uint32_t slowCnt = 0;
+        std::uint32_t extraSlowCnt = 0;
+    };
+    Counters counters_;
 };
 
 } // namespace KvTd

@@ -2,12 +2,14 @@
  *  frame buffers and the state that consumers follow. Layout and protocol: kv_frame_memory.h. */
 #pragma once
 
+#include "frame_object.h"
 #include "kv_frame_memory.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kvgrab
 {
@@ -35,7 +37,6 @@ class FrameMemory
 {
 public:
     FrameMemory() = default;
-    ~FrameMemory();
     FrameMemory(const FrameMemory&) = delete;
     FrameMemory& operator=(const FrameMemory&) = delete;
 
@@ -93,31 +94,24 @@ public:
     const std::string& Error() const { return error_; }
 
 private:
-    struct Layout;
-    class Object;
-
     bool Fail(std::string text);
-    bool Create(const std::string& name, bool* again);
-    bool RemoveStale(const std::string& name, bool* again);
-    bool Grow(std::uint64_t bytes);
+    void WriteLayout(std::uint32_t bufferBytes, std::uint32_t bufferCount);
+    void ForgetFrames();
     void MarkTurns();
-    KvFrames::FrameBufferInfo* Info(std::uint32_t index) const;
+    KvFrames::FrameMemoryHeader* Header() const { return object_.Header(); }
+    KvFrames::FrameBufferInfo* Infos() const;
     std::uint32_t IndexOf(const void* image) const;
-    KvFrames::FrameMemoryHeader* Header() const;
 
-    std::string name_;
+    FrameObject object_;
     std::string error_;
-    char path_[300] = {}; ///< of the object's file; ready for UnlinkNow
-    int fd_ = -1;
-    std::byte* base_ = nullptr;
-    std::size_t mappedBytes_ = 0;
-    std::uint32_t bufferCount_ = 0;
     std::size_t pixelOffset_ = 0;
     std::size_t stride_ = 0;
+    std::uint32_t bufferCount_ = 0;
+    std::uint32_t spareFrames_ = 1;
     std::uint32_t heldIndex_ = KvFrames::kNoBuffer;
     std::uint64_t sequence_ = 0;
-    std::uint64_t round_ = 0; ///< rounds since Init, each takes one buffer at most
-    long creator_ = 0;        ///< process that opened; a forked child removes nothing
+    std::uint64_t round_ = 0;               ///< since Init; each takes one buffer at most
+    std::vector<std::uint64_t> takenRound_; ///< per buffer: the round that brought its frame
 };
 
 } // namespace kvgrab

@@ -32,7 +32,7 @@ struct ExportOptions {
     bool overwrite = false;  ///< files of the same names are replaced; otherwise they are an error
     bool everyFrame = false; ///< wait for a free slot instead of skipping the frame
     ExportErrorPolicy onError = ExportErrorPolicy::kContinue;
-    unsigned workers = 2;
+    unsigned workers = 2;     ///< 1 to 64
     unsigned queueLength = 8; ///< frames that may wait, besides those being written
     int pngCompression = 1;   ///< 0 none, 1 fast to 9 small
     /** Gets one sentence for each new kind of trouble; from workers and the grab thread, one at a
@@ -83,7 +83,7 @@ public:
     Exporter& operator=(const Exporter&) = delete;
 
     /** Makes the folder, removes unfinished files of runs that were killed, begins the index and
-     *  starts the workers. False: ErrorText() says why; frames then count as failed. */
+     *  starts the workers. Once only. False: ErrorText() says why; frames then count as failed. */
     bool Start();
     /** Makes room for frames of `frameBytes`, so that Export allocates nothing, not even the first
      *  time. Waits until queued frames are written when the slots have to grow. */
@@ -91,8 +91,12 @@ public:
     /** Copies the frame into a free slot and returns. Waits only with `everyFrame`; allocates only
      *  when the frame is larger than every one before and than what was prepared. */
     ExportResult Export(const FrameView& frame);
-    /** Waits until all queued frames are written, ends the workers. Start begins anew after it. */
+    /** Waits until all queued frames are written, ends the workers. Frames that come later fail. */
     void Close();
+
+    /** The way out in a hurry: removes the files that are being written just now; nothing is
+     *  written after it. Async-signal-safe; from any thread that doesn't run beside Close. */
+    void AbandonNow() noexcept;
 
     ExportCounters Counters() const;
     /** With kStop: a frame could not be written, and the session should end. */

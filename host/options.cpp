@@ -123,7 +123,7 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_flag("--overwrite", options->overwrite, "replace pictures of an earlier run");
     app.add_option("--memory", options->memoryName, "name of the shared frame memory")
         ->option_text("NAME")
-        ->check(memoryName);
+        ->transform(memoryName);
     app.add_option("--simulation", options->simulation, "description of the simulated network")
         ->option_text("FILE");
     app.add_option("--driver", options->driverPath, "load this driver library")

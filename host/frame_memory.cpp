@@ -219,7 +219,7 @@ void FrameMemory::CountRound()
 }
 
 /** With N buffers, round r and k spare frames: the camera fills the buffer of round r + 1 - N now,
- *  and those up to r + 1 - N + k are marked. The held one is not the camera's. */
+ *  and those up to r + 1 - N + k are marked. Nothing is held when this runs. */
 void FrameMemory::MarkTurns()
 {
     for (std::uint32_t i = 0; i < bufferCount_; ++i) {

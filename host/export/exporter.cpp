@@ -1,13 +1,13 @@
 #include "export/exporter.h"
 
 #include "export/frame_files.h"
+#include "export/index_row.h"
 #include "export/pixels.h"
 #include "export/png_encoder.h"
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <charconv>
 #include <condition_variable>
 #include <csignal>
 #include <cstring>
@@ -29,7 +29,7 @@ struct Slot {
     std::vector<std::uint8_t> pixels; ///< at least `bytes`, never shrinks
     std::size_t bytes = 0;
     std::uint64_t number = 0;
-    FrameView values; ///< its pointers are not valid here
+    FrameView values; ///< without pixels; its codec is the copy below
     std::array<char, 24> codec = {};
     std::size_t fileBytes = 0; ///< 0: the file could not be written
     bool done = false;
@@ -52,38 +52,6 @@ public:
 
 private:
     sigset_t before_ = {};
-};
-
-/** A line of the index, in a buffer of its own; numbers in the form of the C locale. */
-class Row
-{
-public:
-    template <typename Value> void Add(Value value)
-    {
-        const auto result = std::to_chars(end_, text_.data() + text_.size(), value);
-        Append(result.ec == std::errc() ? static_cast<std::size_t>(result.ptr - end_) : 0);
-    }
-    void Add(std::string_view text)
-    {
-        const auto room = static_cast<std::size_t>(text_.data() + text_.size() - end_);
-        const std::size_t length = std::min(text.size(), room - 1);
-        std::memcpy(end_, text.data(), length);
-        Append(length);
-    }
-    std::string_view Line()
-    {
-        end_[-1] = '\n'; // in place of the last comma
-        return {text_.data(), static_cast<std::size_t>(end_ - text_.data())};
-    }
-
-private:
-    void Append(std::size_t length)
-    {
-        end_ += length;
-        *end_++ = ',';
-    }
-    std::array<char, 512> text_ = {};
-    char* end_ = text_.data();
 };
 
 /** What stands behind the last colon: the same for every frame that meets the same trouble. */
@@ -266,7 +234,7 @@ void Exporter::State::WriteFrame(unsigned worker, PngEncoder& encoder,
     std::string text;
     try {
         if (options.format == ExportFormat::kPng) {
-            const Picture picture = {content, LayoutOfCodec(slot.codec.data()), slot.values.width,
+            const Picture picture = {content, LayoutOfCodec(slot.values.codec), slot.values.width,
                                      slot.values.height};
             if (!encoder.Encode(picture, &file, &text))
                 text = "'" + name + "' can't be encoded: " + text + ".";
@@ -287,17 +255,7 @@ void Exporter::State::WriteFrame(unsigned worker, PngEncoder& encoder,
 bool Exporter::State::WriteRow(const Slot& slot)
 {
     const std::string name = files.Name(slot.number);
-    Row row;
-    row.Add(slot.number);
-    row.Add(std::string_view(name));
-    row.Add(slot.values.timeUs);
-    row.Add(slot.values.cameraTicks);
-    row.Add(slot.values.frameCounter);
-    row.Add(slot.values.gainDb);
-    row.Add(slot.values.exposureUs);
-    row.Add(slot.values.width);
-    row.Add(slot.values.height);
-    row.Add(std::string_view(slot.codec.data()));
+    const IndexRow row(slot.number, name, slot.values);
     const std::string text = files.AppendRow(row.Line());
     if (text.empty())
         return true;
@@ -398,9 +356,10 @@ ExportResult Exporter::Export(const FrameView& frame)
     slot.bytes = frame.bytes;
     slot.number = state.accepted + 1; // only this thread writes it
     slot.values = frame;
-    slot.codec.fill('\0');
-    std::memcpy(slot.codec.data(), frame.codec.data(),
-                std::min(frame.codec.size(), slot.codec.size() - 1));
+    const std::size_t codecLength = std::min(frame.codec.size(), slot.codec.size());
+    std::memcpy(slot.codec.data(), frame.codec.data(), codecLength);
+    slot.values.codec = {slot.codec.data(), codecLength};
+    slot.values.pixels = nullptr;
 
     lock.lock();
     ++state.accepted;

@@ -1,5 +1,7 @@
 #include "export/frame_files.h"
 
+#include "export/index_row.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -23,8 +25,6 @@ namespace
 constexpr const char* kIndexName = "index.csv";
 constexpr std::string_view kPrefix = "frame_";
 constexpr std::string_view kUnfinishedSuffix = ".kvpart";
-constexpr std::string_view kColumns = "number,file,time_us,camera_ticks,frame_counter,gain_db,"
-                                      "exposure_us,width,height,codec\n";
 
 std::string SystemText(int error)
 {
@@ -114,13 +114,14 @@ std::string FrameFiles::BeginIndex()
         trouble = "The folder '" + folder_ +
                   "' holds exported frames already. Choose another folder or allow overwriting.";
     if (trouble.empty()) {
-        const int error = ftruncate(indexFd_, 0) != 0 ? errno : WriteAll(indexFd_, Bytes(kColumns));
+        const int error =
+            ftruncate(indexFd_, 0) != 0 ? errno : WriteAll(indexFd_, Bytes(IndexRow::kColumns));
         if (error != 0)
             trouble = Text(kIndexName, "written", error);
     }
     if (!trouble.empty() && fresh)
         unlinkat(folderFd_, kIndexName, 0);
-    indexBytes_ = kColumns.size();
+    indexBytes_ = IndexRow::kColumns.size();
     return trouble;
 }
 

@@ -3,11 +3,14 @@
 #include <csetjmp>
 #include <exception>
 #include <png.h>
+#include <zlib.h>
 
 namespace kvgrab
 {
 namespace
 {
+
+constexpr int kFastLevel = 1;
 
 /** Lines of a picture the way libpng takes them. */
 struct Lines {
@@ -70,6 +73,8 @@ public:
         if (setjmp(png_jmpbuf(png_)) != 0) // NOLINT: libpng's way to report
             return false;
         png_set_compression_level(png_, compression);
+        if (compression == kFastLevel)
+            png_set_compression_strategy(png_, Z_RLE); // half the time on noisy pictures
         // Camera noise doesn't reward a search for the best filter of each line.
         png_set_filter(png_, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
         png_set_IHDR(png_, info_, lines.width, lines.height, lines.bits, lines.colour,

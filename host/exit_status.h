@@ -10,7 +10,7 @@ enum class ExitStatus : int {
     Usage = 2,             ///< the command line can't be understood
     Configuration = 3,     ///< the configuration was refused
     Driver = 4,            ///< the driver can't be loaded
-    SetUp = 5,             ///< log file, folder, shared memory or simulated network unusable
+    SetUp = 5,             ///< log file, shared memory or simulated network unusable
     NoCamera = 10,         ///< no camera on the network; only without retry, like the next three
     NoMatchingCamera = 11, ///< none that the configuration names
     OpenFailed = 12,       ///< the camera can't be opened

@@ -39,7 +39,7 @@ Exit status:
   2 command line not understood                     12 camera can't be opened
   3 configuration refused                           13 camera failed, or frames stayed away
   4 driver can't be loaded                          14 frame buffers can't be used
-  5 log, folder, memory or simulation unusable      15 camera refused the configuration
+  5 log, memory or simulated network unusable       15 camera refused the configuration
   20 a picture can't be written (on_error = "stop") 16 driver ended with an unknown code
   130 left at once on a second INT or TERM
 )";
@@ -87,6 +87,8 @@ void AddOptions(CLI::App& app, Options* options)
                        : name + " is no name of a shared memory, like /kvgrab";
         },
         "");
+    // A script's options may be followed by its user's: the last one holds.
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app.add_option("-c,--config", options->configPath, "configuration file (docs/kvgrab.md)")
         ->option_text("FILE");
     app.add_option("--model", options->model, "use a camera whose model begins so")
@@ -96,6 +98,7 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_option("--position", options->positions,
                    "use the camera at this position of the list, whatever it is; may be repeated")
         ->option_text("0..7")
+        ->take_all()
         ->check(CLI::Range(0, 7));
     app.add_option("--format", options->format, "pixel format")
         ->option_text("NAME")

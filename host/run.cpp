@@ -31,9 +31,10 @@ timespec WallClock()
     return now;
 }
 
+/** One sentence on standard error. */
 ExitStatus Fail(ExitStatus status, const std::string& why)
 {
-    std::fprintf(stderr, "kvgrab: %s.\n", why.c_str());
+    std::fprintf(stderr, "kvgrab: %s%s\n", why.c_str(), why.ends_with('.') ? "" : ".");
     return status;
 }
 
@@ -118,7 +119,10 @@ ExitStatus RunGrabbing(const Options& options)
     }
     Exporter exporter(ExportOptionsFrom(start.exporting, &log));
     if (!exporter.Start()) {
-        return Fail(ExitStatus::SetUp, exporter.ErrorText());
+        if (start.exporting.stopOnError) {
+            return Fail(ExitStatus::ExportFailed, exporter.ErrorText());
+        }
+        log.Line(1, "grabbing goes on without writing pictures: " + exporter.ErrorText());
     }
     HostSession host({config, signals, log, memory, exporter, MonotonicNs, NewestTransfer});
 

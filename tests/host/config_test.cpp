@@ -276,6 +276,15 @@ TEST(CommandLine, HoldsOverTheFile)
     EXPECT_FALSE(line.options.statusLine);
 }
 
+TEST(CommandLine, LastOfTwoHolds)
+{
+    const CommandLine line(
+        {"run", "--frames", "7", "--export", "png", "--frames", "3", "-e", "raw"});
+    ASSERT_TRUE(line.goesOn) << line.err.str();
+    EXPECT_EQ(line.options.frames, 3U);
+    EXPECT_EQ(line.options.exportFormat, "raw");
+}
+
 TEST(CommandLine, ChoosesTheCommand)
 {
     EXPECT_EQ(CommandLine({}).options.command, Options::Command::Run);

@@ -79,6 +79,7 @@ int HostSession::Reconfigure(int* flag)
         return -1;
     }
     parts.log.SetLevel(parts.config.Current().log.level);
+    parts.log.Line(3, "the configuration file was read again");
     ReportWarnings(result);
     if (!result.changes.newSession.empty()) {
         *flag = 1;
@@ -175,7 +176,7 @@ void HostSession::FrameMissed()
     const std::int64_t now = parts.monotonicNs();
     parts.signals.RoundMissed();
     parts.memory.CountRound();
-    progress.FrameMissed();
+    progress.FrameMissed(now);
     if (++missesInRow_ >= kMissesToTell && noFrames_.Due(kWaitsForFrames, now)) {
         noFramesReported_ = true;
         parts.log.Line(2, "waiting for frames: the camera is open, but " +

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/ioctl.h>
 
 namespace kvgrab
 {
@@ -40,6 +41,14 @@ bool WriteAll(int fd, std::string_view text)
         text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
     }
     return true;
+}
+
+/** Columns of a terminal; practically without end for anything else. A status line that wraps could
+ *  not be rewritten in place. */
+std::size_t TerminalWidth(int fd)
+{
+    winsize size = {};
+    return ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 10'000;
 }
 
 /** Texts come from cameras and files too: whatever would move a cursor or end the line becomes a
@@ -177,7 +186,7 @@ void Log::ShowStatus(std::string_view before)
 {
     std::string text(statusShown_ ? kEraseLine : std::string_view());
     text += before;
-    text += status_;
+    text += std::string_view(status_).substr(0, TerminalWidth(terminal_) - 1);
     statusShown_ = !status_.empty();
     WriteAll(terminal_, text);
 }

@@ -135,7 +135,7 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_option("--log-level", options->logLevel, "error, warning, info, detail or trace")
         ->option_text("LEVEL")
         ->check(CLI::IsMember(NamesOf(kLevelNames)));
-    app.add_flag("!--no-status", options->statusLine, "no status line on a terminal");
+    app.add_flag("--no-status", options->noStatus, "no status line on a terminal");
     app.add_flag("--no-retry", options->noRetry,
                  "end when there is no camera or it fails, instead of trying again");
     app.add_option("--retry-interval", options->retryIntervalS, "seconds between attempts")

@@ -19,7 +19,7 @@ struct Options {
     Command command = Command::Run;
     std::string configPath; ///< empty: no file
     std::string driverPath; ///< empty: the installed one
-    bool statusLine = true;
+    bool noStatus = false;
 
     std::optional<std::string> model;
     std::optional<std::string> serial;

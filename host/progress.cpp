@@ -28,16 +28,34 @@ TransferCounts& TransferCounts::operator+=(const TransferCounts& more)
 
 void Progress::FrameGrabbed(std::int64_t nowNs, float temperature)
 {
-    if (spanBeginNs_ == 0) {
-        spanBeginNs_ = nowNs;
-        spanBeginFrames_ = grabbed_ + 1; // this frame begins the span, its time is not in it
-    }
     ++grabbed_;
     hasTemperature_ = temperature != KvTd::kNoTemperature;
     temperature_ = temperature;
-    if (nowNs - spanBeginNs_ >= kSecondNs) {
-        rate_ = static_cast<double>(grabbed_ - spanBeginFrames_) * static_cast<double>(kSecondNs) /
-                static_cast<double>(nowNs - spanBeginNs_);
+    UpdateRate(nowNs);
+}
+
+void Progress::FrameMissed(std::int64_t nowNs)
+{
+    ++missed_;
+    UpdateRate(nowNs);
+}
+
+void Progress::UpdateRate(std::int64_t nowNs)
+{
+    if (spanBeginNs_ == 0) {
+        spanBeginNs_ = nowNs;
+        spanBeginFrames_ = grabbed_; // this frame only begins the span
+        return;
+    }
+    const std::int64_t spanNs = nowNs - spanBeginNs_;
+    const bool whole = spanNs >= kSecondNs;
+    if ((!whole && !firstSpan_) || spanNs <= 0) {
+        return;
+    }
+    rate_ = static_cast<double>(grabbed_ - spanBeginFrames_) * static_cast<double>(kSecondNs) /
+            static_cast<double>(spanNs);
+    if (whole) {
+        firstSpan_ = false;
         spanBeginNs_ = nowNs;
         spanBeginFrames_ = grabbed_;
     }
@@ -92,6 +110,9 @@ std::string Progress::Summary(const PictureCounts& pictures, const TransferCount
     }
     if (!pictures.wanted) {
         return summary + "no pictures were asked for (--export png writes them)\n";
+    }
+    if (pictures.exported == 0) {
+        return summary + "no picture was written\n";
     }
     return summary + "pictures are in " + pictures.directory +
            "; the first frame of a session only starts the clock and is never exported\n";

@@ -39,7 +39,7 @@ class Progress
 {
 public:
     void FrameGrabbed(std::int64_t nowNs, float temperature);
-    void FrameMissed() { ++missed_; }
+    void FrameMissed(std::int64_t nowNs);
     void SetPeriodUs(std::uint32_t periodUs) { periodUs_ = periodUs; }
 
     /** True when the status line is due for a new text: five times a second at most. */
@@ -53,15 +53,18 @@ public:
                         std::int64_t runNs) const;
 
 private:
+    void UpdateRate(std::int64_t nowNs);
+
     std::uint64_t grabbed_ = 0;
     std::uint64_t missed_ = 0;
     float temperature_ = 0;
     bool hasTemperature_ = false;
     std::uint32_t periodUs_ = 0;
     std::int64_t statusDueNs_ = 0;
-    // The rate is taken over spans of a second.
+    // The rate is taken over spans of a second; the very first grows up to that.
     std::int64_t spanBeginNs_ = 0;
     std::uint64_t spanBeginFrames_ = 0;
+    bool firstSpan_ = true;
     double rate_ = 0;
 };
 

@@ -93,7 +93,7 @@ ExitStatus RunGrabbing(const Options& options)
     }
     const Config start = config.Current();
     std::string error;
-    Log log(STDERR_FILENO, options.statusLine && isatty(STDERR_FILENO) != 0, start.log.level,
+    Log log(STDERR_FILENO, !options.noStatus && isatty(STDERR_FILENO) != 0, start.log.level,
             WallClock);
     if (!start.log.file.empty() && !log.OpenFile(start.log.file, &error)) {
         return Fail(ExitStatus::SetUp, error);

@@ -273,7 +273,7 @@ TEST(CommandLine, HoldsOverTheFile)
     EXPECT_EQ(config.memory.name, "/x");
     EXPECT_EQ(config.log.level, 1);
     EXPECT_EQ(config.exporting.format, "png");
-    EXPECT_FALSE(line.options.statusLine);
+    EXPECT_TRUE(line.options.noStatus);
 }
 
 TEST(CommandLine, LastOfTwoHolds)

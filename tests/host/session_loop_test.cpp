@@ -235,6 +235,8 @@ TEST(Progress, StatusLineAndSummaryCarryTheNumbers)
     EXPECT_EQ(progress.StatusLine({6.5F, 5000, 2'000'000, 4}),
               "51 frames, 25.0 of 25.0 fps, 4 dropped, exposure 5000 us, gain 6.5 dB, 41.2 C, "
               "50.0 MB/s");
+    progress.FrameMissed(1 + 100 * 40'000'000LL);
+    EXPECT_THAT(progress.StatusLine({}), HasSubstr("0.0 of 25.0 fps")) << "no frames, no rate";
     progress.FrameGrabbed(0, KvTd::kNoTemperature);
     EXPECT_THAT(progress.StatusLine({}), HasSubstr("no temperature"));
     EXPECT_TRUE(progress.StatusDue(1000));
@@ -244,7 +246,8 @@ TEST(Progress, StatusLineAndSummaryCarryTheNumbers)
     const std::string whole = progress.Summary({true, 48, 2, 1, "out"}, {3, 2, 1}, 2'040'000'000);
     EXPECT_THAT(whole, testing::StartsWith("grabbed 52, exported 48, skipped 2, failed 1, "
                                            "dropped 6, time 2.0 s\n"));
-    EXPECT_THAT(whole, HasSubstr("3 lost on the link, 2 incomplete, 1 without a free buffer"));
+    EXPECT_THAT(whole, HasSubstr("3 lost on the link, 2 incomplete, 1 without a free "
+                                 "buffer; waits without a frame: 1\n"));
     EXPECT_THAT(whole, HasSubstr("pictures are in out; the first frame"));
 }
 

@@ -4,11 +4,11 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <latch>
 #include <memory>
 #include <pthread.h>
 #include <thread>
@@ -149,11 +149,12 @@ TEST(Log, LinesOfSeveralThreadsStayWholeAlsoWhenOneIsCancelled)
     const Terminal terminal;
     {
         Log log(terminal.Fd(), false, 5, FixedClock);
-        std::atomic<int> cancelledLines{0};
+        std::latch begun(1);
         std::thread cancelled([&] {
+            log.Line(3, std::string(201, 'c'));
+            begun.count_down();
             for (;;) {
-                log.Line(3, "c" + std::string(200, 'c'));
-                ++cancelledLines;
+                log.Line(3, std::string(201, 'c'));
                 pthread_testcancel(); // writing itself must not be one of these points
             }
         });
@@ -164,7 +165,7 @@ TEST(Log, LinesOfSeveralThreadsStayWholeAlsoWhenOneIsCancelled)
         };
         std::thread one([&] { speak(std::string(201, 'a')); });
         std::thread two([&] { speak(std::string(201, 'b')); });
-        cancelledLines.wait(0);
+        begun.wait();
         pthread_cancel(cancelled.native_handle());
         cancelled.join();
         one.join();

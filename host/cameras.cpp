@@ -1,0 +1,50 @@
+#include "cameras.h"
+
+#include "gev_api.h"
+#include "sim_control.h"
+
+#include <array>
+
+namespace kvgrab
+{
+
+bool SetUpSimulation(const std::string& path, std::string* error)
+{
+    if (path.empty()) {
+        sim::AddDefaultCameras();
+        return true;
+    }
+    return sim::LoadNetwork(path, error);
+}
+
+bool ListCameras(std::vector<CameraRow>* cameras, std::string* error)
+{
+    // More than the driver looks at, so that a user sees which ones it passes over.
+    constexpr int kMost = 64;
+    std::array<GEV_DEVICE_INFO, kMost> found{};
+    int count = 0;
+    const int status = GevGetCameraList(found.data(), kMost, &count);
+    for (int i = 0; i < count && i < kMost; ++i) {
+        const GEV_DEVICE_INFO& camera = found[static_cast<std::size_t>(i)];
+        cameras->push_back(
+            {camera.manufacturer, camera.model, camera.serial, camera.version, camera.kind});
+    }
+    GevApiUninitialize();
+    _CloseSocketAPI();
+    if (status != kGevOk) {
+        *error = "the cameras can't be listed (status " + std::to_string(status) + ")";
+        return false;
+    }
+    return true;
+}
+
+TransferCounts NewestTransfer()
+{
+    GEV_TRANSFER_STATISTICS counts = {};
+    if (GevGetTransferStatistics(&counts) != kGevOk) {
+        return {};
+    }
+    return {counts.framesLost, counts.framesIncomplete, counts.underruns};
+}
+
+} // namespace kvgrab

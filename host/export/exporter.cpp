@@ -1,0 +1,416 @@
+#include "export/exporter.h"
+
+#include "export/frame_files.h"
+#include "export/index_row.h"
+#include "export/pixels.h"
+#include "export/png_encoder.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <csignal>
+#include <cstring>
+#include <exception>
+#include <mutex>
+#include <pthread.h>
+#include <span>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace kvgrab
+{
+namespace
+{
+
+/** A frame on its way. Written by the grab thread until it is accepted, by one worker then. */
+struct Slot {
+    std::vector<std::uint8_t> pixels; ///< at least `bytes`, never shrinks
+    std::size_t bytes = 0;
+    std::uint64_t number = 0;
+    FrameView values; ///< without pixels; its codec is the copy below
+    std::array<char, 24> codec = {};
+    std::size_t fileBytes = 0; ///< 0: the file could not be written
+    bool done = false;
+};
+
+/** A worker must not take the host's signals, nor die of SIGXFSZ at a file-size limit: with the
+ *  signal blocked the write fails with a text instead. */
+class AllSignalsBlocked
+{
+public:
+    AllSignalsBlocked()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    AllSignalsBlocked(const AllSignalsBlocked&) = delete;
+    AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
+
+private:
+    sigset_t before_ = {};
+};
+
+/** What stands behind the last colon: the same for every frame that meets the same trouble. */
+std::string_view ReasonOf(std::string_view text)
+{
+    const std::size_t colon = text.rfind(": ");
+    return colon == std::string_view::npos ? text : text.substr(colon);
+}
+
+} // namespace
+
+bool ParseExportFormat(std::string_view text, ExportFormat* format)
+{
+    if (text == "png")
+        *format = ExportFormat::kPng;
+    else if (text == "raw")
+        *format = ExportFormat::kRaw;
+    else if (text == "none")
+        *format = ExportFormat::kNone;
+    else
+        return false;
+    return true;
+}
+
+/** The slots are a ring: frames are accepted by the grab thread, taken by workers and retired, each
+ *  in the order of their numbers. A slot is free again when it is retired, so retired <= taken <=
+ *  accepted <= retired + slots. */
+struct Exporter::State {
+    explicit State(ExportOptions given) : options(std::move(given)) {}
+
+    bool Start();
+    bool Acceptable(const FrameView& frame);
+    bool FreeSlot(std::unique_lock<std::mutex>& lock);
+    void Work(unsigned worker);
+    void WriteFrame(unsigned worker, PngEncoder& encoder, std::vector<std::uint8_t>& file,
+                    Slot& slot);
+    bool WriteRow(const Slot& slot);
+    void Retire(std::unique_lock<std::mutex>& lock);
+    void Trouble(const std::string& text, std::string_view reason);
+    void Report(const std::string& text);
+    Slot& At(std::uint64_t position) { return slots[position % slots.size()]; }
+
+    ExportOptions options;
+    FrameFiles files;
+    std::vector<std::thread> workers;
+
+    std::mutex mutex; ///< guards all down to `counters`
+    std::condition_variable workAppeared;
+    std::condition_variable slotFreed;
+    std::vector<Slot> slots;
+    std::uint64_t accepted = 0;
+    std::uint64_t taken = 0;
+    std::uint64_t retired = 0;
+    bool retiring = false; ///< one worker writes rows, without the mutex
+    bool closing = false;
+    ExportCounters counters;
+
+    std::atomic<bool> started = false;
+    std::atomic<bool> failed = false;
+    std::size_t preparedBytes = 0; ///< grab thread only, like the next
+    bool skipReported = false;
+
+    mutable std::mutex troubleMutex; ///< guards the next three; never held together with `mutex`
+    std::string trouble;
+    std::string reason; ///< of the newest trouble; the same one is not reported again and again
+    std::uint64_t unreported = 0;
+    std::mutex reportMutex;
+};
+
+void Exporter::State::Report(const std::string& text)
+{
+    const std::lock_guard lock(reportMutex);
+    if (options.report)
+        options.report(text);
+}
+
+/** `why` tells kinds of trouble apart, since a text names its frame and so is always new. Not with
+ *  the mutex held. */
+void Exporter::State::Trouble(const std::string& text, std::string_view why)
+{
+    {
+        const std::lock_guard lock(troubleMutex);
+        trouble = text;
+        if (reason == why) {
+            ++unreported;
+            return;
+        }
+        reason = why;
+    }
+    Report(text);
+}
+
+bool Exporter::State::Start()
+{
+    if (started || closing)
+        return started;
+    if (options.format == ExportFormat::kNone) {
+        started = true;
+        return true;
+    }
+    options.workers = std::clamp(options.workers, 1U, FrameFiles::kMostWorkers);
+    options.queueLength = std::max(options.queueLength, 1U);
+    options.pngCompression = std::clamp(options.pngCompression, 0, 9);
+    const char* extension = options.format == ExportFormat::kPng ? "png" : "raw";
+    std::string text = files.Open(options.folder, extension, options.overwrite);
+    if (text.empty()) {
+        try {
+            slots.resize(options.queueLength + options.workers);
+            const AllSignalsBlocked blocked; // the workers inherit it
+            for (unsigned i = 0; i < options.workers; ++i)
+                workers.emplace_back([this, i] { Work(i); });
+            started = true;
+            return true;
+        } catch (const std::exception& error) {
+            text = std::string("The export can't start: ") + error.what() + ".";
+        }
+    }
+    Trouble(text, text);
+    failed = options.onError == ExportErrorPolicy::kStop;
+    return false;
+}
+
+/** Grab thread only. */
+bool Exporter::State::Acceptable(const FrameView& frame)
+{
+    const auto refuse = [this](const std::string& text) {
+        Trouble(text, text);
+        return false;
+    };
+    if (frame.pixels == nullptr || frame.bytes == 0)
+        return refuse("A frame without pixels can't be exported.");
+    if (options.format != ExportFormat::kPng)
+        return true;
+    const PixelLayout layout = LayoutOfCodec(frame.codec);
+    if (layout == PixelLayout::kUnknown)
+        return refuse("Pixel format '" + std::string(frame.codec) +
+                      "' has no PNG form; export it as raw.");
+    const std::size_t needed = PictureBytes(layout, frame.width, frame.height);
+    if (needed == 0 || frame.bytes < needed)
+        return refuse("A frame of " + std::to_string(frame.width) + " x " +
+                      std::to_string(frame.height) + " pixels " + std::string(frame.codec) +
+                      " takes " + std::to_string(needed) + " bytes, but " +
+                      std::to_string(frame.bytes) + " came.");
+    return true;
+}
+
+/** Grab thread only. False: none, and the frame is to be skipped. */
+bool Exporter::State::FreeSlot(std::unique_lock<std::mutex>& lock)
+{
+    const auto isFree = [this] { return accepted - retired < slots.size(); };
+    if (options.everyFrame)
+        slotFreed.wait(lock, isFree);
+    return isFree();
+}
+
+void Exporter::State::Work(unsigned worker)
+{
+    PngEncoder encoder(options.pngCompression);
+    std::vector<std::uint8_t> file;
+    std::unique_lock lock(mutex);
+    while (true) {
+        workAppeared.wait(lock, [this] { return taken < accepted || closing; });
+        if (taken == accepted)
+            return;
+        Slot& slot = At(taken++);
+        lock.unlock();
+        WriteFrame(worker, encoder, file, slot);
+        lock.lock();
+        slot.done = true;
+        Retire(lock);
+    }
+}
+
+void Exporter::State::WriteFrame(unsigned worker, PngEncoder& encoder,
+                                 std::vector<std::uint8_t>& file, Slot& slot)
+{
+    slot.fileBytes = 0;
+    const std::string name = files.Name(slot.number);
+    std::span<const std::uint8_t> content(slot.pixels.data(), slot.bytes);
+    std::string text;
+    try {
+        if (options.format == ExportFormat::kPng) {
+            const Picture picture = {content, LayoutOfCodec(slot.values.codec), slot.values.width,
+                                     slot.values.height};
+            if (!encoder.Encode(picture, &file, &text))
+                text = "'" + name + "' can't be encoded: " + text + ".";
+            content = file;
+        }
+    } catch (const std::exception& error) { // out of memory
+        text = "'" + name + "' can't be encoded: " + error.what() + ".";
+    }
+    if (text.empty())
+        text = files.WriteFile(worker, name, content);
+    if (text.empty()) {
+        slot.fileBytes = content.size();
+        return;
+    }
+    Trouble(text, ReasonOf(text));
+}
+
+bool Exporter::State::WriteRow(const Slot& slot)
+{
+    const std::string name = files.Name(slot.number);
+    const IndexRow row(slot.number, name, slot.values);
+    const std::string text = files.AppendRow(row.Line());
+    if (text.empty())
+        return true;
+    files.RemoveFile(name); // a picture without its row would say nothing about its frame
+    Trouble(text, ReasonOf(text));
+    return false;
+}
+
+/** Retires what is done at the head of the ring. One worker at a time; the grab thread never waits
+ *  for its writing. */
+void Exporter::State::Retire(std::unique_lock<std::mutex>& lock)
+{
+    if (retiring)
+        return;
+    retiring = true;
+    while (retired < taken && At(retired).done) {
+        Slot& slot = At(retired);
+        lock.unlock();
+        const bool complete = slot.fileBytes != 0 && WriteRow(slot);
+        if (complete) {
+            const std::lock_guard troubleLock(troubleMutex);
+            reason.clear();
+        } else if (options.onError == ExportErrorPolicy::kStop) {
+            failed = true;
+        }
+        lock.lock();
+        slot.done = false;
+        counters.exported += complete ? 1 : 0;
+        counters.failed += complete ? 0 : 1;
+        counters.bytes += complete ? slot.fileBytes : 0;
+        ++retired;
+        slotFreed.notify_all();
+    }
+    retiring = false;
+}
+
+Exporter::Exporter(ExportOptions options) : state_(std::make_unique<State>(std::move(options))) {}
+
+Exporter::~Exporter()
+{
+    Close();
+}
+
+bool Exporter::Start()
+{
+    return state_->Start();
+}
+
+void Exporter::Prepare(std::size_t frameBytes)
+{
+    State& state = *state_;
+    if (frameBytes <= state.preparedBytes || state.slots.empty())
+        return;
+    {
+        // Nobody touches the slots then, since only this thread hands out new work.
+        std::unique_lock lock(state.mutex);
+        state.slotFreed.wait(lock, [&] { return state.retired == state.accepted; });
+    }
+    try {
+        for (Slot& slot : state.slots)
+            slot.pixels.resize(frameBytes);
+        state.preparedBytes = frameBytes;
+    } catch (const std::exception&) {
+        state.Trouble("There is no memory for " + std::to_string(state.slots.size()) +
+                          " export slots of " + std::to_string(frameBytes) + " bytes.",
+                      "slots");
+    }
+}
+
+ExportResult Exporter::Export(const FrameView& frame)
+{
+    State& state = *state_;
+    if (state.options.format == ExportFormat::kNone)
+        return ExportResult::kOff;
+    bool usable = state.started && !state.failed && state.Acceptable(frame);
+    if (usable) {
+        Prepare(frame.bytes);
+        usable = frame.bytes <= state.preparedBytes;
+    }
+    std::unique_lock lock(state.mutex);
+    if (!usable || state.closing) {
+        ++state.counters.failed;
+        state.failed = state.failed || state.options.onError == ExportErrorPolicy::kStop;
+        return ExportResult::kFailed;
+    }
+    if (!state.FreeSlot(lock)) {
+        ++state.counters.skipped;
+        lock.unlock();
+        if (!state.skipReported)
+            state.Report("The export can't keep up: frames are skipped while its queue is full.");
+        state.skipReported = true;
+        return ExportResult::kSkipped;
+    }
+    Slot& slot = state.At(state.accepted);
+    lock.unlock(); // the slot is the grab thread's until it is accepted
+
+    std::memcpy(slot.pixels.data(), frame.pixels, frame.bytes);
+    slot.bytes = frame.bytes;
+    slot.number = state.accepted + 1; // only this thread writes it
+    slot.values = frame;
+    const std::size_t codecLength = std::min(frame.codec.size(), slot.codec.size());
+    std::memcpy(slot.codec.data(), frame.codec.data(), codecLength);
+    slot.values.codec = {slot.codec.data(), codecLength};
+    slot.values.pixels = nullptr;
+
+    lock.lock();
+    ++state.accepted;
+    lock.unlock();
+    state.workAppeared.notify_one();
+    return ExportResult::kQueued;
+}
+
+void Exporter::Close()
+{
+    State& state = *state_;
+    {
+        const std::lock_guard lock(state.mutex);
+        state.closing = true;
+    }
+    state.workAppeared.notify_all();
+    for (std::thread& worker : state.workers)
+        worker.join();
+    state.workers.clear();
+    state.files.Close();
+    state.started = false;
+    std::uint64_t unreported = 0;
+    {
+        const std::lock_guard lock(state.troubleMutex);
+        unreported = std::exchange(state.unreported, 0);
+    }
+    if (unreported > 0)
+        state.Report(std::to_string(unreported) +
+                     " more frames could not be exported, for the reasons reported before.");
+}
+
+void Exporter::AbandonNow() noexcept
+{
+    state_->files.AbandonNow();
+}
+
+ExportCounters Exporter::Counters() const
+{
+    const std::lock_guard lock(state_->mutex);
+    return state_->counters;
+}
+
+bool Exporter::Failed() const
+{
+    return state_->failed;
+}
+
+std::string Exporter::ErrorText() const
+{
+    const std::lock_guard lock(state_->troubleMutex);
+    return state_->trouble;
+}
+
+} // namespace kvgrab

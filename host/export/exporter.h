@@ -1,0 +1,112 @@
+/** Writes frames to files: a copy into a slot on the grab thread, all the rest on workers. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace kvgrab
+{
+
+enum class ExportFormat {
+    kNone, ///< no files at all
+    kPng,  ///< frame_000001.png: 8- or 16-bit grey, 8-bit colour
+    kRaw,  ///< frame_000001.raw: the bytes as received
+};
+
+/** "png", "raw" or "none". False: `text` is none of them, `*format` is untouched. */
+bool ParseExportFormat(std::string_view text, ExportFormat* format);
+
+/** What a frame that can't be written does to the session. */
+enum class ExportErrorPolicy {
+    kContinue, ///< the frame is counted as failed, the next one is tried
+    kStop,     ///< Failed() becomes true, and no further frame is taken
+};
+
+struct ExportOptions {
+    std::string folder; ///< made with its parents when missing
+    ExportFormat format = ExportFormat::kPng;
+    bool overwrite = false;  ///< files of the same names are replaced; otherwise they are an error
+    bool everyFrame = false; ///< wait for a free slot instead of skipping the frame
+    ExportErrorPolicy onError = ExportErrorPolicy::kContinue;
+    unsigned workers = 2;     ///< 1 to 64
+    unsigned queueLength = 8; ///< frames that may wait, besides those being written
+    int pngCompression = 1;   ///< 0 none, 1 fast to 9 small
+    /** Gets one sentence for each new kind of trouble; from workers and the grab thread, one at a
+     *  time. Must not call the exporter. */
+    std::function<void(const std::string&)> report;
+};
+
+/** One frame as the grab thread has it. Nothing is kept after Export returns. */
+struct FrameView {
+    const void* pixels = nullptr;
+    std::size_t bytes = 0;    ///< of the picture, without spare room
+    std::uint32_t width = 0;  ///< pixels
+    std::uint32_t height = 0; ///< lines, without padding
+    std::string_view codec;   ///< "MONO8T", "MONO12PT", "MONO12T", "UYVY", "BayerRG8T"
+    std::uint64_t timeUs = 0; ///< since the epoch
+    std::uint64_t cameraTicks = 0;
+    std::uint32_t frameCounter = 0;
+    float gainDb = 0;
+    float exposureUs = 0;
+};
+
+enum class ExportResult {
+    kQueued,  ///< copied; a worker writes it
+    kSkipped, ///< no slot was free
+    kFailed,  ///< the exporter has failed or was not started, or the frame makes no sense
+    kOff,     ///< the format is "none"
+};
+
+struct ExportCounters {
+    std::uint64_t exported = 0; ///< file and row of the index written
+    std::uint64_t skipped = 0;
+    std::uint64_t failed = 0;
+    std::uint64_t bytes = 0; ///< of the exported files
+};
+
+/** Frames go to `folder`/frame_000001.png and so on, numbered in the order they were taken, a row
+ *  of each to `folder`/index.csv, in the same order. A file appears under its name only when it is
+ *  complete.
+ *
+ *  Start, Prepare, Export and Close: one thread, the grab thread. Counters, Failed and ErrorText:
+ *  any thread. The workers belong to the exporter, block all signals, and are gone after Close. */
+class Exporter
+{
+public:
+    explicit Exporter(ExportOptions options);
+    ~Exporter(); ///< closes
+    Exporter(const Exporter&) = delete;
+    Exporter& operator=(const Exporter&) = delete;
+
+    /** Makes the folder, removes unfinished files of runs that were killed, begins the index and
+     *  starts the workers. Once only. False: ErrorText() says why; frames then count as failed. */
+    bool Start();
+    /** Makes room for frames of `frameBytes`, so that Export allocates nothing, not even the first
+     *  time. Waits until queued frames are written when the slots have to grow. */
+    void Prepare(std::size_t frameBytes);
+    /** Copies the frame into a free slot and returns. Waits only with `everyFrame`; allocates only
+     *  when the frame is larger than every one before and than what was prepared. */
+    ExportResult Export(const FrameView& frame);
+    /** Waits until all queued frames are written, ends the workers. Frames that come later fail. */
+    void Close();
+
+    /** The way out in a hurry: removes the files that are being written just now; nothing is
+     *  written after it. Async-signal-safe; from any thread that doesn't run beside Close. */
+    void AbandonNow() noexcept;
+
+    ExportCounters Counters() const;
+    /** With kStop: a frame could not be written, and the session should end. */
+    bool Failed() const;
+    /** The newest trouble in one sentence; empty when there was none. */
+    std::string ErrorText() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace kvgrab

@@ -1,0 +1,59 @@
+/** The shared-memory object of the frame memory: its name, its lock, its mapping. */
+#pragma once
+
+#include "kv_frame_memory.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace kvgrab
+{
+
+/** Owns the object and its name from Open to Close. Grab thread only, except UnlinkNow. */
+class FrameObject
+{
+public:
+    FrameObject() = default;
+    ~FrameObject();
+    FrameObject(const FrameObject&) = delete;
+    FrameObject& operator=(const FrameObject&) = delete;
+
+    /** Makes the object with a header and nothing else, generation 2, and locks it. What a dead
+     *  host left under the name is removed. False: Error() says why. */
+    bool Open(const std::string& name);
+    void Close();
+    /** Async-signal-safe; from any thread that doesn't run beside Close. Does nothing in a forked
+     *  child, nor when the name went. */
+    void UnlinkNow() noexcept;
+    /** Makes it at least this large and moves the mapping, not the header. The room is taken for
+     *  good, so that a full /dev/shm is an error here and no crash later. False: all as before. */
+    bool Grow(std::uint64_t bytes);
+
+    /** Null when nothing is open. Stays at its address, since UnlinkNow may come at any time. */
+    KvFrames::FrameMemoryHeader* Header() const { return header_.load(std::memory_order_acquire); }
+    std::byte* Base() const { return base_; } ///< of the whole object
+    std::size_t Bytes() const { return bytes_; }
+    const std::string& Error() const { return error_; }
+
+private:
+    bool Fail(std::string text);
+    bool TryCreate(bool* again);
+    bool TryRemoveStale(bool* again);
+
+    std::string name_;
+    std::string error_;
+    char path_[288] = {}; ///< the object as a file, ready for UnlinkNow
+    int fd_ = -1;
+    int creator_ = 0; ///< process that opened: a forked child must not remove what it inherited
+    std::atomic<KvFrames::FrameMemoryHeader*> header_ = nullptr; ///< set last, cleared first
+    std::byte* base_ = nullptr;
+    std::size_t bytes_ = 0;
+};
+
+std::size_t PageBytes();
+/** Rounded up to whole pages. */
+std::uint64_t WholePages(std::uint64_t bytes);
+
+} // namespace kvgrab

@@ -1,0 +1,95 @@
+/** What stands behind the host services: one object, reachable by the plain functions in services/.
+ *
+ *  It owns none of its parts. Everything is used on the grab thread (the one that calls the
+ *  driver), except the log, which has its own lock. */
+#pragma once
+
+#include "config_store.h"
+#include "export/exporter.h"
+#include "frame_memory.h"
+#include "log.h"
+#include "progress.h"
+#include "scenario.h"
+#include "signal_state.h"
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace kvgrab
+{
+
+/** What a HostSession works with; all of it outlives the session. */
+struct HostParts {
+    ConfigStore& config;
+    SignalState& signals;
+    Log& log;
+    FrameMemory& memory;
+    Exporter& exporter;
+    std::function<std::int64_t()> monotonicNs;
+    std::function<TransferCounts()> transfers; ///< of the newest transfer
+};
+
+class HostSession
+{
+public:
+    /** Makes this the object that the services reach, until it is destroyed. One at a time. */
+    explicit HostSession(HostParts parts);
+    ~HostSession();
+    HostSession(const HostSession&) = delete;
+    HostSession& operator=(const HostSession&) = delete;
+
+    /** The object that the services reach; null while there is none. */
+    static HostSession* Current();
+
+    // ---- around a device session ----
+    void SessionBegins();
+    void SessionEnded();
+    /** The frame count ended the last loop, and nothing asked for another one. */
+    bool FrameCountReached() const;
+    /** A picture can't be written and the configuration says to stop then. */
+    bool ExportFailed() const { return exportFailed_; }
+
+    // ---- configuration ----
+    /** Reads the file again. -1: it can't be used, the old configuration stays. `*flag` becomes 1
+     *  when a change needs a new device session. */
+    int Reconfigure(int* flag);
+    /** 1 once for each changed file that was taken over and can be applied while grabbing. */
+    int CheckDynamic();
+    void ReportWarnings(const ConfigStore::Result& result);
+
+    // ---- frames ----
+    void PrepareMemory(std::uint32_t size);
+    void SetFrameSize(std::uint32_t size);
+    void GrabbingBegins();
+    void GrabbingEnds();
+    void FrameGrabbed(float temperature);
+    void FrameMissed();
+    int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag);
+    int Export(std::uint64_t timeUs);
+    void SignalAction(int action);
+
+    /** Of all transfers so far. */
+    TransferCounts Transfers() const;
+
+    HostParts parts;
+    Scenario scenario;
+    Progress progress;
+    int grabState = 0; ///< as the driver reported it last
+
+private:
+    void ShowStatus(std::int64_t nowNs);
+    void CheckExporter();
+
+    TransferCounts finishedTransfers_;
+    bool grabbing_ = false;
+    std::uint32_t frameLimit_ = 0; ///< of the loop that runs or ran last
+    std::uint64_t loopFrames_ = 0;
+    bool newSessionAsked_ = false;
+    bool exportFailed_ = false;
+    unsigned missesInRow_ = 0;
+    bool noFramesReported_ = false;
+    WaitNotice noFrames_;
+};
+
+} // namespace kvgrab

@@ -1,0 +1,65 @@
+/** The log: lines with time stamp and level to the terminal or a file, and the status line.
+ *
+ *  Both, under one lock: any thread writes lines; the grab thread sets the status line. On a
+ *  terminal the status line stands below the last log line, is rewritten in place, and steps aside
+ *  for each log line. A line is handed to the system in one piece. */
+#pragma once
+
+#include "file_handle.h"
+
+#include <cstdarg>
+#include <ctime>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace kvgrab
+{
+
+/** "2026-03-01T12:00:00.000001+0100 I text", local time. Level 1 to 5: E, W, I, D, T. */
+std::string StampedLine(const timespec& when, int level, std::string_view text);
+
+class Log
+{
+public:
+    using Clock = std::function<timespec()>;
+
+    /** Writes to `terminal` (a descriptor that is not owned) until OpenFile. Status lines are shown
+     *  only with `showStatus`. */
+    Log(int terminal, bool showStatus, int level, Clock clock);
+    ~Log();
+    Log(const Log&) = delete;
+    Log& operator=(const Log&) = delete;
+
+    /** Lines go to this file from now on, at its end. False: `*error` says why not. */
+    bool OpenFile(const std::string& path, std::string* error);
+    void SetLevel(int level);
+
+    /** One line of kvgrab's own. */
+    void Line(int level, std::string_view text);
+    /** One line of the driver's: "source:line function: text". */
+    void DriverLine(const char* source, int line, const char* function, int level,
+                    const char* format, std::va_list arguments);
+
+    /** Replaces the status line; empty: none. */
+    void SetStatus(std::string text);
+
+private:
+    bool Wanted(int level) const;
+    void Write(int level, std::string_view text);
+    void WriteLocked(std::string_view line);
+    void ShowStatus(std::string_view before);
+
+    const int terminal_;
+    const bool showStatus_;
+    const Clock clock_;
+    mutable std::mutex mutex_; ///< guards what follows, and the order of what is written
+    int level_;
+    FileHandle file_;
+    bool fileFailed_ = false;
+    std::string status_;
+    bool statusShown_ = false;
+};
+
+} // namespace kvgrab

@@ -1,0 +1,22 @@
+#include "options.h"
+#include "run.h"
+
+#include <exception>
+#include <iostream>
+
+int main(int argc, char** argv)
+{
+    using namespace kvgrab;
+    try {
+        Options options;
+        int status = 0;
+        if (!ParseOptions(argc, argv, &options, &status, std::cout, std::cerr)) {
+            return status;
+        }
+        return static_cast<int>(options.command == Options::Command::List ? RunList(options)
+                                                                          : RunGrabbing(options));
+    } catch (const std::exception& unforeseen) {
+        std::cerr << "kvgrab: ended by something unforeseen: " << unforeseen.what() << ".\n";
+        return static_cast<int>(ExitStatus::Internal);
+    }
+}

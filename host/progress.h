@@ -1,0 +1,85 @@
+/** Counts of a run, the status line and the summary made from them. Grab thread only; times come
+ *  in as arguments, in nanoseconds of the monotonic clock. */
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace kvgrab
+{
+
+/** Frames that never reached the driver, or not whole. */
+struct TransferCounts {
+    std::uint64_t lost = 0;       ///< on the link
+    std::uint64_t incomplete = 0; ///< arrived with data missing
+    std::uint64_t underruns = 0;  ///< found no free buffer
+    std::uint64_t Dropped() const { return lost + incomplete + underruns; }
+    TransferCounts& operator+=(const TransferCounts& more);
+};
+
+/** What became of the pictures. */
+struct PictureCounts {
+    bool wanted = false; ///< pictures are written at all
+    std::uint64_t exported = 0;
+    std::uint64_t skipped = 0; ///< the queue was full
+    std::uint64_t failed = 0;
+    std::string directory;
+};
+
+/** The newest values for the status line. */
+struct StatusValues {
+    float gainDb = 0;
+    float exposureUs = 0;
+    std::uint32_t frameBytes = 0;
+    std::uint64_t dropped = 0;
+};
+
+class Progress
+{
+public:
+    void FrameGrabbed(std::int64_t nowNs, float temperature);
+    void FrameMissed(std::int64_t nowNs);
+    void SetPeriodUs(std::uint32_t periodUs) { periodUs_ = periodUs; }
+
+    /** True when the status line is due for a new text: five times a second at most. */
+    bool StatusDue(std::int64_t nowNs);
+    std::string StatusLine(const StatusValues& values) const;
+
+    std::uint64_t Grabbed() const { return grabbed_; }
+
+    /** Two lines and, when something was lost, a third; each ends with a line feed. */
+    std::string Summary(const PictureCounts& pictures, const TransferCounts& transfers,
+                        std::int64_t runNs) const;
+
+private:
+    void UpdateRate(std::int64_t nowNs);
+
+    std::uint64_t grabbed_ = 0;
+    std::uint64_t missed_ = 0;
+    float temperature_ = 0;
+    bool hasTemperature_ = false;
+    std::uint32_t periodUs_ = 0;
+    std::int64_t statusDueNs_ = 0;
+    // The rate is taken over spans of a second; the very first grows up to that.
+    std::int64_t spanBeginNs_ = 0;
+    std::uint64_t spanBeginFrames_ = 0;
+    bool firstSpan_ = true;
+    double rate_ = 0;
+};
+
+/** Says when a user should be told what is waited for: at once, and then once a minute for as long
+ *  as it stays the same. */
+class WaitNotice
+{
+public:
+    bool Due(int what, std::int64_t nowNs);
+    void Over() { waiting_ = false; }
+
+private:
+    bool waiting_ = false;
+    int what_ = 0;
+    std::int64_t nextNs_ = 0;
+};
+
+} // namespace kvgrab

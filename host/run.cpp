@@ -1,0 +1,170 @@
+#include "run.h"
+
+#include "cameras.h"
+#include "driver_library.h"
+#include "host_session.h"
+#include "session_loop.h"
+#include "signals.h"
+
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <unistd.h>
+
+namespace kvgrab
+{
+
+namespace
+{
+
+std::int64_t MonotonicNs()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
+}
+
+timespec WallClock()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now;
+}
+
+/** One sentence on standard error. */
+ExitStatus Fail(ExitStatus status, const std::string& why)
+{
+    std::fprintf(stderr, "kvgrab: %s%s\n", why.c_str(), why.ends_with('.') ? "" : ".");
+    return status;
+}
+
+/** A path of the configuration file is relative to that file's folder. */
+std::string FromConfigFolder(const std::string& path, const std::string& configPath)
+{
+    if (path.empty()) {
+        return path;
+    }
+    return (std::filesystem::path(configPath).parent_path() / path).string();
+}
+
+ConfigStore MakeStore(const Options& options)
+{
+    return ConfigStore(FileSource(options.configPath,
+                                  [options](Config* config) { ApplyOverrides(options, config); }));
+}
+
+ExportOptions ExportOptionsFrom(const ExportConfig& config, Log* log)
+{
+    ExportOptions options;
+    options.folder = config.directory;
+    ParseExportFormat(config.format, &options.format);
+    options.overwrite = config.overwrite;
+    options.everyFrame = config.everyFrame;
+    options.onError = config.stopOnError ? ExportErrorPolicy::kStop : ExportErrorPolicy::kContinue;
+    options.workers = config.writers;
+    options.queueLength = config.queue;
+    options.pngCompression = config.pngCompression;
+    options.report = [log](const std::string& trouble) { log->Line(2, trouble); };
+    return options;
+}
+
+void UnlinkMemory(void* memory) noexcept
+{
+    static_cast<FrameMemory*>(memory)->UnlinkNow();
+}
+
+void PrintSummary(const HostSession& host, std::int64_t runNs)
+{
+    const ExportConfig& config = host.parts.config.Current().exporting;
+    const ExportCounters written = host.parts.exporter.Counters();
+    const PictureCounts pictures = {config.format != "none", written.exported, written.skipped,
+                                    written.failed, config.directory};
+    std::fputs(host.progress.Summary(pictures, host.Transfers(), runNs).c_str(), stdout);
+}
+
+} // namespace
+
+ExitStatus RunGrabbing(const Options& options)
+{
+    ConfigStore config = MakeStore(options);
+    const ConfigStore::Result loaded = config.Reload();
+    if (!loaded.usable) {
+        return Fail(ExitStatus::Configuration, loaded.error);
+    }
+    const Config start = config.Current();
+    std::string error;
+    Log log(STDERR_FILENO, !options.noStatus && isatty(STDERR_FILENO) != 0, start.log.level,
+            WallClock);
+    if (!start.log.file.empty() && !log.OpenFile(start.log.file, &error)) {
+        return Fail(ExitStatus::SetUp, error);
+    }
+    for (const std::string& warning : loaded.warnings) {
+        log.Line(2, warning);
+    }
+    if (!SetUpSimulation(FromConfigFolder(start.simulation.network, options.configPath), &error)) {
+        return Fail(ExitStatus::SetUp, error);
+    }
+    DriverLibrary driver;
+    if (!driver.Load(options.driverPath, &error)) {
+        return Fail(ExitStatus::Driver, error);
+    }
+    FrameMemory memory;
+    SignalState signals;
+    SignalCatcher catcher;
+    if (!catcher.Install(&signals, UnlinkMemory, &memory, &error)) {
+        return Fail(ExitStatus::SetUp, error);
+    }
+    if (!memory.Open(start.memory.name)) {
+        return Fail(ExitStatus::SetUp, memory.Error());
+    }
+    Exporter exporter(ExportOptionsFrom(start.exporting, &log));
+    if (!exporter.Start()) {
+        if (start.exporting.stopOnError) {
+            return Fail(ExitStatus::ExportFailed, exporter.ErrorText());
+        }
+        log.Line(1, "grabbing goes on without writing pictures: " + exporter.ErrorText());
+    }
+    HostSession host({config, signals, log, memory, exporter, MonotonicNs, NewestTransfer});
+
+    const std::int64_t beginNs = MonotonicNs();
+    NextStep last = RunSessions({host, [&driver] { return driver.RunSession(); },
+                                 [&catcher](std::int64_t ms) { catcher.Wait(ms); }});
+    exporter.Close();
+    if (last.status == ExitStatus::Done && exporter.Failed()) {
+        last.status = ExitStatus::ExportFailed;
+    }
+    if (last.status == ExitStatus::ExportFailed) {
+        last.sentence = exporter.ErrorText();
+    }
+    PrintSummary(host, MonotonicNs() - beginNs);
+    if (last.status == ExitStatus::Done) {
+        std::printf("kvgrab: %s.\n", last.sentence.c_str());
+        return last.status;
+    }
+    std::fflush(stdout);
+    return Fail(last.status, last.sentence);
+}
+
+ExitStatus RunList(const Options& options)
+{
+    ConfigStore config = MakeStore(options);
+    const ConfigStore::Result loaded = config.Reload();
+    if (!loaded.usable) {
+        return Fail(ExitStatus::Configuration, loaded.error);
+    }
+    std::string error;
+    std::vector<CameraRow> cameras;
+    if (!SetUpSimulation(FromConfigFolder(config.Current().simulation.network, options.configPath),
+                         &error) ||
+        !ListCameras(&cameras, &error)) {
+        return Fail(ExitStatus::SetUp, error);
+    }
+    if (cameras.empty()) {
+        std::puts("There is no camera.");
+        return ExitStatus::Done;
+    }
+    std::fputs(CameraTable(cameras).c_str(), stdout);
+    return ExitStatus::Done;
+}
+
+} // namespace kvgrab

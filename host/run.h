@@ -1,0 +1,16 @@
+/** The two commands. */
+#pragma once
+
+#include "exit_status.h"
+#include "options.h"
+
+namespace kvgrab
+{
+
+/** `kvgrab run`: configuration, set-up, sessions, summary. Says why it ends. */
+ExitStatus RunGrabbing(const Options& options);
+
+/** `kvgrab list` */
+ExitStatus RunList(const Options& options);
+
+} // namespace kvgrab

@@ -1,0 +1,18 @@
+// LogWrite: the driver's way to the log, from both of its threads.
+
+#include "exported.h"
+
+#include <cstdarg>
+
+extern "C" void LogWrite(const char* sourceFile, int line, const char* function, int level,
+                         const char* format, ...)
+{
+    kvgrab::HostSession* host = kvgrab::HostSession::Current();
+    if (host == nullptr) {
+        return;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    host->parts.log.DriverLine(sourceFile, line, function, level, format, arguments);
+    va_end(arguments);
+}

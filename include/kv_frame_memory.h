@@ -1,0 +1,146 @@
+/** The shared frame memory as its consumers see it: one POSIX shared-memory object, "/kvgrab"
+ * unless the host was told another name. Map it read-only; only the host writes here, and the
+ * camera's transfer writes the pixels.
+ *
+ *  Object:  FrameMemoryHeader | bufferCount x FrameBufferInfo | room up to pixelOffset | buffers
+ *  Buffer i begins at pixelOffset + i * stride (both multiples of the page size) and holds
+ *  frameBytes bytes of a frame, lines without padding, in the codec that the header names.
+ *
+ *  ## Following the frames
+ *  The camera's transfer fills the buffers in place, one after the other, in the order in which
+ * they were given back to it. It asks nobody, so the host can't hold a buffer for a consumer and
+ * learns of a new frame only when it is complete. What a consumer is told is the `word` of a
+ * buffer, a rising sequence number and a state:
+ *
+ *  - kFrameHeld: the grab loop has the frame in its hands. Nobody writes to the buffer.
+ *  - kFrameReleased: the camera owns the buffer again, but it is not its turn yet.
+ *  - kFrameFilling: its turn may have come, or it never held a frame. Don't read the pixels.
+ *
+ *  A buffer's turn comes after all the others, so of N buffers the newest N - 1 frames are still
+ *  whole while the next one arrives. The host marks a buffer as filling `spareFrames` frames before
+ *  that, and counts a missed frame like one that took a buffer.
+ *
+ *  Read one frame so: load `word` (acquire), go on only when its state is not kFrameFilling, copy
+ *  the values and pixels, then see to it with FrameStillWhole() that the word still has the same
+ *  sequence number and is not filling. When it fails throw the copy away: it was overwritten.
+ *
+ *  What that is worth: ending in kFrameHeld the copy is whole, for certain. Ending in
+ *  kFrameReleased it is whole as long as no more than `spareFrames` complete frames wait unfetched
+ *  in the transfer, which the host can't see. Behind a host that stalls longer than that, torn
+ *  pixels may stand under a valid word until it runs again. Who needs certainty takes exported
+ *  files; more buffers give more room, since `spareFrames` is a quarter of them, at least one. N
+ *  buffers so leave N - 1 - spareFrames frames to read: have four or more.
+ *
+ *  ## A resize
+ *  `generation` is odd while the layout changes, and rises by two with each change of layout, size
+ *  or pixel format. Load it before anything else of the layout, and again after each copy; when it
+ *  changed throw the copy away and map the object anew. The object never shrinks, so an old mapping
+ *  stays accessible.
+ *
+ *  ## The end of the host
+ *  `running` is 0 after an orderly end. The host keeps a write lock of the open-file-description
+ *  kind (F_OFD_SETLK) on the whole object for as long as it lives, and the kernel drops it with the
+ *  process: ask with F_OFD_GETLK for a read lock; F_UNLCK means that nobody owns the memory any
+ *  more. A new host makes a new object of the same name, so open it anew, too. */
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+namespace KvFrames
+{
+
+constexpr std::uint64_t kFrameMemoryMagic = 0x314D454D4652564BULL; ///< "KVRFMEM1" in memory
+constexpr std::uint32_t kFrameMemoryVersion = 1;
+constexpr const char* kFrameMemoryDefaultName = "/kvgrab";
+constexpr std::uint32_t kNoBuffer = 0xFFFFFFFF; ///< newest index while there is no frame
+constexpr std::uint32_t kMemoryInstances = 2;   ///< 0: frames as received, 1: converted ones
+
+using Word32 = std::atomic<std::uint32_t>;
+using Word64 = std::atomic<std::uint64_t>;
+static_assert(Word32::is_always_lock_free && Word64::is_always_lock_free);
+static_assert(sizeof(Word32) == 4 && sizeof(Word64) == 8);
+
+enum FrameState : std::uint32_t {
+    kFrameFilling = 0,
+    kFrameReleased = 1,
+    kFrameHeld = 2,
+};
+
+/** A buffer's word: the sequence number of its frame above two bits of state. */
+constexpr std::uint64_t PackFrameWord(std::uint64_t sequence, FrameState state)
+{
+    return (sequence << 2) | state;
+}
+constexpr std::uint64_t FrameSequence(std::uint64_t word)
+{
+    return word >> 2;
+}
+constexpr FrameState StateOfFrame(std::uint64_t word)
+{
+    return static_cast<FrameState>(word & 3);
+}
+
+/** One frame buffer. The values belong to the frame whose sequence number the word carries. */
+struct alignas(64) FrameBufferInfo {
+    Word64 word;
+    Word64 timeUs;      ///< time stamp, microseconds since the epoch
+    Word64 cameraTicks; ///< the camera's own time stamp
+    Word32 frameCounter;
+    Word32 frameBytes; ///< bytes of the picture
+    std::atomic<float> gainDb;
+    std::atomic<float> exposureUs;
+};
+static_assert(sizeof(FrameBufferInfo) == 64);
+
+/** A memory instance: who was prepared, and what was handed to it last. */
+struct MemoryInstanceInfo {
+    Word32 bufferBytes; ///< room it was prepared for; 0: not prepared
+    Word32 frameBytes;  ///< bytes of a frame without spare room
+    Word32 newestIndex; ///< buffer handed over last, or kNoBuffer
+    Word32 reserved;
+    Word64 newestTimeUs;
+    Word64 triggers; ///< images accepted since the host started
+    char codec[16];  ///< set for a converted stream, else empty; like the header's codec
+};
+static_assert(sizeof(MemoryInstanceInfo) == 48);
+
+struct alignas(64) FrameMemoryHeader {
+    Word64 magic; ///< written last, so that whoever reads it finds the rest in place
+    Word32 version;
+    Word32 running; ///< 1 while the host works with the memory
+    Word64 ownerPid;
+    Word64 generation; ///< odd while what stands below up to `codec` changes
+
+    Word64 objectBytes; ///< size to map
+    Word64 pixelOffset; ///< from the object's begin to buffer 0
+    Word64 stride;      ///< from one buffer to the next
+    Word32 bufferCount;
+    Word32 spareFrames; ///< how many frames ahead of its turn a buffer is marked as filling
+    Word32 bufferBytes; ///< room asked for each buffer
+    Word32 frameBytes;  ///< bytes of a frame without spare room
+    Word32 width;       ///< pixels; 0 until known
+    Word32 height;
+    Word32 format;  ///< HostFormat of the driver; 0 until known
+    char codec[20]; ///< name of the pixel format, terminated
+
+    Word32 newestIndex;    ///< buffer of the newest frame, or kNoBuffer
+    Word64 newestSequence; ///< 0 until there is a frame; the first is 1
+
+    Word64 announcements; ///< odd while the three values below change
+    Word64 nextTimeUs;    ///< expected time stamp of the next frame
+    Word32 latencyUs;
+    Word32 announcedExposureUs;
+
+    MemoryInstanceInfo instances[kMemoryInstances];
+};
+
+/** After copying a frame: true when the copy, begun under `wordBefore`, is of one whole frame. */
+inline bool FrameStillWhole(const FrameBufferInfo& info, std::uint64_t wordBefore)
+{
+    std::atomic_thread_fence(std::memory_order_acquire);
+    const std::uint64_t now = info.word.load(std::memory_order_relaxed);
+    return FrameSequence(now) == FrameSequence(wordBefore) && StateOfFrame(now) != kFrameFilling;
+}
+
+} // namespace KvFrames

@@ -22,39 +22,46 @@ public:
 
 std::unique_ptr<CameraUnderTest> MakeCameraUnderTest();
 
-/** Opens the camera with a small region and closes whatever a test leaves open. */
-class Contract : public testing::Test
+/** One camera session; whatever a test leaves open is closed. */
+class Session : public testing::Test
 {
 protected:
     static constexpr std::uint32_t kForEver = 0xFFFFFFFF;
     static constexpr std::uint32_t kPatienceMs = 2000;
 
-    void SetUp() override
-    {
-        ASSERT_TRUE(FindDevice());
-        ASSERT_EQ(GevOpenCamera(&device, 2, &handle), kGevOk);
-        map = GevGetFeatureNodeMap(handle);
-        ASSERT_NE(map, nullptr);
-        GenApi::CIntegerPtr(map->GetNode("Width"))->SetValue(64);
-        GenApi::CIntegerPtr(map->GetNode("Height"))->SetValue(64);
-        GenApi::CFloatPtr(map->GetNode("ExposureTime"))->SetValue(1000);
-        GenApi::CFloatPtr(map->GetNode("AcquisitionFrameRate"))->SetValue(100);
-    }
     void TearDown() override { GevApiUninitialize(); }
 
-    bool FindDevice()
+    bool FindDevice(const std::string& serial)
     {
         GEV_DEVICE_INFO list[8];
         int count = 0;
         GevGetCameraList(list, 8, &count);
         for (int i = 0; i < count; ++i) {
-            if (camera->Serial() == list[i].serial) {
+            if (serial == list[i].serial) {
                 device = list[i];
                 return true;
             }
         }
         return false;
     }
+
+    /** Small pictures at 100 Hz. */
+    void Open(const std::string& serial)
+    {
+        ASSERT_TRUE(FindDevice(serial));
+        ASSERT_EQ(GevOpenCamera(&device, 2, &handle), kGevOk);
+        map = GevGetFeatureNodeMap(handle);
+        ASSERT_NE(map, nullptr);
+        Integer("Width")->SetValue(64);
+        Integer("Height")->SetValue(64);
+        Float("ExposureTime")->SetValue(1000);
+        Float("AcquisitionFrameRate")->SetValue(100);
+    }
+
+    GenApi::CIntegerPtr Integer(const char* name) { return map->GetNode(name); }
+    GenApi::CFloatPtr Float(const char* name) { return map->GetNode(name); }
+    GenApi::CEnumerationPtr Enumeration(const char* name) { return map->GetNode(name); }
+    GenApi::CBooleanPtr Boolean(const char* name) { return map->GetNode(name); }
 
     /** Buffers of one payload each, filled with 0xEE. */
     int Initialize(std::uint32_t count)
@@ -69,6 +76,12 @@ protected:
         return GevInitializeTransfer(handle, 1, payload, count, buffers.data());
     }
 
+    void StartFor(std::uint32_t bufferCount)
+    {
+        ASSERT_EQ(Initialize(bufferCount), kGevOk);
+        ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    }
+
     /** The next frame, or null; the status is kept. */
     _tag_GEVBUF_ENTRY* Next(std::uint32_t timeoutMs = kPatienceMs)
     {
@@ -77,11 +90,19 @@ protected:
         return frame;
     }
 
-    std::unique_ptr<CameraUnderTest> camera = MakeCameraUnderTest();
     GEV_DEVICE_INFO device{};
     void* handle = nullptr;
     GenApi::CNodeMapRef* map = nullptr;
     std::vector<std::vector<std::uint8_t>> memory;
     std::vector<void*> buffers;
     int status = kGevOk;
+};
+
+/** A session on the camera under test. */
+class Contract : public Session
+{
+protected:
+    void SetUp() override { Open(camera->Serial()); }
+
+    std::unique_ptr<CameraUnderTest> camera = MakeCameraUnderTest();
 };

@@ -73,7 +73,7 @@ TEST_F(Calls, OneClientHasControlAndSettingsOutliveIt)
     EXPECT_EQ(GevApiUninitialize(), kGevOk); // closes what is open
     ASSERT_EQ(GevOpenCamera(&device, 2, &handle), kGevOk);
     map = GevGetFeatureNodeMap(handle);
-    EXPECT_EQ(GenApi::CIntegerPtr(map->GetNode("Width"))->GetValue(), 64);
+    EXPECT_EQ(Integer("Width")->GetValue(), 64);
 }
 
 TEST_F(Calls, TheListKeepsToItsSize)
@@ -144,9 +144,8 @@ TEST(PixelSize, IsRoundedUpToBytes)
 
 TEST_F(Calls, ADetachedCameraAnswersNobodyUntilItIsBack)
 {
-    GenApi::CIntegerPtr width = map->GetNode("Width");
-    ASSERT_EQ(Initialize(3), kGevOk);
-    ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    const auto width = Integer("Width");
+    StartFor(3);
     GevReleaseFrame(handle, Next());
 
     camera->SetAttached(false);
@@ -158,7 +157,7 @@ TEST_F(Calls, ADetachedCameraAnswersNobodyUntilItIsBack)
     EXPECT_EQ(GevGetFeatureValue(handle, "Width", 8, &payload), kGevTimeout);
     EXPECT_EQ(Next(100), nullptr);
     EXPECT_EQ(status, kGevTimeout);
-    EXPECT_FALSE(FindDevice());
+    EXPECT_FALSE(FindDevice(camera->Serial()));
 
     camera->SetAttached(true);
     EXPECT_NE(GevGetCameraInfo(handle), nullptr);

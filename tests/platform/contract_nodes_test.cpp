@@ -9,21 +9,12 @@
 namespace
 {
 
-using GenApi::CBooleanPtr;
-using GenApi::CEnumerationPtr;
-using GenApi::CFloatPtr;
-using GenApi::CIntegerPtr;
 using testing::AllOf;
 using testing::HasSubstr;
 
 class Nodes : public Contract
 {
 protected:
-    CIntegerPtr Integer(const char* name) { return map->GetNode(name); }
-    CFloatPtr Float(const char* name) { return map->GetNode(name); }
-    CEnumerationPtr Enumeration(const char* name) { return map->GetNode(name); }
-    CBooleanPtr Boolean(const char* name) { return map->GetNode(name); }
-
     /** The description of the exception that the access raises; "" when it raises none. */
     template <class Exception, class Access> static std::string Raised(const Access& access)
     {
@@ -135,8 +126,7 @@ TEST_F(Nodes, TheRegionMovesInTheOrderThatKeepsItOnTheSensor)
 
 TEST_F(Nodes, GeometryIsFixedWhileFramesFlow)
 {
-    ASSERT_EQ(Initialize(2), kGevOk);
-    ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    StartFor(2);
     for (const char* name : {"Width", "OffsetY"}) {
         EXPECT_EQ(Integer(name)->GetAccessMode(), GenApi::RO) << name;
         EXPECT_THROW(Integer(name)->SetValue(16), GenICam::AccessException) << name;

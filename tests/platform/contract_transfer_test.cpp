@@ -11,8 +11,7 @@ using Transfer = Contract;
 
 TEST_F(Transfer, FramesArriveInTheCallersMemory)
 {
-    ASSERT_EQ(Initialize(3), kGevOk);
-    ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    StartFor(3);
     std::uint64_t before = 0;
     for (std::uint32_t i = 1; i <= 10; ++i) {
         _tag_GEVBUF_ENTRY* frame = Next();
@@ -41,8 +40,7 @@ TEST_F(Transfer, FramesArriveInTheCallersMemory)
 
 TEST_F(Transfer, AnotherBufferEachTimeAndAnUnderrunWhenAllAreTaken)
 {
-    ASSERT_EQ(Initialize(3), kGevOk);
-    ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    StartFor(3);
     std::set<void*> taken;
     _tag_GEVBUF_ENTRY* frames[3] = {};
     for (auto& frame : frames) {
@@ -68,8 +66,7 @@ TEST_F(Transfer, AnotherBufferEachTimeAndAnUnderrunWhenAllAreTaken)
 
 TEST_F(Transfer, AFrameInTheCallersHandsSurvivesAbortAndStart)
 {
-    ASSERT_EQ(Initialize(2), kGevOk);
-    ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    StartFor(2);
     _tag_GEVBUF_ENTRY* mine = Next();
     ASSERT_NE(mine, nullptr);
     auto* image = static_cast<std::uint8_t*>(mine->address);
@@ -92,14 +89,12 @@ TEST_F(Transfer, AFrameInTheCallersHandsSurvivesAbortAndStart)
 
 TEST_F(Transfer, FreeWorksWithFramesOut)
 {
-    ASSERT_EQ(Initialize(2), kGevOk);
-    ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    StartFor(2);
     _tag_GEVBUF_ENTRY* frame = Next();
     ASSERT_NE(frame, nullptr);
     EXPECT_EQ(GevFreeTransfer(handle), kGevOk);
     EXPECT_EQ(GevReleaseFrame(handle, frame), kGevNotReady);
-    ASSERT_EQ(Initialize(2), kGevOk);
-    ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    StartFor(2);
     EXPECT_NE(Next(), nullptr);
 }
 

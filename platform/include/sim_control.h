@@ -55,7 +55,7 @@ enum class NodeKind { Integer, Float, Enumeration, Boolean };
 struct CameraSetup {
     Model model = Model::Mono;
     std::string manufacturer = "DALSA (simulated)";
-    std::string modelName; ///< empty: the model's own name
+    std::string modelName = {}; ///< empty: the model's own name
     std::string serial = "S0000001";
     std::string version = "1.00";
     bool attached = true;
@@ -71,14 +71,14 @@ struct CameraSetup {
     double jitterUs = 0; ///< standard deviation of a frame's arrival, never before it is read out
     double linkMBytesPerSecond = 115;
     double temperatureC = 41.5;
-    std::vector<std::string> missing;                        ///< features it lacks
-    std::vector<std::pair<std::string, NodeKind>> mistyped;  ///< features of another kind
-    std::vector<std::string> readOnly;                       ///< features with access mode RO
-    std::vector<std::string> notAvailable;                   ///< features with access mode NA
-    std::vector<std::string> notImplementedEntries;          ///< "ChunkSelector.Gain"
-    std::vector<std::string> missingEntries;                 ///< "lutSize.Bpp12"
-    std::vector<std::uint32_t> refusedFormats;               ///< pixel-format codes
-    std::vector<std::pair<std::string, std::string>> values; ///< feature, value at power-up
+    std::vector<std::string> missing = {};                        ///< features it lacks
+    std::vector<std::pair<std::string, NodeKind>> mistyped = {};  ///< features of another kind
+    std::vector<std::string> readOnly = {};                       ///< features with access mode RO
+    std::vector<std::string> notAvailable = {};                   ///< features with access mode NA
+    std::vector<std::string> notImplementedEntries = {};          ///< "ChunkSelector.Gain"
+    std::vector<std::string> missingEntries = {};                 ///< "lutSize.Bpp12"
+    std::vector<std::uint32_t> refusedFormats = {};               ///< pixel-format codes
+    std::vector<std::pair<std::string, std::string>> values = {}; ///< feature, value at power-up
 };
 
 /** Where a fault strikes. */
@@ -122,8 +122,8 @@ enum class ExceptionKind {
 
 struct Fault {
     Trigger trigger = Trigger::Access;
-    std::string name;        ///< feature or call; empty: any
-    std::string camera;      ///< serial; empty: any
+    std::string name = {};   ///< feature or call; empty: any
+    std::string camera = {}; ///< serial; empty: any
     std::uint64_t nth = 1;   ///< strikes first at the n-th match after AddFault, from 1
     std::uint64_t times = 1; ///< and then this often in a row; 0: for ever
     Effect effect = Effect::Throw;

@@ -58,6 +58,15 @@ public:
     genapi::BooleanNode* chunkMode = nullptr;
     genapi::BooleanNode* chunkEnable = nullptr; ///< one cell per chunk, in the order of chunks.h
 
+    /** Width, height and offsets as frames have them: inside the sensor, whatever a script stored.
+     */
+    struct Region {
+        std::uint32_t width;
+        std::uint32_t height;
+        std::uint32_t offsetX;
+        std::uint32_t offsetY;
+    };
+    Region FrameRegion() const;
     std::uint64_t PixelBytes() const;
     std::uint64_t PayloadBytes() const;
     /** Bit n: chunk n of chunks.h goes with each frame. 0 while chunk mode is off. */

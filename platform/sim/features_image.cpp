@@ -86,7 +86,7 @@ void FeatureBuilder::Acquisition()
     camera.frameRate =
         AddFloat({.name = "AcquisitionFrameRate", .unit = "Hz"},
                  {.min = kLowestRate, .max = kHighestRate, .maxNow = highest}, kUsualRate,
-                 [highest](double asked) { return std::min(asked, highest()); });
+                 [highest](double asked) { return std::min(highest(), asked); });
 }
 
 void FeatureBuilder::Gain()

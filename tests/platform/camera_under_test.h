@@ -1,0 +1,87 @@
+/** The camera that the contract tests run on. Each binary brings one factory: the tests see only
+ *  the contract, so that every kind of camera has to keep it. */
+#pragma once
+
+#include "gev_api.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+/** One camera on the network, switched on and not opened, for the life of this object. */
+class CameraUnderTest
+{
+public:
+    virtual ~CameraUnderTest() = default;
+    virtual std::string Serial() const = 0;
+    virtual void SetAttached(bool attached) = 0;
+};
+
+std::unique_ptr<CameraUnderTest> MakeCameraUnderTest();
+
+/** Opens the camera with a small region and closes whatever a test leaves open. */
+class Contract : public testing::Test
+{
+protected:
+    static constexpr std::uint32_t kForEver = 0xFFFFFFFF;
+    static constexpr std::uint32_t kPatienceMs = 2000;
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(FindDevice());
+        ASSERT_EQ(GevOpenCamera(&device, 2, &handle), kGevOk);
+        map = GevGetFeatureNodeMap(handle);
+        ASSERT_NE(map, nullptr);
+        GenApi::CIntegerPtr(map->GetNode("Width"))->SetValue(64);
+        GenApi::CIntegerPtr(map->GetNode("Height"))->SetValue(64);
+        GenApi::CFloatPtr(map->GetNode("ExposureTime"))->SetValue(1000);
+        GenApi::CFloatPtr(map->GetNode("AcquisitionFrameRate"))->SetValue(100);
+    }
+    void TearDown() override { GevApiUninitialize(); }
+
+    bool FindDevice()
+    {
+        GEV_DEVICE_INFO list[8];
+        int count = 0;
+        GevGetCameraList(list, 8, &count);
+        for (int i = 0; i < count; ++i) {
+            if (camera->Serial() == list[i].serial) {
+                device = list[i];
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /** Buffers of one payload each, filled with 0xEE. */
+    int Initialize(std::uint32_t count)
+    {
+        std::uint64_t payload = 0;
+        GevGetPayloadParameters(handle, &payload, nullptr);
+        memory.assign(count, std::vector<std::uint8_t>(payload, 0xEE));
+        buffers.clear();
+        for (auto& buffer : memory) {
+            buffers.push_back(buffer.data());
+        }
+        return GevInitializeTransfer(handle, 1, payload, count, buffers.data());
+    }
+
+    /** The next frame, or null; the status is kept. */
+    _tag_GEVBUF_ENTRY* Next(std::uint32_t timeoutMs = kPatienceMs)
+    {
+        _tag_GEVBUF_ENTRY* frame = nullptr;
+        status = GevWaitForNextFrame(handle, &frame, timeoutMs);
+        return frame;
+    }
+
+    std::unique_ptr<CameraUnderTest> camera = MakeCameraUnderTest();
+    GEV_DEVICE_INFO device{};
+    void* handle = nullptr;
+    GenApi::CNodeMapRef* map = nullptr;
+    std::vector<std::vector<std::uint8_t>> memory;
+    std::vector<void*> buffers;
+    int status = kGevOk;
+};

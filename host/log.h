@@ -40,7 +40,8 @@ public:
     void Line(int level, std::string_view text);
     /** One line of the driver's: "source:line function: text". */
     void DriverLine(const char* source, int line, const char* function, int level,
-                    const char* format, std::va_list arguments);
+                    const char* format, std::va_list arguments)
+        __attribute__((format(printf, 6, 0)));
 
     /** Replaces the status line; empty: none. */
     void SetStatus(std::string text);

@@ -5,6 +5,8 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
+#include <regex>
 #include <sstream>
 
 namespace
@@ -214,6 +216,51 @@ TEST(Config, EmptyTextAndEmptyTablesAreTheDefaults)
 {
     EXPECT_EQ(Accepted("").config, Config());
     EXPECT_EQ(Accepted("[camera]\n[region]\n[lut]\n[export]\n[auto]\n").config, Config());
+}
+
+/** The commented example, which shows every key. */
+std::vector<std::string> ExampleLines()
+{
+    std::ifstream file(KVGRAB_EXAMPLE);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+TEST(Config, ExampleHoldsTheDefaults)
+{
+    std::string text;
+    for (const std::string& line : ExampleLines()) {
+        text += line + "\n";
+    }
+    ASSERT_FALSE(text.empty());
+    EXPECT_EQ(Accepted(text).config, Config());
+}
+
+TEST(Config, ExamplesCommentedKeysAreUsable)
+{
+    const std::regex commentedKey("# (\\[+[a-z]+\\]+|[a-z_]+ = ).*");
+    std::string text;
+    for (const std::string& line : ExampleLines()) {
+        if (line == "# [lut]") { // its three entries stand for 256
+            text += "[lut]\n";
+        } else if (std::regex_match(line, commentedKey) &&
+                   line.find("\"table\"") == std::string::npos &&
+                   line.find("bits = 8") == std::string::npos &&
+                   line.find("values = ") == std::string::npos) {
+            text += line.substr(2) + "\n";
+        } else {
+            text += line + "\n";
+        }
+    }
+    const ParsedConfig parsed = Accepted(text);
+    EXPECT_THAT(parsed.warnings, IsEmpty());
+    EXPECT_EQ(parsed.config.region, (RegionConfig{640, 360, 640, 360}));
+    EXPECT_EQ(parsed.config.exposure, (ExposureConfig{1, 10000, 100, 20000}));
+    EXPECT_EQ(parsed.config.iobox.size(), 1U);
+    EXPECT_EQ(parsed.config.whiteBalance, (WhiteBalanceConfig{150, 150}));
 }
 
 TEST(Config, UprightRotationIsNotTheUnsetOne)

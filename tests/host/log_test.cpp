@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <pthread.h>
 #include <thread>
@@ -48,7 +49,7 @@ timespec FixedClock()
     return {1'700'000'000, 42'999};
 }
 
-void DriverSays(Log& log, int level, const char* format, ...)
+__attribute__((format(printf, 3, 4))) void DriverSays(Log& log, int level, const char* format, ...)
 {
     std::va_list arguments;
     va_start(arguments, format);
@@ -159,12 +160,12 @@ TEST(Log, LinesOfTwoThreadsStayWhole)
         two.join();
     }
     const std::string head = StampedLine(FixedClock(), 3, "");
-    int counts[128] = {};
+    std::map<char, int> counts;
     for (const std::string& line : LinesOf(terminal.Taken())) {
         ASSERT_EQ(line.size(), head.size() - 1 + 200);
         const char letter = line.back();
         ASSERT_EQ(line.substr(head.size() - 1), std::string(200, letter));
-        ++counts[static_cast<unsigned char>(letter)];
+        ++counts[letter];
     }
     EXPECT_EQ(counts['a'], kLines);
     EXPECT_EQ(counts['b'], kLines);

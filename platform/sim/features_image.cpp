@@ -1,5 +1,6 @@
 /** Region, format, acquisition, gain, chunks: what a frame consists of. */
 #include "feature_builder.h"
+#include "pixel_packing.h"
 
 #include <algorithm>
 

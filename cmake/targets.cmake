@@ -12,6 +12,6 @@ function(kv_add_test)
     add_executable(${ARG_NAME} ${ARG_SOURCES})
     target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBRARIES} kv_warnings GTest::gmock
                           GTest::gtest_main Threads::Threads)
-    gtest_discover_tests(${ARG_NAME} DISCOVERY_TIMEOUT 60
+    gtest_discover_tests(${ARG_NAME} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
                          PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT ${ARG_TIMEOUT})
 endfunction()

@@ -1,0 +1,410 @@
+#include "fake_host.h"
+
+#include "sim_control.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace rig
+{
+
+static constexpr std::size_t kPage = 4096;
+
+static FakeHost*& Current()
+{
+    static FakeHost* current = nullptr;
+    return current;
+}
+
+static std::string Format(const char* format, va_list arguments)
+    __attribute__((format(printf, 1, 0)));
+static std::string Format(const char* format, va_list arguments)
+{
+    char text[1024];
+    vsnprintf(text, sizeof text, format, arguments);
+    return text;
+}
+
+FakeHost::FakeHost()
+{
+    Current() = this;
+}
+
+FakeHost::~FakeHost()
+{
+    Current() = nullptr;
+}
+
+FakeHost& FakeHost::Get()
+{
+    return *Current();
+}
+
+void FakeHost::Called(const char* service)
+{
+    if (onCall) {
+        onCall(service);
+    }
+    if (recording) {
+        sim::AddJournal("host", std::string(service) + "()");
+    }
+}
+
+void FakeHost::Called(const char* service, const char* arguments, ...)
+{
+    if (onCall) {
+        onCall(service);
+    }
+    if (!recording) {
+        return;
+    }
+    va_list values;
+    va_start(values, arguments);
+    sim::AddJournal("host", std::string(service) + "(" + Format(arguments, values) + ")");
+    va_end(values);
+}
+
+void FakeHost::AllocateMemory(std::uint32_t size)
+{
+    stride_ = (size + kPage - 1) / kPage * kPage;
+    memory_.assign(stride_ * bufferCount + kPage, 0);
+    const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
+    first_ = memory_.data() + (kPage - address % kPage) % kPage;
+}
+
+void* FakeHost::BufferAt(std::uint32_t index) const
+{
+    if (bufferAt) {
+        return bufferAt(index);
+    }
+    return first_ == nullptr || index >= bufferCount ? nullptr : first_ + index * stride_;
+}
+
+std::string FakeHost::NameOf(const void* address) const
+{
+    if (address == nullptr) {
+        return "null";
+    }
+    for (std::uint32_t i = 0; first_ != nullptr && i < bufferCount; ++i) {
+        if (address == first_ + i * stride_) {
+            return "buf" + std::to_string(i);
+        }
+    }
+    char text[32];
+    snprintf(text, sizeof text, "%p", address);
+    return text;
+}
+
+} // namespace rig
+
+using rig::FakeHost;
+
+static FakeHost& Host()
+{
+    return FakeHost::Get();
+}
+
+template <class T> static T Answer(const char* service, T value)
+{
+    Host().Called(service);
+    return value;
+}
+
+template <class T> static T Next(std::deque<T>& script)
+{
+    if (script.empty()) {
+        return T{};
+    }
+    const T value = script.front();
+    script.pop_front();
+    return value;
+}
+
+extern "C" {
+
+// The field is read after the call was noted, since a script may have changed it.
+#define GETTER(Type, name, field)                                                                  \
+    Type KvGiMainCtx__##name(void)                                                                 \
+    {                                                                                              \
+        Host().Called("KvGiMainCtx__" #name);                                                      \
+        return Host().field;                                                                       \
+    }
+
+GETTER(const char*, GetModelStr, model)
+GETTER(const char*, GetIdStr, id)
+GETTER(std::uint32_t, GetActiveCamMask, activeCamMask)
+GETTER(int, GetDatachunk, datachunk)
+GETTER(std::uint32_t, GetFormat, format)
+GETTER(std::uint8_t, GetCformat, cformat)
+GETTER(int, GetOffsetX, offsetX)
+GETTER(int, GetOffsetY, offsetY)
+GETTER(int, GetWidth, width)
+GETTER(int, GetHeight, height)
+GETTER(float, GetFps, fps)
+GETTER(float, GetExptMan, exptMan)
+GETTER(float, GetGainMan, gainMan)
+GETTER(int, GetWbred, wbred)
+GETTER(int, GetWbblu, wbblu)
+GETTER(int, GetRotate, rotate)
+GETTER(float, GetGamma, gamma)
+GETTER(std::uint16_t, GetLutBitSize, lutBitSize)
+GETTER(float, GetAtbright, atbright)
+GETTER(float, GetGainlimsLow, gainlimsLow)
+GETTER(float, GetGainlimsHigh, gainlimsHigh)
+GETTER(float, GetEtlimsLow, etlimsLow)
+GETTER(float, GetEtlimsHigh, etlimsHigh)
+GETTER(std::uint32_t, GetSweepProf, sweepProf)
+GETTER(std::uint32_t, GetSweepGainMod, sweepGainMod)
+GETTER(std::uint32_t, GetSweepEtimeMod, sweepEtimeMod)
+GETTER(std::uint32_t, GetSweepLutMod, sweepLutMod)
+GETTER(int, GetTsadjns, tsadjns)
+GETTER(std::uint32_t, GetFnum, fnum)
+GETTER(std::uint32_t, GetBnum, bnum)
+#undef GETTER
+
+std::uint16_t KvGiMainCtx__GetLutArrCount(void)
+{
+    return Answer("KvGiMainCtx__GetLutArrCount", static_cast<std::uint16_t>(Host().lut.size()));
+}
+
+const std::uint16_t* KvGiMainCtx__GetLutDataU16(void)
+{
+    return Answer<const std::uint16_t*>("KvGiMainCtx__GetLutDataU16", Host().lut.data());
+}
+
+void KvGiMainCtx__SetFormat(int format)
+{
+    Host().Called("KvGiMainCtx__SetFormat", "%i", format);
+    Host().format = static_cast<std::uint32_t>(format);
+}
+
+void KvGiMainCtx__SetBnum(std::uint32_t buffers)
+{
+    Host().Called("KvGiMainCtx__SetBnum", "%u", buffers);
+    Host().bnum = buffers;
+}
+
+int KvGiMainCtx__GetIoboxNum(void)
+{
+    return Answer("KvGiMainCtx__GetIoboxNum", static_cast<int>(Host().ioboxes.size()));
+}
+
+#define IOBOX_GETTER(name, field)                                                                  \
+    int KvGiMainCtx__##name(int set)                                                               \
+    {                                                                                              \
+        Host().Called("KvGiMainCtx__" #name, "%i", set);                                           \
+        return Host().ioboxes.at(static_cast<std::size_t>(set)).field;                             \
+    }
+
+IOBOX_GETTER(GetIoboxPin, pin)
+IOBOX_GETTER(GetIoboxMod, mode)
+IOBOX_GETTER(GetIoboxSrc, source)
+IOBOX_GETTER(GetIoboxInv, inverted)
+#undef IOBOX_GETTER
+
+std::uint32_t KvGiMainCtx__GetIoboxPar(int set, int index)
+{
+    Host().Called("KvGiMainCtx__GetIoboxPar", "%i, %i", set, index);
+    return Host().ioboxes.at(static_cast<std::size_t>(set)).parameters[index];
+}
+
+// ---- frame memory ------------------------------------------------------------------------------
+
+void KvGiMem__Init(std::uint32_t size, std::uint32_t flags)
+{
+    Host().Called("KvGiMem__Init", "%u, %u", size, flags);
+    Host().AllocateMemory(size);
+}
+
+void KvGiMem__SetActFsize(std::uint32_t size)
+{
+    Host().Called("KvGiMem__SetActFsize", "%u", size);
+}
+
+void* KvGiMem__GetBufPtr(std::uint32_t index)
+{
+    Host().Called("KvGiMem__GetBufPtr", "%u", index);
+    return Host().BufferAt(index);
+}
+
+int KvGiMem__IsFactoryUsed(void)
+{
+    Host().Called("KvGiMem__IsFactoryUsed");
+    return Host().factoryUsed;
+}
+
+void KvGiMemInst__Init(std::uint32_t instance, std::uint32_t size, std::uint32_t flags)
+{
+    Host().Called("KvGiMemInst__Init", "%u, %u, %u", instance, size, flags);
+}
+
+void KvGiMemInst__SetActFsize(std::uint32_t instance, std::uint32_t size)
+{
+    Host().Called("KvGiMemInst__SetActFsize", "%u, %u", instance, size);
+}
+
+int KvGiMemInst__Trigger(std::uint32_t instance, int reserved, std::uint64_t timeUs, void* image,
+                         int flag)
+{
+    const char* const service = "KvGiMemInst__Trigger";
+    if (Host().recording) {
+        Host().Called(service, "%u, %i, %llu, %s, %i", instance, reserved,
+                      static_cast<unsigned long long>(timeUs), Host().NameOf(image).c_str(), flag);
+    } else {
+        Host().Called(service);
+    }
+    return Next(Host().triggerResults);
+}
+
+// ---- grab control ------------------------------------------------------------------------------
+
+int KvGi__DoReconfig(int* flag)
+{
+    Host().Called("KvGi__DoReconfig", "%i", *flag);
+    if (Host().reconfigFlag != 0) {
+        *flag = Host().reconfigFlag;
+    }
+    return Host().reconfigResult;
+}
+
+int KvGi__CheckDynConfig(void)
+{
+    Host().Called("KvGi__CheckDynConfig");
+    return Host().dynConfig;
+}
+
+void KvGi__SetNewCfgVendor(void)
+{
+    Host().Called("KvGi__SetNewCfgVendor");
+}
+
+void KvGi__SetNewCfgPlugin(void)
+{
+    Host().Called("KvGi__SetNewCfgPlugin");
+}
+
+void KvGi__SetSignalAction(int action)
+{
+    Host().Called("KvGi__SetSignalAction", "%i", action);
+}
+
+void KvGi__SetTermSigProc(void)
+{
+    Host().Called("KvGi__SetTermSigProc");
+}
+
+void KvGi__ResetTermSigProc(void)
+{
+    Host().Called("KvGi__ResetTermSigProc");
+}
+
+void KvGi__HaltUpdate(std::uint32_t width, std::uint32_t height, float temperature)
+{
+    ++Host().haltUpdates;
+    Host().Called("KvGi__HaltUpdate", "%u, %u, %.1f", width, height,
+                  static_cast<double>(temperature));
+}
+
+void KvGi__HaltStop(std::uint32_t width, std::uint32_t height, float temperature)
+{
+    Host().Called("KvGi__HaltStop", "%u, %u, %.1f", width, height,
+                  static_cast<double>(temperature));
+}
+
+void KvGi__SetCurrFpsUs(std::uint32_t periodUs)
+{
+    Host().Called("KvGi__SetCurrFpsUs", "%u", periodUs);
+}
+
+void KvGi__CommTriggerAll(std::uint64_t timeUs, std::uint32_t latencyUs, std::uint32_t exposureUs)
+{
+    Host().Called("KvGi__CommTriggerAll", "%llu, %u, %u", static_cast<unsigned long long>(timeUs),
+                  latencyUs, exposureUs);
+}
+
+void KvGi__CalcLutDynam(void*, std::uint32_t width, std::uint32_t height, std::uint32_t lineLength,
+                        std::uint8_t bits, void*)
+{
+    Host().Called("KvGi__CalcLutDynam", "%u, %u, %u, %u", width, height, lineLength, bits);
+}
+
+void KvGi__GetLutDynam(std::uint8_t bits, void*, int outBits, void*)
+{
+    Host().Called("KvGi__GetLutDynam", "%u, %i", bits, outBits);
+}
+
+// ---- scenario and export -----------------------------------------------------------------------
+
+int KvSc__SetParamVal(std::uint32_t id, const void* value)
+{
+    const char* const service = "KvSc__SetParamVal";
+    switch (id) {
+    case KvTd::kParamCodec:
+        Host().Called(service, "%u, %s", id, static_cast<const char*>(value));
+        break;
+    case KvTd::kParamGain:
+    case KvTd::kParamExposure:
+        Host().Called(service, "%u, %.2f", id,
+                      static_cast<double>(*static_cast<const float*>(value)));
+        break;
+    case KvTd::kParamCameraTicks:
+    case KvTd::kParamFrameTime:
+        Host().Called(service, "%u, %llu", id,
+                      static_cast<unsigned long long>(*static_cast<const std::uint64_t*>(value)));
+        break;
+    default:
+        Host().Called(service, "%u, %u", id, *static_cast<const std::uint32_t*>(value));
+        break;
+    }
+    return 0;
+}
+
+int KvSc__InstSetParamVal(std::uint32_t instance, std::uint32_t id, const char* text)
+{
+    Host().Called("KvSc__InstSetParamVal", "%u, %u, %s", instance, id, text);
+    return 0;
+}
+
+int KvSc__ProcExport(std::uint64_t timeUs)
+{
+    ++Host().exported;
+    Host().Called("KvSc__ProcExport", "%llu", static_cast<unsigned long long>(timeUs));
+    return 0;
+}
+
+// ---- utilities and log -------------------------------------------------------------------------
+
+std::uint32_t KvUtl__CheckSignal(void)
+{
+    Host().Called("KvUtl__CheckSignal");
+    return Next(Host().signals);
+}
+
+const struct timeval* KvUtl__TimeValDiff(const struct timeval* later, const struct timeval* earlier)
+{
+    static timeval difference;
+    Host().Called("KvUtl__TimeValDiff");
+    timersub(later, earlier, &difference);
+    return &difference;
+}
+
+void KvUtl__UpdateGrabState(int state)
+{
+    Host().Called("KvUtl__UpdateGrabState", "%i", state);
+}
+
+void LogWrite(const char* sourceFile, int, const char* function, int level, const char* format, ...)
+{
+    ++Host().logLines;
+    if (!Host().recording) {
+        return;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    sim::AddJournal("log" + std::to_string(level), std::string(sourceFile) + ":" + function + ": " +
+                                                       rig::Format(format, arguments));
+    va_end(arguments);
+    Host().formats.emplace_back(format);
+}
+
+} // extern "C"

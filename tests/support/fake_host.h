@@ -1,0 +1,107 @@
+/** A host made of plain fields: what each service answers is set beforehand, and each call lands in
+ *  the simulated network's journal as kind "host", each log line as "log1" to "log5". */
+#pragma once
+
+#include "kv_host_services.h"
+#include "kv_td_types.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace rig
+{
+
+struct IoBoxConfig {
+    int pin = 0;
+    int mode = 0;
+    int source = 0;
+    int inverted = 0;
+    std::uint32_t parameters[2] = {KvTd::kIoboxParamUnset, KvTd::kIoboxParamUnset};
+};
+
+/** There is one at a time; it serves from construction to destruction. Grab thread only. */
+class FakeHost
+{
+public:
+    FakeHost();
+    ~FakeHost();
+    FakeHost(const FakeHost&) = delete;
+    FakeHost& operator=(const FakeHost&) = delete;
+    static FakeHost& Get();
+
+    // ---- configuration, unset at first --------------------------------------------------------
+    const char* model = "";
+    const char* id = "";
+    std::uint32_t activeCamMask = 0;
+    int datachunk = 1500;
+    std::uint32_t format = KvTd::kFormatMono8;
+    std::uint8_t cformat = 0;
+    int offsetX = KvTd::kIntUnset;
+    int offsetY = KvTd::kIntUnset;
+    int width = KvTd::kIntUnset;
+    int height = KvTd::kIntUnset;
+    float fps = KvTd::kFpsUnset;
+    float exptMan = KvTd::kExposureUnset;
+    float gainMan = KvTd::kGainUnset;
+    int wbred = KvTd::kIntUnset;
+    int wbblu = KvTd::kIntUnset;
+    int rotate = KvTd::kRotateUnset;
+    float gamma = KvTd::kGammaUnset;
+    std::vector<std::uint16_t> lut; ///< the configured table
+    std::uint16_t lutBitSize = 0;
+    float atbright = KvTd::kExposureUnset;
+    float gainlimsLow = KvTd::kGainUnset;
+    float gainlimsHigh = KvTd::kGainUnset;
+    float etlimsLow = KvTd::kExposureUnset;
+    float etlimsHigh = KvTd::kExposureUnset;
+    std::uint32_t sweepProf = KvTd::kSweepUnset;
+    std::uint32_t sweepGainMod = KvTd::kSweepUnset;
+    std::uint32_t sweepEtimeMod = KvTd::kSweepUnset;
+    std::uint32_t sweepLutMod = KvTd::kSweepUnset;
+    int tsadjns = 0;
+    std::uint32_t fnum = 0;
+    std::uint32_t bnum = 4;
+    std::vector<IoBoxConfig> ioboxes;
+
+    // ---- frame memory -------------------------------------------------------------------------
+    int factoryUsed = 1;
+    std::uint32_t bufferCount = 16; ///< how many buffers the memory has once it is initialised
+    std::function<void*(std::uint32_t)> bufferAt; ///< instead of the memory
+    /** "buf2", "null", or the address. */
+    std::string NameOf(const void* address) const;
+
+    // ---- scripted answers ---------------------------------------------------------------------
+    std::deque<std::uint32_t> signals; ///< one per KvUtl__CheckSignal; 0 when none is left
+    std::deque<int> triggerResults;    ///< one per KvGiMemInst__Trigger; 0 when none is left
+    int reconfigResult = 0;
+    int reconfigFlag = 0;
+    int dynConfig = 0;
+    /** Runs at each call, by the service's name, before it answers: to set the clock, to add a
+     *  fault, to change the configuration. Not for log lines. */
+    std::function<void(std::string_view)> onCall;
+
+    // ---- what came ----------------------------------------------------------------------------
+    bool recording = true;            ///< off: nothing is written down, and nothing allocated
+    std::vector<std::string> formats; ///< format strings of the log lines, in order
+    std::uint64_t exported = 0;       ///< calls of KvSc__ProcExport
+    std::uint64_t haltUpdates = 0;    ///< calls of KvGi__HaltUpdate
+    std::uint64_t logLines = 0;
+
+    // Used by the services.
+    void Called(const char* service);
+    void Called(const char* service, const char* arguments, ...)
+        __attribute__((format(printf, 3, 4)));
+    void AllocateMemory(std::uint32_t size);
+    void* BufferAt(std::uint32_t index) const;
+
+private:
+    std::vector<std::uint8_t> memory_;
+    std::uint8_t* first_ = nullptr;
+    std::size_t stride_ = 0;
+};
+
+} // namespace rig

@@ -1,0 +1,30 @@
+#include "manual_time.h"
+
+#include "kv_td_time.h"
+
+namespace rig
+{
+
+ManualTime*& ManualTime::Current()
+{
+    static ManualTime* current = nullptr;
+    return current;
+}
+
+} // namespace rig
+
+namespace KvTd
+{
+
+timeval TimeOfDay()
+{
+    const std::int64_t us = rig::ManualTime::Current()->WallUs();
+    return timeval{us / 1'000'000, us % 1'000'000};
+}
+
+std::time_t TimeSeconds()
+{
+    return TimeOfDay().tv_sec;
+}
+
+} // namespace KvTd

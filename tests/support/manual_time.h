@@ -1,0 +1,28 @@
+/** The driver's clock in tests: one manual clock for driver and cameras, and a wall clock beside it
+ *  that can be set as an administrator sets it. Grab thread only. */
+#pragma once
+
+#include "sim_control.h"
+
+#include <cstdint>
+#include <memory>
+
+namespace rig
+{
+
+struct ManualTime {
+    static constexpr std::int64_t kStartNs = 10'000'000'000;
+    /** Wall-clock time at time 0 of the clock, microseconds since the epoch. */
+    static constexpr std::int64_t kEpochUs = 1'000'000'000'000'000;
+
+    std::shared_ptr<sim::ManualClock> clock = std::make_shared<sim::ManualClock>(kStartNs);
+    std::int64_t wallStepUs = 0; ///< how far the wall clock was set forward; the camera's was not
+
+    std::int64_t WallUs() const { return kEpochUs + clock->NowNs() / 1000 + wallStepUs; }
+    void AdvanceUs(std::int64_t us) { clock->AdvanceNs(us * 1000); }
+
+    /** The one that the driver asks. */
+    static ManualTime*& Current();
+};
+
+} // namespace rig

@@ -1,0 +1,176 @@
+#include "rig.h"
+
+#include "kv_td_factory.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace rig
+{
+
+sim::CameraSetup SmallCamera(sim::Model model)
+{
+    sim::CameraSetup setup;
+    setup.model = model;
+    setup.sensorWidth = 64;
+    setup.sensorHeight = 48;
+    setup.picture = sim::Picture::Plain;
+    return setup;
+}
+
+Rig::Rig(std::nullptr_t)
+{
+    ManualTime::Current() = &time;
+    sim::Reset();
+    sim::SetClock(time.clock);
+    sim::SetJournal(true);
+}
+
+Rig::Rig(const sim::CameraSetup& setup) : Rig(nullptr)
+{
+    sim::AddCamera(setup);
+}
+
+Rig::~Rig()
+{
+    cam_.reset();
+    if (handle != nullptr) {
+        GevCloseCamera(&handle);
+    }
+    sim::Reset();
+    ManualTime::Current() = nullptr;
+}
+
+KvTd::CExCam& Rig::Open()
+{
+    int count = 0;
+    GevGetCameraList(&info_, 1, &count);
+    if (count != 1 || GevOpenCamera(&info_, 2, &handle) != 0) {
+        throw std::runtime_error("the rig's camera can't be opened");
+    }
+    cam_ = std::make_unique<KvTd::CExCam>(handle);
+    cam_->deviceInfo = &info_;
+    Clear();
+    return *cam_;
+}
+
+int Rig::Run()
+{
+    return KvLibProc();
+}
+
+int Rig::Loop()
+{
+    return proc.ProcLoop(cam_.get(), &KvTd::kvBufFactory);
+}
+
+Texts Rig::Of(std::string_view kind)
+{
+    Texts texts;
+    for (const sim::JournalEntry& entry : sim::Journal()) {
+        if (entry.kind == kind) {
+            texts.push_back(entry.text);
+        }
+    }
+    return texts;
+}
+
+Texts Rig::Of(std::initializer_list<std::string_view> kinds)
+{
+    Texts texts;
+    for (const sim::JournalEntry& entry : sim::Journal()) {
+        const bool wanted = std::any_of(kinds.begin(), kinds.end(), [&](std::string_view kind) {
+            return entry.kind == kind || (kind == "log" && entry.kind.starts_with(kind));
+        });
+        if (wanted) {
+            texts.push_back(entry.kind + " " + entry.text);
+        }
+    }
+    return texts;
+}
+
+Texts Rig::Logs(std::string_view function)
+{
+    Texts texts;
+    for (const sim::JournalEntry& entry : sim::Journal()) {
+        if (!entry.kind.starts_with("log")) {
+            continue;
+        }
+        const std::string line = entry.text.substr(entry.text.find(':') + 1);
+        if (function.empty() || line.starts_with(std::string(function) + ": ")) {
+            texts.push_back(entry.kind.substr(3) + " " + line);
+        }
+    }
+    return texts;
+}
+
+Texts Rig::HostCalls(std::string_view prefix)
+{
+    Texts texts = Of("host");
+    std::erase_if(texts, [&](const std::string& text) { return !text.starts_with(prefix); });
+    return texts;
+}
+
+void Rig::BeQuiet()
+{
+    sim::SetJournal(false);
+    host.recording = false;
+}
+
+sim::Fault CallFails(const char* call, int status, std::uint64_t nth, std::uint64_t times)
+{
+    sim::Fault fault;
+    fault.trigger = sim::Trigger::Call;
+    fault.name = call;
+    fault.nth = nth;
+    fault.times = times;
+    fault.effect = sim::Effect::Fail;
+    fault.value = status;
+    return fault;
+}
+
+sim::Fault FrameFault(sim::Effect effect, std::uint64_t nth, std::uint64_t times,
+                      std::int64_t value)
+{
+    sim::Fault fault;
+    fault.trigger = sim::Trigger::Frame;
+    fault.nth = nth;
+    fault.times = times;
+    fault.effect = effect;
+    fault.value = value;
+    return fault;
+}
+
+sim::Fault AccessThrows(sim::Trigger trigger, const char* feature, sim::ExceptionKind kind,
+                        std::uint64_t nth)
+{
+    sim::Fault fault;
+    fault.trigger = trigger;
+    fault.name = feature;
+    fault.nth = nth;
+    fault.exception = kind;
+    return fault;
+}
+
+Texts Between(const Texts& texts, std::string_view from, std::string_view to)
+{
+    const auto has = [](std::string_view part) {
+        return [part](const std::string& text) { return text.find(part) != std::string::npos; };
+    };
+    const auto first = std::find_if(texts.begin(), texts.end(), has(from));
+    if (first == texts.end()) {
+        return {};
+    }
+    const auto last = std::find_if(first + 1, texts.end(), has(to));
+    return last == texts.end() ? Texts(first, last) : Texts(first, last + 1);
+}
+
+std::size_t Count(const Texts& texts, std::string_view part)
+{
+    return static_cast<std::size_t>(
+        std::count_if(texts.begin(), texts.end(), [part](const std::string& text) {
+            return text.find(part) != std::string::npos;
+        }));
+}
+
+} // namespace rig

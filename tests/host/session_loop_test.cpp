@@ -23,6 +23,14 @@ struct DecisionCase {
     ExitStatus status;
 };
 
+/** Names the case in the test's name. */
+void PrintTo(const DecisionCase& c, std::ostream* out)
+{
+    *out << "code " << c.outcome.driverCode << (c.outcome.terminating ? " terminating" : "")
+         << (c.outcome.frameCountReached ? " counted" : "")
+         << (c.outcome.exportFailed ? " export failed" : "") << (c.retry ? " retry" : "");
+}
+
 class Decision : public testing::TestWithParam<DecisionCase>
 {
 };

@@ -22,12 +22,6 @@
 namespace sim
 {
 
-constexpr std::uint32_t kMono8 = 0x01080001;
-constexpr std::uint32_t kBayerRG8 = 0x01080009;
-constexpr std::uint32_t kMono12 = 0x01100005;
-constexpr std::uint32_t kMono12Packed = 0x010C0006;
-constexpr std::uint32_t kYUV422Packed = 0x0210001F;
-
 /** What the features ask of their camera. */
 struct CameraState {
     std::function<bool()> streaming;

@@ -1,5 +1,6 @@
 /** Region, format, acquisition, gain, chunks: what a frame consists of. */
 #include "feature_builder.h"
+#include "pixel_packing.h"
 
 #include <algorithm>
 
@@ -58,7 +59,7 @@ void FeatureBuilder::Format()
     EntryList list;
     if (IsColor()) {
         list = {"YUV422Packed",
-                {{"Mono8", kMono8}, {"BayerRG8", kBayerRG8}, {"YUV422Packed", kYUV422Packed}}};
+                {{"Mono8", kMono8}, {"BayerRG8", kBayerRg8}, {"YUV422Packed", kYuv422Packed}}};
     } else {
         list = {"Mono8", {{"Mono8", kMono8}, {"Mono12", kMono12}, {"Mono12Packed", kMono12Packed}}};
     }

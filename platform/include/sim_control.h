@@ -175,7 +175,8 @@ GEVPLAT_API void ResetCounts();
 
 /** One thing that happened. Kinds of the camera: "cam" (a write: "Width=640"), "read"
  * ("Width=1920", ranges as "Width.Min=16"), "mode" (access mode asked: "ChunkEnable:RW",
- * "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0"). Others add kinds of
+ * "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0"), "fault" (a scripted
+ * fault that struck: "write Width", in place of the access that it refused). Others add kinds of
  * their own. */
 struct JournalEntry {
     std::string kind;

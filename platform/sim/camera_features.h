@@ -37,8 +37,6 @@ public:
     /** A feature that the camera shows; null otherwise. */
     genapi::Feature* Shown(std::string_view name);
 
-    genapi::IntegerNode* widthMax = nullptr;
-    genapi::IntegerNode* heightMax = nullptr;
     genapi::IntegerNode* width = nullptr;
     genapi::IntegerNode* height = nullptr;
     genapi::IntegerNode* offsetX = nullptr;

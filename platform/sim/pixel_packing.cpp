@@ -33,12 +33,12 @@ std::size_t PictureBytes(std::uint32_t width, std::uint32_t height, std::uint32_
     const std::size_t pixels = std::size_t{width} * height;
     switch (pixelFormat) {
     case kMono8:
-    case kBayerRG8:
+    case kBayerRg8:
         return pixels;
     case kMono12Packed:
         return pixels + pixels / 2 + pixels % 2;
     case kMono12:
-    case kYUV422Packed:
+    case kYuv422Packed:
         return pixels * 2;
     default:
         return 0;

@@ -12,8 +12,8 @@ namespace sim
 constexpr std::uint32_t kMono8 = 0x01080001;
 constexpr std::uint32_t kMono12Packed = 0x010C0006;
 constexpr std::uint32_t kMono12 = 0x01100005;
-constexpr std::uint32_t kBayerRG8 = 0x01080009;
-constexpr std::uint32_t kYUV422Packed = 0x0210001F;
+constexpr std::uint32_t kBayerRg8 = 0x01080009;
+constexpr std::uint32_t kYuv422Packed = 0x0210001F;
 
 /** Samples are 12-bit digital numbers whatever the format; formats of 8 bits take the high ones. */
 constexpr unsigned kSampleBits = 12;

@@ -124,14 +124,14 @@ void Scene::State::PackLine(const PictureJob& job, std::uint32_t kind, bool oddL
                             std::uint8_t* bytes)
 {
     switch (job.pixelFormat) {
-    case kYUV422Packed:
+    case kYuv422Packed:
         PaintLight(kind);
         ReadOut(job, kRed, light.red, samples.red.data());
         ReadOut(job, kGreen, light.green, samples.green.data());
         ReadOut(job, kBlue, light.blue, samples.blue.data());
         PackUyvy(samples.red.data(), samples.green.data(), samples.blue.data(), job.width, bytes);
         return;
-    case kBayerRG8:
+    case kBayerRg8:
         Mosaic(job, kind, oddLine);
         PackHigh8(line.data(), job.width, bytes);
         return;
@@ -180,7 +180,7 @@ void Scene::Paint(const PictureJob& job, std::uint8_t* image, std::size_t size)
         state.PaintLinePairs(job, image, size);
         return;
     }
-    const bool mosaic = job.pixelFormat == kBayerRG8;
+    const bool mosaic = job.pixelFormat == kBayerRg8;
     for (std::uint32_t y = 0; y < job.height && size != 0; ++y) {
         const bool oddLine = mosaic && y % 2 != 0;
         const std::uint32_t kind = state.RowKind(job, y);

@@ -261,6 +261,7 @@ void TestPattern::PaintRow(std::uint32_t kind, LightRow* row) const
     }
     const NumberText number(frameNumber_);
     const std::uint32_t largeWidth = (number.length + 2) * kGlyphPitch * largeScale_;
+    const std::uint32_t fieldWidth = largeWidth + 2 * kGlyphPitch * largeScale_;
     switch (kind) {
     case kInnerEdge:
         brush.Clear(kBlack);
@@ -289,11 +290,11 @@ void TestPattern::PaintRow(std::uint32_t kind, LightRow* row) const
         brush.Clear(kPanel);
         break;
     case kNumber:
-        PaintNumberGround(brush, width_, largeWidth);
+        PaintNumberGround(brush, width_, fieldWidth);
         break;
     default:
         if (kind >= kNumberGlyphs) {
-            PaintNumberGround(brush, width_, largeWidth);
+            PaintNumberGround(brush, width_, fieldWidth);
             const std::uint32_t glyphRow = kind - kNumberGlyphs;
             const std::int64_t pitch = std::int64_t{kGlyphPitch} * largeScale_;
             std::int64_t x = (std::int64_t{width_} - largeWidth) / 2 + largeScale_;
@@ -305,8 +306,11 @@ void TestPattern::PaintRow(std::uint32_t kind, LightRow* row) const
         }
         brush.Clear(kPanel);
         const std::int64_t pitch = std::int64_t{kGlyphPitch} * stripScale_;
-        const std::int64_t repeat = std::max<std::int64_t>(pitch * (number.length + 1), width_ / 6);
-        for (std::int64_t x = 2 * pitch / 3; x < width_; x += repeat) {
+        const auto textWidth = static_cast<std::int64_t>(number.length) * pitch;
+        const std::int64_t count = std::clamp<std::int64_t>(width_ / (textWidth + pitch), 1, 6);
+        const std::int64_t field = width_ / count;
+        for (std::int64_t n = 0; n < count; ++n) {
+            const std::int64_t x = n * field + (field - textWidth) / 2 + stripScale_;
             for (std::uint32_t i = 0; i < number.length; ++i) {
                 brush.Glyph(x + pitch * i, number.glyphs[i], kind - kStripGlyphs, stripScale_);
             }

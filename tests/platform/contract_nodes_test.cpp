@@ -69,6 +69,55 @@ TEST_F(Nodes, ANodeHasOneInterface)
               "Feature not present (reference not valid)");
 }
 
+TEST_F(Nodes, EveryFeatureHasTheInterfaceThatClientsExpect)
+{
+    for (const char* name :
+         {"WidthMax", "HeightMax", "Width", "Height", "OffsetX", "OffsetY", "autoBrightnessTarget",
+          "LUTIndex", "LUTValue", "GevTimestampTickFrequency", "outputLinePulseDelay",
+          "outputLinePulseDuration"}) {
+        EXPECT_TRUE(Integer(name).IsValid()) << name;
+    }
+    for (const char* name :
+         {"Gain", "ExposureTime", "gammaCorrection", "AcquisitionFrameRate", "exposureAutoMinValue",
+          "exposureAutoMaxValue", "gainAutoMinValue", "gainAutoMaxValue", "DeviceTemperature"}) {
+        EXPECT_TRUE(Float(name).IsValid()) << name;
+    }
+    for (const char* name :
+         {"ReverseX", "ReverseY", "ChunkModeActive", "ChunkEnable", "LineInverter"}) {
+        EXPECT_TRUE(Boolean(name).IsValid()) << name;
+    }
+    for (const char* entry : {"autoBrightnessMode.Active",
+                              "autoBrightnessMode.Off",
+                              "autoBrightnessSequence.Exposure_Gain_Iris",
+                              "ExposureAuto.Continuous",
+                              "ExposureAuto.Off",
+                              "GainAuto.Continuous",
+                              "GainAuto.Off",
+                              "GainSelector.SensorAll",
+                              "gainAutoSource.SensorAll",
+                              "lutMode.Active",
+                              "lutMode.Off",
+                              "lutType.UserDefined",
+                              "lutType.GammaCorrection",
+                              "lutSize.Bpp10",
+                              "lutSize.Bpp12",
+                              "PixelFormat.Mono8",
+                              "DeviceTemperatureSelector.Internal",
+                              "ChunkSelector.Gain",
+                              "ChunkSelector.ExposureTime",
+                              "ChunkSelector.Timestamp",
+                              "LineSelector.Line3",
+                              "LineSelector.Line4",
+                              "outputLineSource.ExposureActive",
+                              "outputLineSource.Off"}) {
+        const std::string text = entry;
+        const std::size_t dot = text.find('.');
+        const auto node = Enumeration(text.substr(0, dot).c_str());
+        ASSERT_TRUE(node.IsValid()) << entry;
+        EXPECT_NE(node->GetEntryByName(text.substr(dot + 1).c_str()), nullptr) << entry;
+    }
+}
+
 TEST_F(Nodes, TheMapIsFoundByNameAndByIndex)
 {
     ASSERT_GT(map->GetNodeCount(), 40U);

@@ -302,6 +302,16 @@ TEST_F(Faults, ACameraLeavesAndReturns)
     EXPECT_EQ(width->GetValue(), 64);
 }
 
+TEST_F(Faults, AFrameLostUnderWayGivesItsBufferBack)
+{
+    StartFor(1);
+    EXPECT_EQ(Next(1), nullptr); // its buffer is being filled
+    sim::SetAttached("S1", false);
+    EXPECT_EQ(Next(20), nullptr);
+    sim::SetAttached("S1", true);
+    EXPECT_NE(Next(), nullptr);
+}
+
 TEST_F(Faults, SlowAccessesAndCallsTakeTheirTime)
 {
     sim::AddFault(

@@ -21,6 +21,12 @@ TEST_F(SimNetwork, TwoModelsDifferInColourAndSpelling)
     Open("S0000002");
     EXPECT_EQ(Enumeration("ChunkSelector")->GetEntryByName("counter1ValueAtReset"), nullptr);
     EXPECT_NE(Enumeration("ChunkSelector")->GetEntryByName("Counter1ValueAtReset"), nullptr);
+    for (const char* channel : {"Red", "Green", "Blue"}) {
+        Enumeration("LUTSelector")->FromString(channel);
+        Enumeration("balanceRatioReference")->FromString(channel);
+    }
+    Enumeration("BalanceWhiteAuto")->FromString("Periodic");
+    EXPECT_TRUE(Enumeration("balanceWhitePeriod").IsValid());
     Enumeration("BalanceRatioSelector")->FromString("Red");
     Float("BalanceRatio")->SetValue(1.5);
     Enumeration("BalanceRatioSelector")->FromString("Blue");

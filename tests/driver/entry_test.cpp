@@ -33,17 +33,19 @@ TEST(Entry, SessionWithoutAnyCamera)
 {
     Rig rig(nullptr);
     EXPECT_EQ(Rig::Run(), kExitNoDevice);
-    EXPECT_THAT(
-        Rig::Of({"log", "host", "gev"}),
-        ElementsAre("log4 kv_td_main:KvLibProc: init SDK staff", "host KvGiMainCtx__GetModelStr()",
-                    "host KvGiMainCtx__GetIdStr()", "host KvGiMainCtx__GetActiveCamMask()",
-                    "gev GevGetCameraList(8)=0",
-                    "log3 kv_td_main:KvLibProc: Printing all the devices information found:",
-                    "log3 kv_td_main:KvLibProc: TSus_1000000010000000: (0) no any devices "
-                    "found",
-                    "gev GevApiUninitialize()=0", "gev _CloseSocketAPI()=0",
-                    "host KvUtl__CheckSignal()",
-                    "log3 kv_td_main:KvLibProc: Loop completed (exitCode = 2)"));
+    EXPECT_EQ(Story(Rig::Of({"log", "host", "gev"})), R"(
+log4 kv_td_main:KvLibProc: init SDK staff
+host KvGiMainCtx__GetModelStr()
+host KvGiMainCtx__GetIdStr()
+host KvGiMainCtx__GetActiveCamMask()
+gev GevGetCameraList(8)=0
+log3 kv_td_main:KvLibProc: Printing all the devices information found:
+log3 kv_td_main:KvLibProc: TSus_1000000010000000: (0) no any devices found
+gev GevApiUninitialize()=0
+gev _CloseSocketAPI()=0
+host KvUtl__CheckSignal()
+log3 kv_td_main:KvLibProc: Loop completed (exitCode = 2)
+)");
 }
 
 TEST(Entry, ListTellsOfEveryCameraAndDetailsOfTheMakers)

@@ -8,7 +8,10 @@
 #include "sim/call_script.h"
 
 #include <cstring>
+#include <memory>
+#include <mutex>
 #include <string>
+#include <vector>
 
 namespace
 {

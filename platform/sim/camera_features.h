@@ -22,12 +22,6 @@
 namespace sim
 {
 
-constexpr std::uint32_t kMono8 = 0x01080001;
-constexpr std::uint32_t kBayerRG8 = 0x01080009;
-constexpr std::uint32_t kMono12 = 0x01100005;
-constexpr std::uint32_t kMono12Packed = 0x010C0006;
-constexpr std::uint32_t kYUV422Packed = 0x0210001F;
-
 /** What the features ask of their camera. */
 struct CameraState {
     std::function<bool()> streaming;
@@ -43,8 +37,6 @@ public:
     /** A feature that the camera shows; null otherwise. */
     genapi::Feature* Shown(std::string_view name);
 
-    genapi::IntegerNode* widthMax = nullptr;
-    genapi::IntegerNode* heightMax = nullptr;
     genapi::IntegerNode* width = nullptr;
     genapi::IntegerNode* height = nullptr;
     genapi::IntegerNode* offsetX = nullptr;
@@ -58,6 +50,15 @@ public:
     genapi::BooleanNode* chunkMode = nullptr;
     genapi::BooleanNode* chunkEnable = nullptr; ///< one cell per chunk, in the order of chunks.h
 
+    /** Width, height and offsets as frames have them: inside the sensor, whatever a script stored.
+     */
+    struct Region {
+        std::uint32_t width;
+        std::uint32_t height;
+        std::uint32_t offsetX;
+        std::uint32_t offsetY;
+    };
+    Region FrameRegion() const;
     std::uint64_t PixelBytes() const;
     std::uint64_t PayloadBytes() const;
     /** Bit n: chunk n of chunks.h goes with each frame. 0 while chunk mode is off. */

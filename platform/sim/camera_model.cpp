@@ -3,13 +3,31 @@
 #include "record.h"
 #include "texts.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace sim
 {
 
+namespace
+{
+
+/** Set-ups come from scripts and files: what no camera could be is brought within reach. */
+CameraSetup Sane(CameraSetup setup)
+{
+    constexpr std::uint32_t kLargestSensor = 65536;
+    setup.sensorWidth = std::clamp(setup.sensorWidth, 1U, kLargestSensor);
+    setup.sensorHeight = std::clamp(setup.sensorHeight, 1U, kLargestSensor);
+    setup.tickBits = std::clamp(setup.tickBits, 1U, 64U);
+    setup.driftPpm = std::clamp(setup.driftPpm, -1e5, 1e5);
+    setup.jitterUs = std::clamp(setup.jitterUs, 0.0, 1e9);
+    return setup;
+}
+
+} // namespace
+
 CameraModel::CameraModel(CameraSetup setup, const NetworkClock& clock)
-    : setup_(std::move(setup)), clock_(clock), ticks_(setup_),
+    : setup_(Sane(std::move(setup))), clock_(clock), ticks_(setup_),
       features_(setup_, *this,
                 {.streaming = [this] { return stream_.IsRunning(); },
                  .nowNs = [this] { return clock_.NowNs(); }}),

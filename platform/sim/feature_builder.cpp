@@ -166,10 +166,21 @@ genapi::Feature* CameraFeatures::StandIn(const std::string& name, NodeKind kind)
     return standIns_.back().get();
 }
 
+CameraFeatures::Region CameraFeatures::FrameRegion() const
+{
+    const auto within = [](std::int64_t value, std::int64_t least, std::uint32_t sensor) {
+        return static_cast<std::uint32_t>(std::clamp<std::int64_t>(value, least, sensor));
+    };
+    return {.width = within(width->Value(), 1, setup_.sensorWidth),
+            .height = within(height->Value(), 1, setup_.sensorHeight),
+            .offsetX = within(offsetX->Value(), 0, setup_.sensorWidth),
+            .offsetY = within(offsetY->Value(), 0, setup_.sensorHeight)};
+}
+
 std::uint64_t CameraFeatures::PixelBytes() const
 {
-    return PictureBytes(static_cast<std::uint32_t>(width->Value()),
-                        static_cast<std::uint32_t>(height->Value()),
+    const Region region = FrameRegion();
+    return PictureBytes(region.width, region.height,
                         static_cast<std::uint32_t>(pixelFormat->Value()));
 }
 
@@ -189,8 +200,10 @@ unsigned CameraFeatures::ChunksOn() const
 
 FrameCost CameraFeatures::Cost() const
 {
-    return CostOfFrame(exposureTime->Value(), static_cast<std::uint32_t>(height->Value()),
-                       PayloadBytes(), setup_.linkMBytesPerSecond);
+    // In this order a NaN that a script stored counts as the shortest exposure.
+    const double exposureUs = std::min(1e9, std::max(0.0, exposureTime->Value()));
+    return CostOfFrame(exposureUs, FrameRegion().height, PayloadBytes(),
+                       setup_.linkMBytesPerSecond);
 }
 
 } // namespace sim

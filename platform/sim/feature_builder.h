@@ -42,6 +42,17 @@ private:
         std::vector<std::pair<std::string, std::int64_t>> entries;
         std::function<bool(std::int64_t)> refuses = nullptr;
     };
+    /** One direction of the region; `sensor` and `step` in pixels. */
+    struct Axis {
+        const char* fullName;
+        const char* sizeName;
+        const char* offsetName;
+        std::int64_t sensor;
+        std::int64_t step;
+    };
+    /** `size` and `offset` are set, and asked later: they are members of the features. */
+    void AddAxis(const Axis& axis, Integer*& size, Integer*& offset);
+
     /** Entries by name, numbered from 0; the first one is in force. */
     static EntryList Names(std::initializer_list<const char*> names);
 

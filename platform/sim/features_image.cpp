@@ -1,5 +1,6 @@
 /** Region, format, acquisition, gain, chunks: what a frame consists of. */
 #include "feature_builder.h"
+#include "pixel_packing.h"
 
 #include <algorithm>
 
@@ -22,35 +23,33 @@ constexpr double kUsualRate = 30;
 
 } // namespace
 
-/** Width and OffsetX limit each other, Height and OffsetY likewise: a region moves by shrinking
- *  first and growing last. */
+/** Size and offset limit each other: a region moves by shrinking first and growing last. */
+void FeatureBuilder::AddAxis(const Axis& axis, Integer*& size, Integer*& offset)
+{
+    AddInteger({.name = axis.fullName, .unit = "px", .mode = GenApi_3_0::RO},
+               {.min = axis.sensor, .max = axis.sensor}, axis.sensor);
+    const std::int64_t whole =
+        std::max(axis.sensor - axis.sensor % axis.step, std::min(axis.sensor, kSmallest));
+    size = AddInteger({.name = axis.sizeName, .unit = "px", .modeNow = WhileStopped()},
+                      {.min = std::min(kSmallest, whole),
+                       .max = whole,
+                       .inc = axis.step,
+                       .maxNow = [whole, &offset] { return whole - offset->Value(); }},
+                      whole);
+    offset = AddInteger({.name = axis.offsetName, .unit = "px", .modeNow = WhileStopped()},
+                        {.max = whole,
+                         .inc = axis.step,
+                         .maxNow = [whole, &size] { return whole - size->Value(); }},
+                        0);
+}
+
 void FeatureBuilder::Geometry()
 {
     CameraFeatures& camera = features_;
-    const auto axis = [this](const char* maxName, const char* sizeName, const char* offsetName,
-                             std::int64_t sensor, std::int64_t step, Integer** maxNode,
-                             Integer** sizeNode, Integer** offsetNode) {
-        Integer*& full = *maxNode;
-        Integer*& size = *sizeNode;
-        Integer*& offset = *offsetNode;
-        full = AddInteger({.name = maxName, .unit = "px", .mode = GenApi_3_0::RO},
-                          {.min = sensor, .max = sensor}, sensor);
-        const std::int64_t whole = std::max(sensor - sensor % step, std::min(sensor, kSmallest));
-        size = AddInteger({.name = sizeName, .unit = "px", .modeNow = WhileStopped()},
-                          {.min = std::min(kSmallest, whole),
-                           .max = whole,
-                           .inc = step,
-                           .maxNow = [whole, &offset] { return whole - offset->Value(); }},
-                          whole);
-        offset = AddInteger(
-            {.name = offsetName, .unit = "px", .modeNow = WhileStopped()},
-            {.max = whole, .inc = step, .maxNow = [whole, &size] { return whole - size->Value(); }},
-            0);
-    };
-    axis("WidthMax", "Width", "OffsetX", setup_.sensorWidth, kStepX, &camera.widthMax,
-         &camera.width, &camera.offsetX);
-    axis("HeightMax", "Height", "OffsetY", setup_.sensorHeight, kStepY, &camera.heightMax,
-         &camera.height, &camera.offsetY);
+    AddAxis({"WidthMax", "Width", "OffsetX", setup_.sensorWidth, kStepX}, camera.width,
+            camera.offsetX);
+    AddAxis({"HeightMax", "Height", "OffsetY", setup_.sensorHeight, kStepY}, camera.height,
+            camera.offsetY);
     camera.reverseX = AddBoolean({.name = "ReverseX"}, false);
     camera.reverseY = AddBoolean({.name = "ReverseY"}, false);
 }
@@ -60,12 +59,11 @@ void FeatureBuilder::Format()
     EntryList list;
     if (IsColor()) {
         list = {"YUV422Packed",
-                {{"Mono8", kMono8}, {"BayerRG8", kBayerRG8}, {"YUV422Packed", kYUV422Packed}}};
+                {{"Mono8", kMono8}, {"BayerRG8", kBayerRg8}, {"YUV422Packed", kYuv422Packed}}};
     } else {
         list = {"Mono8", {{"Mono8", kMono8}, {"Mono12", kMono12}, {"Mono12Packed", kMono12Packed}}};
     }
-    list.refuses = [this_ = &setup_](std::int64_t code) {
-        const auto& refused = this_->refusedFormats;
+    list.refuses = [&refused = setup_.refusedFormats](std::int64_t code) {
         return std::find(refused.begin(), refused.end(), code) != refused.end();
     };
     features_.pixelFormat =
@@ -86,7 +84,7 @@ void FeatureBuilder::Acquisition()
     camera.frameRate =
         AddFloat({.name = "AcquisitionFrameRate", .unit = "Hz"},
                  {.min = kLowestRate, .max = kHighestRate, .maxNow = highest}, kUsualRate,
-                 [highest](double asked) { return std::min(asked, highest()); });
+                 [highest](double asked) { return std::min(highest(), asked); });
 }
 
 void FeatureBuilder::Gain()

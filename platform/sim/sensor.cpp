@@ -30,15 +30,15 @@ std::int64_t Sensor::NextStartNs() const
 void Sensor::Describe(Frame* frame) const
 {
     const CameraFeatures& features = camera_.Features();
-    const auto narrow = [](std::int64_t value) { return static_cast<std::uint32_t>(value); };
+    const CameraFeatures::Region region = features.FrameRegion();
     PictureJob& job = frame->job;
     job.sensorWidth = camera_.Setup().sensorWidth;
     job.sensorHeight = camera_.Setup().sensorHeight;
-    job.offsetX = narrow(features.offsetX->Value());
-    job.offsetY = narrow(features.offsetY->Value());
-    job.width = narrow(features.width->Value());
-    job.height = narrow(features.height->Value());
-    job.pixelFormat = narrow(features.pixelFormat->Value());
+    job.offsetX = region.offsetX;
+    job.offsetY = region.offsetY;
+    job.width = region.width;
+    job.height = region.height;
+    job.pixelFormat = static_cast<std::uint32_t>(features.pixelFormat->Value());
     job.reverseX = features.reverseX->Value();
     job.reverseY = features.reverseY->Value();
     job.frameNumber = frame->id;
@@ -70,8 +70,8 @@ Frame Sensor::Expose()
     Strike(&frame);
     lastArrivalNs_ = std::max(lastArrivalNs_, frame.arrivalNs);
     frame.arrivalNs = lastArrivalNs_;
-    const double periodUs =
-        std::max(1e6 / camera_.Features().frameRate->Value(), cost.ShortestPeriodUs());
+    const double rate = std::max(kLowestRate, camera_.Features().frameRate->Value());
+    const double periodUs = std::max(1e6 / rate, cost.ShortestPeriodUs());
     nextStartNs_ = frame.startNs + std::max<std::int64_t>(clockNs(periodUs), 1);
     return frame;
 }

@@ -3,6 +3,8 @@
 #include "../genapi/raw_value.h"
 #include "network.h"
 
+#include <cstring>
+
 namespace sim
 {
 
@@ -154,7 +156,10 @@ int SimKind::List(std::vector<GEV_DEVICE_INFO>* devices)
 
 int SimKind::Open(const GEV_DEVICE_INFO& device, int, std::unique_ptr<gevplat::Camera>* camera)
 {
-    auto model = Network::Get().Find(device.address);
+    std::shared_ptr<CameraModel> model;
+    for (const auto& listed : Network::Get().All()) {
+        model = std::strcmp(listed->Info().address, device.address) == 0 ? listed : model;
+    }
     if (model == nullptr || !model->IsPresent()) {
         return kGevNotFound;
     }

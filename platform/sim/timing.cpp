@@ -46,22 +46,22 @@ std::int64_t ClockNs(double cameraUs, double driftPpm)
 
 TickCounter::TickCounter(const CameraSetup& setup)
     : frequency_(setup.tickFrequency == 0 ? 1'000'000'000 : setup.tickFrequency),
-      offset_(setup.tickOffset), bits_(std::clamp(setup.tickBits, 1U, 64U)),
+      offset_(static_cast<std::uint64_t>(setup.tickOffset)), bits_(setup.tickBits),
       driftPpm_(setup.driftPpm)
 {
 }
 
-std::uint64_t TickCounter::At(std::int64_t clockNs) const
+std::uint64_t TickCounter::At(std::int64_t clockNs)
 {
+    for (const Step& jump : jumps_) {
+        offset_ += jump.atNs <= clockNs ? static_cast<std::uint64_t>(jump.ticks) : 0;
+    }
+    std::erase_if(jumps_, [&](const Step& jump) { return jump.atNs <= clockNs; });
+
     const Wide steady = static_cast<Wide>(clockNs) * static_cast<Wide>(frequency_) / 1'000'000'000;
     const long double ahead = static_cast<long double>(steady) * driftPpm_ * 1e-6L;
-    std::uint64_t ticks = static_cast<std::uint64_t>(steady) + static_cast<std::uint64_t>(offset_) +
-                          static_cast<std::uint64_t>(std::llrint(ahead));
-    for (const Step& jump : jumps_) {
-        if (jump.atNs <= clockNs) {
-            ticks += static_cast<std::uint64_t>(jump.ticks);
-        }
-    }
+    const std::uint64_t ticks = static_cast<std::uint64_t>(steady) + offset_ +
+                                static_cast<std::uint64_t>(std::llrint(ahead));
     return bits_ == 64 ? ticks : ticks & ((std::uint64_t{1} << bits_) - 1);
 }
 

@@ -35,7 +35,8 @@ class TickCounter
 {
 public:
     explicit TickCounter(const CameraSetup& setup);
-    std::uint64_t At(std::int64_t clockNs) const;
+    /** Times are asked for in rising order: jumps that are past become part of the offset. */
+    std::uint64_t At(std::int64_t clockNs);
     /** The counter jumps once, for good. */
     void Jump(std::int64_t atNs, std::int64_t ticks);
     /** Takes back the jumps that have not happened. */
@@ -47,7 +48,7 @@ private:
         std::int64_t ticks;
     };
     std::uint64_t frequency_;
-    std::int64_t offset_;
+    std::uint64_t offset_; // arithmetic on ticks wraps
     unsigned bits_;
     double driftPpm_;
     std::vector<Step> jumps_;

@@ -1,0 +1,103 @@
+#include "pixel_packing.h"
+
+#include "scene.h"
+
+namespace sim
+{
+
+namespace
+{
+
+/** Full-range BT.601 in 1/256; sums of three 8-bit values never leave 8 bits. */
+struct Yuv {
+    static std::uint8_t Y(int r, int g, int b)
+    {
+        return static_cast<std::uint8_t>((77 * r + 150 * g + 29 * b + 128) >> 8);
+    }
+    static std::uint8_t U(int r, int g, int b)
+    {
+        return static_cast<std::uint8_t>(((-43 * r - 84 * g + 127 * b + 128) >> 8) + 128);
+    }
+    static std::uint8_t V(int r, int g, int b)
+    {
+        return static_cast<std::uint8_t>(((127 * r - 106 * g - 21 * b + 128) >> 8) + 128);
+    }
+};
+
+constexpr unsigned kLowBits = kSampleBits - 8;
+
+} // namespace
+
+std::size_t PictureBytes(std::uint32_t width, std::uint32_t height, std::uint32_t pixelFormat)
+{
+    const std::size_t pixels = std::size_t{width} * height;
+    switch (pixelFormat) {
+    case kMono8:
+    case kBayerRg8:
+        return pixels;
+    case kMono12Packed:
+        return pixels + pixels / 2 + pixels % 2;
+    case kMono12:
+    case kYuv422Packed:
+        return pixels * 2;
+    default:
+        return 0;
+    }
+}
+
+void PackHigh8(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        line[i] = static_cast<std::uint8_t>(samples[i] >> kLowBits);
+    }
+}
+
+void Pack16(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        line[2 * i] = static_cast<std::uint8_t>(samples[i] & 0xFF);
+        line[2 * i + 1] = static_cast<std::uint8_t>(samples[i] >> 8);
+    }
+}
+
+void Pack12(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
+{
+    for (std::size_t i = 0; i + 1 < count; i += 2, line += 3) {
+        const unsigned first = samples[i];
+        const unsigned second = samples[i + 1];
+        line[0] = static_cast<std::uint8_t>(first >> 4);
+        line[1] = static_cast<std::uint8_t>((first & 0xF) | (second & 0xF) << 4);
+        line[2] = static_cast<std::uint8_t>(second >> 4);
+    }
+    if (count % 2 != 0) {
+        line[0] = static_cast<std::uint8_t>(samples[count - 1] >> 4);
+        line[1] = static_cast<std::uint8_t>(samples[count - 1] & 0xF);
+    }
+}
+
+void PackUyvy(const std::uint16_t* red, const std::uint16_t* green, const std::uint16_t* blue,
+              std::size_t count, std::uint8_t* line)
+{
+    for (std::size_t i = 0; i < count; i += 2, line += 4) {
+        const int r0 = red[i] >> kLowBits;
+        const int g0 = green[i] >> kLowBits;
+        const int b0 = blue[i] >> kLowBits;
+        if (i + 1 == count) {
+            line[0] = Yuv::U(r0, g0, b0);
+            line[1] = Yuv::Y(r0, g0, b0);
+            return;
+        }
+        const int r1 = red[i + 1] >> kLowBits;
+        const int g1 = green[i + 1] >> kLowBits;
+        const int b1 = blue[i + 1] >> kLowBits;
+        const int r = (r0 + r1) / 2;
+        const int g = (g0 + g1) / 2;
+        const int b = (b0 + b1) / 2;
+        line[0] = Yuv::U(r, g, b);
+        line[1] = Yuv::Y(r0, g0, b0);
+        line[2] = Yuv::V(r, g, b);
+        line[3] = Yuv::Y(r1, g1, b1);
+    }
+}
+
+} // namespace sim

@@ -1,0 +1,37 @@
+/** The pixel formats of the simulated camera: how many bytes they take and how a line of sensor
+ * samples is laid out in them. Pure; no state. */
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace sim
+{
+
+/** GigE Vision codes. */
+constexpr std::uint32_t kMono8 = 0x01080001;
+constexpr std::uint32_t kMono12Packed = 0x010C0006;
+constexpr std::uint32_t kMono12 = 0x01100005;
+constexpr std::uint32_t kBayerRg8 = 0x01080009;
+constexpr std::uint32_t kYuv422Packed = 0x0210001F;
+
+/** Samples are 12-bit digital numbers whatever the format; formats of 8 bits take the high ones. */
+constexpr unsigned kSampleBits = 12;
+constexpr std::uint16_t kSampleMax = (1U << kSampleBits) - 1;
+
+/** High 8 bits of each of `count` samples into `count` bytes. */
+void PackHigh8(const std::uint16_t* samples, std::size_t count, std::uint8_t* line);
+
+/** 16 bits little endian per sample, the value in the low 12 bits: 2 * `count` bytes. */
+void Pack16(const std::uint16_t* samples, std::size_t count, std::uint8_t* line);
+
+/** GigE Vision packed: two samples in three bytes (high 8 bits of the first; low nibbles, the
+ *  first's in bits 0 to 3; high 8 bits of the second). A last single sample takes two bytes. */
+void Pack12(const std::uint16_t* samples, std::size_t count, std::uint8_t* line);
+
+/** UYVY, ITU-R BT.601 with the full range of 8 bits (grey: U = V = 128). Both pixels of a pair
+ *  share the chroma of their mean; a last single pixel gives U and Y only. 2 * `count` bytes. */
+void PackUyvy(const std::uint16_t* red, const std::uint16_t* green, const std::uint16_t* blue,
+              std::size_t count, std::uint8_t* line);
+
+} // namespace sim

@@ -62,15 +62,17 @@ TEST(Aoi, UnsetRegionTouchesNothing)
 {
     AoiRig rig;
     EXPECT_EQ(rig.Apply({-1, -1, -1, -1}), 0);
-    EXPECT_THAT(Rig::Of({"host", "cam", "read", "log"}),
-                ElementsAre("host KvGiMainCtx__GetOffsetX()", "host KvGiMainCtx__GetOffsetY()",
-                            "host KvGiMainCtx__GetWidth()", "host KvGiMainCtx__GetHeight()",
-                            "log3 kv_td_proc:ProcParametrizeCamAoi: Acquisition set handler entry: "
-                            "OffsX -1 OffsY -1 Width -1 Height -1",
-                            "log3 kv_td_proc:ProcParametrizeCamAoi:   OffsetX config is skipped",
-                            "log3 kv_td_proc:ProcParametrizeCamAoi:   OffsetY config is skipped",
-                            "log3 kv_td_proc:ProcParametrizeCamAoi:   Width config is skipped",
-                            "log3 kv_td_proc:ProcParametrizeCamAoi:   Height config is skipped"));
+    EXPECT_EQ(Story(Rig::Of({"host", "cam", "read", "log"})), R"(
+host KvGiMainCtx__GetOffsetX()
+host KvGiMainCtx__GetOffsetY()
+host KvGiMainCtx__GetWidth()
+host KvGiMainCtx__GetHeight()
+log3 kv_td_proc:ProcParametrizeCamAoi: Acquisition set handler entry: OffsX -1 OffsY -1 Width -1 Height -1
+log3 kv_td_proc:ProcParametrizeCamAoi:   OffsetX config is skipped
+log3 kv_td_proc:ProcParametrizeCamAoi:   OffsetY config is skipped
+log3 kv_td_proc:ProcParametrizeCamAoi:   Width config is skipped
+log3 kv_td_proc:ProcParametrizeCamAoi:   Height config is skipped
+)");
     EXPECT_THAT(rig.InForce(), ElementsAre(0, 0, 64, 48));
 }
 
@@ -78,7 +80,12 @@ TEST(Aoi, ShrinkingWritesTheSizeFirst)
 {
     AoiRig rig;
     EXPECT_EQ(rig.Apply({16, 8, 32, 32}), 0);
-    EXPECT_THAT(Rig::Of("cam"), ElementsAre("Width=32", "OffsetX=16", "Height=32", "OffsetY=8"));
+    EXPECT_EQ(Story(Rig::Of("cam")), R"(
+Width=32
+OffsetX=16
+Height=32
+OffsetY=8
+)");
     EXPECT_THAT(rig.InForce(), ElementsAre(16, 8, 32, 32));
     EXPECT_THAT(Between(Rig::Logs(), "cur property", "### set"),
                 ElementsAre("3 ProcParametrizeCamAoiItem:   cur property 2 val is 64 (min 16, max "
@@ -90,14 +97,24 @@ TEST(Aoi, GrowingOrKeepingWritesTheOffsetFirst)
 {
     AoiRig growing({16, 8, 32, 32});
     EXPECT_EQ(growing.Apply({0, 0, 64, 32}), 0);
-    EXPECT_THAT(Rig::Of("cam"), ElementsAre("OffsetX=0", "Width=64", "OffsetY=0", "Height=32"));
+    EXPECT_EQ(Story(Rig::Of("cam")), R"(
+OffsetX=0
+Width=64
+OffsetY=0
+Height=32
+)");
 }
 
 TEST(Aoi, EachAxisDecidesForItself)
 {
     AoiRig rig({16, 0, 32, 48});
     EXPECT_EQ(rig.Apply({0, 8, 64, 24}), 0);
-    EXPECT_THAT(Rig::Of("cam"), ElementsAre("OffsetX=0", "Width=64", "Height=24", "OffsetY=8"));
+    EXPECT_EQ(Story(Rig::Of("cam")), R"(
+OffsetX=0
+Width=64
+Height=24
+OffsetY=8
+)");
 }
 
 TEST(Aoi, RegionBeyondTheSensorIsRefusedAsAWhole)

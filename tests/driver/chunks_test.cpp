@@ -14,32 +14,39 @@ TEST(Chunks, AllFourAreSwitchedOnAndThreeOff)
     CExCam& cam = rig.Open();
     rig.proc.ProcSetCamConfigChunks(&cam);
     EXPECT_EQ(rig.proc.chunkMask, 15U);
-    EXPECT_THAT(
-        Rig::Of({"cam", "log"}),
-        ElementsAre(
-            "cam ChunkModeActive=true", "cam ChunkSelector=Gain", "cam ChunkEnable=true",
-            "log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled gain chunks sending",
-            "cam ChunkSelector=ExposureTime", "cam ChunkEnable=true",
-            "log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled exposure time chunks sending",
-            "cam ChunkSelector=Timestamp", "cam ChunkEnable=true",
-            "log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled timestamp chunks sending",
-            "cam ChunkSelector=counter1ValueAtReset", "cam ChunkEnable=true",
-            "log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled counter value chunks sending",
-            "log3 kv_td_proc:ProcSetCamConfigChunks: Chunks enabling is finished (0x0000000F)"));
+    EXPECT_EQ(Story(Rig::Of({"cam", "log"})), R"(
+cam ChunkModeActive=true
+cam ChunkSelector=Gain
+cam ChunkEnable=true
+log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled gain chunks sending
+cam ChunkSelector=ExposureTime
+cam ChunkEnable=true
+log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled exposure time chunks sending
+cam ChunkSelector=Timestamp
+cam ChunkEnable=true
+log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled timestamp chunks sending
+cam ChunkSelector=counter1ValueAtReset
+cam ChunkEnable=true
+log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled counter value chunks sending
+log3 kv_td_proc:ProcSetCamConfigChunks: Chunks enabling is finished (0x0000000F)
+)");
     Rig::Clear();
     rig.proc.ProcSetCamConfigEnd(&cam);
     EXPECT_EQ(rig.proc.chunkMask, 0U);
-    EXPECT_THAT(
-        Rig::Of({"cam", "log"}),
-        ElementsAre("log3 kv_td_proc:ProcSetCamConfigEnd: Restore some changed camera values (15)",
-                    "cam ChunkSelector=Gain", "cam ChunkEnable=false",
-                    "log3 kv_td_proc:ProcSetCamConfigEnd:   Disabled gain chunks sending",
-                    "cam ChunkSelector=ExposureTime", "cam ChunkEnable=false",
-                    "log3 kv_td_proc:ProcSetCamConfigEnd:   Disabled exposure time chunks sending",
-                    "cam ChunkSelector=Timestamp", "cam ChunkEnable=false",
-                    "log3 kv_td_proc:ProcSetCamConfigEnd:   Disabled timestamp chunks sending",
-                    "cam ChunkModeActive=false",
-                    "log3 kv_td_proc:ProcSetCamConfigEnd: Camera config restore is done"));
+    EXPECT_EQ(Story(Rig::Of({"cam", "log"})), R"(
+log3 kv_td_proc:ProcSetCamConfigEnd: Restore some changed camera values (15)
+cam ChunkSelector=Gain
+cam ChunkEnable=false
+log3 kv_td_proc:ProcSetCamConfigEnd:   Disabled gain chunks sending
+cam ChunkSelector=ExposureTime
+cam ChunkEnable=false
+log3 kv_td_proc:ProcSetCamConfigEnd:   Disabled exposure time chunks sending
+cam ChunkSelector=Timestamp
+cam ChunkEnable=false
+log3 kv_td_proc:ProcSetCamConfigEnd:   Disabled timestamp chunks sending
+cam ChunkModeActive=false
+log3 kv_td_proc:ProcSetCamConfigEnd: Camera config restore is done
+)");
 }
 
 TEST(Chunks, CounterIsSpeltInTwoWays)
@@ -62,8 +69,11 @@ TEST(Chunks, CounterIsSpeltInTwoWays)
     Rig::Clear();
     rig.proc.chunkMask = 8;
     rig.proc.ProcSetCamConfigEnd(&cam);
-    EXPECT_THAT(Rig::Of("cam"), ElementsAre("ChunkSelector=Counter1ValueAtReset",
-                                            "ChunkEnable=false", "ChunkModeActive=false"));
+    EXPECT_EQ(Story(Rig::Of("cam")), R"(
+ChunkSelector=Counter1ValueAtReset
+ChunkEnable=false
+ChunkModeActive=false
+)");
     EXPECT_EQ(Rig::Logs()[1], "3 ProcSetCamConfigEnd:   Disabled counter value chunks sending");
 }
 
@@ -75,10 +85,13 @@ TEST(Chunks, EntriesThatTheCameraLacksAreLeftOutWithTheirSwitch)
     Rig rig(setup);
     rig.proc.ProcSetCamConfigChunks(&rig.Open());
     EXPECT_EQ(rig.proc.chunkMask, 2U | 8U);
-    EXPECT_THAT(Rig::Of("cam"),
-                ElementsAre("ChunkModeActive=true", "ChunkSelector=ExposureTime",
-                            "ChunkEnable=true", "ChunkSelector=counter1ValueAtReset",
-                            "ChunkEnable=true"));
+    EXPECT_EQ(Story(Rig::Of("cam")), R"(
+ChunkModeActive=true
+ChunkSelector=ExposureTime
+ChunkEnable=true
+ChunkSelector=counter1ValueAtReset
+ChunkEnable=true
+)");
 }
 
 TEST(Chunks, ReadOnlySwitchEnablesNothing)
@@ -89,12 +102,14 @@ TEST(Chunks, ReadOnlySwitchEnablesNothing)
     rig.proc.chunkMask = 99;
     rig.proc.ProcSetCamConfigChunks(&rig.Open());
     EXPECT_EQ(rig.proc.chunkMask, 0U);
-    EXPECT_THAT(Rig::Of({"cam", "log"}),
-                ElementsAre("cam ChunkModeActive=true", "cam ChunkSelector=Gain",
-                            "cam ChunkSelector=ExposureTime", "cam ChunkSelector=Timestamp",
-                            "cam ChunkSelector=counter1ValueAtReset",
-                            "log3 kv_td_proc:ProcSetCamConfigChunks: Chunks enabling is finished "
-                            "(0x00000000)"));
+    EXPECT_EQ(Story(Rig::Of({"cam", "log"})), R"(
+cam ChunkModeActive=true
+cam ChunkSelector=Gain
+cam ChunkSelector=ExposureTime
+cam ChunkSelector=Timestamp
+cam ChunkSelector=counter1ValueAtReset
+log3 kv_td_proc:ProcSetCamConfigChunks: Chunks enabling is finished (0x00000000)
+)");
     Rig::Clear();
     rig.proc.ProcSetCamConfigEnd(&rig.Cam());
     EXPECT_THAT(Rig::Of({"cam", "log"}),
@@ -151,11 +166,15 @@ TEST(FrameChunks, ValuesArePublishedInOrder)
     _tag_GEVBUF_ENTRY frame{};
     frame.timestamp = 125'000'000;
     EXPECT_EQ(rig.proc.ProcFrameChunks(&cam, &frame), 1'000'000U);
-    EXPECT_THAT(
-        Rig::Of({"cam", "read", "host"}),
-        ElementsAre("cam GainSelector=SensorAll", "read Gain=2", "host KvSc__SetParamVal(6, 6.02)",
-                    "read ExposureTime=1234.75", "host KvSc__SetParamVal(7, 1234.75)",
-                    "host KvSc__SetParamVal(9, 125000000)", "host KvSc__SetParamVal(10, 0)"));
+    EXPECT_EQ(Story(Rig::Of({"cam", "read", "host"})), R"(
+cam GainSelector=SensorAll
+read Gain=2
+host KvSc__SetParamVal(6, 6.02)
+read ExposureTime=1234.75
+host KvSc__SetParamVal(7, 1234.75)
+host KvSc__SetParamVal(9, 125000000)
+host KvSc__SetParamVal(10, 0)
+)");
     EXPECT_EQ(rig.proc.exposureCurInt, 1234);
     EXPECT_EQ(rig.proc.exposureUs, 1234);
 
@@ -179,8 +198,11 @@ TEST(FrameChunks, FailedReadPublishesTheValueBefore)
     rig.proc.tickFrequency = 1;
     const _tag_GEVBUF_ENTRY frame{};
     rig.proc.ProcFrameChunks(&rig.Cam(), &frame);
-    EXPECT_THAT(Rig::Of("host"),
-                ElementsAre("KvSc__SetParamVal(6, 3.50)", "KvSc__SetParamVal(7, 77.90)",
-                            "KvSc__SetParamVal(9, 0)", "KvSc__SetParamVal(10, 0)"));
+    EXPECT_EQ(Story(Rig::Of("host")), R"(
+KvSc__SetParamVal(6, 3.50)
+KvSc__SetParamVal(7, 77.90)
+KvSc__SetParamVal(9, 0)
+KvSc__SetParamVal(10, 0)
+)");
     EXPECT_EQ(rig.proc.exposureUs, 77);
 }

@@ -17,10 +17,12 @@ TEST(Ranges, IntegerRangeIsReadOnce)
     int max = 0;
     int inc = 0;
     EXPECT_EQ(cam.ExPropertyGetIntRange(WIDTH_PROPERTY_TYPE, nullptr, nullptr, nullptr), 0);
-    EXPECT_THAT(Rig::Of({"read", "log"}),
-                ElementsAre("read Width.Min=16", "read Width.Max=64", "read Width.Inc=4",
-                            "log3 kv_td_excam:ExPropertyGetIntRange: ### get property 2 (Width) "
-                            "range: min=16 max=64 inc=4 ###"));
+    EXPECT_EQ(Story(Rig::Of({"read", "log"})), R"(
+read Width.Min=16
+read Width.Max=64
+read Width.Inc=4
+log3 kv_td_excam:ExPropertyGetIntRange: ### get property 2 (Width) range: min=16 max=64 inc=4 ###
+)");
     Rig::Clear();
     sim::SetFeatureText("S0000001", "OffsetX", "16"); // now Width.Max is 48
     cam.nodeMap = nullptr;

@@ -39,14 +39,14 @@ TEST(Session, EntrySetsOptionsAndRunsTheLoop)
         rig.host.fnum = 1;
         Rig::Clear();
         EXPECT_EQ(KvTdProc(&cam), 0);
-        EXPECT_THAT(Between(Rig::Of({"log", "host", "gev"}), "KvTdProc entry", "GetFnum"),
-                    ElementsAre("log3 kv_td_proc:KvTdProc: KvTdProc entry: mode=0",
-                                "gev GevGetCameraInterfaceOptions()=0",
-                                "host KvGiMainCtx__GetDatachunk()",
-                                "gev GevSetCameraInterfaceOptions()=0",
-                                "log3 kv_td_proc:ProcOnce: Using device Model:Simulated-M "
-                                "Serial:S0000001",
-                                "host KvGiMainCtx__GetFnum()"));
+        EXPECT_EQ(Story(Between(Rig::Of({"log", "host", "gev"}), "KvTdProc entry", "GetFnum")), R"(
+log3 kv_td_proc:KvTdProc: KvTdProc entry: mode=0
+gev GevGetCameraInterfaceOptions()=0
+host KvGiMainCtx__GetDatachunk()
+gev GevSetCameraInterfaceOptions()=0
+log3 kv_td_proc:ProcOnce: Using device Model:Simulated-M Serial:S0000001
+host KvGiMainCtx__GetFnum()
+)");
         EXPECT_EQ(Rig::Logs().back(), "3 KvTdProc: scenario is completed (rc = 0)");
         GEV_CAMERA_OPTIONS after{};
         GevGetCameraInterfaceOptions(rig.handle, &after);
@@ -106,18 +106,22 @@ TEST(Loop, FirstFrameIsStampedButNeverExported)
     rig.Open();
     rig.host.fnum = 2;
     EXPECT_EQ(rig.Loop(), 0);
-    EXPECT_THAT(
-        Round(1, {"log", "host", "gev", "cam"}),
-        ElementsAre("gev GevWaitForNextFrame(1000)=0", "host KvUtl__TimeValDiff()",
-                    "host KvUtl__CheckSignal()", "host KvGi__HaltStop(64, 48, 41.5)",
-                    "host KvUtl__UpdateGrabState(4)", "cam GainSelector=SensorAll",
-                    "host KvSc__SetParamVal(6, 0.00)", "host KvSc__SetParamVal(7, 10000.00)",
-                    "host KvSc__SetParamVal(9, 10000000000)", "host KvSc__SetParamVal(10, 0)",
-                    "log3 kv_td_proc:ProcLoop: Init timings: latencyUs=10267, "
-                    "tsDiffAdjUs=1000000000000005, diffCheck=10262 (btsFGotUs=10000000, "
-                    "btsFStartUs=10000000)",
-                    "host KvGi__CommTriggerAll(1000000010033338, 5, 10000)",
-                    "host KvGi__CheckDynConfig()", "gev GevReleaseFrame()=0"));
+    EXPECT_EQ(Story(Round(1, {"log", "host", "gev", "cam"})), R"(
+gev GevWaitForNextFrame(1000)=0
+host KvUtl__TimeValDiff()
+host KvUtl__CheckSignal()
+host KvGi__HaltStop(64, 48, 41.5)
+host KvUtl__UpdateGrabState(4)
+cam GainSelector=SensorAll
+host KvSc__SetParamVal(6, 0.00)
+host KvSc__SetParamVal(7, 10000.00)
+host KvSc__SetParamVal(9, 10000000000)
+host KvSc__SetParamVal(10, 0)
+log3 kv_td_proc:ProcLoop: Init timings: latencyUs=10267, tsDiffAdjUs=1000000000000005, diffCheck=10262 (btsFGotUs=10000000, btsFStartUs=10000000)
+host KvGi__CommTriggerAll(1000000010033338, 5, 10000)
+host KvGi__CheckDynConfig()
+gev GevReleaseFrame()=0
+)");
 }
 
 TEST(Loop, LaterFramesGoThroughInOrder)
@@ -156,19 +160,19 @@ TEST(Loop, FrameCountEndsItInOrder)
         return text.find("_t_PrintProfiler") != std::string::npos ||
                text.find("Disabled") != std::string::npos;
     });
-    EXPECT_THAT(told,
-                ElementsAre("log3 kv_td_excam:ExStopCapture: ****** stopping capture ******",
-                            "gev GevAbortTransfer()=0", "host KvGi__SetTermSigProc()",
-                            "gev GevFreeTransfer()=0", "host KvGi__SetNewCfgVendor()",
-                            "host KvGi__SetNewCfgPlugin()",
-                            "log3 kv_td_proc:ProcLoop: ...GRABBING IS DONE (captured 2 frames of 2 "
-                            "loops)",
-                            "log3 kv_td_proc:ProcSetCamConfigEnd: Restore some changed camera "
-                            "values (15)",
-                            "log3 kv_td_proc:ProcSetCamConfigEnd: Camera config restore is done",
-                            "host KvUtl__TimeValDiff()",
-                            "log3 kv_td_proc:ProcLoop: grabbing loop is completed with exitCode "
-                            "=0"));
+    EXPECT_EQ(Story(told), R"(
+log3 kv_td_excam:ExStopCapture: ****** stopping capture ******
+gev GevAbortTransfer()=0
+host KvGi__SetTermSigProc()
+gev GevFreeTransfer()=0
+host KvGi__SetNewCfgVendor()
+host KvGi__SetNewCfgPlugin()
+log3 kv_td_proc:ProcLoop: ...GRABBING IS DONE (captured 2 frames of 2 loops)
+log3 kv_td_proc:ProcSetCamConfigEnd: Restore some changed camera values (15)
+log3 kv_td_proc:ProcSetCamConfigEnd: Camera config restore is done
+host KvUtl__TimeValDiff()
+log3 kv_td_proc:ProcLoop: grabbing loop is completed with exitCode =0
+)");
     EXPECT_EQ(Count(Rig::Of("gev"), "GevReleaseFrame"), 1U) << "the last frame is not released";
 }
 
@@ -242,19 +246,23 @@ TEST(Loop, RefusedFrameIsNotExported)
     rig.Cam().gpioInputEvent = 3;
     rig.Cam().gpioInputValue = 7;
     EXPECT_EQ(rig.Loop(), 0);
-    EXPECT_THAT(Between(Round(2, {"host", "gev"}), "Trigger(0", "CommTrigger"),
-                ElementsAre("host KvGiMemInst__Trigger(0, 0, 1000000010033338, buf1, 0)",
-                            "host KvUtl__TimeValDiff()",
-                            "host KvSc__SetParamVal(12, 1000000010033338)",
-                            "host KvGi__CommTriggerAll(1000000010066671, 5, 10000)"));
+    EXPECT_EQ(Story(Between(Round(2, {"host", "gev"}), "Trigger(0", "CommTrigger")), R"(
+host KvGiMemInst__Trigger(0, 0, 1000000010033338, buf1, 0)
+host KvUtl__TimeValDiff()
+host KvSc__SetParamVal(12, 1000000010033338)
+host KvGi__CommTriggerAll(1000000010066671, 5, 10000)
+)");
     // The input of the refused frame goes with the next.
-    EXPECT_THAT(
-        Between(Round(3, {"host", "gev"}), "Trigger(0", "CommTrigger"),
-        ElementsAre("host KvGiMemInst__Trigger(0, 0, 1000000010066671, buf2, 0)",
-                    "host KvUtl__TimeValDiff()", "host KvSc__SetParamVal(12, 1000000010066671)",
-                    "host KvSc__SetParamVal(13, 3)", "host KvSc__SetParamVal(14, 7)",
-                    "host KvSc__ProcExport(1000000010066671)", "host KvSc__SetParamVal(14, 0)",
-                    "host KvGi__CommTriggerAll(1000000010100004, 5, 10000)"));
+    EXPECT_EQ(Story(Between(Round(3, {"host", "gev"}), "Trigger(0", "CommTrigger")), R"(
+host KvGiMemInst__Trigger(0, 0, 1000000010066671, buf2, 0)
+host KvUtl__TimeValDiff()
+host KvSc__SetParamVal(12, 1000000010066671)
+host KvSc__SetParamVal(13, 3)
+host KvSc__SetParamVal(14, 7)
+host KvSc__ProcExport(1000000010066671)
+host KvSc__SetParamVal(14, 0)
+host KvGi__CommTriggerAll(1000000010100004, 5, 10000)
+)");
     EXPECT_EQ(rig.Cam().gpioInputEvent, 0U);
     EXPECT_EQ(rig.Cam().gpioInputValue, 0U);
 }
@@ -266,11 +274,12 @@ TEST(Loop, UserSignalIsNotedBeforeTheFrameIsRead)
     rig.host.fnum = 2;
     rig.host.signals = {3};
     EXPECT_EQ(rig.Loop(), 0);
-    EXPECT_THAT(Between(Round(1, {"log", "host", "gev"}), "HaltStop", "SetParamVal(6"),
-                ElementsAre("host KvGi__HaltStop(64, 48, 41.5)", "host KvUtl__UpdateGrabState(4)",
-                            "log3 kv_td_proc:ProcSignalUsr: Grabbed 1 images, processing "
-                            "SIGUSR1...",
-                            "host KvSc__SetParamVal(6, 0.00)"));
+    EXPECT_EQ(Story(Between(Round(1, {"log", "host", "gev"}), "HaltStop", "SetParamVal(6")), R"(
+host KvGi__HaltStop(64, 48, 41.5)
+host KvUtl__UpdateGrabState(4)
+log3 kv_td_proc:ProcSignalUsr: Grabbed 1 images, processing SIGUSR1...
+host KvSc__SetParamVal(6, 0.00)
+)");
     EXPECT_EQ(Count(Rig::Of("host"), "CheckDynConfig"), 0U) << "the dynamic LUT has work";
 }
 

@@ -176,9 +176,11 @@ TEST(FrameMemory, WithoutConversionThePlainMemoryIsUsed)
     EXPECT_EQ(proc.memInstance, -1);
     EXPECT_EQ(proc.convActive, 0);
     EXPECT_EQ(proc.convPixelFormat, 0U);
-    EXPECT_THAT(Rig::Of({"host", "log"}),
-                ElementsAre("host KvGiMem__Init(3300, 0)", "host KvGiMem__SetActFsize(3072)",
-                            "host KvGiMainCtx__GetCformat()"));
+    EXPECT_EQ(Story(Rig::Of({"host", "log"})), R"(
+host KvGiMem__Init(3300, 0)
+host KvGiMem__SetActFsize(3072)
+host KvGiMainCtx__GetCformat()
+)");
 }
 
 TEST(FrameMemory, UnknownConversionIsLeftOut)
@@ -204,9 +206,11 @@ TEST(FrameMemory, SecondCallWithoutAConfigurationUsesInstanceZero)
     proc.ProcInitMem(nullptr, 3300);
     EXPECT_EQ(proc.memInstance, 0);
     EXPECT_EQ(proc.convActive, 1);
-    EXPECT_THAT(Rig::Of("host"),
-                ElementsAre("KvGiMemInst__Init(0, 3300, 0)", "KvGiMemInst__SetActFsize(0, 3072)",
-                            "KvSc__InstSetParamVal(0, 4, MONO12T)"));
+    EXPECT_EQ(Story(Rig::Of("host")), R"(
+KvGiMemInst__Init(0, 3300, 0)
+KvGiMemInst__SetActFsize(0, 3072)
+KvSc__InstSetParamVal(0, 4, MONO12T)
+)");
 }
 
 TEST(FrameMemory, ConvertedImageIsTriggeredFirst)

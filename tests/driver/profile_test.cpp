@@ -154,3 +154,18 @@ TEST(Budget, FirstFrameHasNoStampYet)
     EXPECT_THAT(BudgetLines("KvUtl__UpdateGrabState", 40'000),
                 ElementsAre("3 ProcLoop: total time budget is over (40000us >= 33333us), frame 0"));
 }
+
+TEST(Budget, ClockSetBackCountsAsAVeryLongTime)
+{
+    Rig rig;
+    rig.Open();
+    rig.host.fnum = 2;
+    rig.host.onCall = [&](std::string_view service) {
+        if (service == "KvSc__ProcExport") {
+            rig.time.wallStepUs = -1;
+        }
+    };
+    EXPECT_EQ(rig.Loop(), 0);
+    EXPECT_THAT(Rig::Logs(), Contains("3 ProcLoop: Loop_2(2): Scene 1000000010033338 export time "
+                                      "budget is over (4294967295us >= 33333us)"));
+}

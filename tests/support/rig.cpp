@@ -165,6 +165,15 @@ Texts Between(const Texts& texts, std::string_view from, std::string_view to)
     return last == texts.end() ? Texts(first, last) : Texts(first, last + 1);
 }
 
+std::string Story(const Texts& texts)
+{
+    std::string story = "\n";
+    for (const std::string& text : texts) {
+        story += text + "\n";
+    }
+    return story;
+}
+
 std::size_t Count(const Texts& texts, std::string_view part)
 {
     return static_cast<std::size_t>(

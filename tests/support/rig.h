@@ -80,6 +80,8 @@ sim::Fault AccessThrows(sim::Trigger trigger, const char* feature,
 /** The part of `texts` that lies between the first that contains `from` and the next that contains
  *  `to`, both included. */
 Texts Between(const Texts& texts, std::string_view from, std::string_view to);
+/** One text a line, between two line feeds: as it stands in a raw string. */
+std::string Story(const Texts& texts);
 /** How many of `texts` contain `part`. */
 std::size_t Count(const Texts& texts, std::string_view part);
 

@@ -1,0 +1,62 @@
+#include "alloc_count.h"
+
+#include <atomic>
+#include <cstddef>
+
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#define RIG_SANITIZED 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
+#define RIG_SANITIZED 1
+#endif
+#endif
+
+static std::atomic<std::uint64_t> allocations{0};
+
+namespace rig
+{
+
+bool CountsAllocations()
+{
+#ifdef RIG_SANITIZED
+    return false;
+#else
+    return true;
+#endif
+}
+
+std::uint64_t Allocations()
+{
+    return allocations;
+}
+
+} // namespace rig
+
+#ifndef RIG_SANITIZED
+
+// The C library's own names for its allocator; operator new comes through malloc.
+extern "C" {
+void* __libc_malloc(std::size_t size);                // NOLINT(bugprone-reserved-identifier)
+void* __libc_calloc(std::size_t n, std::size_t size); // NOLINT(bugprone-reserved-identifier)
+void* __libc_realloc(void* block, std::size_t size);  // NOLINT(bugprone-reserved-identifier)
+
+void* malloc(std::size_t size)
+{
+    ++allocations;
+    return __libc_malloc(size);
+}
+
+void* calloc(std::size_t n, std::size_t size)
+{
+    ++allocations;
+    return __libc_calloc(n, size);
+}
+
+void* realloc(void* block, std::size_t size)
+{
+    ++allocations;
+    return __libc_realloc(block, size);
+}
+} // extern "C"
+
+#endif

@@ -1,6 +1,6 @@
 #include "export/exporter.h"
 
-#include "count_allocations.h"
+#include "alloc_count.h"
 
 #include <fcntl.h>
 #include <filesystem>
@@ -234,10 +234,10 @@ TEST_F(ExporterTest, FullQueueSkipsAndTheGrabThreadAllocatesNothing)
     HeldWorker worker(File("frame_000001.raw.kvpart"));
     const Bytes pixels(4, 'x');
     EXPECT_EQ(exporter.Export(View(pixels)), ExportResult::kQueued);
-    const std::uint64_t before = AllocationsOfThisThread();
+    const std::uint64_t before = rig::AllocationsOfThisThread();
     EXPECT_EQ(exporter.Export(View(pixels)), ExportResult::kQueued);
     EXPECT_EQ(exporter.Export(View(pixels)), ExportResult::kQueued);
-    EXPECT_EQ(AllocationsOfThisThread(), before);
+    EXPECT_EQ(rig::AllocationsOfThisThread(), before);
     EXPECT_EQ(exporter.Export(View(pixels)), ExportResult::kSkipped);
     EXPECT_EQ(exporter.Export(View(pixels)), ExportResult::kSkipped);
     EXPECT_THAT(reports_, ElementsAre(HasSubstr("frames are skipped"))) << "said once";
@@ -255,9 +255,9 @@ TEST_F(ExporterTest, PreparedExporterAllocatesNothingAtTheFirstFrameEither)
     ASSERT_TRUE(exporter.Start());
     exporter.Prepare(4);
     const Bytes pixels(4, 'x');
-    const std::uint64_t before = AllocationsOfThisThread();
+    const std::uint64_t before = rig::AllocationsOfThisThread();
     EXPECT_EQ(exporter.Export(View(pixels)), ExportResult::kQueued);
-    EXPECT_EQ(AllocationsOfThisThread(), before);
+    EXPECT_EQ(rig::AllocationsOfThisThread(), before);
 }
 
 TEST_F(ExporterTest, EveryFrameWaitsForRoom)

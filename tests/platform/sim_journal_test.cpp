@@ -1,36 +1,8 @@
 /** The journal's order and forms, and that it costs nothing while it is off. */
+#include "alloc_count.h"
 #include "sim_session.h"
 
 #include <gmock/gmock.h>
-
-#include <atomic>
-#include <cstdlib>
-#include <new>
-
-namespace
-{
-
-std::atomic<std::uint64_t> allocations{0};
-
-} // namespace
-
-// Counts every allocation of the process, those of the library included.
-[[gnu::noinline]] void* operator new(std::size_t size)
-{
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* memory = std::malloc(size == 0 ? 1 : size)) {
-        return memory;
-    }
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept
-{
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
-{
-    std::free(memory);
-}
 
 namespace
 {
@@ -112,11 +84,11 @@ TEST_F(SimJournal, OffItCostsNoAllocation)
         GevReleaseFrame(handle, frame);
     };
     round();
-    const std::uint64_t before = allocations.load();
+    const std::uint64_t before = rig::Allocations();
     for (int i = 0; i < 100; ++i) {
         round();
     }
-    EXPECT_EQ(allocations.load(), before);
+    EXPECT_EQ(rig::Allocations(), before);
 }
 
 } // namespace

@@ -12,6 +12,7 @@
 #endif
 
 static std::atomic<std::uint64_t> allocations{0};
+static thread_local std::uint64_t allocationsOfThisThread = 0;
 
 namespace rig
 {
@@ -30,9 +31,20 @@ std::uint64_t Allocations()
     return allocations;
 }
 
+std::uint64_t AllocationsOfThisThread()
+{
+    return allocationsOfThisThread;
+}
+
 } // namespace rig
 
 #ifndef RIG_SANITIZED
+
+static void Count()
+{
+    ++allocations;
+    ++allocationsOfThisThread;
+}
 
 // The C library's own names for its allocator; operator new comes through malloc.
 extern "C" {
@@ -42,19 +54,19 @@ void* __libc_realloc(void* block, std::size_t size);  // NOLINT(bugprone-reserve
 
 void* malloc(std::size_t size)
 {
-    ++allocations;
+    Count();
     return __libc_malloc(size);
 }
 
 void* calloc(std::size_t n, std::size_t size)
 {
-    ++allocations;
+    Count();
     return __libc_calloc(n, size);
 }
 
 void* realloc(void* block, std::size_t size)
 {
-    ++allocations;
+    Count();
     return __libc_realloc(block, size);
 }
 } // extern "C"

@@ -1,4 +1,4 @@
-/** Counts heap allocations of the whole process. */
+/** Counts heap allocations, those of the libraries included. */
 #pragma once
 
 #include <cstdint>
@@ -10,5 +10,7 @@ namespace rig
 bool CountsAllocations();
 /** Allocations since the process started, of all threads. */
 std::uint64_t Allocations();
+/** Allocations of the calling thread since it began. */
+std::uint64_t AllocationsOfThisThread();
 
 } // namespace rig

@@ -123,11 +123,12 @@ GEVPLAT_API int GetPixelSizeInBytes(std::uint32_t pixelFormat);
 GEVPLAT_API int GevInitializeTransfer(void* handle, int mode, std::uint64_t size,
                                       std::uint32_t count, void** buffers);
 
-/** Starts acquisition of `frames` frames, or for ever with -1 (all bits set). */
+/** Starts acquisition of `frames` frames, or for ever with -1 (all bits set). The transfer stays
+ *  started until it is aborted, also after the last of so many frames. */
 GEVPLAT_API int GevStartTransfer(void* handle, std::uint32_t frames);
 
 /** Stops acquisition and drops what is undelivered. A frame in the caller's hands stays untouched.
- */
+ *  kGevTimeout: stopped on this side, but the camera does not answer. */
 GEVPLAT_API int GevAbortTransfer(void* handle);
 
 /** Ends the transfer. Frames in the caller's hands become invalid. */

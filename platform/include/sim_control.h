@@ -55,7 +55,7 @@ enum class NodeKind { Integer, Float, Enumeration, Boolean };
 struct CameraSetup {
     Model model = Model::Mono;
     std::string manufacturer = "DALSA (simulated)";
-    std::string modelName; ///< empty: the model's own name
+    std::string modelName = {}; ///< empty: the model's own name
     std::string serial = "S0000001";
     std::string version = "1.00";
     bool attached = true;
@@ -71,14 +71,14 @@ struct CameraSetup {
     double jitterUs = 0; ///< standard deviation of a frame's arrival, never before it is read out
     double linkMBytesPerSecond = 115;
     double temperatureC = 41.5;
-    std::vector<std::string> missing;                        ///< features it lacks
-    std::vector<std::pair<std::string, NodeKind>> mistyped;  ///< features of another kind
-    std::vector<std::string> readOnly;                       ///< features with access mode RO
-    std::vector<std::string> notAvailable;                   ///< features with access mode NA
-    std::vector<std::string> notImplementedEntries;          ///< "ChunkSelector.Gain"
-    std::vector<std::string> missingEntries;                 ///< "lutSize.Bpp12"
-    std::vector<std::uint32_t> refusedFormats;               ///< pixel-format codes
-    std::vector<std::pair<std::string, std::string>> values; ///< feature, value at power-up
+    std::vector<std::string> missing = {};                        ///< features it lacks
+    std::vector<std::pair<std::string, NodeKind>> mistyped = {};  ///< features of another kind
+    std::vector<std::string> readOnly = {};                       ///< features with access mode RO
+    std::vector<std::string> notAvailable = {};                   ///< features with access mode NA
+    std::vector<std::string> notImplementedEntries = {};          ///< "ChunkSelector.Gain"
+    std::vector<std::string> missingEntries = {};                 ///< "lutSize.Bpp12"
+    std::vector<std::uint32_t> refusedFormats = {};               ///< pixel-format codes
+    std::vector<std::pair<std::string, std::string>> values = {}; ///< feature, value at power-up
 };
 
 /** Where a fault strikes. */
@@ -122,8 +122,8 @@ enum class ExceptionKind {
 
 struct Fault {
     Trigger trigger = Trigger::Access;
-    std::string name;        ///< feature or call; empty: any
-    std::string camera;      ///< serial; empty: any
+    std::string name = {};   ///< feature or call; empty: any
+    std::string camera = {}; ///< serial; empty: any
     std::uint64_t nth = 1;   ///< strikes first at the n-th match after AddFault, from 1
     std::uint64_t times = 1; ///< and then this often in a row; 0: for ever
     Effect effect = Effect::Throw;
@@ -175,7 +175,8 @@ GEVPLAT_API void ResetCounts();
 
 /** One thing that happened. Kinds of the camera: "cam" (a write: "Width=640"), "read"
  * ("Width=1920", ranges as "Width.Min=16"), "mode" (access mode asked: "ChunkEnable:RW",
- * "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0"). Others add kinds of
+ * "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0"), "fault" (a scripted
+ * fault that struck: "write Width", in place of the access that it refused). Others add kinds of
  * their own. */
 struct JournalEntry {
     std::string kind;

@@ -61,7 +61,7 @@ void Scene::State::Prepare(const PictureJob& job, std::size_t lineBytes)
 std::uint32_t Scene::State::RowKind(const PictureJob& job, std::uint32_t y) const
 {
     const std::uint64_t row = std::uint64_t{job.offsetY} + y;
-    if (row >= job.sensorHeight) {
+    if (row >= job.sensorHeight || job.sensorWidth == 0) {
         return kOutside;
     }
     const auto inside = static_cast<std::uint32_t>(row);

@@ -164,14 +164,14 @@ void PaintFine(Brush& brush, std::uint32_t width, bool bright)
 }
 
 /** The ground of the large number: grey that fades outwards, a dark field in the middle. */
-void PaintNumberGround(Brush& brush, std::uint32_t width, std::uint32_t fieldWidth)
+void PaintNumberGround(Brush& brush, std::uint32_t width, std::int64_t fieldWidth)
 {
     for (std::uint32_t x = 0; x < width; ++x) {
-        const std::uint32_t fromEdge = std::min(x, width - 1 - x);
-        brush.Set(x, Grey(Percent(8) + static_cast<std::uint32_t>(std::uint64_t{Percent(90)} *
-                                                                  fromEdge / width)));
+        const std::uint64_t fromEdge = std::min(x, width - 1 - x);
+        const std::uint64_t level = Percent(8) + Percent(90) * fromEdge / width;
+        brush.Set(x, Grey(static_cast<std::uint32_t>(level)));
     }
-    const std::int64_t left = (std::int64_t{width} - fieldWidth) / 2;
+    const std::int64_t left = (width - fieldWidth) / 2;
     brush.Fill(left, left + fieldWidth, kPanel);
 }
 
@@ -252,17 +252,48 @@ void TestPattern::SetFrame(std::uint32_t frameNumber)
     frameNumber_ = frameNumber;
 }
 
+void TestPattern::PaintStripText(std::uint32_t glyphRow, LightRow* row) const
+{
+    Brush brush(row, width_);
+    brush.Clear(kPanel);
+    const NumberText number(frameNumber_);
+    const std::int64_t pitch = std::int64_t{kGlyphPitch} * stripScale_;
+    const std::int64_t textWidth = number.length * pitch;
+    const std::int64_t count = std::clamp<std::int64_t>(width_ / (textWidth + pitch), 1, 6);
+    const std::int64_t field = width_ / count;
+    for (std::int64_t n = 0; n < count; ++n) {
+        const std::int64_t x = n * field + (field - textWidth) / 2 + stripScale_;
+        for (std::uint32_t i = 0; i < number.length; ++i) {
+            brush.Glyph(x + pitch * i, number.glyphs[i], glyphRow, stripScale_);
+        }
+    }
+}
+
+/** A row of the large number's band; outside the glyphs' rows only its ground. */
+void TestPattern::PaintNumber(std::optional<std::uint32_t> glyphRow, LightRow* row) const
+{
+    Brush brush(row, width_);
+    const NumberText number(frameNumber_);
+    const std::int64_t pitch = std::int64_t{kGlyphPitch} * largeScale_;
+    const std::int64_t textWidth = (number.length + 2) * pitch; // an arrow and a blank in front
+    PaintNumberGround(brush, width_, textWidth + 2 * pitch);
+    if (!glyphRow) {
+        return;
+    }
+    const std::int64_t x = (width_ - textWidth) / 2 + largeScale_;
+    brush.Glyph(x, kArrowGlyph, *glyphRow, largeScale_);
+    for (std::uint32_t i = 0; i < number.length; ++i) {
+        brush.Glyph(x + pitch * (i + 2), number.glyphs[i], *glyphRow, largeScale_);
+    }
+}
+
 void TestPattern::PaintRow(std::uint32_t kind, LightRow* row) const
 {
     Brush brush(row, width_);
-    if (kind == kOuterEdge) {
+    switch (kind) {
+    case kOuterEdge:
         brush.Clear(kWhite);
         return;
-    }
-    const NumberText number(frameNumber_);
-    const std::uint32_t largeWidth = (number.length + 2) * kGlyphPitch * largeScale_;
-    const std::uint32_t fieldWidth = largeWidth + 2 * kGlyphPitch * largeScale_;
-    switch (kind) {
     case kInnerEdge:
         brush.Clear(kBlack);
         break;
@@ -290,36 +321,20 @@ void TestPattern::PaintRow(std::uint32_t kind, LightRow* row) const
         brush.Clear(kPanel);
         break;
     case kNumber:
-        PaintNumberGround(brush, width_, fieldWidth);
+        PaintNumber(std::nullopt, row);
         break;
     default:
-        if (kind >= kNumberGlyphs) {
-            PaintNumberGround(brush, width_, fieldWidth);
-            const std::uint32_t glyphRow = kind - kNumberGlyphs;
-            const std::int64_t pitch = std::int64_t{kGlyphPitch} * largeScale_;
-            std::int64_t x = (std::int64_t{width_} - largeWidth) / 2 + largeScale_;
-            brush.Glyph(x, kArrowGlyph, glyphRow, largeScale_);
-            for (std::uint32_t i = 0; i < number.length; ++i) {
-                brush.Glyph(x + pitch * (i + 2), number.glyphs[i], glyphRow, largeScale_);
-            }
-            break;
-        }
-        brush.Clear(kPanel);
-        const std::int64_t pitch = std::int64_t{kGlyphPitch} * stripScale_;
-        const auto textWidth = static_cast<std::int64_t>(number.length) * pitch;
-        const std::int64_t count = std::clamp<std::int64_t>(width_ / (textWidth + pitch), 1, 6);
-        const std::int64_t field = width_ / count;
-        for (std::int64_t n = 0; n < count; ++n) {
-            const std::int64_t x = n * field + (field - textWidth) / 2 + stripScale_;
-            for (std::uint32_t i = 0; i < number.length; ++i) {
-                brush.Glyph(x + pitch * i, number.glyphs[i], kind - kStripGlyphs, stripScale_);
-            }
+        if (kind < kNumberGlyphs) {
+            PaintStripText(kind - kStripGlyphs, row);
+        } else {
+            PaintNumber(kind - kNumberGlyphs, row);
         }
     }
+    const std::int64_t right = width_;
     brush.Fill(edge_, 2 * edge_, kBlack);
-    brush.Fill(std::int64_t{width_} - 2 * edge_, std::int64_t{width_} - edge_, kBlack);
+    brush.Fill(right - 2 * edge_, right - edge_, kBlack);
     brush.Fill(0, edge_, kWhite);
-    brush.Fill(std::int64_t{width_} - edge_, width_, kWhite);
+    brush.Fill(right - edge_, right, kWhite);
 }
 
 } // namespace sim

@@ -11,8 +11,8 @@
 
 #include "digits.h"
 
-#include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace sim
@@ -42,6 +42,8 @@ public:
     void PaintRow(std::uint32_t kind, LightRow* row) const;
 
 private:
+    void PaintStripText(std::uint32_t glyphRow, LightRow* row) const;
+    void PaintNumber(std::optional<std::uint32_t> glyphRow, LightRow* row) const;
     void MapText(std::uint32_t top, std::uint32_t bottom, std::uint32_t scale,
                  std::uint32_t plainKind, std::uint32_t firstGlyphKind);
 

@@ -1,0 +1,229 @@
+/** Nodes whose values lie in memory: range, increment, access mode, verification and selectors.
+ *
+ *  A selected feature has one cell for every position of its selectors; an access goes to the cell
+ *  under the selectors' present positions. Limits and access mode may follow other features: they
+ *  are asked through functions at each access.
+ *
+ *  A verified write is checked before the camera is reached and raises Access, OutOfRange or
+ *  InvalidArgument. An unverified one reaches the camera, which refuses it by RuntimeException.
+ *
+ *  Threads: the interfaces lock by themselves (AccessHook). Members below "in the camera" are for
+ *  code that holds the camera's lock, or builds it. */
+#pragma once
+
+#include "access_hook.h"
+#include "gen_api.h"
+
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace genapi
+{
+
+using GenApi_3_0::EAccessMode;
+using GenApi_3_0::gcstring;
+
+/** A feature whose value picks the cell of others. */
+class Selector
+{
+public:
+    virtual ~Selector() = default;
+    virtual std::size_t Position() const = 0;
+    virtual std::size_t Positions() const = 0;
+};
+
+/** What all nodes are described by. */
+struct NodeSpec {
+    std::string name = {};
+    std::string unit = {};
+    EAccessMode mode = GenApi_3_0::RW;
+    std::function<EAccessMode()> modeNow = nullptr; ///< follows other features; asked when mode RW
+    std::vector<const Selector*> selectedBy = {};
+    std::function<void()> written = nullptr; ///< side effects of a write, in the camera
+};
+
+/** A node as its camera sees it, whatever its interface. */
+class Feature
+{
+public:
+    Feature(AccessHook& hook, NodeSpec spec);
+    virtual ~Feature();
+    Feature(const Feature&) = delete;
+    Feature& operator=(const Feature&) = delete;
+
+    const std::string& Name() const { return spec_.name; }
+
+    // In the camera.
+    virtual GenApi_3_0::INode* Node() = 0;
+    /** The present value as text: decimal, shortest round trip, symbolic name, true or false. */
+    virtual std::string Text() const = 0;
+    /** False when the text is no value of this feature. Limits and modes are not checked. */
+    virtual bool SetText(std::string_view text) = 0;
+    void SetMode(EAccessMode mode) { spec_.mode = mode; }
+    EAccessMode Mode() const;
+
+protected:
+    std::size_t CellCount() const;
+    std::size_t CellIndex() const;
+    EAccessMode AskMode() const;
+    /** Start of every value access; `scope` of the caller holds the lock. */
+    void BeginRead();
+    void EndRead(const char* range, const std::string& value);
+    void Written();
+    [[noreturn]] void RefuseMode(EAccessMode mode, const char* access) const;
+
+    AccessHook& hook_;
+    NodeSpec spec_;
+};
+
+class IntegerNode : public GenApi_3_0::IInteger, public Feature, public Selector
+{
+public:
+    struct Limits {
+        std::int64_t min = 0;
+        std::int64_t max = std::numeric_limits<std::int64_t>::max();
+        std::int64_t inc = 1;
+        std::function<std::int64_t()> maxNow = nullptr; ///< in place of max
+    };
+    IntegerNode(AccessHook& hook, NodeSpec spec, Limits limits, std::int64_t value,
+                std::function<std::int64_t()> computed = nullptr);
+
+    const char* GetName() const override { return spec_.name.c_str(); }
+    const char* GetUnit() const override { return spec_.unit.c_str(); }
+    EAccessMode GetAccessMode() const override { return AskMode(); }
+    std::int64_t GetValue(bool verify, bool ignoreCache) override;
+    void SetValue(std::int64_t value, bool verify) override;
+    std::int64_t GetMin() override;
+    std::int64_t GetMax() override;
+    std::int64_t GetInc() override;
+
+    // In the camera.
+    GenApi_3_0::INode* Node() override { return this; }
+    std::string Text() const override;
+    bool SetText(std::string_view text) override;
+    std::int64_t Value() const { return computed_ ? computed_() : cells_[CellIndex()]; }
+    std::int64_t Max() const { return limits_.maxNow ? limits_.maxNow() : limits_.max; }
+    void Store(std::int64_t value) { cells_[CellIndex()] = value; }
+    std::size_t Position() const override;
+    std::size_t Positions() const override;
+
+private:
+    bool Fits(std::int64_t value) const;
+    std::string Misfit(std::int64_t value) const;
+    Limits limits_;
+    std::function<std::int64_t()> computed_;
+    std::vector<std::int64_t> cells_;
+};
+
+class FloatNode : public GenApi_3_0::IFloat, public Feature
+{
+public:
+    struct Limits {
+        double min = 0;
+        double max = 0;
+        std::function<double()> maxNow = nullptr; ///< in place of max
+    };
+    /** `shown` turns the stored value into the one that is read. */
+    FloatNode(AccessHook& hook, NodeSpec spec, Limits limits, double value,
+              std::function<double(double)> shown = nullptr);
+
+    const char* GetName() const override { return spec_.name.c_str(); }
+    const char* GetUnit() const override { return spec_.unit.c_str(); }
+    EAccessMode GetAccessMode() const override { return AskMode(); }
+    double GetValue(bool verify, bool ignoreCache) override;
+    void SetValue(double value, bool verify) override;
+    double GetMin() override;
+    double GetMax() override;
+
+    // In the camera.
+    GenApi_3_0::INode* Node() override { return this; }
+    std::string Text() const override;
+    bool SetText(std::string_view text) override;
+    double Value() const;
+    /** The stored value of one cell, beside the selectors. */
+    double At(std::size_t cell) const { return cells_[cell]; }
+    double Max() const { return limits_.maxNow ? limits_.maxNow() : limits_.max; }
+
+private:
+    std::string Misfit(double value) const;
+    Limits limits_;
+    std::function<double(double)> shown_;
+    std::vector<double> cells_;
+};
+
+class BooleanNode : public GenApi_3_0::IBoolean, public Feature
+{
+public:
+    BooleanNode(AccessHook& hook, NodeSpec spec, bool value);
+
+    const char* GetName() const override { return spec_.name.c_str(); }
+    const char* GetUnit() const override { return spec_.unit.c_str(); }
+    EAccessMode GetAccessMode() const override { return AskMode(); }
+    bool GetValue(bool verify, bool ignoreCache) override;
+    void SetValue(bool value, bool verify) override;
+
+    // In the camera.
+    GenApi_3_0::INode* Node() override { return this; }
+    std::string Text() const override;
+    bool SetText(std::string_view text) override;
+    bool Value() const { return At(CellIndex()); }
+    bool At(std::size_t cell) const { return cells_[cell] != 0; }
+
+private:
+    std::vector<char> cells_;
+};
+
+class EnumerationNode : public GenApi_3_0::IEnumeration, public Feature, public Selector
+{
+public:
+    struct EntrySpec {
+        std::string symbolic = {};
+        std::int64_t value = 0;
+        bool implemented = true;
+        bool listed = true; ///< false: unknown to users, but it keeps its place among the cells
+    };
+    /** `refuses` tells the values that the camera turns down although it lists them. */
+    EnumerationNode(AccessHook& hook, NodeSpec spec, const std::vector<EntrySpec>& entries,
+                    std::string_view value, std::function<bool(std::int64_t)> refuses = nullptr);
+    ~EnumerationNode() override;
+
+    const char* GetName() const override { return spec_.name.c_str(); }
+    const char* GetUnit() const override { return spec_.unit.c_str(); }
+    EAccessMode GetAccessMode() const override { return AskMode(); }
+    gcstring ToString(bool verify, bool ignoreCache) override;
+    void FromString(const gcstring& symbolic, bool verify) override;
+    std::int64_t GetIntValue(bool verify, bool ignoreCache) override;
+    void SetIntValue(std::int64_t value, bool verify) override;
+    GenApi_3_0::IEnumEntry* GetEntryByName(const gcstring& symbolic) override;
+    std::size_t GetEntryCount() override { return listed_.size(); }
+    GenApi_3_0::IEnumEntry* GetEntry(std::size_t index) override;
+
+    // In the camera.
+    GenApi_3_0::INode* Node() override { return this; }
+    std::string Text() const override { return std::string(Symbolic()); }
+    bool SetText(std::string_view text) override;
+    std::int64_t Value() const;
+    std::string_view Symbolic() const;
+    std::string_view SymbolicAt(std::size_t cell) const;
+    std::size_t Position() const override { return cells_[CellIndex()]; }
+    std::size_t Positions() const override;
+
+private:
+    class Entry;
+    template <class Asked> void Write(std::size_t entry, const Asked& asked, bool verify);
+    /** Index of a listed entry, or the number of entries when there is none. */
+    std::size_t Find(std::string_view symbolic) const;
+    std::size_t Find(std::int64_t value) const;
+    void ReadEntry();
+    std::vector<std::unique_ptr<Entry>> entries_;
+    std::vector<Entry*> listed_;
+    std::function<bool(std::int64_t)> refuses_;
+    std::vector<std::size_t> cells_; // entry indices
+};
+
+} // namespace genapi

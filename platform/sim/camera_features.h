@@ -1,0 +1,88 @@
+/** The features of a simulated camera: its nodes, its settings, and what depends on what.
+ *
+ *  Every feature exists in the camera whatever the set-up hides or mistypes: hidden ones keep
+ *  working inside, as the width of a camera that does not tell it. The node map shows what the
+ *  set-up leaves.
+ *
+ *  Threads: under the camera's lock, but for the node map, which nobody changes once it is built.
+ */
+#pragma once
+
+#include "../genapi/node_map.h"
+#include "../genapi/nodes.h"
+#include "sim_control.h"
+#include "timing.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim
+{
+
+constexpr std::uint32_t kMono8 = 0x01080001;
+constexpr std::uint32_t kBayerRG8 = 0x01080009;
+constexpr std::uint32_t kMono12 = 0x01100005;
+constexpr std::uint32_t kMono12Packed = 0x010C0006;
+constexpr std::uint32_t kYUV422Packed = 0x0210001F;
+
+/** What the features ask of their camera. */
+struct CameraState {
+    std::function<bool()> streaming;
+    std::function<std::int64_t()> nowNs;
+};
+
+class CameraFeatures
+{
+public:
+    CameraFeatures(const CameraSetup& setup, genapi::AccessHook& hook, CameraState state);
+
+    genapi::NodeMap& Map() { return map_; }
+    /** A feature that the camera shows; null otherwise. */
+    genapi::Feature* Shown(std::string_view name);
+
+    genapi::IntegerNode* width = nullptr;
+    genapi::IntegerNode* height = nullptr;
+    genapi::IntegerNode* offsetX = nullptr;
+    genapi::IntegerNode* offsetY = nullptr;
+    genapi::EnumerationNode* pixelFormat = nullptr;
+    genapi::BooleanNode* reverseX = nullptr;
+    genapi::BooleanNode* reverseY = nullptr;
+    genapi::FloatNode* exposureTime = nullptr;
+    genapi::FloatNode* frameRate = nullptr;
+    genapi::FloatNode* gain = nullptr; ///< cell 0: sensor, cell 1: digital
+    genapi::BooleanNode* chunkMode = nullptr;
+    genapi::BooleanNode* chunkEnable = nullptr; ///< one cell per chunk, in the order of chunks.h
+
+    /** Width, height and offsets as frames have them: inside the sensor, whatever a script stored.
+     */
+    struct Region {
+        std::uint32_t width;
+        std::uint32_t height;
+        std::uint32_t offsetX;
+        std::uint32_t offsetY;
+    };
+    Region FrameRegion() const;
+    std::uint64_t PixelBytes() const;
+    std::uint64_t PayloadBytes() const;
+    /** Bit n: chunk n of chunks.h goes with each frame. 0 while chunk mode is off. */
+    unsigned ChunksOn() const;
+    FrameCost Cost() const;
+
+private:
+    friend class FeatureBuilder;
+    void Publish();
+    genapi::Feature* StandIn(const std::string& name, NodeKind kind);
+
+    const CameraSetup& setup_;
+    genapi::AccessHook& hook_;
+    CameraState state_;
+    std::vector<std::unique_ptr<genapi::Feature>> owned_; // in the order of their description
+    std::vector<std::unique_ptr<genapi::Feature>> standIns_;
+    std::vector<genapi::Feature*> shown_;
+    genapi::NodeMap map_;
+};
+
+} // namespace sim

@@ -1,0 +1,116 @@
+/** sim_control.h: the network, its script and its journal, for programs. */
+#include "faults.h"
+#include "network.h"
+#include "record.h"
+#include "sim_control.h"
+
+namespace sim
+{
+
+void Reset()
+{
+    ClearFaults();
+    Network::Get().RemoveAll();
+    Network::Get().Time().Set(nullptr);
+    SetJournal(false);
+    ClearJournal();
+    ResetCounts();
+}
+
+void SetClock(std::shared_ptr<Clock> clock)
+{
+    Network::Get().Time().Set(std::move(clock));
+}
+
+bool AddCamera(const CameraSetup& setup)
+{
+    return Network::Get().Add(setup);
+}
+
+void AddDefaultCameras()
+{
+    CameraSetup mono;
+    AddCamera(mono);
+    CameraSetup color;
+    color.model = Model::Color;
+    color.serial = "S0000002";
+    color.seed = 2;
+    AddCamera(color);
+}
+
+void SetAttached(const std::string& serial, bool attached)
+{
+    if (const auto camera = Network::Get().Find(serial)) {
+        camera->SetAttached(attached);
+    }
+}
+
+void AddFault(const Fault& fault)
+{
+    if (fault.trigger == Trigger::Time) {
+        Network::Get().Schedule(fault);
+        return;
+    }
+    FaultTable::Get().Add(fault);
+}
+
+void ClearFaults()
+{
+    FaultTable::Get().Clear();
+    Network::Get().ForgetScheduled();
+}
+
+std::string FeatureText(const std::string& serial, const std::string& feature)
+{
+    const auto camera = Network::Get().Find(serial);
+    if (camera == nullptr) {
+        return {};
+    }
+    const genapi::AccessScope scope(*camera);
+    const genapi::Feature* found = camera->Features().Shown(feature);
+    return found == nullptr ? std::string() : found->Text();
+}
+
+bool SetFeatureText(const std::string& serial, const std::string& feature, const std::string& value)
+{
+    const auto camera = Network::Get().Find(serial);
+    if (camera == nullptr) {
+        return false;
+    }
+    const genapi::AccessScope scope(*camera);
+    camera->Frames().Advance(camera->Time().NowNs());
+    genapi::Feature* found = camera->Features().Shown(feature);
+    return found != nullptr && found->SetText(value);
+}
+
+Counts GetCounts()
+{
+    return Record::Get().Numbers();
+}
+
+void ResetCounts()
+{
+    Record::Get().ResetNumbers();
+}
+
+void SetJournal(bool on)
+{
+    Record::Get().Switch(on);
+}
+
+void AddJournal(std::string kind, std::string text)
+{
+    Record::Get().Add(std::move(kind), std::move(text));
+}
+
+std::vector<JournalEntry> Journal()
+{
+    return Record::Get().Entries();
+}
+
+void ClearJournal()
+{
+    Record::Get().ClearJournal();
+}
+
+} // namespace sim

@@ -1,0 +1,98 @@
+#include "network.h"
+
+#include <algorithm>
+
+namespace sim
+{
+
+Network& Network::Get()
+{
+    static auto* network = new Network; // kept for threads that still run while the process ends
+    return *network;
+}
+
+Network::Cameras Network::All() const
+{
+    const std::lock_guard lock(mutex_);
+    return cameras_;
+}
+
+std::shared_ptr<CameraModel> Network::Find(const std::string& serial) const
+{
+    const std::lock_guard lock(mutex_);
+    const auto found = std::find_if(cameras_.begin(), cameras_.end(), [&](const auto& camera) {
+        return camera->Setup().serial == serial;
+    });
+    return found == cameras_.end() ? nullptr : *found;
+}
+
+bool Network::Add(const CameraSetup& setup)
+{
+    auto camera = std::make_shared<CameraModel>(setup, clock_);
+    const std::lock_guard lock(mutex_);
+    for (const auto& other : cameras_) {
+        if (other->Setup().serial == setup.serial) {
+            return false;
+        }
+    }
+    for (const Scheduled& scheduled : scheduled_) {
+        Apply(scheduled, camera.get());
+    }
+    cameras_.push_back(std::move(camera));
+    return true;
+}
+
+void Network::RemoveAll()
+{
+    Cameras removed;
+    {
+        const std::lock_guard lock(mutex_);
+        removed.swap(cameras_);
+    }
+    for (const auto& camera : removed) {
+        camera->SetAttached(false);
+    }
+}
+
+void Network::Apply(const Scheduled& scheduled, CameraModel* camera)
+{
+    const Fault& fault = scheduled.fault;
+    if (!fault.camera.empty() && fault.camera != camera->Setup().serial) {
+        return;
+    }
+    if (fault.effect == Effect::Detach) {
+        camera->Detach(scheduled.atNs, fault.value);
+    } else if (fault.effect == Effect::JumpTicks) {
+        const genapi::AccessScope scope(*camera);
+        camera->Ticks().Jump(scheduled.atNs, fault.value);
+    }
+}
+
+void Network::Schedule(const Fault& fault)
+{
+    const Scheduled scheduled{fault, clock_.NowNs() + static_cast<std::int64_t>(fault.nth)};
+    Cameras cameras;
+    {
+        const std::lock_guard lock(mutex_);
+        scheduled_.push_back(scheduled);
+        cameras = cameras_;
+    }
+    for (const auto& camera : cameras) {
+        Apply(scheduled, camera.get());
+    }
+}
+
+void Network::ForgetScheduled()
+{
+    Cameras cameras;
+    {
+        const std::lock_guard lock(mutex_);
+        scheduled_.clear();
+        cameras = cameras_;
+    }
+    for (const auto& camera : cameras) {
+        camera->ForgetScripted();
+    }
+}
+
+} // namespace sim

@@ -1,0 +1,50 @@
+/** The simulated network: its cameras and its clock.
+ *
+ *  Threads: any. The network's lock is held only to look at the list; a camera is worked with
+ *  after it was released. */
+#pragma once
+
+#include "camera_model.h"
+#include "network_clock.h"
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace sim
+{
+
+class Network
+{
+public:
+    using Cameras = std::vector<std::shared_ptr<CameraModel>>;
+
+    static Network& Get();
+
+    NetworkClock& Time() { return clock_; }
+    Cameras All() const;
+    /** Null when there is no such camera. */
+    std::shared_ptr<CameraModel> Find(const std::string& serial) const;
+    /** False: the serial is taken. */
+    bool Add(const CameraSetup& setup);
+    /** Cameras that are held open stay with their holders, off the network. */
+    void RemoveAll();
+    /** A fault at a point in time; strikes cameras that are added later as well. */
+    void Schedule(const Fault& fault);
+    void ForgetScheduled();
+
+private:
+    struct Scheduled {
+        Fault fault;
+        std::int64_t atNs;
+    };
+    static void Apply(const Scheduled& scheduled, CameraModel* camera);
+
+    NetworkClock clock_; // outlives the cameras below and those held open: never destroyed
+    mutable std::mutex mutex_;
+    Cameras cameras_;
+    std::vector<Scheduled> scheduled_;
+};
+
+} // namespace sim

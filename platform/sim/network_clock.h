@@ -1,0 +1,39 @@
+/** The clock in force, shared by the network and its cameras, which may be replaced. */
+#pragma once
+
+#include "clock.h"
+
+#include <memory>
+#include <mutex>
+
+namespace sim
+{
+
+class NetworkClock
+{
+public:
+    /** Null: the machine's own. */
+    void Set(std::shared_ptr<Clock> clock)
+    {
+        const std::lock_guard lock(mutex_);
+        clock_ = clock == nullptr ? RealClock() : std::move(clock);
+    }
+    std::int64_t NowNs() const { return Current()->NowNs(); }
+    void SleepUntilNs(std::int64_t whenNs) const { Current()->SleepUntilNs(whenNs); }
+    void SleepNs(std::int64_t ns) const
+    {
+        const auto clock = Current();
+        clock->SleepUntilNs(clock->NowNs() + ns);
+    }
+
+private:
+    std::shared_ptr<Clock> Current() const
+    {
+        const std::lock_guard lock(mutex_);
+        return clock_;
+    }
+    mutable std::mutex mutex_;
+    std::shared_ptr<Clock> clock_ = RealClock();
+};
+
+} // namespace sim

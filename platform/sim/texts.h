@@ -1,0 +1,18 @@
+/** Texts of fixed size in records. */
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <string_view>
+
+namespace sim
+{
+
+/** Cuts what does not fit; the rest of the field is zero, so that it is always terminated. */
+template <std::size_t Size> void CopyText(char (&to)[Size], std::string_view text)
+{
+    const std::size_t length = std::min(text.size(), Size - 1);
+    std::fill(std::copy_n(text.begin(), length, to), to + Size, '\0');
+}
+
+} // namespace sim

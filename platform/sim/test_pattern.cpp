@@ -79,6 +79,7 @@ public:
         std::fill(row_->green.begin() + from, row_->green.begin() + to, light.green);
         std::fill(row_->blue.begin() + from, row_->blue.begin() + to, light.blue);
     }
+    std::uint16_t At(std::uint32_t x) const { return row_->green[x]; }
     void Clear(Light light) { Fill(0, width_, light); }
     /** Row `glyphRow` of a glyph whose left edge is `x`. */
     void Glyph(std::int64_t x, std::uint8_t glyph, std::uint32_t glyphRow, std::uint32_t scale)
@@ -126,17 +127,23 @@ void PaintHues(Brush& brush, std::uint32_t width)
     }
 }
 
-/** From black to white, or in eleven steps, with a bar over it in the complement. */
-void PaintRamp(Brush& brush, std::uint32_t width, std::uint32_t steps, std::uint32_t frameNumber)
+/** From black to white in so many levels. */
+void PaintRamp(Brush& brush, std::uint32_t width, std::uint32_t levels)
 {
-    const std::uint32_t barWidth = std::max(width / 40, 1U);
-    const std::uint32_t stride = std::max(width / 240, 1U);
-    const auto bar = static_cast<std::uint32_t>(std::uint64_t{frameNumber} * stride % width);
     for (std::uint32_t x = 0; x < width; ++x) {
-        const auto step = static_cast<std::uint32_t>(std::uint64_t{x} * steps / width);
-        const std::uint32_t level = step * kLightMax / (steps - 1);
-        const bool inBar = (x + width - bar) % width < barWidth;
-        brush.Set(x, Grey(inBar ? (level + kLightMax / 2) % (kLightMax + 1U) : level));
+        const auto level = static_cast<std::uint32_t>(std::uint64_t{x} * levels / width);
+        brush.Set(x, Grey(level * kLightMax / (levels - 1)));
+    }
+}
+
+/** The bar that wanders over the ramps shows half the range more or less than what is below it. */
+void PaintBar(Brush& brush, std::uint32_t width, std::uint32_t frameNumber)
+{
+    const std::uint32_t stride = std::max(width / 240, 1U);
+    const std::uint64_t bar = std::uint64_t{frameNumber} * stride % width;
+    for (std::uint32_t i = 0; i < std::max(width / 40, 1U); ++i) {
+        const auto x = static_cast<std::uint32_t>((bar + i) % width);
+        brush.Set(x, Grey((brush.At(x) + kLightMax / 2) % (kLightMax + 1U)));
     }
 }
 
@@ -163,16 +170,14 @@ void PaintFine(Brush& brush, std::uint32_t width, bool bright)
     brush.Fill(half, width, bright ? kWhite : kBlack);
 }
 
-/** The ground of the large number: grey that fades outwards, a dark field in the middle. */
-void PaintNumberGround(Brush& brush, std::uint32_t width, std::int64_t fieldWidth)
+/** Grey that fades towards both edges. */
+void PaintFade(Brush& brush, std::uint32_t width)
 {
     for (std::uint32_t x = 0; x < width; ++x) {
         const std::uint64_t fromEdge = std::min(x, width - 1 - x);
         const std::uint64_t level = Percent(8) + Percent(90) * fromEdge / width;
         brush.Set(x, Grey(static_cast<std::uint32_t>(level)));
     }
-    const std::int64_t left = (width - fieldWidth) / 2;
-    brush.Fill(left, left + fieldWidth, kPanel);
 }
 
 } // namespace
@@ -192,6 +197,7 @@ void TestPattern::SetSize(std::uint32_t width, std::uint32_t height)
     width_ = width;
     height_ = height;
     edge_ = std::max(height / 270, 1U);
+    PrepareRows();
     kinds_.resize(height);
     std::uint32_t shares = 0;
     for (const Band& band : kBands) {
@@ -234,6 +240,22 @@ void TestPattern::SetSize(std::uint32_t width, std::uint32_t height)
     }
 }
 
+/** Works out once what takes a division for each pixel. */
+void TestPattern::PrepareRows()
+{
+    for (LightRow* row : {&hues_, &fade_, &ramp_, &steps_}) {
+        row->Resize(width_);
+    }
+    Brush hues(&hues_, width_);
+    PaintHues(hues, width_);
+    Brush fade(&fade_, width_);
+    PaintFade(fade, width_);
+    Brush ramp(&ramp_, width_);
+    PaintRamp(ramp, width_, kLightMax + 1U);
+    Brush steps(&steps_, width_);
+    PaintRamp(steps, width_, 11);
+}
+
 void TestPattern::MapText(std::uint32_t top, std::uint32_t bottom, std::uint32_t scale,
                           std::uint32_t plainKind, std::uint32_t firstGlyphKind)
 {
@@ -272,11 +294,14 @@ void TestPattern::PaintStripText(std::uint32_t glyphRow, LightRow* row) const
 /** A row of the large number's band; outside the glyphs' rows only its ground. */
 void TestPattern::PaintNumber(std::optional<std::uint32_t> glyphRow, LightRow* row) const
 {
+    *row = fade_;
     Brush brush(row, width_);
     const NumberText number(frameNumber_);
     const std::int64_t pitch = std::int64_t{kGlyphPitch} * largeScale_;
     const std::int64_t textWidth = (number.length + 2) * pitch; // an arrow and a blank in front
-    PaintNumberGround(brush, width_, textWidth + 2 * pitch);
+    const std::int64_t fieldWidth = textWidth + 2 * pitch;
+    const std::int64_t field = (width_ - fieldWidth) / 2;
+    brush.Fill(field, field + fieldWidth, kPanel);
     if (!glyphRow) {
         return;
     }
@@ -301,13 +326,15 @@ void TestPattern::PaintRow(std::uint32_t kind, LightRow* row) const
         PaintBars(brush, width_);
         break;
     case kHues:
-        PaintHues(brush, width_);
+        *row = hues_;
         break;
     case kRamp:
-        PaintRamp(brush, width_, kLightMax + 1U, frameNumber_);
+        *row = ramp_;
+        PaintBar(brush, width_, frameNumber_);
         break;
     case kSteps:
-        PaintRamp(brush, width_, 11, frameNumber_);
+        *row = steps_;
+        PaintBar(brush, width_, frameNumber_);
         break;
     case kChequer:
     case kChequerInverse:

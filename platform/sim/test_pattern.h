@@ -42,6 +42,7 @@ public:
     void PaintRow(std::uint32_t kind, LightRow* row) const;
 
 private:
+    void PrepareRows();
     void PaintStripText(std::uint32_t glyphRow, LightRow* row) const;
     void PaintNumber(std::optional<std::uint32_t> glyphRow, LightRow* row) const;
     void MapText(std::uint32_t top, std::uint32_t bottom, std::uint32_t scale,
@@ -55,6 +56,10 @@ private:
     std::uint32_t chequerSize_ = 1; ///< pixels
     std::uint32_t frameNumber_ = 0;
     std::vector<std::uint8_t> kinds_;
+    LightRow hues_; ///< rows, or grounds of rows, that stay the same from frame to frame
+    LightRow fade_;
+    LightRow ramp_;
+    LightRow steps_;
 };
 
 } // namespace sim

@@ -1,12 +1,8 @@
 /** sim_control.h: the network, its script and its journal, for programs. */
-#include "description.h"
 #include "faults.h"
 #include "network.h"
 #include "record.h"
 #include "sim_control.h"
-
-#include <fstream>
-#include <sstream>
 
 namespace sim
 {
@@ -115,30 +111,6 @@ std::vector<JournalEntry> Journal()
 void ClearJournal()
 {
     Record::Get().ClearJournal();
-}
-
-bool LoadNetwork(const std::string& path, std::string* error)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    if (!file.is_open() || file.bad()) {
-        *error = path + ": can't be read";
-        return false;
-    }
-    NetworkDescription network;
-    if (!ParseNetwork(text.view(), path, &network, error)) {
-        return false;
-    }
-    ClearFaults();
-    Network::Get().RemoveAll();
-    for (const CameraSetup& setup : network.cameras) {
-        AddCamera(setup);
-    }
-    for (const Fault& fault : network.faults) {
-        AddFault(fault);
-    }
-    return true;
 }
 
 } // namespace sim

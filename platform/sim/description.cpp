@@ -1,10 +1,13 @@
 #include "description.h"
 
-#include "camera_model.h"
 #include "description_reader.h"
+#include "feature_probe.h"
 
-#include <limits>
-#include <set>
+#include "../genapi/value_text.h"
+
+#include <algorithm>
+#include <array>
+#include <optional>
 
 namespace sim
 {
@@ -12,135 +15,205 @@ namespace sim
 namespace
 {
 
-constexpr std::int64_t kMostInteger = std::numeric_limits<std::int64_t>::max();
-constexpr std::int64_t kLeastInteger = std::numeric_limits<std::int64_t>::min();
-constexpr std::int64_t kLargestSensor = 16384; // pixels a side
-constexpr std::int64_t kSmallestSensor = 16;
+constexpr std::pair<std::string_view, Model> kModels[] = {{"mono", Model::Mono},
+                                                          {"color", Model::Color}};
+constexpr std::pair<std::string_view, Picture> kPictures[] = {{"pattern", Picture::Pattern},
+                                                              {"plain", Picture::Plain}};
+constexpr std::pair<std::string_view, NodeKind> kNodeKinds[] = {
+    {"integer", NodeKind::Integer},
+    {"float", NodeKind::Float},
+    {"enumeration", NodeKind::Enumeration},
+    {"boolean", NodeKind::Boolean}};
+constexpr std::pair<std::string_view, Trigger> kTriggers[] = {
+    {"access", Trigger::Access}, {"read", Trigger::Read},   {"write", Trigger::Write},
+    {"call", Trigger::Call},     {"frame", Trigger::Frame}, {"time", Trigger::Time}};
+constexpr std::pair<std::string_view, Effect> kEffects[] = {
+    {"throw", Effect::Throw},
+    {"fail", Effect::Fail},
+    {"lose", Effect::Lose},
+    {"incomplete", Effect::Incomplete},
+    {"delay", Effect::Delay},
+    {"null_image", Effect::NullImage},
+    {"null_frame", Effect::NullFrame},
+    {"timestamp", Effect::Timestamp},
+    {"zero_timestamp", Effect::ZeroTimestamp},
+    {"jump_ticks", Effect::JumpTicks},
+    {"detach", Effect::Detach}};
+constexpr std::pair<std::string_view, ExceptionKind> kExceptions[] = {
+    {"invalid_argument", ExceptionKind::InvalidArgument},
+    {"property", ExceptionKind::Property},
+    {"logical_error", ExceptionKind::LogicalError},
+    {"out_of_range", ExceptionKind::OutOfRange},
+    {"runtime", ExceptionKind::Runtime},
+    {"access", ExceptionKind::Access},
+    {"timeout", ExceptionKind::Timeout},
+    {"dynamic_cast", ExceptionKind::DynamicCast},
+    {"standard", ExceptionKind::Standard},
+    {"unknown", ExceptionKind::Unknown}};
 
-/** A camera of the set-up's model and size, to ask what features there are. */
-class Probe
+/** The calls of gev_api.h that a fault can be tied to. */
+constexpr std::string_view kCalls[] = {"GevGetCameraList",
+                                       "GevOpenCamera",
+                                       "GevCloseCamera",
+                                       "GevApiUninitialize",
+                                       "_CloseSocketAPI",
+                                       "GevGetCameraInfo",
+                                       "GevGetFeatureNodeMap",
+                                       "GevGetCameraInterfaceOptions",
+                                       "GevSetCameraInterfaceOptions",
+                                       "GevGetFeatureValue",
+                                       "GevSetFeatureValue",
+                                       "GevGetPayloadParameters",
+                                       "GevInitializeTransfer",
+                                       "GevStartTransfer",
+                                       "GevAbortTransfer",
+                                       "GevFreeTransfer",
+                                       "GevWaitForNextFrame",
+                                       "GevReleaseFrame",
+                                       "GevGetTransferStatistics"};
+
+constexpr std::size_t kTextMost = kGevTextSize - 1;
+constexpr std::size_t kFaultTextMost = 1000;
+constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
+constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
+/** Over thirty years: added to any clock it stays within 64 bits. */
+constexpr std::int64_t kLongestNs = 1'000'000'000'000'000'000;
+
+std::string Quoted(std::string_view text)
 {
-public:
-    explicit Probe(const CameraSetup& setup) : camera_(Plain(setup), clock_) {}
-
-    std::string FeatureObjection(const std::string& name)
-    {
-        return camera_.Features().Shown(name) != nullptr ? std::string()
-                                                         : "the model has no feature " + name;
-    }
-    /** `text` is "Feature.Entry". */
-    std::string EntryObjection(const std::string& text)
-    {
-        const std::size_t dot = text.find('.');
-        genapi::Feature* const feature = camera_.Features().Shown(text.substr(0, dot));
-        GenApi_3_0::IEnumeration* const node =
-            feature == nullptr ? nullptr : feature->Node()->AsEnumeration();
-        if (dot == std::string::npos || node == nullptr ||
-            node->GetEntryByName(std::string_view(text).substr(dot + 1)) == nullptr) {
-            return text + " is no entry of an enumeration, as ChunkSelector.Gain is";
-        }
-        return {};
-    }
-    std::string ValueObjection(const std::string& name, const std::string& text)
-    {
-        genapi::Feature* const feature = camera_.Features().Shown(name);
-        if (feature == nullptr) {
-            return "the model has no feature " + name;
-        }
-        return feature->SetText(text) ? std::string() : text + " is no value of " + name;
-    }
-
-private:
-    static CameraSetup Plain(const CameraSetup& setup)
-    {
-        CameraSetup plain;
-        plain.model = setup.model;
-        plain.sensorWidth = setup.sensorWidth;
-        plain.sensorHeight = setup.sensorHeight;
-        return plain;
-    }
-    NetworkClock clock_;
-    CameraModel camera_;
-};
-
-const NamedValues<NodeKind> kNodeKinds = {{"integer", NodeKind::Integer},
-                                          {"float", NodeKind::Float},
-                                          {"enumeration", NodeKind::Enumeration},
-                                          {"boolean", NodeKind::Boolean}};
-
-/** What the camera lacks, refuses or has otherwise. */
-void ReadLimits(TableReader& reader, CameraSetup* setup)
-{
-    Probe probe(*setup);
-    const auto feature = [&](const std::string& name) { return probe.FeatureObjection(name); };
-    const auto entry = [&](const std::string& text) { return probe.EntryObjection(text); };
-    reader.Texts("missing", feature, &setup->missing);
-    reader.Texts("read_only", feature, &setup->readOnly);
-    reader.Texts("not_available", feature, &setup->notAvailable);
-    reader.Texts("not_implemented_entries", entry, &setup->notImplementedEntries);
-    reader.Texts("missing_entries", entry, &setup->missingEntries);
-    reader.Integers("refused_formats", 0, 0xFFFFFFFF, &setup->refusedFormats);
-    reader.Pairs(
-        "values",
-        [&](const std::string& name, const std::string& text) {
-            return probe.ValueObjection(name, text);
-        },
-        &setup->values);
-
-    std::vector<std::pair<std::string, std::string>> kinds;
-    reader.Pairs(
-        "mistyped",
-        [&](const std::string& name, const std::string& kind) {
-            for (const auto& [known, meaning] : kNodeKinds) {
-                if (kind == known) {
-                    setup->mistyped.emplace_back(name, meaning);
-                    return probe.FeatureObjection(name);
-                }
-            }
-            return name + " must be one of integer, float, enumeration, boolean";
-        },
-        &kinds);
+    return Shown(toml::value<std::string>{std::string(text)});
 }
 
-CameraSetup ReadCamera(std::string_view file, const toml::table& table)
+template <class Value> std::string_view NameOf(Choices<Value> choices, Value value)
 {
-    TableReader reader(file, table);
+    const auto found = std::find_if(choices.begin(), choices.end(),
+                                    [&](const auto& choice) { return choice.second == value; });
+    return found == choices.end() ? std::string_view() : found->first;
+}
+
+/** A list of names, each of which the camera has to know. */
+template <class Knows>
+void ReadNames(TableReader& reader, std::string_view key, std::string_view expected, Knows knows,
+               std::vector<std::string>* names)
+{
+    for (const toml::node* node : reader.Array(key, "an array of texts")) {
+        const auto* text = node->as_string();
+        if (text == nullptr || !knows(text->get())) {
+            reader.RefuseValue(key, *node, expected);
+        }
+        names->push_back(text->get());
+    }
+}
+
+/** A value at power-up as the text that a feature reads. */
+std::string ValueText(const TableReader& reader, const toml::node& node)
+{
+    if (const auto* text = node.as_string()) {
+        return text->get();
+    }
+    if (const auto* number = node.as_integer()) {
+        return genapi::ToText(number->get());
+    }
+    if (const auto* number = node.as_floating_point()) {
+        return genapi::ToText(number->get());
+    }
+    if (const auto* flag = node.as_boolean()) {
+        return genapi::ToText(flag->get());
+    }
+    reader.RefuseValue("a value", node, "a text, a number, true or false");
+}
+
+void ReadFeatureLists(TableReader& reader, CameraSetup* setup)
+{
+    constexpr std::string_view kFeature = "the name of a feature of this model";
+    constexpr std::string_view kEntry = "an entry of this model such as \"ChunkSelector.Gain\"";
+    FeatureProbe probe(setup->model, setup->sensorWidth, setup->sensorHeight);
+    const auto hasFeature = [&](std::string_view name) { return probe.HasFeature(name); };
+    const auto hasEntry = [&](std::string_view name) { return probe.HasEntry(name); };
+    ReadNames(reader, "missing", kFeature, hasFeature, &setup->missing);
+    ReadNames(reader, "read_only", kFeature, hasFeature, &setup->readOnly);
+    ReadNames(reader, "not_available", kFeature, hasFeature, &setup->notAvailable);
+    ReadNames(reader, "not_implemented_entries", kEntry, hasEntry, &setup->notImplementedEntries);
+    ReadNames(reader, "missing_entries", kEntry, hasEntry, &setup->missingEntries);
+
+    for (const auto& [name, node] :
+         reader.Entries("mistyped", "a table of features and kinds: { Gain = \"integer\" }")) {
+        if (!probe.HasFeature(name)) {
+            reader.RefuseAt(*node,
+                            "mistyped has " + Quoted(name) + "; expected " + std::string(kFeature));
+        }
+        setup->mistyped.emplace_back(name,
+                                     reader.Chosen(name, *node, Choices<NodeKind>(kNodeKinds)));
+    }
+    for (const toml::node* node : reader.Array("refused_formats", "an array of pixel formats")) {
+        std::optional<std::uint32_t> format;
+        if (node->is_string() || node->is_integer()) {
+            format = probe.Format(ValueText(reader, *node));
+        }
+        if (!format) {
+            reader.RefuseValue("refused_formats", *node,
+                               "a pixel format of this model by its name or code");
+        }
+        setup->refusedFormats.push_back(*format);
+    }
+
+    FeatureProbe fresh(setup->model, setup->sensorWidth, setup->sensorHeight);
+    for (const auto& [name, node] :
+         reader.Entries("values", "a table of features and values: { Gain = 2.0 }")) {
+        if (!fresh.HasFeature(name)) {
+            reader.RefuseAt(*node,
+                            "values has " + Quoted(name) + "; expected " + std::string(kFeature));
+        }
+        const std::string text = ValueText(reader, *node);
+        if (!fresh.Takes(name, text)) {
+            reader.RefuseValue(name, *node, "a value of this feature");
+        }
+        setup->values.emplace_back(name, text);
+    }
+}
+
+CameraSetup ReadCamera(const toml::table& table)
+{
     CameraSetup setup;
-    reader.OneOf<Model>("model", {{"mono", Model::Mono}, {"color", Model::Color}}, &setup.model);
-    reader.OneOf<Picture>("picture", {{"pattern", Picture::Pattern}, {"plain", Picture::Plain}},
-                          &setup.picture);
-    reader.Text("manufacturer", &setup.manufacturer);
-    reader.Text("model_name", &setup.modelName);
-    reader.Text("serial", &setup.serial);
-    reader.Text("version", &setup.version);
+    TableReader reader(table, "[[camera]]");
+    reader.Choice("model", Choices<Model>(kModels), &setup.model);
+    reader.Text("manufacturer", 0, kTextMost, &setup.manufacturer);
+    reader.Text("model_name", 0, kTextMost, &setup.modelName);
+    reader.Text("serial", 1, kTextMost, &setup.serial);
+    reader.Text("version", 0, kTextMost, &setup.version);
     reader.Flag("attached", &setup.attached);
-    reader.Unsigned("sensor_width", kSmallestSensor, kLargestSensor, &setup.sensorWidth);
-    reader.Unsigned("sensor_height", kSmallestSensor, kLargestSensor, &setup.sensorHeight);
-    reader.Unsigned("seed", 0, kMostInteger, &setup.seed);
-    reader.Unsigned("tick_frequency", 0, kMostInteger, &setup.tickFrequency);
-    reader.Integer("tick_offset", kLeastInteger, kMostInteger, &setup.tickOffset);
-    reader.Unsigned("tick_bits", 1, 64, &setup.tickBits);
+    reader.Whole("sensor_width", 16, 65536, &setup.sensorWidth);
+    reader.Whole("sensor_height", 16, 65536, &setup.sensorHeight);
+    reader.Choice("picture", Choices<Picture>(kPictures), &setup.picture);
+    reader.Whole("seed", 0, kMost, &setup.seed);
+    reader.Whole("tick_frequency", 0, 1'000'000'000'000, &setup.tickFrequency);
+    reader.Whole("tick_offset", kLeast, kMost, &setup.tickOffset);
+    reader.Whole("tick_bits", 1, 64, &setup.tickBits);
     reader.Number("drift_ppm", -1e5, 1e5, &setup.driftPpm);
-    reader.Number("jitter_us", 0, 1e7, &setup.jitterUs);
-    reader.Number("link_mbytes_per_s", 0.001, 1e6, &setup.linkMBytesPerSecond);
-    reader.Number("temperature_c", -273.15, 1000, &setup.temperatureC);
-    ReadLimits(reader, &setup);
-    reader.Done();
+    reader.Number("jitter_us", 0, 1e9, &setup.jitterUs);
+    reader.Number("link_mbytes_per_second", 0, 1e6, &setup.linkMBytesPerSecond);
+    reader.Number("temperature_c", -100, 200, &setup.temperatureC);
+    ReadFeatureLists(reader, &setup);
+    reader.RefuseOthers();
     return setup;
 }
 
-/** Which triggers an effect makes sense with. */
-bool IsPossible(Trigger trigger, Effect effect)
+bool IsAccess(Trigger trigger)
 {
-    const bool access =
-        trigger == Trigger::Access || trigger == Trigger::Read || trigger == Trigger::Write;
+    return trigger == Trigger::Access || trigger == Trigger::Read || trigger == Trigger::Write;
+}
+
+bool Fits(Effect effect, Trigger trigger)
+{
     switch (effect) {
     case Effect::Throw:
-        return access;
+        return IsAccess(trigger);
     case Effect::Fail:
         return trigger == Trigger::Call;
     case Effect::Delay:
         return trigger != Trigger::Time;
+    case Effect::JumpTicks:
+        return trigger == Trigger::Frame || trigger == Trigger::Time;
     case Effect::Detach:
         return true;
     default:
@@ -148,130 +221,194 @@ bool IsPossible(Trigger trigger, Effect effect)
     }
 }
 
-Fault ReadFault(std::string_view file, const toml::table& table,
-                const std::set<std::string>& serials)
+/** What `value` may be, as the effect takes it. */
+void ReadFaultValue(TableReader& reader, Fault* fault)
 {
-    TableReader reader(file, table);
+    switch (fault->effect) {
+    case Effect::Fail:
+        reader.Require("value", "the status that the call returns");
+        reader.Whole("value", std::numeric_limits<std::int32_t>::min(),
+                     std::numeric_limits<std::int32_t>::max(), &fault->value);
+        return;
+    case Effect::Delay:
+        reader.Require("value", "nanoseconds");
+        reader.Whole("value", 1, kLongestNs, &fault->value);
+        return;
+    case Effect::Timestamp:
+        reader.Require("value", "ticks");
+        reader.Whole("value", 0, kMost, &fault->value);
+        return;
+    case Effect::JumpTicks:
+        reader.Require("value", "ticks");
+        reader.Whole("value", kLeast, kMost, &fault->value);
+        return;
+    case Effect::Detach:
+        reader.Whole("value", 0, kLongestNs, &fault->value);
+        return;
+    default:
+        reader.Forbid("value", "this effect takes none");
+    }
+}
+
+class FaultReader
+{
+public:
+    explicit FaultReader(const std::vector<CameraSetup>& cameras) : cameras_(cameras) {}
+    Fault Read(const toml::table& table);
+
+private:
+    void ReadCamera(TableReader& reader, Fault* fault) const;
+    void ReadName(TableReader& reader, Fault* fault);
+    bool Knows(std::string_view feature);
+
+    const std::vector<CameraSetup>& cameras_;
+    FeatureProbe mono_{Model::Mono, 64, 64};
+    FeatureProbe color_{Model::Color, 64, 64};
+};
+
+void FaultReader::ReadCamera(TableReader& reader, Fault* fault) const
+{
+    const toml::node* node = reader.Find("camera");
+    if (node == nullptr) {
+        return;
+    }
+    reader.Text("camera", 0, kTextMost, &fault->camera);
+    const auto named = [&](const CameraSetup& setup) { return setup.serial == fault->camera; };
+    if (!fault->camera.empty() && std::none_of(cameras_.begin(), cameras_.end(), named)) {
+        reader.RefuseValue("camera", *node, "the serial of a camera of this file");
+    }
+}
+
+bool FaultReader::Knows(std::string_view feature)
+{
+    return mono_.HasFeature(feature) || color_.HasFeature(feature);
+}
+
+void FaultReader::ReadName(TableReader& reader, Fault* fault)
+{
+    if (fault->trigger == Trigger::Frame || fault->trigger == Trigger::Time) {
+        reader.Forbid("name", "frames and points in time have none");
+        return;
+    }
+    const toml::node* node = reader.Find("name");
+    if (node == nullptr) {
+        return;
+    }
+    reader.Text("name", 0, kTextMost, &fault->name);
+    if (fault->name.empty()) {
+        return;
+    }
+    if (IsAccess(fault->trigger) && !Knows(fault->name)) {
+        reader.RefuseValue("name", *node, "the name of a feature");
+    }
+    if (fault->trigger == Trigger::Call &&
+        std::find(std::begin(kCalls), std::end(kCalls), fault->name) == std::end(kCalls)) {
+        reader.RefuseValue("name", *node, "a camera call such as \"GevOpenCamera\"");
+    }
+}
+
+Fault FaultReader::Read(const toml::table& table)
+{
     Fault fault;
-    if (!reader.Has("trigger") || !reader.Has("effect")) {
-        reader.RefuseAt("", "a fault needs a trigger and an effect");
+    TableReader reader(table, "[[fault]]");
+    reader.Require("trigger", "access, read, write, call, frame or time");
+    reader.Require("effect", "what happens, such as throw or lose");
+    reader.Choice("trigger", Choices<Trigger>(kTriggers), &fault.trigger);
+    reader.Choice("effect", Choices<Effect>(kEffects), &fault.effect);
+    if (!Fits(fault.effect, fault.trigger)) {
+        std::vector<std::string_view> fitting;
+        for (const auto& [name, effect] : kEffects) {
+            if (Fits(effect, fault.trigger)) {
+                fitting.push_back(name);
+            }
+        }
+        reader.RefuseValue("effect", *table.get("effect"),
+                           reader.OneOf(fitting) + " with the trigger " +
+                               std::string(NameOf(Choices<Trigger>(kTriggers), fault.trigger)));
     }
-    reader.OneOf<Trigger>("trigger",
-                          {{"access", Trigger::Access},
-                           {"read", Trigger::Read},
-                           {"write", Trigger::Write},
-                           {"call", Trigger::Call},
-                           {"frame", Trigger::Frame},
-                           {"time", Trigger::Time}},
-                          &fault.trigger);
-    reader.OneOf<Effect>("effect",
-                         {{"throw", Effect::Throw},
-                          {"fail", Effect::Fail},
-                          {"lose", Effect::Lose},
-                          {"incomplete", Effect::Incomplete},
-                          {"delay", Effect::Delay},
-                          {"null_image", Effect::NullImage},
-                          {"null_frame", Effect::NullFrame},
-                          {"timestamp", Effect::Timestamp},
-                          {"zero_timestamp", Effect::ZeroTimestamp},
-                          {"jump_ticks", Effect::JumpTicks},
-                          {"detach", Effect::Detach}},
-                         &fault.effect);
-    reader.OneOf<ExceptionKind>("exception",
-                                {{"invalid_argument", ExceptionKind::InvalidArgument},
-                                 {"property", ExceptionKind::Property},
-                                 {"logical_error", ExceptionKind::LogicalError},
-                                 {"out_of_range", ExceptionKind::OutOfRange},
-                                 {"runtime", ExceptionKind::Runtime},
-                                 {"access", ExceptionKind::Access},
-                                 {"timeout", ExceptionKind::Timeout},
-                                 {"dynamic_cast", ExceptionKind::DynamicCast},
-                                 {"standard", ExceptionKind::Standard},
-                                 {"unknown", ExceptionKind::Unknown}},
-                                &fault.exception);
-    reader.Text("name", &fault.name);
-    reader.Text("camera", &fault.camera);
-    reader.Unsigned("nth", 1, kMostInteger, &fault.nth);
-    reader.Unsigned("times", 0, kMostInteger, &fault.times);
-    reader.Integer("value", kLeastInteger, kMostInteger, &fault.value);
-    reader.Text("text", &fault.text);
-    reader.Done();
-    if (!IsPossible(fault.trigger, fault.effect)) {
-        reader.RefuseAt("effect", "this effect can't come of this trigger");
+    ReadCamera(reader, &fault);
+    ReadName(reader, &fault);
+    if (fault.trigger == Trigger::Time) {
+        reader.Require("nth", "nanoseconds from when the file is loaded");
+        reader.Whole("nth", 0, kLongestNs, &fault.nth);
+        reader.Forbid("times", "a point in time comes once");
+    } else {
+        reader.Whole("nth", 1, kMost, &fault.nth);
+        reader.Whole("times", 0, kMost, &fault.times);
     }
-    if (reader.Has("exception") && fault.effect != Effect::Throw) {
-        reader.RefuseAt("exception", "only the effect \"throw\" has an exception");
+    ReadFaultValue(reader, &fault);
+    if (fault.effect == Effect::Throw) {
+        reader.Choice("exception", Choices<ExceptionKind>(kExceptions), &fault.exception);
+        reader.Text("text", 0, kFaultTextMost, &fault.text);
+    } else {
+        reader.Forbid("exception", "only throw raises one");
+        reader.Forbid("text", "only throw has one");
     }
-    if (!fault.camera.empty() && !serials.contains(fault.camera)) {
-        reader.RefuseAt("camera", "no camera here has the serial " + fault.camera);
-    }
-    if (fault.value < 0 && (fault.effect == Effect::Delay || fault.effect == Effect::Detach)) {
-        reader.RefuseAt("value", "nanoseconds can't be negative here");
-    }
+    reader.RefuseOthers();
     return fault;
 }
 
-/** The tables of an array of tables; an empty array where there is none. */
-std::vector<const toml::table*> Tables(std::string_view file, const toml::table& root,
-                                       const char* key)
+/** The tables of [[camera]] or [[fault]]. */
+std::vector<const toml::table*> Tables(TableReader& reader, std::string_view key)
 {
+    const std::string expected = "tables that start with [[" + std::string(key) + "]]";
     std::vector<const toml::table*> tables;
-    const toml::node* node = root.get(key);
-    if (node == nullptr) {
-        return tables;
-    }
-    const toml::array* array = node->as_array();
-    if (array == nullptr) {
-        throw DescriptionError(file, node->source(),
-                               std::string(key) + " must be an array of tables: [[" + key + "]]");
-    }
-    for (const toml::node& element : *array) {
-        if (element.as_table() == nullptr) {
-            throw DescriptionError(file, element.source(),
-                                   std::string(key) + " must be an array of tables");
+    for (const toml::node* node : reader.Array(key, expected)) {
+        if (!node->is_table()) {
+            reader.RefuseValue(key, *node, expected);
         }
-        tables.push_back(element.as_table());
+        tables.push_back(node->as_table());
     }
     return tables;
 }
 
-NetworkDescription Read(std::string_view file, const toml::table& root)
+NetworkDescription ReadNetwork(const toml::table& file)
 {
     NetworkDescription network;
-    for (const auto& [key, node] : root) {
-        if (key != "camera" && key != "fault") {
-            throw DescriptionError(file, key.source(),
-                                   "unknown key " + std::string(key.str()) +
-                                       "; known here: [[camera]], [[fault]]");
+    TableReader reader(file, "the file");
+    const auto cameras = Tables(reader, "camera");
+    const auto faults = Tables(reader, "fault");
+    reader.RefuseOthers();
+    for (const toml::table* table : cameras) {
+        CameraSetup setup = ReadCamera(*table);
+        for (const CameraSetup& other : network.cameras) {
+            if (other.serial == setup.serial) {
+                const toml::node* serial = table->get("serial");
+                TableReader::RefuseAt(serial != nullptr ? *serial : *table,
+                                      "another camera has the serial " + Quoted(setup.serial) +
+                                          " already; expected one of its own");
+            }
         }
+        network.cameras.push_back(std::move(setup));
     }
-    std::set<std::string> serials;
-    for (const toml::table* table : Tables(file, root, "camera")) {
-        network.cameras.push_back(ReadCamera(file, *table));
-        if (!serials.insert(network.cameras.back().serial).second) {
-            TableReader(file, *table)
-                .RefuseAt("serial", "another camera has the serial " +
-                                        network.cameras.back().serial + " already");
+    if (!faults.empty()) {
+        FaultReader faultReader(network.cameras);
+        for (const toml::table* table : faults) {
+            network.faults.push_back(faultReader.Read(*table));
         }
-    }
-    for (const toml::table* table : Tables(file, root, "fault")) {
-        network.faults.push_back(ReadFault(file, *table, serials));
     }
     return network;
 }
 
+std::string Located(const std::string& name, const toml::source_position& where,
+                    std::string_view text)
+{
+    return name + ":" + std::to_string(where.line) + ":" + std::to_string(where.column) + ": " +
+           std::string(text);
+}
+
 } // namespace
 
-bool ParseNetwork(std::string_view text, std::string_view name, NetworkDescription* network,
+bool ParseNetwork(std::string_view text, const std::string& name, NetworkDescription* network,
                   std::string* error)
 {
     try {
-        *network = Read(name, toml::parse(text, name));
+        *network = ReadNetwork(toml::parse(text));
         return true;
-    } catch (const toml::parse_error& e) {
-        *error = DescriptionError(name, e.source(), std::string(e.description())).what();
-    } catch (const DescriptionError& e) {
-        *error = e.what();
+    } catch (const Refusal& refusal) {
+        *error = Located(name, refusal.where, refusal.text);
+    } catch (const toml::parse_error& failure) {
+        *error = Located(name, failure.source().begin, failure.description());
     }
     return false;
 }

@@ -1,4 +1,4 @@
-/** The simulated network as a file describes it: docs/simulated_camera.md has the format. */
+/** Reads a description of a simulated network (docs/simulated_camera.md) from TOML text. */
 #pragma once
 
 #include "sim_control.h"
@@ -10,14 +10,16 @@
 namespace sim
 {
 
+/** A network as a file describes it: cameras and faults in the file's order. */
 struct NetworkDescription {
     std::vector<CameraSetup> cameras;
     std::vector<Fault> faults;
 };
 
-/** Reads a description. `name` stands for the file in `*error`, which tells line, column and what
- *  was expected. Touches nothing but its outputs. */
-bool ParseNetwork(std::string_view text, std::string_view name, NetworkDescription* network,
+/** Pure: touches no network and never throws. `name` stands for the text in messages, usually the
+ * file's path. On failure `*network` is as before and `*error` is "name:line:column: what was
+ *  found and what was expected"; lines and columns count from 1. */
+bool ParseNetwork(std::string_view text, const std::string& name, NetworkDescription* network,
                   std::string* error);
 
 } // namespace sim

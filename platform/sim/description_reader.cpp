@@ -1,8 +1,8 @@
 #include "description_reader.h"
 
-#include "../genapi/value_text.h"
-
+#include <algorithm>
 #include <cmath>
+#include <sstream>
 
 namespace sim
 {
@@ -10,189 +10,198 @@ namespace sim
 namespace
 {
 
-std::string PlaceOf(std::string_view name, const toml::source_region& place)
+std::string Digits(double value)
 {
-    return std::string(name) + ":" + std::to_string(place.begin.line) + ":" +
-           std::to_string(place.begin.column) + ": ";
+    std::ostringstream out;
+    out.precision(15);
+    out << value;
+    return out.str();
 }
 
-std::string Bounds(std::int64_t low, std::int64_t high)
+bool IsControl(char c)
 {
-    return "an integer from " + std::to_string(low) + " to " + std::to_string(high);
+    const auto byte = static_cast<unsigned char>(c);
+    return byte < 0x20 || byte == 0x7F;
+}
+
+bool Before(const toml::source_position& a, const toml::source_position& b)
+{
+    return a.line != b.line ? a.line < b.line : a.column < b.column;
 }
 
 } // namespace
 
-DescriptionError::DescriptionError(std::string_view name, const toml::source_region& place,
-                                   const std::string& what)
-    : std::runtime_error(PlaceOf(name, place) + what)
+std::string Shown(const toml::node& node)
 {
+    if (node.is_table()) {
+        return "a table";
+    }
+    if (node.is_array()) {
+        return "an array";
+    }
+    std::ostringstream out;
+    node.visit([&out](const auto& value) {
+        if constexpr (toml::is_string<decltype(value)>) {
+            out << '"' << value.get() << '"';
+        } else if constexpr (toml::is_value<decltype(value)>) {
+            out << value;
+        }
+    });
+    constexpr std::size_t kLongest = 60;
+    std::string text = out.str();
+    std::replace_if(text.begin(), text.end(), IsControl, ' ');
+    return text.size() <= kLongest ? text : text.substr(0, kLongest) + "...";
 }
 
-const toml::node* TableReader::Fetch(const char* key)
+const toml::node* TableReader::Find(std::string_view key)
 {
-    known_.insert(key);
+    if (std::find(asked_.begin(), asked_.end(), key) == asked_.end()) {
+        asked_.push_back(key);
+    }
     return table_.get(key);
 }
 
-void TableReader::Refuse(const toml::node& node, const std::string& what) const
+void TableReader::Flag(std::string_view key, bool* value)
 {
-    throw DescriptionError(file_, node.source(), what);
-}
-
-void TableReader::RefuseAt(const char* key, const std::string& what) const
-{
-    const toml::node* node = table_.get(key);
-    Refuse(node == nullptr ? table_ : *node, what);
-}
-
-void TableReader::Done() const
-{
-    for (const auto& [key, node] : table_) {
-        if (known_.contains(key.str())) {
-            continue;
-        }
-        std::string known;
-        for (const std::string_view name : known_) {
-            known += (known.empty() ? "" : ", ") + std::string(name);
-        }
-        throw DescriptionError(file_, key.source(),
-                               "unknown key " + std::string(key.str()) + "; known here: " + known);
-    }
-}
-
-void TableReader::Text(const char* key, std::string* value)
-{
-    constexpr std::size_t kMost = 64; // what a camera's record holds
-
-    const toml::node* node = Fetch(key);
+    const toml::node* node = Find(key);
     if (node == nullptr) {
         return;
     }
-    const auto text = node->value_exact<std::string>();
-    if (!text || text->size() > kMost) {
-        Refuse(*node, std::string(key) + " must be a text of at most 64 bytes");
+    if (!node->is_boolean()) {
+        RefuseValue(key, *node, "true or false");
     }
-    *value = *text;
+    *value = node->as_boolean()->get();
 }
 
-void TableReader::Flag(const char* key, bool* value)
+void TableReader::Text(std::string_view key, std::size_t least, std::size_t most,
+                       std::string* value)
 {
-    const toml::node* node = Fetch(key);
+    const toml::node* node = Find(key);
     if (node == nullptr) {
         return;
     }
-    const auto flag = node->value_exact<bool>();
-    if (!flag) {
-        Refuse(*node, std::string(key) + " must be true or false");
+    const auto* text = node->as_string();
+    if (text == nullptr || text->get().size() < least || text->get().size() > most ||
+        std::any_of(text->get().begin(), text->get().end(), IsControl)) {
+        RefuseValue(key, *node,
+                    "a text of " + std::to_string(least) + " to " + std::to_string(most) +
+                        " characters without control characters");
     }
-    *value = *flag;
+    *value = text->get();
 }
 
-void TableReader::Integer(const char* key, std::int64_t low, std::int64_t high, std::int64_t* value)
+void TableReader::Number(std::string_view key, double min, double max, double* value)
 {
-    const toml::node* node = Fetch(key);
-    if (node == nullptr) {
-        return;
-    }
-    const auto number = node->value_exact<std::int64_t>();
-    if (!number || *number < low || *number > high) {
-        Refuse(*node, std::string(key) + " must be " + Bounds(low, high));
-    }
-    *value = *number;
-}
-
-void TableReader::Number(const char* key, double low, double high, double* value)
-{
-    const toml::node* node = Fetch(key);
+    const toml::node* node = Find(key);
     if (node == nullptr) {
         return;
     }
     const auto number = node->is_number() ? node->value<double>() : std::nullopt;
-    if (!number || !(*number >= low && *number <= high)) { // NaN neither
-        Refuse(*node, std::string(key) + " must be a number from " + genapi::ToText(low) + " to " +
-                          genapi::ToText(high));
+    if (!number || !(*number >= min && *number <= max)) { // NaN fails both
+        RefuseValue(key, *node, "a number from " + Digits(min) + " to " + Digits(max));
     }
     *value = *number;
 }
 
-void TableReader::Texts(const char* key,
-                        const std::function<std::string(const std::string&)>& objection,
-                        std::vector<std::string>* values)
+std::int64_t TableReader::CheckedWhole(std::string_view key, const toml::node& node,
+                                       std::int64_t min, std::int64_t max) const
 {
-    const toml::node* node = Fetch(key);
+    const auto* number = node.as_integer();
+    if (number == nullptr || number->get() < min || number->get() > max) {
+        RefuseValue(key, node,
+                    "an integer from " + std::to_string(min) + " to " + std::to_string(max));
+    }
+    return number->get();
+}
+
+std::vector<const toml::node*> TableReader::Array(std::string_view key, std::string_view expected)
+{
+    std::vector<const toml::node*> nodes;
+    const toml::node* node = Find(key);
     if (node == nullptr) {
-        return;
+        return nodes;
     }
     const toml::array* array = node->as_array();
     if (array == nullptr) {
-        Refuse(*node, std::string(key) + " must be an array of texts");
+        RefuseValue(key, *node, expected);
     }
     for (const toml::node& element : *array) {
-        const auto text = element.value_exact<std::string>();
-        if (!text) {
-            Refuse(element, std::string(key) + " must be an array of texts");
+        nodes.push_back(&element);
+    }
+    return nodes;
+}
+
+std::vector<std::pair<std::string, const toml::node*>>
+TableReader::Entries(std::string_view key, std::string_view expected)
+{
+    std::vector<std::pair<std::string, const toml::node*>> entries;
+    const toml::node* node = Find(key);
+    if (node == nullptr) {
+        return entries;
+    }
+    const toml::table* table = node->as_table();
+    if (table == nullptr) {
+        RefuseValue(key, *node, expected);
+    }
+    for (const auto& [name, value] : *table) {
+        entries.emplace_back(std::string(name.str()), &value);
+    }
+    std::stable_sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) {
+        return Before(a.second->source().begin, b.second->source().begin);
+    });
+    return entries;
+}
+
+void TableReader::RefuseOthers() const
+{
+    const toml::key* other = nullptr;
+    for (const auto& [key, value] : table_) {
+        if (std::find(asked_.begin(), asked_.end(), key.str()) == asked_.end() &&
+            (other == nullptr || Before(key.source().begin, other->source().begin))) {
+            other = &key;
         }
-        if (const std::string why = objection(*text); !why.empty()) {
-            Refuse(element, std::string(key) + ": " + why);
-        }
-        values->push_back(*text);
+    }
+    if (other != nullptr) {
+        const toml::value<std::string> name{std::string(other->str())};
+        throw Refusal{other->source().begin, "unknown key " + Shown(name) + " in " +
+                                                 std::string(title_) + "; expected " +
+                                                 OneOf(asked_)};
     }
 }
 
-void TableReader::Integers(const char* key, std::int64_t low, std::int64_t high,
-                           std::vector<std::uint32_t>* values)
+void TableReader::Require(std::string_view key, std::string_view expected)
 {
-    const toml::node* node = Fetch(key);
-    if (node == nullptr) {
-        return;
-    }
-    const toml::array* array = node->as_array();
-    if (array == nullptr) {
-        Refuse(*node, std::string(key) + " must be an array of integers");
-    }
-    for (const toml::node& element : *array) {
-        const auto number = element.value_exact<std::int64_t>();
-        if (!number || *number < low || *number > high) {
-            Refuse(element, "an element of " + std::string(key) + " must be " + Bounds(low, high));
-        }
-        values->push_back(static_cast<std::uint32_t>(*number));
+    if (Find(key) == nullptr) {
+        RefuseAt(table_, std::string(title_) + " has no " + std::string(key) + "; expected " +
+                             std::string(expected));
     }
 }
 
-void TableReader::Pairs(
-    const char* key,
-    const std::function<std::string(const std::string&, const std::string&)>& objection,
-    std::vector<std::pair<std::string, std::string>>* values)
+void TableReader::Forbid(std::string_view key, std::string_view why)
 {
-    const toml::node* node = Fetch(key);
-    if (node == nullptr) {
-        return;
+    if (const toml::node* node = Find(key)) {
+        RefuseAt(*node, std::string(key) + " has no meaning here: " + std::string(why));
     }
-    const toml::table* pairs = node->as_table();
-    if (pairs == nullptr) {
-        Refuse(*node, std::string(key) + " must be a table");
+}
+
+void TableReader::RefuseValue(std::string_view key, const toml::node& node,
+                              std::string_view expected) const
+{
+    RefuseAt(node, std::string(key) + " is " + Shown(node) + "; expected " + std::string(expected));
+}
+
+void TableReader::RefuseAt(const toml::node& node, std::string text)
+{
+    throw Refusal{node.source().begin, std::move(text)};
+}
+
+std::string TableReader::OneOf(const std::vector<std::string_view>& names)
+{
+    std::string list = names.size() > 1 ? "one of " : "";
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        list += (i == 0 ? "" : ", ") + std::string(names[i]);
     }
-    for (const auto& [name, element] : *pairs) {
-        std::string text;
-        if (const auto words = element.value_exact<std::string>()) {
-            text = *words;
-        } else if (const auto flag = element.value_exact<bool>()) {
-            text = genapi::ToText(*flag);
-        } else if (const auto whole = element.value_exact<std::int64_t>()) {
-            text = std::to_string(*whole);
-        } else if (const auto number = element.value_exact<double>();
-                   number && std::isfinite(*number)) {
-            text = genapi::ToText(*number);
-        } else {
-            Refuse(element, std::string(key) + "." + std::string(name.str()) +
-                                " must be a text, a finite number, true or false");
-        }
-        if (const std::string why = objection(std::string(name.str()), text); !why.empty()) {
-            Refuse(element, std::string(key) + ": " + why);
-        }
-        values->emplace_back(name.str(), text);
-    }
+    return list;
 }
 
 } // namespace sim

@@ -1,12 +1,9 @@
-/** Reads one TOML table key by key: each key is fetched once with what it must be, and what is left
- *  over is refused. The first refusal is an exception with its place in the file. */
+/** Reads one table of a description file, key by key, and refuses what it doesn't know. */
 #pragma once
 
 #include <cstdint>
-#include <functional>
-#include <initializer_list>
-#include <set>
-#include <stdexcept>
+#include <limits>
+#include <span>
 #include <string>
 #include <string_view>
 #include <toml++/toml.h>
@@ -16,72 +13,79 @@
 namespace sim
 {
 
-/** A refusal: "name:line:column: what was expected". */
-class DescriptionError : public std::runtime_error
-{
-public:
-    DescriptionError(std::string_view name, const toml::source_region& place,
-                     const std::string& what);
+/** What is wrong with a description and where; thrown only within the reading of one. */
+struct Refusal {
+    toml::source_position where;
+    std::string text;
 };
 
-template <class Value> using NamedValues = std::initializer_list<std::pair<const char*, Value>>;
+/** A name in the file and the value that it stands for. */
+template <class Value> using Choices = std::span<const std::pair<std::string_view, Value>>;
 
+/** A value as a message shows it: short and on one line. */
+std::string Shown(const toml::node& node);
+
+/** A key that is absent leaves `*value` as it is. */
 class TableReader
 {
 public:
-    TableReader(std::string_view file, const toml::table& table) : file_(file), table_(table) {}
+    /** `title` names the table in messages. Both must outlive the reader. */
+    TableReader(const toml::table& table, std::string_view title) : table_(table), title_(title) {}
 
-    // Each leaves the value alone when the key is not there.
-    void Text(const char* key, std::string* value);
-    void Flag(const char* key, bool* value);
-    void Integer(const char* key, std::int64_t low, std::int64_t high, std::int64_t* value);
-    template <class T> void Unsigned(const char* key, std::int64_t low, std::int64_t high, T* value)
+    const toml::node* Find(std::string_view key);
+    void Flag(std::string_view key, bool* value);
+    /** `least` to `most` bytes without control characters. */
+    void Text(std::string_view key, std::size_t least, std::size_t most, std::string* value);
+    void Number(std::string_view key, double min, double max, double* value);
+    template <class Integer>
+    void Whole(std::string_view key, std::int64_t min, std::int64_t max, Integer* value)
     {
-        auto wide = static_cast<std::int64_t>(*value);
-        Integer(key, low, high, &wide);
-        *value = static_cast<T>(wide);
-    }
-    void Number(const char* key, double low, double high, double* value);
-    /** `objection` tells what is wrong with an element; empty: nothing. */
-    void Texts(const char* key, const std::function<std::string(const std::string&)>& objection,
-               std::vector<std::string>* values);
-    void Integers(const char* key, std::int64_t low, std::int64_t high,
-                  std::vector<std::uint32_t>* values);
-    /** A table of texts, numbers or truth values, each as text. */
-    void Pairs(const char* key,
-               const std::function<std::string(const std::string&, const std::string&)>& objection,
-               std::vector<std::pair<std::string, std::string>>* values);
-
-    template <class Value> void OneOf(const char* key, NamedValues<Value> names, Value* value)
-    {
-        const toml::node* node = Fetch(key);
-        if (node == nullptr) {
-            return;
+        if (const toml::node* node = Find(key)) {
+            *value = static_cast<Integer>(CheckedWhole(key, *node, min, max));
         }
-        std::string known;
-        for (const auto& [name, meaning] : names) {
-            if (node->value_exact<std::string_view>() == std::string_view(name)) {
-                *value = meaning;
-                return;
+    }
+    template <class Value> void Choice(std::string_view key, Choices<Value> choices, Value* value)
+    {
+        if (const toml::node* node = Find(key)) {
+            *value = Chosen(key, *node, choices);
+        }
+    }
+    template <class Value>
+    Value Chosen(std::string_view key, const toml::node& node, Choices<Value> choices) const
+    {
+        std::vector<std::string_view> names;
+        for (const auto& [name, value] : choices) {
+            if (const auto* text = node.as_string(); text != nullptr && text->get() == name) {
+                return value;
             }
-            known += (known.empty() ? "" : ", ") + std::string(name);
+            names.push_back(name);
         }
-        Refuse(*node, std::string(key) + " must be one of " + known);
+        RefuseValue(key, node, OneOf(names));
     }
+    /** The nodes of an array; none when the key is absent. */
+    std::vector<const toml::node*> Array(std::string_view key, std::string_view expected);
+    /** The entries of a table in the order of the file; none when the key is absent. */
+    std::vector<std::pair<std::string, const toml::node*>> Entries(std::string_view key,
+                                                                   std::string_view expected);
 
-    bool Has(const char* key) const { return table_.contains(key); }
-    /** Refuses the table as a whole, at the place of `key` where that is there. */
-    [[noreturn]] void RefuseAt(const char* key, const std::string& what) const;
     /** Refuses keys that nobody asked for. */
-    void Done() const;
+    void RefuseOthers() const;
+    void Require(std::string_view key, std::string_view expected);
+    /** `key` must not stand here. */
+    void Forbid(std::string_view key, std::string_view why);
+    [[noreturn]] void RefuseValue(std::string_view key, const toml::node& node,
+                                  std::string_view expected) const;
+    [[noreturn]] static void RefuseAt(const toml::node& node, std::string text);
+
+    static std::string OneOf(const std::vector<std::string_view>& names);
 
 private:
-    const toml::node* Fetch(const char* key);
-    [[noreturn]] void Refuse(const toml::node& node, const std::string& what) const;
+    std::int64_t CheckedWhole(std::string_view key, const toml::node& node, std::int64_t min,
+                              std::int64_t max) const;
 
-    std::string_view file_;
     const toml::table& table_;
-    std::set<std::string_view> known_;
+    std::string_view title_;
+    std::vector<std::string_view> asked_;
 };
 
 } // namespace sim

@@ -28,20 +28,22 @@ constexpr std::uint32_t kKinds = kOutside + 1;
 struct Scene::State {
     TestPattern pattern;
     Response response;
-    LightRow light;                                       ///< one row as the sensor lies
-    LightRow samples;                                     ///< one line as it is read out
-    std::vector<std::uint16_t> line;                      ///< and as one value per pixel
-    std::vector<std::uint8_t> packed;                     ///< finished lines, by slot
-    std::array<bool, std::size_t{2} * kKinds> finished{}; ///< slots filled for this picture
+    LightRow light;                      ///< one row as the sensor lies
+    LightRow samples;                    ///< one line as it is read out
+    std::vector<std::uint16_t> line;     ///< and as one value per pixel
+    std::vector<std::uint8_t> packed;    ///< finished lines by kind, two each for the mosaic
+    std::array<bool, kKinds> finished{}; ///< by kind, of this picture
 
     void Prepare(const PictureJob& job, std::size_t lineBytes);
     std::uint32_t RowKind(const PictureJob& job, std::uint32_t y) const;
     void PaintLight(std::uint32_t kind);
-    void ReadOut(const PictureJob& job, Channel channel, const std::vector<std::uint16_t>& light,
-                 std::uint16_t* samples) const;
+    static void Cut(const PictureJob& job, const std::vector<std::uint16_t>& row,
+                    std::uint16_t* out);
     void Grey(const PictureJob& job, std::uint32_t kind, std::uint16_t* samples);
-    void Mosaic(const PictureJob& job, std::uint32_t kind, bool oddLine);
-    void PackLine(const PictureJob& job, std::uint32_t kind, bool oddLine, std::uint8_t* bytes);
+    void CutColors(const PictureJob& job, std::uint32_t kind);
+    void PackMosaic(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes);
+    void PackYuv(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes);
+    void PackLine(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes);
     void PaintLinePairs(const PictureJob& job, std::uint8_t* image, std::size_t size);
 };
 
@@ -53,7 +55,7 @@ void Scene::State::Prepare(const PictureJob& job, std::size_t lineBytes)
     light.Resize(job.sensorWidth);
     samples.Resize(job.width);
     line.resize(std::size_t{2} * job.width); // room for a pair of lines
-    packed.resize(finished.size() * lineBytes);
+    packed.resize(2 * finished.size() * lineBytes);
     finished.fill(false);
 }
 
@@ -61,7 +63,7 @@ void Scene::State::Prepare(const PictureJob& job, std::size_t lineBytes)
 std::uint32_t Scene::State::RowKind(const PictureJob& job, std::uint32_t y) const
 {
     const std::uint64_t row = std::uint64_t{job.offsetY} + y;
-    if (row >= job.sensorHeight) {
+    if (row >= job.sensorHeight || job.sensorWidth == 0) {
         return kOutside;
     }
     const auto inside = static_cast<std::uint32_t>(row);
@@ -79,9 +81,9 @@ void Scene::State::PaintLight(std::uint32_t kind)
     }
 }
 
-/** Cuts the region's columns out of a row of light and turns them into samples. */
-void Scene::State::ReadOut(const PictureJob& job, Channel channel,
-                           const std::vector<std::uint16_t>& row, std::uint16_t* out) const
+/** Cuts the region's columns out of a row of light. */
+void Scene::State::Cut(const PictureJob& job, const std::vector<std::uint16_t>& row,
+                       std::uint16_t* out)
 {
     const std::uint32_t first = std::min(job.offsetX, job.sensorWidth);
     const std::uint32_t inside = std::min(job.width, job.sensorWidth - first);
@@ -92,7 +94,6 @@ void Scene::State::ReadOut(const PictureJob& job, Channel channel,
         std::copy_n(row.data() + first, inside, out);
     }
     std::fill(out + inside, out + job.width, std::uint16_t{0});
-    response.Apply(channel, out, job.width, out);
 }
 
 void Scene::State::Grey(const PictureJob& job, std::uint32_t kind, std::uint16_t* out)
@@ -102,38 +103,60 @@ void Scene::State::Grey(const PictureJob& job, std::uint32_t kind, std::uint16_t
         light.green[i] = static_cast<std::uint16_t>(
             (77U * light.red[i] + 150U * light.green[i] + 29U * light.blue[i]) >> 8);
     }
-    ReadOut(job, kGreen, light.green, out);
+    Cut(job, light.green, out);
+    response.Apply(kGreen, out, job.width, out);
 }
 
-/** The tiles start anew in every picture: its first pixel is red wherever the region lies and
- *  however it is turned, as the format promises. */
-void Scene::State::Mosaic(const PictureJob& job, std::uint32_t kind, bool oddLine)
+void Scene::State::CutColors(const PictureJob& job, std::uint32_t kind)
 {
     PaintLight(kind);
-    ReadOut(job, kGreen, light.green, samples.green.data());
-    const Channel other = oddLine ? kBlue : kRed;
-    ReadOut(job, other, oddLine ? light.blue : light.red, samples.red.data());
-    const std::uint16_t* even = oddLine ? samples.green.data() : samples.red.data();
-    const std::uint16_t* odd = oddLine ? samples.red.data() : samples.green.data();
-    for (std::size_t x = 0; x < job.width; ++x) {
-        line[x] = x % 2 == 0 ? even[x] : odd[x];
-    }
+    Cut(job, light.red, samples.red.data());
+    Cut(job, light.green, samples.green.data());
+    Cut(job, light.blue, samples.blue.data());
 }
 
-void Scene::State::PackLine(const PictureJob& job, std::uint32_t kind, bool oddLine,
-                            std::uint8_t* bytes)
+/** Packs an even line and the odd one behind it. The tiles start anew in every picture: its first
+ *  pixel is red wherever the region lies and however it is turned, as the format promises. */
+void Scene::State::PackMosaic(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes)
+{
+    CutColors(job, kind);
+    const std::uint16_t* red = samples.red.data();
+    const std::uint16_t* green = samples.green.data();
+    const std::uint16_t* blue = samples.blue.data();
+    std::uint16_t* even = line.data();
+    std::uint16_t* odd = even + job.width;
+    for (std::size_t x = 0; x < job.width; x += 2) {
+        even[x] = response.Sample(kRed, red[x]);
+        odd[x] = response.Sample(kGreen, green[x]);
+    }
+    for (std::size_t x = 1; x < job.width; x += 2) {
+        even[x] = response.Sample(kGreen, green[x]);
+        odd[x] = response.Sample(kBlue, blue[x]);
+    }
+    PackHigh8(line.data(), std::size_t{2} * job.width, bytes);
+}
+
+void Scene::State::PackYuv(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes)
+{
+    CutColors(job, kind);
+    std::uint16_t* red = samples.red.data();
+    std::uint16_t* green = samples.green.data();
+    std::uint16_t* blue = samples.blue.data();
+    response.Apply(kRed, red, job.width, red);
+    response.Apply(kGreen, green, job.width, green);
+    response.Apply(kBlue, blue, job.width, blue);
+    PackUyvy(red, green, blue, job.width, bytes);
+}
+
+/** One line; of a mosaic both lines that the row can become, one behind the other. */
+void Scene::State::PackLine(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes)
 {
     switch (job.pixelFormat) {
     case kYuv422Packed:
-        PaintLight(kind);
-        ReadOut(job, kRed, light.red, samples.red.data());
-        ReadOut(job, kGreen, light.green, samples.green.data());
-        ReadOut(job, kBlue, light.blue, samples.blue.data());
-        PackUyvy(samples.red.data(), samples.green.data(), samples.blue.data(), job.width, bytes);
+        PackYuv(job, kind, bytes);
         return;
     case kBayerRg8:
-        Mosaic(job, kind, oddLine);
-        PackHigh8(line.data(), job.width, bytes);
+        PackMosaic(job, kind, bytes);
         return;
     case kMono12:
         Grey(job, kind, line.data());
@@ -182,13 +205,14 @@ void Scene::Paint(const PictureJob& job, std::uint8_t* image, std::size_t size)
     }
     const bool mosaic = job.pixelFormat == kBayerRg8;
     for (std::uint32_t y = 0; y < job.height && size != 0; ++y) {
-        const bool oddLine = mosaic && y % 2 != 0;
         const std::uint32_t kind = state.RowKind(job, y);
-        const std::size_t slot = std::size_t{2} * kind + (oddLine ? 1 : 0);
-        std::uint8_t* finished = state.packed.data() + slot * lineBytes;
-        if (!state.finished[slot]) {
-            state.PackLine(job, kind, oddLine, finished);
-            state.finished[slot] = true;
+        std::uint8_t* finished = state.packed.data() + std::size_t{2} * kind * lineBytes;
+        if (!state.finished[kind]) {
+            state.PackLine(job, kind, finished);
+            state.finished[kind] = true;
+        }
+        if (mosaic && y % 2 != 0) {
+            finished += lineBytes;
         }
         const std::size_t bytes = std::min(lineBytes, size);
         std::memcpy(image, finished, bytes);

@@ -79,6 +79,7 @@ public:
         std::fill(row_->green.begin() + from, row_->green.begin() + to, light.green);
         std::fill(row_->blue.begin() + from, row_->blue.begin() + to, light.blue);
     }
+    std::uint16_t At(std::uint32_t x) const { return row_->green[x]; }
     void Clear(Light light) { Fill(0, width_, light); }
     /** Row `glyphRow` of a glyph whose left edge is `x`. */
     void Glyph(std::int64_t x, std::uint8_t glyph, std::uint32_t glyphRow, std::uint32_t scale)
@@ -126,17 +127,23 @@ void PaintHues(Brush& brush, std::uint32_t width)
     }
 }
 
-/** From black to white, or in eleven steps, with a bar over it in the complement. */
-void PaintRamp(Brush& brush, std::uint32_t width, std::uint32_t steps, std::uint32_t frameNumber)
+/** From black to white in so many levels. */
+void PaintRamp(Brush& brush, std::uint32_t width, std::uint32_t levels)
 {
-    const std::uint32_t barWidth = std::max(width / 40, 1U);
-    const std::uint32_t stride = std::max(width / 240, 1U);
-    const auto bar = static_cast<std::uint32_t>(std::uint64_t{frameNumber} * stride % width);
     for (std::uint32_t x = 0; x < width; ++x) {
-        const auto step = static_cast<std::uint32_t>(std::uint64_t{x} * steps / width);
-        const std::uint32_t level = step * kLightMax / (steps - 1);
-        const bool inBar = (x + width - bar) % width < barWidth;
-        brush.Set(x, Grey(inBar ? (level + kLightMax / 2) % (kLightMax + 1U) : level));
+        const auto level = static_cast<std::uint32_t>(std::uint64_t{x} * levels / width);
+        brush.Set(x, Grey(level * kLightMax / (levels - 1)));
+    }
+}
+
+/** The bar that wanders over the ramps shows half the range more or less than what is below it. */
+void PaintBar(Brush& brush, std::uint32_t width, std::uint32_t frameNumber)
+{
+    const std::uint32_t stride = std::max(width / 240, 1U);
+    const std::uint64_t bar = std::uint64_t{frameNumber} * stride % width;
+    for (std::uint32_t i = 0; i < std::max(width / 40, 1U); ++i) {
+        const auto x = static_cast<std::uint32_t>((bar + i) % width);
+        brush.Set(x, Grey((brush.At(x) + kLightMax / 2) % (kLightMax + 1U)));
     }
 }
 
@@ -163,16 +170,14 @@ void PaintFine(Brush& brush, std::uint32_t width, bool bright)
     brush.Fill(half, width, bright ? kWhite : kBlack);
 }
 
-/** The ground of the large number: grey that fades outwards, a dark field in the middle. */
-void PaintNumberGround(Brush& brush, std::uint32_t width, std::uint32_t fieldWidth)
+/** Grey that fades towards both edges. */
+void PaintFade(Brush& brush, std::uint32_t width)
 {
     for (std::uint32_t x = 0; x < width; ++x) {
-        const std::uint32_t fromEdge = std::min(x, width - 1 - x);
-        brush.Set(x, Grey(Percent(8) + static_cast<std::uint32_t>(std::uint64_t{Percent(90)} *
-                                                                  fromEdge / width)));
+        const std::uint64_t fromEdge = std::min(x, width - 1 - x);
+        const std::uint64_t level = Percent(8) + Percent(90) * fromEdge / width;
+        brush.Set(x, Grey(static_cast<std::uint32_t>(level)));
     }
-    const std::int64_t left = (std::int64_t{width} - fieldWidth) / 2;
-    brush.Fill(left, left + fieldWidth, kPanel);
 }
 
 } // namespace
@@ -192,6 +197,7 @@ void TestPattern::SetSize(std::uint32_t width, std::uint32_t height)
     width_ = width;
     height_ = height;
     edge_ = std::max(height / 270, 1U);
+    PrepareRows();
     kinds_.resize(height);
     std::uint32_t shares = 0;
     for (const Band& band : kBands) {
@@ -234,6 +240,22 @@ void TestPattern::SetSize(std::uint32_t width, std::uint32_t height)
     }
 }
 
+/** Works out once what takes a division for each pixel. */
+void TestPattern::PrepareRows()
+{
+    for (LightRow* row : {&hues_, &fade_, &ramp_, &steps_}) {
+        row->Resize(width_);
+    }
+    Brush hues(&hues_, width_);
+    PaintHues(hues, width_);
+    Brush fade(&fade_, width_);
+    PaintFade(fade, width_);
+    Brush ramp(&ramp_, width_);
+    PaintRamp(ramp, width_, kLightMax + 1U);
+    Brush steps(&steps_, width_);
+    PaintRamp(steps, width_, 11);
+}
+
 void TestPattern::MapText(std::uint32_t top, std::uint32_t bottom, std::uint32_t scale,
                           std::uint32_t plainKind, std::uint32_t firstGlyphKind)
 {
@@ -252,17 +274,51 @@ void TestPattern::SetFrame(std::uint32_t frameNumber)
     frameNumber_ = frameNumber;
 }
 
+void TestPattern::PaintStripText(std::uint32_t glyphRow, LightRow* row) const
+{
+    Brush brush(row, width_);
+    brush.Clear(kPanel);
+    const NumberText number(frameNumber_);
+    const std::int64_t pitch = std::int64_t{kGlyphPitch} * stripScale_;
+    const std::int64_t textWidth = number.length * pitch;
+    const std::int64_t count = std::clamp<std::int64_t>(width_ / (textWidth + pitch), 1, 6);
+    const std::int64_t field = width_ / count;
+    for (std::int64_t n = 0; n < count; ++n) {
+        const std::int64_t x = n * field + (field - textWidth) / 2 + stripScale_;
+        for (std::uint32_t i = 0; i < number.length; ++i) {
+            brush.Glyph(x + pitch * i, number.glyphs[i], glyphRow, stripScale_);
+        }
+    }
+}
+
+/** A row of the large number's band; outside the glyphs' rows only its ground. */
+void TestPattern::PaintNumber(std::optional<std::uint32_t> glyphRow, LightRow* row) const
+{
+    *row = fade_;
+    Brush brush(row, width_);
+    const NumberText number(frameNumber_);
+    const std::int64_t pitch = std::int64_t{kGlyphPitch} * largeScale_;
+    const std::int64_t textWidth = (number.length + 2) * pitch; // an arrow and a blank in front
+    const std::int64_t fieldWidth = textWidth + 2 * pitch;
+    const std::int64_t field = (width_ - fieldWidth) / 2;
+    brush.Fill(field, field + fieldWidth, kPanel);
+    if (!glyphRow) {
+        return;
+    }
+    const std::int64_t x = (width_ - textWidth) / 2 + largeScale_;
+    brush.Glyph(x, kArrowGlyph, *glyphRow, largeScale_);
+    for (std::uint32_t i = 0; i < number.length; ++i) {
+        brush.Glyph(x + pitch * (i + 2), number.glyphs[i], *glyphRow, largeScale_);
+    }
+}
+
 void TestPattern::PaintRow(std::uint32_t kind, LightRow* row) const
 {
     Brush brush(row, width_);
-    if (kind == kOuterEdge) {
+    switch (kind) {
+    case kOuterEdge:
         brush.Clear(kWhite);
         return;
-    }
-    const NumberText number(frameNumber_);
-    const std::uint32_t largeWidth = (number.length + 2) * kGlyphPitch * largeScale_;
-    const std::uint32_t fieldWidth = largeWidth + 2 * kGlyphPitch * largeScale_;
-    switch (kind) {
     case kInnerEdge:
         brush.Clear(kBlack);
         break;
@@ -270,13 +326,15 @@ void TestPattern::PaintRow(std::uint32_t kind, LightRow* row) const
         PaintBars(brush, width_);
         break;
     case kHues:
-        PaintHues(brush, width_);
+        *row = hues_;
         break;
     case kRamp:
-        PaintRamp(brush, width_, kLightMax + 1U, frameNumber_);
+        *row = ramp_;
+        PaintBar(brush, width_, frameNumber_);
         break;
     case kSteps:
-        PaintRamp(brush, width_, 11, frameNumber_);
+        *row = steps_;
+        PaintBar(brush, width_, frameNumber_);
         break;
     case kChequer:
     case kChequerInverse:
@@ -290,36 +348,20 @@ void TestPattern::PaintRow(std::uint32_t kind, LightRow* row) const
         brush.Clear(kPanel);
         break;
     case kNumber:
-        PaintNumberGround(brush, width_, fieldWidth);
+        PaintNumber(std::nullopt, row);
         break;
     default:
-        if (kind >= kNumberGlyphs) {
-            PaintNumberGround(brush, width_, fieldWidth);
-            const std::uint32_t glyphRow = kind - kNumberGlyphs;
-            const std::int64_t pitch = std::int64_t{kGlyphPitch} * largeScale_;
-            std::int64_t x = (std::int64_t{width_} - largeWidth) / 2 + largeScale_;
-            brush.Glyph(x, kArrowGlyph, glyphRow, largeScale_);
-            for (std::uint32_t i = 0; i < number.length; ++i) {
-                brush.Glyph(x + pitch * (i + 2), number.glyphs[i], glyphRow, largeScale_);
-            }
-            break;
-        }
-        brush.Clear(kPanel);
-        const std::int64_t pitch = std::int64_t{kGlyphPitch} * stripScale_;
-        const auto textWidth = static_cast<std::int64_t>(number.length) * pitch;
-        const std::int64_t count = std::clamp<std::int64_t>(width_ / (textWidth + pitch), 1, 6);
-        const std::int64_t field = width_ / count;
-        for (std::int64_t n = 0; n < count; ++n) {
-            const std::int64_t x = n * field + (field - textWidth) / 2 + stripScale_;
-            for (std::uint32_t i = 0; i < number.length; ++i) {
-                brush.Glyph(x + pitch * i, number.glyphs[i], kind - kStripGlyphs, stripScale_);
-            }
+        if (kind < kNumberGlyphs) {
+            PaintStripText(kind - kStripGlyphs, row);
+        } else {
+            PaintNumber(kind - kNumberGlyphs, row);
         }
     }
+    const std::int64_t right = width_;
     brush.Fill(edge_, 2 * edge_, kBlack);
-    brush.Fill(std::int64_t{width_} - 2 * edge_, std::int64_t{width_} - edge_, kBlack);
+    brush.Fill(right - 2 * edge_, right - edge_, kBlack);
     brush.Fill(0, edge_, kWhite);
-    brush.Fill(std::int64_t{width_} - edge_, width_, kWhite);
+    brush.Fill(right - edge_, right, kWhite);
 }
 
 } // namespace sim

@@ -11,8 +11,8 @@
 
 #include "digits.h"
 
-#include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace sim
@@ -42,6 +42,9 @@ public:
     void PaintRow(std::uint32_t kind, LightRow* row) const;
 
 private:
+    void PrepareRows();
+    void PaintStripText(std::uint32_t glyphRow, LightRow* row) const;
+    void PaintNumber(std::optional<std::uint32_t> glyphRow, LightRow* row) const;
     void MapText(std::uint32_t top, std::uint32_t bottom, std::uint32_t scale,
                  std::uint32_t plainKind, std::uint32_t firstGlyphKind);
 
@@ -53,6 +56,10 @@ private:
     std::uint32_t chequerSize_ = 1; ///< pixels
     std::uint32_t frameNumber_ = 0;
     std::vector<std::uint8_t> kinds_;
+    LightRow hues_; ///< rows, or grounds of rows, that stay the same from frame to frame
+    LightRow fade_;
+    LightRow ramp_;
+    LightRow steps_;
 };
 
 } // namespace sim

@@ -1,0 +1,82 @@
+/** What a painted frame costs beside a copy of it.
+ *
+ *  Input: 1920x1080, full sensor, another frame number (so another picture) each time, fixed or
+ *  changing exposure. Each painting is followed by a memcpy of as many bytes from another buffer
+ *  in the same run. Times are the thread's own on the processor, so that a busy machine
+ *  disturbs little; the counter `copies` is the painting's time divided by the copies'. */
+#include "pixel_packing.h"
+#include "scene.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+namespace
+{
+
+double ThreadSeconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+void PaintBesideMemcpy(benchmark::State& state, std::uint32_t format, bool exposureChanges)
+{
+    sim::PictureJob job;
+    job.sensorWidth = job.width = 1920;
+    job.sensorHeight = job.height = 1080;
+    job.pixelFormat = format;
+    const std::size_t size = sim::PictureBytes(job.width, job.height, format);
+    std::vector<std::uint8_t> image(size);
+    std::vector<std::uint8_t> source(size, 1);
+    std::vector<std::uint8_t> copy(size);
+    sim::Scene scene;
+    double painting = 0;
+    double copying = 0;
+    for (auto _ : state) {
+        ++job.frameNumber;
+        if (exposureChanges) {
+            job.exposureUs = 5000 + job.frameNumber % 1000;
+        }
+        const double start = ThreadSeconds();
+        scene.Paint(job, image.data(), size);
+        benchmark::ClobberMemory();
+        const double painted = ThreadSeconds();
+        std::memcpy(copy.data(), source.data(), size);
+        benchmark::ClobberMemory();
+        copying += ThreadSeconds() - painted;
+        painting += painted - start;
+        state.SetIterationTime(painted - start);
+    }
+    const auto frames = static_cast<double>(state.iterations());
+    state.counters["paint_us"] = painting / frames * 1e6;
+    state.counters["memcpy_us"] = copying / frames * 1e6;
+    state.counters["copies"] = painting / copying;
+}
+
+void Register(const char* name, std::uint32_t format, bool exposureChanges = false)
+{
+    benchmark::RegisterBenchmark(
+        name, [=](benchmark::State& state) { PaintBesideMemcpy(state, format, exposureChanges); })
+        ->UseManualTime()
+        ->Unit(benchmark::kMicrosecond);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Register("Paint/Mono8", sim::kMono8);
+    Register("Paint/Mono8/exposure_changes", sim::kMono8, true);
+    Register("Paint/BayerRG8", sim::kBayerRg8);
+    Register("Paint/YUV422Packed", sim::kYuv422Packed);
+    Register("Paint/Mono12Packed", sim::kMono12Packed);
+    Register("Paint/Mono12", sim::kMono12);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -47,25 +47,26 @@ Bytes Paint(const PictureJob& job)
 std::vector<unsigned> Pixels(const Bytes& image, std::uint32_t format)
 {
     std::vector<unsigned> pixels;
+    const auto byte = [&](std::size_t at) { return unsigned{image[at]}; };
     for (std::size_t i = 0; i < image.size();) {
         switch (format) {
         case kMono12Packed:
-            pixels.push_back(image[i] << 4U | (image[i + 1] & 0xFU));
+            pixels.push_back(byte(i) << 4 | (byte(i + 1) & 0xF));
             if (i + 2 < image.size()) {
-                pixels.push_back(image[i + 2] << 4U | image[i + 1] >> 4U);
+                pixels.push_back(byte(i + 2) << 4 | byte(i + 1) >> 4);
             }
             i += 3;
             break;
         case kMono12:
-            pixels.push_back(image[i] | image[i + 1] << 8U);
+            pixels.push_back(byte(i) | byte(i + 1) << 8);
             i += 2;
             break;
         case kYuv422Packed:
-            pixels.push_back(image[i + 1]); // Y; chroma belongs to pairs
+            pixels.push_back(byte(i + 1)); // Y; chroma belongs to pairs
             i += 2;
             break;
         default:
-            pixels.push_back(image[i++]);
+            pixels.push_back(byte(i++));
         }
     }
     return pixels;

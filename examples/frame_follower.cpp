@@ -34,18 +34,21 @@ public:
     {
         struct stat status = {};
         if (fd_ < 0 || fstat(fd_, &status) != 0 ||
-            static_cast<std::size_t>(status.st_size) < sizeof(FrameMemoryHeader))
+            static_cast<std::size_t>(status.st_size) < sizeof(FrameMemoryHeader)) {
             return;
+        }
         bytes_ = static_cast<std::size_t>(status.st_size);
         void* base = mmap(nullptr, bytes_, PROT_READ, MAP_SHARED, fd_, 0);
         base_ = base == MAP_FAILED ? nullptr : static_cast<const std::byte*>(base);
     }
     ~Mapping()
     {
-        if (base_ != nullptr)
+        if (base_ != nullptr) {
             munmap(const_cast<std::byte*>(base_), bytes_);
-        if (fd_ >= 0)
+        }
+        if (fd_ >= 0) {
             close(fd_);
+        }
     }
     Mapping(const Mapping&) = delete;
     Mapping& operator=(const Mapping&) = delete;
@@ -116,8 +119,9 @@ std::optional<Layout> ReadLayout(const Mapping& mapping)
     layout.height = header.height;
     std::memcpy(layout.codec, header.codec, sizeof layout.codec);
     const bool steady = layout.generation % 2 == 0 && SameGeneration(header, layout.generation);
-    if (!steady || header.objectBytes > mapping.Bytes())
+    if (!steady || header.objectBytes > mapping.Bytes()) {
         return std::nullopt;
+    }
     return layout;
 }
 
@@ -136,27 +140,31 @@ CopyResult CopyFrame(const Mapping& mapping, const Layout& layout, std::uint32_t
 {
     const FrameBufferInfo& info = mapping.Info(index);
     const std::uint64_t word = info.word.load(std::memory_order_acquire);
-    if (StateOfFrame(word) == kFrameFilling)
+    if (StateOfFrame(word) == kFrameFilling) {
         return CopyResult::kOverwritten;
+    }
     const std::uint32_t bytes = info.frameBytes;
-    if (bytes > layout.stride) // values of another layout
+    if (bytes > layout.stride) { // values of another layout
         return CopyResult::kResized;
+    }
     frame->sequence = FrameSequence(word);
     frame->timeUs = info.timeUs;
     frame->frameCounter = info.frameCounter;
     const std::byte* pixels = mapping.At(layout.pixelOffset + index * layout.stride);
     frame->pixels.assign(pixels, pixels + bytes);
     const bool whole = FrameStillWhole(info, word);
-    if (!SameGeneration(mapping.Header(), layout.generation))
+    if (!SameGeneration(mapping.Header(), layout.generation)) {
         return CopyResult::kResized;
+    }
     return whole ? CopyResult::kWhole : CopyResult::kOverwritten;
 }
 
 double MeanByte(const std::vector<std::byte>& pixels)
 {
     std::uint64_t sum = 0;
-    for (const std::byte value : pixels)
+    for (const std::byte value : pixels) {
         sum += std::to_integer<std::uint64_t>(value);
+    }
     return pixels.empty() ? 0 : static_cast<double>(sum) / static_cast<double>(pixels.size());
 }
 
@@ -176,19 +184,22 @@ FollowResult Follow(const Mapping& mapping, const Layout& layout, std::uint64_t 
     const FrameMemoryHeader& header = mapping.Header();
     Frame frame;
     while (counts->shown < frames) {
-        if (!SameGeneration(header, layout.generation))
+        if (!SameGeneration(header, layout.generation)) {
             return FollowResult::kResized;
+        }
         const std::uint64_t newest = header.newestSequence.load(std::memory_order_acquire);
         const std::uint32_t index = header.newestIndex;
         if (newest == *last || index >= layout.bufferCount) {
-            if (!mapping.HasHost())
+            if (!mapping.HasHost()) {
                 return FollowResult::kHostEnded;
+            }
             std::this_thread::sleep_for(kPoll);
             continue;
         }
         const CopyResult result = CopyFrame(mapping, layout, index, &frame);
-        if (result == CopyResult::kResized)
+        if (result == CopyResult::kResized) {
             return FollowResult::kResized;
+        }
         if (result == CopyResult::kOverwritten) {
             ++counts->overwritten;
             *last = newest;
@@ -196,8 +207,9 @@ FollowResult Follow(const Mapping& mapping, const Layout& layout, std::uint64_t 
             continue;
         }
         // The newest index may be ahead of the sequence number read before; the buffer's counts.
-        if (*last != 0 && frame.sequence > *last + 1)
+        if (*last != 0 && frame.sequence > *last + 1) {
             counts->passed += frame.sequence - *last - 1;
+        }
         *last = frame.sequence;
         ++counts->shown;
         std::printf("frame %" PRIu64 "  counter %u  time %" PRIu64 " us  mean %.2f\n",
@@ -226,15 +238,18 @@ int main(int argc, char** argv)
     for (int option = getopt(argc, argv, "n:m:"); option != -1;
          option = getopt(argc, argv, "n:m:")) {
         char* end = nullptr;
-        if (option == 'm')
+        if (option == 'm') {
             name = optarg;
-        else if (option == 'n')
+        } else if (option == 'n') {
             frames = std::strtoull(optarg, &end, 10);
-        if (option == '?' || (end != nullptr && (*end != '\0' || end == optarg)))
+        }
+        if (option == '?' || (end != nullptr && (*end != '\0' || end == optarg))) {
             return Usage();
+        }
     }
-    if (optind != argc)
+    if (optind != argc) {
         return Usage();
+    }
 
     std::setvbuf(stdout, nullptr, _IOLBF, 0); // line by line also into a pipe
     Counts counts;
@@ -244,8 +259,9 @@ int main(int argc, char** argv)
     while (true) {
         const Mapping mapping(name);
         if (!mapping.IsUsable() || !mapping.HasHost()) {
-            if (attached)
+            if (attached) {
                 break;
+            }
             std::fprintf(stderr, "No host offers frames in the shared memory '%s'.\n",
                          name.c_str());
             return 1;
@@ -256,13 +272,15 @@ int main(int argc, char** argv)
             std::this_thread::sleep_for(kPoll);
             continue;
         }
-        if (layout->generation != generation)
+        if (layout->generation != generation) {
             std::printf("layout %" PRIu64 ": %u buffers, %u x %u pixels %s\n", layout->generation,
                         layout->bufferCount, layout->width, layout->height, layout->codec);
+        }
         generation = layout->generation;
         const FollowResult result = Follow(mapping, *layout, frames, &last, &counts);
-        if (result == FollowResult::kEnough)
+        if (result == FollowResult::kEnough) {
             break;
+        }
         if (result == FollowResult::kHostEnded) {
             std::printf("the host ended\n");
             break;

@@ -82,8 +82,9 @@ void FrameMemory::UnlinkNow() noexcept
 bool FrameMemory::Init(std::uint32_t bufferBytes, std::uint32_t bufferCount)
 {
     error_.clear();
-    if (Header() == nullptr)
+    if (Header() == nullptr) {
         return Fail("The frame memory is not open.");
+    }
     ForgetFrames();
     if (bufferBytes == 0 || bufferCount == 0 || bufferCount > kMostBuffers) {
         WriteLayout(0, 0);
@@ -107,8 +108,9 @@ bool FrameMemory::Init(std::uint32_t bufferBytes, std::uint32_t bufferCount)
 
 void FrameMemory::WriteLayout(std::uint32_t bufferBytes, std::uint32_t bufferCount)
 {
-    if (bufferCount == bufferCount_ && bufferBytes == Header()->bufferBytes.load(kRelaxed))
+    if (bufferCount == bufferCount_ && bufferBytes == Header()->bufferBytes.load(kRelaxed)) {
         return;
+    }
     const LayoutChange change(Header());
     bufferCount_ = bufferCount;
     stride_ = WholePages(bufferBytes);
@@ -125,8 +127,9 @@ void FrameMemory::WriteLayout(std::uint32_t bufferBytes, std::uint32_t bufferCou
         instance.bufferBytes.store(0, kRelaxed);
         instance.frameBytes.store(0, kRelaxed);
     }
-    for (std::uint32_t i = 0; i < bufferCount; ++i)
+    for (std::uint32_t i = 0; i < bufferCount; ++i) {
         new (Infos() + i) FrameBufferInfo{};
+    }
 }
 
 /** A new session: the transfer begins with any buffer, none holds a frame. */
@@ -138,8 +141,9 @@ void FrameMemory::ForgetFrames()
     }
     std::atomic_thread_fence(kRelease);
     Header()->newestIndex.store(kNoBuffer, kRelaxed);
-    for (MemoryInstanceInfo& instance : Header()->instances)
+    for (MemoryInstanceInfo& instance : Header()->instances) {
         instance.newestIndex.store(kNoBuffer, kRelaxed);
+    }
     heldIndex_ = kNoBuffer;
     round_ = 0;
 }
@@ -151,15 +155,17 @@ void FrameMemory::SetActFsize(std::uint32_t bytes)
 
 void* FrameMemory::BufPtr(std::uint32_t index) const
 {
-    if (index >= bufferCount_)
+    if (index >= bufferCount_) {
         return nullptr;
+    }
     return object_.Base() + pixelOffset_ + index * stride_;
 }
 
 bool FrameMemory::InstanceInit(std::uint32_t instance, std::uint32_t bufferBytes)
 {
-    if (Header() == nullptr || instance >= kMemoryInstances)
+    if (Header() == nullptr || instance >= kMemoryInstances) {
         return Fail("There is no memory instance " + std::to_string(instance) + ".");
+    }
     MemoryInstanceInfo& info = Header()->instances[instance];
     if (bufferCount_ == 0 || bufferBytes == 0 || bufferBytes > stride_) {
         info.bufferBytes.store(0, kRelaxed);
@@ -167,31 +173,36 @@ bool FrameMemory::InstanceInit(std::uint32_t instance, std::uint32_t bufferBytes
                     std::to_string(bufferBytes) + " bytes, the frame buffers hold " +
                     std::to_string(stride_) + ".");
     }
-    if (instance == 0)
+    if (instance == 0) {
         ForgetFrames();
+    }
     info.bufferBytes.store(bufferBytes, kRelaxed);
-    if (info.frameBytes.load(kRelaxed) == 0)
+    if (info.frameBytes.load(kRelaxed) == 0) {
         info.frameBytes.store(bufferBytes, kRelaxed);
+    }
     return true;
 }
 
 void FrameMemory::InstanceSetActFsize(std::uint32_t instance, std::uint32_t bytes)
 {
-    if (Header() == nullptr || instance >= kMemoryInstances)
+    if (Header() == nullptr || instance >= kMemoryInstances) {
         return;
+    }
     // More than a buffer holds would lead consumers beyond it.
     const auto fitting = static_cast<std::uint32_t>(std::min<std::uint64_t>(bytes, stride_));
     Header()->instances[instance].frameBytes.store(fitting, kRelaxed);
-    if (instance != 0 || Header()->frameBytes.load(kRelaxed) == fitting)
+    if (instance != 0 || Header()->frameBytes.load(kRelaxed) == fitting) {
         return;
+    }
     const LayoutChange change(Header());
     Header()->frameBytes.store(fitting, kRelaxed);
 }
 
 void FrameMemory::InstanceSetCodec(std::uint32_t instance, std::string_view codec)
 {
-    if (Header() == nullptr || instance >= kMemoryInstances)
+    if (Header() == nullptr || instance >= kMemoryInstances) {
         return;
+    }
     const LayoutChange change(Header());
     SetCodec(Header()->instances[instance].codec, codec);
 }
@@ -199,11 +210,13 @@ void FrameMemory::InstanceSetCodec(std::uint32_t instance, std::string_view code
 void FrameMemory::Describe(std::uint32_t width, std::uint32_t height, std::uint32_t format,
                            std::string_view codec)
 {
-    if (Header() == nullptr)
+    if (Header() == nullptr) {
         return;
+    }
     if (Header()->width.load(kRelaxed) == width && Header()->height.load(kRelaxed) == height &&
-        Header()->format.load(kRelaxed) == format && codec == Header()->codec)
+        Header()->format.load(kRelaxed) == format && codec == Header()->codec) {
         return;
+    }
     const LayoutChange change(Header());
     Header()->width.store(width, kRelaxed);
     Header()->height.store(height, kRelaxed);
@@ -226,22 +239,26 @@ void FrameMemory::MarkTurns()
         Word64& word = Infos()[i].word;
         const std::uint64_t now = word.load(kRelaxed);
         if (StateOfFrame(now) == kFrameReleased &&
-            takenRound_[i] + bufferCount_ <= round_ + 1 + spareFrames_)
+            takenRound_[i] + bufferCount_ <= round_ + 1 + spareFrames_) {
             word.store(PackFrameWord(FrameSequence(now), kFrameFilling), kRelease);
+        }
     }
 }
 
 int FrameMemory::Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image,
                          int /*flag*/, const FrameValues& values)
 {
-    if (Header() == nullptr || instance >= kMemoryInstances)
+    if (Header() == nullptr || instance >= kMemoryInstances) {
         return kTriggerNoInstance;
+    }
     MemoryInstanceInfo& target = Header()->instances[instance];
-    if (target.bufferBytes.load(kRelaxed) == 0)
+    if (target.bufferBytes.load(kRelaxed) == 0) {
         return kTriggerNoInstance;
+    }
     const std::uint32_t index = IndexOf(image);
-    if (index == kNoBuffer)
+    if (index == kNoBuffer) {
         return kTriggerNotOurs;
+    }
 
     if (instance == 0) {
         Release();
@@ -269,8 +286,9 @@ int FrameMemory::Trigger(std::uint32_t instance, std::uint64_t timeUs, const voi
 
 void FrameMemory::Release()
 {
-    if (heldIndex_ == kNoBuffer)
+    if (heldIndex_ == kNoBuffer) {
         return;
+    }
     Infos()[std::exchange(heldIndex_, kNoBuffer)].word.store(
         PackFrameWord(sequence_, kFrameReleased), kRelease);
     MarkTurns();
@@ -279,8 +297,9 @@ void FrameMemory::Release()
 void FrameMemory::Announce(std::uint64_t nextTimeUs, std::uint32_t latencyUs,
                            std::uint32_t exposureUs)
 {
-    if (Header() == nullptr)
+    if (Header() == nullptr) {
         return;
+    }
     const std::uint64_t before = Header()->announcements.load(kRelaxed);
     Header()->announcements.store(before + 1, kRelaxed);
     std::atomic_thread_fence(kRelease);
@@ -330,8 +349,9 @@ std::uint32_t FrameMemory::IndexOf(const void* image) const
 {
     const auto first = reinterpret_cast<std::uintptr_t>(object_.Base()) + pixelOffset_;
     const auto address = reinterpret_cast<std::uintptr_t>(image);
-    if (bufferCount_ == 0 || address < first || (address - first) % stride_ != 0)
+    if (bufferCount_ == 0 || address < first || (address - first) % stride_ != 0) {
         return kNoBuffer;
+    }
     const std::uint64_t index = (address - first) / stride_;
     return index < bufferCount_ ? static_cast<std::uint32_t>(index) : kNoBuffer;
 }

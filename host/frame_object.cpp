@@ -54,8 +54,9 @@ bool HasName(int fd)
 int TakeRoom(int fd, std::uint64_t bytes)
 {
     int error = EINTR;
-    while (error == EINTR)
+    while (error == EINTR) {
         error = posix_fallocate(fd, 0, static_cast<off_t>(bytes));
+    }
     return error;
 }
 
@@ -66,8 +67,9 @@ public:
     explicit Descriptor(int fd) : fd_(fd) {}
     ~Descriptor()
     {
-        if (fd_ >= 0)
+        if (fd_ >= 0) {
             close(fd_);
+        }
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
@@ -107,17 +109,20 @@ bool FrameObject::Open(const std::string& name)
     Close();
     error_.clear();
     if (name.size() < 2 || name.size() > kNameLimit || name[0] != '/' ||
-        name.find('/', 1) != std::string::npos || name == "/." || name == "/..")
+        name.find('/', 1) != std::string::npos || name == "/." || name == "/..") {
         return Fail("'" + name +
                     "' can't name the frame memory: it takes a slash and up to 249 characters "
                     "without another slash.");
+    }
     name_ = name;
     for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
         bool again = false;
-        if (TryCreate(&again))
+        if (TryCreate(&again)) {
             return true;
-        if (!again || (!TryRemoveStale(&again) && !again))
+        }
+        if (!again || (!TryRemoveStale(&again) && !again)) {
             return false;
+        }
     }
     return Fail("The frame memory '" + name_ +
                 "' can't be made: other processes keep making and removing it.");
@@ -151,8 +156,9 @@ bool FrameObject::TryCreate(bool* again)
                       : mmap(nullptr, HeaderBytes(), access, MAP_SHARED, object.Get(), 0);
     if (whole == MAP_FAILED) {
         const int mapError = errno;
-        if (header != MAP_FAILED)
+        if (header != MAP_FAILED) {
             munmap(header, HeaderBytes());
+        }
         shm_unlink(name_.c_str());
         return fail("mapped", mapError);
     }
@@ -169,8 +175,9 @@ bool FrameObject::TryCreate(bool* again)
     fresh->generation.store(2, kRelaxed);
     fresh->objectBytes.store(bytes_, kRelaxed);
     fresh->newestIndex.store(kNoBuffer, kRelaxed);
-    for (MemoryInstanceInfo& instance : fresh->instances)
+    for (MemoryInstanceInfo& instance : fresh->instances) {
         instance.newestIndex.store(kNoBuffer, kRelaxed);
+    }
     fresh->magic.store(kFrameMemoryMagic, kRelease);
     header_.store(fresh, kRelease);
     return true;
@@ -197,9 +204,10 @@ bool FrameObject::TryRemoveStale(bool* again)
     const bool unfinished =
         status.st_size == 0 ||
         (words[0] == 0 && static_cast<std::uint64_t>(status.st_size) == HeaderBytes());
-    if (!ours && !unfinished)
+    if (!ours && !unfinished) {
         return Fail("The shared-memory object '" + name_ +
                     "' is not a frame memory. Remove it or choose another name.");
+    }
     if (!LockObject(object.Get())) {
         *again = unfinished;
         if (unfinished) {
@@ -209,16 +217,18 @@ bool FrameObject::TryRemoveStale(bool* again)
         return Fail("The frame memory '" + name_ + "' belongs to the running process " +
                     std::to_string(words[2]) + ". End that or choose another name.");
     }
-    if (HasName(object.Get()))
+    if (HasName(object.Get())) {
         shm_unlink(name_.c_str());
+    }
     return true;
 }
 
 void FrameObject::Close()
 {
     FrameMemoryHeader* header = Header();
-    if (header == nullptr)
+    if (header == nullptr) {
         return;
+    }
     UnlinkNow();
     header_.store(nullptr, kRelease);
     munmap(header, HeaderBytes());
@@ -230,19 +240,22 @@ void FrameObject::Close()
 void FrameObject::UnlinkNow() noexcept
 {
     FrameMemoryHeader* header = Header();
-    if (header == nullptr || creator_ != getpid())
+    if (header == nullptr || creator_ != getpid()) {
         return;
+    }
     const int savedErrno = errno;
     header->running.store(0, kRelease);
-    if (HasName(fd_))
+    if (HasName(fd_)) {
         unlink(path_); // a signal handler may call it, other than shm_unlink
+    }
     errno = savedErrno;
 }
 
 bool FrameObject::Grow(std::uint64_t bytes)
 {
-    if (bytes <= bytes_)
+    if (bytes <= bytes_) {
         return true;
+    }
     const int error = TakeRoom(fd_, bytes);
     if (error != 0) {
         // Gives back what was taken before it ran out; that this can fail as well changes nothing.
@@ -250,8 +263,9 @@ bool FrameObject::Grow(std::uint64_t bytes)
         return Fail(SystemText(shrunk == 0 ? error : errno));
     }
     void* larger = mremap(base_, bytes_, bytes, MREMAP_MAYMOVE);
-    if (larger == MAP_FAILED)
+    if (larger == MAP_FAILED) {
         return Fail(SystemText(errno));
+    }
     base_ = static_cast<std::byte*>(larger);
     bytes_ = bytes;
     return true;

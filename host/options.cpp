@@ -100,7 +100,8 @@ void AddOptions(CLI::App& app, Options* options)
         ->option_text("0..7")
         ->take_all()
         ->check(CLI::Range(0, 7));
-    app.add_option("--format", options->format, "pixel format")
+    app.add_option("--format", options->format,
+                   "pixel format: mono8, mono12, mono12p, yuv422 or bayer8")
         ->option_text("NAME")
         ->check(CLI::IsMember(NamesOf(kFormatNames)));
     app.add_option("-n,--frames", options->frames, "end after so many frames; 0: never")

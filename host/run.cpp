@@ -68,9 +68,16 @@ ExportOptions ExportOptionsFrom(const ExportConfig& config, Log* log)
     return options;
 }
 
-void UnlinkMemory(void* memory) noexcept
+/** What must not stay when kvgrab leaves at once. */
+struct Traces {
+    FrameMemory& memory;
+    Exporter& exporter;
+};
+
+void RemoveTraces(void* traces) noexcept
 {
-    static_cast<FrameMemory*>(memory)->UnlinkNow();
+    static_cast<Traces*>(traces)->memory.UnlinkNow();
+    static_cast<Traces*>(traces)->exporter.AbandonNow();
 }
 
 void PrintSummary(const HostSession& host, std::int64_t runNs)
@@ -109,15 +116,16 @@ ExitStatus RunGrabbing(const Options& options)
         return Fail(ExitStatus::Driver, error);
     }
     FrameMemory memory;
+    Exporter exporter(ExportOptionsFrom(start.exporting, &log));
+    Traces traces{memory, exporter};
     SignalState signals;
     SignalCatcher catcher;
-    if (!catcher.Install(&signals, UnlinkMemory, &memory, &error)) {
+    if (!catcher.Install(&signals, RemoveTraces, &traces, &error)) {
         return Fail(ExitStatus::SetUp, error);
     }
     if (!memory.Open(start.memory.name)) {
         return Fail(ExitStatus::SetUp, memory.Error());
     }
-    Exporter exporter(ExportOptionsFrom(start.exporting, &log));
     if (!exporter.Start()) {
         if (start.exporting.stopOnError) {
             return Fail(ExitStatus::ExportFailed, exporter.ErrorText());

@@ -65,14 +65,15 @@ std::string_view ReasonOf(std::string_view text)
 
 bool ParseExportFormat(std::string_view text, ExportFormat* format)
 {
-    if (text == "png")
+    if (text == "png") {
         *format = ExportFormat::kPng;
-    else if (text == "raw")
+    } else if (text == "raw") {
         *format = ExportFormat::kRaw;
-    else if (text == "none")
+    } else if (text == "none") {
         *format = ExportFormat::kNone;
-    else
+    } else {
         return false;
+    }
     return true;
 }
 
@@ -124,8 +125,9 @@ struct Exporter::State {
 void Exporter::State::Report(const std::string& text)
 {
     const std::lock_guard lock(reportMutex);
-    if (options.report)
+    if (options.report) {
         options.report(text);
+    }
 }
 
 /** `why` tells kinds of trouble apart, since a text names its frame and so is always new. Not with
@@ -146,8 +148,9 @@ void Exporter::State::Trouble(const std::string& text, std::string_view why)
 
 bool Exporter::State::Start()
 {
-    if (started || closing)
+    if (started || closing) {
         return started;
+    }
     if (options.format == ExportFormat::kNone) {
         started = true;
         return true;
@@ -161,8 +164,9 @@ bool Exporter::State::Start()
         try {
             slots.resize(options.queueLength + options.workers);
             const AllSignalsBlocked blocked; // the workers inherit it
-            for (unsigned i = 0; i < options.workers; ++i)
+            for (unsigned i = 0; i < options.workers; ++i) {
                 workers.emplace_back([this, i] { Work(i); });
+            }
             started = true;
             return true;
         } catch (const std::exception& error) {
@@ -181,20 +185,24 @@ bool Exporter::State::Acceptable(const FrameView& frame)
         Trouble(text, text);
         return false;
     };
-    if (frame.pixels == nullptr || frame.bytes == 0)
+    if (frame.pixels == nullptr || frame.bytes == 0) {
         return refuse("A frame without pixels can't be exported.");
-    if (options.format != ExportFormat::kPng)
+    }
+    if (options.format != ExportFormat::kPng) {
         return true;
+    }
     const PixelLayout layout = LayoutOfCodec(frame.codec);
-    if (layout == PixelLayout::kUnknown)
+    if (layout == PixelLayout::kUnknown) {
         return refuse("Pixel format '" + std::string(frame.codec) +
                       "' has no PNG form; export it as raw.");
+    }
     const std::size_t needed = PictureBytes(layout, frame.width, frame.height);
-    if (needed == 0 || frame.bytes < needed)
+    if (needed == 0 || frame.bytes < needed) {
         return refuse("A frame of " + std::to_string(frame.width) + " x " +
                       std::to_string(frame.height) + " pixels " + std::string(frame.codec) +
                       " takes " + std::to_string(needed) + " bytes, but " +
                       std::to_string(frame.bytes) + " came.");
+    }
     return true;
 }
 
@@ -202,8 +210,9 @@ bool Exporter::State::Acceptable(const FrameView& frame)
 bool Exporter::State::FreeSlot(std::unique_lock<std::mutex>& lock)
 {
     const auto isFree = [this] { return accepted - retired < slots.size(); };
-    if (options.everyFrame)
+    if (options.everyFrame) {
         slotFreed.wait(lock, isFree);
+    }
     return isFree();
 }
 
@@ -214,8 +223,9 @@ void Exporter::State::Work(unsigned worker)
     std::unique_lock lock(mutex);
     while (true) {
         workAppeared.wait(lock, [this] { return taken < accepted || closing; });
-        if (taken == accepted)
+        if (taken == accepted) {
             return;
+        }
         Slot& slot = At(taken++);
         lock.unlock();
         WriteFrame(worker, encoder, file, slot);
@@ -236,15 +246,17 @@ void Exporter::State::WriteFrame(unsigned worker, PngEncoder& encoder,
         if (options.format == ExportFormat::kPng) {
             const Picture picture = {content, LayoutOfCodec(slot.values.codec), slot.values.width,
                                      slot.values.height};
-            if (!encoder.Encode(picture, &file, &text))
+            if (!encoder.Encode(picture, &file, &text)) {
                 text = "'" + name + "' can't be encoded: " + text + ".";
+            }
             content = file;
         }
     } catch (const std::exception& error) { // out of memory
         text = "'" + name + "' can't be encoded: " + error.what() + ".";
     }
-    if (text.empty())
+    if (text.empty()) {
         text = files.WriteFile(worker, name, content);
+    }
     if (text.empty()) {
         slot.fileBytes = content.size();
         return;
@@ -257,8 +269,9 @@ bool Exporter::State::WriteRow(const Slot& slot)
     const std::string name = files.Name(slot.number);
     const IndexRow row(slot.number, name, slot.values);
     const std::string text = files.AppendRow(row.Line());
-    if (text.empty())
+    if (text.empty()) {
         return true;
+    }
     files.RemoveFile(name); // a picture without its row would say nothing about its frame
     Trouble(text, ReasonOf(text));
     return false;
@@ -268,8 +281,9 @@ bool Exporter::State::WriteRow(const Slot& slot)
  *  for its writing. */
 void Exporter::State::Retire(std::unique_lock<std::mutex>& lock)
 {
-    if (retiring)
+    if (retiring) {
         return;
+    }
     retiring = true;
     while (retired < taken && At(retired).done) {
         Slot& slot = At(retired);
@@ -307,16 +321,18 @@ bool Exporter::Start()
 void Exporter::Prepare(std::size_t frameBytes)
 {
     State& state = *state_;
-    if (frameBytes <= state.preparedBytes || state.slots.empty())
+    if (frameBytes <= state.preparedBytes || state.slots.empty()) {
         return;
+    }
     {
         // Nobody touches the slots then, since only this thread hands out new work.
         std::unique_lock lock(state.mutex);
         state.slotFreed.wait(lock, [&] { return state.retired == state.accepted; });
     }
     try {
-        for (Slot& slot : state.slots)
+        for (Slot& slot : state.slots) {
             slot.pixels.resize(frameBytes);
+        }
         state.preparedBytes = frameBytes;
     } catch (const std::exception&) {
         state.Trouble("There is no memory for " + std::to_string(state.slots.size()) +
@@ -328,8 +344,9 @@ void Exporter::Prepare(std::size_t frameBytes)
 ExportResult Exporter::Export(const FrameView& frame)
 {
     State& state = *state_;
-    if (state.options.format == ExportFormat::kNone)
+    if (state.options.format == ExportFormat::kNone) {
         return ExportResult::kOff;
+    }
     bool usable = state.started && !state.failed && state.Acceptable(frame);
     if (usable) {
         Prepare(frame.bytes);
@@ -344,8 +361,9 @@ ExportResult Exporter::Export(const FrameView& frame)
     if (!state.FreeSlot(lock)) {
         ++state.counters.skipped;
         lock.unlock();
-        if (!state.skipReported)
+        if (!state.skipReported) {
             state.Report("The export can't keep up: frames are skipped while its queue is full.");
+        }
         state.skipReported = true;
         return ExportResult::kSkipped;
     }
@@ -376,8 +394,9 @@ void Exporter::Close()
         state.closing = true;
     }
     state.workAppeared.notify_all();
-    for (std::thread& worker : state.workers)
+    for (std::thread& worker : state.workers) {
         worker.join();
+    }
     state.workers.clear();
     state.files.Close();
     state.started = false;
@@ -386,9 +405,10 @@ void Exporter::Close()
         const std::lock_guard lock(state.troubleMutex);
         unreported = std::exchange(state.unreported, 0);
     }
-    if (unreported > 0)
+    if (unreported > 0) {
         state.Report(std::to_string(unreported) +
                      " more frames could not be exported, for the reasons reported before.");
+    }
 }
 
 void Exporter::AbandonNow() noexcept

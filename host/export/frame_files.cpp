@@ -41,10 +41,12 @@ int WriteAll(int fd, std::span<const std::uint8_t> bytes)
 {
     while (!bytes.empty()) {
         const ssize_t written = write(fd, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR)
+        if (written < 0 && errno == EINTR) {
             continue;
-        if (written <= 0)
+        }
+        if (written <= 0) {
             return written < 0 ? errno : ENOSPC;
+        }
         bytes = bytes.subspan(static_cast<std::size_t>(written));
     }
     return 0;
@@ -53,8 +55,9 @@ int WriteAll(int fd, std::span<const std::uint8_t> bytes)
 /** A name that WriteFile gives: prefix, six digits or more, a dot, "png" or "raw". */
 bool IsFrameName(std::string_view name)
 {
-    if (!name.starts_with(kPrefix) || !(name.ends_with(".png") || name.ends_with(".raw")))
+    if (!name.starts_with(kPrefix) || !(name.ends_with(".png") || name.ends_with(".raw"))) {
         return false;
+    }
     const std::string_view number = name.substr(kPrefix.size(), name.size() - kPrefix.size() - 4);
     return number.size() >= 6 &&
            std::all_of(number.begin(), number.end(), [](char c) { return c >= '0' && c <= '9'; });
@@ -85,14 +88,17 @@ std::string FrameFiles::Open(const std::string& folder, std::string_view extensi
     overwrite_ = overwrite;
     std::error_code made;
     std::filesystem::create_directories(folder, made);
-    if (made)
+    if (made) {
         return "The folder '" + folder + "' can't be made: " + made.message() + ".";
+    }
     folderFd_ = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (folderFd_ < 0)
+    if (folderFd_ < 0) {
         return "The folder '" + folder + "' can't be opened: " + SystemText(errno) + ".";
+    }
     std::string trouble = BeginIndex();
-    if (!trouble.empty())
+    if (!trouble.empty()) {
         Close();
+    }
     return trouble;
 }
 
@@ -101,26 +107,32 @@ std::string FrameFiles::BeginIndex()
 {
     indexFd_ = openat(folderFd_, kIndexName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     const bool fresh = indexFd_ >= 0;
-    if (!fresh && errno == EEXIST)
+    if (!fresh && errno == EEXIST) {
         indexFd_ = openat(folderFd_, kIndexName, O_WRONLY | O_CLOEXEC);
-    if (indexFd_ < 0)
+    }
+    if (indexFd_ < 0) {
         return Text(kIndexName, "opened", errno);
-    if (flock(indexFd_, LOCK_EX | LOCK_NB) != 0)
+    }
+    if (flock(indexFd_, LOCK_EX | LOCK_NB) != 0) {
         return "Another process is exporting to '" + folder_ + "'. Choose another folder.";
+    }
 
     bool hasFrames = false;
     std::string trouble = CheckContents(&hasFrames);
-    if (trouble.empty() && !overwrite_ && (!fresh || hasFrames))
+    if (trouble.empty() && !overwrite_ && (!fresh || hasFrames)) {
         trouble = "The folder '" + folder_ +
                   "' holds exported frames already. Choose another folder or allow overwriting.";
+    }
     if (trouble.empty()) {
         const int error =
             ftruncate(indexFd_, 0) != 0 ? errno : WriteAll(indexFd_, Bytes(IndexRow::kColumns));
-        if (error != 0)
+        if (error != 0) {
             trouble = Text(kIndexName, "written", error);
+        }
     }
-    if (!trouble.empty() && fresh)
+    if (!trouble.empty() && fresh) {
         unlinkat(folderFd_, kIndexName, 0);
+    }
     indexBytes_ = IndexRow::kColumns.size();
     return trouble;
 }
@@ -132,28 +144,34 @@ std::string FrameFiles::CheckContents(bool* hasFrames)
     const std::unique_ptr<DIR, int (*)(DIR*)> entries(fd < 0 ? nullptr : fdopendir(fd), &closedir);
     if (entries == nullptr) {
         const int error = errno;
-        if (fd >= 0)
+        if (fd >= 0) {
             close(fd);
+        }
         return "The folder '" + folder_ + "' can't be read: " + SystemText(error) + ".";
     }
     std::vector<std::string> unfinished;
     while (const dirent* entry = readdir(entries.get())) {
-        if (IsUnfinishedName(entry->d_name))
+        if (IsUnfinishedName(entry->d_name)) {
             unfinished.emplace_back(entry->d_name);
+        }
         *hasFrames = *hasFrames || IsFrameName(entry->d_name);
     }
-    for (const std::string& name : unfinished)
-        if (unlinkat(folderFd_, name.c_str(), 0) != 0)
+    for (const std::string& name : unfinished) {
+        if (unlinkat(folderFd_, name.c_str(), 0) != 0) {
             return Text(name, "removed", errno);
+        }
+    }
     return {};
 }
 
 void FrameFiles::Close()
 {
-    if (indexFd_ >= 0)
+    if (indexFd_ >= 0) {
         close(std::exchange(indexFd_, -1));
-    if (folderFd_ >= 0)
+    }
+    if (folderFd_ >= 0) {
         close(std::exchange(folderFd_, -1));
+    }
 }
 
 std::string FrameFiles::Name(std::uint64_t number) const
@@ -169,8 +187,9 @@ std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
 {
     Unfinished& unfinished = unfinished_.at(worker);
     const std::string temporary = name + std::string(kUnfinishedSuffix);
-    if (temporary.size() >= unfinished.name.size())
+    if (temporary.size() >= unfinished.name.size()) {
         return Text(name, "written", ENAMETOOLONG);
+    }
     std::memcpy(unfinished.name.data(), temporary.c_str(), temporary.size() + 1);
     unfinished.pending.store(true);
     if (abandoned_.load()) {
@@ -181,14 +200,17 @@ std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
     const int fd =
         openat(folderFd_, temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     int error = fd < 0 ? errno : WriteAll(fd, bytes);
-    if (fd >= 0 && close(fd) != 0 && error == 0)
+    if (fd >= 0 && close(fd) != 0 && error == 0) {
         error = errno; // file systems over a network tell of a full disk only here
-    if (error != 0)
+    }
+    if (error != 0) {
         trouble = Text(name, "written", error);
-    else
+    } else {
         trouble = Publish(temporary.c_str(), name);
-    if (!trouble.empty())
+    }
+    if (!trouble.empty()) {
         unlinkat(folderFd_, temporary.c_str(), 0);
+    }
     unfinished.pending.store(false);
     return trouble;
 }
@@ -196,17 +218,21 @@ std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
 std::string FrameFiles::Publish(const char* temporary, const std::string& name)
 {
     const char* target = name.c_str();
-    if (overwrite_)
+    if (overwrite_) {
         return renameat(folderFd_, temporary, folderFd_, target) == 0
                    ? std::string()
                    : Text(name, "written", errno);
-    if (renameat2(folderFd_, temporary, folderFd_, target, RENAME_NOREPLACE) == 0)
+    }
+    if (renameat2(folderFd_, temporary, folderFd_, target, RENAME_NOREPLACE) == 0) {
         return {};
-    if (errno != EINVAL && errno != ENOSYS)
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
         return Text(name, "written", errno);
+    }
     // This file system knows no such rename: look first, which leaves a moment in between.
-    if (faccessat(folderFd_, target, F_OK, AT_SYMLINK_NOFOLLOW) == 0)
+    if (faccessat(folderFd_, target, F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
         return Text(name, "written", EEXIST);
+    }
     return renameat(folderFd_, temporary, folderFd_, target) == 0 ? std::string()
                                                                   : Text(name, "written", errno);
 }
@@ -226,8 +252,9 @@ std::string FrameFiles::AppendRow(std::string_view row)
     // A part of the row may stand there; cutting it off needs no room on the disk.
     std::string trouble = Text(kIndexName, "written", error);
     if (ftruncate(indexFd_, static_cast<off_t>(indexBytes_)) != 0 ||
-        lseek(indexFd_, static_cast<off_t>(indexBytes_), SEEK_SET) < 0)
+        lseek(indexFd_, static_cast<off_t>(indexBytes_), SEEK_SET) < 0) {
         trouble += " Its last row may be incomplete.";
+    }
     return trouble;
 }
 
@@ -235,9 +262,11 @@ void FrameFiles::AbandonNow() noexcept
 {
     const int savedErrno = errno;
     abandoned_.store(true);
-    for (Unfinished& unfinished : unfinished_)
-        if (unfinished.pending.load())
+    for (Unfinished& unfinished : unfinished_) {
+        if (unfinished.pending.load()) {
             unlinkat(folderFd_, unfinished.name.data(), 0);
+        }
+    }
     errno = savedErrno;
 }
 

@@ -26,16 +26,21 @@ std::uint32_t After(std::uint32_t index, std::uint32_t count)
 
 PixelLayout LayoutOfCodec(std::string_view codec)
 {
-    if (codec == "MONO8T")
+    if (codec == "MONO8T") {
         return PixelLayout::kGrey8;
-    if (codec == "MONO12PT")
+    }
+    if (codec == "MONO12PT") {
         return PixelLayout::kGrey12Packed;
-    if (codec == "MONO12T")
+    }
+    if (codec == "MONO12T") {
         return PixelLayout::kGrey12;
-    if (codec == "UYVY")
+    }
+    if (codec == "UYVY") {
         return PixelLayout::kUyvy;
-    if (codec == "BayerRG8T")
+    }
+    if (codec == "BayerRG8T") {
         return PixelLayout::kBayerRg8;
+    }
     return PixelLayout::kUnknown;
 }
 
@@ -65,8 +70,9 @@ void UnpackMono12Packed(std::span<const std::uint8_t> packed, std::span<std::uin
         pixels[i] = Scale12To16(static_cast<std::uint32_t>(in[0] << 4 | (in[1] & 15)));
         pixels[i + 1] = Scale12To16(static_cast<std::uint32_t>(in[2] << 4 | in[1] >> 4));
     }
-    if (i < pixels.size())
+    if (i < pixels.size()) {
         pixels[i] = Scale12To16(static_cast<std::uint32_t>(in[0] << 4 | (in[1] & 15)));
+    }
 }
 
 void UnpackMono12(std::span<const std::uint8_t> bytes, std::span<std::uint16_t> pixels)
@@ -97,8 +103,9 @@ void UyvyToRgb(std::span<const std::uint8_t> uyvy, std::span<std::uint8_t> rgb)
             *out++ = ToByte(luma + blue);
         }
     }
-    if (pixels % 2 != 0)
+    if (pixels % 2 != 0) {
         std::fill_n(out, 3, in[1]);
+    }
 }
 
 void BayerRgToRgb(std::span<const std::uint8_t> bayer, std::uint32_t width, std::uint32_t height,
@@ -106,8 +113,9 @@ void BayerRgToRgb(std::span<const std::uint8_t> bayer, std::uint32_t width, std:
 {
     std::uint8_t* out = rgb.data();
     if (width < 2 || height < 2) {
-        for (std::size_t i = 0; i < std::size_t{width} * height; ++i, out += 3)
+        for (std::size_t i = 0; i < std::size_t{width} * height; ++i, out += 3) {
             std::fill_n(out, 3, bayer[i]);
+        }
         return;
     }
     for (std::uint32_t y = 0; y < height; ++y) {

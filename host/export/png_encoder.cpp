@@ -45,8 +45,9 @@ void OnWrite(png_structp png, png_bytep data, png_size_t bytes)
     } catch (const std::exception&) {
         stored = false; // out of memory; an exception can't cross libpng
     }
-    if (!stored)
+    if (!stored) {
         png_error(png, "out of memory");
+    }
 }
 
 void OnFlush(png_structp) {}
@@ -58,8 +59,9 @@ public:
         : png_(png_create_write_struct(PNG_LIBPNG_VER_STRING, sink, OnError, OnWarning)),
           info_(png_ == nullptr ? nullptr : png_create_info_struct(png_))
     {
-        if (png_ != nullptr)
+        if (png_ != nullptr) {
             png_set_write_fn(png_, sink, OnWrite, OnFlush);
+        }
     }
     ~PngWriter() { png_destroy_write_struct(&png_, &info_); }
     PngWriter(const PngWriter&) = delete;
@@ -68,22 +70,26 @@ public:
     /** Nothing in here may need a destructor: libpng leaves it with longjmp. */
     bool Write(const Lines& lines, int compression)
     {
-        if (info_ == nullptr)
+        if (info_ == nullptr) {
             return false;
+        }
         if (setjmp(png_jmpbuf(png_)) != 0) // NOLINT: libpng's way to report
             return false;
         png_set_compression_level(png_, compression);
-        if (compression == kFastLevel)
+        if (compression == kFastLevel) {
             png_set_compression_strategy(png_, Z_RLE); // half the time on noisy pictures
+        }
         // Camera noise doesn't reward a search for the best filter of each line.
         png_set_filter(png_, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
         png_set_IHDR(png_, info_, lines.width, lines.height, lines.bits, lines.colour,
                      PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
         png_write_info(png_, info_);
-        if (lines.bits == 16)
+        if (lines.bits == 16) {
             png_set_swap(png_); // the file is big-endian
-        for (std::uint32_t y = 0; y < lines.height; ++y)
+        }
+        for (std::uint32_t y = 0; y < lines.height; ++y) {
             png_write_row(png_, lines.first + y * lines.lineBytes);
+        }
         png_write_end(png_, nullptr);
         return true;
     }
@@ -141,8 +147,9 @@ bool PngEncoder::Encode(const Picture& picture, std::vector<std::uint8_t>* file,
     *error = "libpng can't be set up";
     Sink sink = {file, error};
     PngWriter writer(&sink);
-    if (!writer.Write(lines, compression_))
+    if (!writer.Write(lines, compression_)) {
         return false;
+    }
     error->clear();
     return true;
 }

@@ -50,8 +50,9 @@ protected:
     std::vector<std::string> Names() const
     {
         std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(folder_ / "frames"))
+        for (const auto& entry : fs::directory_iterator(folder_ / "frames")) {
             names.push_back(entry.path().filename());
+        }
         return names;
     }
     std::string Read(const std::string& name) const
@@ -108,8 +109,9 @@ public:
     void Break() { close(std::exchange(reader_, -1)); } ///< what it writes fails
     ~HeldWorker()
     {
-        if (reader_ >= 0)
+        if (reader_ >= 0) {
             close(reader_);
+        }
     }
 
 private:
@@ -309,8 +311,9 @@ TEST_F(ExporterTest, IndexThatCannotGrowEndsWithAWholeRowAndDropsThePicture)
     const Bytes pixels(4, 'x');
     {
         const FileSizeLimit limit(200); // the head and two rows
-        for (int i = 0; i < 6; ++i)
+        for (int i = 0; i < 6; ++i) {
             exporter.Export(View(pixels));
+        }
         exporter.Close();
     }
     EXPECT_TRUE(exporter.Failed());
@@ -402,8 +405,9 @@ TEST_F(ExporterTest, AbandoningRemovesWhatIsBeingWritten)
     exporter.AbandonNow();
     worker.Break();
     exporter.Close();
-    for (const std::string& name : Names())
+    for (const std::string& name : Names()) {
         EXPECT_THAT(name, ::testing::Not(HasSubstr("kvpart")));
+    }
     EXPECT_FALSE(fs::exists(File("frame_000002.raw")));
 }
 

@@ -93,15 +93,17 @@ TEST_F(FrameFollowerTest, ShowsFramesResizesOverwritingAndTheEnd)
     EXPECT_EQ(follower.Line(), "frame 1  counter 42  time 1000 us  mean 50.00\n");
 
     follower.Stop();
-    for (std::uint32_t i = 1; i < 5; ++i)
+    for (std::uint32_t i = 1; i < 5; ++i) {
         Frame(i, 60);
+    }
     follower.Continue();
     EXPECT_THAT(follower.Line(), HasSubstr("frame 5 ")) << "the newest";
 
     follower.Stop();
     Frame(5, 70);
-    for (int i = 0; i < 8; ++i)
+    for (int i = 0; i < 8; ++i) {
         memory_.CountRound(); // frames that were missed have taken all other buffers
+    }
     follower.Continue();
     EXPECT_EQ(follower.Line(), "frame 6 was overwritten\n");
 

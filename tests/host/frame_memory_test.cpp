@@ -26,8 +26,9 @@ std::string OwnName()
 bool Exists(const std::string& name)
 {
     const int fd = shm_open(name.c_str(), O_RDONLY, 0);
-    if (fd >= 0)
+    if (fd >= 0) {
         close(fd);
+    }
     return fd >= 0;
 }
 
@@ -234,8 +235,9 @@ TEST(FrameMemory, ConsumerInAnotherProcessNoticesAnOverwrittenFrame)
         int verdict = 0;
         for (const bool stillWhole : {true, false}) {
             const std::uint64_t before = info.word.load(std::memory_order_acquire);
-            if (write(toParent[1], "r", 1) != 1 || read(toChild[0], &step, 1) != 1)
+            if (write(toParent[1], "r", 1) != 1 || read(toChild[0], &step, 1) != 1) {
                 _exit(9);
+            }
             verdict = verdict * 2 + (FrameStillWhole(info, before) == stillWhole ? 1 : 0);
         }
         _exit(verdict);
@@ -246,8 +248,9 @@ TEST(FrameMemory, ConsumerInAnotherProcessNoticesAnOverwrittenFrame)
     cycle.Frame(); // harmless: another buffer
     ASSERT_EQ(write(toChild[1], "g", 1), 1);
     ASSERT_EQ(read(toParent[0], &step, 1), 1);
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3; ++i) {
         cycle.Frame(); // once around: the buffer holds another frame
+    }
     ASSERT_EQ(write(toChild[1], "g", 1), 1);
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
@@ -306,8 +309,9 @@ TEST(FrameMemory, RoomThatIsNotThereIsAnErrorAndLeavesNoBuffers)
 TEST(FrameMemory, BadNamesAndForeignObjectsAreRefused)
 {
     FrameMemory memory;
-    for (const char* name : {"", "/", "kvgrab", "/a/b", "/.."})
+    for (const char* name : {"", "/", "kvgrab", "/a/b", "/.."}) {
         EXPECT_FALSE(memory.Open(name)) << name;
+    }
     const int fd = shm_open(OwnName().c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
     ASSERT_EQ(write(fd, "something else altogether", 25), 25);
     close(fd);
@@ -326,8 +330,9 @@ TEST(FrameMemory, LiveOwnerIsAnErrorAndADeadOnesObjectIsTakenOver)
     if (child == 0) {
         FrameMemory memory;
         const bool ready = memory.Open(name) && memory.Init(100, 4);
-        if (write(toParent[1], ready ? "y" : "n", 1) == 1)
+        if (write(toParent[1], ready ? "y" : "n", 1) == 1) {
             pause();
+        }
         _exit(1);
     }
     close(toParent[1]);

@@ -43,8 +43,9 @@ TEST(Pixels, UyvyIsFullRangeBt601)
     Bytes rgb(24);
     UyvyToRgb(uyvy, rgb);
     const auto isNear = [&](std::size_t pixel, std::array<int, 3> colour) {
-        for (std::size_t i = 0; i < 3; ++i)
+        for (std::size_t i = 0; i < 3; ++i) {
             EXPECT_NEAR(rgb[pixel * 3 + i], colour[i], 1) << "pixel " << pixel << " value " << i;
+        }
     };
     isNear(0, {254, 0, 0});
     isNear(1, {254, 0, 0});
@@ -74,8 +75,9 @@ TEST(Pixels, BayerKeepsAFlatColourFlat)
     Bytes rgb(bayer.size() * 3);
     BayerRgToRgb(bayer, kWidth, kHeight, rgb);
     Bytes expected;
-    for (std::size_t i = 0; i < bayer.size(); ++i)
+    for (std::size_t i = 0; i < bayer.size(); ++i) {
         expected.insert(expected.end(), {10, 20, 30});
+    }
     EXPECT_THAT(rgb, ElementsAreArray(expected));
 }
 

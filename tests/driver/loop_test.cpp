@@ -186,6 +186,12 @@ TEST(Loop, StopRequestWinsOverTheFrameCount)
     EXPECT_EQ(Count(Rig::Of("gev"), "GevAbortTransfer"), 1U);
     EXPECT_EQ(Count(Rig::Of("host"), "SetSignalAction(5)"), 1U);
     EXPECT_EQ(Count(Rig::Of("host"), "SetNewCfgVendor"), 2U) << "once for the count that was set";
+
+    Rig::Clear();
+    rig.host.fnum = 0;
+    rig.host.signals = {1};
+    EXPECT_EQ(rig.Loop(), 0);
+    EXPECT_EQ(Count(Rig::Of("host"), "SetNewCfgVendor"), 1U);
 }
 
 TEST(Loop, HardFailureOfAReconfigurationIsItsResult)
@@ -204,7 +210,13 @@ TEST(Loop, BitDepthSwitchRunsItAgainWithoutResettingTheStates)
     Rig rig;
     rig.Open();
     rig.host.signals = {0, 4};
+    rig.proc.usrSignalPending = 9; // of an earlier session: cleared before the first run
+    rig.proc.reconfigState = 7;
     rig.host.onCall = [&](std::string_view service) {
+        if (service == "KvGiMem__Init" && rig.host.format == kFormatMono8) {
+            EXPECT_EQ(rig.proc.reconfigState, 0);
+            EXPECT_EQ(rig.proc.usrSignalPending, 0U);
+        }
         // Stands in for the dynamic LUT: the second run ends with the states cleared.
         if (service == "KvGiMem__Init" && rig.host.format == kFormatMono12Packed) {
             EXPECT_EQ(rig.proc.reconfigState, 6);

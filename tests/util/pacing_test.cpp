@@ -183,12 +183,18 @@ TEST(Pacing, OnlyAnOnTimeFrameClearsTheCounts)
     EXPECT_THAT(Feed(source, 1, kLate).slow, IsEmpty());
     EXPECT_THAT(Feed(source, 16, kEarly).fast, ElementsAre(16));
 
-    //      late x 30   on time   late x 30
-    FrameSource cleared;
-    cleared.First();
-    EXPECT_THAT(Feed(cleared, 30, kLate).slow, IsEmpty());
-    Feed(cleared, 1, kOnTime);
-    EXPECT_THAT(Feed(cleared, 30, kLate).slow, IsEmpty());
+    //      early x 30   on time   early x 30; late and very late ones alike
+    for (const auto& [distance, most] : {std::pair{kEarly, 30}, {kLate, 30}, {kVeryLate, 10}}) {
+        FrameSource cleared;
+        cleared.First();
+        for (int i = 0; i < 2; ++i) {
+            const Anchored anchored = Feed(cleared, most, distance);
+            EXPECT_THAT(anchored.fast, IsEmpty());
+            EXPECT_THAT(anchored.slow, IsEmpty());
+            EXPECT_THAT(anchored.extraSlow, IsEmpty());
+            Feed(cleared, 1, kOnTime);
+        }
+    }
 
     //      very late x 10   late   very late (11th: extra-Slow)
     FrameSource kept;

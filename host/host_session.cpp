@@ -45,6 +45,7 @@ void HostSession::SessionEnded()
     parts.log.SetStatus("");
     missesInRow_ = 0;
     noFramesReported_ = false;
+    endIsOverdue_ = false;
     noFrames_.Over();
 }
 
@@ -182,6 +183,11 @@ void HostSession::FrameMissed()
         parts.log.Line(2, "waiting for frames: the camera is open, but " +
                               std::to_string(missesInRow_) +
                               " waits in a row brought no whole frame");
+    }
+    if (parts.signals.Terminating() && !endIsOverdue_) {
+        endIsOverdue_ = true;
+        parts.log.Line(2, "asked to end, but no frame comes that the driver could end with; "
+                          "another INT or TERM leaves at once");
     }
     ShowStatus(now);
     CheckExporter();

@@ -89,6 +89,7 @@ private:
     bool exportFailed_ = false;
     unsigned missesInRow_ = 0;
     bool noFramesReported_ = false;
+    bool endIsOverdue_ = false; ///< told that an asked end waits for a frame
     WaitNotice noFrames_;
 };
 

@@ -30,6 +30,7 @@ class Kvgrab : public testing::Test
 {
 protected:
     Kvgrab() { folder_.Write("net.toml", kSmallCamera); }
+    ~Kvgrab() override { fs::remove("/dev/shm" + memory_); }
 
     std::vector<std::string> Command(const std::vector<std::string>& more = {}) const
     {
@@ -201,7 +202,7 @@ TEST_F(Kvgrab, ASecondInterruptLeavesAtOnceWhileNoFramesCome)
     Program program(WithConfig(""), folder_.Path());
     ASSERT_TRUE(program.WaitFor("starting capture")) << program.Output();
     program.Signal(SIGINT);
-    usleep(100'000); // two of a kind that come together count as one
+    ASSERT_TRUE(program.WaitFor("another INT or TERM leaves at once")) << program.Output();
     program.Signal(SIGINT);
     EXPECT_EQ(program.Wait(), 130) << program.Output();
     EXPECT_FALSE(MemoryIsThere());

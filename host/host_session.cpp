@@ -33,6 +33,8 @@ HostSession* HostSession::Current()
 void HostSession::SessionBegins()
 {
     newSessionAsked_ = false;
+    terminateTaken_ = false;
+    keptFromGoingOn_ = false;
     frameLimit_ = 0;
     loopFrames_ = 0;
 }
@@ -240,6 +242,19 @@ int HostSession::Export(std::uint64_t timeUs)
 void HostSession::SignalAction(int action)
 {
     newSessionAsked_ = newSessionAsked_ || action == KvTd::kSignalReconfigure;
+    terminateTaken_ =
+        terminateTaken_ || action == KvTd::kSignalTerminate || action == KvTd::kSignalQuit;
+}
+
+void* HostSession::BufferForDriver(std::uint32_t index)
+{
+    if (!terminateTaken_ && !FrameCountReached()) {
+        return parts.memory.BufPtr(index);
+    }
+    keptFromGoingOn_ = true;
+    parts.log.Line(3, "the driver would go on for the dynamic look-up table; it gets no buffers, "
+                      "so that the session ends");
+    return nullptr;
 }
 
 } // namespace kvgrab

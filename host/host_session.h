@@ -68,6 +68,12 @@ public:
     int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag);
     int Export(std::uint64_t timeUs);
     void SignalAction(int action);
+    /** A frame buffer for the driver. None once it took the terminate or has grabbed all frames and
+     *  begins another loop all the same, as it does while the dynamic look-up table waits: without
+     *  buffers it ends the session. */
+    void* BufferForDriver(std::uint32_t index);
+    /** Whether the session ended because it got no more buffers. */
+    bool WasKeptFromGoingOn() const { return keptFromGoingOn_; }
 
     /** Of all transfers so far. */
     TransferCounts Transfers() const;
@@ -86,6 +92,8 @@ private:
     std::uint32_t frameLimit_ = 0; ///< of the loop that runs or ran last
     std::uint64_t loopFrames_ = 0;
     bool newSessionAsked_ = false;
+    bool terminateTaken_ = false;
+    bool keptFromGoingOn_ = false;
     bool exportFailed_ = false;
     unsigned missesInRow_ = 0;
     bool noFramesReported_ = false;

@@ -93,6 +93,9 @@ NextStep RunSessions(const SessionLoopParts& parts)
         host.SessionBegins();
         SessionOutcome outcome;
         outcome.driverCode = parts.runDriver();
+        if (outcome.driverCode == KvTd::kExitBuffers && host.WasKeptFromGoingOn()) {
+            outcome.driverCode = KvTd::kExitDone; // that it got no buffers was on purpose
+        }
         host.SessionEnded();
         outcome.terminating = host.parts.signals.Terminating();
         outcome.frameCountReached = host.FrameCountReached();

@@ -18,7 +18,7 @@ void KvGiMem__SetActFsize(std::uint32_t size)
 
 void* KvGiMem__GetBufPtr(std::uint32_t index)
 {
-    return Host().parts.memory.BufPtr(index);
+    return Host().BufferForDriver(index);
 }
 
 int KvGiMem__IsFactoryUsed(void)

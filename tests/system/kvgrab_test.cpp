@@ -243,6 +243,21 @@ TEST_F(Kvgrab, AppliesAChangedFileByItself)
     EXPECT_EQ(program.Wait(), 0);
 }
 
+TEST_F(Kvgrab, EndsWhileTheDynamicTableHoldsTheDriver)
+{
+    for (const bool counted : {false, true}) {
+        Program program(WithConfig("", {"--frames", counted ? "150" : "0"}), folder_.Path());
+        ASSERT_TRUE(program.WaitFor("Init timings")) << program.Output();
+        program.Signal(SIGUSR2);
+        ASSERT_TRUE(program.WaitFor("...Switching to 12-bit mode")) << program.Output();
+        ASSERT_TRUE(program.WaitFor("Use pixel format: 'MONO12PT'"));
+        if (!counted) {
+            program.Signal(SIGTERM);
+        }
+        EXPECT_EQ(program.Wait(), 0) << program.Output();
+    }
+}
+
 TEST_F(Kvgrab, GoesOnWhenTheDiskIsFullOrEndsAsConfigured)
 {
     // The folder is a file system of 1 MiB in a mount namespace of kvgrab's own. What is left there

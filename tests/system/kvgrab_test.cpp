@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <set>
 #include <sstream>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
@@ -270,7 +271,7 @@ TEST_F(Kvgrab, GoesOnWhenTheDiskIsFullOrEndsAsConfigured)
         for (const std::string& word : command) {
             line += " '" + word + "'";
         }
-        return Run({"/usr/bin/unshare", "-rm", "/bin/sh", "-c",
+        return Run({"/usr/bin/unshare", geteuid() == 0 ? "-m" : "-rm", "/bin/sh", "-c",
                     line + "; status=$?; ls full; exit $status"});
     };
     const int stopped = onFullDisk("stop");

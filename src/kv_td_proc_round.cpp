@@ -113,7 +113,9 @@ CCamProc::Round CCamProc::goodFrame(CExCam* cam, LoopRun& run, _tag_GEVBUF_ENTRY
     FrameTimes times;
     times.hostGotUs = hostGotUs;
     times.camTsUs = ProcFrameChunks(cam, frame);
-    times.firstTsUs = MicrosecondsOfTicks(TicksOf(frame), tickFrequency);
+    if (run.frames == 1) {
+        times.firstTsUs = MicrosecondsOfTicks(TicksOf(frame), tickFrequency);
+    }
     times.fps = fps;
     times.framePeriodUs = framePeriodUs;
     times.latencyUs = latencyUs;

@@ -28,7 +28,8 @@ namespace KvTd
 struct FrameTimes {
     std::uint64_t hostGotUs = 0; ///< host time at which the wait returned with it
     std::uint64_t camTsUs = 0;   ///< its camera time stamp
-    std::uint64_t firstTsUs = 0; ///< the same, or from the stamp's halves where the stamp is 0
+    std::uint64_t firstTsUs =
+        0; ///< first frame only: the same, or from the stamp's halves where the stamp is 0
     float fps = 0;
     std::uint32_t framePeriodUs = 0;
     std::uint32_t latencyUs = 0;

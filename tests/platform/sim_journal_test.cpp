@@ -84,6 +84,9 @@ TEST_F(SimJournal, OffItCostsNoAllocation)
         GevReleaseFrame(handle, frame);
     };
     round();
+    if (!rig::CountsAllocations()) {
+        GTEST_SKIP() << "sanitizers keep the allocator to themselves";
+    }
     const std::uint64_t before = rig::Allocations();
     for (int i = 0; i < 100; ++i) {
         round();

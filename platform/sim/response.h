@@ -5,6 +5,7 @@
  *  changed; never allocates after construction. */
 #pragma once
 
+#include "picture_job.h"
 #include "pixel_packing.h"
 
 #include <array>
@@ -13,13 +14,6 @@
 
 namespace sim
 {
-
-/** Light is linear; the brightest level just reaches white at the reference exposure, gain 1. */
-constexpr unsigned kLightBits = 12;
-constexpr std::uint16_t kLightMax = (1U << kLightBits) - 1;
-constexpr double kReferenceExposureUs = 10000;
-
-enum Channel : unsigned { kRed, kGreen, kBlue, kChannels };
 
 class Response
 {

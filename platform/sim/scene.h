@@ -7,28 +7,14 @@
  * and format has been painted. */
 #pragma once
 
+#include "picture_job.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
 
 namespace sim
 {
-
-/** Everything that a picture depends on. */
-struct PictureJob {
-    std::uint32_t sensorWidth = 0; ///< pixels
-    std::uint32_t sensorHeight = 0;
-    std::uint32_t offsetX = 0; ///< region on the sensor as it is read out, after reversal
-    std::uint32_t offsetY = 0;
-    std::uint32_t width = 0;
-    std::uint32_t height = 0;
-    std::uint32_t pixelFormat = 0; ///< GigE Vision code
-    bool reverseX = false;         ///< the region shows the mirrored sensor
-    bool reverseY = false;
-    std::uint32_t frameNumber = 0; ///< shown in the picture, moves the pattern
-    double exposureUs = 10000;
-    double gain = 1; ///< linear factor
-};
 
 class Scene
 {

@@ -4,6 +4,7 @@
 #include "gen_api.h"
 #include "gev_api.h"
 #include "kv_td_iobox.h"
+#include "kv_td_pins.h"
 #include "kv_td_types.h"
 
 #include <atomic>
@@ -102,6 +103,14 @@ public:
     int ExPropertySetEnaAutoPush(PropertyType type, bool enable);
     void ExPropertySetAutoOff(PropertyType type) { ExPropertySetEnaAutoPush(type, false); }
     void ExPropertySetAutoCont(PropertyType type) { ExPropertySetEnaAutoPush(type, true); }
+
+    // ---- output lines: kv_td_excam_lines.cpp, control thread ------------------------------------
+
+    /** Sets line 3 or 4 by the index of its set, 2 or 3: a strobe with the exposure, or off. A
+     * delay or width of 0xFFFFFFFF, outside the camera's limits, or a width of 0, is left as it is.
+     *  -1: another pin. Raises LogicalErrorException when a feature is missing. */
+    int ExSetLineModeOutStrobe(td_pins pin, bool onOff, bool polarity, std::uint32_t delayUs,
+                               std::uint32_t widthUs);
 
     // ---- fields -------------------------------------------------------------------------------
 

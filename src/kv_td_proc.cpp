@@ -9,7 +9,6 @@
 #include "kv_td_prof.h"
 #include "util/units.h"
 
-#include <cstdlib>
 #include <unistd.h>
 
 std::uint32_t KVSCUVAL::_s_valU32 = 0;
@@ -61,6 +60,7 @@ int CCamProc::ProcOnce(CExCam* cam, CBufferFactory* factory)
     reconfigState = 0;
     dynLut = nullptr;
     dynCdf = nullptr;
+    dynLutCount = 0;
     chunkMask = 0;
     loopRuns = 0;
     int rc = 0;
@@ -68,10 +68,7 @@ int CCamProc::ProcOnce(CExCam* cam, CBufferFactory* factory)
         ++loopRuns;
         rc = ProcLoop(cam, factory);
     } while (rc == 0 && (reconfigState == 6 || reconfigState == 7));
-    std::free(dynLut);
-    std::free(dynCdf);
-    dynLut = nullptr;
-    dynCdf = nullptr;
+    freeDynamLut();
     return rc;
 }
 

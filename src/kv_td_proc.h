@@ -79,10 +79,13 @@ public:
     int ProcParametrizeCamGamma(CExCam* cam, bool whileGrabbing, int lutResult,
                                 bool* captureRestart);
 
-    // ---- not there yet: they change nothing ---------------------------------------------------
-
-    void ProcParametrizeCamOutLines(CExCam* cam);
+    /** One step of the dynamic LUT, for each good frame: kv_td_proc_dynlut.cpp. */
     void ProcDynamLut(CExCam* cam);
+
+    // ---- IO box: kv_td_proc_lines.cpp ---------------------------------------------------------
+
+    /** Hands changed IO-box sets to the control thread. */
+    void ProcParametrizeCamOutLines(CExCam* cam);
 
     // ---- pixel format: kv_td_proc_format.cpp --------------------------------------------------
 
@@ -214,6 +217,14 @@ private:
     // kv_td_proc_auto.cpp
     static void switchAuto(CExCam* cam, PropertyType selector, std::uint32_t mode,
                            std::int32_t& state);
+
+    // kv_td_proc_dynlut.cpp
+    bool calculateDynamLut(const LogSite& site, CExCam* cam);
+    void freeDynamLut();
+    void takeUpDynamLutRequest();
+
+    // kv_td_proc_lines.cpp
+    static bool takeOverSet(const LogSite& site, CExCam* cam, int i);
 
     // kv_td_proc_aoi.cpp
     struct AoiAxis {

@@ -210,10 +210,4 @@ void CCamProc::reportNewSettings(const LogSite& site)
     }
 }
 
-// ---- handlers that are not there yet: they keep their place in the order ------------------------
-
-void CCamProc::ProcParametrizeCamOutLines(CExCam*) {}
-
-void CCamProc::ProcDynamLut(CExCam*) {}
-
 } // namespace KvTd

@@ -109,6 +109,7 @@ CCamProc::Round CCamProc::goodFrame(CExCam* cam, LoopRun& run, _tag_GEVBUF_ENTRY
     currImage = frame->address;
     ProcSignalUsr(run.frames);
     ProcDynamLut(cam);
+    takeUpDynamLutRequest();
 
     FrameTimes times;
     times.hostGotUs = hostGotUs;

@@ -129,6 +129,8 @@ log3 kv_td_proc:ProcParametrizeCamAutoFunc:   Autofunc settings skipped for "Exp
 host KvGiMainCtx__GetGamma()
 log3 kv_td_proc:ProcParametrizeCamGamma: Gamma settings handler entry val: Gamma -1.000000
 log3 kv_td_proc:ProcParametrizeCamGamma:   Gamma config is skipped
+host KvGiMainCtx__GetIoboxNum()
+log3 kv_td_proc:ProcParametrizeCamOutLines: IoBox settings handler entry: numCfg 0 (allowed cfg? - "YES")
 log3 kv_td_proc:ProcParametrizeCam: ~~ Camera Device New Settings ~~
 log3 kv_td_proc:ProcParametrizeCam: ~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~
 log3 kv_td_proc:ProcParametrizeCam: ROI OffsX x OffsY   : 0 x 0
@@ -337,5 +339,7 @@ log3 kv_td_proc:ProcParametrizeCamAutoFunc:   Autofunc settings skipped for "Exp
 host KvGiMainCtx__GetGamma()
 log3 kv_td_proc:ProcParametrizeCamGamma: Gamma settings handler entry val: Gamma -1.000000
 log3 kv_td_proc:ProcParametrizeCamGamma:   Gamma config is skipped
+host KvGiMainCtx__GetIoboxNum()
+log3 kv_td_proc:ProcParametrizeCamOutLines: IoBox settings handler entry: numCfg 0 (allowed cfg? - "YES")
 )");
 }

@@ -44,6 +44,8 @@ log3 kv_td_proc:KvTdProc: KvTdProc entry: mode=0
 gev GevGetCameraInterfaceOptions()=0
 host KvGiMainCtx__GetDatachunk()
 gev GevSetCameraInterfaceOptions()=0
+log3 kv_td_cthr:CtrlThreadStart: grab ctrl thread default: policy=0 prio=0
+log3 kv_td_cthr:CtrlThreadStart: Creating ctrl thread...
 log3 kv_td_proc:ProcOnce: Using device Model:Simulated-M Serial:S0000001
 host KvGiMainCtx__GetFnum()
 )");

@@ -70,6 +70,8 @@ log3 kv_td_proc:ProcParametrizeCamAutoFunc:   Autofunc settings skipped for "Exp
 host KvGiMainCtx__GetGamma()
 log3 kv_td_proc:ProcParametrizeCamGamma: Gamma settings handler entry val: Gamma -1.000000
 log3 kv_td_proc:ProcParametrizeCamGamma:   Gamma config is skipped
+host KvGiMainCtx__GetIoboxNum()
+log3 kv_td_proc:ProcParametrizeCamOutLines: IoBox settings handler entry: numCfg 0 (allowed cfg? - "YES")
 host KvUtl__TimeValDiff()
 log3 kv_td_proc:ProcSignal: ...done, spent 0us
 )");

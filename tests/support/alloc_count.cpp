@@ -1,7 +1,6 @@
 #include "alloc_count.h"
 
 #include <atomic>
-#include <cstddef>
 
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 #define RIG_SANITIZED 1
@@ -13,6 +12,7 @@
 
 static std::atomic<std::uint64_t> allocations{0};
 static thread_local std::uint64_t allocationsOfThisThread = 0;
+static std::atomic<std::size_t> refusedSize{0};
 
 namespace rig
 {
@@ -36,6 +36,11 @@ std::uint64_t AllocationsOfThisThread()
     return allocationsOfThisThread;
 }
 
+void RefuseAllocationsOf(std::size_t bytes)
+{
+    refusedSize = bytes;
+}
+
 } // namespace rig
 
 #ifndef RIG_SANITIZED
@@ -55,7 +60,7 @@ void* __libc_realloc(void* block, std::size_t size);  // NOLINT(bugprone-reserve
 void* malloc(std::size_t size)
 {
     Count();
-    return __libc_malloc(size);
+    return size != 0 && size == refusedSize ? nullptr : __libc_malloc(size);
 }
 
 void* calloc(std::size_t n, std::size_t size)

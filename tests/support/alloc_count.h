@@ -1,6 +1,7 @@
-/** Counts heap allocations, those of the libraries included. */
+/** Counts heap allocations, those of the libraries included, and refuses some. */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 namespace rig
@@ -12,5 +13,8 @@ bool CountsAllocations();
 std::uint64_t Allocations();
 /** Allocations of the calling thread since it began. */
 std::uint64_t AllocationsOfThisThread();
+
+/** From now on malloc refuses blocks of exactly this size; 0: none. Nothing in sanitizer builds. */
+void RefuseAllocationsOf(std::size_t bytes);
 
 } // namespace rig

@@ -4,6 +4,8 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <mutex>
+#include <pthread.h>
 
 namespace rig
 {
@@ -24,6 +26,23 @@ static std::string Format(const char* format, va_list arguments)
     vsnprintf(text, sizeof text, format, arguments);
     return text;
 }
+
+namespace
+{
+
+class HoldCancellation
+{
+public:
+    HoldCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+    ~HoldCancellation() { pthread_setcancelstate(before_, nullptr); }
+    HoldCancellation(const HoldCancellation&) = delete;
+    HoldCancellation& operator=(const HoldCancellation&) = delete;
+
+private:
+    int before_ = PTHREAD_CANCEL_ENABLE;
+};
+
+} // namespace
 
 FakeHost::FakeHost()
 {
@@ -328,8 +347,11 @@ void KvGi__CalcLutDynam(void*, std::uint32_t width, std::uint32_t height, std::u
     Host().Called("KvGi__CalcLutDynam", "%u, %u, %u, %u", width, height, lineLength, bits);
 }
 
-void KvGi__GetLutDynam(std::uint8_t bits, void*, int outBits, void*)
+void KvGi__GetLutDynam(std::uint8_t bits, void*, int outBits, void* lut)
 {
+    if (Host().dynamicLut) {
+        Host().dynamicLut(bits, static_cast<std::uint16_t*>(lut));
+    }
     Host().Called("KvGi__GetLutDynam", "%u, %i", bits, outBits);
 }
 
@@ -395,6 +417,13 @@ void KvUtl__UpdateGrabState(int state)
 
 void LogWrite(const char* sourceFile, int, const char* function, int level, const char* format, ...)
 {
+    if (Host().onLog) {
+        Host().onLog(format);
+    }
+    // Both threads of a session come here, and the control thread may be cancelled on its way.
+    static std::mutex mutex;
+    const rig::HoldCancellation hold;
+    const std::lock_guard lock(mutex);
     ++Host().logLines;
     if (!Host().recording) {
         return;

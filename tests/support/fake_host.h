@@ -80,9 +80,14 @@ public:
     int reconfigResult = 0;
     int reconfigFlag = 0;
     int dynConfig = 0;
+    /** Fills a dynamic table of 2^bits entries. */
+    std::function<void(std::uint8_t bits, std::uint16_t* lut)> dynamicLut;
     /** Runs at each call, by the service's name, before it answers: to set the clock, to add a
      *  fault, to change the configuration. Not for log lines. */
     std::function<void(std::string_view)> onCall;
+
+    /** Runs at each log line, by its format, on the thread that writes it. */
+    std::function<void(std::string_view)> onLog;
 
     // ---- what came ----------------------------------------------------------------------------
     bool recording = true;            ///< off: nothing is written down, and nothing allocated

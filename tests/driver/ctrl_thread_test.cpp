@@ -1,0 +1,352 @@
+#include "kv_td_cthr.h"
+#include "kv_td_pins.h"
+#include "quick_thread.h"
+#include "rig.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+#include <unistd.h>
+
+using namespace KvTd;
+using namespace rig;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace
+{
+
+constexpr std::uint32_t kUnset = 0xFFFFFFFF;
+
+/** A set that waits to be applied. */
+IoBoxSet Waiting(int mode, int source, int invert, std::uint32_t param0, std::uint32_t param1)
+{
+    IoBoxSet set;
+    set.mode = static_cast<std::uint8_t>(mode);
+    set.source = static_cast<std::uint8_t>(source);
+    set.invert = static_cast<std::uint8_t>(invert);
+    set.param0 = param0;
+    set.param1 = param1;
+    set.applyPending = true;
+    return set;
+}
+
+/** Gives way until it is so; a test that waits for ever is ended by its time-out. */
+template <class Condition> void Await(Condition condition)
+{
+    while (!condition()) {
+        std::this_thread::yield();
+    }
+}
+
+std::size_t ThreadsOfThisProcess()
+{
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+bool Logged(const char* part)
+{
+    return Count(Rig::Logs(), part) > 0;
+}
+
+class ThreadRig : public Rig
+{
+public:
+    explicit ThreadRig(const sim::CameraSetup& setup = SmallCamera()) : Rig(setup)
+    {
+        Open();
+        QuickThread::allowed = true;
+    }
+};
+
+} // namespace
+
+// ---- the apply pass ----------------------------------------------------------------------------
+
+TEST(Strobe, IsAppliedBySetIndexWithItsPolarity)
+{
+    Rig rig;
+    CExCam& cam = rig.Open();
+    cam.lineStates[0] = Waiting(1, 2, 1, 5, 6); // an input line: refused, and idle again
+    cam.lineStates[2] = Waiting(1, 2, 2, 100, 500);
+    cam.lineStates[3] = Waiting(2, 3, 1, 7, kUnset); // not an output
+    EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
+    EXPECT_EQ(Story(Rig::Of({"log", "cam"})), R"(
+log4 kv_td_cthr:DoGpioCfg: IoBox configuration apply handler entry
+log3 kv_td_cthr:DoGpioCfg:  Cfg IoBox set 0: Pin 0, Mod 1, Src 2, Inv 1 (param[0]=0x5, param[1]=0x6)
+log2 kv_td_excam:ExSetLineModeOutStrobe: The input parameter (pin=0) is not supported for output configuration
+log3 kv_td_cthr:DoGpioCfg:  Cfg IoBox set 2: Pin 2, Mod 1, Src 2, Inv 2 (param[0]=0x64, param[1]=0x1F4)
+cam LineSelector=Line3
+cam outputLineSource=ExposureActive
+cam LineInverter=false
+cam outputLinePulseDelay=100
+cam outputLinePulseDuration=500
+log3 kv_td_excam:ExSetLineModeOutStrobe: ### set strobe on pin 2: onOff=1 polarity=0 (delay=100us, width=500us) ###
+log3 kv_td_cthr:DoGpioCfg:  Cfg IoBox set 3: Pin 3, Mod 2, Src 3, Inv 1 (param[0]=0x7, param[1]=0xFFFFFFFF)
+cam LineSelector=Line4
+cam outputLineSource=Off
+log3 kv_td_excam:ExSetLineModeOutStrobe: ### set strobe on pin 3: onOff=0 polarity=1 (delay=7us, width=4294967295us) ###
+)");
+    EXPECT_EQ(cam.lineStates[2].appliedLimitUs, kUnset);
+    EXPECT_EQ(cam.lineStates[3].appliedLimitUs, 0U) << "no width, no limit";
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_TRUE(cam.lineStates[i].ready) << i;
+        EXPECT_FALSE(cam.lineStates[i].applyPending) << i;
+    }
+    EXPECT_FALSE(cam.gpioActivity);
+}
+
+TEST(Strobe, WidthKeepsToTheLimit)
+{
+    Rig rig;
+    CExCam& cam = rig.Open();
+    cam.pulseLimitUs = 300;
+    for (const auto& [width, used] : {std::pair{299U, 299U}, {300U, 300U}, {301U, 300U}}) {
+        cam.lineStates[2] = Waiting(1, 3, 1, kUnset, width);
+        CCamCtrlThread::DoGpioCfg(&cam);
+        EXPECT_EQ(Rig::Of("cam").back(), "outputLinePulseDuration=" + std::to_string(used));
+        EXPECT_EQ(cam.lineStates[2].appliedLimitUs, 300U);
+    }
+    cam.lineStates[2] = Waiting(1, 1, 1, kUnset, 5); // off: no strobe, no limit taken over
+    CCamCtrlThread::DoGpioCfg(&cam);
+    EXPECT_EQ(cam.lineStates[2].appliedLimitUs, 0U);
+    EXPECT_EQ(Rig::Of("cam").back(), "outputLineSource=Off");
+}
+
+TEST(GpioCmd, IsQueuedAndMakesTheAwaitedInputBusy)
+{
+    Rig rig;
+    CExCam& cam = rig.Open();
+    cam.lineStates[1] = Waiting(2, 5, 2, 250, 9);
+    EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
+    EXPECT_EQ(cam.gpioInputSet, 1);
+    EXPECT_TRUE(cam.lineStates[1].cmdInverted);
+    EXPECT_FALSE(cam.lineStates[1].ready);
+    cam.lineStates[1].ready = true;
+    cam.gpioCmdDone = true;
+    cam.lineStates[0] = Waiting(1, 5, 1, 32, 914);
+    EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
+    EXPECT_EQ(Story(Rig::Logs()), R"(
+4 DoGpioCfg: IoBox configuration apply handler entry
+3 DoGpioCfg:  Cfg IoBox set 1: user input with timeout '250' (0x000000FA) us
+4 DoGpioCfg: IoBox configuration apply handler entry
+3 DoGpioCfg:  Cfg IoBox set 0: enqueue gpio cmd '914' (0x00000392)
+)");
+    const IoBoxSet& set = cam.lineStates[0];
+    EXPECT_EQ(set.pendingCmd, 914U);
+    EXPECT_EQ(set.cmdBitCount, 32);
+    EXPECT_EQ(set.cmdBitsLeft, 32);
+    EXPECT_TRUE(set.cmdActive);
+    EXPECT_FALSE(set.cmdInverted);
+    EXPECT_FALSE(set.ready);
+    EXPECT_FALSE(cam.lineStates[1].ready);
+    EXPECT_TRUE(cam.gpioActivity);
+    EXPECT_FALSE(cam.gpioCmdDone);
+    EXPECT_EQ(cam.gpioCmdValue, 914U);
+    EXPECT_THAT(Rig::Of("cam"), IsEmpty());
+}
+
+TEST(GpioCmd, SecondOneWaitsBehindTheFirst)
+{
+    Rig rig;
+    CExCam& cam = rig.Open();
+    cam.lineStates[0] = Waiting(1, 5, 1, 8, 3);
+    EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
+    cam.lineStates[0].param1 = 4;
+    cam.lineStates[0].applyPending = true;
+    for (int pass = 0; pass < 2; ++pass) {
+        EXPECT_FALSE(CCamCtrlThread::DoGpioCfg(&cam));
+        EXPECT_EQ(Rig::Logs().back(), "2 DoGpioCfg:  Cfg IoBox set 0: prev cmd ('3' 0x00000003) "
+                                      "sending is active, skip cmd '4' (0x00000004)");
+        EXPECT_TRUE(cam.lineStates[0].applyPending);
+        EXPECT_FALSE(cam.lineStates[0].ready);
+        EXPECT_EQ(cam.gpioCmdValue, 3U);
+    }
+    cam.lineStates[0].mode = 2; // an input takes the place of both
+    EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
+    EXPECT_EQ(cam.lineStates[0].pendingCmd, kUnset);
+    EXPECT_EQ(cam.gpioInputSet, 0);
+    cam.lineStates[0].mode = 7; // and nothing the place of the input
+    cam.lineStates[0].applyPending = true;
+    EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
+    EXPECT_EQ(cam.gpioInputSet, -1);
+}
+
+TEST(GpioCmd, WithoutLengthOrValueIsDropped)
+{
+    Rig rig;
+    CExCam& cam = rig.Open();
+    for (const auto& [bits, value] : {std::pair{0U, 1U}, {33U, 1U}, {kUnset, 1U}, {8U, kUnset}}) {
+        cam.lineStates[2] = Waiting(1, 5, 1, bits, value);
+        EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
+        EXPECT_EQ(cam.lineStates[2].pendingCmd, kUnset);
+        EXPECT_TRUE(cam.lineStates[2].ready);
+        EXPECT_FALSE(cam.lineStates[2].applyPending);
+    }
+    EXPECT_EQ(Rig::Logs().size(), 4U) << "entry lines";
+}
+
+TEST(GpioCmd, FixedUserOutputIsPrepared)
+{
+    Rig rig;
+    CExCam& cam = rig.Open();
+    EXPECT_EQ(CCamCtrlThread::ConfigureLineUserOutput(&cam, static_cast<td_pins>(4), 2), -1);
+    EXPECT_FALSE(cam.ioboxApplyReq);
+    EXPECT_EQ(CCamCtrlThread::ConfigureLineUserOutput(&cam, static_cast<td_pins>(3), 2), 0);
+    EXPECT_EQ(Rig::Logs().back(), "3 ConfigureLineUserOutput: ***** Opening GPIO line from ctrl "
+                                  "thread: rc=0 *********");
+    EXPECT_TRUE(cam.ioboxApplyReq);
+    EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
+    EXPECT_EQ(cam.lineStates[3].pendingCmd, 914U);
+    EXPECT_EQ(cam.lineStates[3].cmdBitCount, 10);
+    EXPECT_TRUE(cam.lineStates[3].cmdInverted);
+}
+
+// ---- the thread --------------------------------------------------------------------------------
+
+TEST(CtrlThread, AppliesSetsAndEndsWhenAsked)
+{
+    ThreadRig rig;
+    CExCam& cam = rig.Cam();
+    {
+        CCamCtrlThread thread;
+        cam.gpioInputValue = 7;
+        cam.gpioInputSet = 2;
+        thread.CtrlThreadStart(&cam);
+        EXPECT_EQ(cam.gpioInputValue, 0U);
+        Await([&] { return static_cast<bool>(cam.ctrlThreadRunning); });
+        rig.host.ioboxes = {{TD_PIN_OUT1, 1, 2, 1, {100, 500}}};
+        rig.proc.ProcParametrizeCamOutLines(&cam);
+        Await([&] { return !cam.ioboxApplyReq; });
+    }
+    EXPECT_FALSE(cam.ctrlThreadRunning);
+    EXPECT_FALSE(cam.ctrlThreadStopReq) << "taken by the thread";
+    EXPECT_EQ(cam.gpioInputSet, -1);
+    EXPECT_THAT(Rig::Of("cam"), testing::Contains("outputLinePulseDuration=500"));
+    const Texts logs = Rig::Logs();
+    EXPECT_EQ(logs[0], "3 CtrlThreadStart: grab ctrl thread default: policy=0 prio=0");
+    EXPECT_EQ(logs[1], "3 CtrlThreadStart: Creating ctrl thread...");
+    EXPECT_EQ(Count(logs, "3 CtrlThreadStart: grab ctrl thread new: policy="), 1U);
+    EXPECT_EQ(Count(logs, "3 CtrlThreadFunc: starting device detach ctrl thread (PID "), 1U);
+    EXPECT_EQ(Count(logs, "3 ~CCamCtrlThread: Stopping grab ctrl thread..."), 1U);
+    EXPECT_EQ(Count(logs, "Cancelling"), 0U);
+    EXPECT_EQ(logs.back(), "3 CtrlThreadFunc: ctrl thread loop is done");
+}
+
+TEST(CtrlThread, DetachmentEndsItAlone)
+{
+    ThreadRig rig;
+    CExCam& cam = rig.Cam();
+    {
+        CCamCtrlThread thread;
+        thread.CtrlThreadStart(&cam);
+        Await([] { return Logged("5 CtrlThreadFunc: ctrl thread is checking cam"); });
+        sim::SetAttached("S0000001", false);
+        Await([&] { return !cam.ctrlThreadRunning; });
+        EXPECT_FALSE(cam.ctrlThreadStopReq);
+    }
+    EXPECT_THAT(Between(Rig::Logs(), "device detach is", "done"),
+                ElementsAre("3 CtrlThreadFunc: device detach is detected by ctrl thread...",
+                            "3 CtrlThreadFunc: ctrl thread loop is done"));
+    EXPECT_EQ(Count(Rig::Logs("~CCamCtrlThread"), ""), 0U) << "a later end only joins";
+}
+
+TEST(CtrlThread, NotCreatedIsNotReported)
+{
+    Rig rig;
+    CExCam& cam = rig.Open();
+    {
+        const CCamCtrlThread neverStarted;
+        CCamCtrlThread thread;
+        thread.CtrlThreadStart(&cam);
+        EXPECT_TRUE(cam.ctrlThreadStarted);
+    }
+    EXPECT_THAT(Rig::Logs(),
+                ElementsAre("3 CtrlThreadStart: grab ctrl thread default: policy=0 prio=0",
+                            "3 CtrlThreadStart: Creating ctrl thread..."));
+    EXPECT_FALSE(cam.ctrlThreadRunning);
+}
+
+TEST(CtrlThread, StopBeforeItRuns)
+{
+    ThreadRig rig;
+    const std::size_t threads = ThreadsOfThisProcess();
+    for (int i = 0; i < 1000; ++i) {
+        CCamCtrlThread thread;
+        thread.CtrlThreadStart(&rig.Cam()); // and away, running or not
+    }
+    EXPECT_EQ(QuickThread::created, 1000);
+    EXPECT_EQ(ThreadsOfThisProcess(), threads);
+    EXPECT_EQ(Count(Rig::Logs(), "CtrlThreadFunc: starting"), 1000U);
+}
+
+TEST(CtrlThread, ThatDoesNotEndIsCancelled)
+{
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer takes a cancelled thread's stack for a dead one";
+#endif
+    ThreadRig rig;
+    std::atomic<bool> stuck = false;
+    rig.host.onLog = [&](std::string_view format) {
+        while (format == "ctrl thread is checking cam") {
+            stuck = true;
+            usleep(1000);
+        }
+    };
+    {
+        CCamCtrlThread thread;
+        thread.CtrlThreadStart(&rig.Cam());
+        Await([&] { return stuck.load(); });
+    }
+    EXPECT_EQ(Count(Rig::Logs(), "Stopping"), 1U);
+    EXPECT_EQ(Rig::Logs().back(), "3 ~CCamCtrlThread: Cancelling grab ctrl thread...");
+    EXPECT_TRUE(rig.Cam().ctrlThreadRunning) << "it could not tell any more";
+}
+
+TEST(CtrlThread, MissingFeatureEndsTheProcess)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    sim::CameraSetup setup = SmallCamera();
+    setup.missing = {"LineInverter"};
+    const auto apply = [&] {
+        ThreadRig rig(setup);
+        CCamCtrlThread thread;
+        thread.CtrlThreadStart(&rig.Cam());
+        rig.host.ioboxes = {{TD_PIN_OUT1, 1, 2, 1, {100, 500}}};
+        rig.proc.ProcParametrizeCamOutLines(&rig.Cam());
+        Await([] { return false; });
+    };
+    EXPECT_DEATH(apply(), "");
+}
+
+TEST(CtrlThread, WholeSessionWithChangesDetachmentAndReturn)
+{
+    ThreadRig rig;
+    rig.host.ioboxes = {{TD_PIN_OUT1, 1, 2, 1, {100, 500}}, {TD_PIN_OUT2, 1, 3, 2, {1, 2}}};
+    std::uint32_t frames = 0;
+    rig.host.onCall = [&](std::string_view service) {
+        if (service != "KvGi__HaltStop") {
+            return;
+        }
+        ++frames;
+        rig.host.dynConfig = frames % 3 == 0 ? 1 : 0;
+        rig.host.ioboxes[0].parameters[0] = frames;
+        if (frames == 20 || frames == 40) { // real time passes until the change is taken
+            Await([&] { return !rig.Cam().ioboxApplyReq; });
+        }
+        if (frames == 40) {
+            sim::SetAttached("S0000001", false);
+        }
+    };
+    EXPECT_EQ(KvTdProc(&rig.Cam()), kExitGrabbing) << "the temperature can't be read any more";
+    EXPECT_EQ(frames, 40U);
+    EXPECT_FALSE(rig.Cam().ctrlThreadRunning);
+    sim::SetAttached("S0000001", true);
+    rig.host.fnum = 5;
+    EXPECT_EQ(KvTdProc(&rig.Cam()), 0);
+    EXPECT_EQ(QuickThread::created, 2);
+}

@@ -12,6 +12,9 @@ HostSession* current = nullptr;
 constexpr int kWaitsForFrames = 1;
 /** Rounds without a frame, in a row, before the user is told: a single lost frame is no news. */
 constexpr unsigned kMissesToTell = 3;
+/** Loops that the driver may begin when it should end: a dynamic look-up table needs five, of one
+ *  frame each. */
+constexpr unsigned kLoopsPastTheEnd = 8;
 
 } // namespace
 
@@ -36,7 +39,9 @@ void HostSession::SessionBegins()
     terminateTaken_ = false;
     keptFromGoingOn_ = false;
     frameLimit_ = 0;
-    loopFrames_ = 0;
+    sessionFrames_ = 0;
+    loopsPastTheEnd_ = 0;
+    dynamicLut.Forget();
 }
 
 void HostSession::SessionEnded()
@@ -53,7 +58,7 @@ void HostSession::SessionEnded()
 
 bool HostSession::FrameCountReached() const
 {
-    return frameLimit_ != 0 && loopFrames_ >= frameLimit_ && !newSessionAsked_;
+    return frameLimit_ != 0 && sessionFrames_ >= frameLimit_ && !newSessionAsked_;
 }
 
 void HostSession::ReportWarnings(const ConfigStore::Result& result)
@@ -84,6 +89,7 @@ int HostSession::Reconfigure(int* flag)
     parts.log.SetLevel(parts.config.Current().log.level);
     parts.log.Line(3, "the configuration file was read again");
     ReportWarnings(result);
+    ForgetTableIfChanged(result.changes);
     if (!result.changes.newSession.empty()) {
         *flag = 1;
         parts.log.Line(3, "a new device session is needed, because these changed: " +
@@ -113,12 +119,26 @@ int HostSession::CheckDynamic()
         return 0;
     }
     ReportWarnings(*news);
+    ForgetTableIfChanged(news->changes);
     parts.log.Line(3, "the configuration file changed, applying: " + Listed(news->changes.dynamic));
     return 1;
 }
 
+/** The driver writes another table, or switches gamma: the dynamic one is gone. */
+void HostSession::ForgetTableIfChanged(const ConfigChanges& changes)
+{
+    for (const std::string& table : changes.dynamic) {
+        if (table == "lut" || table == "gamma") {
+            dynamicLut.Forget();
+        }
+    }
+}
+
 void HostSession::PrepareMemory(std::uint32_t size)
 {
+    if (terminateTaken_ || FrameCountReached()) {
+        ++loopsPastTheEnd_;
+    }
     if (!parts.memory.Init(size, parts.config.Buffers())) {
         parts.log.Line(1, "no frame memory: " + parts.memory.Error());
         return;
@@ -137,7 +157,6 @@ void HostSession::GrabbingBegins()
 {
     grabbing_ = true;
     frameLimit_ = parts.config.Current().session.frames;
-    loopFrames_ = 0;
 }
 
 void HostSession::GrabbingEnds()
@@ -162,7 +181,7 @@ void HostSession::FrameGrabbed(float temperature)
     const std::int64_t now = parts.monotonicNs();
     parts.signals.RoundHadFrame();
     parts.memory.CountRound();
-    ++loopFrames_;
+    ++sessionFrames_;
     progress.FrameGrabbed(now, temperature);
     if (noFramesReported_) {
         parts.log.Line(2, "frames are coming again");
@@ -246,14 +265,23 @@ void HostSession::SignalAction(int action)
         terminateTaken_ || action == KvTd::kSignalTerminate || action == KvTd::kSignalQuit;
 }
 
+std::uint32_t HostSession::FramesToGrab() const
+{
+    const std::uint32_t limit = parts.config.Current().session.frames;
+    if (limit == 0 || sessionFrames_ < limit) {
+        return limit == 0 ? 0 : limit - static_cast<std::uint32_t>(sessionFrames_);
+    }
+    return 1; // the least that a loop can be asked for
+}
+
 void* HostSession::BufferForDriver(std::uint32_t index)
 {
-    if (!terminateTaken_ && !FrameCountReached()) {
+    if (loopsPastTheEnd_ <= kLoopsPastTheEnd) {
         return parts.memory.BufPtr(index);
     }
     keptFromGoingOn_ = true;
-    parts.log.Line(3, "the driver would go on for the dynamic look-up table; it gets no buffers, "
-                      "so that the session ends");
+    parts.log.Line(2, "the driver goes on although it should end; it gets no buffers, so that the "
+                      "session ends");
     return nullptr;
 }
 

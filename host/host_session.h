@@ -5,6 +5,7 @@
 #pragma once
 
 #include "config_store.h"
+#include "dynamic_lut.h"
 #include "export/exporter.h"
 #include "frame_memory.h"
 #include "log.h"
@@ -68,9 +69,11 @@ public:
     int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag);
     int Export(std::uint64_t timeUs);
     void SignalAction(int action);
-    /** A frame buffer for the driver. None once it took the terminate or has grabbed all frames and
-     *  begins another loop all the same, as it does while the dynamic look-up table waits: without
-     *  buffers it ends the session. */
+    /** Frames that the next loop of this device session is to grab; 0: no limit. */
+    std::uint32_t FramesToGrab() const;
+    /** A frame buffer for the driver. When it took the terminate or has grabbed all frames it may
+     *  begin some more loops, to bring the dynamic look-up table to an end; then it gets none, and
+     *  without buffers it ends the session. */
     void* BufferForDriver(std::uint32_t index);
     /** Whether the session ended because it got no more buffers. */
     bool WasKeptFromGoingOn() const { return keptFromGoingOn_; }
@@ -81,16 +84,19 @@ public:
     HostParts parts;
     Scenario scenario;
     Progress progress;
+    DynamicLut dynamicLut;
     int grabState = 0; ///< as the driver reported it last
 
 private:
     void ShowStatus(std::int64_t nowNs);
     void CheckExporter();
+    void ForgetTableIfChanged(const ConfigChanges& changes);
 
     TransferCounts finishedTransfers_;
     bool grabbing_ = false;
-    std::uint32_t frameLimit_ = 0; ///< of the loop that runs or ran last
-    std::uint64_t loopFrames_ = 0;
+    std::uint32_t frameLimit_ = 0; ///< of the device session
+    std::uint64_t sessionFrames_ = 0;
+    unsigned loopsPastTheEnd_ = 0;
     bool newSessionAsked_ = false;
     bool terminateTaken_ = false;
     bool keptFromGoingOn_ = false;

@@ -60,17 +60,21 @@ void KvGi__CommTriggerAll(std::uint64_t timeUs, std::uint32_t latencyUs, std::ui
     Host().parts.memory.Announce(timeUs, latencyUs, exposureUs);
 }
 
-void KvGi__CalcLutDynam(void*, std::uint32_t, std::uint32_t, std::uint32_t, std::uint8_t bits,
-                        void* cdf)
+void KvGi__CalcLutDynam(void* image, std::uint32_t width, std::uint32_t height,
+                        std::uint32_t lineLength, std::uint8_t bits, void* cdf)
 {
-    Host().parts.log.Line(2, "the dynamic look-up table is not there yet: the picture is not "
-                             "looked at, and the table that follows changes nothing");
-    kvgrab::FillEmptyStatistics(bits, static_cast<std::uint32_t*>(cdf));
+    kvgrab::CountLevels({.layout = kvgrab::LayoutOfCodec(Host().scenario.codec),
+                         .image = image,
+                         .width = width,
+                         .height = height,
+                         .lineLength = lineLength},
+                        bits, static_cast<std::uint32_t*>(cdf));
 }
 
-void KvGi__GetLutDynam(std::uint8_t bits, void*, int outBits, void* lut)
+void KvGi__GetLutDynam(std::uint8_t bits, void* cdf, int outBits, void* lut)
 {
-    kvgrab::FillIdentityTable(bits, outBits, static_cast<std::uint16_t*>(lut));
+    Host().dynamicLut.MakeTable(bits, static_cast<const std::uint32_t*>(cdf), outBits,
+                                static_cast<std::uint16_t*>(lut));
 }
 
 } // extern "C"

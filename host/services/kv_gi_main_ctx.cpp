@@ -178,7 +178,7 @@ int KvGiMainCtx__GetTsadjns(void)
 
 std::uint32_t KvGiMainCtx__GetFnum(void)
 {
-    return Configured().session.frames;
+    return Host().FramesToGrab();
 }
 
 std::uint32_t KvGiMainCtx__GetBnum(void)

@@ -1,7 +1,6 @@
 // The services as the driver calls them.
 
 #include "camera_table.h"
-#include "dynamic_lut.h"
 #include "host_session.h"
 #include "kv_host_services.h"
 
@@ -176,37 +175,6 @@ TEST_F(Services, TimeDifferenceIsNormalised)
         EXPECT_EQ(difference->tv_sec, c.difference.tv_sec);
         EXPECT_EQ(difference->tv_usec, c.difference.tv_usec);
     }
-}
-
-/** Entry `i` of the 256 that the driver makes of 128 knots. */
-unsigned Interpolated(const std::uint16_t* knots, unsigned i)
-{
-    const unsigned k = i / 2;
-    const unsigned value = i % 2 == 0 || k == 127 ? knots[k] : (knots[k] + knots[k + 1]) / 2U;
-    return (value + 8) >> 4;
-}
-
-TEST(DynamicLut, StandInChangesNothingAndStaysInBounds)
-{
-    for (const unsigned bits : {8U, 12U, 16U}) {
-        const std::size_t entries = std::size_t{1} << bits;
-        std::vector<std::uint16_t> lut(entries + 1, 0xABCD);
-        FillIdentityTable(bits, 12, lut.data());
-        EXPECT_EQ(lut[entries], 0xABCD) << "nothing beyond the table";
-        lut.pop_back();
-        EXPECT_LE(*std::max_element(lut.begin(), lut.end()), 4087);
-        for (unsigned i = 0; i < 255; ++i) {
-            const unsigned entry =
-                bits == 12 ? (lut[16 * i] + 8U) >> 4 : Interpolated(lut.data(), i);
-            ASSERT_EQ(entry, i) << bits;
-        }
-        std::vector<std::uint32_t> cdf(entries + 1, 7);
-        FillEmptyStatistics(bits, cdf.data());
-        EXPECT_EQ(cdf[entries], 7U);
-        EXPECT_EQ(cdf[entries - 1], 0U);
-    }
-    FillIdentityTable(8, 12, nullptr);
-    FillEmptyStatistics(40, nullptr);
 }
 
 TEST(CameraTable, SaysWhichCamerasTheDriverTakes)

@@ -148,7 +148,7 @@ TEST(SessionLoop, WaitsForACameraAndSaysSoOnce)
     EXPECT_THAT(log, HasSubstr("none of the cameras is the one"));
 }
 
-TEST(SessionLoop, FrameCountOfTheLastLoopDecides)
+TEST(SessionLoop, FrameCountIsThatOfADeviceSession)
 {
     Loop loop;
     loop.sessions = {[&loop] {
@@ -157,12 +157,15 @@ TEST(SessionLoop, FrameCountOfTheLastLoopDecides)
                          return 0;
                      },
                      [&loop] {
-                         loop.Grab(2); // the loop runs twice in a session that changes the format
                          loop.Grab(1);
                          return 0;
                      },
                      [&loop] {
-                         loop.Grab(2);
+                         EXPECT_EQ(loop.host.FramesToGrab(), 2U);
+                         loop.Grab(1); // the loop runs twice in a session that changes the format
+                         EXPECT_EQ(loop.host.FramesToGrab(), 1U);
+                         loop.Grab(1);
+                         EXPECT_EQ(loop.host.FramesToGrab(), 1U) << "for a loop past the end";
                          return 0;
                      }};
     EXPECT_EQ(loop.Run().status, ExitStatus::Done);

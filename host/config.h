@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -171,6 +172,16 @@ struct Config {
     LogConfig log;
     bool operator==(const Config&) const = default;
 };
+
+/** The sets that the driver reads: the first three. */
+std::span<const IoSetConfig> SetsRead(const Config& config);
+
+/** The camera's line that a set drives by a source of the camera, "Line3" or "Line4"; null when it
+ *  drives none. */
+const char* OutputLineOf(const IoSetConfig& set);
+
+/** Does a set that the driver reads drive a line? */
+bool DrivesOutputLines(const Config& config);
 
 /** Why a text is no configuration, and where. Lines and columns count from 1; 0: the whole text. */
 struct ConfigError {

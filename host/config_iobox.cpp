@@ -2,6 +2,8 @@
 
 #include "config_tables.h"
 
+#include <algorithm>
+
 namespace kvgrab
 {
 
@@ -100,6 +102,31 @@ void ReadIoBox(TableReader& root, ReadContext& context, std::vector<IoSetConfig>
     if (tables.size() > kIoSetsRead) {
         root.Warn("iobox", "has more than three sets: the driver reads the first three");
     }
+}
+
+std::span<const IoSetConfig> SetsRead(const Config& config)
+{
+    constexpr std::size_t kMost = 3;
+    return std::span(config.iobox).first(std::min(config.iobox.size(), kMost));
+}
+
+const char* OutputLineOf(const IoSetConfig& set)
+{
+    constexpr int kSourceUser = 5;
+    if (set.source == kSourceUser) {
+        return nullptr;
+    }
+    if (set.pin == KvTd::TD_PIN_OUT1) {
+        return "Line3";
+    }
+    return set.pin == KvTd::TD_PIN_OUT2 ? "Line4" : nullptr;
+}
+
+bool DrivesOutputLines(const Config& config)
+{
+    const auto sets = SetsRead(config);
+    return std::any_of(sets.begin(), sets.end(),
+                       [](const IoSetConfig& set) { return OutputLineOf(set) != nullptr; });
 }
 
 } // namespace kvgrab

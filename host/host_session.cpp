@@ -94,6 +94,10 @@ int HostSession::Reconfigure(int* flag)
         *flag = 1;
         parts.log.Line(3, "a new device session is needed, because these changed: " +
                               Listed(result.changes.newSession));
+    } else if (OutputLinesNeedACheck()) {
+        *flag = 1;
+        parts.log.Line(3, "a new device session is needed, to look at the camera's output lines "
+                          "before they are set");
     }
     return 0;
 }
@@ -120,6 +124,10 @@ int HostSession::CheckDynamic()
     }
     ReportWarnings(*news);
     ForgetTableIfChanged(news->changes);
+    if (OutputLinesNeedACheck()) {
+        parts.signals.Raise(KvTd::kSignalReconfigure); // asks for a new session then
+        return 0;
+    }
     parts.log.Line(3, "the configuration file changed, applying: " + Listed(news->changes.dynamic));
     return 1;
 }
@@ -132,6 +140,11 @@ void HostSession::ForgetTableIfChanged(const ConfigChanges& changes)
             dynamicLut.Forget();
         }
     }
+}
+
+bool HostSession::OutputLinesNeedACheck() const
+{
+    return !outputLinesChecked_ && DrivesOutputLines(parts.config.Current());
 }
 
 void HostSession::PrepareMemory(std::uint32_t size)

@@ -46,6 +46,9 @@ public:
     // ---- around a device session ----
     void SessionBegins();
     void SessionEnded();
+    /** Whether the camera of the session that begins was seen to have what the configured output
+     * lines need. Without it no change that asks for them is applied in the session. */
+    void OutputLinesChecked(bool checked) { outputLinesChecked_ = checked; }
     /** The frame count ended the last loop, and nothing asked for another one. */
     bool FrameCountReached() const;
     /** A picture can't be written and the configuration says to stop then. */
@@ -91,6 +94,7 @@ private:
     void ShowStatus(std::int64_t nowNs);
     void CheckExporter();
     void ForgetTableIfChanged(const ConfigChanges& changes);
+    bool OutputLinesNeedACheck() const;
 
     TransferCounts finishedTransfers_;
     bool grabbing_ = false;
@@ -98,6 +102,7 @@ private:
     std::uint64_t sessionFrames_ = 0;
     unsigned loopsPastTheEnd_ = 0;
     bool newSessionAsked_ = false;
+    bool outputLinesChecked_ = false;
     bool terminateTaken_ = false;
     bool keptFromGoingOn_ = false;
     bool exportFailed_ = false;

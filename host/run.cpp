@@ -3,6 +3,8 @@
 #include "cameras.h"
 #include "driver_library.h"
 #include "host_session.h"
+#include "output_lines.h"
+#include "realtime.h"
 #include "session_loop.h"
 #include "signals.h"
 
@@ -134,9 +136,23 @@ ExitStatus RunGrabbing(const Options& options)
     }
     HostSession host({config, signals, log, memory, exporter, MonotonicNs, NewestTransfer});
 
+    const std::string noControlThread = WhyNoControlThread();
+    if (!noControlThread.empty()) {
+        log.Line(start.iobox.empty() ? 3 : 2, noControlThread);
+    }
+
     const std::int64_t beginNs = MonotonicNs();
-    NextStep last = RunSessions({host, [&driver] { return driver.RunSession(); },
-                                 [&catcher](std::int64_t ms) { catcher.Wait(ms); }});
+    const auto runSession = [&] {
+        const std::string trouble = WhyLinesCannotBeDriven(config.Current());
+        if (!trouble.empty()) {
+            log.Line(1, trouble);
+            return static_cast<int>(KvTd::kExitConfiguration);
+        }
+        host.OutputLinesChecked(DrivesOutputLines(config.Current()));
+        return driver.RunSession();
+    };
+    NextStep last =
+        RunSessions({host, runSession, [&catcher](std::int64_t ms) { catcher.Wait(ms); }});
     exporter.Close();
     if (last.status == ExitStatus::Done && exporter.Failed()) {
         last.status = ExitStatus::ExportFailed;

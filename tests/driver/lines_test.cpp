@@ -153,7 +153,7 @@ log3 kv_td_proc:ProcParametrizeCamOutLines: IoBox settings handler entry: numCfg
 TEST(OutLines, FourthSetIsNotRead)
 {
     LinesRig rig;
-    for (const int pin : {TD_PIN_LINE1, TD_PIN_LINE2, TD_PIN_OUT1, TD_PIN_OUT2}) {
+    for (const int pin : {1, 2, 5, 6}) { // Line1, Line2, Out1, Out2
         rig.host.ioboxes.push_back({pin, 1, 2, 1, {1, 2}});
     }
     rig.Apply();

@@ -2,6 +2,8 @@
 
 #include "config_tables.h"
 
+#include <filesystem>
+
 namespace kvgrab
 {
 
@@ -81,6 +83,20 @@ void ReadTable(TableReader& root, ReadContext& context, const char* name,
     in.Finish();
 }
 
+/** A camera with a master switch for its automatic brightness loses it when the exposure is set to
+ *  manual, which the driver does after it set the gain to automatic. */
+void WarnOfIdleGain(TableReader& root, ReadContext& context, const Config& config)
+{
+    if (config.gain.mode != KvTd::kSweepAuto || config.exposure.mode != KvTd::kSweepManual) {
+        return;
+    }
+    TableReader(context, *root.Table("gain"), "gain")
+        .Warn("mode", "is \"automatic\" while exposure.mode is \"manual\": switching the exposure "
+                      "to manual also stops the automatic brightness of cameras that have a master "
+                      "switch for it, so nothing may be regulated; leave exposure.mode out, or set "
+                      "both to \"automatic\"");
+}
+
 ParsedConfig ReadAll(const toml::table& text, ReadContext& context)
 {
     ParsedConfig parsed;
@@ -104,6 +120,7 @@ ParsedConfig ReadAll(const toml::table& text, ReadContext& context)
     ReadTable(root, context, "simulation", ReadSimulation, &out.simulation);
     ReadTable(root, context, "log", ReadLog, &out.log);
     root.Finish();
+    WarnOfIdleGain(root, context, out);
     parsed.warnings = std::move(context.warnings);
     return parsed;
 }
@@ -128,9 +145,18 @@ bool NormalizeMemoryName(std::string* name)
            name->find('/', 1) == std::string::npos && *name != "/." && *name != "/..";
 }
 
-std::variant<ParsedConfig, ConfigError> ParseConfig(std::string_view text, std::string_view name)
+std::string FromConfigFolder(const std::string& path, std::string_view configName)
 {
-    ReadContext context{std::string(name), {}};
+    if (path.empty()) {
+        return path;
+    }
+    return (std::filesystem::path(configName).parent_path() / path).string();
+}
+
+std::variant<ParsedConfig, ConfigError> ParseConfig(std::string_view text, std::string_view name,
+                                                    const FileReader& read)
+{
+    ReadContext context{std::string(name), read, {}};
     try {
         return ReadAll(toml::parse(text, name), context);
     } catch (const ConfigError& error) {

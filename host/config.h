@@ -81,7 +81,7 @@ struct AutoConfig {
     bool operator==(const AutoConfig&) const = default;
 };
 
-/** [white_balance]: hundredths. */
+/** [white_balance]: hundredths of a dB. */
 struct WhiteBalanceConfig {
     int red = KvTd::kIntUnset;
     int blue = KvTd::kIntUnset;

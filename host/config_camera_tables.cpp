@@ -175,7 +175,12 @@ void ReadAuto(TableReader& in, AutoConfig* out)
 void ReadWhiteBalance(TableReader& in, WhiteBalanceConfig* out)
 {
     const auto hundredths = [&in](const char* key) {
-        const auto value = in.Integer(key, 0, 100000, "hundredths from 0 to 100000");
+        const auto value =
+            in.Integer(key, -10000, 10000, "hundredths of a dB from -10000 to 10000");
+        if (value == KvTd::kIntUnset) {
+            in.Refuse(key, "is -1, which the driver takes for not configured; expected another "
+                           "figure, such as 0 or -2");
+        }
         return value ? static_cast<int>(*value) : KvTd::kIntUnset;
     };
     out->red = hundredths("red");

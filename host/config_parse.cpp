@@ -83,18 +83,23 @@ void ReadTable(TableReader& root, ReadContext& context, const char* name,
     in.Finish();
 }
 
-/** A camera with a master switch for its automatic brightness loses it when the exposure is set to
- *  manual, which the driver does after it set the gain to automatic. */
-void WarnOfIdleGain(TableReader& root, ReadContext& context, const Config& config)
+/** What is in order in each table, and yet doesn't go together. */
+void WarnOfConflicts(TableReader& root, ReadContext& context, const Config& config)
 {
-    if (config.gain.mode != KvTd::kSweepAuto || config.exposure.mode != KvTd::kSweepManual) {
-        return;
+    if (config.gain.mode == KvTd::kSweepAuto && config.exposure.mode == KvTd::kSweepManual) {
+        TableReader(context, *root.Table("gain"), "gain")
+            .Warn("mode",
+                  "is \"automatic\" while exposure.mode is \"manual\": switching the exposure to "
+                  "manual also stops the automatic gain of cameras that have one switch for both; "
+                  "leave exposure.mode out, or set both to \"automatic\"");
     }
-    TableReader(context, *root.Table("gain"), "gain")
-        .Warn("mode", "is \"automatic\" while exposure.mode is \"manual\": switching the exposure "
-                      "to manual also stops the automatic brightness of cameras that have a master "
-                      "switch for it, so nothing may be regulated; leave exposure.mode out, or set "
-                      "both to \"automatic\"");
+    constexpr float kNoCurve = 1;
+    if (!config.lut.values.empty() && config.gamma.value != KvTd::kGammaUnset &&
+        config.gamma.value != kNoCurve) {
+        TableReader(context, *root.Table("gamma"), "gamma")
+            .Warn("value", "stands beside a look-up table: the camera has one tone curve, and the "
+                           "table waits or is replaced; configure one of the two");
+    }
 }
 
 ParsedConfig ReadAll(const toml::table& text, ReadContext& context)
@@ -120,7 +125,7 @@ ParsedConfig ReadAll(const toml::table& text, ReadContext& context)
     ReadTable(root, context, "simulation", ReadSimulation, &out.simulation);
     ReadTable(root, context, "log", ReadLog, &out.log);
     root.Finish();
-    WarnOfIdleGain(root, context, out);
+    WarnOfConflicts(root, context, out);
     parsed.warnings = std::move(context.warnings);
     return parsed;
 }

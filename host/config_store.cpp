@@ -161,15 +161,21 @@ void ConfigStore::Adopt(Config config)
 {
     current_ = std::move(config);
     if (current_.lut.values.empty()) {
-        lutData_ = nullptr;
+        lut_ = nullptr;
         return;
     }
     const KeptLut wanted(current_.lut.bits, current_.lut.values);
-    auto kept = std::find(luts_.begin(), luts_.end(), wanted);
+    if (lut_ != nullptr && *lut_ == wanted) {
+        return;
+    }
+    // One that comes back gets another address than it had: the camera may have dropped it.
+    auto kept = std::find_if(luts_.begin(), luts_.end(), [&](const KeptLut& candidate) {
+        return &candidate != lastLut_ && candidate == wanted;
+    });
     if (kept == luts_.end()) {
         kept = luts_.insert(luts_.end(), wanted);
     }
-    lutData_ = kept->second.data();
+    lut_ = lastLut_ = &*kept;
 }
 
 std::uint32_t ConfigStore::Format() const

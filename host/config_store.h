@@ -71,8 +71,9 @@ public:
     /** A device session is over: what the driver forced ended with it. */
     void DropForced();
 
-    /** The table in force, null when none is. Another table has another address. */
-    const std::uint16_t* LutData() const { return lutData_; }
+    /** The table in force, null when none is. Another table has another address, and so has one
+     *  that comes back after there was none. */
+    const std::uint16_t* LutData() const { return lut_ != nullptr ? lut_->second.data() : nullptr; }
 
 private:
     /** A table and the bits of its entries: the same numbers of another width are another table. */
@@ -93,8 +94,9 @@ private:
     std::int64_t nextPollNs_ = 0;
     std::optional<std::uint32_t> forcedFormat_;
     std::optional<std::uint32_t> forcedBuffers_;
-    std::deque<KeptLut> luts_; ///< never shrinks; a deque moves no element when it grows
-    const std::uint16_t* lutData_ = nullptr;
+    std::deque<KeptLut> luts_;         ///< never shrinks; a deque moves no element when it grows
+    const KeptLut* lut_ = nullptr;     ///< in force
+    const KeptLut* lastLut_ = nullptr; ///< the last that was
 };
 
 } // namespace kvgrab

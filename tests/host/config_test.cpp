@@ -95,6 +95,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"[gain]\nauto_min_db = 9\nauto_max_db = 3\n", "2:15", "is above auto_max_db"},
         RefusedCase{"[auto]\nbrightness = 1.5\n", "2:14", "from 0 to 1"},
         RefusedCase{"[white_balance]\nblue = 100\n", "2:8", "needs white_balance.red"},
+        RefusedCase{"[white_balance]\nred = -1\n", "2:7", "takes for not configured"},
         RefusedCase{"[timing]\ndrift_ns_per_s = 9999999999\n", "2:18", "nanoseconds per second"},
         RefusedCase{"[session]\nframes = 4294967296\n", "2:10", "frames from 1"},
         RefusedCase{"[session]\nretry_interval_s = nan\n", "2:20", "seconds from 0.1"},
@@ -172,7 +173,7 @@ mode = "table"
 bits = 12
 values = [)" + values + R"(]
 [gamma]
-value = 0.45
+value = 1.0
 [[iobox]]
 pin = "Out1"
 source = "strobe"
@@ -217,7 +218,7 @@ level = "trace"
     wanted.gain = {1, 3.5F, 0, 12};
     wanted.automatic = {1, 0.5F};
     wanted.whiteBalance = {150, 0};
-    wanted.gamma = {0.45F};
+    wanted.gamma = {1};
     wanted.iobox = {{KvTd::TD_PIN_OUT1, 1, 2, 2, {10, 100}},
                     {KvTd::TD_PIN_LINE2, 2, 5, 0, {7, KvTd::kIoboxParamUnset}}};
     wanted.session = {100, false, 0.5};
@@ -326,6 +327,10 @@ TEST(Config, ValuesWithoutEffectAreWarnedOf)
                 testing::ElementsAre(HasSubstr("test.toml:2:8: gain.mode is \"automatic\" while")));
     EXPECT_THAT(Accepted("[gain]\nmode = \"manual\"\n[exposure]\nmode = \"automatic\"\n").warnings,
                 IsEmpty());
+    const std::string table = "[lut]\nmode = \"table\"\nbits = 8\nfile = \"ramp.csv\"\n";
+    EXPECT_THAT(Accepted(table + "[gamma]\nvalue = 0.5\n").warnings,
+                testing::ElementsAre(HasSubstr("test.toml:6:9: gamma.value stands beside")));
+    EXPECT_THAT(Accepted(table + "[gamma]\nvalue = 1.0\n").warnings, IsEmpty());
     EXPECT_THAT(Accepted("[lut]\nbits = 8\nfile = \"ramp.csv\"\n").warnings,
                 testing::ElementsAre(HasSubstr("test.toml:3:8: lut.file has no effect")));
     EXPECT_THAT(

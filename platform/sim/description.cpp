@@ -72,6 +72,8 @@ constexpr std::string_view kCalls[] = {"GevGetCameraList",
                                        "GevReleaseFrame",
                                        "GevGetTransferStatistics"};
 
+constexpr std::string_view kFeature = "the name of a feature of this model";
+
 constexpr std::size_t kTextMost = kGevTextSize - 1;
 constexpr std::size_t kFaultTextMost = 1000;
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
@@ -123,9 +125,42 @@ std::string ValueText(const TableReader& reader, const toml::node& node)
     reader.RefuseValue("a value", node, "a text, a number, true or false");
 }
 
+/** The values as a table, or as an array of pairs in which a feature may stand more than once. */
+void ReadValues(TableReader& reader, CameraSetup* setup)
+{
+    constexpr std::string_view kExpected = "a table of features and values: { Gain = 2.0 }, or an "
+                                           "array of pairs: [[\"Gain\", 2.0]]";
+    FeatureProbe probe(setup->model, setup->sensorWidth, setup->sensorHeight);
+    const auto take = [&](const std::string& name, const toml::node& named,
+                          const toml::node& node) {
+        if (!probe.HasFeature(name)) {
+            TableReader::RefuseAt(named, "values has " + Quoted(name) + "; expected " +
+                                             std::string(kFeature));
+        }
+        const std::string text = ValueText(reader, node);
+        if (!probe.Takes(name, text)) {
+            reader.RefuseValue(name, node, "a value of this feature");
+        }
+        setup->values.emplace_back(name, text);
+    };
+    const toml::node* values = reader.Find("values");
+    if (values == nullptr || !values->is_array()) {
+        for (const auto& [name, node] : reader.Entries("values", kExpected)) {
+            take(name, *node, *node);
+        }
+        return;
+    }
+    for (const toml::node& element : *values->as_array()) {
+        const toml::array* pair = element.as_array();
+        if (pair == nullptr || pair->size() != 2 || !(*pair)[0].is_string()) {
+            reader.RefuseValue("a pair of values", element, "such as [\"Gain\", 2.0]");
+        }
+        take((*pair)[0].as_string()->get(), (*pair)[0], (*pair)[1]);
+    }
+}
+
 void ReadFeatureLists(TableReader& reader, CameraSetup* setup)
 {
-    constexpr std::string_view kFeature = "the name of a feature of this model";
     constexpr std::string_view kEntry = "an entry of this model such as \"ChunkSelector.Gain\"";
     FeatureProbe probe(setup->model, setup->sensorWidth, setup->sensorHeight);
     const auto hasFeature = [&](std::string_view name) { return probe.HasFeature(name); };
@@ -156,20 +191,7 @@ void ReadFeatureLists(TableReader& reader, CameraSetup* setup)
         }
         setup->refusedFormats.push_back(*format);
     }
-
-    FeatureProbe fresh(setup->model, setup->sensorWidth, setup->sensorHeight);
-    for (const auto& [name, node] :
-         reader.Entries("values", "a table of features and values: { Gain = 2.0 }")) {
-        if (!fresh.HasFeature(name)) {
-            reader.RefuseAt(*node,
-                            "values has " + Quoted(name) + "; expected " + std::string(kFeature));
-        }
-        const std::string text = ValueText(reader, *node);
-        if (!fresh.Takes(name, text)) {
-            reader.RefuseValue(name, *node, "a value of this feature");
-        }
-        setup->values.emplace_back(name, text);
-    }
+    ReadValues(reader, setup);
 }
 
 CameraSetup ReadCamera(const toml::table& table)
@@ -185,12 +207,14 @@ CameraSetup ReadCamera(const toml::table& table)
     reader.Whole("sensor_width", 16, 65536, &setup.sensorWidth);
     reader.Whole("sensor_height", 16, 65536, &setup.sensorHeight);
     reader.Choice("picture", Choices<Picture>(kPictures), &setup.picture);
+    reader.Number("noise", 0, 100, &setup.noise);
     reader.Whole("seed", 0, kMost, &setup.seed);
     reader.Whole("tick_frequency", 0, 1'000'000'000'000, &setup.tickFrequency);
     reader.Whole("tick_offset", kLeast, kMost, &setup.tickOffset);
     reader.Whole("tick_bits", 1, 64, &setup.tickBits);
     reader.Number("drift_ppm", -1e5, 1e5, &setup.driftPpm);
     reader.Number("jitter_us", 0, 1e9, &setup.jitterUs);
+    reader.Flag("lock_regulated", &setup.lockRegulated);
     reader.Number("link_mbytes_per_second", 0, 1e6, &setup.linkMBytesPerSecond);
     reader.Number("temperature_c", -100, 200, &setup.temperatureC);
     ReadFeatureLists(reader, &setup);

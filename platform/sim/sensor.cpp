@@ -27,7 +27,7 @@ std::int64_t Sensor::NextStartNs() const
     return camera_.Attendance().WhenBackNs(nextStartNs_); // nothing is exposed while it is away
 }
 
-void Sensor::Describe(Frame* frame) const
+void Sensor::Describe(Frame* frame)
 {
     const CameraFeatures& features = camera_.Features();
     const CameraFeatures::Region region = features.FrameRegion();
@@ -44,6 +44,13 @@ void Sensor::Describe(Frame* frame) const
     job.frameNumber = frame->id;
     job.exposureUs = features.exposureTime->Value();
     job.gain = features.gain->At(0) * features.gain->At(1);
+    for (unsigned channel = 0; channel < kChannels && features.whiteBalance.ratio != nullptr;
+         ++channel) {
+        job.balance[channel] = features.whiteBalance.ratio->At(channel);
+    }
+    job.tone = tone_.Current(features.tone);
+    job.noise = camera_.Setup().noise;
+    job.noiseSeed = camera_.Setup().seed;
     frame->pixelBytes = features.PixelBytes();
     frame->chunks = features.ChunksOn();
     frame->values.gain = features.gain->At(0);

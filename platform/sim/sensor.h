@@ -11,6 +11,7 @@
 #include "chunks.h"
 #include "scene.h"
 #include "timing.h"
+#include "tone.h"
 
 #include <cstdint>
 #include <limits>
@@ -57,11 +58,12 @@ public:
     Frame Expose();
 
 private:
-    void Describe(Frame* frame) const;
+    void Describe(Frame* frame);
     void Strike(Frame* frame);
 
     CameraModel& camera_;
     Random random_;
+    ToneMaker tone_;
     bool running_ = false;
     std::uint32_t framesLeft_ = 0;
     std::int64_t nextStartNs_ = 0;

@@ -4,6 +4,7 @@
  *  keeps a whole picture at the price of a few memory copies. */
 #include "scene.h"
 
+#include "light_meter.h"
 #include "pixel_packing.h"
 #include "response.h"
 #include "test_pattern.h"
@@ -23,6 +24,20 @@ namespace
 constexpr std::uint32_t kOutside = TestPattern::kRowKinds;
 constexpr std::uint32_t kKinds = kOutside + 1;
 
+/** The columns of a sensor that a picture shows; the rest of its width lies beyond the edge. */
+struct Columns {
+    std::uint32_t begin;
+    std::uint32_t end;
+
+    explicit Columns(const PictureJob& job)
+    {
+        const std::uint32_t first = std::min(job.offsetX, job.sensorWidth);
+        const std::uint32_t count = std::min(job.width, job.sensorWidth - first);
+        begin = job.reverseX ? job.sensorWidth - first - count : first;
+        end = begin + count;
+    }
+};
+
 } // namespace
 
 struct Scene::State {
@@ -33,7 +48,9 @@ struct Scene::State {
     std::vector<std::uint16_t> line;     ///< and as one value per pixel
     std::vector<std::uint8_t> packed;    ///< finished lines by kind, two each for the mosaic
     std::array<bool, kKinds> finished{}; ///< by kind, of this picture
+    LightMeter meter;
 
+    void PrepareLight(const PictureJob& job);
     void Prepare(const PictureJob& job, std::size_t lineBytes);
     std::uint32_t RowKind(const PictureJob& job, std::uint32_t y) const;
     void PaintLight(std::uint32_t kind);
@@ -47,12 +64,17 @@ struct Scene::State {
     void PaintLinePairs(const PictureJob& job, std::uint8_t* image, std::size_t size);
 };
 
-void Scene::State::Prepare(const PictureJob& job, std::size_t lineBytes)
+void Scene::State::PrepareLight(const PictureJob& job)
 {
     pattern.SetSize(job.sensorWidth, job.sensorHeight);
     pattern.SetFrame(job.frameNumber);
-    response.Set(job.exposureUs, job.gain);
+    response.Set(job);
     light.Resize(job.sensorWidth);
+}
+
+void Scene::State::Prepare(const PictureJob& job, std::size_t lineBytes)
+{
+    PrepareLight(job);
     samples.Resize(job.width);
     line.resize(std::size_t{2} * job.width); // room for a pair of lines
     packed.resize(2 * finished.size() * lineBytes);
@@ -85,23 +107,22 @@ void Scene::State::PaintLight(std::uint32_t kind)
 void Scene::State::Cut(const PictureJob& job, const std::vector<std::uint16_t>& row,
                        std::uint16_t* out)
 {
-    const std::uint32_t first = std::min(job.offsetX, job.sensorWidth);
-    const std::uint32_t inside = std::min(job.width, job.sensorWidth - first);
+    const Columns columns(job);
+    const std::uint16_t* begin = row.data() + columns.begin;
+    const std::uint16_t* end = row.data() + columns.end;
     if (job.reverseX) {
-        const std::uint16_t* last = row.data() + (job.sensorWidth - first);
-        std::reverse_copy(last - inside, last, out);
+        std::reverse_copy(begin, end, out);
     } else {
-        std::copy_n(row.data() + first, inside, out);
+        std::copy(begin, end, out);
     }
-    std::fill(out + inside, out + job.width, std::uint16_t{0});
+    std::fill(out + (end - begin), out + job.width, std::uint16_t{0});
 }
 
 void Scene::State::Grey(const PictureJob& job, std::uint32_t kind, std::uint16_t* out)
 {
     PaintLight(kind);
     for (std::size_t i = 0; i < light.green.size(); ++i) { // a sensor without filters sees all
-        light.green[i] = static_cast<std::uint16_t>(
-            (77U * light.red[i] + 150U * light.green[i] + 29U * light.blue[i]) >> 8);
+        light.green[i] = GreyLight(light.red[i], light.green[i], light.blue[i]);
     }
     Cut(job, light.green, out);
     response.Apply(kGreen, out, job.width, out);
@@ -219,6 +240,26 @@ void Scene::Paint(const PictureJob& job, std::uint8_t* image, std::size_t size)
         image += bytes;
         size -= bytes;
     }
+}
+
+PictureLevels Scene::Measure(const PictureJob& job)
+{
+    State& state = *state_;
+    state.PrepareLight(job);
+    std::array<std::uint32_t, kKinds> lines{};
+    for (std::uint32_t y = 0; y < job.height; ++y) {
+        ++lines[state.RowKind(job, y)];
+    }
+    const Columns columns(job);
+    state.meter.Clear(job.width, job.pixelFormat);
+    for (std::uint32_t kind = 0; kind < kKinds; ++kind) {
+        if (lines[kind] != 0) {
+            state.PaintLight(kind);
+            state.meter.Add(state.light, columns.begin, columns.end, lines[kind]);
+        }
+    }
+    state.meter.AddBlack(job.width - (columns.end - columns.begin), job.height);
+    return state.meter.Levels(state.response);
 }
 
 } // namespace sim

@@ -1,7 +1,5 @@
 #include "test_pattern.h"
 
-#include "response.h"
-
 #include <algorithm>
 
 namespace sim
@@ -181,13 +179,6 @@ void PaintFade(Brush& brush, std::uint32_t width)
 }
 
 } // namespace
-
-void LightRow::Resize(std::uint32_t width)
-{
-    red.resize(width);
-    green.resize(width);
-    blue.resize(width);
-}
 
 void TestPattern::SetSize(std::uint32_t width, std::uint32_t height)
 {

@@ -10,6 +10,7 @@
 #pragma once
 
 #include "digits.h"
+#include "light_row.h"
 
 #include <cstdint>
 #include <optional>
@@ -17,15 +18,6 @@
 
 namespace sim
 {
-
-/** One row of the scene, sensor coordinates, levels of light from 0 to kLightMax. */
-struct LightRow {
-    std::vector<std::uint16_t> red;
-    std::vector<std::uint16_t> green;
-    std::vector<std::uint16_t> blue;
-
-    void Resize(std::uint32_t width);
-};
 
 class TestPattern
 {

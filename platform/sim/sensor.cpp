@@ -8,7 +8,11 @@
 namespace sim
 {
 
-Sensor::Sensor(CameraModel& camera) : camera_(camera), random_(camera.Setup().seed) {}
+Sensor::Sensor(CameraModel& camera, Scene& scene)
+    : camera_(camera), random_(camera.Setup().seed),
+      automatic_(camera.Features(), scene, camera.Setup().driftPpm)
+{
+}
 
 void Sensor::Start(std::int64_t nowNs, std::uint32_t frames)
 {
@@ -63,6 +67,7 @@ Frame Sensor::Expose()
     frame.startNs = NextStartNs();
     frame.id = nextId_++;
     Describe(&frame);
+    automatic_.BeforeExposure(frame.startNs, &frame.job);
     frame.values.counter = exposed_++;
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
 
@@ -79,6 +84,7 @@ Frame Sensor::Expose()
     frame.arrivalNs = lastArrivalNs_;
     const double rate = std::max(kLowestRate, camera_.Features().frameRate->Value());
     const double periodUs = std::max(1e6 / rate, cost.ShortestPeriodUs());
+    automatic_.AfterExposure(frame.job);
     nextStartNs_ = frame.startNs + std::max<std::int64_t>(clockNs(periodUs), 1);
     return frame;
 }

@@ -50,7 +50,8 @@ double AutoBrightness::Step(double target, double mean, double strength)
     if (std::abs(error) < kGoodEnough) {
         return 0;
     }
-    // Clipped highlights hardly answer, but do once the picture gets darker: not to be believed then.
+    // Clipped highlights hardly answer, but do once the picture gets darker: not to be believed
+    // then.
     const double answer = error < 0 ? std::max(answer_, kWeakestDown) : answer_;
     return std::clamp(kShare * caution_ * error / answer, -kLargestStep, kLargestStep);
 }

@@ -24,7 +24,7 @@ double ThreadSeconds()
 }
 
 /** Flags of what a benchmark does. */
-enum What : unsigned { kPaint = 0, kExposureChanges = 1, kMeasure = 2 };
+enum What : unsigned { kPaint = 0, kExposureChanges = 1, kMeasure = 2, kNoise = 4 };
 
 void PaintBesideMemcpy(benchmark::State& state, std::uint32_t format, unsigned what)
 {
@@ -37,10 +37,12 @@ void PaintBesideMemcpy(benchmark::State& state, std::uint32_t format, unsigned w
     std::vector<std::uint8_t> source(size, 1);
     std::vector<std::uint8_t> copy(size);
     sim::Scene scene;
+    job.noise = (what & kNoise) != 0 ? 1 : 0;
     double painting = 0;
     double copying = 0;
     for (auto _ : state) {
         ++job.frameNumber;
+        ++job.noiseSeed;
         if ((what & kExposureChanges) != 0) {
             job.exposureUs = 5000 + job.frameNumber % 1000;
         }
@@ -84,6 +86,13 @@ int main(int argc, char** argv)
     Register("Paint/YUV422Packed", sim::kYuv422Packed);
     Register("Paint/Mono12Packed", sim::kMono12Packed);
     Register("Paint/Mono12", sim::kMono12);
+    Register("Noise/Mono8", sim::kMono8, kNoise);
+    Register("Noise/Mono8/exposure_changes", sim::kMono8, kNoise | kExposureChanges);
+    Register("Noise/BayerRG8", sim::kBayerRg8, kNoise);
+    Register("Noise/YUV422Packed", sim::kYuv422Packed, kNoise);
+    Register("Noise/YUV422Packed/exposure_changes", sim::kYuv422Packed, kNoise | kExposureChanges);
+    Register("Noise/Mono12Packed", sim::kMono12Packed, kNoise);
+    Register("Noise/Mono12", sim::kMono12, kNoise);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -28,6 +28,7 @@ public:
     std::uint64_t Version() const { return version_; }
     /** What light is multiplied with to become a sample, gain and balance included. */
     double Factor(Channel channel) const { return factors_[channel]; }
+    bool HasTone() const { return tone_ != nullptr; }
     /** The tone curve alone. */
     std::uint16_t Tone(Channel channel, std::uint16_t sample) const
     {

@@ -62,6 +62,7 @@ struct CameraSetup {
     std::uint32_t sensorWidth = 1920;
     std::uint32_t sensorHeight = 1080;
     Picture picture = Picture::Pattern;
+    std::string scene = {}; ///< PNG file that it looks at; empty: a test pattern
     double noise = 1;       ///< 1: as a good sensor has it, 0: none, at most 100
     std::uint64_t seed = 1; ///< of all randomness of this camera
     std::uint64_t tickFrequency =
@@ -142,7 +143,8 @@ GEVPLAT_API void Reset();
  */
 GEVPLAT_API void SetClock(std::shared_ptr<Clock> clock);
 
-/** False: another camera with this serial stands there already. */
+/** False: another camera with this serial stands there already. Raises std::runtime_error, which
+ *  tells why, when the scene can't be read. */
 GEVPLAT_API bool AddCamera(const CameraSetup& setup);
 
 /** One monochrome and one colour camera, as users without a description file get them. */

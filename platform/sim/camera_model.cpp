@@ -28,12 +28,13 @@ CameraSetup Sane(CameraSetup setup)
 
 } // namespace
 
-CameraModel::CameraModel(CameraSetup setup, const NetworkClock& clock)
+CameraModel::CameraModel(CameraSetup setup, const NetworkClock& clock,
+                         std::shared_ptr<const LightImage> image)
     : setup_(Sane(std::move(setup))), clock_(clock), ticks_(setup_),
       features_(setup_, *this,
                 {.streaming = [this] { return stream_.IsRunning(); },
                  .nowNs = [this] { return clock_.NowNs(); }}),
-      stream_(*this)
+      stream_(*this, std::move(image))
 {
     if (!setup_.attached) {
         presence_.Detach(std::numeric_limits<std::int64_t>::min());

@@ -14,6 +14,7 @@
 #include "timing.h"
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -23,7 +24,9 @@ namespace sim
 class CameraModel : public genapi::AccessHook
 {
 public:
-    CameraModel(CameraSetup setup, const NetworkClock& clock);
+    /** `image` is what the camera looks at; null: a test pattern. */
+    CameraModel(CameraSetup setup, const NetworkClock& clock,
+                std::shared_ptr<const LightImage> image = nullptr);
     ~CameraModel() override;
 
     const CameraSetup& Setup() const { return setup_; }

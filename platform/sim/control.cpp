@@ -1,8 +1,11 @@
 /** sim_control.h: the network, its script and its journal, for programs. */
 #include "faults.h"
+#include "light_image.h"
 #include "network.h"
 #include "record.h"
 #include "sim_control.h"
+
+#include <utility>
 
 namespace sim
 {
@@ -24,7 +27,11 @@ void SetClock(std::shared_ptr<Clock> clock)
 
 bool AddCamera(const CameraSetup& setup)
 {
-    return Network::Get().Add(setup);
+    std::shared_ptr<const LightImage> image;
+    if (!setup.scene.empty()) {
+        image = LightImage::Load(setup.scene);
+    }
+    return Network::Get().Add(setup, std::move(image));
 }
 
 void AddDefaultCameras()

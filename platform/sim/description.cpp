@@ -7,7 +7,10 @@
 #include "../genapi/value_text.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <memory>
 #include <optional>
+#include <stdexcept>
 
 namespace sim
 {
@@ -27,6 +30,7 @@ constexpr std::pair<std::string_view, NodeKind> kNodeKinds[] = {
 constexpr std::string_view kFeature = "the name of a feature of this model";
 
 constexpr std::size_t kTextMost = kGevTextSize - 1;
+constexpr std::size_t kPathMost = 4096;
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
 std::string Quoted(std::string_view text)
@@ -135,7 +139,25 @@ void ReadFeatureLists(TableReader& reader, CameraSetup* setup)
     ReadValues(reader, setup);
 }
 
-CameraSetup ReadCamera(const toml::table& table)
+/** Reads the scene that a camera looks at; null: it has none. Its path becomes one from here. */
+std::shared_ptr<const LightImage> ReadScene(TableReader& reader, const std::string& file,
+                                            CameraSetup* setup)
+{
+    const toml::node* node = reader.Find("scene");
+    if (node == nullptr) {
+        return nullptr;
+    }
+    reader.Text("scene", 1, kPathMost, &setup->scene);
+    setup->scene = (std::filesystem::path(file).parent_path() / setup->scene).string();
+    try {
+        return LightImage::Load(setup->scene);
+    } catch (const std::runtime_error& failure) {
+        reader.RefuseValue("scene", *node, std::string("a PNG file (") + failure.what() + ")");
+    }
+}
+
+CameraSetup ReadCamera(const toml::table& table, const std::string& file,
+                       std::shared_ptr<const LightImage>* scene)
 {
     CameraSetup setup;
     TableReader reader(table, "[[camera]]");
@@ -148,6 +170,7 @@ CameraSetup ReadCamera(const toml::table& table)
     reader.Whole("sensor_width", 16, 65536, &setup.sensorWidth);
     reader.Whole("sensor_height", 16, 65536, &setup.sensorHeight);
     reader.Choice("picture", Choices<Picture>(kPictures), &setup.picture);
+    *scene = ReadScene(reader, file, &setup);
     reader.Number("noise", 0, 100, &setup.noise);
     reader.Whole("seed", 0, kMost, &setup.seed);
     reader.Whole("tick_frequency", 0, 1'000'000'000'000, &setup.tickFrequency);
@@ -177,7 +200,7 @@ std::vector<const toml::table*> Tables(TableReader& reader, std::string_view key
     return tables;
 }
 
-NetworkDescription ReadNetwork(const toml::table& file)
+NetworkDescription ReadNetwork(const toml::table& file, const std::string& name)
 {
     NetworkDescription network;
     TableReader reader(file, "the file");
@@ -185,7 +208,8 @@ NetworkDescription ReadNetwork(const toml::table& file)
     const auto faults = Tables(reader, "fault");
     reader.RefuseOthers();
     for (const toml::table* table : cameras) {
-        CameraSetup setup = ReadCamera(*table);
+        std::shared_ptr<const LightImage> scene;
+        CameraSetup setup = ReadCamera(*table, name, &scene);
         for (const CameraSetup& other : network.cameras) {
             if (other.serial == setup.serial) {
                 const toml::node* serial = table->get("serial");
@@ -195,6 +219,7 @@ NetworkDescription ReadNetwork(const toml::table& file)
             }
         }
         network.cameras.push_back(std::move(setup));
+        network.scenes.push_back(std::move(scene));
     }
     if (!faults.empty()) {
         FaultReader faultReader(network.cameras);
@@ -218,7 +243,7 @@ bool ParseNetwork(std::string_view text, const std::string& name, NetworkDescrip
                   std::string* error)
 {
     try {
-        *network = ReadNetwork(toml::parse(text));
+        *network = ReadNetwork(toml::parse(text), name);
         return true;
     } catch (const Refusal& refusal) {
         *error = Located(name, refusal.where, refusal.text);

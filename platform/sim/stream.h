@@ -19,6 +19,7 @@
 #include "sensor.h"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace sim
@@ -27,7 +28,8 @@ namespace sim
 class Stream
 {
 public:
-    explicit Stream(CameraModel& camera);
+    /** `image` is what the camera looks at; null: a test pattern. */
+    Stream(CameraModel& camera, std::shared_ptr<const LightImage> image);
 
     bool IsRunning() const { return sensor_.IsRunning(); }
     bool IsInitialized() const { return !slots_.empty(); }

@@ -247,6 +247,8 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"[[camera]]\nsensor_width = 0", "2:16", "is 0; expected an integer from 16 to 65536"},
         Bad{"[[camera]]\nsensor_height = 8e1", "2:17", "an integer"},
         Bad{"[[camera]]\nsensor_width = 4294968000", "2:16", "65536"},
+        Bad{"[[camera]]\nscene = \"\"", "2:9", "1 to 4096 characters"},
+        Bad{"[[camera]]\nscene = \"nowhere.png\"", "2:9", "a PNG file"},
         Bad{"[[camera]]\nnoise = -0.1", "2:9", "a number from 0 to 100"},
         Bad{"[[camera]]\nseed = -1", "2:8", "from 0"},
         Bad{"[[camera]]\ntick_bits = 65", "2:13", "1 to 64"},
@@ -391,10 +393,21 @@ TEST(LoadNetwork, TheExampleCanBeUsed)
                                                     line.find("[[") != std::string::npos);
         all += (key ? line.substr(2) : line) + "\n";
     }
-    const NetworkDescription network = Parsed(all);
+    NetworkDescription network;
+    ASSERT_TRUE(ParseNetwork(all, EXAMPLE_NETWORK, &network, &error)) << error;
     EXPECT_EQ(network.faults.size(), 4U);
     ASSERT_EQ(network.cameras.size(), 2U);
     EXPECT_THAT(network.cameras[1].missingEntries, ElementsAre("lutSize.Bpp12"));
+    ASSERT_EQ(network.scenes.size(), 2U);
+    EXPECT_NE(network.scenes[0], nullptr); // found beside the description
+    EXPECT_EQ(network.scenes[1], nullptr);
+    CameraSetup setup = network.cameras[0];
+    setup.serial = "S0000003";
+    EXPECT_TRUE(AddCamera(setup)); // by the path that the description gave
+    setup.scene = EXAMPLE_NETWORK;
+    setup.serial = "S0000004";
+    EXPECT_THROW(AddCamera(setup), std::runtime_error);
+    Reset();
 }
 
 } // namespace sim

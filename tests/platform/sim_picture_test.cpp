@@ -76,6 +76,25 @@ TEST_F(SimPicture, EachFrameIsAnotherAndFillsItsFormat)
     }
 }
 
+TEST_F(SimPicture, APictureOfTheUsersStandsInFrontOfTheCamera)
+{
+    Float("ExposureTime")->SetValue(10'000);
+    const auto pattern = Grab();
+    GevCloseCamera(&handle);
+    setup.serial = "S2";
+    setup.scene = SCENE_IMAGE;
+    OpenCamera();
+    Float("ExposureTime")->SetValue(10'000);
+    StartFor(2);
+    ASSERT_TRUE(Next() != nullptr && Next() != nullptr);
+    EXPECT_NE(memory[0], pattern);
+    EXPECT_EQ(memory[0], memory[1]); // it stands still
+    const double darker = Mean(memory[0]) - 2;
+    GevFreeTransfer(handle);
+    Float("ExposureTime")->SetValue(5000);
+    EXPECT_LT(Mean(Grab()), darker);
+}
+
 TEST_F(SimPicture, AnIncompleteFrameLeavesTheRestAsItWas)
 {
     sim::AddFault({.trigger = sim::Trigger::Frame, .effect = sim::Effect::Incomplete});

@@ -76,8 +76,8 @@ TEST(ManLut, TheSameArrayIsNotLookedAt)
     rig.host.lut[0] = 77;
     EXPECT_EQ(rig.Apply(), 0);
     EXPECT_THAT(Rig::Of({"cam", "read"}), IsEmpty());
-    EXPECT_EQ(Rig::Logs().back(), "3 ProcParametrizeCamManLUT:   LUT configuration is skipped: no "
-                                  "data change is detected");
+    EXPECT_THAT(Rig::Logs().back(), EndsWith("  LUT configuration is skipped: no data change is "
+                                             "detected"));
     const std::vector<std::uint16_t> other(256, 5);
     rig.proc.lastLutData = other.data();
     EXPECT_EQ(rig.Apply(), 2);

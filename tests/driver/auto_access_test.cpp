@@ -153,7 +153,7 @@ TEST(AutoAccess, LimitsAreCheckedStepByStep)
     }
 }
 
-TEST(AutoAccess, ExceptionLeavesTheModeOn)
+TEST(AutoAccess, ExceptionsPassAndLeaveTheModeOn)
 {
     Rig rig(ReadOnly("gainAutoMaxValue"));
     CExCam& cam = rig.Open();
@@ -173,6 +173,11 @@ TEST(AutoAccess, ExceptionLeavesTheModeOn)
         EXPECT_THROW(refusing.Open().ExPropertySetAutoCont(EXPOSURE_AUTO_PROPERTY_TYPE),
                      GenICam::AccessException);
     }
+    Rig refusing(ReadOnly("autoBrightnessMode"));
+    EXPECT_THROW(refusing.Open().ExSetAutoExpoEna(false), GenICam::AccessException);
+    Rig reverse(ReadOnly("ReverseX"));
+    EXPECT_THROW(reverse.Open().ExPropertySetEna(REVERSE_X_PROPERTY_TYPE, true),
+                 GenICam::AccessException);
 }
 
 TEST(AutoAccess, MasterSwitchLeavesTheSelectors)

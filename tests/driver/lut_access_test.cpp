@@ -316,6 +316,7 @@ TEST(Gamma, ResultsOfRefusals)
     CExCam& cam = rig.Open();
     td_lg_states none = LG_NONE;
     td_lg_states off = LG_OFF;
+    td_lg_states gamma = LG_GAMMA;
     EXPECT_EQ(cam.ExPropertySetGamma(1, &none), -1);
     EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, &none), -2);
     EXPECT_EQ(cam.ExPropertySetGamma(1, nullptr), -5);
@@ -332,6 +333,10 @@ TEST(Gamma, ResultsOfRefusals)
     EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, nullptr), -1);
     EXPECT_EQ(cam.ExPropertySetGamma(1, nullptr), -1);
     EXPECT_EQ(cam.ExPropertySetGamma(1, &off), -4);
+    EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, &none), -1);
+    cam.propEntries[GAMMA_PROPERTY_TYPE].floatMax = 4;
+    cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached = true;
+    EXPECT_EQ(cam.ExPropertySetGamma(1, &gamma), -1);
     EXPECT_EQ(Story(Rig::Logs()), R"(
 2 ExPropertySetLUTMode: can't get dev params to change LutGamma mode
 2 ExPropertySetLUTValue: can't get dev params to set LUT value
@@ -341,23 +346,37 @@ TEST(Gamma, ResultsOfRefusals)
 3 ExPropertySetGamma: ### Gamma feature is disabled ###
 2 ExPropertySetLUTMode: can't get dev params to change LutGamma mode
 2 ExPropertySetGamma: Can't enable Gamma feature
+2 ExPropertyGetGamma: Can't get Gamma enum parameter
+2 ExPropertySetGamma: Can't get Gamma enum parameter
 )");
 }
 
-TEST(Gamma, ExceptionsOfUnguardedAccessesPass)
+TEST(Gamma, WritesAreVerifiedAndUnguardedExceptionsPass)
 {
-    for (const char* feature :
-         {"lutMode", "lutType", "LUTIndex", "LUTValue", "LUTSelector", "gammaCorrection"}) {
-        Rig rig(SmallCamera(sim::Model::Color));
+    td_lg_states state = LG_NONE;
+    for (const char* feature : {"LUTIndex", "LUTValue", "LUTSelector", "gammaCorrection"}) {
+        sim::CameraSetup setup = SmallCamera(sim::Model::Color);
+        setup.readOnly = {feature};
+        Rig rig(setup);
         CExCam& cam = rig.Open();
-        sim::AddFault(AccessThrows(Trigger::Access, feature, Kind::Timeout));
         const auto all = [&] {
-            td_lg_states none = LG_NONE;
             cam.ExPropertySetLUTChannel(0, 3);
             cam.ExPropertySetLUTValue(0, 0);
-            cam.ExPropertyGetGamma(nullptr, &none);
-            cam.ExPropertyGetGammaRange(nullptr, nullptr); // its first readings are not guarded
+            cam.ExPropertySetGamma(2, nullptr);
         };
-        EXPECT_THROW(all(), GenICam::TimeoutException) << feature;
+        EXPECT_THROW(all(), GenICam::AccessException) << feature;
+    }
+    for (const char* feature : {"lutMode", "lutType"}) {
+        sim::CameraSetup setup = SmallCamera();
+        setup.readOnly = {feature};
+        Rig rig(setup);
+        EXPECT_EQ(rig.Open().ExPropertySetLUTMode(LG_GAMMA, nullptr), 0);
+        EXPECT_THAT(Rig::Logs().back(), testing::EndsWith("(status -17) ###"));
+        EXPECT_EQ(rig.Cam().ExPropertyGetGammaRange(nullptr, nullptr),
+                  std::string(feature) == "lutMode" ? 0 : -17);
+        sim::AddFault(AccessThrows(Trigger::Read, feature, Kind::Timeout));
+        EXPECT_THROW(rig.Cam().ExPropertyGetLUTMode(), GenICam::TimeoutException);
+        sim::AddFault(AccessThrows(Trigger::Read, "gammaCorrection", Kind::Timeout));
+        EXPECT_THROW(rig.Cam().ExPropertyGetGamma(nullptr, &state), GenICam::TimeoutException);
     }
 }

@@ -22,18 +22,6 @@ TEST(ManGain, ReadBackCounts)
     EXPECT_GT(rig.proc.gainCur, 3.2F);
 }
 
-TEST(ManExpo, IsKeptInWholeMicrosecondsToo)
-{
-    Rig rig;
-    rig.Open();
-    rig.host.exptMan = 2500.75F;
-    rig.proc.ProcParametrizeCamManExpo(&rig.Cam());
-    EXPECT_EQ(rig.proc.exposureCur, 2500.75F);
-    EXPECT_EQ(rig.proc.exposureCurInt, 2500);
-    EXPECT_EQ(Rig::Logs().back(),
-              "3 ProcParametrizeCamManExpo:   new ExpoTime val is 2500.750000 (2500)us");
-}
-
 TEST(Fps, UnsetIsRefusedNotSkipped)
 {
     Rig rig;

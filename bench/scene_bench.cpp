@@ -23,7 +23,10 @@ double ThreadSeconds()
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-void PaintBesideMemcpy(benchmark::State& state, std::uint32_t format, bool exposureChanges)
+/** Flags of what a benchmark does. */
+enum What : unsigned { kPaint = 0, kExposureChanges = 1, kMeasure = 2, kNoise = 4 };
+
+void PaintBesideMemcpy(benchmark::State& state, std::uint32_t format, unsigned what)
 {
     sim::PictureJob job;
     job.sensorWidth = job.width = 1920;
@@ -34,15 +37,21 @@ void PaintBesideMemcpy(benchmark::State& state, std::uint32_t format, bool expos
     std::vector<std::uint8_t> source(size, 1);
     std::vector<std::uint8_t> copy(size);
     sim::Scene scene;
+    job.noise = (what & kNoise) != 0 ? 1 : 0;
     double painting = 0;
     double copying = 0;
     for (auto _ : state) {
         ++job.frameNumber;
-        if (exposureChanges) {
+        ++job.noiseSeed;
+        if ((what & kExposureChanges) != 0) {
             job.exposureUs = 5000 + job.frameNumber % 1000;
         }
         const double start = ThreadSeconds();
-        scene.Paint(job, image.data(), size);
+        if ((what & kMeasure) != 0) {
+            benchmark::DoNotOptimize(scene.Measure(job));
+        } else {
+            scene.Paint(job, image.data(), size);
+        }
         benchmark::ClobberMemory();
         const double painted = ThreadSeconds();
         std::memcpy(copy.data(), source.data(), size);
@@ -57,10 +66,10 @@ void PaintBesideMemcpy(benchmark::State& state, std::uint32_t format, bool expos
     state.counters["copies"] = painting / copying;
 }
 
-void Register(const char* name, std::uint32_t format, bool exposureChanges = false)
+void Register(const char* name, std::uint32_t format, unsigned what = kPaint)
 {
     benchmark::RegisterBenchmark(
-        name, [=](benchmark::State& state) { PaintBesideMemcpy(state, format, exposureChanges); })
+        name, [=](benchmark::State& state) { PaintBesideMemcpy(state, format, what); })
         ->UseManualTime()
         ->Unit(benchmark::kMicrosecond);
 }
@@ -70,11 +79,20 @@ void Register(const char* name, std::uint32_t format, bool exposureChanges = fal
 int main(int argc, char** argv)
 {
     Register("Paint/Mono8", sim::kMono8);
-    Register("Paint/Mono8/exposure_changes", sim::kMono8, true);
+    Register("Paint/Mono8/exposure_changes", sim::kMono8, kExposureChanges);
+    Register("Measure/Mono8", sim::kMono8, kMeasure);
+    Register("Measure/YUV422Packed", sim::kYuv422Packed, kMeasure);
     Register("Paint/BayerRG8", sim::kBayerRg8);
     Register("Paint/YUV422Packed", sim::kYuv422Packed);
     Register("Paint/Mono12Packed", sim::kMono12Packed);
     Register("Paint/Mono12", sim::kMono12);
+    Register("Noise/Mono8", sim::kMono8, kNoise);
+    Register("Noise/Mono8/exposure_changes", sim::kMono8, kNoise | kExposureChanges);
+    Register("Noise/BayerRG8", sim::kBayerRg8, kNoise);
+    Register("Noise/YUV422Packed", sim::kYuv422Packed, kNoise);
+    Register("Noise/YUV422Packed/exposure_changes", sim::kYuv422Packed, kNoise | kExposureChanges);
+    Register("Noise/Mono12Packed", sim::kMono12Packed, kNoise);
+    Register("Noise/Mono12", sim::kMono12, kNoise);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -2,6 +2,9 @@
 
 #include "scene.h"
 
+#include <bit>
+#include <cstring>
+
 namespace sim
 {
 
@@ -62,7 +65,19 @@ void Pack16(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
 
 void Pack12(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
 {
-    for (std::size_t i = 0; i + 1 < count; i += 2, line += 3) {
+    std::size_t i = 0;
+    if constexpr (std::endian::native == std::endian::little) {
+        // Four samples at a time; the two bytes written beyond theirs are overwritten by the next.
+        for (; i + 8 <= count; i += 4, line += 6) {
+            std::uint64_t four = 0;
+            std::memcpy(&four, samples + i, sizeof(four));
+            const std::uint64_t pairs =
+                (four >> 4 & 0x00FFF0FF'00FFF0FF) | (four << 8 & 0x00000F00'00000F00);
+            const std::uint64_t bytes = (pairs & 0xFFFFFF) | (pairs >> 8 & 0xFFFFFF'000000);
+            std::memcpy(line, &bytes, sizeof(bytes));
+        }
+    }
+    for (; i + 1 < count; i += 2, line += 3) {
         const unsigned first = samples[i];
         const unsigned second = samples[i + 1];
         line[0] = static_cast<std::uint8_t>(first >> 4);

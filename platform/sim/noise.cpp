@@ -91,11 +91,12 @@ void NoiseLevels::Set(const PictureJob& job, const Response& response)
     if (color) {
         balance = job.balance;
     }
-    if (version_ != 0 && response.Version() == responseVersion_ && noise == noise_ &&
-        gain == gain_ && balance == balance_) {
+    if (version_ != 0 && response.Version() == responseVersion_ && color == color_ &&
+        noise == noise_ && gain == gain_ && balance == balance_) {
         return;
     }
     responseVersion_ = response.Version();
+    color_ = color;
     noise_ = noise;
     gain_ = gain;
     balance_ = balance;

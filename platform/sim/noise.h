@@ -50,6 +50,7 @@ private:
 
     std::uint64_t version_ = 0;
     std::uint64_t responseVersion_ = 0;
+    bool color_ = false;
     double noise_ = 0;
     double gain_ = 0;
     std::array<double, kChannels> balance_{};

@@ -8,6 +8,7 @@
 #include "line_painter.h"
 #include "noise.h"
 #include "pixel_packing.h"
+#include "scaled_image.h"
 #include "test_pattern.h"
 
 #include <algorithm>
@@ -42,6 +43,22 @@ struct LineKey {
     bool operator==(const LineKey&) const = default;
 };
 
+/** All that the light in a picture depends on. */
+struct MeterKey {
+    std::uint32_t sensorWidth = 0;
+    std::uint32_t sensorHeight = 0;
+    std::uint32_t offsetX = 0;
+    std::uint32_t offsetY = 0;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    bool reverseX = false;
+    bool reverseY = false;
+    std::uint32_t pixelFormat = 0;
+    std::uint64_t source = 0;
+
+    bool operator==(const MeterKey&) const = default;
+};
+
 /** Where a ready line is kept. */
 struct Place {
     std::size_t index;
@@ -73,7 +90,7 @@ Tiles TilesOf(const PictureJob& job, std::uint32_t y)
 } // namespace
 
 struct Scene::State {
-    std::unique_ptr<LightSource> source = std::make_unique<TestPattern>();
+    std::unique_ptr<LightSource> source;
     LinePainter painter;
     LightMeter meter;
     NoiseField field;
@@ -81,7 +98,9 @@ struct Scene::State {
     LightRow light; ///< one row as the sensor lies
     std::uint32_t lightKind = kNoKind;
     std::uint64_t lightVersion = 0;
-    std::vector<std::uint32_t> linesOfKind; ///< for the meter
+
+    MeterKey counted; ///< by the meter
+    std::vector<std::uint32_t> linesOfKind;
 
     LineKey key;
     std::size_t places = 0;           ///< for ready lines in this picture
@@ -96,6 +115,8 @@ struct Scene::State {
     std::uint32_t RowKind(const PictureJob& job, std::uint32_t y) const;
     void PrepareLight(const PictureJob& job);
     const LightRow& Light(std::uint32_t kind);
+
+    void Count(const PictureJob& job);
 
     void PrepareLines(const PictureJob& job, std::size_t lineBytes);
     Place Take(const PictureJob& job, std::uint32_t y);
@@ -240,7 +261,39 @@ void Scene::State::PaintLinePairs(const PictureJob& job, std::uint8_t* image, st
     }
 }
 
-Scene::Scene() : state_(std::make_unique<State>()) {}
+/** Lets the meter see the region, unless it just has. */
+void Scene::State::Count(const PictureJob& job)
+{
+    const MeterKey wanted{job.sensorWidth, job.sensorHeight, job.offsetX,  job.offsetY,
+                          job.width,       job.height,       job.reverseX, job.reverseY,
+                          job.pixelFormat, lightVersion};
+    if (wanted == counted) {
+        return;
+    }
+    counted = wanted;
+    linesOfKind.assign(OutsideKind() + 1, 0);
+    for (std::uint32_t y = 0; y < job.height; ++y) {
+        ++linesOfKind[RowKind(job, y)];
+    }
+    const Columns columns(job);
+    meter.Clear(job.width, job.pixelFormat);
+    for (std::uint32_t kind = 0; kind < linesOfKind.size(); ++kind) {
+        if (const std::uint32_t lines = linesOfKind[kind]; lines != 0) {
+            meter.Add(Light(kind), columns.begin, columns.end, lines);
+        }
+    }
+    meter.AddBlack(job.width - (columns.end - columns.begin), job.height);
+}
+
+Scene::Scene(std::shared_ptr<const LightImage> image) : state_(std::make_unique<State>())
+{
+    if (image != nullptr) {
+        state_->source = std::make_unique<ScaledImage>(std::move(image));
+    } else {
+        state_->source = std::make_unique<TestPattern>();
+    }
+}
+
 Scene::~Scene() = default;
 
 void Scene::Paint(const PictureJob& job, std::uint8_t* image, std::size_t size)
@@ -275,18 +328,7 @@ PictureLevels Scene::Measure(const PictureJob& job)
     State& state = *state_;
     state.PrepareLight(job);
     state.painter.Set(job);
-    state.linesOfKind.assign(state.OutsideKind() + 1, 0);
-    for (std::uint32_t y = 0; y < job.height; ++y) {
-        ++state.linesOfKind[state.RowKind(job, y)];
-    }
-    const Columns columns(job);
-    state.meter.Clear(job.width, job.pixelFormat);
-    for (std::uint32_t kind = 0; kind < state.linesOfKind.size(); ++kind) {
-        if (const std::uint32_t lines = state.linesOfKind[kind]; lines != 0) {
-            state.meter.Add(state.Light(kind), columns.begin, columns.end, lines);
-        }
-    }
-    state.meter.AddBlack(job.width - (columns.end - columns.begin), job.height);
+    state.Count(job);
     return state.meter.Levels(state.painter.Answer());
 }
 

@@ -16,11 +16,15 @@
 namespace sim
 {
 
+class LightImage;
+
 class Scene
 {
 public:
-    Scene();
+    /** Shows the picture given, or the pattern. */
+    explicit Scene(std::shared_ptr<const LightImage> image = nullptr);
     ~Scene();
+
     /** Writes the picture, and not a byte beyond `size`. Lines follow each other without padding.
      */
     void Paint(const PictureJob& job, std::uint8_t* image, std::size_t size);

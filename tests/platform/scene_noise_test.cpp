@@ -132,12 +132,14 @@ TEST_P(NoiseInFormat, ComesFromSeedFrameAndRowAlone)
     EXPECT_LT(std::abs(Correlation(Values(other), first)), 0.03);
 
     Scene scene; // what was painted before leaves nothing behind
-    Bytes image(PictureBytes(job.width, job.height, job.pixelFormat));
-    scene.Paint(other, image.data(), image.size());
-    for (const double noise : {0.0, 3.0, 1.0}) {
-        job.noise = noise;
-        scene.Paint(job, image.data(), image.size());
-        EXPECT_EQ(image, PictureOf(job)) << noise;
+    for (const std::uint32_t format : {kMono8, GetParam(), kBayerRg8, GetParam()}) {
+        for (const double noise : {0.0, 3.0, 1.0}) {
+            job.pixelFormat = format;
+            job.noise = noise;
+            Bytes image(PictureBytes(job.width, job.height, format));
+            scene.Paint(job, image.data(), image.size());
+            EXPECT_EQ(image, PictureOf(job)) << noise;
+        }
     }
 }
 

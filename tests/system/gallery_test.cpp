@@ -1,4 +1,4 @@
-/** The gallery's pictures: each setting can be grabbed. */
+/** The gallery's pictures: each setting can be grabbed, and shows. */
 #include "program.h"
 
 #include <filesystem>
@@ -9,7 +9,7 @@
 
 namespace fs = std::filesystem;
 
-TEST(Gallery, EachSettingGivesAPictureWithoutAWarning)
+TEST(Gallery, EachSettingGivesAPictureOfItsOwnWithoutAWarning)
 {
     const TempFolder folder;
     Program program({KV_SCRIPTS "/gallery_grab", KVGRAB, folder.Path().string()}, folder.Path());
@@ -27,7 +27,8 @@ TEST(Gallery, EachSettingGivesAPictureWithoutAWarning)
         EXPECT_FALSE(std::regex_search(log, warning, trouble)) << name << ":" << warning.str();
         const std::string picture = ReadFile(folder / (name + ".png"));
         EXPECT_FALSE(picture.empty()) << name;
-        pictures.emplace(picture, name);
+        const auto [other, isNew] = pictures.emplace(picture, name);
+        EXPECT_TRUE(isNew) << name << " looks like " << other->second;
     }
     EXPECT_GE(pictures.size(), 10U);
 }

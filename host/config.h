@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -80,7 +81,7 @@ struct AutoConfig {
     bool operator==(const AutoConfig&) const = default;
 };
 
-/** [white_balance]: hundredths. */
+/** [white_balance]: hundredths of a dB. */
 struct WhiteBalanceConfig {
     int red = KvTd::kIntUnset;
     int blue = KvTd::kIntUnset;
@@ -187,9 +188,18 @@ struct ParsedConfig {
     std::vector<std::string> warnings; ///< each with name, line and column
 };
 
-/** Turns a TOML text into a configuration. Depends on nothing but its arguments; `name` only
- *  appears in messages. The first thing that can't be used is the error. */
-std::variant<ParsedConfig, ConfigError> ParseConfig(std::string_view text, std::string_view name);
+/** Reads a whole file; false: it can't be read, and why not. */
+using FileReader =
+    std::function<bool(const std::string& path, std::string* text, std::string* error)>;
+
+/** Turns a TOML text into a configuration. Depends on nothing but its arguments: `name` is the
+ *  text's path, for messages and for the files that it names; those come through `read`. The first
+ *  thing that can't be used is the error, which may lie in such a file. */
+std::variant<ParsedConfig, ConfigError> ParseConfig(std::string_view text, std::string_view name,
+                                                    const FileReader& read);
+
+/** A path that the configuration `configName` holds: relative to that file's folder. */
+std::string FromConfigFolder(const std::string& path, std::string_view configName);
 
 /** Puts the leading slash before a shared memory's name. False: it can't be such a name. */
 bool NormalizeMemoryName(std::string* name);

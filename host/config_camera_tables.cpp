@@ -1,6 +1,7 @@
 // The tables that describe the camera and its picture.
 
 #include "config_tables.h"
+#include "lut_file.h"
 
 #include <algorithm>
 #include <iterator>
@@ -19,8 +20,6 @@ constexpr Choice kModes[] = {
 /** Listing positions beyond these are never looked at. */
 constexpr int kPositions = 8;
 constexpr int kPacketLimit = 9180;
-constexpr int kLutSmallest = 256;
-constexpr int kLutLargest = 65535;
 constexpr int kLargestSide = 65536;
 
 constexpr NumberRule kMicroseconds{0.001, 1e9, "a number of microseconds from 0.001 to 1e9"};
@@ -176,7 +175,12 @@ void ReadAuto(TableReader& in, AutoConfig* out)
 void ReadWhiteBalance(TableReader& in, WhiteBalanceConfig* out)
 {
     const auto hundredths = [&in](const char* key) {
-        const auto value = in.Integer(key, 0, 100000, "hundredths from 0 to 100000");
+        const auto value =
+            in.Integer(key, -10000, 10000, "hundredths of a dB from -10000 to 10000");
+        if (value == KvTd::kIntUnset) {
+            in.Refuse(key, "is -1, which the driver takes for not configured; expected another "
+                           "figure, such as 0 or -2");
+        }
         return value ? static_cast<int>(*value) : KvTd::kIntUnset;
     };
     out->red = hundredths("red");
@@ -184,38 +188,69 @@ void ReadWhiteBalance(TableReader& in, WhiteBalanceConfig* out)
     in.Needs("blue", "red", "the driver writes the red figure to both colours");
 }
 
+/** The table out of `values` or `file`; none when neither is there. */
+static std::optional<std::vector<std::uint16_t>> ReadLutEntries(TableReader& in,
+                                                                std::optional<std::int64_t> bits)
+{
+    const unsigned width = static_cast<unsigned>(bits.value_or(16));
+    const std::int64_t largest = (std::int64_t{1} << width) - 1;
+    const auto values =
+        in.Integers("values", 0, largest,
+                    "an array of 256 to 65535 integers from 0 to " + std::to_string(largest));
+    in.Needs("values", "bits", "the table's entries have no width without it");
+    in.Needs("file", "bits", "the table's entries have no width without it");
+    if (values && in.Has("file")) {
+        in.Refuse("file", "stands beside lut.values; expected one of the two");
+    }
+    if (const auto file = in.File("file", "the path of a text or CSV file")) {
+        auto entries = ParseLutFile(file->text, file->path, width);
+        if (const auto* error = std::get_if<ConfigError>(&entries)) {
+            throw *error;
+        }
+        return std::get<std::vector<std::uint16_t>>(std::move(entries));
+    }
+    if (!values) {
+        return std::nullopt;
+    }
+    if (values->size() < kLutSmallest || values->size() > kLutLargest) {
+        in.Refuse("values", "has " + std::to_string(values->size()) +
+                                " entries; expected 256 to 65535: the driver takes 256 out of "
+                                "them, evenly spaced");
+    }
+    std::vector<std::uint16_t> entries;
+    entries.reserve(values->size());
+    std::transform(values->begin(), values->end(), std::back_inserter(entries),
+                   [](std::int64_t value) { return static_cast<std::uint16_t>(value); });
+    return entries;
+}
+
 void ReadLut(TableReader& in, LutConfig* out)
 {
     constexpr Choice kLutModes[] = {{"table", 1}, {"off", 0}};
     const auto mode = in.OneOf("mode", kLutModes);
     const auto bits = in.Integer("bits", 1, 16, "bits of an entry from 1 to 16");
-    const std::int64_t largest = (std::int64_t{1} << bits.value_or(16)) - 1;
-    const auto values =
-        in.Integers("values", 0, largest,
-                    "an array of 256 to 65535 integers from 0 to " + std::to_string(largest));
-    in.Needs("values", "bits", "the table's entries have no width without it");
-    in.Needs("bits", "values", "it tells the width of the table's entries");
-    if (values && (values->size() < kLutSmallest || values->size() > kLutLargest)) {
-        in.Refuse("values", "has " + std::to_string(values->size()) +
-                                " entries; expected 256 to 65535: the driver takes 256 out of "
-                                "them, evenly spaced");
+    auto entries = ReadLutEntries(in, bits);
+    if (bits && !entries) {
+        in.Refuse("bits",
+                  "needs lut.values or lut.file: it tells the width of the table's entries");
     }
     if (!mode) {
-        if (values) {
-            in.Warn("values", "have no effect without lut.mode = \"table\"");
+        if (entries) {
+            in.Warn(in.Has("file") ? "file" : "values",
+                    "has no effect without lut.mode = \"table\"");
         }
         return;
     }
-    if (*mode == 1 && !values) {
-        in.Refuse("mode", "is \"table\" but there is no table; expected lut.values and lut.bits");
+    if (*mode == 1 && !entries) {
+        in.Refuse("mode",
+                  "is \"table\" but there is no table; expected lut.bits, and lut.values or "
+                  "lut.file");
     }
     // "off" asks the driver to apply a table that isn't there, which drops the camera's.
     out->mode = 1;
     if (*mode == 1) {
         out->bits = static_cast<std::uint16_t>(*bits);
-        out->values.reserve(values->size());
-        std::transform(values->begin(), values->end(), std::back_inserter(out->values),
-                       [](std::int64_t value) { return static_cast<std::uint16_t>(value); });
+        out->values = *std::move(entries);
     }
 }
 

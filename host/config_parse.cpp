@@ -2,6 +2,8 @@
 
 #include "config_tables.h"
 
+#include <filesystem>
+
 namespace kvgrab
 {
 
@@ -81,6 +83,25 @@ void ReadTable(TableReader& root, ReadContext& context, const char* name,
     in.Finish();
 }
 
+/** What is in order in each table, and yet doesn't go together. */
+void WarnOfConflicts(TableReader& root, ReadContext& context, const Config& config)
+{
+    if (config.gain.mode == KvTd::kSweepAuto && config.exposure.mode == KvTd::kSweepManual) {
+        TableReader(context, *root.Table("gain"), "gain")
+            .Warn("mode",
+                  "is \"automatic\" while exposure.mode is \"manual\": switching the exposure to "
+                  "manual also stops the automatic gain of cameras that have one switch for both; "
+                  "leave exposure.mode out, or set both to \"automatic\"");
+    }
+    constexpr float kNoCurve = 1;
+    if (!config.lut.values.empty() && config.gamma.value != KvTd::kGammaUnset &&
+        config.gamma.value != kNoCurve) {
+        TableReader(context, *root.Table("gamma"), "gamma")
+            .Warn("value", "stands beside a look-up table: the camera has one tone curve, and the "
+                           "table waits or is replaced; configure one of the two");
+    }
+}
+
 ParsedConfig ReadAll(const toml::table& text, ReadContext& context)
 {
     ParsedConfig parsed;
@@ -104,6 +125,7 @@ ParsedConfig ReadAll(const toml::table& text, ReadContext& context)
     ReadTable(root, context, "simulation", ReadSimulation, &out.simulation);
     ReadTable(root, context, "log", ReadLog, &out.log);
     root.Finish();
+    WarnOfConflicts(root, context, out);
     parsed.warnings = std::move(context.warnings);
     return parsed;
 }
@@ -128,9 +150,18 @@ bool NormalizeMemoryName(std::string* name)
            name->find('/', 1) == std::string::npos && *name != "/." && *name != "/..";
 }
 
-std::variant<ParsedConfig, ConfigError> ParseConfig(std::string_view text, std::string_view name)
+std::string FromConfigFolder(const std::string& path, std::string_view configName)
 {
-    ReadContext context{std::string(name), {}};
+    if (path.empty()) {
+        return path;
+    }
+    return (std::filesystem::path(configName).parent_path() / path).string();
+}
+
+std::variant<ParsedConfig, ConfigError> ParseConfig(std::string_view text, std::string_view name,
+                                                    const FileReader& read)
+{
+    ReadContext context{std::string(name), read, {}};
     try {
         return ReadAll(toml::parse(text, name), context);
     } catch (const ConfigError& error) {

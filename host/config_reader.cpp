@@ -187,6 +187,24 @@ std::optional<std::vector<std::int64_t>> TableReader::Integers(std::string_view 
     return values;
 }
 
+std::optional<TableReader::NamedFile> TableReader::File(std::string_view key,
+                                                        std::string_view expected)
+{
+    const auto named = Text(key, expected);
+    if (!named) {
+        return std::nullopt;
+    }
+    if (named->empty()) {
+        Refuse(key, "is empty; expected " + std::string(expected));
+    }
+    NamedFile file{FromConfigFolder(*named, context_.name), {}};
+    std::string why;
+    if (!context_.read(file.path, &file.text, &why)) {
+        Refuse(key, "can't be read: " + file.path + ": " + why);
+    }
+    return file;
+}
+
 const toml::table* TableReader::Table(std::string_view key)
 {
     const toml::node* node = Find(key);

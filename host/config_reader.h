@@ -21,6 +21,7 @@ namespace kvgrab
 /** What the readers of one text share. */
 struct ReadContext {
     std::string name;
+    const FileReader& read;
     std::vector<std::string> warnings;
 };
 
@@ -54,6 +55,13 @@ public:
     std::optional<int> OneOf(std::string_view key, std::span<const Choice> choices);
     std::optional<std::vector<std::int64_t>> Integers(std::string_view key, std::int64_t min,
                                                       std::int64_t max, std::string_view expected);
+
+    /** A file that the key names. */
+    struct NamedFile {
+        std::string path;
+        std::string text;
+    };
+    std::optional<NamedFile> File(std::string_view key, std::string_view expected);
 
     /** The table under a key, or null. */
     const toml::table* Table(std::string_view key);

@@ -16,8 +16,8 @@ namespace
 {
 
 constexpr std::int64_t kPollNs = 500'000'000;
-/** Larger files are refused: a configuration with the largest table has half a megabyte. */
-constexpr std::int64_t kLargestFile = 4 << 20;
+/** Larger files are refused: one with the largest look-up table has less than a megabyte. */
+constexpr std::size_t kLargestFile = 4 << 20;
 
 FileStamp StampOf(const std::string& path)
 {
@@ -42,12 +42,12 @@ bool ReadFile(const std::string& path, std::string* text, std::string* error)
         *error = "not a regular file";
         return false;
     }
-    if (status.st_size > kLargestFile) {
-        *error = "larger than 4 MB, which no configuration is";
-        return false;
-    }
     std::array<char, 4096> part{};
     for (;;) {
+        if (text->size() > kLargestFile) {
+            *error = "larger than 4 MB, which no configuration is";
+            return false;
+        }
         const ssize_t length = read(file.Get(), part.data(), part.size());
         if (length == 0) {
             return true;
@@ -75,20 +75,30 @@ ConfigStore::ConfigStore(ConfigSource source) : source_(std::move(source))
     Adopt(std::move(config));
 }
 
+bool ConfigStore::ReadStamped(const std::string& path, std::string* text, std::string* error)
+{
+    // Taken before the text, so that a change in between is seen at the next look.
+    seen_[path] = source_.stamp(path);
+    return source_.read(path, text, error);
+}
+
 ConfigStore::Result ConfigStore::Read(Config* config)
 {
     Result result;
     ParsedConfig parsed;
     if (!source_.path.empty()) {
-        // Taken before the text, so that a change in between is seen at the next look.
-        seen_ = source_.stamp(source_.path);
+        seen_.clear();
         std::string text;
         std::string why;
-        if (!source_.read(source_.path, &text, &why)) {
+        if (!ReadStamped(source_.path, &text, &why)) {
             result.error = "can't read the configuration file " + source_.path + ": " + why;
             return result;
         }
-        auto outcome = ParseConfig(text, source_.path);
+        auto outcome =
+            ParseConfig(text, source_.path,
+                        [this](const std::string& path, std::string* content, std::string* error) {
+                            return ReadStamped(path, content, error);
+                        });
         if (const auto* error = std::get_if<ConfigError>(&outcome)) {
             result.error = error->Message();
             return result;
@@ -121,15 +131,22 @@ std::optional<ConfigStore::Result> ConfigStore::Poll(std::int64_t nowNs)
         return std::nullopt;
     }
     nextPollNs_ = nowNs + kPollNs;
-    const FileStamp stamp = source_.stamp(source_.path);
-    const bool atRest = stamp == atPoll_;
-    atPoll_ = stamp;
-    if (!atRest || stamp == seen_) {
+    FileStamps stamps = seen_;
+    for (auto& [path, stamp] : stamps) {
+        stamp = source_.stamp(path);
+    }
+    const bool atRest = stamps == atPoll_;
+    atPoll_ = stamps;
+    if (!atRest || stamps == seen_) {
         return std::nullopt;
     }
     Config config;
     Result result = Read(&config);
-    seen_ = stamp;
+    for (const auto& [path, stamp] : stamps) {
+        if (seen_.contains(path)) {
+            seen_[path] = stamp; // a change since this look is one for the next
+        }
+    }
     if (result.usable && !result.changes.Any()) {
         return std::nullopt;
     }
@@ -144,15 +161,21 @@ void ConfigStore::Adopt(Config config)
 {
     current_ = std::move(config);
     if (current_.lut.values.empty()) {
-        lutData_ = nullptr;
+        lut_ = nullptr;
         return;
     }
     const KeptLut wanted(current_.lut.bits, current_.lut.values);
-    auto kept = std::find(luts_.begin(), luts_.end(), wanted);
+    if (lut_ != nullptr && *lut_ == wanted) {
+        return;
+    }
+    // One that comes back gets another address than it had: the camera may have dropped it.
+    auto kept = std::find_if(luts_.begin(), luts_.end(), [&](const KeptLut& candidate) {
+        return &candidate != lastLut_ && candidate == wanted;
+    });
     if (kept == luts_.end()) {
         kept = luts_.insert(luts_.end(), wanted);
     }
-    lutData_ = kept->second.data();
+    lut_ = lastLut_ = &*kept;
 }
 
 std::uint32_t ConfigStore::Format() const

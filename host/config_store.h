@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -29,8 +30,7 @@ struct FileStamp {
 struct ConfigSource {
     std::string path; ///< empty: there is no file, the defaults hold
     std::function<FileStamp(const std::string&)> stamp;
-    /** The file's text, or false and why not. */
-    std::function<bool(const std::string&, std::string* text, std::string* error)> read;
+    FileReader read;
     /** What the command line says is put on top of every configuration that is read. */
     std::function<void(Config*)> overrides;
 };
@@ -55,10 +55,10 @@ public:
     /** Reads the file and takes it over whatever changed. On an error the old one stays. */
     Result Reload();
 
-    /** Looks at the file, at most every half second, and takes it over when it changed in nothing
-     *  but what can be applied while grabbing. A result only when there is news: a change is
-     *  reported once. A file is looked into when it has been at rest for one look, so that a half
-     *  written one is left alone. */
+    /** Looks at the file and at those that it names, at most every half second, and takes them over
+     *  when they changed in nothing but what can be applied while grabbing. A result only when
+     *  there is news: a change is reported once. Files are looked into when they have been at rest
+     *  for one look, so that a half written one is left alone. */
     std::optional<Result> Poll(std::int64_t nowNs);
 
     const Config& Current() const { return current_; }
@@ -71,25 +71,32 @@ public:
     /** A device session is over: what the driver forced ended with it. */
     void DropForced();
 
-    /** The table in force, null when none is. Another table has another address. */
-    const std::uint16_t* LutData() const { return lutData_; }
+    /** The table in force, null when none is. Another table has another address, and so has one
+     *  that comes back after there was none. */
+    const std::uint16_t* LutData() const { return lut_ != nullptr ? lut_->second.data() : nullptr; }
 
 private:
     /** A table and the bits of its entries: the same numbers of another width are another table. */
     using KeptLut = std::pair<std::uint16_t, std::vector<std::uint16_t>>;
 
+    /** The configuration file and the files that it names, by path. */
+    using FileStamps = std::map<std::string, FileStamp>;
+
     Result Read(Config* config);
+    /** Reads a file and keeps the stamp that it had before. */
+    bool ReadStamped(const std::string& path, std::string* text, std::string* error);
     void Adopt(Config config);
 
     ConfigSource source_;
     Config current_;
-    FileStamp seen_;   ///< of the file as it was last looked into
-    FileStamp atPoll_; ///< of the last look
+    FileStamps seen_;   ///< of the files as they were last looked into
+    FileStamps atPoll_; ///< of the last look
     std::int64_t nextPollNs_ = 0;
     std::optional<std::uint32_t> forcedFormat_;
     std::optional<std::uint32_t> forcedBuffers_;
-    std::deque<KeptLut> luts_; ///< never shrinks; a deque moves no element when it grows
-    const std::uint16_t* lutData_ = nullptr;
+    std::deque<KeptLut> luts_;         ///< never shrinks; a deque moves no element when it grows
+    const KeptLut* lut_ = nullptr;     ///< in force
+    const KeptLut* lastLut_ = nullptr; ///< the last that was
 };
 
 } // namespace kvgrab

@@ -8,7 +8,6 @@
 
 #include <cstdio>
 #include <ctime>
-#include <filesystem>
 #include <unistd.h>
 
 namespace kvgrab
@@ -36,15 +35,6 @@ ExitStatus Fail(ExitStatus status, const std::string& why)
 {
     std::fprintf(stderr, "kvgrab: %s%s\n", why.c_str(), why.ends_with('.') ? "" : ".");
     return status;
-}
-
-/** A path of the configuration file is relative to that file's folder. */
-std::string FromConfigFolder(const std::string& path, const std::string& configPath)
-{
-    if (path.empty()) {
-        return path;
-    }
-    return (std::filesystem::path(configPath).parent_path() / path).string();
 }
 
 ConfigStore MakeStore(const Options& options)

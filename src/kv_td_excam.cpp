@@ -1,5 +1,6 @@
 #include "kv_td_excam.h"
 
+#include "kv_td_excam_rows.h"
 #include "kv_td_log.h"
 #include "kv_td_nodes.h"
 #include "util/units.h"
@@ -42,12 +43,6 @@ constexpr PropertyEntry _S_PropertyEntries[kPropertyCount] = {
 namespace
 {
 
-int RowOf(PropertyType type)
-{
-    const int row = static_cast<int>(type) % kPropertyCount;
-    return row < 0 ? UNSPECIFIED_PROPERTY_TYPE : row;
-}
-
 bool IsInDb(int row)
 {
     return row == GAIN_PROPERTY_TYPE || row == BALANCE_RATIO_RED_PROPERTY_TYPE ||
@@ -62,13 +57,6 @@ bool IsGainAutoLimit(int row)
 bool IsExposureAutoLimit(int row)
 {
     return row == EXPOSURE_AUTO_MIN_PROPERTY_TYPE || row == EXPOSURE_AUTO_MAX_PROPERTY_TYPE;
-}
-
-template <class T> void Store(T* output, T value)
-{
-    if (output != nullptr) {
-        *output = value;
-    }
 }
 
 /** Writes an entry of an enumeration; passes over one that the camera lacks. */
@@ -323,11 +311,6 @@ int CExCam::ExPropertySetEnumFromStr(const char* featureName, const char* valueN
     }
     node->FromString(valueName, true);
     KV_LOG(4, "### set enum param \"%s\" to \"%s\"", featureName, valueName);
-    return 0;
-}
-
-int CExCam::ExPropertyGetGamma(float*, td_lg_states*)
-{
     return 0;
 }
 

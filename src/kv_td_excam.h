@@ -67,10 +67,41 @@ public:
 
     int ExPropertySetEnumFromStr(const char* featureName, const char* valueName);
 
-    // ---- look-up table and gamma ----------------------------------------------------------------
+    // ---- look-up table and gamma: kv_td_excam_lut.cpp -----------------------------------------
+    //
+    // Where a state can be given, it is what the caller knows already; null reads it.
 
-    /** Not there yet: reports nothing. */
+    /** Off, a user's table, or gamma correction. `lutBits` is written for LG_USER_LUT alone, where
+     *  the camera tells the width of its entries. 0 also when the camera threw: the log tells. */
+    int ExPropertySetLUTMode(td_lg_states state, unsigned short* lutBits);
+    td_lg_states ExPropertyGetLUTMode();
+    /** Writes one entry of the channel that is selected. */
+    int ExPropertySetLUTValue(int index, int value);
+    /** 0 red, 1 green, else blue; nothing is selected when there are fewer than two channels. */
+    int ExPropertySetLUTChannel(int channel, int channelCount);
+    /** The first successful read is kept for the object's life. 1: the camera has no such control;
+     *  else what the camera threw, as its status, or -1 for a property exception. */
+    int ExPropertyGetGammaRange(float* min, float* max);
+    /** `value` stays as it is while something else than gamma controls the table. */
     int ExPropertyGetGamma(float* value, td_lg_states* state);
+    /** -1 no control, -4 gamma can't be enabled, -5 no range, -6 out of bounds. */
+    int ExPropertySetGamma(float value, td_lg_states* state);
+
+    // ---- automatic functions: kv_td_excam_auto.cpp --------------------------------------------
+
+    int ExPropertySetEna(PropertyType type, bool enable);
+    /** The master switch of automatic brightness. -3: it was switched, but the sequence is missing
+     *  or was right already. */
+    int ExSetAutoExpoEna(bool enable);
+    /** `target` from 0 to 1. -5: out of bounds. */
+    int ExSetAutoExpoVal(float target);
+    /** Limits in dB. -4, -6: a range can't be read; -5, -7: out of it; -8, -9: can't be set. */
+    int ExPropertySetAutoRangeGain(float min, float max);
+    /** Limits in microseconds; codes as for the gain. */
+    int ExPropertySetAutoRangeExpo(float min, float max);
+    int ExPropertySetEnaAutoPush(PropertyType type, bool enable);
+    void ExPropertySetAutoOff(PropertyType type) { ExPropertySetEnaAutoPush(type, false); }
+    void ExPropertySetAutoCont(PropertyType type) { ExPropertySetEnaAutoPush(type, true); }
 
     // ---- fields -------------------------------------------------------------------------------
 
@@ -98,6 +129,10 @@ public:
      *  by the grab thread. Kept for an input watcher to come. */
     std::uint32_t gpioInputEvent = 0;
     std::atomic<std::uint32_t> gpioInputValue = 0;
+
+private:
+    struct AutoLimits;
+    int setAutoLimits(AutoLimits& limits);
 };
 
 /** Feature names by PropertyType; the ranges are empty. Rows 20 and 21 share a feature and differ

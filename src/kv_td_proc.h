@@ -45,19 +45,42 @@ public:
     /** Switches off the chunks that ProcSetCamConfigChunks switched on. */
     void ProcSetCamConfigEnd(CExCam* cam);
 
-    // ---- values: not there yet, they change nothing -------------------------------------------
+    // ---- values: kv_td_proc_values.cpp, kv_td_proc_wb.cpp -------------------------------------
+    //
+    // A value that is not configured, out of the camera's range or refused leaves camera and fields
+    // as they are; the log tells.
 
     bool ProcParametrizeCamFps(CExCam* cam); ///< true: a new rate was applied
     void ProcParametrizeCamRotate(CExCam* cam);
-    void ProcParametrizeCamWB(CExCam* cam);
     void ProcParametrizeCamManGain(CExCam* cam);
     void ProcParametrizeCamManExpo(CExCam* cam);
+    void ProcParametrizeCamWB(CExCam* cam);
+
+    // ---- automatic exposure and gain: kv_td_proc_auto.cpp -------------------------------------
+
+    /** `dynamic`: while frames flow. `captureStopped`: the transfer is stopped, and whoever owns
+     * the flag starts it again; null: nobody else does. The same flag for the next two. */
     void ProcParametrizeCamAutoFunc(CExCam* cam, std::uint32_t profile, std::uint32_t gainMode,
                                     std::uint32_t etimeMode, bool dynamic, bool* captureStopped);
+    /** Brightness target and limits; the result of the last camera operation. */
+    int ProcParametrizeCamAutoFuncParams(CExCam* cam);
+
+    // ---- look-up table and gamma: kv_td_proc_lut.cpp ------------------------------------------
+
+    /** Loads the configured table, or the dynamic one. 0 skipped or none configured; 1 none
+     *  configured but the camera has one, which the gamma handler has to switch off; 2 written;
+     *  -1 no such control; -2 a write failed; -3 a format of 12 bits. */
     int ProcParametrizeCamManLUT(CExCam* cam, bool fromDynLut, bool whileGrabbing,
                                  bool* captureRestart);
+    /** Applies the exponent, or switches table and gamma off. `lutResult` is the table's in the
+     * same run, 0 without one. 0 nothing to do; 1, 2, 3 switched off: the table is gone, and gamma
+     * is not asked for or not there; out of bounds; 1.0; 4 written, or tried; -1 no gamma; -2 out
+     * of bounds. */
     int ProcParametrizeCamGamma(CExCam* cam, bool whileGrabbing, int lutResult,
                                 bool* captureRestart);
+
+    // ---- not there yet: they change nothing ---------------------------------------------------
+
     void ProcParametrizeCamOutLines(CExCam* cam);
     void ProcDynamLut(CExCam* cam);
 
@@ -123,6 +146,7 @@ public:
     std::uint32_t usrSignalPending = 0; ///< step of the dynamic LUT
     std::int32_t reconfigState = 0;     ///< its bit-depth excursion: 0, 6 or 7
     std::uint16_t* dynLut = nullptr;    ///< owned, malloc
+    std::uint32_t dynLutCount = 0;      ///< its entries
     std::uint32_t* dynCdf = nullptr;    ///< owned, malloc
     const std::uint16_t* lastLutData = nullptr; ///< table written last; identity counts
     void* currImage = nullptr;
@@ -186,6 +210,10 @@ private:
     void sizeFrames(const LogSite& site, CExCam* cam, std::uint32_t* bufferCount);
     void reportNewSettings(const LogSite& site);
     void publishGeometry();
+
+    // kv_td_proc_auto.cpp
+    static void switchAuto(CExCam* cam, PropertyType selector, std::uint32_t mode,
+                           std::int32_t& state);
 
     // kv_td_proc_aoi.cpp
     struct AoiAxis {

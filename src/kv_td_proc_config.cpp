@@ -212,34 +212,6 @@ void CCamProc::reportNewSettings(const LogSite& site)
 
 // ---- handlers that are not there yet: they keep their place in the order ------------------------
 
-bool CCamProc::ProcParametrizeCamFps(CExCam*)
-{
-    return false;
-}
-
-void CCamProc::ProcParametrizeCamRotate(CExCam*) {}
-
-void CCamProc::ProcParametrizeCamWB(CExCam*) {}
-
-void CCamProc::ProcParametrizeCamManGain(CExCam*) {}
-
-void CCamProc::ProcParametrizeCamManExpo(CExCam*) {}
-
-void CCamProc::ProcParametrizeCamAutoFunc(CExCam*, std::uint32_t, std::uint32_t, std::uint32_t,
-                                          bool, bool*)
-{
-}
-
-int CCamProc::ProcParametrizeCamManLUT(CExCam*, bool, bool, bool*)
-{
-    return 0;
-}
-
-int CCamProc::ProcParametrizeCamGamma(CExCam*, bool, int, bool*)
-{
-    return 0;
-}
-
 void CCamProc::ProcParametrizeCamOutLines(CExCam*) {}
 
 void CCamProc::ProcDynamLut(CExCam*) {}

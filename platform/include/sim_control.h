@@ -62,6 +62,7 @@ struct CameraSetup {
     std::uint32_t sensorWidth = 1920;
     std::uint32_t sensorHeight = 1080;
     Picture picture = Picture::Pattern;
+    double noise = 1;       ///< 1: as a good sensor has it, 0: none, at most 100
     std::uint64_t seed = 1; ///< of all randomness of this camera
     std::uint64_t tickFrequency =
         1'000'000'000;           ///< Hz, as reported; 0 is reported but ticks run at 1 GHz
@@ -69,6 +70,8 @@ struct CameraSetup {
     unsigned tickBits = 64;      ///< the tick counter wraps at 2^tickBits
     double driftPpm = 0;         ///< how much faster than the clock the camera runs
     double jitterUs = 0; ///< standard deviation of a frame's arrival, never before it is read out
+    bool lockRegulated = false; ///< ExposureTime and Gain are RO while frames flow and they are
+                                ///  regulated automatically
     double linkMBytesPerSecond = 115;
     double temperatureC = 41.5;
     std::vector<std::string> missing = {};                        ///< features it lacks

@@ -16,11 +16,13 @@ namespace
 CameraSetup Sane(CameraSetup setup)
 {
     constexpr std::uint32_t kLargestSensor = 65536;
+    constexpr double kMostNoise = 100;
     setup.sensorWidth = std::clamp(setup.sensorWidth, 1U, kLargestSensor);
     setup.sensorHeight = std::clamp(setup.sensorHeight, 1U, kLargestSensor);
     setup.tickBits = std::clamp(setup.tickBits, 1U, 64U);
     setup.driftPpm = std::clamp(setup.driftPpm, -1e5, 1e5);
     setup.jitterUs = std::clamp(setup.jitterUs, 0.0, 1e9);
+    setup.noise = setup.noise > 0 ? std::min(setup.noise, kMostNoise) : 0;
     return setup;
 }
 

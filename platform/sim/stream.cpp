@@ -21,7 +21,7 @@ constexpr std::size_t kUsualFramesOnTheWay = 16;
 } // namespace
 
 Stream::Stream(CameraModel& camera)
-    : camera_(camera), sensor_(camera), onTheWay_(kUsualFramesOnTheWay), waiting_(0)
+    : camera_(camera), sensor_(camera, scene_), onTheWay_(kUsualFramesOnTheWay), waiting_(0)
 {
 }
 

@@ -61,8 +61,8 @@ private:
     std::uint64_t Packets(const Frame& frame) const;
 
     CameraModel& camera_;
-    Sensor sensor_;
     Scene scene_;
+    Sensor sensor_; // looks at the scene
     Ring<Frame> onTheWay_;
     Ring<std::uint32_t> waiting_; // slots, oldest first
     std::vector<Slot> slots_;     // one per buffer; empty: no transfer is initialised

@@ -66,6 +66,8 @@ log3 kv_td_proc:ProcSetCamConfig: ~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~
 log3 kv_td_proc:ProcSetCamConfig: ROI OffsX x OffsY   : 0 x 0
 log3 kv_td_proc:ProcSetCamConfig: ROI Width x Height  : 64 x 48
 cam GainSelector=SensorAll
+log3 kv_td_excam:ExPropertyGetLUTMode: ### get Lut mode "Off"; Lut type "UserDefined" ###
+log3 kv_td_excam:ExPropertyGetGamma: ### Gamma feature is disabled (1) ###
 gev GevGetFeatureValue(GevTimestampTickFrequency)=0
 gev GevGetFeatureValue(PixelFormat)=0
 log3 kv_td_proc:ProcSetCamConfig: ResultingFrameRate  : 25.0
@@ -109,10 +111,24 @@ log4 kv_td_proc:ProcSetCamConfig: Chunks are configured
 gev GevGetPayloadParameters()=0
 log3 kv_td_proc:ProcSetCamConfig: Set gBufferFrameSize to 6656, bufNum to 5 (old 5)
 log3 kv_td_proc:ProcSetCamConfig: Applying initial configuration...
+host KvGiMainCtx__GetFps()
+log3 kv_td_proc:ProcParametrizeCamFps: Fps settings handler entry val: Fps -1.000000 (CamFps 25.000000)
+log3 kv_td_excam:ExPropertyGetFloatRange: ### get property 9 (AcquisitionFrameRate) range: min=0.100000 max=399.914062 ###
+log3 kv_td_proc:ProcParametrizeCamFps:   cur CamFps val is 25.000000 (min 0.100000, max 399.914062)
+log2 kv_td_proc:ProcParametrizeCamFps:   asked Fps val -1.000000 is out of bounds [0.100000, 399.914062], skipped
+host KvGiMainCtx__GetRotate()
+log3 kv_td_proc:ProcParametrizeCamRotate: Rotate settings handler entry val: Rotate 0
+log3 kv_td_proc:ProcParametrizeCamRotate:   Rotate config is skipped
 host KvGiMainCtx__GetSweepProf()
 host KvGiMainCtx__GetSweepGainMod()
 host KvGiMainCtx__GetSweepEtimeMod()
 host KvGiMainCtx__GetSweepLutMod()
+log3 kv_td_proc:ProcParametrizeCamAutoFunc:   AutoFunc settings skipped for "Profile"
+log3 kv_td_proc:ProcParametrizeCamAutoFunc:   AutoFunc settings skipped for "GainMode"
+log3 kv_td_proc:ProcParametrizeCamAutoFunc:   Autofunc settings skipped for "ExpTimeMode"
+host KvGiMainCtx__GetGamma()
+log3 kv_td_proc:ProcParametrizeCamGamma: Gamma settings handler entry val: Gamma -1.000000
+log3 kv_td_proc:ProcParametrizeCamGamma:   Gamma config is skipped
 log3 kv_td_proc:ProcParametrizeCam: ~~ Camera Device New Settings ~~
 log3 kv_td_proc:ProcParametrizeCam: ~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~
 log3 kv_td_proc:ProcParametrizeCam: ROI OffsX x OffsY   : 0 x 0
@@ -169,12 +185,11 @@ TEST(Config, YuvResetsTheBalanceRatios)
 {
     ConfigRig rig(SmallCamera(sim::Model::Color));
     rig.host.format = kFormatYuv422;
-    rig.proc.wbRed = 150;
-    rig.proc.wbBlue = 160;
+    rig.proc.wbRed = kIntUnset; // as automatic balance left them: it would be skipped
+    rig.proc.wbBlue = kIntUnset;
     EXPECT_EQ(rig.Configure(), 0);
     EXPECT_TRUE(rig.proc.isYuv);
-    EXPECT_EQ(rig.proc.wbRed, 0);
-    EXPECT_EQ(rig.proc.wbBlue, 0);
+    EXPECT_THAT(Rig::Of("cam"), Contains("BalanceWhiteAuto=Periodic"));
     EXPECT_EQ(rig.proc.stride, 128U);
 }
 
@@ -316,5 +331,11 @@ host KvGiMainCtx__GetSweepProf()
 host KvGiMainCtx__GetSweepGainMod()
 host KvGiMainCtx__GetSweepEtimeMod()
 host KvGiMainCtx__GetSweepLutMod()
+log3 kv_td_proc:ProcParametrizeCamAutoFunc:   AutoFunc settings skipped for "Profile"
+log3 kv_td_proc:ProcParametrizeCamAutoFunc:   AutoFunc settings skipped for "GainMode"
+log3 kv_td_proc:ProcParametrizeCamAutoFunc:   Autofunc settings skipped for "ExpTimeMode"
+host KvGiMainCtx__GetGamma()
+log3 kv_td_proc:ProcParametrizeCamGamma: Gamma settings handler entry val: Gamma -1.000000
+log3 kv_td_proc:ProcParametrizeCamGamma:   Gamma config is skipped
 )");
 }

@@ -1,3 +1,4 @@
+#include "exception_cases.h"
 #include "kv_td_guard.h"
 #include "rig.h"
 
@@ -8,14 +9,7 @@ using namespace KvTd;
 using namespace rig;
 using testing::ElementsAre;
 
-struct GuardCase {
-    const char* name;
-    sim::ExceptionKind kind;
-    const char* text; ///< after the origin
-    int status;
-};
-
-class Guard : public testing::TestWithParam<GuardCase>
+class Guard : public testing::TestWithParam<ExceptionCase>
 {
 public:
     /** A session whose camera fails the n-th reading of the exposure time. */
@@ -35,35 +29,16 @@ public:
 
 TEST_P(Guard, StatusAndTextOfEachKind)
 {
-    const GuardCase& c = GetParam();
+    const ExceptionCase& c = GetParam();
     const std::string status =
         "2 ProcLoop: An unhandled exception occured: libError = " + std::to_string(c.status);
-    const bool unknown = c.kind == sim::ExceptionKind::Unknown;
-    const auto line = [&](const std::string& origin) {
-        return unknown ? "1 ProcLoop:  " + std::string(c.text)
-                       : "1 ProcLoop:  Origin " + origin + " - " + c.text + " scripted fault";
-    };
+    const auto line = [&](const char* origin) { return "1 ProcLoop: " + c.Line(origin); };
     EXPECT_THAT(Failing(1, kExitConfiguration), ElementsAre(line("init config"), status));
     EXPECT_THAT(Failing(2, kExitGrabbing), ElementsAre(line("grabbing loop"), status));
 }
 
-using Kind = sim::ExceptionKind;
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, Guard,
-    testing::Values(
-        GuardCase{"InvalidArgument", Kind::InvalidArgument, "GenApi: Invalid Argument Exception",
-                  -3},
-        GuardCase{"Property", Kind::Property, "GenApi: Property Exception", 0}, // counts as success
-        GuardCase{"LogicalError", Kind::LogicalError, "GenApi: Logical Error Exception", -14},
-        GuardCase{"OutOfRange", Kind::OutOfRange, "GenApi: OutOfRange Exception", -13},
-        GuardCase{"Runtime", Kind::Runtime, "GenApi: Runtime Exception", -1},
-        GuardCase{"Access", Kind::Access, "GenApi: Access Exception", -17},
-        GuardCase{"Timeout", Kind::Timeout, "GenApi: Timeout Exception", -6},
-        GuardCase{"DynamicCast", Kind::DynamicCast, "GenApi: DynamiceCast Exception",
-                  -2}, // spelt so
-        GuardCase{"Standard", Kind::Standard, "StdLib: Exception", -14},
-        GuardCase{"Unknown", Kind::Unknown, "GenApi: Unknown Error Exception (catchall)", -1}),
-    [](const auto& it) { return std::string(it.param.name); });
+INSTANTIATE_TEST_SUITE_P(Kinds, Guard, testing::ValuesIn(kExceptionCases),
+                         [](const auto& it) { return std::string(it.param.name); });
 
 TEST(GuardGenApi, FirstExceptionEndsTheSteps)
 {

@@ -4,6 +4,8 @@
 
 #include <gmock/gmock.h>
 
+#include <map>
+
 namespace
 {
 
@@ -14,25 +16,45 @@ using testing::IsEmpty;
 
 constexpr std::int64_t kLookNs = 500'000'000;
 
-/** A configuration file in memory. */
+/** A configuration file in memory, and others that it may name. */
 struct Store {
     std::string text;
     FileStamp stamp{1, 0, 1};
+    std::map<std::string, std::pair<std::string, FileStamp>> others;
     int reads = 0;
     std::int64_t nowNs = 0;
-    ConfigStore store{ConfigSource{"mem.toml", [this](const std::string&) { return stamp; },
-                                   [this](const std::string&, std::string* out, std::string*) {
-                                       ++reads;
-                                       *out = text;
-                                       return true;
-                                   },
+    ConfigStore store{ConfigSource{"mem.toml", [this](const std::string& path) { return At(path); },
+                                   [this](const std::string& path, std::string* out,
+                                          std::string* error) { return Read(path, out, error); },
                                    [](Config*) {}}};
 
     explicit Store(std::string first) : text(std::move(first)) { store.Reload(); }
+    FileStamp At(const std::string& path) const
+    {
+        const auto other = others.find(path);
+        return path == "mem.toml"      ? stamp
+               : other != others.end() ? other->second.second
+                                       : FileStamp();
+    }
+    bool Read(const std::string& path, std::string* out, std::string* error)
+    {
+        ++reads;
+        if (path != "mem.toml" && !others.contains(path)) {
+            *error = "not there";
+            return false;
+        }
+        *out = path == "mem.toml" ? text : others[path].first;
+        return true;
+    }
     void Save(const std::string& changed)
     {
         text = changed;
         ++stamp.mtimeNs;
+    }
+    void SaveOther(const std::string& path, const std::string& changed)
+    {
+        others[path].first = changed;
+        ++others[path].second.mtimeNs;
     }
     /** Polls until the file has been at rest for a look. */
     std::optional<ConfigStore::Result> PollAtRest()
@@ -43,6 +65,12 @@ struct Store {
         return store.Poll(nowNs);
     }
 };
+
+/** -1: there is no table. */
+int FirstEntry(const std::uint16_t* table)
+{
+    return table != nullptr ? table[0] : -1;
+}
 
 struct ChangeCase {
     const char* before;
@@ -58,7 +86,7 @@ class Changes : public testing::TestWithParam<ChangeCase>
 TEST_P(Changes, AreSortedByWhatTheyTake)
 {
     const auto parse = [](const std::string& text) {
-        return std::get<ParsedConfig>(ParseConfig(text, "")).config;
+        return std::get<ParsedConfig>(ParseConfig(text, "", {})).config;
     };
     const ChangeCase& change = GetParam();
     const ConfigChanges changes = Compare(parse(change.before), parse(change.after));
@@ -185,7 +213,64 @@ TEST(ConfigStore, AnotherLutHasAnotherAddressAndTheOldOneLives)
     file.Save("");
     file.store.Reload();
     EXPECT_EQ(file.store.LutData(), nullptr);
-    EXPECT_EQ(seen[1][0], 2);
+    EXPECT_EQ(FirstEntry(seen[1]), 2);
+
+    // The last table again: the driver would take the address that it knows for a loaded table.
+    file.Save(lut(8, 3));
+    file.store.Reload();
+    const std::uint16_t* again = file.store.LutData();
+    EXPECT_NE(again, seen.back());
+    EXPECT_EQ(FirstEntry(again), 3);
+}
+
+TEST(ConfigStore, TheFileOfALutCountsAsThePartOfTheConfigurationThatItIs)
+{
+    const auto lut = [](const std::string& entry) {
+        std::string text;
+        for (int i = 0; i < 256; ++i) {
+            text += entry + "\n";
+        }
+        return text;
+    };
+    const std::string named = "[lut]\nmode = \"table\"\nbits = 8\nfile = \"";
+    Store file("");
+    file.SaveOther("a.csv", lut("1"));
+    file.SaveOther("b.csv", lut("1"));
+    file.Save(named + "a.csv\"\n");
+    ASSERT_TRUE(file.store.Reload().adopted);
+    const std::uint16_t* first = file.store.LutData();
+    ASSERT_NE(first, nullptr);
+    EXPECT_FALSE(file.PollAtRest().has_value());
+
+    file.SaveOther("b.csv", lut("1"));
+    EXPECT_FALSE(file.PollAtRest().has_value()) << "nobody names that file";
+    file.SaveOther("a.csv", "# the same\n" + lut("0x01"));
+    EXPECT_FALSE(file.PollAtRest().has_value()) << "written anew, with the same entries";
+    file.Save(named + "b.csv\"\n");
+    ASSERT_TRUE(file.store.Reload().adopted);
+    EXPECT_EQ(file.store.LutData(), first) << "another file, the same table";
+
+    file.SaveOther("b.csv", lut("2"));
+    auto news = file.PollAtRest();
+    ASSERT_TRUE(news.has_value());
+    EXPECT_TRUE(news->adopted);
+    EXPECT_THAT(news->changes.dynamic, ElementsAre("lut"));
+    const std::uint16_t* second = file.store.LutData();
+    EXPECT_NE(second, first);
+    EXPECT_EQ(FirstEntry(second), 2);
+    EXPECT_EQ(FirstEntry(first), 1);
+
+    // A broken table is told once, and mending it is noticed, though it was never in force.
+    file.SaveOther("b.csv", lut("256"));
+    news = file.PollAtRest();
+    ASSERT_TRUE(news.has_value());
+    EXPECT_THAT(news->error, HasSubstr("b.csv:1:1: this is \"256\""));
+    EXPECT_EQ(file.store.LutData(), second);
+    EXPECT_FALSE(file.PollAtRest().has_value());
+    file.SaveOther("b.csv", lut("3"));
+    news = file.PollAtRest();
+    ASSERT_TRUE(news.has_value() && news->adopted);
+    EXPECT_EQ(FirstEntry(file.store.LutData()), 3);
 }
 
 TEST(ConfigStore, WhatTheDriverForcesEndsWithTheSession)

@@ -16,9 +16,22 @@ using namespace kvgrab;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
+/** Knows one file, a look-up table, which lies beside the configuration. */
+bool ReadBeside(const std::string& path, std::string* text, std::string* error)
+{
+    if (path != "etc/ramp.csv") {
+        *error = "there is no such file";
+        return false;
+    }
+    for (int i = 0; i < 256; ++i) {
+        *text += std::to_string(i) + "\n";
+    }
+    return true;
+}
+
 ParsedConfig Accepted(const std::string& text)
 {
-    auto outcome = ParseConfig(text, "test.toml");
+    auto outcome = ParseConfig(text, "etc/test.toml", ReadBeside);
     if (const auto* error = std::get_if<ConfigError>(&outcome)) {
         ADD_FAILURE() << error->Message() << "\nin:\n" << text;
         return {};
@@ -28,7 +41,7 @@ ParsedConfig Accepted(const std::string& text)
 
 std::string Refusal(const std::string& text)
 {
-    auto outcome = ParseConfig(text, "test.toml");
+    auto outcome = ParseConfig(text, "etc/test.toml", ReadBeside);
     const auto* error = std::get_if<ConfigError>(&outcome);
     return error != nullptr ? error->Message() : "accepted";
 }
@@ -46,7 +59,8 @@ class Refused : public testing::TestWithParam<RefusedCase>
 TEST_P(Refused, WithPlaceAndExpectation)
 {
     const std::string message = Refusal(GetParam().text);
-    EXPECT_THAT(message, testing::StartsWith(std::string("test.toml:") + GetParam().place + ": "));
+    EXPECT_THAT(message,
+                testing::StartsWith(std::string("etc/test.toml:") + GetParam().place + ": "));
     EXPECT_THAT(message, HasSubstr(GetParam().part));
 }
 
@@ -81,6 +95,7 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"[gain]\nauto_min_db = 9\nauto_max_db = 3\n", "2:15", "is above auto_max_db"},
         RefusedCase{"[auto]\nbrightness = 1.5\n", "2:14", "from 0 to 1"},
         RefusedCase{"[white_balance]\nblue = 100\n", "2:8", "needs white_balance.red"},
+        RefusedCase{"[white_balance]\nred = -1\n", "2:7", "takes for not configured"},
         RefusedCase{"[timing]\ndrift_ns_per_s = 9999999999\n", "2:18", "nanoseconds per second"},
         RefusedCase{"[session]\nframes = 4294967296\n", "2:10", "frames from 1"},
         RefusedCase{"[session]\nretry_interval_s = nan\n", "2:20", "seconds from 0.1"},
@@ -96,6 +111,13 @@ INSTANTIATE_TEST_SUITE_P(
         RefusedCase{"[lut]\nbits = 8\nvalues = [1, 2, 3]\n", "3:10", "has 3 entries"},
         RefusedCase{"[lut]\nbits = 8\nvalues = [1, 256]\n", "3:14", "values[1] is 256"},
         RefusedCase{"[lut]\nvalues = [1, 2]\n", "2:10", "needs lut.bits"},
+        RefusedCase{"[lut]\nbits = 8\n", "2:8", "needs lut.values or lut.file"},
+        RefusedCase{"[lut]\nfile = \"ramp.csv\"\n", "2:8", "needs lut.bits"},
+        RefusedCase{"[lut]\nbits = 8\nfile = \"\"\n", "3:8", "expected the path of a text"},
+        RefusedCase{"[lut]\nbits = 8\nfile = \"ramp.txt\"\n", "3:8",
+                    "can't be read: etc/ramp.txt: there is no such file"},
+        RefusedCase{"[lut]\nbits = 8\nvalues = [1]\nfile = \"ramp.csv\"\n", "4:8",
+                    "one of the two"},
         // IO box
         RefusedCase{"[iobox]\npin = \"Out1\"\n", "1:1", "[[iobox]]"},
         RefusedCase{"[[iobox]]\nsource = \"off\"\n", "1:1", "iobox.pin is missing"},
@@ -131,12 +153,12 @@ height = 480
 fps = 30
 drift_ns_per_s = -20000
 [exposure]
-mode = "manual"
+mode = "automatic"
 time_us = 5000.5
 auto_min_us = 10
 auto_max_us = 20000
 [gain]
-mode = "automatic"
+mode = "manual"
 db = 3.5
 auto_min_db = 0
 auto_max_db = 12
@@ -151,7 +173,7 @@ mode = "table"
 bits = 12
 values = [)" + values + R"(]
 [gamma]
-value = 0.45
+value = 1.0
 [[iobox]]
 pin = "Out1"
 source = "strobe"
@@ -192,11 +214,11 @@ level = "trace"
     wanted.image = {KvTd::kFormatMono12Packed, KvTd::kRotateTurned};
     wanted.region = {16, 8, 640, 480};
     wanted.timing = {30, -20000};
-    wanted.exposure = {1, 5000.5F, 10, 20000};
-    wanted.gain = {2, 3.5F, 0, 12};
+    wanted.exposure = {2, 5000.5F, 10, 20000};
+    wanted.gain = {1, 3.5F, 0, 12};
     wanted.automatic = {1, 0.5F};
     wanted.whiteBalance = {150, 0};
-    wanted.gamma = {0.45F};
+    wanted.gamma = {1};
     wanted.iobox = {{KvTd::TD_PIN_OUT1, 1, 2, 2, {10, 100}},
                     {KvTd::TD_PIN_LINE2, 2, 5, 0, {7, KvTd::kIoboxParamUnset}}};
     wanted.session = {100, false, 0.5};
@@ -218,49 +240,57 @@ TEST(Config, EmptyTextAndEmptyTablesAreTheDefaults)
     EXPECT_EQ(Accepted("[camera]\n[region]\n[lut]\n[export]\n[auto]\n").config, Config());
 }
 
-/** The commented example, which shows every key. */
-std::vector<std::string> ExampleLines()
+bool ReadFromDisk(const std::string& path, std::string* text, std::string* error)
 {
-    std::ifstream file(KVGRAB_EXAMPLE);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(file, line);) {
-        lines.push_back(line);
+    std::ostringstream content;
+    const std::ifstream file(path);
+    content << file.rdbuf();
+    *text = content.str();
+    *error = "can't be opened";
+    return file.is_open();
+}
+
+/** The commented example, which shows every key. */
+std::string ExampleText()
+{
+    std::string text;
+    std::string error;
+    EXPECT_TRUE(ReadFromDisk(KVGRAB_EXAMPLE, &text, &error)) << error;
+    return text;
+}
+
+ParsedConfig AcceptedExample(const std::string& text)
+{
+    auto outcome = ParseConfig(text, KVGRAB_EXAMPLE, ReadFromDisk);
+    if (const auto* error = std::get_if<ConfigError>(&outcome)) {
+        ADD_FAILURE() << error->Message();
+        return {};
     }
-    return lines;
+    return std::get<ParsedConfig>(std::move(outcome));
 }
 
 TEST(Config, ExampleHoldsTheDefaults)
 {
-    std::string text;
-    for (const std::string& line : ExampleLines()) {
-        text += line + "\n";
-    }
-    ASSERT_FALSE(text.empty());
-    EXPECT_EQ(Accepted(text).config, Config());
+    EXPECT_EQ(AcceptedExample(ExampleText()).config, Config());
 }
 
 TEST(Config, ExamplesCommentedKeysAreUsable)
 {
     const std::regex commentedKey("# (\\[+[a-z]+\\]+|[a-z_]+ = ).*");
+    std::istringstream lines(ExampleText());
     std::string text;
-    for (const std::string& line : ExampleLines()) {
-        if (line == "# [lut]") { // its three entries stand for 256
-            text += "[lut]\n";
-        } else if (std::regex_match(line, commentedKey) &&
-                   line.find("\"table\"") == std::string::npos &&
-                   line.find("bits = 8") == std::string::npos &&
-                   line.find("values = ") == std::string::npos) {
-            text += line.substr(2) + "\n";
-        } else {
-            text += line + "\n";
-        }
+    for (std::string line; std::getline(lines, line);) {
+        // Of the two keys for a table the file shows both; they exclude each other.
+        const bool used = std::regex_match(line, commentedKey) && !line.starts_with("# values = ");
+        text += line.substr(used ? 2 : 0) + "\n";
     }
-    const ParsedConfig parsed = Accepted(text);
+    const ParsedConfig parsed = AcceptedExample(text);
     EXPECT_THAT(parsed.warnings, IsEmpty());
     EXPECT_EQ(parsed.config.region, (RegionConfig{640, 360, 640, 360}));
     EXPECT_EQ(parsed.config.exposure, (ExposureConfig{1, 10000, 100, 20000}));
     EXPECT_EQ(parsed.config.iobox.size(), 1U);
     EXPECT_EQ(parsed.config.whiteBalance, (WhiteBalanceConfig{150, 150}));
+    EXPECT_EQ(parsed.config.lut.values.size(), 256U);
 }
 
 TEST(Config, UprightRotationIsNotTheUnsetOne)
@@ -279,10 +309,33 @@ TEST(Config, LutOffAsksForNoTable)
     EXPECT_THAT(lut.values, IsEmpty());
 }
 
+TEST(Config, LutComesFromAFileBesideTheConfiguration)
+{
+    const ParsedConfig parsed =
+        Accepted("[lut]\nmode = \"table\"\nbits = 8\nfile = \"ramp.csv\"\n");
+    EXPECT_THAT(parsed.warnings, IsEmpty());
+    ASSERT_EQ(parsed.config.lut.values.size(), 256U);
+    EXPECT_EQ(parsed.config.lut.values[255], 255);
+    EXPECT_EQ(
+        Refusal("[lut]\nmode = \"table\"\nbits = 7\nfile = \"ramp.csv\"\n"),
+        "etc/ramp.csv:129:1: this is \"128\"; expected an entry from 0 to 127 (lut.bits is 7)");
+}
+
 TEST(Config, ValuesWithoutEffectAreWarnedOf)
 {
-    EXPECT_THAT(Accepted("[exposure]\ntime_us = 100\n").warnings,
-                testing::ElementsAre(HasSubstr("test.toml:2:11: exposure.time_us has no effect")));
+    EXPECT_THAT(Accepted("[gain]\nmode = \"automatic\"\n[exposure]\nmode = \"manual\"\n").warnings,
+                testing::ElementsAre(HasSubstr("test.toml:2:8: gain.mode is \"automatic\" while")));
+    EXPECT_THAT(Accepted("[gain]\nmode = \"manual\"\n[exposure]\nmode = \"automatic\"\n").warnings,
+                IsEmpty());
+    const std::string table = "[lut]\nmode = \"table\"\nbits = 8\nfile = \"ramp.csv\"\n";
+    EXPECT_THAT(Accepted(table + "[gamma]\nvalue = 0.5\n").warnings,
+                testing::ElementsAre(HasSubstr("test.toml:6:9: gamma.value stands beside")));
+    EXPECT_THAT(Accepted(table + "[gamma]\nvalue = 1.0\n").warnings, IsEmpty());
+    EXPECT_THAT(Accepted("[lut]\nbits = 8\nfile = \"ramp.csv\"\n").warnings,
+                testing::ElementsAre(HasSubstr("test.toml:3:8: lut.file has no effect")));
+    EXPECT_THAT(
+        Accepted("[exposure]\ntime_us = 100\n").warnings,
+        testing::ElementsAre(HasSubstr("etc/test.toml:2:11: exposure.time_us has no effect")));
     EXPECT_THAT(Accepted("[stream]\npacket_size = 9181\n").warnings,
                 testing::ElementsAre(HasSubstr("the driver uses 1500")));
     EXPECT_THAT(Accepted("[stream]\npacket_size = 9180\n").warnings, IsEmpty());

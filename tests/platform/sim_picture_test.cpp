@@ -15,28 +15,16 @@ protected:
     void SetUp() override
     {
         setup.picture = sim::Picture::Pattern;
+        setup.noise = 0;
         setup.sensorWidth = kSensorWidth;
         setup.sensorHeight = 128;
         OpenCamera();
     }
 
-    /** The bytes of one picture under the present settings. */
-    std::vector<std::uint8_t> Grab()
-    {
-        EXPECT_EQ(Initialize(1), kGevOk);
-        EXPECT_EQ(GevStartTransfer(handle, 1), kGevOk);
-        _tag_GEVBUF_ENTRY* frame = Next();
-        EXPECT_NE(frame, nullptr);
-        received = frame == nullptr ? 0 : frame->receivedBytes;
-        GevFreeTransfer(handle);
-        return memory.front();
-    }
     static double Mean(const std::vector<std::uint8_t>& bytes)
     {
         return std::accumulate(bytes.begin(), bytes.end(), 0.0) / static_cast<double>(bytes.size());
     }
-
-    std::uint64_t received = 0;
 };
 
 TEST_F(SimPicture, BrightnessFollowsExposureAndGain)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace rig
 {
@@ -15,6 +16,20 @@ sim::CameraSetup SmallCamera(sim::Model model)
     setup.sensorWidth = 64;
     setup.sensorHeight = 48;
     setup.picture = sim::Picture::Plain;
+    return setup;
+}
+
+sim::CameraSetup Having(std::vector<std::pair<std::string, std::string>> values, sim::Model model)
+{
+    sim::CameraSetup setup = SmallCamera(model);
+    setup.values = std::move(values);
+    return setup;
+}
+
+sim::CameraSetup Lacking(std::vector<std::string> features, sim::Model model)
+{
+    sim::CameraSetup setup = SmallCamera(model);
+    setup.missing = std::move(features);
     return setup;
 }
 
@@ -52,6 +67,19 @@ KvTd::CExCam& Rig::Open()
     cam_->deviceInfo = &info_;
     Clear();
     return *cam_;
+}
+
+void Rig::StartTransfer()
+{
+    constexpr std::size_t kBytes = 16384;
+    memory_.resize(2 * kBytes);
+    void* buffers[] = {memory_.data(), memory_.data() + kBytes};
+    sim::SetJournal(false);
+    if (GevInitializeTransfer(handle, 1, kBytes, 2, buffers) != 0 ||
+        GevStartTransfer(handle, 0xFFFFFFFF) != 0) {
+        throw std::runtime_error("the rig's camera can't grab");
+    }
+    sim::SetJournal(true);
 }
 
 int Rig::Run()
@@ -172,6 +200,30 @@ std::string Story(const Texts& texts)
         story += text + "\n";
     }
     return story;
+}
+
+Texts FoldTables(const Texts& texts)
+{
+    const std::string index = "cam LUTIndex=";
+    const std::string value = "cam LUTValue=";
+    Texts folded;
+    std::size_t entries = 0;
+    std::string first;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const bool pair = i + 1 < texts.size() && texts[i] == index + std::to_string(entries) &&
+                          texts[i + 1].starts_with(value);
+        if (!pair) {
+            folded.push_back(texts[i]);
+            continue;
+        }
+        const std::string written = texts[++i].substr(value.size());
+        first = entries == 0 ? written : first;
+        if (++entries == 256) {
+            folded.push_back("cam LUT[256]=" + first + ".." + written);
+            entries = 0;
+        }
+    }
+    return folded;
 }
 
 std::size_t Count(const Texts& texts, std::string_view part)

@@ -24,6 +24,10 @@ using Texts = std::vector<std::string>;
 
 /** 64x48 pixels, 30 frames per second, an untouched picture, ticks in nanoseconds. */
 sim::CameraSetup SmallCamera(sim::Model model = sim::Model::Mono);
+/** The same with these values at power-up, or without these features. */
+sim::CameraSetup Having(std::vector<std::pair<std::string, std::string>> values,
+                        sim::Model model = sim::Model::Mono);
+sim::CameraSetup Lacking(std::vector<std::string> features, sim::Model model = sim::Model::Mono);
 
 class Rig
 {
@@ -39,6 +43,8 @@ public:
      *  journal. */
     KvTd::CExCam& Open();
     KvTd::CExCam& Cam() { return *cam_; }
+    /** Lets the opened camera grab into two buffers; not into the journal. */
+    void StartTransfer();
 
     /** One session through KvLibProc. */
     static int Run();
@@ -54,6 +60,12 @@ public:
     /** Host calls whose text begins with `prefix`. */
     static Texts HostCalls(std::string_view prefix);
     static void Clear() { sim::ClearJournal(); }
+    /** A feature of the first camera, beside the journal. */
+    static std::string Feature(const char* name) { return sim::FeatureText("S0000001", name); }
+    static void SetFeature(const char* name, const char* value)
+    {
+        sim::SetFeatureText("S0000001", name, value);
+    }
 
     /** Camera and driver quiet: no journal, no host records. */
     void BeQuiet();
@@ -65,6 +77,7 @@ public:
 
 private:
     std::unique_ptr<KvTd::CExCam> cam_;
+    std::vector<std::uint8_t> memory_;
     GEV_DEVICE_INFO info_{};
 };
 
@@ -82,6 +95,8 @@ sim::Fault AccessThrows(sim::Trigger trigger, const char* feature,
 Texts Between(const Texts& texts, std::string_view from, std::string_view to);
 /** One text a line, between two line feeds: as it stands in a raw string. */
 std::string Story(const Texts& texts);
+/** The same, each run of writes to a look-up table as one text: "cam LUT[256]=0..255". */
+Texts FoldTables(const Texts& texts);
 /** How many of `texts` contain `part`. */
 std::size_t Count(const Texts& texts, std::string_view part);
 

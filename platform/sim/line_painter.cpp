@@ -1,5 +1,6 @@
 #include "line_painter.h"
 
+#include "noisy_uyvy.h"
 #include "pixel_packing.h"
 
 #include <algorithm>

@@ -77,9 +77,4 @@ private:
     std::uint64_t key_ = 0;
 };
 
-/** Three channels' levels of a line, behind tone, into UYVY: `count` pixels, 2 * `count` values.
- *  The channels' noise is independent of each other, and a pair's chroma is that of its mean. */
-void MixUyvy(const std::array<NoisyLine, kChannels>& channels, std::size_t count,
-             const NoisyLine& line);
-
 } // namespace sim

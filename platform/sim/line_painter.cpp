@@ -154,11 +154,15 @@ void LinePainter::LevelMosaic(const PictureJob& job, const LightRow& light, Tile
     const TilePair colors = ColorsOf(tiles);
     const std::uint16_t* even = CutChannel(job, light, colors.even);
     const std::uint16_t* odd = CutChannel(job, light, colors.odd);
-    for (std::size_t x = 0; x < job.width; ++x) {
-        const NoisyLevel level =
-            x % 2 == 0 ? levels_.At(colors.even, even[x]) : levels_.At(colors.odd, odd[x]);
+    const auto set = [&](std::size_t x, NoisyLevel level) {
         line.mean[x] = level.mean;
         line.deviation[x] = level.deviation;
+    };
+    for (std::size_t x = 0; x < job.width; x += 2) {
+        set(x, levels_.At(colors.even, even[x]));
+    }
+    for (std::size_t x = 1; x < job.width; x += 2) {
+        set(x, levels_.At(colors.odd, odd[x]));
     }
 }
 

@@ -12,11 +12,14 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsEmpty;
 
-TEST(ManGain, ReadBackCounts)
+TEST(ManGain, MaximumIsAcceptedThoughDbRoundIt)
 {
     Rig rig;
-    rig.Open();
-    rig.host.gainMan = 3.2F;
+    EXPECT_EQ(rig.Open().ExPropertyGetFloatRange(GAIN_PROPERTY_TYPE, nullptr, &rig.host.gainMan),
+              0);
+    rig.proc.ProcParametrizeCamManGain(&rig.Cam());
+    EXPECT_EQ(Rig::Feature("Gain"), "8");
+    rig.host.gainMan = 3.2F; // what is read back counts
     rig.proc.ProcParametrizeCamManGain(&rig.Cam());
     EXPECT_EQ(Rig::Logs().back(), "3 ProcParametrizeCamManGain:   new Gain val is 3.200001");
     EXPECT_GT(rig.proc.gainCur, 3.2F);

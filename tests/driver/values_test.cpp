@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 
 using namespace KvTd;
 using namespace rig;
@@ -12,17 +13,32 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::IsEmpty;
 
-TEST(ManGain, MaximumIsAcceptedThoughDbRoundIt)
+TEST(ManGain, ReadBackCounts)
 {
     Rig rig;
-    EXPECT_EQ(rig.Open().ExPropertyGetFloatRange(GAIN_PROPERTY_TYPE, nullptr, &rig.host.gainMan),
-              0);
-    rig.proc.ProcParametrizeCamManGain(&rig.Cam());
-    EXPECT_EQ(Rig::Feature("Gain"), "8");
-    rig.host.gainMan = 3.2F; // what is read back counts
+    rig.Open();
+    rig.host.gainMan = 3.2F;
     rig.proc.ProcParametrizeCamManGain(&rig.Cam());
     EXPECT_EQ(Rig::Logs().back(), "3 ProcParametrizeCamManGain:   new Gain val is 3.200001");
     EXPECT_GT(rig.proc.gainCur, 3.2F);
+}
+
+TEST(Values, EndsOfARangeInDbCanBeWritten)
+{
+    Rig rig(SmallCamera(sim::Model::Color));
+    CExCam& cam = rig.Open();
+    // A ratio of 4 comes back from dB as 4.0000005; the gain's 8 happens to be exact.
+    for (const auto& [type, feature, lowest, highest] :
+         {std::tuple(GAIN_PROPERTY_TYPE, "Gain", "1", "8"),
+          std::tuple(BALANCE_RATIO_RED_PROPERTY_TYPE, "BalanceRatio", "0.25", "4")}) {
+        float min = 0;
+        float max = 0;
+        EXPECT_EQ(cam.ExPropertyGetFloatRange(type, &min, &max), 0);
+        EXPECT_EQ(cam.ExPropertySetFloat(type, max), 0);
+        EXPECT_EQ(Rig::Feature(feature), highest);
+        EXPECT_EQ(cam.ExPropertySetFloat(type, min), 0);
+        EXPECT_EQ(Rig::Feature(feature), lowest);
+    }
 }
 
 TEST(Fps, UnsetIsRefusedNotSkipped)

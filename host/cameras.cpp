@@ -2,6 +2,7 @@
 
 #include "gev_api.h"
 #include "sim_control.h"
+#include "waveform.h"
 
 #include <array>
 
@@ -36,6 +37,37 @@ bool ListCameras(std::vector<CameraRow>* cameras, std::string* error)
         return false;
     }
     return true;
+}
+
+std::string DrawOutputLines()
+{
+    std::vector<CameraRow> cameras;
+    std::string error;
+    if (!ListCameras(&cameras, &error)) {
+        return error + "\n";
+    }
+    constexpr double kNsPerUs = 1000;
+    std::string drawings;
+    for (const CameraRow& camera : cameras) {
+        for (int line = 1; line <= 4; ++line) {
+            sim::LineWaveform waveform;
+            if (!sim::GetLineWaveform(camera.serial, line, &waveform) || waveform.pulses.empty()) {
+                continue;
+            }
+            const sim::StrobePulse& last = waveform.pulses.back();
+            const auto sinceStartUs = [&last](std::int64_t ns) {
+                return static_cast<double>(ns - last.exposureStartNs) / kNsPerUs;
+            };
+            drawings += DrawPulse({.camera = camera.serial,
+                                   .line = line,
+                                   .inverted = waveform.inverted,
+                                   .frame = last.frame,
+                                   .exposureEndUs = sinceStartUs(last.exposureEndNs),
+                                   .startUs = sinceStartUs(last.startNs),
+                                   .endUs = sinceStartUs(last.endNs)});
+        }
+    }
+    return drawings.empty() ? "no output line of a simulated camera had a pulse\n" : drawings;
 }
 
 TransferCounts NewestTransfer()

@@ -17,6 +17,9 @@ bool SetUpSimulation(const std::string& path, std::string* error);
 /** Lists all cameras. False: the platform layer refused; `*error` says how. */
 bool ListCameras(std::vector<CameraRow>* cameras, std::string* error);
 
+/** Drawings of the newest pulse of each output line that a simulated camera drives. */
+std::string DrawOutputLines();
+
 /** Counts of the newest transfer. */
 TransferCounts NewestTransfer();
 

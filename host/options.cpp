@@ -137,6 +137,8 @@ void AddOptions(CLI::App& app, Options* options)
         ->option_text("LEVEL")
         ->check(CLI::IsMember(NamesOf(kLevelNames)));
     app.add_flag("--no-status", options->noStatus, "no status line on a terminal");
+    app.add_flag("--show-lines", options->showLines,
+                 "at the end, draw what the output lines of simulated cameras did");
     app.add_flag("--no-retry", options->noRetry,
                  "end when there is no camera or it fails, instead of trying again");
     app.add_option("--retry-interval", options->retryIntervalS, "seconds between attempts")

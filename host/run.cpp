@@ -151,6 +151,9 @@ ExitStatus RunGrabbing(const Options& options)
         last.sentence = exporter.ErrorText();
     }
     PrintSummary(host, MonotonicNs() - beginNs);
+    if (options.showLines) {
+        std::fputs(DrawOutputLines().c_str(), stdout);
+    }
     if (last.status == ExitStatus::Done) {
         std::printf("kvgrab: %s.\n", last.sentence.c_str());
         return last.status;

@@ -271,7 +271,7 @@ int CExCam::ExPropertySetGamma(float value, td_lg_states* state)
     const auto node = FindNode<GenApi::CFloatPtr>(nodeMap, propEntries[GAMMA_PROPERTY_TYPE].name);
     if (!node) {
         KV_LOG(2, "Can't get Gamma enum parameter");
-        return -2;
+        return nodeMap == nullptr ? -1 : -2;
     }
     node->SetValue(asked, true);
     KV_LOG(3, "### set Gamma value: %f ###", asked);

@@ -109,6 +109,9 @@ public:
     std::int64_t Value() const { return computed_ ? computed_() : cells_[CellIndex()]; }
     std::int64_t Max() const { return limits_.maxNow ? limits_.maxNow() : limits_.max; }
     void Store(std::int64_t value) { cells_[CellIndex()] = value; }
+    /** One cell, beside the selectors; the last selector's positions lie side by side. */
+    std::int64_t At(std::size_t cell) const { return cells_[cell]; }
+    void StoreAt(std::size_t cell, std::int64_t value) { cells_[cell] = value; }
     std::size_t Position() const override;
     std::size_t Positions() const override;
 
@@ -147,10 +150,14 @@ public:
     double Value() const;
     /** The stored value of one cell, beside the selectors. */
     double At(std::size_t cell) const { return cells_[cell]; }
+    void StoreAt(std::size_t cell, double value) { cells_[cell] = value; }
+    double Min() const { return limits_.min; }
     double Max() const { return limits_.maxNow ? limits_.maxNow() : limits_.max; }
 
 private:
     std::string Misfit(double value) const;
+    /** A limit in place of a value that is beyond it by no more than rounding. */
+    double Settled(double value) const;
     Limits limits_;
     std::function<double(double)> shown_;
     std::vector<double> cells_;

@@ -3,6 +3,7 @@
 #include "write_check.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace genapi
@@ -149,10 +150,26 @@ std::string FloatNode::Misfit(double value) const
     return "outside minimum " + ToText(limits_.min) + ", maximum " + ToText(Max());
 }
 
+double FloatNode::Settled(double value) const
+{
+    constexpr double kRounding = 1e-6; // of the limit
+    const double max = Max();
+    if (value > max && value - max < kRounding * std::abs(max)) {
+        return max;
+    }
+    if (value < limits_.min && limits_.min - value < kRounding * std::abs(limits_.min)) {
+        return limits_.min;
+    }
+    return value;
+}
+
 void FloatNode::SetValue(double value, bool verify)
 {
     const AccessScope scope(hook_);
     hook_.Enter();
+    if (verify) {
+        value = Settled(value);
+    }
     CheckWrite<GenICam_3_0::OutOfRangeException>(
         hook_, *this, verify, [&] { return ToText(value); }, [&] { return Misfit(value); });
     if (hook_.Recording()) {

@@ -191,6 +191,8 @@ class GEVPLAT_API IFloat : public INode
 public:
     ~IFloat() override;
     virtual double GetValue(bool verify = false, bool ignoreCache = false) = 0;
+    /** A verified value beyond a limit by less than a millionth of that limit is taken as the
+     *  limit, so that limits survive a conversion in single precision. */
     virtual void SetValue(double value, bool verify = true) = 0;
     virtual double GetMin() = 0;
     virtual double GetMax() = 0;

@@ -62,6 +62,8 @@ struct CameraSetup {
     std::uint32_t sensorWidth = 1920;
     std::uint32_t sensorHeight = 1080;
     Picture picture = Picture::Pattern;
+    std::string scene = {}; ///< PNG file that it looks at; empty: a test pattern
+    double noise = 1;       ///< 1: as a good sensor has it, 0: none, at most 100
     std::uint64_t seed = 1; ///< of all randomness of this camera
     std::uint64_t tickFrequency =
         1'000'000'000;           ///< Hz, as reported; 0 is reported but ticks run at 1 GHz
@@ -69,6 +71,8 @@ struct CameraSetup {
     unsigned tickBits = 64;      ///< the tick counter wraps at 2^tickBits
     double driftPpm = 0;         ///< how much faster than the clock the camera runs
     double jitterUs = 0; ///< standard deviation of a frame's arrival, never before it is read out
+    bool lockRegulated = false; ///< ExposureTime and Gain are RO while frames flow and they are
+                                ///  regulated automatically
     double linkMBytesPerSecond = 115;
     double temperatureC = 41.5;
     std::vector<std::string> missing = {};                        ///< features it lacks
@@ -139,7 +143,8 @@ GEVPLAT_API void Reset();
  */
 GEVPLAT_API void SetClock(std::shared_ptr<Clock> clock);
 
-/** False: another camera with this serial stands there already. */
+/** False: another camera with this serial stands there already. Raises std::runtime_error, which
+ *  tells why, when the scene can't be read. */
 GEVPLAT_API bool AddCamera(const CameraSetup& setup);
 
 /** One monochrome and one colour camera, as users without a description file get them. */
@@ -161,6 +166,27 @@ GEVPLAT_API std::string FeatureText(const std::string& serial, const std::string
 /** Sets a value without the checks of an access; false when there is no such feature or entry. */
 GEVPLAT_API bool SetFeatureText(const std::string& serial, const std::string& feature,
                                 const std::string& value);
+
+/** A pulse of an output line. Times on the network's clock, nanoseconds. */
+struct StrobePulse {
+    std::uint64_t frame = 0; ///< number of the frame whose exposure it goes with
+    std::int64_t exposureStartNs = 0;
+    std::int64_t exposureEndNs = 0;
+    std::int64_t startNs = 0;
+    std::int64_t endNs = 0;
+};
+
+/** How an output line is set, and what it did. */
+struct LineWaveform {
+    std::string source;              ///< "Off", "ExposureActive"
+    bool inverted = false;           ///< high at rest, low in a pulse
+    std::int64_t delayUs = 0;        ///< from the begin of the exposure
+    std::int64_t durationUs = 0;     ///< 0: as long as the exposure
+    std::vector<StrobePulse> pulses; ///< the newest, at most 64, oldest first
+};
+
+/** False: no such camera, or no output line of it (3 and 4 are). */
+GEVPLAT_API bool GetLineWaveform(const std::string& serial, int line, LineWaveform* waveform);
 
 /** Numbers of accesses and calls since Reset or ResetCounts, for scripts that strike each once. */
 struct Counts {

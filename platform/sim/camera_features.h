@@ -22,6 +22,63 @@
 namespace sim
 {
 
+/** How a sample becomes brighter or darker on its way into the picture. */
+struct ToneFeatures {
+    static constexpr std::size_t kMostEntries = 4096;
+
+    genapi::EnumerationNode* mode = nullptr;
+    genapi::EnumerationNode* type = nullptr;
+    genapi::EnumerationNode* size = nullptr; ///< its value: bits of an entry
+    genapi::IntegerNode* entries = nullptr;  ///< kMostEntries cells for each channel
+    std::size_t channels = 1;                ///< tables: 1, or one per colour
+    genapi::FloatNode* gamma = nullptr;
+    std::uint64_t revision = 0; ///< counts the writes to any of these
+
+    /** A table whose entries are narrower than the pixels of a format passes them by. */
+    bool ActsOn(std::int64_t pixelBits) const
+    {
+        return type->Symbolic() != "UserDefined" || size->Value() >= pixelBits;
+    }
+};
+
+struct WhiteBalanceFeatures {
+    genapi::EnumerationNode* mode = nullptr;
+    genapi::EnumerationNode* period = nullptr;    ///< its value: seconds
+    genapi::EnumerationNode* reference = nullptr; ///< its value: a channel
+    genapi::FloatNode* ratio = nullptr;           ///< one cell per channel
+    std::uint64_t asked = 0;                      ///< counts the writes to the mode
+};
+
+/** One cell for each of Line1 to Line4. */
+struct LineFeatures {
+    genapi::EnumerationNode* source = nullptr;
+    genapi::BooleanNode* inverter = nullptr;
+    genapi::IntegerNode* delay = nullptr; ///< us, as the duration
+    genapi::IntegerNode* duration = nullptr;
+};
+struct BrightnessFeatures {
+    genapi::EnumerationNode* mode = nullptr; ///< null: the selectors alone decide
+    genapi::EnumerationNode* sequence = nullptr;
+    genapi::IntegerNode* target = nullptr;
+    genapi::EnumerationNode* exposureAuto = nullptr;
+    genapi::FloatNode* exposureMin = nullptr;
+    genapi::FloatNode* exposureMax = nullptr;
+    genapi::EnumerationNode* gainAuto = nullptr;
+    genapi::EnumerationNode* gainSource = nullptr; ///< its position: a cell of the gain
+    genapi::FloatNode* gainMin = nullptr;
+    genapi::FloatNode* gainMax = nullptr;
+
+    bool ExposureRegulated() const { return IsOn(*exposureAuto); }
+    bool GainRegulated() const { return IsOn(*gainAuto); }
+
+private:
+    bool IsOn(const genapi::EnumerationNode& selector) const
+    {
+        return (mode == nullptr || mode->Symbolic() == "Active") &&
+               selector.Symbolic() == "Continuous";
+    }
+};
+
 /** What the features ask of their camera. */
 struct CameraState {
     std::function<bool()> streaming;
@@ -47,6 +104,10 @@ public:
     genapi::FloatNode* exposureTime = nullptr;
     genapi::FloatNode* frameRate = nullptr;
     genapi::FloatNode* gain = nullptr; ///< cell 0: sensor, cell 1: digital
+    ToneFeatures tone;
+    WhiteBalanceFeatures whiteBalance; ///< its nodes are null in a camera without colours
+    LineFeatures lines;
+    BrightnessFeatures brightness;
     genapi::BooleanNode* chunkMode = nullptr;
     genapi::BooleanNode* chunkEnable = nullptr; ///< one cell per chunk, in the order of chunks.h
 

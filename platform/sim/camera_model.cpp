@@ -16,22 +16,25 @@ namespace
 CameraSetup Sane(CameraSetup setup)
 {
     constexpr std::uint32_t kLargestSensor = 65536;
+    constexpr double kMostNoise = 100;
     setup.sensorWidth = std::clamp(setup.sensorWidth, 1U, kLargestSensor);
     setup.sensorHeight = std::clamp(setup.sensorHeight, 1U, kLargestSensor);
     setup.tickBits = std::clamp(setup.tickBits, 1U, 64U);
     setup.driftPpm = std::clamp(setup.driftPpm, -1e5, 1e5);
     setup.jitterUs = std::clamp(setup.jitterUs, 0.0, 1e9);
+    setup.noise = setup.noise > 0 ? std::min(setup.noise, kMostNoise) : 0;
     return setup;
 }
 
 } // namespace
 
-CameraModel::CameraModel(CameraSetup setup, const NetworkClock& clock)
+CameraModel::CameraModel(CameraSetup setup, const NetworkClock& clock,
+                         std::shared_ptr<const LightImage> image)
     : setup_(Sane(std::move(setup))), clock_(clock), ticks_(setup_),
       features_(setup_, *this,
                 {.streaming = [this] { return stream_.IsRunning(); },
                  .nowNs = [this] { return clock_.NowNs(); }}),
-      stream_(*this)
+      lines_(features_.lines), stream_(*this, std::move(image))
 {
     if (!setup_.attached) {
         presence_.Detach(std::numeric_limits<std::int64_t>::min());

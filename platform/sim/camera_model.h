@@ -9,11 +9,13 @@
 #include "camera_features.h"
 #include "faults.h"
 #include "network_clock.h"
+#include "output_lines.h"
 #include "presence.h"
 #include "stream.h"
 #include "timing.h"
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -23,7 +25,9 @@ namespace sim
 class CameraModel : public genapi::AccessHook
 {
 public:
-    CameraModel(CameraSetup setup, const NetworkClock& clock);
+    /** `image` is what the camera looks at; null: a test pattern. */
+    CameraModel(CameraSetup setup, const NetworkClock& clock,
+                std::shared_ptr<const LightImage> image = nullptr);
     ~CameraModel() override;
 
     const CameraSetup& Setup() const { return setup_; }
@@ -42,6 +46,7 @@ public:
 
     // Under the lock.
     CameraFeatures& Features() { return features_; }
+    OutputLines& Lines() { return lines_; }
     Stream& Frames() { return stream_; }
     Presence& Attendance() { return presence_; }
     TickCounter& Ticks() { return ticks_; }
@@ -63,6 +68,7 @@ private:
     TickCounter ticks_;
     std::atomic<bool> controlled_{false};
     CameraFeatures features_; // asks the stream whether frames flow, but only once it stands
+    OutputLines lines_;
     Stream stream_;
 };
 

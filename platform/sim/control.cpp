@@ -1,8 +1,11 @@
 /** sim_control.h: the network, its script and its journal, for programs. */
 #include "faults.h"
+#include "light_image.h"
 #include "network.h"
 #include "record.h"
 #include "sim_control.h"
+
+#include <utility>
 
 namespace sim
 {
@@ -24,7 +27,11 @@ void SetClock(std::shared_ptr<Clock> clock)
 
 bool AddCamera(const CameraSetup& setup)
 {
-    return Network::Get().Add(setup);
+    std::shared_ptr<const LightImage> image;
+    if (!setup.scene.empty()) {
+        image = LightImage::Load(setup.scene);
+    }
+    return Network::Get().Add(setup, std::move(image));
 }
 
 void AddDefaultCameras()
@@ -81,6 +88,17 @@ bool SetFeatureText(const std::string& serial, const std::string& feature, const
     camera->Frames().Advance(camera->Time().NowNs());
     genapi::Feature* found = camera->Features().Shown(feature);
     return found != nullptr && found->SetText(value);
+}
+
+bool GetLineWaveform(const std::string& serial, int line, LineWaveform* waveform)
+{
+    const auto camera = Network::Get().Find(serial);
+    if (camera == nullptr) {
+        return false;
+    }
+    const genapi::AccessScope scope(*camera);
+    camera->Frames().Advance(camera->Time().NowNs());
+    return camera->Lines().Describe(line, waveform);
 }
 
 Counts GetCounts()

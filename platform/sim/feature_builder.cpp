@@ -84,9 +84,27 @@ FeatureBuilder::Enumeration* FeatureBuilder::AddEnumeration(genapi::NodeSpec spe
                                               std::move(list.refuses)));
 }
 
+bool FeatureBuilder::ShowsAsItIs(const std::string& name) const
+{
+    return !Lists(setup_.missing, name) &&
+           std::none_of(setup_.mistyped.begin(), setup_.mistyped.end(),
+                        [&name](const auto& mistyped) { return mistyped.first == name; });
+}
+
 std::function<genapi::EAccessMode()> FeatureBuilder::WhileStopped() const
 {
     return [streaming = state_.streaming] { return streaming() ? GenApi_3_0::RO : GenApi_3_0::RW; };
+}
+
+std::function<genapi::EAccessMode()>
+FeatureBuilder::UnlessLocked(std::function<bool()> regulated) const
+{
+    if (!setup_.lockRegulated) {
+        return nullptr;
+    }
+    return [streaming = state_.streaming, regulated = std::move(regulated)] {
+        return streaming() && regulated() ? GenApi_3_0::RO : GenApi_3_0::RW;
+    };
 }
 
 CameraFeatures::CameraFeatures(const CameraSetup& setup, genapi::AccessHook& hook,

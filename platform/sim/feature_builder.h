@@ -64,8 +64,12 @@ private:
     Enumeration* AddEnumeration(genapi::NodeSpec spec, EntryList list);
 
     bool IsColor() const { return setup_.model == Model::Color; }
+    /** False: the set-up hides or mistypes the feature. */
+    bool ShowsAsItIs(const std::string& name) const;
     /** Fixed while frames flow. */
     std::function<genapi::EAccessMode()> WhileStopped() const;
+    /** Of a set-up that locks it: fixed while frames flow and `regulated` says so. */
+    std::function<genapi::EAccessMode()> UnlessLocked(std::function<bool()> regulated) const;
     template <class Node> Node* Keep(std::unique_ptr<Node> node);
 
     CameraFeatures& features_;

@@ -77,9 +77,11 @@ void FeatureBuilder::Format()
 void FeatureBuilder::Acquisition()
 {
     CameraFeatures& camera = features_;
-    camera.exposureTime =
-        AddFloat({.name = "ExposureTime", .unit = "us"},
-                 {.min = kShortestExposureUs, .max = kLongestExposureUs}, kUsualExposureUs);
+    camera.exposureTime = AddFloat(
+        {.name = "ExposureTime", .unit = "us", .modeNow = UnlessLocked([&camera] {
+                                                   return camera.brightness.ExposureRegulated();
+                                               })},
+        {.min = kShortestExposureUs, .max = kLongestExposureUs}, kUsualExposureUs);
     const auto highest = [&camera] { return HighestRate(camera.Cost()); };
     camera.frameRate =
         AddFloat({.name = "AcquisitionFrameRate", .unit = "Hz"},
@@ -91,7 +93,13 @@ void FeatureBuilder::Gain()
 {
     const Enumeration* selector =
         AddEnumeration({.name = "GainSelector"}, Names({"SensorAll", "DigitalAll"}));
-    features_.gain = AddFloat({.name = "Gain", .selectedBy = {selector}}, {.min = 1, .max = 8}, 1);
+    const auto regulated = [selector, &brightness = features_.brightness] {
+        return brightness.GainRegulated() &&
+               brightness.gainSource->Position() == selector->Position();
+    };
+    features_.gain =
+        AddFloat({.name = "Gain", .modeNow = UnlessLocked(regulated), .selectedBy = {selector}},
+                 {.min = 1, .max = 8}, 1);
 }
 
 /** The monochrome model spells its counter chunk with a small initial, the colour one with a

@@ -51,8 +51,8 @@ bool LoadNetwork(const std::string& path, std::string* error)
     }
     ClearFaults();
     Network::Get().RemoveAll();
-    for (const CameraSetup& setup : description.cameras) {
-        AddCamera(setup);
+    for (std::size_t i = 0; i < description.cameras.size(); ++i) {
+        Network::Get().Add(description.cameras[i], description.scenes[i]);
     }
     for (const Fault& fault : description.faults) {
         AddFault(fault);

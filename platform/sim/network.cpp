@@ -1,6 +1,7 @@
 #include "network.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace sim
 {
@@ -26,9 +27,9 @@ std::shared_ptr<CameraModel> Network::Find(const std::string& serial) const
     return found == cameras_.end() ? nullptr : *found;
 }
 
-bool Network::Add(const CameraSetup& setup)
+bool Network::Add(const CameraSetup& setup, std::shared_ptr<const LightImage> image)
 {
-    auto camera = std::make_shared<CameraModel>(setup, clock_);
+    auto camera = std::make_shared<CameraModel>(setup, clock_, std::move(image));
     const std::lock_guard lock(mutex_);
     for (const auto& other : cameras_) {
         if (other->Setup().serial == setup.serial) {

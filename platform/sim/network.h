@@ -26,8 +26,8 @@ public:
     Cameras All() const;
     /** Null when there is no such camera. */
     std::shared_ptr<CameraModel> Find(const std::string& serial) const;
-    /** False: the serial is taken. */
-    bool Add(const CameraSetup& setup);
+    /** False: the serial is taken. `image` is what the camera looks at; null: a test pattern. */
+    bool Add(const CameraSetup& setup, std::shared_ptr<const LightImage> image);
     /** Cameras that are held open stay with their holders, off the network. */
     void RemoveAll();
     /** A fault at a point in time; strikes cameras that are added later as well. */

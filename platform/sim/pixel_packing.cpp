@@ -2,6 +2,10 @@
 
 #include "scene.h"
 
+#include <array>
+#include <bit>
+#include <cstring>
+
 namespace sim
 {
 
@@ -62,7 +66,19 @@ void Pack16(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
 
 void Pack12(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
 {
-    for (std::size_t i = 0; i + 1 < count; i += 2, line += 3) {
+    std::size_t i = 0;
+    if constexpr (std::endian::native == std::endian::little) {
+        // Four samples at a time; the two bytes written beyond theirs are overwritten by the next.
+        for (; i + 8 <= count; i += 4, line += 6) {
+            std::uint64_t four = 0;
+            std::memcpy(&four, samples + i, sizeof(four));
+            const std::uint64_t pairs =
+                (four >> 4 & 0x00FFF0FF'00FFF0FF) | (four << 8 & 0x00000F00'00000F00);
+            const std::uint64_t bytes = (pairs & 0xFFFFFF) | (pairs >> 8 & 0xFFFFFF'000000);
+            std::memcpy(line, &bytes, sizeof(bytes));
+        }
+    }
+    for (; i + 1 < count; i += 2, line += 3) {
         const unsigned first = samples[i];
         const unsigned second = samples[i + 1];
         line[0] = static_cast<std::uint8_t>(first >> 4);
@@ -75,10 +91,54 @@ void Pack12(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
     }
 }
 
+namespace
+{
+
+constexpr std::size_t kPart = 64; ///< pixels at a time, in loops that become vector code
+
+/** Whole parts of a line; `kPart` pixels each. */
+void PackUyvyPart(const std::uint16_t* __restrict red, const std::uint16_t* __restrict green,
+                  const std::uint16_t* __restrict blue, std::uint8_t* __restrict line)
+{
+    std::array<std::int16_t, kPart> r;
+    std::array<std::int16_t, kPart> g;
+    std::array<std::int16_t, kPart> b;
+    std::array<std::uint8_t, kPart> y;
+    for (std::size_t i = 0; i < kPart; ++i) {
+        r[i] = static_cast<std::int16_t>(red[i] >> kLowBits);
+        g[i] = static_cast<std::int16_t>(green[i] >> kLowBits);
+        b[i] = static_cast<std::int16_t>(blue[i] >> kLowBits);
+    }
+    for (std::size_t i = 0; i < kPart; ++i) {
+        y[i] = Yuv::Y(r[i], g[i], b[i]);
+    }
+    std::array<std::uint8_t, kPart / 2> u;
+    std::array<std::uint8_t, kPart / 2> v;
+    for (std::size_t i = 0; i < kPart / 2; ++i) {
+        const int meanRed = (r[2 * i] + r[2 * i + 1]) >> 1;
+        const int meanGreen = (g[2 * i] + g[2 * i + 1]) >> 1;
+        const int meanBlue = (b[2 * i] + b[2 * i + 1]) >> 1;
+        u[i] = Yuv::U(meanRed, meanGreen, meanBlue);
+        v[i] = Yuv::V(meanRed, meanGreen, meanBlue);
+    }
+    for (std::size_t i = 0; i < kPart / 2; ++i) {
+        line[4 * i] = u[i];
+        line[4 * i + 1] = y[2 * i];
+        line[4 * i + 2] = v[i];
+        line[4 * i + 3] = y[2 * i + 1];
+    }
+}
+
+} // namespace
+
 void PackUyvy(const std::uint16_t* red, const std::uint16_t* green, const std::uint16_t* blue,
               std::size_t count, std::uint8_t* line)
 {
-    for (std::size_t i = 0; i < count; i += 2, line += 4) {
+    std::size_t i = 0;
+    for (; i + kPart <= count; i += kPart, line += 2 * kPart) {
+        PackUyvyPart(red + i, green + i, blue + i, line);
+    }
+    for (; i < count; i += 2, line += 4) {
         const int r0 = red[i] >> kLowBits;
         const int g0 = green[i] >> kLowBits;
         const int b0 = blue[i] >> kLowBits;

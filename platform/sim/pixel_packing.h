@@ -15,6 +15,12 @@ constexpr std::uint32_t kMono12 = 0x01100005;
 constexpr std::uint32_t kBayerRg8 = 0x01080009;
 constexpr std::uint32_t kYuv422Packed = 0x0210001F;
 
+/** Whether a picture in this format is taken through colour filters. */
+constexpr bool IsColor(std::uint32_t pixelFormat)
+{
+    return pixelFormat == kBayerRg8 || pixelFormat == kYuv422Packed;
+}
+
 /** Samples are 12-bit digital numbers whatever the format; formats of 8 bits take the high ones. */
 constexpr unsigned kSampleBits = 12;
 constexpr std::uint16_t kSampleMax = (1U << kSampleBits) - 1;

@@ -1,8 +1,8 @@
 /** The sensor's answer to light: from a level of light to a sample, per channel.
  *
- *  One table per channel, so that whatever acts on single values (exposure, gain, and whatever a
- *  camera does to a channel's tone) costs one look-up per pixel. Rebuilt only when a parameter
- *  changed; never allocates after construction. */
+ *  A sample is the light times exposure, gain and white balance, clipped at white, and then what
+ *  the camera's tone curve makes of it. One table per channel, so that all of it costs one look-up
+ *  per pixel. Rebuilt only when a parameter changed; never allocates. */
 #pragma once
 
 #include "picture_job.h"
@@ -11,6 +11,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 namespace sim
 {
@@ -19,8 +20,20 @@ class Response
 {
 public:
     Response();
-    /** Clips at white. A product that is no positive number gives a black picture. */
-    void Set(double exposureUs, double gain);
+    /** Takes exposure, gain, white balance and tone. A product that is no positive number gives a
+     *  black channel. A mono format looks at green only, and without white balance: its sensor has
+     *  no filters. Then the tables of red and blue are left as they are. */
+    void Set(const PictureJob& job);
+    /** Another number whenever a table is another one. */
+    std::uint64_t Version() const { return version_; }
+    /** What light is multiplied with to become a sample, gain and balance included. */
+    double Factor(Channel channel) const { return factors_[channel]; }
+    bool HasTone() const { return tone_ != nullptr; }
+    /** The tone curve alone. */
+    std::uint16_t Tone(Channel channel, std::uint16_t sample) const
+    {
+        return tone_ == nullptr ? sample : ClippedSample(tone_->samples[channel][sample]);
+    }
     std::uint16_t Sample(Channel channel, std::uint16_t light) const
     {
         return tables_[channel][light & kLightMax];
@@ -30,7 +43,16 @@ public:
                std::uint16_t* samples) const;
 
 private:
-    double factor_ = 0;
+    static std::uint16_t ClippedSample(std::uint32_t sample)
+    {
+        return static_cast<std::uint16_t>(sample < kSampleMax ? sample : kSampleMax);
+    }
+    void Rebuild(Channel channel);
+
+    std::array<double, kChannels> factors_{};
+    std::shared_ptr<const ToneCurve> tone_; ///< held, so that no other one gets its address
+    std::array<std::shared_ptr<const ToneCurve>, kChannels> built_; ///< and those in the tables
+    std::uint64_t version_ = 0;
     std::array<std::array<std::uint16_t, kLightMax + 1>, kChannels> tables_{};
 };
 

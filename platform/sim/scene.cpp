@@ -1,11 +1,14 @@
-/** From light to bytes, row by row: the test pattern gives a row of light, the region and the
- * orientation choose what of it is read out, the response turns it into samples, the packing into
- * bytes. A row that looks like an earlier one of the same picture is copied from it, which is what
- *  keeps a whole picture at the price of a few memory copies. */
+/** From light to a picture, line by line. A line is made ready as far as it stays the same: down to
+ *  its bytes, or with noise down to what the noise acts on. Ready lines serve all lines that show
+ *  the same kind of row, and the pictures behind this one as long as nothing changes but what comes
+ *  after them, which keeps a whole picture at the price of a few memory copies. */
 #include "scene.h"
 
+#include "light_meter.h"
+#include "line_painter.h"
+#include "noise.h"
 #include "pixel_packing.h"
-#include "response.h"
+#include "scaled_image.h"
 #include "test_pattern.h"
 
 #include <algorithm>
@@ -19,157 +22,223 @@ namespace sim
 namespace
 {
 
-/** Rows beyond the sensor: a region that hangs over its edge is black there. */
-constexpr std::uint32_t kOutside = TestPattern::kRowKinds;
-constexpr std::uint32_t kKinds = kOutside + 1;
+/** No line holds this kind. */
+constexpr std::uint32_t kNoKind = 0xFFFFFFFF;
+
+/** Ready lines take no more than this; those that find no room are made anew each time. */
+constexpr std::size_t kMostBytes = std::size_t{256} << 20;
+
+/** All that ready lines depend on, beside their kind. */
+struct LineKey {
+    std::uint32_t sensorWidth = 0;
+    std::uint32_t sensorHeight = 0;
+    std::uint32_t offsetX = 0;
+    std::uint32_t width = 0;
+    std::uint32_t pixelFormat = 0;
+    bool reverseX = false;
+    bool noisy = false;
+    std::uint64_t painter = 0;
+    std::uint64_t source = 0;
+
+    bool operator==(const LineKey&) const = default;
+};
+
+/** All that the light in a picture depends on. */
+struct MeterKey {
+    std::uint32_t sensorWidth = 0;
+    std::uint32_t sensorHeight = 0;
+    std::uint32_t offsetX = 0;
+    std::uint32_t offsetY = 0;
+    std::uint32_t width = 0;
+    std::uint32_t height = 0;
+    bool reverseX = false;
+    bool reverseY = false;
+    std::uint32_t pixelFormat = 0;
+    std::uint64_t source = 0;
+
+    bool operator==(const MeterKey&) const = default;
+};
+
+/** Where a ready line is kept. */
+struct Place {
+    std::size_t index;
+    std::uint32_t rowKind;
+    bool ready; ///< or still to be made
+};
+
+/** Values from one row of levels to the next; the first begins at what `new` aligns to. */
+std::size_t LevelStride(const PictureJob& job)
+{
+    constexpr std::size_t kValues = kLineAlign / sizeof(std::int16_t);
+    static_assert(kLineAlign <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
+    return (ValuesOfLine(job) + kValues - 1) / kValues * kValues;
+}
+
+/** A row of the scene can become two lines of a mosaic. */
+std::uint32_t Tilings(const PictureJob& job)
+{
+    return job.pixelFormat == kBayerRg8 ? 2 : 1;
+}
+
+/** The tiles start anew in every picture: its first pixel is red wherever the region lies and
+ *  however it is turned, as the format promises. */
+Tiles TilesOf(const PictureJob& job, std::uint32_t y)
+{
+    return y % Tilings(job) == 0 ? Tiles::Red : Tiles::Blue;
+}
 
 } // namespace
 
 struct Scene::State {
-    TestPattern pattern;
-    Response response;
-    LightRow light;                      ///< one row as the sensor lies
-    LightRow samples;                    ///< one line as it is read out
-    std::vector<std::uint16_t> line;     ///< and as one value per pixel
-    std::vector<std::uint8_t> packed;    ///< finished lines by kind, two each for the mosaic
-    std::array<bool, kKinds> finished{}; ///< by kind, of this picture
+    std::unique_ptr<LightSource> source;
+    LinePainter painter;
+    LightMeter meter;
+    NoiseField field;
 
-    void Prepare(const PictureJob& job, std::size_t lineBytes);
+    LightRow light; ///< one row as the sensor lies
+    std::uint32_t lightKind = kNoKind;
+    std::uint64_t lightVersion = 0;
+
+    MeterKey counted; ///< by the meter
+    std::vector<std::uint32_t> linesOfKind;
+
+    LineKey key;
+    std::size_t places = 0;           ///< for ready lines in this picture
+    std::vector<std::uint32_t> ready; ///< which kind of line each place holds
+    std::vector<std::uint8_t> packed; ///< the lines without noise
+    std::vector<std::int16_t> levels; ///< the lines with noise: means, then deviations
+
+    std::vector<std::uint16_t> samples; ///< two lines of 12 bits
+    std::vector<std::uint8_t> whole;    ///< lines that find too little room at the picture's end
+
+    std::uint32_t OutsideKind() const { return source->Kinds(); }
     std::uint32_t RowKind(const PictureJob& job, std::uint32_t y) const;
-    void PaintLight(std::uint32_t kind);
-    static void Cut(const PictureJob& job, const std::vector<std::uint16_t>& row,
-                    std::uint16_t* out);
-    void Grey(const PictureJob& job, std::uint32_t kind, std::uint16_t* samples);
-    void CutColors(const PictureJob& job, std::uint32_t kind);
-    void PackMosaic(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes);
-    void PackYuv(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes);
-    void PackLine(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes);
+    void PrepareLight(const PictureJob& job);
+    const LightRow& Light(std::uint32_t kind);
+
+    void Count(const PictureJob& job);
+
+    void PrepareLines(const PictureJob& job, std::size_t lineBytes);
+    Place Take(const PictureJob& job, std::uint32_t y);
+    const std::uint8_t* PackedLine(const PictureJob& job, std::uint32_t y, std::size_t lineBytes);
+    NoisyLine LevelLine(const PictureJob& job, std::uint32_t y);
+    void PaintNoisyLine(const PictureJob& job, std::uint32_t y, std::uint8_t* bytes);
     void PaintLinePairs(const PictureJob& job, std::uint8_t* image, std::size_t size);
 };
 
-void Scene::State::Prepare(const PictureJob& job, std::size_t lineBytes)
-{
-    pattern.SetSize(job.sensorWidth, job.sensorHeight);
-    pattern.SetFrame(job.frameNumber);
-    response.Set(job.exposureUs, job.gain);
-    light.Resize(job.sensorWidth);
-    samples.Resize(job.width);
-    line.resize(std::size_t{2} * job.width); // room for a pair of lines
-    packed.resize(2 * finished.size() * lineBytes);
-    finished.fill(false);
-}
-
-/** The row of the sensor that line `y` of the picture shows. */
+/** The kind of the sensor's row that line `y` of the picture shows; a region that hangs over the
+ *  edge is black there. */
 std::uint32_t Scene::State::RowKind(const PictureJob& job, std::uint32_t y) const
 {
     const std::uint64_t row = std::uint64_t{job.offsetY} + y;
     if (row >= job.sensorHeight || job.sensorWidth == 0) {
-        return kOutside;
+        return OutsideKind();
     }
     const auto inside = static_cast<std::uint32_t>(row);
-    return pattern.RowKind(job.reverseY ? job.sensorHeight - 1 - inside : inside);
+    return source->RowKind(job.reverseY ? job.sensorHeight - 1 - inside : inside);
 }
 
-void Scene::State::PaintLight(std::uint32_t kind)
+void Scene::State::PrepareLight(const PictureJob& job)
 {
-    if (kind != kOutside) {
-        pattern.PaintRow(kind, &light);
-        return;
+    source->SetSize(job.sensorWidth, job.sensorHeight);
+    source->SetFrame(job.frameNumber);
+    if (source->Version() != lightVersion || light.green.size() != job.sensorWidth) {
+        lightVersion = source->Version();
+        lightKind = kNoKind;
+        light.Resize(job.sensorWidth);
+    }
+}
+
+const LightRow& Scene::State::Light(std::uint32_t kind)
+{
+    if (kind == lightKind) {
+        return light;
+    }
+    lightKind = kind;
+    if (kind != OutsideKind()) {
+        source->PaintRow(kind, &light);
+        return light;
     }
     for (auto* plane : {&light.red, &light.green, &light.blue}) {
         std::fill(plane->begin(), plane->end(), std::uint16_t{0});
     }
+    return light;
 }
 
-/** Cuts the region's columns out of a row of light. */
-void Scene::State::Cut(const PictureJob& job, const std::vector<std::uint16_t>& row,
-                       std::uint16_t* out)
+void Scene::State::PrepareLines(const PictureJob& job, std::size_t lineBytes)
 {
-    const std::uint32_t first = std::min(job.offsetX, job.sensorWidth);
-    const std::uint32_t inside = std::min(job.width, job.sensorWidth - first);
-    if (job.reverseX) {
-        const std::uint16_t* last = row.data() + (job.sensorWidth - first);
-        std::reverse_copy(last - inside, last, out);
+    PrepareLight(job);
+    painter.Set(job);
+    const bool noisy = job.noise > 0;
+    if (noisy) {
+        field.Set(job.noiseSeed, job.frameNumber);
+    }
+    samples.resize(std::size_t{2} * job.width);
+    whole.resize(2 * lineBytes);
+    const std::size_t kinds = std::size_t{OutsideKind() + 1} * Tilings(job);
+    const std::size_t bytes = noisy ? 2 * LevelStride(job) * sizeof(std::int16_t) : lineBytes;
+    places =
+        std::min({kinds, std::size_t{job.height}, std::max<std::size_t>(kMostBytes / bytes, 1)});
+    const LineKey wanted{job.sensorWidth, job.sensorHeight,  job.offsetX,
+                         job.width,       job.pixelFormat,   job.reverseX,
+                         noisy,           painter.Version(), lightVersion};
+    if (wanted != key || ready.size() < places) {
+        key = wanted;
+        ready.assign(std::max(places, ready.size()), kNoKind);
+    }
+    if (noisy) {
+        levels.resize(std::max(levels.size(), places * bytes / sizeof(std::int16_t)));
     } else {
-        std::copy_n(row.data() + first, inside, out);
+        packed.resize(std::max(packed.size(), places * bytes));
     }
-    std::fill(out + inside, out + job.width, std::uint16_t{0});
 }
 
-void Scene::State::Grey(const PictureJob& job, std::uint32_t kind, std::uint16_t* out)
+/** Each kind has its place if all find one; otherwise the lines of the picture take turns. */
+Place Scene::State::Take(const PictureJob& job, std::uint32_t y)
 {
-    PaintLight(kind);
-    for (std::size_t i = 0; i < light.green.size(); ++i) { // a sensor without filters sees all
-        light.green[i] = static_cast<std::uint16_t>(
-            (77U * light.red[i] + 150U * light.green[i] + 29U * light.blue[i]) >> 8);
+    const std::uint32_t rowKind = RowKind(job, y);
+    const std::uint32_t tilings = Tilings(job);
+    const std::uint32_t kind = rowKind * tilings + y % tilings;
+    const bool roomForAll = std::size_t{OutsideKind() + 1} * tilings <= places;
+    const std::size_t index = roomForAll ? kind : y % places;
+    const bool isReady = ready[index] == kind;
+    ready[index] = kind;
+    return {index, rowKind, isReady};
+}
+
+const std::uint8_t* Scene::State::PackedLine(const PictureJob& job, std::uint32_t y,
+                                             std::size_t lineBytes)
+{
+    const Place place = Take(job, y);
+    std::uint8_t* line = packed.data() + place.index * lineBytes;
+    if (!place.ready) {
+        painter.Pack(job, Light(place.rowKind), TilesOf(job, y), line);
     }
-    Cut(job, light.green, out);
-    response.Apply(kGreen, out, job.width, out);
+    return line;
 }
 
-void Scene::State::CutColors(const PictureJob& job, std::uint32_t kind)
+NoisyLine Scene::State::LevelLine(const PictureJob& job, std::uint32_t y)
 {
-    PaintLight(kind);
-    Cut(job, light.red, samples.red.data());
-    Cut(job, light.green, samples.green.data());
-    Cut(job, light.blue, samples.blue.data());
-}
-
-/** Packs an even line and the odd one behind it. The tiles start anew in every picture: its first
- *  pixel is red wherever the region lies and however it is turned, as the format promises. */
-void Scene::State::PackMosaic(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes)
-{
-    CutColors(job, kind);
-    const std::uint16_t* red = samples.red.data();
-    const std::uint16_t* green = samples.green.data();
-    const std::uint16_t* blue = samples.blue.data();
-    std::uint16_t* even = line.data();
-    std::uint16_t* odd = even + job.width;
-    for (std::size_t x = 0; x < job.width; x += 2) {
-        even[x] = response.Sample(kRed, red[x]);
-        odd[x] = response.Sample(kGreen, green[x]);
+    const Place place = Take(job, y);
+    const std::size_t stride = LevelStride(job);
+    std::int16_t* means = levels.data() + place.index * 2 * stride;
+    const NoisyLine line{means, means + stride};
+    if (!place.ready) {
+        painter.Level(job, Light(place.rowKind), TilesOf(job, y), line);
     }
-    for (std::size_t x = 1; x < job.width; x += 2) {
-        even[x] = response.Sample(kGreen, green[x]);
-        odd[x] = response.Sample(kBlue, blue[x]);
-    }
-    PackHigh8(line.data(), std::size_t{2} * job.width, bytes);
+    return line;
 }
 
-void Scene::State::PackYuv(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes)
+/** One whole line with noise. */
+void Scene::State::PaintNoisyLine(const PictureJob& job, std::uint32_t y, std::uint8_t* bytes)
 {
-    CutColors(job, kind);
-    std::uint16_t* red = samples.red.data();
-    std::uint16_t* green = samples.green.data();
-    std::uint16_t* blue = samples.blue.data();
-    response.Apply(kRed, red, job.width, red);
-    response.Apply(kGreen, green, job.width, green);
-    response.Apply(kBlue, blue, job.width, blue);
-    PackUyvy(red, green, blue, job.width, bytes);
-}
-
-/** One line; of a mosaic both lines that the row can become, one behind the other. */
-void Scene::State::PackLine(const PictureJob& job, std::uint32_t kind, std::uint8_t* bytes)
-{
-    switch (job.pixelFormat) {
-    case kYuv422Packed:
-        PackYuv(job, kind, bytes);
+    const NoisyLine line = LevelLine(job, y);
+    if (!HasWideSamples(job.pixelFormat)) {
+        field.Apply(y, line, ValuesOfLine(job), bytes);
         return;
-    case kBayerRg8:
-        PackMosaic(job, kind, bytes);
-        return;
-    case kMono12:
-        Grey(job, kind, line.data());
-        Pack16(line.data(), job.width, bytes);
-        return;
-    case kMono12Packed:
-        Grey(job, kind, line.data());
-        Pack12(line.data(), job.width, bytes);
-        return;
-    default:
-        Grey(job, kind, line.data());
-        PackHigh8(line.data(), job.width, bytes);
     }
+    field.Apply(y, line, job.width, samples.data());
+    PackWide(samples.data(), job.width, job.pixelFormat, bytes);
 }
 
 /** Packed 12 bits in lines of odd width: a line ends inside a byte, two lines together do not. */
@@ -178,47 +247,89 @@ void Scene::State::PaintLinePairs(const PictureJob& job, std::uint8_t* image, st
     for (std::uint32_t y = 0; y < job.height && size != 0;) {
         std::size_t count = 0;
         for (int half = 0; half < 2 && y < job.height; ++half, ++y, count += job.width) {
-            Grey(job, RowKind(job, y), line.data() + count);
+            if (key.noisy) {
+                field.Apply(y, LevelLine(job, y), job.width, samples.data() + count);
+            } else {
+                painter.Grey(job, Light(RowKind(job, y)), samples.data() + count);
+            }
         }
-        Pack12(line.data(), count, packed.data());
+        PackWide(samples.data(), count, job.pixelFormat, whole.data());
         const std::size_t bytes = std::min(count + count / 2 + count % 2, size);
-        std::memcpy(image, packed.data(), bytes);
+        std::memcpy(image, whole.data(), bytes);
         image += bytes;
         size -= bytes;
     }
 }
 
-Scene::Scene() : state_(std::make_unique<State>()) {}
+/** Lets the meter see the region, unless it just has. */
+void Scene::State::Count(const PictureJob& job)
+{
+    const MeterKey wanted{job.sensorWidth, job.sensorHeight, job.offsetX,  job.offsetY,
+                          job.width,       job.height,       job.reverseX, job.reverseY,
+                          job.pixelFormat, lightVersion};
+    if (wanted == counted) {
+        return;
+    }
+    counted = wanted;
+    linesOfKind.assign(OutsideKind() + 1, 0);
+    for (std::uint32_t y = 0; y < job.height; ++y) {
+        ++linesOfKind[RowKind(job, y)];
+    }
+    const Columns columns(job);
+    meter.Clear(job.width, job.pixelFormat);
+    for (std::uint32_t kind = 0; kind < linesOfKind.size(); ++kind) {
+        if (const std::uint32_t lines = linesOfKind[kind]; lines != 0) {
+            meter.Add(Light(kind), columns.begin, columns.end, lines);
+        }
+    }
+    meter.AddBlack(job.width - (columns.end - columns.begin), job.height);
+}
+
+Scene::Scene(std::shared_ptr<const LightImage> image) : state_(std::make_unique<State>())
+{
+    if (image != nullptr) {
+        state_->source = std::make_unique<ScaledImage>(std::move(image));
+    } else {
+        state_->source = std::make_unique<TestPattern>();
+    }
+}
+
 Scene::~Scene() = default;
 
 void Scene::Paint(const PictureJob& job, std::uint8_t* image, std::size_t size)
 {
     const std::size_t lineBytes = PictureBytes(job.width, 1, job.pixelFormat);
-    if (lineBytes == 0) {
+    if (lineBytes == 0 || job.height == 0) {
         return;
     }
     State& state = *state_;
-    state.Prepare(job, lineBytes);
+    state.PrepareLines(job, lineBytes);
     if (job.pixelFormat == kMono12Packed && job.width % 2 != 0) {
         state.PaintLinePairs(job, image, size);
         return;
     }
-    const bool mosaic = job.pixelFormat == kBayerRg8;
     for (std::uint32_t y = 0; y < job.height && size != 0; ++y) {
-        const std::uint32_t kind = state.RowKind(job, y);
-        std::uint8_t* finished = state.packed.data() + std::size_t{2} * kind * lineBytes;
-        if (!state.finished[kind]) {
-            state.PackLine(job, kind, finished);
-            state.finished[kind] = true;
-        }
-        if (mosaic && y % 2 != 0) {
-            finished += lineBytes;
-        }
         const std::size_t bytes = std::min(lineBytes, size);
-        std::memcpy(image, finished, bytes);
+        if (!state.key.noisy) {
+            std::memcpy(image, state.PackedLine(job, y, lineBytes), bytes);
+        } else if (bytes == lineBytes) {
+            state.PaintNoisyLine(job, y, image);
+        } else {
+            state.PaintNoisyLine(job, y, state.whole.data());
+            std::memcpy(image, state.whole.data(), bytes);
+        }
         image += bytes;
         size -= bytes;
     }
+}
+
+PictureLevels Scene::Measure(const PictureJob& job)
+{
+    State& state = *state_;
+    state.PrepareLight(job);
+    state.painter.Set(job);
+    state.Count(job);
+    return state.meter.Levels(state.painter.Answer());
 }
 
 } // namespace sim

@@ -8,7 +8,11 @@
 namespace sim
 {
 
-Sensor::Sensor(CameraModel& camera) : camera_(camera), random_(camera.Setup().seed) {}
+Sensor::Sensor(CameraModel& camera, Scene& scene)
+    : camera_(camera), random_(camera.Setup().seed),
+      automatic_(camera.Features(), scene, camera.Setup().driftPpm)
+{
+}
 
 void Sensor::Start(std::int64_t nowNs, std::uint32_t frames)
 {
@@ -27,7 +31,7 @@ std::int64_t Sensor::NextStartNs() const
     return camera_.Attendance().WhenBackNs(nextStartNs_); // nothing is exposed while it is away
 }
 
-void Sensor::Describe(Frame* frame) const
+void Sensor::Describe(Frame* frame)
 {
     const CameraFeatures& features = camera_.Features();
     const CameraFeatures::Region region = features.FrameRegion();
@@ -44,6 +48,14 @@ void Sensor::Describe(Frame* frame) const
     job.frameNumber = frame->id;
     job.exposureUs = features.exposureTime->Value();
     job.gain = features.gain->At(0) * features.gain->At(1);
+    for (unsigned channel = 0; channel < kChannels && features.whiteBalance.ratio != nullptr;
+         ++channel) {
+        job.balance[channel] = features.whiteBalance.ratio->At(channel);
+    }
+    const bool wide = job.pixelFormat == kMono12 || job.pixelFormat == kMono12Packed;
+    job.tone = features.tone.ActsOn(wide ? 12 : 8) ? tone_.Current(features.tone) : nullptr;
+    job.noise = camera_.Setup().noise;
+    job.noiseSeed = camera_.Setup().seed;
     frame->pixelBytes = features.PixelBytes();
     frame->chunks = features.ChunksOn();
     frame->values.gain = features.gain->At(0);
@@ -56,6 +68,7 @@ Frame Sensor::Expose()
     frame.startNs = NextStartNs();
     frame.id = nextId_++;
     Describe(&frame);
+    automatic_.BeforeExposure(frame.startNs, &frame.job);
     frame.values.counter = exposed_++;
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
 
@@ -63,6 +76,8 @@ Frame Sensor::Expose()
     const FrameCost cost = camera_.Features().Cost();
     const auto clockNs = [&](double us) { return ClockNs(us, setup.driftPpm); };
     const std::int64_t readOutNs = frame.startNs + clockNs(cost.exposureUs + cost.readoutUs);
+    camera_.Lines().Exposed(frame.id, frame.startNs, frame.startNs + clockNs(cost.exposureUs),
+                            setup.driftPpm);
     const std::int64_t jitterNs =
         setup.jitterUs > 0 ? clockNs(setup.jitterUs * random_.Normal()) : 0;
     frame.arrivalNs = std::max(readOutNs, readOutNs + clockNs(cost.transferUs) + jitterNs);
@@ -72,6 +87,7 @@ Frame Sensor::Expose()
     frame.arrivalNs = lastArrivalNs_;
     const double rate = std::max(kLowestRate, camera_.Features().frameRate->Value());
     const double periodUs = std::max(1e6 / rate, cost.ShortestPeriodUs());
+    automatic_.AfterExposure(frame.job);
     nextStartNs_ = frame.startNs + std::max<std::int64_t>(clockNs(periodUs), 1);
     return frame;
 }

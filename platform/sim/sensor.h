@@ -8,9 +8,11 @@
  *  Threads: under the camera's lock. All times are nanoseconds of the clock. */
 #pragma once
 
+#include "automatic_functions.h"
 #include "chunks.h"
 #include "scene.h"
 #include "timing.h"
+#include "tone.h"
 
 #include <cstdint>
 #include <limits>
@@ -46,7 +48,8 @@ public:
     static constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
     static constexpr std::uint32_t kForEver = 0xFFFFFFFF;
 
-    explicit Sensor(CameraModel& camera);
+    /** Both outlive it. */
+    Sensor(CameraModel& camera, Scene& scene);
 
     void Start(std::int64_t nowNs, std::uint32_t frames);
     void Stop() { running_ = false; }
@@ -57,11 +60,13 @@ public:
     Frame Expose();
 
 private:
-    void Describe(Frame* frame) const;
+    void Describe(Frame* frame);
     void Strike(Frame* frame);
 
     CameraModel& camera_;
     Random random_;
+    ToneMaker tone_;
+    AutomaticFunctions automatic_;
     bool running_ = false;
     std::uint32_t framesLeft_ = 0;
     std::int64_t nextStartNs_ = 0;

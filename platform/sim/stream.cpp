@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <utility>
 
 namespace sim
 {
@@ -20,8 +21,9 @@ constexpr std::size_t kUsualFramesOnTheWay = 16;
 
 } // namespace
 
-Stream::Stream(CameraModel& camera)
-    : camera_(camera), sensor_(camera), onTheWay_(kUsualFramesOnTheWay), waiting_(0)
+Stream::Stream(CameraModel& camera, std::shared_ptr<const LightImage> image)
+    : camera_(camera), scene_(std::move(image)), sensor_(camera, scene_),
+      onTheWay_(kUsualFramesOnTheWay), waiting_(0)
 {
 }
 

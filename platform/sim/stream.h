@@ -19,6 +19,7 @@
 #include "sensor.h"
 
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace sim
@@ -27,7 +28,8 @@ namespace sim
 class Stream
 {
 public:
-    explicit Stream(CameraModel& camera);
+    /** `image` is what the camera looks at; null: a test pattern. */
+    Stream(CameraModel& camera, std::shared_ptr<const LightImage> image);
 
     bool IsRunning() const { return sensor_.IsRunning(); }
     bool IsInitialized() const { return !slots_.empty(); }
@@ -61,8 +63,8 @@ private:
     std::uint64_t Packets(const Frame& frame) const;
 
     CameraModel& camera_;
-    Sensor sensor_;
     Scene scene_;
+    Sensor sensor_; // looks at the scene
     Ring<Frame> onTheWay_;
     Ring<std::uint32_t> waiting_; // slots, oldest first
     std::vector<Slot> slots_;     // one per buffer; empty: no transfer is initialised

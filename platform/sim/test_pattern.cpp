@@ -1,7 +1,5 @@
 #include "test_pattern.h"
 
-#include "response.h"
-
 #include <algorithm>
 
 namespace sim
@@ -182,18 +180,12 @@ void PaintFade(Brush& brush, std::uint32_t width)
 
 } // namespace
 
-void LightRow::Resize(std::uint32_t width)
-{
-    red.resize(width);
-    green.resize(width);
-    blue.resize(width);
-}
-
 void TestPattern::SetSize(std::uint32_t width, std::uint32_t height)
 {
     if (width == width_ && height == height_) {
         return;
     }
+    ++version_;
     width_ = width;
     height_ = height;
     edge_ = std::max(height / 270, 1U);
@@ -271,7 +263,10 @@ void TestPattern::MapText(std::uint32_t top, std::uint32_t bottom, std::uint32_t
 
 void TestPattern::SetFrame(std::uint32_t frameNumber)
 {
-    frameNumber_ = frameNumber;
+    if (frameNumber != frameNumber_) {
+        ++version_;
+        frameNumber_ = frameNumber;
+    }
 }
 
 void TestPattern::PaintStripText(std::uint32_t glyphRow, LightRow* row) const

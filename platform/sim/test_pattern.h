@@ -10,6 +10,7 @@
 #pragma once
 
 #include "digits.h"
+#include "light_source.h"
 
 #include <cstdint>
 #include <optional>
@@ -18,28 +19,18 @@
 namespace sim
 {
 
-/** One row of the scene, sensor coordinates, levels of light from 0 to kLightMax. */
-struct LightRow {
-    std::vector<std::uint16_t> red;
-    std::vector<std::uint16_t> green;
-    std::vector<std::uint16_t> blue;
-
-    void Resize(std::uint32_t width);
-};
-
-class TestPattern
+class TestPattern final : public LightSource
 {
 public:
-    /** How many different rows there are at most; a row's number is below. */
+    void SetSize(std::uint32_t width, std::uint32_t height) override;
+    void SetFrame(std::uint32_t frameNumber) override;
+    std::uint64_t Version() const override { return version_; }
+    std::uint32_t Kinds() const override { return kRowKinds; }
+    std::uint32_t RowKind(std::uint32_t y) const override { return kinds_[y]; }
+    void PaintRow(std::uint32_t kind, LightRow* row) const override;
+
+    /** How many different rows there are at most. */
     static constexpr std::uint32_t kRowKinds = 12 + 2 * kGlyphRows;
-
-    void SetSize(std::uint32_t width, std::uint32_t height);
-    void SetFrame(std::uint32_t frameNumber);
-
-    /** Which of the different rows stands at `y`, below the height set. */
-    std::uint32_t RowKind(std::uint32_t y) const { return kinds_[y]; }
-    /** `row` is as wide as the pattern. */
-    void PaintRow(std::uint32_t kind, LightRow* row) const;
 
 private:
     void PrepareRows();
@@ -55,6 +46,7 @@ private:
     std::uint32_t stripScale_ = 1;  ///< and of the repeated one
     std::uint32_t chequerSize_ = 1; ///< pixels
     std::uint32_t frameNumber_ = 0;
+    std::uint64_t version_ = 1;
     std::vector<std::uint8_t> kinds_;
     LightRow hues_; ///< rows, or grounds of rows, that stay the same from frame to frame
     LightRow fade_;

@@ -1,4 +1,4 @@
-#include "lut_table.h"
+#include "util/lut_table.h"
 
 namespace KvTd
 {

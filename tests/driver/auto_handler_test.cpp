@@ -42,45 +42,28 @@ TEST(AutoFunc, ModesDecide)
         std::uint32_t etime;
         Texts writes;
         const char* states; ///< gain and exposure afterwards
-        Texts skipped;
-        bool parameters;
+        std::size_t skipped;
+        std::size_t parameters;
     };
-    const std::string profile = "AutoFunc settings skipped for \"Profile\"";
-    const std::string gain = "AutoFunc settings skipped for \"GainMode\"";
-    const std::string etime = "Autofunc settings skipped for \"ExpTimeMode\"";
-    for (const Case& c : std::initializer_list<Case>{
-             {0, 0, 0, {}, "00", {profile, gain, etime}, false},
-             {0, 0, 2, {"ExposureAuto=Continuous"}, "02", {profile, gain}, true},
-             {0, 2, 0, {"GainAuto=Continuous"}, "20", {profile, etime}, true},
-             {0, 2, 1, {"GainAuto=Continuous"}, "21", {profile}, true},
-             {2, 1, 2, {"ExposureAuto=Continuous"}, "12", {}, true},
-             {2, 1, 1, {}, "11", {}, false},
-             {2, 3, 7, {}, "00", {}, false},
-             {2, 0, 0, {}, "00", {gain, etime}, false},
-         }) {
+    const std::string gain = "cam GainAuto=Continuous";
+    const std::string etime = "cam ExposureAuto=Continuous";
+    for (const Case& c : std::initializer_list<Case>{{0, 0, 0, {}, "00", 3, 0},
+                                                     {0, 0, 2, {etime}, "02", 2, 1},
+                                                     {0, 2, 0, {gain}, "20", 2, 1},
+                                                     {0, 2, 1, {gain}, "21", 1, 1},
+                                                     {2, 1, 2, {etime}, "12", 0, 1},
+                                                     {2, 1, 1, {}, "11", 0, 0},
+                                                     {2, 3, 7, {}, "00", 0, 0},
+                                                     {2, 0, 0, {}, "00", 2, 0}}) {
         SCOPED_TRACE(testing::Message() << c.profile << c.gain << c.etime);
         AutoRig rig;
-        EXPECT_EQ(Story(rig.Apply(c.profile, c.gain, c.etime)), Story([&] {
-                      Texts writes = c.writes;
-                      for (std::string& text : writes) {
-                          text.insert(0, "cam ");
-                      }
-                      return writes;
-                  }()));
+        EXPECT_EQ(rig.Apply(c.profile, c.gain, c.etime), c.writes);
         EXPECT_EQ(std::to_string(rig.proc.gainAutoState) + std::to_string(rig.proc.expoAutoState),
                   c.states);
-        Texts lines;
-        for (const std::string& text : c.skipped) {
-            lines.push_back("3 ProcParametrizeCamAutoFunc:   " + text);
-        }
-        if (c.skipped.size() < 3) {
-            lines.push_back("3 ProcParametrizeCamAutoFunc: AutoFunc settings handler entry vals: "
-                            "prof " +
-                            std::to_string(c.profile) + ", gainm " + std::to_string(c.gain) +
-                            ", etimem " + std::to_string(c.etime));
-        }
-        EXPECT_EQ(Rig::Logs("ProcParametrizeCamAutoFunc"), lines);
-        EXPECT_EQ(Count(Rig::Logs(), kParams), c.parameters ? 1U : 0U);
+        EXPECT_EQ(Count(Rig::Logs("ProcParametrizeCamAutoFunc"), " settings skipped for \""),
+                  c.skipped);
+        EXPECT_EQ(Count(Rig::Logs(), "AutoFunc settings handler entry"), c.skipped < 3 ? 1U : 0U);
+        EXPECT_EQ(Count(Rig::Logs(), kParams), c.parameters);
         EXPECT_EQ(Count(Rig::Logs(), "Entry to manage"),
                   static_cast<std::size_t>((c.states[0] > '0') + (c.states[1] > '0')))
             << "the selectors are asked";
@@ -111,68 +94,50 @@ TEST(AutoFunc, StopsOnlyForAChange)
     EXPECT_EQ(Count(Rig::Logs(), kParams), 1U) << "but limits are written each time";
     EXPECT_THAT(rig.Apply(1, 2, 0, true), IsEmpty()) << "neither profile nor what is unset counts";
     EXPECT_THAT(rig.Apply(0, 2, 2, false), ElementsAre("cam ExposureAuto=Continuous"));
+    EXPECT_THAT(rig.Apply(1, 0, 2, true), IsEmpty());
     EXPECT_THAT(rig.Apply(0, 1, 2, true), ElementsAre(stop, "cam GainAuto=Off", start));
     for (int i = 0; i < 2; ++i) {
         EXPECT_THAT(rig.Apply(0, 1, 5, true), ElementsAre(stop, start)) << "never done with";
     }
 }
 
-TEST(AutoFuncParams, UnsetOnesAreSkipped)
-{
-    const std::string bright = "autoBrightnessTarget=128";
-    const std::string gainMin = "gainAutoMinValue=1";
-    const std::string gainMax = "gainAutoMaxValue=5";
-    const std::string etMin = "exposureAutoMinValue=100";
-    const std::string etMax = "exposureAutoMaxValue=200";
-    for (unsigned mask = 0; mask < 8; ++mask) {
-        SCOPED_TRACE(mask);
-        AutoRig rig;
-        Texts writes;
-        Texts lines;
-        rig.host.gainlimsHigh = 14; // the low end alone decides
-        rig.host.etlimsHigh = 200;
-        if ((mask & 1) != 0) {
-            rig.host.atbright = 0.5F;
-            writes.push_back(bright);
-        } else {
-            lines.emplace_back("3 ProcParametrizeCamAutoFuncParams:   skipped for \"Brightness\"");
-        }
-        if ((mask & 2) != 0) {
-            rig.host.gainlimsLow = 6;
-            writes.insert(writes.end(), {gainMin, gainMax});
-        } else {
-            lines.emplace_back("3 ProcParametrizeCamAutoFuncParams:   skipped for \"GainLimits\"");
-        }
-        if ((mask & 4) != 0) {
-            rig.host.etlimsLow = 100;
-            writes.insert(writes.end(), {etMin, etMax});
-        } else {
-            lines.emplace_back(
-                "3 ProcParametrizeCamAutoFuncParams:   skipped for \"ExpTimeLimits\"");
-        }
-        EXPECT_EQ(rig.proc.ProcParametrizeCamAutoFuncParams(&rig.Cam()), 0);
-        Texts told = Rig::Of("cam");
-        std::erase(told, "gainAutoSource=SensorAll");
-        EXPECT_EQ(told, writes);
-        Texts logs = Rig::Logs("ProcParametrizeCamAutoFuncParams");
-        EXPECT_THAT(logs.front(), StartsWith(kParams));
-        logs.erase(logs.begin());
-        EXPECT_EQ(logs, lines);
-    }
-}
-
-TEST(AutoFuncParams, OneFailureDoesNotStopTheOthers)
+TEST(AutoFuncParams, EachIsSkippedByItsLowEnd)
 {
     AutoRig rig;
-    rig.host.atbright = 1.5F;
-    rig.host.gainlimsLow = 6;
-    rig.host.gainlimsHigh = 5;
-    rig.host.etlimsLow = 100;
-    rig.host.etlimsHigh = 3e6F;
-    EXPECT_EQ(rig.proc.ProcParametrizeCamAutoFuncParams(&rig.Cam()), -7) << "of the last one";
+    FakeHost& host = rig.host;
+    const auto apply = [&] {
+        Rig::Clear();
+        const int rc = rig.proc.ProcParametrizeCamAutoFuncParams(&rig.Cam());
+        Texts told = Rig::Of({"cam", "log2", "log3"});
+        std::erase_if(told, [](const std::string& text) {
+            return text.starts_with("log3 kv_td_excam") || text.starts_with("cam gainAutoSource");
+        });
+        told.erase(told.begin()); // the entry line
+        return std::to_string(rc) + Story(told);
+    };
+    host.gainlimsHigh = 14;
+    host.etlimsHigh = 200;
+    const std::string bright =
+        "log3 kv_td_proc:ProcParametrizeCamAutoFuncParams:   skipped for \"Brightness\"\n";
+    const std::string gain =
+        "log3 kv_td_proc:ProcParametrizeCamAutoFuncParams:   skipped for \"GainLimits\"\n";
+    const std::string etime =
+        "log3 kv_td_proc:ProcParametrizeCamAutoFuncParams:   skipped for \"ExpTimeLimits\"\n";
+    EXPECT_EQ(apply(), "0\n" + bright + gain + etime);
+    host.atbright = 0.5F;
+    EXPECT_EQ(apply(), "0\n" + gain + etime + "cam autoBrightnessTarget=128\n");
+    host.atbright = kExposureUnset;
+    host.gainlimsLow = 6;
+    EXPECT_EQ(apply(), "0\n" + bright + etime + "cam gainAutoMinValue=1\ncam gainAutoMaxValue=5\n");
+    host.etlimsLow = 100;
+    host.gainlimsLow = kGainUnset;
+    EXPECT_EQ(apply(), "0\n" + bright + gain +
+                           "cam exposureAutoMinValue=100\ncam exposureAutoMaxValue=200\n");
+    host.atbright = 1.5F; // each fails, and the next is tried
+    host.gainlimsLow = 16;
+    host.etlimsLow = 300;
+    EXPECT_EQ(apply().substr(0, 3), "-5\n");
     EXPECT_EQ(Rig::Of("log2").size(), 3U);
-    rig.host.etlimsLow = kExposureUnset;
-    EXPECT_EQ(rig.proc.ProcParametrizeCamAutoFuncParams(&rig.Cam()), -5);
 }
 
 /** The same bracket around what each handler writes. */

@@ -4,6 +4,9 @@
 #include "host_session.h"
 #include "kv_host_services.h"
 
+#include "waveform.h"
+
+#include <algorithm>
 #include <gmock/gmock.h>
 
 #include <unistd.h>
@@ -175,6 +178,25 @@ TEST_F(Services, TimeDifferenceIsNormalised)
         EXPECT_EQ(difference->tv_sec, c.difference.tv_sec);
         EXPECT_EQ(difference->tv_usec, c.difference.tv_usec);
     }
+}
+
+TEST(Waveform, ShowsThePulseBesideTheExposure)
+{
+    const auto count = [](const std::string& text, char c) {
+        return std::count(text.begin(), text.end(), c);
+    };
+    // 10000 us and a tenth around it on 60 columns: 200 us each.
+    LinePulse pulse{"S1", 3, false, 7, 10000, 1000, 3000};
+    const std::string high = DrawPulse(pulse);
+    EXPECT_THAT(high, testing::StartsWith("Line3 of S1, frame 7:\n  exposure  .....#"));
+    EXPECT_EQ(count(high, '#'), 50);
+    EXPECT_EQ(count(high, '^'), 10);
+    EXPECT_THAT(high, testing::HasSubstr("_  high from 1000 to 3000 us\n"));
+    pulse.inverted = true;
+    const std::string low = DrawPulse(pulse);
+    EXPECT_EQ(count(low, '_'), 10);
+    EXPECT_THAT(low, testing::HasSubstr("frame 7, inverted:"));
+    EXPECT_THAT(DrawPulse({}), testing::HasSubstr("0 to 0 us"));
 }
 
 TEST(CameraTable, SaysWhichCamerasTheDriverTakes)

@@ -118,6 +118,25 @@ TEST_F(Nodes, EveryFeatureHasTheInterfaceThatClientsExpect)
     }
 }
 
+TEST_F(Nodes, ALimitSurvivesAConversionInSinglePrecision)
+{
+    const auto gain = Float("Gain");
+    const auto max = static_cast<float>(gain->GetMax());
+    const float decibels = 20 * std::log10(max);
+    const double back = std::pow(10.0F, decibels / 20);
+    gain->SetValue(1);
+    gain->SetValue(back);
+    EXPECT_EQ(gain->GetValue(), std::min<double>(back, max));
+    for (const double limit : {gain->GetMin(), gain->GetMax()}) {
+        const double outwards = limit == gain->GetMin() ? -limit : limit;
+        gain->SetValue(limit + outwards * 0.9e-6);
+        EXPECT_EQ(gain->GetValue(), limit);
+        EXPECT_THROW(gain->SetValue(limit + outwards * 1.1e-6), GenICam::OutOfRangeException);
+        EXPECT_THROW(gain->SetValue(limit + outwards * 0.9e-6, false), GenICam::RuntimeException);
+        EXPECT_EQ(gain->GetValue(), limit);
+    }
+}
+
 TEST_F(Nodes, TheMapIsFoundByNameAndByIndex)
 {
     ASSERT_GT(map->GetNodeCount(), 40U);

@@ -85,6 +85,8 @@ attached = false
 sensor_width = 1280
 sensor_height = 960
 picture = "plain"
+noise = 0.5
+lock_regulated = true
 seed = 9
 tick_frequency = 125_000_000
 tick_offset = -5
@@ -118,6 +120,8 @@ ReverseX = true
     EXPECT_EQ(camera.sensorWidth, 1280U);
     EXPECT_EQ(camera.sensorHeight, 960U);
     EXPECT_EQ(camera.picture, Picture::Plain);
+    EXPECT_EQ(camera.noise, 0.5);
+    EXPECT_TRUE(camera.lockRegulated);
     EXPECT_EQ(camera.seed, 9U);
     EXPECT_EQ(camera.tickFrequency, 125'000'000U);
     EXPECT_EQ(camera.tickOffset, -5);
@@ -139,6 +143,18 @@ ReverseX = true
                 ElementsAre(Pair("LUTSelector", "Green"), Pair("BalanceRatioSelector", "Blue"),
                             Pair("BalanceRatio", "2"), Pair("ExposureTime", "5000.5"),
                             Pair("ReverseX", "true")));
+}
+
+TEST(Description, PairsSetASelectedFeatureMoreThanOnce)
+{
+    const auto network = Parsed(R"([[camera]]
+model = "color"
+values = [["BalanceRatioSelector", "Red"], ["BalanceRatio", 1.5],
+          ["BalanceRatioSelector", "Blue"], ["BalanceRatio", 2]])");
+    ASSERT_EQ(network.cameras.size(), 1U);
+    EXPECT_THAT(network.cameras[0].values,
+                ElementsAre(Pair("BalanceRatioSelector", "Red"), Pair("BalanceRatio", "1.5"),
+                            Pair("BalanceRatioSelector", "Blue"), Pair("BalanceRatio", "2")));
 }
 
 TEST(Description, EveryKeyOfAFaultArrives)
@@ -231,6 +247,9 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"[[camera]]\nsensor_width = 0", "2:16", "is 0; expected an integer from 16 to 65536"},
         Bad{"[[camera]]\nsensor_height = 8e1", "2:17", "an integer"},
         Bad{"[[camera]]\nsensor_width = 4294968000", "2:16", "65536"},
+        Bad{"[[camera]]\nscene = \"\"", "2:9", "1 to 4096 characters"},
+        Bad{"[[camera]]\nscene = \"nowhere.png\"", "2:9", "a PNG file"},
+        Bad{"[[camera]]\nnoise = -0.1", "2:9", "a number from 0 to 100"},
         Bad{"[[camera]]\nseed = -1", "2:8", "from 0"},
         Bad{"[[camera]]\ntick_bits = 65", "2:13", "1 to 64"},
         Bad{"[[camera]]\ndrift_ppm = nan", "2:13", "a number from -100000 to 100000"},
@@ -261,6 +280,10 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"[[camera]]\nvalues = { Gain = \"-inf\" }", "2:19", "a value of this feature"},
         Bad{"[[camera]]\nvalues = { lutMode = \"On\" }", "2:22", "a value of this feature"},
         Bad{"[[camera]]\nvalues = { Gain = [1] }", "2:19", "a text, a number, true or false"},
+        Bad{"[[camera]]\nvalues = [[\"Gain\"]]", "2:11", "such as [\"Gain\", 2.0]"},
+        Bad{"[[camera]]\nvalues = [\"Gain\", 2]", "2:11", "such as [\"Gain\", 2.0]"},
+        Bad{"[[camera]]\nvalues = [[\"Gian\", 2]]", "2:12", "values has \"Gian\""},
+        Bad{"[[camera]]\nvalues = [[\"Width\", 2.5]]", "2:21", "a value of this feature"},
         Bad{"[[camera]]\nvalues = 3", "2:10", "a table of features and values"}));
 
 INSTANTIATE_TEST_SUITE_P(
@@ -370,10 +393,21 @@ TEST(LoadNetwork, TheExampleCanBeUsed)
                                                     line.find("[[") != std::string::npos);
         all += (key ? line.substr(2) : line) + "\n";
     }
-    const NetworkDescription network = Parsed(all);
+    NetworkDescription network;
+    ASSERT_TRUE(ParseNetwork(all, EXAMPLE_NETWORK, &network, &error)) << error;
     EXPECT_EQ(network.faults.size(), 4U);
     ASSERT_EQ(network.cameras.size(), 2U);
     EXPECT_THAT(network.cameras[1].missingEntries, ElementsAre("lutSize.Bpp12"));
+    ASSERT_EQ(network.scenes.size(), 2U);
+    EXPECT_NE(network.scenes[0], nullptr); // found beside the description
+    EXPECT_EQ(network.scenes[1], nullptr);
+    CameraSetup setup = network.cameras[0];
+    setup.serial = "S0000003";
+    EXPECT_TRUE(AddCamera(setup)); // by the path that the description gave
+    setup.scene = EXAMPLE_NETWORK;
+    setup.serial = "S0000004";
+    EXPECT_THROW(AddCamera(setup), std::runtime_error);
+    Reset();
 }
 
 } // namespace sim

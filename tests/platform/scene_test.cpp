@@ -2,7 +2,7 @@
 
 #include "alloc_count.h"
 
-#include "pixel_packing.h"
+#include "picture_of.h"
 
 #include <gmock/gmock.h>
 
@@ -11,7 +11,6 @@
 #include <cmath>
 #include <map>
 #include <set>
-#include <vector>
 
 namespace sim
 {
@@ -19,58 +18,8 @@ namespace sim
 namespace
 {
 
-using Bytes = std::vector<std::uint8_t>;
 using ::testing::Each;
 using ::testing::ElementsAre;
-
-constexpr std::uint32_t kFormats[] = {kMono8, kMono12Packed, kMono12, kYuv422Packed, kBayerRg8};
-
-PictureJob Job(std::uint32_t format, std::uint32_t width = 640, std::uint32_t height = 480)
-{
-    PictureJob job;
-    job.sensorWidth = job.width = width;
-    job.sensorHeight = job.height = height;
-    job.pixelFormat = format;
-    job.frameNumber = 1234;
-    return job;
-}
-
-Bytes Paint(const PictureJob& job)
-{
-    Scene scene;
-    Bytes image(PictureBytes(job.width, job.height, job.pixelFormat));
-    scene.Paint(job, image.data(), image.size());
-    return image;
-}
-
-/** One value per pixel that stands for all of it, whatever the packing. */
-std::vector<unsigned> Pixels(const Bytes& image, std::uint32_t format)
-{
-    std::vector<unsigned> pixels;
-    const auto byte = [&](std::size_t at) { return unsigned{image[at]}; };
-    for (std::size_t i = 0; i < image.size();) {
-        switch (format) {
-        case kMono12Packed:
-            pixels.push_back(byte(i) << 4 | (byte(i + 1) & 0xF));
-            if (i + 2 < image.size()) {
-                pixels.push_back(byte(i + 2) << 4 | byte(i + 1) >> 4);
-            }
-            i += 3;
-            break;
-        case kMono12:
-            pixels.push_back(byte(i) | byte(i + 1) << 8);
-            i += 2;
-            break;
-        case kYuv422Packed:
-            pixels.push_back(byte(i + 1)); // Y; chroma belongs to pairs
-            i += 2;
-            break;
-        default:
-            pixels.push_back(byte(i++));
-        }
-    }
-    return pixels;
-}
 
 class EveryFormat : public ::testing::TestWithParam<std::uint32_t>
 {
@@ -118,21 +67,21 @@ TEST(PixelPacking, SizesOfPicturesAndUnknownFormats)
     EXPECT_EQ(PictureBytes(3, 3, kMono12Packed), 14U);
     EXPECT_EQ(PictureBytes(6, 3, 0x02180014), 0U);
     std::array<std::uint8_t, 4> untouched{1, 1, 1, 1};
-    Scene().Paint(Job(0x02180014), untouched.data(), untouched.size());
+    Scene().Paint(JobOf(0x02180014), untouched.data(), untouched.size());
     EXPECT_THAT(untouched, Each(1));
 }
 
 TEST_P(EveryFormat, RegionIsCutOutOfTheWholeSensorAsItIsTurned)
 {
     for (const bool turned : {false, true}) {
-        PictureJob job = Job(GetParam());
+        PictureJob job = JobOf(GetParam());
         job.reverseX = job.reverseY = turned;
-        const auto whole = Pixels(Paint(job), GetParam());
+        const auto whole = Pixels(PictureOf(job), GetParam());
         job.offsetX = 100;
         job.offsetY = 206;
         job.width = 302;
         job.height = 161;
-        const auto region = Pixels(Paint(job), GetParam());
+        const auto region = Pixels(PictureOf(job), GetParam());
         for (std::uint32_t y = 0; y < job.height; ++y) {
             const auto line = region.begin() + y * job.width;
             ASSERT_TRUE(std::equal(line, line + job.width,
@@ -145,19 +94,19 @@ TEST_P(EveryFormat, RegionIsCutOutOfTheWholeSensorAsItIsTurned)
 TEST(Reversal, MirrorsEachAxis)
 {
     for (const std::uint32_t format : {kMono8, kMono12Packed, kMono12, kYuv422Packed}) {
-        PictureJob job = Job(format);
-        const auto upright = Pixels(Paint(job), format);
+        PictureJob job = JobOf(format);
+        const auto upright = Pixels(PictureOf(job), format);
         auto expected = upright;
         for (auto line = expected.begin(); line != expected.end(); line += 640) {
             std::reverse(line, line + 640);
         }
         job.reverseX = true;
-        EXPECT_EQ(Pixels(Paint(job), format), expected) << format;
+        EXPECT_EQ(Pixels(PictureOf(job), format), expected) << format;
         EXPECT_NE(expected, upright);
         std::reverse(expected.begin(), expected.end()); // both ways in all, that is y alone
         job.reverseX = false;
         job.reverseY = true;
-        EXPECT_EQ(Pixels(Paint(job), format), expected) << format;
+        EXPECT_EQ(Pixels(PictureOf(job), format), expected) << format;
         EXPECT_NE(expected, upright);
     }
 }
@@ -167,13 +116,13 @@ TEST(Bayer, FirstPixelIsRedWhereverTheRegionLiesAndHoweverItIsTurned)
 {
     for (const unsigned turn : {0U, 1U, 2U, 3U}) {
         for (const std::uint32_t odd : {0U, 1U}) {
-            PictureJob job = Job(kBayerRg8);
+            PictureJob job = JobOf(kBayerRg8);
             job.reverseX = (turn & 1) != 0;
             job.reverseY = (turn & 2) != 0;
             job.width = job.height = 4;
             job.offsetX = (job.reverseX ? 640 - 440 : 420) + odd; // bar 5 of 8: 400 to 480
             job.offsetY = (job.reverseY ? 480 - 70 : 60) + odd;
-            const Bytes image = Paint(job);
+            const Bytes image = PictureOf(job);
             EXPECT_THAT(image, ElementsAre(191, 0, 191, 0, 0, 0, 0, 0, 191, 0, 191, 0, 0, 0, 0, 0))
                 << "turn " << turn << " odd " << odd;
         }
@@ -182,10 +131,10 @@ TEST(Bayer, FirstPixelIsRedWhereverTheRegionLiesAndHoweverItIsTurned)
 
 TEST(Brightness, FollowsExposureTimesGainAndClipsAtWhite)
 {
-    PictureJob job = Job(kMono12);
-    const auto once = Pixels(Paint(job), kMono12);
+    PictureJob job = JobOf(kMono12);
+    const auto once = Pixels(PictureOf(job), kMono12);
     job.exposureUs *= 2;
-    const auto twice = Pixels(Paint(job), kMono12);
+    const auto twice = Pixels(PictureOf(job), kMono12);
     std::set<unsigned> levels;
     for (std::size_t i = 0; i < once.size(); ++i) {
         ASSERT_EQ(twice[i], std::min(2 * once[i], 4095U)) << "pixel " << i;
@@ -194,19 +143,19 @@ TEST(Brightness, FollowsExposureTimesGainAndClipsAtWhite)
     EXPECT_GT(levels.size(), 300U); // a scene of two levels would prove little
     job.exposureUs /= 4;
     job.gain = 4;
-    EXPECT_EQ(Pixels(Paint(job), kMono12), twice);
+    EXPECT_EQ(Pixels(PictureOf(job), kMono12), twice);
 }
 
 TEST(Brightness, ImpossibleSettingsGiveBlackOrWhite)
 {
-    PictureJob job = Job(kMono8, 64, 64);
+    PictureJob job = JobOf(kMono8, 64, 64);
     for (const double gain : {0.0, -1.0, std::nan("")}) {
         job.gain = gain;
-        EXPECT_THAT(Paint(job), Each(0)) << gain;
+        EXPECT_THAT(PictureOf(job), Each(0)) << gain;
     }
     job.gain = HUGE_VAL;
-    EXPECT_THAT(Paint(job), Each(::testing::AnyOf(0, 255)));
-    EXPECT_THAT(Paint(job), ::testing::Contains(255));
+    EXPECT_THAT(PictureOf(job), Each(::testing::AnyOf(0, 255)));
+    EXPECT_THAT(PictureOf(job), ::testing::Contains(255));
 }
 
 /** Reads the large number back, digit by digit, by comparing it with pictures of known numbers. */
@@ -214,7 +163,7 @@ TEST(FrameNumber, CanBeReadBackFromThePictureAndFromARegionOfIt)
 {
     constexpr std::uint32_t kNumber = 907'351;
     for (const bool region : {false, true}) {
-        PictureJob job = Job(kMono8, 1920, 1080);
+        PictureJob job = JobOf(kMono8, 1920, 1080);
         if (region) { // holds one of the small numbers wholly
             job.offsetX = 320;
             job.offsetY = 0;
@@ -225,13 +174,13 @@ TEST(FrameNumber, CanBeReadBackFromThePictureAndFromARegionOfIt)
             job.height = 260;
         }
         job.frameNumber = kNumber;
-        const Bytes shown = Paint(job);
+        const Bytes shown = PictureOf(job);
         std::uint32_t read = 0;
         for (std::uint32_t place = 1; place <= 100'000; place *= 10) {
             std::vector<std::uint32_t> fitting;
             for (std::uint32_t digit = 0; digit < 10; ++digit) {
                 job.frameNumber = kNumber - kNumber / place % 10 * place + digit * place;
-                if (Paint(job) == shown) {
+                if (PictureOf(job) == shown) {
                     fitting.push_back(digit);
                 }
             }
@@ -244,24 +193,24 @@ TEST(FrameNumber, CanBeReadBackFromThePictureAndFromARegionOfIt)
 
 TEST(FrameNumber, MovesBarAndChequer)
 {
-    PictureJob job = Job(kMono8);
+    PictureJob job = JobOf(kMono8);
     job.offsetY = 262; // grey ramp
     job.height = 30;
-    const Bytes ramp = Paint(job);
+    const Bytes ramp = PictureOf(job);
     PictureJob chequer = job;
     chequer.offsetY = 362;
     chequer.height = 50;
-    const Bytes squares = Paint(chequer);
+    const Bytes squares = PictureOf(chequer);
     ++job.frameNumber;
     ++chequer.frameNumber;
-    EXPECT_NE(Paint(job), ramp);
-    EXPECT_NE(Paint(chequer), squares);
+    EXPECT_NE(PictureOf(job), ramp);
+    EXPECT_NE(PictureOf(chequer), squares);
 }
 
 TEST_P(EveryFormat, NothingIsWrittenBeyondTheSize)
 {
-    const PictureJob job = Job(GetParam(), 66, 50);
-    const Bytes whole = Paint(job);
+    const PictureJob job = JobOf(GetParam(), 66, 50);
+    const Bytes whole = PictureOf(job);
     for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{1000},
                                    whole.size() - 1, whole.size(), whole.size() + 50}) {
         Bytes image(whole.size() + 100, 0xA5);
@@ -281,33 +230,33 @@ TEST_P(EveryFormat, OddAndTinySizesAndRegionsOverTheEdgeAreSafe)
 {
     for (const std::uint32_t width : {1U, 2U, 3U, 7U, 33U}) {
         for (const std::uint32_t height : {1U, 2U, 5U, 31U}) {
-            PictureJob job = Job(GetParam(), width, height);
+            PictureJob job = JobOf(GetParam(), width, height);
             job.reverseX = true;
-            EXPECT_EQ(Pixels(Paint(job), GetParam()).size(), std::size_t{width} * height);
+            EXPECT_EQ(Pixels(PictureOf(job), GetParam()).size(), std::size_t{width} * height);
             job.offsetX = width - 1;
             job.offsetY = 0xFFFFFFFF;
-            for (const unsigned pixel : Pixels(Paint(job), GetParam())) {
+            for (const unsigned pixel : Pixels(PictureOf(job), GetParam())) {
                 ASSERT_EQ(pixel, 0U);
             }
         }
     }
-    PictureJob nothing = Job(GetParam(), 0, 0);
+    PictureJob nothing = JobOf(GetParam(), 0, 0);
     nothing.width = nothing.height = 4;
-    EXPECT_THAT(Pixels(Paint(nothing), GetParam()), Each(0U));
+    EXPECT_THAT(Pixels(PictureOf(nothing), GetParam()), Each(0U));
 }
 
 TEST(Mono12Packed, LinesOfOddWidthFollowEachOtherWithoutPadding)
 {
-    PictureJob job = Job(kMono12Packed, 33, 47);
-    const auto packed = Pixels(Paint(job), kMono12Packed);
+    PictureJob job = JobOf(kMono12Packed, 33, 47);
+    const auto packed = Pixels(PictureOf(job), kMono12Packed);
     job.pixelFormat = kMono12;
-    EXPECT_EQ(packed, Pixels(Paint(job), kMono12));
+    EXPECT_EQ(packed, Pixels(PictureOf(job), kMono12));
 }
 
 TEST_P(EveryFormat, PaintingTheSameGeometryAgainAllocatesNothing)
 {
     Scene scene;
-    PictureJob job = Job(GetParam());
+    PictureJob job = JobOf(GetParam());
     Bytes image(PictureBytes(job.width, job.height, job.pixelFormat));
     if (!rig::CountsAllocations()) {
         GTEST_SKIP() << "sanitizers keep the allocator to themselves";

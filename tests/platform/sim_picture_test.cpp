@@ -15,28 +15,16 @@ protected:
     void SetUp() override
     {
         setup.picture = sim::Picture::Pattern;
+        setup.noise = 0;
         setup.sensorWidth = kSensorWidth;
         setup.sensorHeight = 128;
         OpenCamera();
     }
 
-    /** The bytes of one picture under the present settings. */
-    std::vector<std::uint8_t> Grab()
-    {
-        EXPECT_EQ(Initialize(1), kGevOk);
-        EXPECT_EQ(GevStartTransfer(handle, 1), kGevOk);
-        _tag_GEVBUF_ENTRY* frame = Next();
-        EXPECT_NE(frame, nullptr);
-        received = frame == nullptr ? 0 : frame->receivedBytes;
-        GevFreeTransfer(handle);
-        return memory.front();
-    }
     static double Mean(const std::vector<std::uint8_t>& bytes)
     {
         return std::accumulate(bytes.begin(), bytes.end(), 0.0) / static_cast<double>(bytes.size());
     }
-
-    std::uint64_t received = 0;
 };
 
 TEST_F(SimPicture, BrightnessFollowsExposureAndGain)
@@ -86,6 +74,25 @@ TEST_F(SimPicture, EachFrameIsAnotherAndFillsItsFormat)
         EXPECT_LT(std::count(memory[0].begin(), memory[0].end(), 0xEE), bytes / 4) << format;
         GevFreeTransfer(handle);
     }
+}
+
+TEST_F(SimPicture, APictureOfTheUsersStandsInFrontOfTheCamera)
+{
+    Float("ExposureTime")->SetValue(10'000);
+    const auto pattern = Grab();
+    GevCloseCamera(&handle);
+    setup.serial = "S2";
+    setup.scene = SCENE_IMAGE;
+    OpenCamera();
+    Float("ExposureTime")->SetValue(10'000);
+    StartFor(2);
+    ASSERT_TRUE(Next() != nullptr && Next() != nullptr);
+    EXPECT_NE(memory[0], pattern);
+    EXPECT_EQ(memory[0], memory[1]); // it stands still
+    const double darker = Mean(memory[0]) - 2;
+    GevFreeTransfer(handle);
+    Float("ExposureTime")->SetValue(5000);
+    EXPECT_LT(Mean(Grab()), darker);
 }
 
 TEST_F(SimPicture, AnIncompleteFrameLeavesTheRestAsItWas)

@@ -27,6 +27,18 @@ protected:
         Open(setup.serial);
     }
 
+    /** The bytes of one picture under the present settings. */
+    std::vector<std::uint8_t> Grab()
+    {
+        EXPECT_EQ(Initialize(1), kGevOk);
+        EXPECT_EQ(GevStartTransfer(handle, 1), kGevOk);
+        _tag_GEVBUF_ENTRY* frame = Next();
+        EXPECT_NE(frame, nullptr);
+        received = frame == nullptr ? 0 : frame->receivedBytes;
+        GevFreeTransfer(handle);
+        return memory.front();
+    }
+
     static std::vector<std::string> Journal(const std::string& kind)
     {
         std::vector<std::string> texts;
@@ -40,4 +52,5 @@ protected:
 
     std::shared_ptr<sim::ManualClock> clock = std::make_shared<sim::ManualClock>(kStartNs);
     sim::CameraSetup setup;
+    std::uint64_t received = 0; ///< bytes of the last picture
 };

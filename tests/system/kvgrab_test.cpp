@@ -244,6 +244,29 @@ TEST_F(Kvgrab, AppliesAChangedFileByItself)
     EXPECT_EQ(program.Wait(), 0);
 }
 
+TEST_F(Kvgrab, LoadsATableAnewWhenItsFileIsSaved)
+{
+    const auto table = [](const char* entry) {
+        std::string text = "value\n";
+        for (int i = 0; i < 256; ++i) {
+            text += entry + std::string("\n");
+        }
+        return text;
+    };
+    folder_.Write("table.csv", table("7"));
+    Program program(WithConfig("[lut]\nmode = \"table\"\nbits = 8\nfile = \"table.csv\"\n"),
+                    folder_.Path());
+    ASSERT_TRUE(program.WaitFor("check LUT: val[10] = 7,")) << program.Output();
+    ASSERT_TRUE(program.WaitFor("Init timings")) << program.Output();
+    folder_.Write("table.csv", table("256"));
+    EXPECT_TRUE(program.WaitFor("table.csv:2:1: this is \"256\"")) << program.Output();
+    folder_.Write("table.csv", table("9"));
+    ASSERT_TRUE(program.WaitFor("check LUT: val[10] = 9,")) << program.Output();
+    EXPECT_TRUE(program.WaitFor("starting capture"));
+    program.Signal(SIGTERM);
+    EXPECT_EQ(program.Wait(), 0) << program.Output();
+}
+
 TEST_F(Kvgrab, EndsWhileTheDynamicTableHoldsTheDriver)
 {
     for (const bool counted : {false, true}) {

@@ -28,12 +28,10 @@ TEST(LutTable, ConfiguredOnesAreThinnedAndShiftedWithoutRounding)
     for (const Case& c : {
              Case{256, 8, 1, 1, 255}, // as it is
              Case{1024, 8, 1, 4, 1020}, Case{4096, 12, 1, 1, 255},
-             Case{256, 12, 15, 0, 239},                               // 15 >> 4
-             Case{511, 8, 1, 1, 255},                                 // every second would need 512
-             Case{767, 8, 1, 2, 510},                                 // not the last
-             Case{256, 6, 1, 4, 1020},                                // to the left
-             Case{256, 0, 1, 256, 65280}, Case{65535, 16, 1, 0, 254}, // 255 * 255 >> 8
-             Case{256, 40, 255, 0, 0},                                // no bit is left
+             Case{256, 12, 15, 0, 239}, // 15 >> 4
+             Case{767, 8, 1, 2, 510},   // every second one; not the last
+             Case{256, 6, 1, 4, 1020},  // to the left
+             Case{256, 40, 255, 0, 0},  // no bit is left
          }) {
         SCOPED_TRACE(testing::Message() << c.entries << " of " << c.bits << " bits");
         const std::vector<std::uint16_t> source = Ramp(c.entries, c.factor);
@@ -84,7 +82,6 @@ TEST(LutTable, TooShortOnesAreLeftAlone)
     DeviceLut table;
     table.fill(77);
     EXPECT_FALSE(ConvertConfiguredLut(Ramp(255, 1), 8, table));
-    EXPECT_FALSE(ConvertConfiguredLut({}, 8, table));
     EXPECT_FALSE(ConvertDynamicLut(Ramp(127, 1), false, table));
     EXPECT_FALSE(ConvertDynamicLut({}, true, table));
     EXPECT_EQ(table[0], 77U);

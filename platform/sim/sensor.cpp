@@ -1,6 +1,7 @@
 #include "sensor.h"
 
 #include "camera_model.h"
+#include "pixel_packing.h"
 #include "record.h"
 
 #include <algorithm>

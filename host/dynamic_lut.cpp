@@ -79,8 +79,8 @@ void CountPacked12(const LevelSource& source, std::span<std::uint32_t> counts)
         const std::size_t line = y * source.lineLength;
         for (std::size_t i = line; i < line + source.width; ++i) {
             const std::uint8_t* pair = bytes + i / 2 * 3;
-            const unsigned level =
-                i % 2 == 0 ? pair[0] << 4U | (pair[1] & 0x0FU) : pair[2] << 4U | pair[1] >> 4U;
+            const unsigned low = i % 2 == 0 ? pair[1] & 0x0FU : unsigned{pair[1]} >> 4;
+            const unsigned level = unsigned{pair[i % 2 * 2]} << 4 | low;
             ++counts[level];
         }
     });
@@ -92,9 +92,25 @@ void CountTwelveInSixteen(const LevelSource& source, std::span<std::uint32_t> co
     ForLines(source, [&](std::size_t y) {
         const std::uint8_t* line = bytes + y * source.lineLength * 2;
         for (std::size_t x = 0; x < source.width; ++x) {
-            ++counts[(line[2 * x] | line[2 * x + 1] << 8U) & 0x0FFFU];
+            ++counts[(unsigned{line[2 * x]} | unsigned{line[2 * x + 1]} << 8) & 0x0FFFU];
         }
     });
+}
+
+/** Counts of 256 levels as they were ahead of a curve, from those behind it: as many pixels lie up
+ * to an input as behind the curve up to its output. */
+std::array<std::uint32_t, kBins> CountsAhead(const ToneCurve& curve, const std::uint32_t* cdf,
+                                             unsigned bits)
+{
+    const std::size_t width = (std::size_t{1} << bits) / kBins;
+    std::array<std::uint32_t, kBins> ahead{};
+    for (std::size_t input = 0; input < kBins; ++input) {
+        const double output = std::floor(curve[input] * kBins / kFullScale + 0.5);
+        const auto bin = std::min(static_cast<std::size_t>(output), kBins - 1);
+        ahead[input] = cdf[(bin + 1) * width - 1];
+    }
+    ahead.back() = cdf[kBins * width - 1];
+    return ahead;
 }
 
 } // namespace
@@ -159,12 +175,9 @@ void DynamicLut::MakeTable(unsigned bits, const std::uint32_t* cdf, int outBits,
         cdf == nullptr || lut == nullptr) {
         return;
     }
-    ToneCurve curve = Equalize(cdf, bits);
-    if (bits != 12 && applied_) {
-        const ToneCurve onTop = curve;
-        std::transform(applied_->begin(), applied_->end(), curve.begin(),
-                       [&](double value) { return ValueAt(onTop, value); });
-    }
+    const ToneCurve curve = bits != 12 && applied_
+                                ? Equalize(CountsAhead(*applied_, cdf, bits).data(), 8)
+                                : Equalize(cdf, bits);
     applied_ = curve;
 
     const std::size_t entries = std::size_t{1} << bits;

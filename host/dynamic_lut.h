@@ -51,8 +51,8 @@ public:
      *  16 `bits` the first 128 entries are knots over the whole input range, as the driver
      *  interpolates between them; the rest repeats the last of them.
      *
-     *  A camera's table of 8 bits acts on 8-bit pictures alone. So one of 8 bits was counted behind
-     *  the table that the camera works with, and the new table is put on top of that. */
+     *  A camera's table of 8 bits acts on 8-bit pictures alone. Such a picture was counted behind
+     * the table that the camera works with; what it was ahead of it is worked out first. */
     void MakeTable(unsigned bits, const std::uint32_t* cdf, int outBits, std::uint16_t* lut);
 
 private:

@@ -8,6 +8,7 @@
 #include "gev_api.h"
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace gevplat
@@ -51,7 +52,17 @@ public:
     virtual void Uninitialize() = 0;
 };
 
-/** The kinds in listing order. The simulated kind is always there. */
+/** The chosen kinds in listing order (gev_kinds.h). They live as long as the process. */
 GEVPLAT_API std::vector<CameraKind*> CameraKinds();
+
+/** What a kind has to say, to the host's log; levels as in gev_kinds.h. Not under a lock that a
+ * call of the platform takes: the host may call back. */
+GEVPLAT_API void WriteLog(int level, const std::string& text);
+
+/** The one thing that the library of network cameras exports, by the name below: the kind, looking
+ *  on one interface or, with an empty text, on all. Null: there is no such interface, as `*error`
+ *  says. The same object each time. */
+using NetworkKindEntry = CameraKind* (*)(const std::string& interface, std::string* error);
+constexpr const char* kNetworkKindEntry = "GevplatNetworkKind";
 
 } // namespace gevplat

@@ -1,0 +1,53 @@
+/** One opened network camera as the library sees it: its handle, the lock around each access, and
+ *  whether the camera still answers. */
+#pragma once
+
+#include "gen_api.h"
+
+#include <arv.h>
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+namespace net
+{
+
+class Device
+{
+public:
+    /** Takes the reference over. */
+    Device(ArvDevice* device, std::string serial) : device_(device), serial_(std::move(serial)) {}
+    ~Device() { g_object_unref(device_); }
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
+
+    ArvDevice* Handle() const { return device_; }
+    const std::string& Serial() const { return serial_; }
+
+    /** Held around each access to the camera: the library is not thread-safe. Recursive, so that a
+     *  selector and what it selects can be held together. */
+    std::recursive_mutex& Mutex() const { return mutex_; }
+
+    /** Set from the watching thread (presence.h). */
+    void SetPresent(bool present) { present_.store(present, std::memory_order_release); }
+    bool IsPresent() const { return present_.load(std::memory_order_acquire); }
+
+    /** TimeoutException while the camera is gone, so that nobody sits through the library's own
+     *  time-outs, which are seconds. */
+    void RequirePresent(const char* feature) const
+    {
+        if (!IsPresent()) {
+            throw GenICam_3_0::TimeoutException(std::string(feature) + ": camera " + serial_ +
+                                                " does not answer");
+        }
+    }
+
+private:
+    ArvDevice* device_;
+    std::string serial_;
+    mutable std::recursive_mutex mutex_;
+    std::atomic<bool> present_{true};
+};
+
+} // namespace net

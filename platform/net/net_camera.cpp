@@ -1,0 +1,242 @@
+#include "net_camera.h"
+
+#include "../genapi/raw_value.h"
+#include "commands.h"
+
+#include <cstring>
+
+namespace net
+{
+
+namespace
+{
+
+using GenApi_3_0::CEnumerationPtr;
+using GenApi_3_0::CIntegerPtr;
+
+constexpr const char* kWidth = "Width";
+constexpr const char* kHeight = "Height";
+constexpr const char* kPixelFormat = "PixelFormat";
+constexpr const char* kContinuous = "Continuous";
+
+/** Some cameras are delivered in another mode; a transfer counts its frames by itself. */
+void AcquireForEver(FeatureMap& features)
+{
+    const CEnumerationPtr mode = features.GetNode("AcquisitionMode");
+    if (mode && mode->GetEntryByName(kContinuous) != nullptr && mode->ToString() != kContinuous &&
+        GenApi_3_0::IsWritable(mode->GetAccessMode())) {
+        mode->FromString(kContinuous);
+    }
+}
+
+/** The status of what `work` does, also when it throws. */
+template <class Work> int Try(const Work& work) noexcept
+{
+    try {
+        return work();
+    } catch (...) { // cancellation is held off by the caller
+        return genapi::StatusOfException();
+    }
+}
+
+} // namespace
+
+NetCamera::NetCamera(Ref<ArvDevice> opened, const GEV_DEVICE_INFO& info, std::uint32_t address)
+    : info_(info), device_(opened.release(), info.serial), features_(device_), nodeMap_(&features_),
+      options_(device_), presence_(device_, address)
+{
+}
+
+int NetCamera::Make(Ref<ArvDevice> opened, const GEV_DEVICE_INFO& info, std::uint32_t address,
+                    std::unique_ptr<gevplat::Camera>* camera)
+{
+    if (arv_device_get_genicam(opened.get()) == nullptr) {
+        gevplat::WriteLog(2, std::string("network camera ") + info.serial +
+                                 " gives no description of its features");
+        return kGevError;
+    }
+    camera->reset(new NetCamera(std::move(opened), info, address));
+    return kGevOk;
+}
+
+NetCamera::~NetCamera()
+{
+    FreeTransfer();
+    if (!device_.IsPresent()) {
+        // The library goes on asking for some seconds. The process may be about to open it again.
+        gevplat::WriteLog(3, std::string("network camera ") + info_.serial +
+                                 " is closed without its answer; this takes up to ten seconds");
+    }
+}
+
+std::shared_ptr<Transfer> NetCamera::Current() const
+{
+    const std::lock_guard lock(transferMutex_);
+    return transfer_;
+}
+
+int NetCamera::GetOptions(GEV_CAMERA_OPTIONS* options)
+{
+    const std::lock_guard lock(mutex_);
+    *options = options_.Get();
+    return kGevOk;
+}
+
+int NetCamera::SetOptions(const GEV_CAMERA_OPTIONS& options)
+{
+    const std::lock_guard lock(mutex_);
+    return Try([&] { return options_.Set(options); });
+}
+
+int NetCamera::GetFeatureValue(const char* feature, int size, void* value)
+{
+    return genapi::ReadRaw(features_, feature, size, value);
+}
+
+int NetCamera::SetFeatureValue(const char* feature, int size, const void* value)
+{
+    return genapi::WriteRaw(features_, feature, size, value);
+}
+
+int NetCamera::GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat)
+{
+    const int status = genapi::ReadRaw(features_, "PayloadSize", sizeof *payloadSize, payloadSize);
+    return status != kGevOk
+               ? status
+               : genapi::ReadRaw(features_, kPixelFormat, sizeof *pixelFormat, pixelFormat);
+}
+
+int NetCamera::InitializeTransfer(std::uint64_t size, std::uint32_t count, void** buffers)
+{
+    if (size == 0 || count == 0) {
+        return kGevInvalidArgument;
+    }
+    for (std::uint32_t i = 0; i < count; ++i) {
+        if (buffers[i] == nullptr) {
+            return kGevInvalidArgument;
+        }
+    }
+    const std::lock_guard lock(mutex_);
+    const std::shared_ptr<Transfer> before = Current();
+    if (before != nullptr && before->IsStarted()) {
+        return kGevBusy;
+    }
+    if (!device_.IsPresent()) {
+        return kGevTimeout;
+    }
+    if (before != nullptr) { // the stream channel is free only when it is gone
+        before->Retire();
+        const std::lock_guard change(transferMutex_);
+        transfer_.reset();
+    }
+    std::shared_ptr<Transfer> made;
+    const int status = Transfer::Make(device_, features_, options_.Get().streamFrameTimeoutMs, size,
+                                      count, buffers, &made);
+    const std::lock_guard change(transferMutex_);
+    transfer_ = made;
+    return status;
+}
+
+Geometry NetCamera::ReadGeometry()
+{
+    const CIntegerPtr width = features_.GetNode(kWidth);
+    const CIntegerPtr height = features_.GetNode(kHeight);
+    const CEnumerationPtr format = features_.GetNode(kPixelFormat);
+    Geometry geometry;
+    geometry.width = static_cast<std::uint32_t>(width->GetValue());
+    geometry.height = static_cast<std::uint32_t>(height->GetValue());
+    // Bits 16 to 23 of a format code are the bits that one pixel takes.
+    const auto bits = static_cast<std::uint64_t>(format->GetIntValue()) >> 16 & 0xFF;
+    constexpr std::uint64_t kBitsPerByte = 8;
+    geometry.imageBytes =
+        (std::uint64_t{geometry.width} * geometry.height * bits + kBitsPerByte - 1) / kBitsPerByte;
+    return geometry;
+}
+
+int NetCamera::StartTransfer(std::uint32_t frames)
+{
+    const std::lock_guard lock(mutex_);
+    const std::shared_ptr<Transfer> transfer = Current();
+    if (transfer == nullptr) {
+        return kGevNotReady;
+    }
+    if (frames == 0) {
+        return kGevInvalidArgument;
+    }
+    if (transfer->IsStarted()) {
+        return kGevBusy;
+    }
+    const int status = Try([&]() -> int {
+        const Geometry geometry = ReadGeometry();
+        AcquireForEver(features_);
+        features_.LockTransferParameters(true);
+        transfer->Start(frames, geometry);
+        ExecuteCommand(device_, "AcquisitionStart");
+        return kGevOk;
+    });
+    if (status != kGevOk) {
+        Halt(*transfer);
+    }
+    return status;
+}
+
+int NetCamera::Halt(Transfer& transfer)
+{
+    const int status = Try([&]() -> int {
+        ExecuteCommand(device_, "AcquisitionStop");
+        return kGevOk;
+    });
+    transfer.Stop();
+    const int unlocked = Try([&]() -> int {
+        features_.LockTransferParameters(false);
+        return kGevOk;
+    });
+    return status == kGevOk ? unlocked : status;
+}
+
+int NetCamera::AbortTransfer()
+{
+    const std::lock_guard lock(mutex_);
+    const std::shared_ptr<Transfer> transfer = Current();
+    return transfer == nullptr ? static_cast<int>(kGevNotReady) : Halt(*transfer);
+}
+
+int NetCamera::FreeTransfer()
+{
+    const std::lock_guard lock(mutex_);
+    std::shared_ptr<Transfer> transfer = Current();
+    if (transfer == nullptr) {
+        return kGevNotReady;
+    }
+    if (transfer->IsStarted()) {
+        Halt(*transfer);
+    }
+    transfer->Stop();
+    transfer->Retire();
+    const GEV_TRANSFER_STATISTICS counts = transfer->Statistics();
+    const std::lock_guard change(transferMutex_);
+    counts_ = counts;
+    transfer_.reset();
+    return kGevOk;
+}
+
+int NetCamera::WaitForNextFrame(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
+{
+    const std::shared_ptr<Transfer> transfer = Current();
+    *frame = nullptr;
+    return transfer == nullptr ? static_cast<int>(kGevNotReady) : transfer->Wait(frame, timeoutMs);
+}
+
+int NetCamera::ReleaseFrame(_tag_GEVBUF_ENTRY* frame)
+{
+    const std::shared_ptr<Transfer> transfer = Current();
+    return transfer == nullptr ? static_cast<int>(kGevNotReady) : transfer->Release(frame);
+}
+
+GEV_TRANSFER_STATISTICS NetCamera::Statistics()
+{
+    const std::lock_guard lock(transferMutex_);
+    return transfer_ == nullptr ? counts_ : transfer_->Statistics();
+}
+
+} // namespace net

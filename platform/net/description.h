@@ -1,0 +1,78 @@
+/** What a camera's description says of a feature, before the camera is asked.
+ *
+ *  The library takes much on trust: a reference to nothing reads as 0, one in a circle never
+ *  returns, and a register of negative length ends the process. So every feature is looked through
+ *  once, when the camera is opened. */
+#pragma once
+
+#include "gen_api.h"
+
+#include <arv.h>
+
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace net
+{
+
+/** Another feature that decides about the access to one. */
+struct Gate {
+    enum class Kind { Implemented, Available, Locked };
+    Kind kind;
+    ArvGcFeatureNode* node; ///< that has the gate, of the feature or of what stands behind it
+};
+
+struct Facts {
+    std::string fault;      ///< why no access can succeed; empty for a sound description
+    std::string limitFault; ///< the same for its limits
+    std::vector<Gate> gates;
+    GenApi_3_0::EAccessMode mode = GenApi_3_0::NI; ///< with every gate open; NI of a faulty feature
+    bool onCamera = false;                         ///< its value lies in the camera
+};
+
+/** Looks features through. Reads nothing from the camera; under the device's lock. */
+class Description
+{
+public:
+    explicit Description(ArvGc* features) : features_(features) {}
+
+    Facts Examine(ArvGcFeatureNode* node);
+    /** Only what decides about the access to an enumeration's entry; false when that is faulty. */
+    bool ExamineEntry(ArvGcFeatureNode* entry, std::vector<Gate>* gates);
+
+private:
+    /** What has to be done to learn a value. */
+    struct Reading {
+        bool underWay = true;
+        bool onCamera = false;
+        unsigned steps = 1; ///< values asked for on the way
+        std::string fault;
+    };
+    struct Parts;
+
+    const Reading& Read(ArvGcNode* node, unsigned depth);
+    void Follow(ArvGcNode* target, const char* link, Reading* reading, unsigned depth);
+    void ReadParts(ArvDomNode* element, Reading* reading, Parts* parts, unsigned depth);
+    void CheckRegister(const Parts& parts, Reading* reading);
+    void Collect(ArvGcFeatureNode* node, Facts* facts);
+    /** "" or what is wrong with the link. */
+    std::string LinkFault(ArvGcPropertyNode* link);
+
+    ArvGc* features_;
+    std::unordered_map<ArvGcNode*, Reading> readings_;
+};
+
+/** `visit(child)` for each child of a node, in the order of the text. */
+template <class Visit> void ForEachChild(gpointer node, const Visit& visit)
+{
+    for (ArvDomNode* child = arv_dom_node_get_first_child(ARV_DOM_NODE(node)); child != nullptr;
+         child = arv_dom_node_get_next_sibling(child)) {
+        visit(child);
+    }
+}
+
+/** The name that a link gives; empty when it gives none. */
+std::string LinkText(ArvDomNode* link);
+
+} // namespace net

@@ -114,7 +114,7 @@ void Transfer::Stop()
         running_ = false;
     }
     Drain();
-    features_.ForgetFrameValues();
+    ForgetFrameValues();
 }
 
 void Transfer::Retire()
@@ -177,7 +177,7 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
         *status = kGevOk;
     } else {
         ++incomplete_;
-        features_.ForgetFrameValues();
+        ForgetFrameValues();
         *status = kGevIncomplete;
     }
     Describe(place, result);
@@ -216,10 +216,18 @@ void Transfer::Describe(Place& place, ArvBufferStatus status)
     }
 }
 
+/** There are none without a parser, and then nothing needs the device's lock. */
+void Transfer::ForgetFrameValues()
+{
+    if (chunks_ != nullptr) {
+        features_.ForgetFrameValues();
+    }
+}
+
 /** Gain and exposure time of the frame itself, when it brings them. */
 void Transfer::ReadFrameValues(ArvBuffer* buffer)
 {
-    features_.ForgetFrameValues();
+    ForgetFrameValues();
     if (chunks_ == nullptr || !arv_buffer_has_chunks(buffer)) {
         return;
     }

@@ -61,6 +61,7 @@ private:
     Place* Receive(ArvBuffer* buffer, int* status);
     void Describe(Place& place, ArvBufferStatus status);
     void ReadFrameValues(ArvBuffer* buffer);
+    void ForgetFrameValues();
     void Drain();
 
     Device& device_;

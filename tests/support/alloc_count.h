@@ -14,6 +14,10 @@ std::uint64_t Allocations();
 /** Allocations of the calling thread since it began. */
 std::uint64_t AllocationsOfThisThread();
 
+/** Blocks that are allocated and not freed, of all threads. 0 in sanitizer builds, which look for
+ *  leaks themselves. */
+std::uint64_t LiveAllocations();
+
 /** From now on malloc refuses blocks of exactly this size; 0: none. Nothing in sanitizer builds. */
 void RefuseAllocationsOf(std::size_t bytes);
 

@@ -11,6 +11,7 @@ namespace rig
 {
 
 static constexpr std::size_t kPage = 4096;
+static constexpr std::uint32_t kLargestFrame = 16U << 20;
 
 static FakeHost*& Current()
 {
@@ -83,12 +84,46 @@ void FakeHost::Called(const char* service, const char* arguments, ...)
     va_end(values);
 }
 
+const char* FakeHost::TextOf(Extreme extreme)
+{
+    static const std::string longText(64, 'x');
+    return extreme == Extreme::LongText ? longText.c_str() : "";
+}
+
+std::optional<Extreme> FakeHost::Tampered(const char* service, AnswerKind kind)
+{
+    if (counting) {
+        Answers& row = answers[service];
+        row.kind = kind;
+        ++row.count;
+    }
+    tamperingMatches_.resize(tamperings.size());
+    std::optional<Extreme> extreme;
+    for (std::size_t i = 0; i < tamperings.size(); ++i) {
+        if (tamperings[i].service == service && ++tamperingMatches_[i] == tamperings[i].nth) {
+            extreme = tamperings[i].extreme;
+        }
+    }
+    return extreme;
+}
+
 void FakeHost::AllocateMemory(std::uint32_t size)
 {
-    stride_ = (size + kPage - 1) / kPage * kPage;
+    if (size > kLargestFrame) { // no memory, no buffers
+        first_ = nullptr;
+        return;
+    }
+    stride_ = (std::size_t{size} + kPage - 1) / kPage * kPage;
     memory_.assign(stride_ * bufferCount + kPage, 0);
     const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
     first_ = memory_.data() + (kPage - address % kPage) % kPage;
+}
+
+const IoBoxConfig& FakeHost::SetAt(int set) const
+{
+    static const IoBoxConfig none;
+    const auto index = static_cast<std::size_t>(set);
+    return index < ioboxes.size() ? ioboxes[index] : none;
 }
 
 void* FakeHost::BufferAt(std::uint32_t index) const
@@ -126,7 +161,7 @@ static FakeHost& Host()
 template <class T> static T Answer(const char* service, T value)
 {
     Host().Called(service);
-    return value;
+    return Host().Answered(service, value);
 }
 
 template <class T> static T Next(std::deque<T>& script)
@@ -146,7 +181,7 @@ extern "C" {
     Type KvGiMainCtx__##name(void)                                                                 \
     {                                                                                              \
         Host().Called("KvGiMainCtx__" #name);                                                      \
-        return Host().field;                                                                       \
+        return Host().Answered("KvGiMainCtx__" #name, Host().field);                               \
     }
 
 GETTER(const char*, GetModelStr, model)
@@ -212,7 +247,7 @@ int KvGiMainCtx__GetIoboxNum(void)
     int KvGiMainCtx__##name(int set)                                                               \
     {                                                                                              \
         Host().Called("KvGiMainCtx__" #name, "%i", set);                                           \
-        return Host().ioboxes.at(static_cast<std::size_t>(set)).field;                             \
+        return Host().Answered("KvGiMainCtx__" #name, Host().SetAt(set).field);                    \
     }
 
 IOBOX_GETTER(GetIoboxPin, pin)
@@ -224,7 +259,7 @@ IOBOX_GETTER(GetIoboxInv, inverted)
 std::uint32_t KvGiMainCtx__GetIoboxPar(int set, int index)
 {
     Host().Called("KvGiMainCtx__GetIoboxPar", "%i, %i", set, index);
-    return Host().ioboxes.at(static_cast<std::size_t>(set)).parameters[index];
+    return Host().Answered("KvGiMainCtx__GetIoboxPar", Host().SetAt(set).parameters[index]);
 }
 
 // ---- frame memory ------------------------------------------------------------------------------
@@ -243,13 +278,12 @@ void KvGiMem__SetActFsize(std::uint32_t size)
 void* KvGiMem__GetBufPtr(std::uint32_t index)
 {
     Host().Called("KvGiMem__GetBufPtr", "%u", index);
-    return Host().BufferAt(index);
+    return Host().Answered("KvGiMem__GetBufPtr", Host().BufferAt(index));
 }
 
 int KvGiMem__IsFactoryUsed(void)
 {
-    Host().Called("KvGiMem__IsFactoryUsed");
-    return Host().factoryUsed;
+    return Answer("KvGiMem__IsFactoryUsed", Host().factoryUsed);
 }
 
 void KvGiMemInst__Init(std::uint32_t instance, std::uint32_t size, std::uint32_t flags)
@@ -272,7 +306,7 @@ int KvGiMemInst__Trigger(std::uint32_t instance, int reserved, std::uint64_t tim
     } else {
         Host().Called(service);
     }
-    return Next(Host().triggerResults);
+    return Host().Answered(service, Next(Host().triggerResults));
 }
 
 // ---- grab control ------------------------------------------------------------------------------
@@ -283,13 +317,13 @@ int KvGi__DoReconfig(int* flag)
     if (Host().reconfigFlag != 0) {
         *flag = Host().reconfigFlag;
     }
-    return Host().reconfigResult;
+    return Host().Answered("KvGi__DoReconfig", Host().reconfigResult);
 }
 
 int KvGi__CheckDynConfig(void)
 {
     Host().Called("KvGi__CheckDynConfig");
-    return Host().dynConfig;
+    return Host().Answered("KvGi__CheckDynConfig", Host().dynConfig);
 }
 
 void KvGi__SetNewCfgVendor(void)
@@ -378,20 +412,20 @@ int KvSc__SetParamVal(std::uint32_t id, const void* value)
         Host().Called(service, "%u, %u", id, *static_cast<const std::uint32_t*>(value));
         break;
     }
-    return 0;
+    return Host().Answered(service, 0);
 }
 
 int KvSc__InstSetParamVal(std::uint32_t instance, std::uint32_t id, const char* text)
 {
     Host().Called("KvSc__InstSetParamVal", "%u, %u, %s", instance, id, text);
-    return 0;
+    return Host().Answered("KvSc__InstSetParamVal", 0);
 }
 
 int KvSc__ProcExport(std::uint64_t timeUs)
 {
     ++Host().exported;
     Host().Called("KvSc__ProcExport", "%llu", static_cast<unsigned long long>(timeUs));
-    return 0;
+    return Host().Answered("KvSc__ProcExport", 0);
 }
 
 // ---- utilities and log -------------------------------------------------------------------------
@@ -399,7 +433,7 @@ int KvSc__ProcExport(std::uint64_t timeUs)
 std::uint32_t KvUtl__CheckSignal(void)
 {
     Host().Called("KvUtl__CheckSignal");
-    return Next(Host().signals);
+    return Host().Answered("KvUtl__CheckSignal", Next(Host().signals));
 }
 
 const struct timeval* KvUtl__TimeValDiff(const struct timeval* later, const struct timeval* earlier)

@@ -8,8 +8,12 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <limits>
+#include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace rig
@@ -22,6 +26,23 @@ struct IoBoxConfig {
     int inverted = 0;
     std::uint32_t parameters[2] = {KvTd::kIoboxParamUnset, KvTd::kIoboxParamUnset};
 };
+
+/** What a service answers in place of its own value, as far as its type has such a value. */
+enum class Extreme {
+    Zero,
+    MinusOne,
+    Lowest,
+    Highest,
+    NotANumber,
+    Infinite,
+    MinusInfinite,
+    Null,
+    EmptyText,
+    LongText ///< 64 characters
+};
+
+/** The kinds of answers, each with the extremes that it has. */
+enum class AnswerKind { Integer, Float, Text, Pointer };
 
 /** There is one at a time; it serves from construction to destruction. Grab thread only. */
 class FakeHost
@@ -89,6 +110,21 @@ public:
     /** Runs at each log line, by its format, on the thread that writes it. */
     std::function<void(std::string_view)> onLog;
 
+    // ---- answers gone wrong -------------------------------------------------------------------
+    struct Tampering {
+        std::string service;
+        std::uint64_t nth = 1; ///< which call of it, from 1
+        Extreme extreme = Extreme::Zero;
+    };
+    std::vector<Tampering> tamperings;
+    /** The calls of each service that answers something, while `counting`. */
+    bool counting = false;
+    struct Answers {
+        AnswerKind kind = AnswerKind::Integer;
+        std::uint64_t count = 0;
+    };
+    std::map<std::string, Answers, std::less<>> answers;
+
     // ---- what came ----------------------------------------------------------------------------
     bool recording = true;            ///< off: nothing is written down, and nothing allocated
     std::vector<std::string> formats; ///< format strings of the log lines, in order
@@ -100,10 +136,57 @@ public:
     void Called(const char* service);
     void Called(const char* service, const char* arguments, ...)
         __attribute__((format(printf, 3, 4)));
+    /** `value`, or the extreme that stands in for it at this call. */
+    template <class T> T Answered(const char* service, T value)
+    {
+        if (const std::optional<Extreme> extreme = Tampered(service, KindOf<T>())) {
+            Replace(*extreme, &value);
+        }
+        return value;
+    }
     void AllocateMemory(std::uint32_t size);
     void* BufferAt(std::uint32_t index) const;
+    /** An unset one beyond those that there are. */
+    const IoBoxConfig& SetAt(int set) const;
 
 private:
+    template <class T> static constexpr AnswerKind KindOf()
+    {
+        if constexpr (std::is_floating_point_v<T>) {
+            return AnswerKind::Float;
+        } else if constexpr (std::is_same_v<T, const char*>) {
+            return AnswerKind::Text;
+        } else if constexpr (std::is_pointer_v<T>) {
+            return AnswerKind::Pointer;
+        } else {
+            return AnswerKind::Integer;
+        }
+    }
+    template <class T> static void Replace(Extreme extreme, T* value)
+    {
+        using Limits = std::numeric_limits<T>;
+        if constexpr (std::is_same_v<T, const char*>) {
+            *value = extreme == Extreme::Null ? nullptr : TextOf(extreme);
+        } else if constexpr (std::is_pointer_v<T>) {
+            *value = nullptr;
+        } else if constexpr (std::is_floating_point_v<T>) {
+            *value = extreme == Extreme::NotANumber      ? Limits::quiet_NaN()
+                     : extreme == Extreme::Infinite      ? Limits::infinity()
+                     : extreme == Extreme::MinusInfinite ? -Limits::infinity()
+                     : extreme == Extreme::Lowest        ? Limits::lowest()
+                     : extreme == Extreme::Highest       ? Limits::max()
+                                                         : T{0};
+        } else {
+            *value = extreme == Extreme::Lowest     ? Limits::min()
+                     : extreme == Extreme::Highest  ? Limits::max()
+                     : extreme == Extreme::MinusOne ? static_cast<T>(-1)
+                                                    : T{0};
+        }
+    }
+    static const char* TextOf(Extreme extreme);
+    std::optional<Extreme> Tampered(const char* service, AnswerKind kind);
+
+    std::vector<std::uint64_t> tamperingMatches_;
     std::vector<std::uint8_t> memory_;
     std::uint8_t* first_ = nullptr;
     std::size_t stride_ = 0;

@@ -1,0 +1,320 @@
+#include "reference_session.h"
+
+#include "alloc_count.h"
+#include "quick_thread.h"
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <filesystem>
+#include <iterator>
+#include <thread>
+
+namespace faults
+{
+
+namespace
+{
+
+using rig::FakeHost;
+using rig::Rig;
+
+constexpr const char* kSerial = "S0000001";
+constexpr std::uint32_t kRoundsAtMost = 60; ///< then a terminate comes, whatever else happened
+
+/** What CheckSignal tells in the rounds of the session, by round. */
+struct Signal {
+    std::uint32_t round;
+    std::uint32_t state;
+};
+constexpr Signal kScript[] = {{4, KvTd::kSignalUsr1},
+                              {14, KvTd::kSignalReconfigure},
+                              {20, KvTd::kSignalUsr2},
+                              {40, KvTd::kSignalTerminate}};
+constexpr std::uint32_t kDynamicChangeRound = 10;
+
+/** A host with everything configured, which plays the script. */
+class ScriptedHost
+{
+public:
+    ScriptedHost(Rig& rig, Kind kind) : host_(rig.host)
+    {
+        host_.model = "";
+        host_.width = 48;
+        host_.height = 32;
+        host_.offsetX = 8;
+        host_.offsetY = 8;
+        host_.fps = 100;
+        host_.rotate = KvTd::kRotateTurned;
+        host_.tsadjns = kind == Kind::ManualMono ? 0 : 1500;
+        host_.ioboxes = {{KvTd::TD_PIN_OUT1, 1, 2, 0, {100, 500}},
+                         {KvTd::TD_PIN_OUT2, 1, 3, 2, {0, 800}}};
+        host_.lut.assign(256, 0);
+        for (std::size_t i = 0; i < host_.lut.size(); ++i) {
+            host_.lut[i] = static_cast<std::uint16_t>(255 - i);
+        }
+        host_.lutBitSize = 8;
+        host_.sweepLutMod = KvTd::kSweepManual;
+        if (kind == Kind::ManualMono) {
+            host_.sweepGainMod = KvTd::kSweepManual;
+            host_.sweepEtimeMod = KvTd::kSweepManual;
+            host_.gainMan = 6;
+            host_.exptMan = 2000;
+            host_.gamma = 0.7F;
+        } else {
+            host_.format = KvTd::kFormatBayer8;
+            host_.sweepProf = 1;
+            host_.sweepGainMod = KvTd::kSweepAuto;
+            host_.sweepEtimeMod = KvTd::kSweepAuto;
+            host_.atbright = 0.4F;
+            host_.gainlimsLow = 0;
+            host_.gainlimsHigh = 12;
+            host_.etlimsLow = 100;
+            host_.etlimsHigh = 8000;
+            host_.wbred = 150;
+            host_.wbblu = 120;
+        }
+        host_.dynamicLut = [](std::uint8_t bits, std::uint16_t* lut) {
+            constexpr std::uint16_t kHighest = 4087;
+            for (std::size_t i = 0; i < (std::size_t{1} << bits); ++i) {
+                lut[i] = static_cast<std::uint16_t>(std::min<std::size_t>(i * 16, kHighest));
+            }
+        };
+        host_.onCall = [this](std::string_view service) { Called(service); };
+        host_.onLog = [this](std::string_view format) {
+            linesSet_ += format.starts_with("### set strobe") ? 1 : 0;
+        };
+    }
+
+private:
+    void Called(std::string_view service)
+    {
+        if (service == "KvGi__DoReconfig") {
+            host_.exptMan = 1500;
+            host_.ioboxes[0].parameters[0] = 200;
+        }
+        if (service != "KvUtl__CheckSignal") {
+            return;
+        }
+        ++round_;
+        if (round_ == 2 || round_ == 16) {
+            AwaitLines(round_ == 2 ? 2 : 3);
+        }
+        host_.dynConfig = round_ == kDynamicChangeRound ? 1 : 0;
+        const auto* const line =
+            std::find_if(std::begin(kScript), std::end(kScript),
+                         [this](const Signal& signal) { return signal.round == round_; });
+        host_.signals.clear();
+        if (line != std::end(kScript) || round_ > kRoundsAtMost) {
+            const std::uint32_t terminate = KvTd::kSignalTerminate;
+            host_.signals.push_back(line != std::end(kScript) ? line->state : terminate);
+        }
+    }
+
+    /** The control thread lives in real time; a run is the same each time only if its work is done
+     *  at the same point. Where a fault keeps it from that work, the wait is over soon. */
+    void AwaitLines(int count) const
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+        while (linesSet_ < count && std::chrono::steady_clock::now() < end) {
+            std::this_thread::sleep_for(std::chrono::microseconds(50));
+        }
+    }
+
+    FakeHost& host_;
+    std::uint32_t round_ = 0;
+    std::atomic<int> linesSet_{0};
+};
+
+sim::CameraSetup Camera(Kind kind)
+{
+    return rig::SmallCamera(kind == Kind::ManualMono ? sim::Model::Mono : sim::Model::Color);
+}
+
+/** Frames that stay away in every run, so that missed frames belong to the session. */
+void MissSomeFrames()
+{
+    sim::AddFault(rig::FrameFault(sim::Effect::Lose, 7));
+    sim::AddFault(rig::FrameFault(sim::Effect::Incomplete, 12));
+    sim::AddFault(rig::FrameFault(sim::Effect::NullImage, 25));
+}
+
+void Add(Rig& rig, const std::vector<Fault>& faults)
+{
+    for (const Fault& fault : faults) {
+        if (const auto* camera = std::get_if<sim::Fault>(&fault.what)) {
+            sim::AddFault(*camera);
+        } else {
+            rig.host.tamperings.push_back(std::get<FakeHost::Tampering>(fault.what));
+        }
+    }
+}
+
+std::string NameOfAccess(const std::string& text)
+{
+    return text.substr(0, text.find_first_of("=."));
+}
+
+void Count(const Rig& rig, Census* census)
+{
+    for (const sim::JournalEntry& entry : sim::Journal()) {
+        if (entry.kind == "read") {
+            ++census->reads[NameOfAccess(entry.text)];
+        } else if (entry.kind == "cam") {
+            ++census->writes[NameOfAccess(entry.text)];
+        } else if (entry.kind == "gev") {
+            ++census->calls[entry.text.substr(0, entry.text.find_first_of("=("))];
+        }
+    }
+    // The control thread asks in real time: how often is chance.
+    census->calls.erase("GevGetCameraInfo");
+    census->answers = rig.host.answers;
+    census->frames = sim::GetCounts().frames;
+}
+
+std::size_t ThreadCount()
+{
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
+bool IsDocumented(int exitCode)
+{
+    constexpr std::array kCodes{
+        KvTd::kExitDone,    KvTd::kExitReconfigFailed, KvTd::kExitNoDevice, KvTd::kExitNotOurs,
+        KvTd::kExitBuffers, KvTd::kExitConfiguration,  KvTd::kExitOpen,     KvTd::kExitGrabbing};
+    return std::find(kCodes.begin(), kCodes.end(), exitCode) != kCodes.end();
+}
+
+/** One session through the library's entry; an exception that leaves it is a fault of the driver.
+ */
+int Run(std::vector<std::string>* wrong)
+{
+    try {
+        const int exitCode = Rig::Run();
+        if (!IsDocumented(exitCode)) {
+            wrong->push_back("exit code " + std::to_string(exitCode));
+        }
+        return exitCode;
+    } catch (const std::exception& e) {
+        wrong->push_back(std::string("an exception leaves the driver: ") + e.what());
+    } catch (...) {
+        wrong->push_back("something unknown leaves the driver");
+    }
+    return KvTd::kExitDone;
+}
+
+/** The camera calls of a session that ended: each transfer freed once, the end in order. Where the
+ *  host's buffers aren't used there is no transfer; a loop ends with the same call all the same. */
+void CheckCalls(bool factoryUsed, std::vector<std::string>* wrong)
+{
+    rig::Texts calls = Rig::Of("gev");
+    bool freed = false;
+    for (std::string& call : calls) {
+        call.resize(call.find_first_of("(="));
+        if (call == "GevFreeTransfer" && freed && factoryUsed) {
+            wrong->push_back("a transfer is freed twice");
+        }
+        freed = call == "GevFreeTransfer" || (freed && call != "GevInitializeTransfer");
+    }
+    const auto count = [&calls](const char* call) {
+        return std::count(calls.begin(), calls.end(), call);
+    };
+    if (count("GevApiUninitialize") != 1 || count("_CloseSocketAPI") != 1 ||
+        calls.back() != "_CloseSocketAPI") {
+        wrong->push_back("the camera calls are not shut down once, at the end");
+    }
+}
+
+void CheckCameraIsFree(std::vector<std::string>* wrong)
+{
+    GEV_DEVICE_INFO device{};
+    int count = 0;
+    void* handle = nullptr;
+    GevGetCameraList(&device, 1, &count);
+    if (count != 1 || GevOpenCamera(&device, 2, &handle) != kGevOk) {
+        wrong->push_back("the camera was not closed");
+    }
+    GevCloseCamera(&handle);
+}
+
+/** A session without faults that follows in the same process. */
+void CheckNextSession(Rig& rig, std::vector<std::string>* wrong)
+{
+    rig.host.onCall = nullptr;
+    rig.host.onLog = nullptr;
+    rig.host.signals.clear();
+    rig.host.tamperings.clear();
+    rig.host.dynConfig = 0;
+    rig.host.bnum = 4;
+    rig.host.fnum = 4;
+    const std::uint64_t before = rig.host.exported;
+    const int exitCode = Run(wrong);
+    if (exitCode != KvTd::kExitDone || rig.host.exported - before != rig.host.fnum - 1) {
+        wrong->push_back("the next session ends with " + std::to_string(exitCode) + " after " +
+                         std::to_string(rig.host.exported - before) + " exports");
+    }
+}
+
+void RunSessions(Kind kind, const std::vector<Fault>& faults, Census* census,
+                 std::vector<std::string>* wrong)
+{
+    Rig rig(Camera(kind));
+    {
+        ScriptedHost script(rig, kind);
+        rig::QuickThread::allowed = true;
+        rig.host.counting = census != nullptr;
+        MissSomeFrames();
+        Add(rig, faults);
+        const int exitCode = Run(wrong);
+        if (faults.empty() && (exitCode != KvTd::kExitDone || rig.host.exported < 30)) {
+            wrong->push_back("without a fault it ends with " + std::to_string(exitCode));
+        }
+        if (census != nullptr) {
+            Count(rig, census);
+        }
+        CheckCalls(std::none_of(rig.host.tamperings.begin(), rig.host.tamperings.end(),
+                                [](const FakeHost::Tampering& tampering) {
+                                    return tampering.service == "KvGiMem__IsFactoryUsed";
+                                }),
+                   wrong);
+        sim::ClearFaults();
+        sim::SetAttached(kSerial, true);
+        CheckCameraIsFree(wrong);
+        sim::ClearJournal();
+        rig::QuickThread::allowed = false;
+        CheckNextSession(rig, wrong);
+    }
+    if (ThreadCount() != 1) {
+        wrong->push_back("a thread is left");
+    }
+}
+
+} // namespace
+
+const char* NameOf(Kind kind)
+{
+    return kind == Kind::ManualMono ? "manual-mono" : "automatic-color";
+}
+
+std::vector<std::string> RunWith(Kind kind, const std::vector<Fault>& faults, Census* census)
+{
+    // The system keeps something of a thread that ended, or doesn't, as it happens; a leak is there
+    // each time.
+    constexpr int kTries = 3;
+    std::vector<std::string> wrong;
+    for (int i = 0; i < kTries; ++i) {
+        wrong.clear();
+        const std::uint64_t before = rig::LiveAllocations();
+        RunSessions(kind, faults, census, &wrong);
+        const std::uint64_t left = rig::LiveAllocations() - before;
+        if (!wrong.empty() || census != nullptr || static_cast<std::int64_t>(left) <= 0) {
+            break;
+        }
+        wrong.push_back(std::to_string(left) + " allocations are left");
+    }
+    return wrong;
+}
+
+} // namespace faults

@@ -1,0 +1,35 @@
+/** The session that faults are put into: every setting is used, signals come, the dynamic LUT runs
+ * on the stream and through its excursion, output lines change, frames are missed. In virtual time,
+ * the same in every run. */
+#pragma once
+
+#include "fault.h"
+#include "rig.h"
+
+#include <map>
+#include <string>
+#include <vector>
+
+namespace faults
+{
+
+/** Settings can't all be used at once: what is manual in one is automatic in the other. */
+enum class Kind { ManualMono, AutomaticColor };
+inline constexpr Kind kKinds[] = {Kind::ManualMono, Kind::AutomaticColor};
+const char* NameOf(Kind kind);
+
+/** How often each place was reached in a run without faults. */
+struct Census {
+    std::map<std::string, std::uint64_t> reads;  ///< by feature, ranges included
+    std::map<std::string, std::uint64_t> writes; ///< by feature
+    std::map<std::string, std::uint64_t> calls;  ///< camera calls, by name
+    std::map<std::string, rig::FakeHost::Answers, std::less<>> answers; ///< host services
+    std::uint64_t frames = 0;
+};
+
+/** Runs the session, then, with the faults gone, a short one in the same process. Returns what is
+ *  wrong with how they ended, a sentence each; empty when all is well. */
+std::vector<std::string> RunWith(Kind kind, const std::vector<Fault>& faults,
+                                 Census* census = nullptr);
+
+} // namespace faults

@@ -33,7 +33,7 @@ void ExecuteCommand(Device& device, const char* name)
         throw GenICam_3_0::LogicalErrorException(std::string(name) + ": no such command");
     }
     ArvGcFeatureNode* const feature = ARV_GC_FEATURE_NODE(node);
-    Command(device, feature, Description(features).Examine(feature)).Execute();
+    Command(device, feature, Description().Examine(feature)).Execute();
 }
 
 } // namespace net

@@ -13,7 +13,7 @@ namespace
 using GenApi_3_0::EAccessMode;
 
 // A formula over formulas of a real camera stays far below. What lies above would overflow the
-// stack or never end.
+// stack or never end; it is faulty with all that is on the way.
 constexpr unsigned kMaxDepth = 100;
 constexpr unsigned kMaxSteps = 10'000;
 
@@ -50,11 +50,7 @@ bool HasEntry(ArvGcNode* enumeration)
 {
     bool found = false;
     ForEachChild(enumeration, [&](ArvDomNode* child) {
-        if (ARV_IS_GC_ENUM_ENTRY(child)) {
-            ForEachChild(child, [&](ArvDomNode* property) {
-                found = found || TypeOf(property) == ARV_GC_PROPERTY_NODE_TYPE_VALUE;
-            });
-        }
+        found = found || (ARV_IS_GC_ENUM_ENTRY(child) && HasValue(ARV_GC_ENUM_ENTRY(child)));
     });
     return found;
 }
@@ -70,6 +66,15 @@ struct Description::Parts {
     ArvGcPropertyNode* length = nullptr;
     ArvDomNode* port = nullptr;
 };
+
+bool HasValue(ArvGcEnumEntry* entry)
+{
+    bool found = false;
+    ForEachChild(entry, [&](ArvDomNode* child) {
+        found = found || TypeOf(child) == ARV_GC_PROPERTY_NODE_TYPE_VALUE;
+    });
+    return found;
+}
 
 std::string LinkText(ArvDomNode* link)
 {
@@ -91,8 +96,8 @@ void Description::Follow(ArvGcNode* target, const char* link, Reading* reading, 
         reading->fault = std::string(link) + " refers to a feature that is not there";
         return;
     }
-    const bool stored = std::string_view(link) == "pValue";
-    if (!IsNumber(target) && (stored || !ARV_IS_GC_BOOLEAN(target))) {
+    const bool asks = std::string_view(link).starts_with("pIs"); // for yes or no
+    if (!IsNumber(target) && !(asks && ARV_IS_GC_BOOLEAN(target))) {
         reading->fault = std::string(link) + " refers to what is no number";
         return;
     }
@@ -141,14 +146,6 @@ void Description::ReadParts(ArvDomNode* element, Reading* reading, Parts* parts,
             parts->address = true;
             break;
         case ARV_GC_PROPERTY_NODE_TYPE_P_INDEX:
-            if (ARV_IS_GC_INDEX_NODE(child)) {
-                const char* const offset =
-                    arv_dom_element_get_attribute(ARV_DOM_ELEMENT(child), "pOffset");
-                if (offset != nullptr) {
-                    Follow(arv_gc_get_node(features_, offset), "pOffset", reading, depth);
-                }
-            }
-            [[fallthrough]];
         case ARV_GC_PROPERTY_NODE_TYPE_P_ADDRESS:
             parts->address = true;
             Follow(Target(child), name, reading, depth);

@@ -35,8 +35,6 @@ struct Facts {
 class Description
 {
 public:
-    explicit Description(ArvGc* features) : features_(features) {}
-
     Facts Examine(ArvGcFeatureNode* node);
     /** Only what decides about the access to an enumeration's entry; false when that is faulty. */
     bool ExamineEntry(ArvGcFeatureNode* entry, std::vector<Gate>* gates);
@@ -59,7 +57,6 @@ private:
     /** "" or what is wrong with the link. */
     std::string LinkFault(ArvGcPropertyNode* link);
 
-    ArvGc* features_;
     std::unordered_map<ArvGcNode*, Reading> readings_;
 };
 
@@ -71,6 +68,9 @@ template <class Visit> void ForEachChild(gpointer node, const Visit& visit)
         visit(child);
     }
 }
+
+/** An entry without a value can't be written; the library gives it a 0. */
+bool HasValue(ArvGcEnumEntry* entry);
 
 /** The name that a link gives; empty when it gives none. */
 std::string LinkText(ArvDomNode* link);

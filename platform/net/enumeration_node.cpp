@@ -61,7 +61,7 @@ EnumerationNode::EnumerationNode(Device& device, ArvGcFeatureNode* node, Facts f
                 arv_gc_property_node_get_linked_node(ARV_GC_PROPERTY_NODE(child));
             store_ = ARV_IS_GC_INTEGER(store) ? ARV_GC_INTEGER(store) : nullptr;
         }
-        if (!ARV_IS_GC_ENUM_ENTRY(child)) {
+        if (!ARV_IS_GC_ENUM_ENTRY(child) || !HasValue(ARV_GC_ENUM_ENTRY(child))) {
             return;
         }
         const char* const symbolic = arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(child));

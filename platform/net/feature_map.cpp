@@ -2,6 +2,8 @@
 
 #include "nodes.h"
 
+#include <algorithm>
+#include <iterator>
 #include <limits>
 #include <string>
 #include <unordered_map>
@@ -67,7 +69,7 @@ public:
         const AccessScope scope(device);
         ArvGc* const features = arv_device_get_genicam(device.Handle());
         if (features != nullptr) {
-            Description description(features);
+            Description description;
             MakeNodes(features, ARV_DOM_NODE(features), description);
             OrderByCategory(features);
             LinkSelectors(features);
@@ -198,14 +200,15 @@ void FeatureMap::Impl::OrderByCategory(ArvGc* features)
         if (!ARV_IS_GC_CATEGORY(category)) {
             continue;
         }
-        const std::size_t place = ahead.size();
+        std::vector<std::string> inside;
         ForEachChild(category, [&](ArvDomNode* child) {
             if (ARV_IS_GC_PROPERTY_NODE(child) &&
                 arv_gc_property_node_get_node_type(ARV_GC_PROPERTY_NODE(child)) ==
                     ARV_GC_PROPERTY_NODE_TYPE_P_FEATURE) {
-                ahead.insert(ahead.begin() + static_cast<std::ptrdiff_t>(place), LinkText(child));
+                inside.push_back(LinkText(child));
             }
         });
+        std::move(inside.rbegin(), inside.rend(), std::back_inserter(ahead));
     }
 }
 

@@ -31,16 +31,17 @@ double ClockDrift::Delay(const Point& point) const
 void ClockDrift::Frame(std::int64_t cameraNs, std::int64_t arrivalNs)
 {
     const bool first = count_ == 0;
-    if (first) {
-        firstOffsetNs_ = arrivalNs - cameraNs;
+    if (!first && cameraNs < lastCameraNs_) {
+        takenOnNs_ += MissingNs(lastCameraNs_ - cameraNs + arrivalNs - lastArrivalNs_);
     }
-    const bool back = !first && cameraNs < lastCameraNs_;
     lastCameraNs_ = cameraNs;
-    if (back) {
-        ++piece_;
+    lastArrivalNs_ = arrivalNs;
+    const std::int64_t atNs = cameraNs + takenOnNs_;
+    if (first) {
+        firstOffsetNs_ = arrivalNs - atNs;
     }
-    const Point point{cameraNs, arrivalNs - cameraNs - firstOffsetNs_, piece_};
-    if (!first && !back && cameraNs < stretchEndNs_) {
+    const Point point{atNs, arrivalNs - atNs - firstOffsetNs_};
+    if (!first && atNs < stretchEndNs_) {
         Point& least = points_[count_ - 1];
         least = Delay(point) < Delay(least) ? point : least;
         return;
@@ -49,7 +50,19 @@ void ClockDrift::Frame(std::int64_t cameraNs, std::int64_t arrivalNs)
         Halve();
     }
     points_[count_++] = point;
-    stretchEndNs_ = cameraNs + stretchNs_;
+    stretchEndNs_ = atNs + stretchNs_;
+}
+
+/** By how much the camera's clock went back, from what the host saw, which is as late as arrivals
+ *  are. */
+std::int64_t ClockDrift::MissingNs(std::int64_t seenNs) const
+{
+    constexpr double kLateNs = 100e6;
+    const double ticks = static_cast<double>(seenNs) / nsPerTick_;
+    const double wrapNs = std::exp2(std::round(std::log2(std::max(ticks, 1.0)))) * nsPerTick_;
+    const bool wrapped =
+        std::abs(wrapNs - static_cast<double>(seenNs)) < std::min(kLateNs, wrapNs / 8);
+    return wrapped ? std::llround(wrapNs) : seenNs;
 }
 
 /** Two stretches become one, and those to come are twice as long. */
@@ -59,17 +72,12 @@ void ClockDrift::Halve()
     if (slopes.count > 0) {
         slope_ = MedianOf(slopes.values.data(), slopes.count);
     }
-    std::size_t kept = 0;
-    for (std::size_t i = 0; i < count_; ++i) {
-        Point* const before = kept == 0 ? nullptr : &points_[kept - 1];
-        const bool pair = i % 2 != 0 && before != nullptr && before->piece == points_[i].piece;
-        if (pair) {
-            *before = Delay(points_[i]) < Delay(*before) ? points_[i] : *before;
-        } else if (kept < kStretches / 2 + kStretches / 4) {
-            points_[kept++] = points_[i];
-        }
+    for (std::size_t i = 0; i < count_ / 2; ++i) {
+        const Point& a = points_[2 * i];
+        const Point& b = points_[2 * i + 1];
+        points_[i] = Delay(b) < Delay(a) ? b : a;
     }
-    count_ = kept;
+    count_ /= 2;
     stretchNs_ *= 2;
 }
 
@@ -80,7 +88,7 @@ ClockDrift::Slopes ClockDrift::SlopesBetween() const
     for (std::size_t i = 0; i + apart < count_; ++i) {
         const Point& a = points_[i];
         const Point& b = points_[i + apart];
-        if (a.piece == b.piece && b.cameraNs > a.cameraNs) {
+        if (b.cameraNs > a.cameraNs) {
             slopes.values[slopes.count++] = static_cast<double>(b.offsetNs - a.offsetNs) /
                                             static_cast<double>(b.cameraNs - a.cameraNs);
         }
@@ -108,12 +116,8 @@ std::optional<ClockDrift::Estimate> ClockDrift::Fit() const
     // Per second of the host's clock: it is that by which the stamps are moved.
     estimate.nsPerS = slope / (1 + slope) * kNsPerS;
     estimate.uncertainNsPerS = 2 * error * kNsPerS;
-    std::int64_t spanNs = 0;
-    for (std::size_t i = 1; i < count_; ++i) {
-        const bool together = points_[i].piece == points_[i - 1].piece;
-        spanNs += together ? points_[i].cameraNs - points_[i - 1].cameraNs : 0;
-    }
-    estimate.seconds = static_cast<double>(spanNs) / kNsPerS;
+    estimate.seconds =
+        static_cast<double>(points_[count_ - 1].cameraNs - points_[0].cameraNs) / kNsPerS;
     return estimate;
 }
 

@@ -19,6 +19,8 @@ namespace kvgrab
 class ClockDrift
 {
 public:
+    explicit ClockDrift(double nsPerTick) : nsPerTick_(nsPerTick) {}
+
     /** Both in nanoseconds, of any epoch. Frames come in order. */
     void Frame(std::int64_t cameraNs, std::int64_t arrivalNs);
 
@@ -31,13 +33,14 @@ public:
     std::optional<Estimate> Fit() const;
 
 private:
+    std::int64_t MissingNs(std::int64_t seenNs) const;
+
     static constexpr std::size_t kStretches = 256;
     static constexpr std::int64_t kFirstStretchNs = 62'500'000;
 
     struct Point {
         std::int64_t cameraNs = 0;
         std::int64_t offsetNs = 0; ///< arrival - camera, from the first frame's
-        std::uint32_t piece = 0;
     };
     struct Slopes {
         std::array<double, kStretches> values;
@@ -48,14 +51,16 @@ private:
     /** Nanoseconds per nanosecond, between points an eighth apart. */
     Slopes SlopesBetween() const;
 
+    const double nsPerTick_;
     std::array<Point, kStretches> points_{};
     std::size_t count_ = 0;
     std::int64_t stretchNs_ = kFirstStretchNs;
     std::int64_t stretchEndNs_ = 0;
     std::int64_t firstOffsetNs_ = 0;
     std::int64_t lastCameraNs_ = 0;
-    std::uint32_t piece_ = 0;
-    double slope_ = 0; ///< so far, to tell which of two frames was delayed less
+    std::int64_t lastArrivalNs_ = 0;
+    std::int64_t takenOnNs_ = 0; ///< by which the camera's clock went back
+    double slope_ = 0;           ///< so far, to tell which of two frames was delayed less
 };
 
 } // namespace kvgrab

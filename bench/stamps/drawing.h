@@ -1,0 +1,21 @@
+/** Draws the errors of time stamps over time. */
+#pragma once
+
+#include "play.h"
+
+#include <string>
+#include <vector>
+
+namespace stamps
+{
+
+struct Panel {
+    std::string title;
+    const Played* played;
+};
+
+/** An SVG picture, a panel above the other, each with a scale of its own. Where many frames fall on
+ *  one place of the picture, it shows the least and the largest of their errors. */
+std::string Draw(const std::vector<Panel>& panels);
+
+} // namespace stamps

@@ -1,0 +1,53 @@
+/** Plays a trace through the driver's frame clock, as the grab loop does. */
+#pragma once
+
+#include "trace.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace stamps
+{
+
+struct StampError {
+    double atS = 0;        ///< since the first frame, on the host's clock
+    double errorUs = 0;    ///< stamp - truth
+    bool afterGap = false; ///< frames were lost just before this one
+};
+
+struct Played {
+    std::vector<StampError> errors; ///< of each frame that has a stamp, from the second on
+    unsigned reanchored = 0;        ///< because frames were early or late for too long
+    unsigned wraps = 0;
+    unsigned setAnew = 0; ///< a stamp would have lain in the future
+};
+
+/** `tsAdjNs` 0 is REGULAR mode, anything else REFCAMTS. */
+Played Play(const Trace& trace, std::int32_t tsAdjNs);
+
+/** Of the absolute errors, microseconds. */
+struct Summary {
+    double median = 0;
+    double most = 0; ///< 99 % are no larger
+    double worst = 0;
+};
+
+/** What all stamps have in common, and what remains when that is taken away; frames after a gap
+ *  apart, since their stamps are of the frame that was expected there. */
+struct Report {
+    double offsetUs = 0; ///< median of the errors, signed
+    Summary whole;
+    Summary withoutOffset;
+    std::size_t gaps = 0;
+    double gapUs = 0; ///< median of the errors after a gap
+};
+Report Evaluate(const Played& played);
+
+/** The drift that kvgrab would measure over this trace, in ns per s; 0 when it is too short. */
+double MeasuredDrift(const Trace& trace);
+
+/** Gives a trace without truth the best that can be had: the line through the least delayed frames,
+ *  which lies behind the truth by the shortest delay. */
+void FitTruth(Trace* trace);
+
+} // namespace stamps

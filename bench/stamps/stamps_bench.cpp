@@ -1,0 +1,148 @@
+/** Plays a trace, recorded or made up, through both ways of making time stamps, and tells how far
+ * the stamps are from the truth. */
+#include "drawing.h"
+#include "play.h"
+#include "trace.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <optional>
+
+namespace
+{
+
+using namespace stamps;
+
+struct Wish {
+    Recipe recipe;
+    std::string traceFile;
+    std::string writeFile;
+    std::string svgFile;
+    std::vector<std::string> steps;
+    std::optional<std::int32_t> tsAdjNs;
+};
+
+bool ParseSteps(Wish* wish)
+{
+    for (const std::string& text : wish->steps) {
+        double atS = 0;
+        double us = 0;
+        if (std::sscanf(text.c_str(), "%lf:%lf", &atS, &us) != 2) {
+            std::fprintf(stderr, "stamps_bench: '%s' is no step like 30:-2500\n", text.c_str());
+            return false;
+        }
+        wish->recipe.clockSteps.emplace_back(atS, us);
+    }
+    return true;
+}
+
+bool Load(const Wish& wish, Trace* trace)
+{
+    if (wish.traceFile.empty()) {
+        *trace = MakeTrace(wish.recipe);
+        return true;
+    }
+    std::ifstream file(wish.traceFile);
+    std::string error = "can't be opened";
+    if (!file || !ReadTrace(file, trace, &error)) {
+        std::fprintf(stderr, "stamps_bench: %s: %s\n", wish.traceFile.c_str(), error.c_str());
+        return false;
+    }
+    if (!trace->hasTruth) {
+        std::puts(
+            "The trace has no truth; the line through its least delayed frames stands for it.");
+        FitTruth(trace);
+    }
+    return true;
+}
+
+void Print(const std::string& name, const Played& played)
+{
+    const Report report = Evaluate(played);
+    std::printf("%-26s %10.1f | %9.1f %9.1f %10.1f | %9.1f %9.1f %10.1f | %5u %5u %5u\n",
+                name.c_str(), report.offsetUs, report.whole.median, report.whole.most,
+                report.whole.worst, report.withoutOffset.median, report.withoutOffset.most,
+                report.withoutOffset.worst, played.reanchored, played.wraps, played.setAnew);
+    if (report.gaps > 0) {
+        std::printf("    %zu frames after a gap, not counted above: median error %.1f us\n",
+                    report.gaps, report.gapUs);
+    }
+}
+
+int Run(const Wish& wish)
+{
+    Trace trace;
+    if (!Load(wish, &trace)) {
+        return 1;
+    }
+    if (!wish.writeFile.empty()) {
+        std::ofstream file(wish.writeFile);
+        WriteTrace(trace, file);
+    }
+    const auto tuned = wish.tsAdjNs ? *wish.tsAdjNs
+                                    : static_cast<std::int32_t>(std::llround(MeasuredDrift(trace)));
+    struct Way {
+        std::string name;
+        std::int32_t tsAdjNs;
+    };
+    const std::vector<Way> ways = {{"REGULAR", 0},
+                                   {"REFCAMTS, untuned (1)", 1},
+                                   {"REFCAMTS, " + std::to_string(tuned), tuned == 0 ? 1 : tuned}};
+    std::printf("%zu frames over %.0f s at %g per second; all errors in us\n", trace.frames.size(),
+                (trace.frames.back().truthUs - trace.frames[0].truthUs) / 1e6, trace.fps);
+    std::printf("drift measured from the trace: %.0f ns per s\n\n", MeasuredDrift(trace));
+    std::printf("%-26s %10s | %9s %9s %10s | %9s %9s %10s | %5s %5s %5s\n", "", "offset", "median",
+                "99 %", "worst", "median", "99 %", "worst", "moved", "wraps", "anew");
+    std::printf("%-26s %10s | %30s | %30s |\n", "mode, drift_ns_per_s", "", "from the truth",
+                "without the offset");
+    std::vector<Played> played;
+    std::vector<Panel> panels;
+    played.reserve(ways.size());
+    for (const Way& way : ways) {
+        played.push_back(Play(trace, way.tsAdjNs));
+        Print(way.name, played.back());
+        panels.push_back({way.name, &played.back()});
+    }
+    if (!wish.svgFile.empty()) {
+        std::ofstream(wish.svgFile) << Draw(panels);
+        std::printf("\ndrawn into %s\n", wish.svgFile.c_str());
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    Wish wish;
+    CLI::App app("How far time stamps are from the truth, in both modes (docs/time_stamps.md).",
+                 "stamps_bench");
+    app.option_defaults()->always_capture_default();
+    app.add_option("--trace", wish.traceFile, "CSV file to play; without it one is made up");
+    app.add_option("--write", wish.writeFile, "write the trace to this CSV file");
+    app.add_option("--svg", wish.svgFile, "draw the errors over time");
+    app.add_option("--drift-ns-per-s", wish.tsAdjNs, "instead of the measured one");
+    Recipe& recipe = wish.recipe;
+    app.add_option("--seconds", recipe.seconds, "length");
+    app.add_option("--fps", recipe.fps, "frames per second");
+    app.add_option("--exposure-us", recipe.exposureUs, "exposure time");
+    app.add_option("--transfer-us", recipe.transferUs, "least time from exposure to arrival");
+    app.add_option("--start-us", recipe.startUs, "from the start to the first exposure");
+    app.add_option("--drift-ppm", recipe.driftPpm, "how much slower the camera's clock runs");
+    app.add_option("--jitter-us", recipe.jitterUs, "mean delay of an arrival");
+    app.add_option("--tail-ratio", recipe.tailRatio, "part of arrivals that are very late");
+    app.add_option("--tail-us", recipe.tailUs, "how late those are at most");
+    app.add_option("--lost-ratio", recipe.lostRatio, "part of frames that never arrive");
+    app.add_option("--tick-bits", recipe.tickBits, "the camera's counter wraps at 2 to this")
+        ->check(CLI::Range(8, 64));
+    app.add_option("--first-tick", recipe.firstTick, "the camera's counter at the first frame");
+    app.add_option("--seed", recipe.seed, "of all that is random");
+    app.add_option("--clock-step", wish.steps,
+                   "SECONDS:US, the host's clock is set then by so much; may be repeated")
+        ->take_all();
+    CLI11_PARSE(app, argc, argv);
+    return ParseSteps(&wish) ? Run(wish) : 1;
+}

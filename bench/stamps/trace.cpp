@@ -1,0 +1,161 @@
+#include "trace.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <iomanip>
+#include <istream>
+#include <map>
+#include <ostream>
+#include <random>
+#include <string_view>
+
+namespace stamps
+{
+
+namespace
+{
+
+constexpr double kUsPerS = 1e6;
+constexpr double kEpochUs = 1'700'000'000'000'000;
+constexpr const char* kColumns = "arrival_us,camera_ticks,truth_us";
+constexpr const char* kColumnsWithoutTruth = "arrival_us,camera_ticks";
+
+template <class Number> bool Parse(std::string_view text, Number* number)
+{
+    while (!text.empty() && text.front() == ' ') {
+        text.remove_prefix(1);
+    }
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *number);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+/** "# name = value" */
+bool ParseSetting(std::string_view line, Trace* trace)
+{
+    const std::map<std::string_view, double*> settings = {{"tick_frequency", &trace->tickFrequency},
+                                                          {"fps", &trace->fps},
+                                                          {"exposure_us", &trace->exposureUs},
+                                                          {"loop_start_us", &trace->loopStartUs}};
+    line.remove_prefix(1);
+    const std::size_t equals = line.find('=');
+    if (equals == std::string_view::npos) {
+        return true; // a comment
+    }
+    std::string_view name = line.substr(0, equals);
+    name.remove_prefix(std::min(name.find_first_not_of(' '), name.size()));
+    name = name.substr(0, name.find_last_not_of(' ') + 1);
+    const auto setting = settings.find(name);
+    return setting == settings.end() ||
+           (Parse(line.substr(equals + 1), setting->second) && std::isfinite(*setting->second));
+}
+
+bool ParseFrame(std::string_view line, bool hasTruth, TraceFrame* frame)
+{
+    const std::size_t first = line.find(',');
+    const std::size_t second = first == std::string_view::npos ? first : line.find(',', first + 1);
+    if (first == std::string_view::npos || (second == std::string_view::npos) == hasTruth) {
+        return false;
+    }
+    return Parse(line.substr(0, first), &frame->arrivalUs) &&
+           Parse(line.substr(first + 1, second - first - 1), &frame->ticks) &&
+           (!hasTruth || Parse(line.substr(second + 1), &frame->truthUs));
+}
+
+double ClockStepUs(const Recipe& recipe, double atS)
+{
+    double stepUs = 0;
+    for (const auto& [fromS, us] : recipe.clockSteps) {
+        stepUs += atS >= fromS ? us : 0;
+    }
+    return stepUs;
+}
+
+} // namespace
+
+Trace MakeTrace(const Recipe& recipe)
+{
+    Trace trace;
+    trace.fps = recipe.fps;
+    trace.exposureUs = recipe.exposureUs;
+    trace.loopStartUs = kEpochUs;
+    std::mt19937_64 random(recipe.seed);
+    std::exponential_distribution<double> usual(1 / std::max(recipe.jitterUs, 1e-9));
+    std::uniform_real_distribution<double> chance(0, 1);
+    const auto count = static_cast<std::uint64_t>(recipe.seconds * recipe.fps);
+    const double rate = 1 - recipe.driftPpm * 1e-6;
+    for (std::uint64_t i = 0; i < count; ++i) {
+        // The camera paces its frames by its own clock.
+        const double cameraS = static_cast<double>(i) / recipe.fps;
+        const double hostS = cameraS / rate + recipe.startUs / kUsPerS;
+        const double lateUs =
+            usual(random) +
+            (chance(random) < recipe.tailRatio ? chance(random) * recipe.tailUs : 0);
+        const bool lost = i > 0 && chance(random) < recipe.lostRatio;
+        if (lost) {
+            continue;
+        }
+        TraceFrame frame;
+        frame.truthUs = kEpochUs + hostS * kUsPerS + ClockStepUs(recipe, hostS);
+        const double arrivalS = hostS + (recipe.exposureUs + recipe.transferUs + lateUs) / kUsPerS;
+        frame.arrivalUs = kEpochUs + arrivalS * kUsPerS + ClockStepUs(recipe, arrivalS);
+        const double ticks = recipe.firstTick + cameraS * trace.tickFrequency;
+        frame.ticks = static_cast<std::uint64_t>(ticks);
+        if (recipe.tickBits < 64) {
+            frame.ticks &= (std::uint64_t{1} << recipe.tickBits) - 1;
+        }
+        trace.frames.push_back(frame);
+    }
+    return trace;
+}
+
+bool ReadTrace(std::istream& from, Trace* trace, std::string* error)
+{
+    std::string line;
+    bool inFrames = false;
+    for (unsigned number = 1; std::getline(from, line); ++number) {
+        if (!line.empty() && line.back() == '\r') {
+            line.pop_back();
+        }
+        bool fine = true;
+        if (line.empty()) {
+            continue;
+        }
+        if (line.front() == '#') {
+            fine = ParseSetting(line, trace);
+        } else if (!inFrames) {
+            trace->hasTruth = line == kColumns;
+            fine = trace->hasTruth || line == kColumnsWithoutTruth;
+            inFrames = true;
+        } else {
+            trace->frames.emplace_back();
+            fine = ParseFrame(line, trace->hasTruth, &trace->frames.back());
+        }
+        if (!fine) {
+            *error = "line " + std::to_string(number) + ": '" + line + "' is not understood";
+            return false;
+        }
+    }
+    if (trace->frames.size() < 2 || trace->tickFrequency <= 0 || trace->fps <= 0) {
+        *error = "there have to be two frames or more, a tick frequency and a rate";
+        return false;
+    }
+    return true;
+}
+
+void WriteTrace(const Trace& trace, std::ostream& to)
+{
+    to << std::setprecision(15) << "# tick_frequency = " << trace.tickFrequency
+       << "\n# fps = " << trace.fps << "\n# exposure_us = " << trace.exposureUs << std::fixed
+       << std::setprecision(3) << "\n# loop_start_us = " << trace.loopStartUs << "\n"
+       << (trace.hasTruth ? kColumns : kColumnsWithoutTruth) << "\n";
+    for (const TraceFrame& frame : trace.frames) {
+        to << frame.arrivalUs << ',' << frame.ticks;
+        if (trace.hasTruth) {
+            to << ',' << frame.truthUs;
+        }
+        to << '\n';
+    }
+}
+
+} // namespace stamps

@@ -1,0 +1,54 @@
+/** What came from a camera, frame by frame, with the truth about when it was: recorded, or made up.
+ */
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace stamps
+{
+
+struct TraceFrame {
+    double arrivalUs =
+        0; ///< at which the wait returned with it, on the host's clock, since the epoch
+    std::uint64_t ticks = 0; ///< camera time stamp
+    double truthUs = 0;      ///< begin of its exposure, on the host's clock
+};
+
+struct Trace {
+    double tickFrequency = 1e9; ///< Hz
+    double fps = 100;           ///< as the camera reports it
+    double exposureUs = 1000;
+    double loopStartUs = 0; ///< acquisition was started then, on the host's clock
+    bool hasTruth = true;
+    std::vector<TraceFrame> frames;
+};
+
+/** How to make a trace up. */
+struct Recipe {
+    double seconds = 60;
+    double fps = 100;
+    double exposureUs = 1000;
+    double transferUs = 8000; ///< from the end of the exposure to the arrival, at least
+    double startUs = 0;       ///< from the start of acquisition to the first exposure
+    double driftPpm = 50;     ///< how much slower than the host's the camera's clock runs
+    double jitterUs = 30;     ///< mean of the exponential delay of an arrival
+    double tailRatio = 0.01;  ///< of arrivals that are very late
+    double tailUs = 5000;     ///< how late those are, at most
+    double lostRatio = 0;     ///< of frames that never arrive
+    unsigned tickBits = 64;   ///< the camera's counter wraps at 2^tickBits
+    double firstTick = 1e9;
+    std::vector<std::pair<double, double>> clockSteps; ///< at seconds, the host's clock by us
+    std::uint64_t seed = 1;
+};
+Trace MakeTrace(const Recipe& recipe);
+
+/** CSV: a line "arrival_us,camera_ticks,truth_us" and then a frame a line; before it, lines
+ *  "# tick_frequency = 1e9", and so for fps, exposure_us and loop_start_us. The third column may be
+ *  missing. False: `*error` says what is wrong, and where. */
+bool ReadTrace(std::istream& from, Trace* trace, std::string* error);
+void WriteTrace(const Trace& trace, std::ostream& to);
+
+} // namespace stamps

@@ -12,6 +12,8 @@ namespace net
 
 /** Nodes in the order of the camera's own categories; features outside every category are found by
  *  name. Everything the contract promises is checked here, since the library checks little of it.
+ *  All nodes are made when the map is, without asking the camera. One whose description is faulty
+ *  is there, is not implemented, and raises PropertyException when its value is asked for.
  *
  *  Threads: any; each access holds the device's lock. */
 class FeatureMap : public GenApi_3_0::INodeMap
@@ -30,9 +32,9 @@ public:
     void LockTransferParameters(bool locked);
 
     /** The value that a float feature had for the frame that was delivered last, from that frame's
-     *  own data: what a read gets, without reaching the camera, until the feature or a selector of
-     * it is written or the values are forgotten. A read that ignores the cache reaches the camera.
-     */
+     *  own data: what a read gets, without reaching the camera, until the feature is written, a
+     *  selector of it gets another value, or the values are forgotten. A read that ignores the
+     *  cache reaches the camera. So does a selector's write of the value that it has. */
     void SetFrameValue(std::string_view feature, double value);
     void ForgetFrameValues();
 

@@ -56,7 +56,7 @@ std::string Camera()
            </Float>
            <Converter Name="GainConverter"><FormulaTo>FROM*1000</FormulaTo>
              <FormulaFrom>TO/1000</FormulaFrom><pValue>GainReg</pValue></Converter>
-           <Float Name="ExposureTime"><pValue>ExposureReg</pValue><Min>10</Min><Max>1e6</Max></Float>
+           <Float Name="ExposureTime"><pIsLocked>StatusReg</pIsLocked><pValue>ExposureReg</pValue><Min>10</Min><Max>1e6</Max></Float>
            <Float Name="DeviceTemperature"><pValue>TemperatureReg</pValue></Float>
            <Boolean Name="ReverseX"><pValue>ReverseReg</pValue><OnValue>7</OnValue>
              <OffValue>3</OffValue></Boolean>

@@ -53,7 +53,7 @@ TEST_F(Features, APlainAccessIsOneRegisterAccess)
     EXPECT_EQ(camera.Traffic(), "0r 0w"); // opening asks the camera nothing
     EXPECT_EQ(camera.Float("Gain")->GetValue(), 2.5);
     EXPECT_EQ(camera.Traffic(), "1r 0w");
-    EXPECT_EQ(camera.Float("ExposureTime")->GetValue(), 5000);
+    EXPECT_EQ(camera.Float("ExposureTime")->GetValue(), 5000); // a lock is no reader's concern
     EXPECT_EQ(camera.Traffic(), "1r 0w");
     EXPECT_EQ(camera.Float("DeviceTemperature")->GetValue(), 41.5);
     EXPECT_EQ(camera.Traffic(), "1r 0w");
@@ -155,6 +155,8 @@ TEST_F(Features, TheAccessModeFollowsEverythingBehindAFeature)
     camera.registers.Put(test::kReady, 1);
     EXPECT_EQ(camera.Mode("StatusMirror"), GenApi::RW);
 
+    camera.registers.Put(test::kStatus, 1);
+    EXPECT_EQ(camera.Mode("ExposureTime"), GenApi::RO);
     camera.map.LockTransferParameters(true);
     EXPECT_EQ(camera.Mode("Width"), GenApi::RO);
     EXPECT_THAT(Raised([&] { camera.Integer("Width")->SetValue(800); }), HasSubstr("Access"));
@@ -323,6 +325,10 @@ TEST_F(Features, AFramesValueHoldsUntilItsFeatureOrSelectorMoves)
         return write ? ARV_DEVICE_ERROR_TIMEOUT : 0;
     };
     EXPECT_NE(Raised([&] { selector->FromString("SensorAll"); }), "");
+    EXPECT_EQ(gain->GetValue(), 3);
+    frameBrings(); // the selector may have moved or not, so its former value is a move as well
+    camera.registers.fails = nullptr;
+    selector->FromString("Sensor1");
     EXPECT_EQ(gain->GetValue(), 3);
 
     camera.map.SetFrameValue("NoSuchFeature", 1);

@@ -141,8 +141,11 @@ void KvGi__CommTriggerAll(std::uint64_t timeUs, std::uint32_t, std::uint32_t)
 void KvGi__CalcLutDynam(void*, std::uint32_t, std::uint32_t, std::uint32_t, std::uint8_t, void*) {}
 void KvGi__GetLutDynam(std::uint8_t, void*, int, void*) {}
 
-int KvSc__SetParamVal(std::uint32_t id, const void*)
+int KvSc__SetParamVal(std::uint32_t id, const void* value)
 {
+    if (id == KvTd::kParamCameraTicks) {
+        TheHost().ticks = *static_cast<const std::uint64_t*>(value);
+    }
     sink = id;
     return 0;
 }

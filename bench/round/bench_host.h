@@ -20,6 +20,7 @@ struct Host {
     /** Called at each export; the session ends with the next signal state when it says so. */
     bool (*exported)(void* context) = nullptr;
     bool endAsked = false;
+    std::uint64_t ticks = 0; ///< camera time stamp of the newest frame
     std::vector<std::uint8_t> memory;
     std::size_t stride = 0;
 

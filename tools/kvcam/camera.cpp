@@ -1,0 +1,194 @@
+#include "camera.h"
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <netinet/in.h>
+#include <numbers>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace kvcam
+{
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr const char* kDeviceVersion = "1.00";
+constexpr std::uint16_t kControlPort = 3956; // of GigE Vision
+constexpr double kUsPerS = 1e6;
+
+sockaddr_in ControlPortOf(const std::string& address)
+{
+    sockaddr_in port{};
+    port.sin_family = AF_INET;
+    port.sin_port = htons(kControlPort);
+    if (inet_pton(AF_INET, address.c_str(), &port.sin_addr) != 1) {
+        throw std::runtime_error("'" + address + "' is no IPv4 address");
+    }
+    return port;
+}
+
+/** The library's camera shares its port with whoever wants it, and then each has half of the
+ *  clients' questions. */
+void RequireFree(const std::string& address)
+{
+    const sockaddr_in port = ControlPortOf(address);
+    const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const int failed = bind(probe, reinterpret_cast<const sockaddr*>(&port), sizeof port);
+    const int why = errno;
+    close(probe);
+    if (failed != 0) {
+        throw std::runtime_error("no camera can be at " + address + ", port " +
+                                 std::to_string(kControlPort) + ": " + std::strerror(why));
+    }
+}
+
+ArvGvFakeCamera* NewCamera(const Settings& settings)
+{
+    if (!std::filesystem::is_regular_file(settings.features)) {
+        throw std::runtime_error("no feature file '" + settings.features + "'");
+    }
+    RequireFree(settings.address);
+    ArvGvFakeCamera* const camera = arv_gv_fake_camera_new_full(
+        settings.address.c_str(), settings.serial.c_str(), settings.features.c_str());
+    if (camera == nullptr) {
+        throw std::runtime_error("the network library makes no camera");
+    }
+    return camera;
+}
+
+} // namespace
+
+Camera::Camera(const Settings& settings)
+    : settings_(settings), camera_(NewCamera(settings)),
+      registers_(arv_gv_fake_camera_get_fake_camera(camera_.get()))
+{
+    if (arv_gv_fake_camera_is_running(camera_.get()) == FALSE) {
+        throw std::runtime_error("no camera can be at " + settings.address +
+                                 ": no network interface of this machine has that address");
+    }
+    registers_.PutText(kManufacturer, kTextBytes, settings.maker);
+    registers_.PutText(kModel, kTextBytes, settings.model);
+    registers_.PutText(kVersion, kTextBytes, kDeviceVersion);
+    registers_.PutText(kSerial, kSerialBytes, settings.serial);
+    // Locally administered, another one for each serial.
+    registers_.Put(kMacHigh, 0x024B);
+    registers_.Put(kMacLow, static_cast<std::uint32_t>(std::hash<std::string>()(settings.serial)));
+    registers_.PowerUp();
+    SetPace();
+    Warm();
+    g_object_set(camera_.get(), "gvsp-lost-ratio", settings.lostRatio, nullptr);
+    arv_fake_camera_set_fill_pattern(arv_gv_fake_camera_get_fake_camera(camera_.get()), &Fill,
+                                     this);
+
+    nudger_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const sockaddr_in to = ControlPortOf(settings.address);
+    if (nudger_ < 0 || connect(nudger_, reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0) {
+        throw std::runtime_error("no socket to " + settings.address);
+    }
+}
+
+Camera::~Camera()
+{
+    camera_.reset(); // ends the thread that calls Fill
+    close(nudger_);
+}
+
+std::chrono::milliseconds Camera::Tend()
+{
+    constexpr std::chrono::milliseconds kWhileStreaming(1);
+    constexpr std::chrono::milliseconds kIdle(10);
+    SetPace();
+    if (Clock::now() >= nextWarming_) {
+        Warm();
+    }
+    if (registers_.Get(kAcquisition) == kStopped) {
+        return kIdle;
+    }
+    Nudge();
+    return kWhileStreaming;
+}
+
+/** The library's camera waits 100 ms too long whenever it looks at the clock just after a frame was
+ *  due. Any datagram ends its wait; an empty one has no other effect. */
+void Camera::Nudge() const
+{
+    // A full queue, or no answer from a camera that goes: the next one comes in a millisecond.
+    [[maybe_unused]] const ssize_t sent = send(nudger_, nullptr, 0, 0);
+}
+
+/** The library paces by a period; clients set a rate, to which the exposure has a say. */
+void Camera::SetPace()
+{
+    const double exposureUs = registers_.GetDouble(kExposure);
+    const double rate = registers_.GetDouble(kFrameRate);
+    constexpr double kLongestUs = 1e9;
+    const double periodUs = rate > 0 ? kUsPerS / rate : kLongestUs;
+    const auto us = static_cast<std::uint32_t>(
+        std::clamp(std::round(std::max(periodUs, exposureUs)), 1.0, kLongestUs));
+    if (registers_.Get(kFramePeriod) != us) {
+        registers_.Put(kFramePeriod, us);
+    }
+}
+
+/** The housing breathes around its temperature, over ten minutes. */
+void Camera::Warm()
+{
+    constexpr double kMean = 41.5; // degrees Celsius
+    constexpr double kSwing = 0.75;
+    constexpr double kPeriodS = 600;
+    constexpr std::chrono::milliseconds kPause(200);
+    const auto now = Clock::now();
+    const double s = std::chrono::duration<double>(now - begin_).count();
+    registers_.PutDouble(kTemperature,
+                         kMean + kSwing * std::sin(2 * std::numbers::pi * s / kPeriodS));
+    registers_.PutDouble(kTemperature + kDoubleBytes, kMean + kSwing);
+    nextWarming_ = now + kPause;
+}
+
+void Camera::Fill(ArvBuffer* buffer, void* self, guint32, guint32, ArvPixelFormat)
+{
+    static_cast<Camera*>(self)->FillFrame(buffer);
+}
+
+/** Counts from 1 with each start. The thread that calls this serves the clients as well, so no
+ *  start or stop comes between the looks at the register. */
+std::uint32_t Camera::NextNumber()
+{
+    if (registers_.Get(kAcquisition) == kStarting) {
+        frameNumber_ = 0;
+        registers_.Put(kAcquisition, kRunning);
+    }
+    ++frameNumber_;
+    if (settings_.skipFrames != 0 && frameNumber_ % settings_.skipFrames == 0) {
+        ++frameNumber_;
+    }
+    return frameNumber_;
+}
+
+void Camera::FillFrame(ArvBuffer* buffer)
+{
+    constexpr std::uint32_t kNumbers = 0xFFFF; // 16 bits without 0
+    const std::uint32_t number = NextNumber();
+    arv_buffer_set_frame_id(buffer, (number - 1) % kNumbers + 1);
+    const auto ticks =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch());
+    arv_buffer_set_timestamp(buffer, static_cast<guint64>(ticks.count()));
+    std::size_t size = 0;
+    const void* const image = arv_buffer_get_data(buffer, &size);
+    picture_.Paint(registers_, number, static_cast<std::uint8_t*>(const_cast<void*>(image)), size);
+    if (registers_.Get(kAcquisitionMode) == kSingleFrame) {
+        registers_.Put(kAcquisition, kStopped);
+    }
+    SetPace();
+}
+
+} // namespace kvcam

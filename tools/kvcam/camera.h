@@ -1,0 +1,66 @@
+/** A GigE Vision camera, built on the network library's own. */
+#pragma once
+
+#include "picture.h"
+#include "registers.h"
+
+#include <arv.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+namespace kvcam
+{
+
+struct Settings {
+    std::string address = "127.0.0.1"; ///< IPv4, of one of this machine's interfaces
+    std::string maker = "DALSA (kvcam)";
+    std::string model = "Loopback";
+    std::string serial = "KV000001";
+    std::string features;    ///< path of the feature file
+    double lostRatio = 0;    ///< of the packets, 0 to 1
+    unsigned skipFrames = 0; ///< each frame with a number that this divides never comes; 0: none
+};
+
+/** On the network for the life of this object.
+ *
+ *  Threads: the library's own serves the clients and sends the frames; Tend belongs to one other.
+ */
+class Camera
+{
+public:
+    /** Raises std::runtime_error with a sentence when it can't be there. */
+    explicit Camera(const Settings& settings);
+    ~Camera();
+    Camera(const Camera&) = delete;
+    Camera& operator=(const Camera&) = delete;
+
+    /** What has to be done from time to time. Returns how long it may be until the next time. */
+    std::chrono::milliseconds Tend();
+
+private:
+    struct Unref {
+        void operator()(ArvGvFakeCamera* camera) const { g_object_unref(camera); }
+    };
+
+    static void Fill(ArvBuffer* buffer, void* self, guint32 exposureUs, guint32 gain,
+                     ArvPixelFormat format);
+    void FillFrame(ArvBuffer* buffer);
+    std::uint32_t NextNumber();
+    void SetPace();
+    void Warm();
+    void Nudge() const;
+
+    const Settings settings_;
+    std::unique_ptr<ArvGvFakeCamera, Unref> camera_;
+    Registers registers_;
+    Picture picture_;
+    std::uint32_t frameNumber_ = 0; ///< of the library's thread
+    std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
+    std::chrono::steady_clock::time_point nextWarming_ = begin_;
+    int nudger_ = -1; ///< socket
+};
+
+} // namespace kvcam

@@ -1,0 +1,68 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+
+#include <filesystem>
+
+namespace kvcam
+{
+
+namespace
+{
+
+constexpr const char* kFeatureFile = "kvcam.xml";
+
+/** Beside the program, or where the installed tree has it. */
+std::string OwnFeatureFile()
+{
+    std::error_code ignored;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", ignored);
+    const std::filesystem::path folder = program.parent_path();
+    const std::filesystem::path beside = folder / kFeatureFile;
+    if (std::filesystem::exists(beside, ignored)) {
+        return beside;
+    }
+    const std::filesystem::path up =
+        std::filesystem::path(KVCAM_DATA).lexically_relative(KVCAM_BIN);
+    return (folder / up / kFeatureFile).lexically_normal();
+}
+
+} // namespace
+
+std::optional<Options> ReadOptions(int argc, char** argv, int* exitCode)
+{
+    Options options;
+    Settings& camera = options.camera;
+    double seconds = 0;
+    CLI::App app("A GigE Vision camera on an address of this machine, until a signal ends it.",
+                 "kvcam");
+    app.option_defaults()->always_capture_default();
+    app.add_option("--address", camera.address, "IPv4 address that the camera is at");
+    app.add_option("--serial", camera.serial, "serial number, up to 15 characters");
+    app.add_option("--model", camera.model, "model's name, up to 31 characters");
+    app.add_option("--maker", camera.maker, "maker's name, up to 31 characters");
+    app.add_option("--features", camera.features, "feature file; its own when left out");
+    app.add_option("--lost-ratio", camera.lostRatio, "how many of the packets get lost")
+        ->check(CLI::Range(0.0, 1.0));
+    app.add_option("--skip-frames", camera.skipFrames,
+                   "leaves out each frame with a number that this divides; 0: none")
+        ->check(CLI::NonNegativeNumber & !CLI::Range(1, 1));
+    app.add_option("--ready-file", options.readyFile, "made when the camera answers");
+    const auto* duration = app.add_option("--duration", seconds, "ends after so many seconds")
+                               ->check(CLI::PositiveNumber);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        *exitCode = app.exit(error);
+        return std::nullopt;
+    }
+    if (*duration) {
+        options.duration = std::chrono::duration<double>(seconds);
+    }
+    if (camera.features.empty()) {
+        camera.features = OwnFeatureFile();
+    }
+    return options;
+}
+
+} // namespace kvcam

@@ -1,0 +1,26 @@
+/** What the camera sees: the simulated camera's moving pattern with the frame's number, in the
+ *  region, format and brightness that the registers ask for. */
+#pragma once
+
+#include "registers.h"
+#include "scene.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace kvcam
+{
+
+/** For one thread: the one that sends frames. */
+class Picture
+{
+public:
+    /** Not a byte beyond `size`. */
+    void Paint(const Registers& registers, std::uint32_t frameNumber, std::uint8_t* image,
+               std::size_t size);
+
+private:
+    sim::Scene scene_;
+};
+
+} // namespace kvcam

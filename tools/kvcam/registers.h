@@ -1,0 +1,79 @@
+/** The camera's memory: the registers behind the features of kvcam.xml, and what they hold at
+ *  power-up. Numbers are big endian, as GigE Vision has them. */
+#pragma once
+
+#include <arv.h>
+
+#include <cstdint>
+#include <string>
+
+namespace kvcam
+{
+
+/** Bootstrap registers of GigE Vision and those that the network library's camera streams by. */
+enum StreamRegister : std::uint32_t {
+    kMacHigh = 0x0008,
+    kMacLow = 0x000C,
+    kManufacturer = 0x0048, ///< texts: bytes below
+    kModel = 0x0068,
+    kVersion = 0x0088,
+    kSerial = 0x00D8,
+    kTickFrequencyHigh = 0x093C,
+    kTickFrequencyLow = 0x0940,
+    kWidth = 0x0100,
+    kHeight = 0x0104,
+    kSensorHeight = 0x0118,
+    kSensorWidth = 0x011C,
+    kAcquisition = 0x0124, ///< see Acquisition
+    kPixelFormat = 0x0128,
+    kAcquisitionMode = 0x012C,
+    kOffsetX = 0x0130,
+    kOffsetY = 0x0134,
+    kFramePeriod = 0x0138 ///< us
+};
+constexpr std::uint32_t kTextBytes = 32;
+constexpr std::uint32_t kSerialBytes = 16;
+
+/** Registers of ours that the program looks at. F: 8 bytes, a double. */
+enum FeatureRegister : std::uint32_t {
+    kReverseX = 0x2010,
+    kReverseY = 0x2014,
+    kFrameRate = 0x2100,   ///< F, the rate asked for
+    kExposure = 0x2108,    ///< F, us
+    kTemperature = 0x2800, ///< F for each selector, degrees Celsius
+    kGain = 0x2810,        ///< F for each selector, factors
+    kBalance = 0x2830      ///< F for red, green and blue, factors
+};
+constexpr std::uint32_t kDoubleBytes = 8;
+
+/** What stands in kAcquisition. Everything but 0 is a running acquisition to the library. */
+enum Acquisition : std::uint32_t {
+    kStopped = 0,
+    kStarting = 1, ///< a client's AcquisitionStart; no frame has gone yet
+    kRunning = 2
+};
+
+enum AcquisitionMode : std::uint32_t { kContinuous = 1, kSingleFrame = 2 };
+
+/** Typed access. The library's camera serves the same memory to its clients from its own thread;
+ *  each register is read or written whole. */
+class Registers
+{
+public:
+    explicit Registers(ArvFakeCamera* camera) : camera_(camera) {}
+
+    std::uint32_t Get(std::uint32_t address) const;
+    void Put(std::uint32_t address, std::uint32_t value);
+    double GetDouble(std::uint32_t address) const;
+    void PutDouble(std::uint32_t address, double value);
+    /** Cut to what fits with its end; the rest of the field is zero. */
+    void PutText(std::uint32_t address, std::uint32_t bytes, const std::string& text);
+
+    /** Every feature as it is when a camera was switched on. */
+    void PowerUp();
+
+private:
+    ArvFakeCamera* camera_;
+};
+
+} // namespace kvcam

@@ -18,3 +18,7 @@ if(KV_COVERAGE)
     add_compile_options(--coverage)
     add_link_options(--coverage)
 endif()
+if(KV_FUZZ)
+    # Everything tells the fuzzers where it has been; they bring what listens.
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -211,7 +211,6 @@ int NetCamera::FreeTransfer()
     if (transfer->IsStarted()) {
         Halt(*transfer);
     }
-    transfer->Stop();
     transfer->Retire();
     const GEV_TRANSFER_STATISTICS counts = transfer->Statistics();
     const std::lock_guard change(transferMutex_);

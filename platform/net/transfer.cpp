@@ -77,11 +77,7 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
 
 Transfer::~Transfer()
 {
-    // The library's thread must be gone before the caller's memory may go.
     const std::lock_guard lock(device_.Mutex());
-    if (stream_ != nullptr && running_) {
-        arv_stream_stop_thread(stream_.get(), FALSE);
-    }
     stream_.reset();
 }
 
@@ -119,8 +115,18 @@ void Transfer::Stop()
 
 void Transfer::Retire()
 {
+    const HoldSignals hold;
     const std::lock_guard lock(mutex_);
+    started_ = false;
     retired_ = true;
+    // The stream lets go of its buffers only when its thread is stopped, and wants to find a thread
+    // when it goes itself; that one has no buffer to write to.
+    if (!running_) {
+        arv_stream_start_thread(stream_.get());
+    }
+    arv_stream_stop_thread(stream_.get(), TRUE);
+    arv_stream_start_thread(stream_.get());
+    running_ = true;
 }
 
 /** Hands undelivered frames back to the stream. */
@@ -163,6 +169,10 @@ int Transfer::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
 Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
 {
     const ArvBufferStatus result = arv_buffer_get_status(buffer);
+    if (retired_) {
+        g_object_unref(buffer); // nothing may be written to it any more
+        return nullptr;
+    }
     const bool nothing = result == ARV_BUFFER_STATUS_CLEARED || result == ARV_BUFFER_STATUS_ABORTED;
     if (nothing || !started_ || framesLeft_ == 0) {
         arv_stream_push_buffer(stream_.get(), buffer);
@@ -253,7 +263,9 @@ int Transfer::Release(_tag_GEVBUF_ENTRY* frame)
         return kGevInvalidArgument;
     }
     place->taken = false;
-    arv_stream_push_buffer(stream_.get(), ARV_BUFFER(g_object_ref(place->buffer.get())));
+    if (!retired_) {
+        arv_stream_push_buffer(stream_.get(), ARV_BUFFER(g_object_ref(place->buffer.get())));
+    }
     return kGevOk;
 }
 

@@ -42,7 +42,8 @@ public:
     void Start(std::uint32_t frames, const Geometry& geometry);
     /** Frames that are not in the caller's hands are dropped. */
     void Stop();
-    /** From now on every Wait returns kGevNotReady, soon. */
+    /** From now on nothing is written to the caller's memory, and every Wait returns kGevNotReady,
+     *  soon. Comes last. */
     void Retire();
     int Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs);
     int Release(_tag_GEVBUF_ENTRY* frame);

@@ -306,6 +306,9 @@ int KvGiMemInst__Trigger(std::uint32_t instance, int reserved, std::uint64_t tim
     } else {
         Host().Called(service);
     }
+    if (Host().onTrigger) {
+        Host().onTrigger(timeUs);
+    }
     return Host().Answered(service, Next(Host().triggerResults));
 }
 

@@ -107,6 +107,9 @@ public:
      *  fault, to change the configuration. Not for log lines. */
     std::function<void(std::string_view)> onCall;
 
+    /** Runs at each trigger of an image, by its time stamp. */
+    std::function<void(std::uint64_t)> onTrigger;
+
     /** Runs at each log line, by its format, on the thread that writes it. */
     std::function<void(std::string_view)> onLog;
 

@@ -1,0 +1,13 @@
+/** The driver's round without the driver: the same calls of platform, nodes, host and clock, in the
+ *  same order, and nothing between them. */
+#pragma once
+
+#include <cstdint>
+
+namespace bench
+{
+
+/** Rounds on an open camera whose transfer is started, until so many frames went by. */
+void RunBareLoop(void* handle, std::uint64_t frames);
+
+} // namespace bench

@@ -1,0 +1,332 @@
+/** Hours and days of grabbing in virtual time: frames are lost, late and incomplete, signals and
+ *  changes of configuration come, the camera leaves and returns, clocks are set and wrap. All by
+ *  chance, the same chance for the same seed; looked at with every frame and every session. */
+#include "alloc_count.h"
+#include "quick_thread.h"
+#include "rig.h"
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <cstdio>
+#include <deque>
+#include <optional>
+#include <random>
+#include <string>
+
+namespace
+{
+
+using rig::Rig;
+using sim::Effect;
+
+constexpr double kFps = 100;
+constexpr const char* kSerial = "S0000001";
+
+/** How often each thing happens: once in so many frames on average. */
+struct Odds {
+    double missed = 500;
+    double badStamp = 20'000;
+    double jumpOfTicks = 50'000;
+    double wallStep = 100'000;
+    double dynamicChange = 3'000;
+    double reconfiguration = 20'000;
+    double user1 = 15'000;
+    double user2 = 30'000;
+    double refusedTrigger = 2'000;
+    double detachment = 200'000;
+    double terminate = 300'000;
+};
+
+class Life
+{
+public:
+    Life(double hours, std::uint64_t seed) : rig_(Camera(seed)), random_(seed), endNs_(EndNs(hours))
+    {
+        rig_.BeQuiet();
+        rig::FakeHost& host = rig_.host;
+        host.fps = kFps;
+        host.gainMan = 3;
+        host.exptMan = 2000;
+        host.sweepGainMod = KvTd::kSweepManual;
+        host.sweepEtimeMod = KvTd::kSweepManual;
+        host.sweepLutMod = KvTd::kSweepManual;
+        host.lut.assign(256, 7);
+        host.lutBitSize = 8;
+        host.bnum = 16; // what is late takes buffers as well
+        host.dynamicLut = [](std::uint8_t bits, std::uint16_t* lut) {
+            std::fill_n(lut, std::size_t{1} << bits, std::uint16_t{100});
+        };
+        host.onCall = [this](std::string_view service) { Called(service); };
+        host.onLog = [this](std::string_view format) { Logged(format); };
+        host.onTrigger = [this](std::uint64_t stampUs) { Triggered(stampUs); };
+    }
+
+    /** Sessions until the time is over. */
+    void Run()
+    {
+        while (Now() < endNs_) {
+            RunSession();
+        }
+    }
+
+    int Wrong() const { return wrong_; }
+    void Print() const
+    {
+        std::printf(
+            "%llu frames, %llu exports, %llu sessions, %llu missed, %llu changes, %llu "
+            "signals, %llu detachments, %llu clock troubles, %llu re-anchorings: %d wrong\n",
+            Long(frames_), Long(rig_.host.exported), Long(sessions_), Long(rig_.host.haltUpdates),
+            Long(changes_), Long(signals_), Long(detachments_), Long(clockTroubles_),
+            Long(reanchorings_), wrong_);
+    }
+
+private:
+    static sim::CameraSetup Camera(std::uint64_t seed)
+    {
+        sim::CameraSetup camera = rig::SmallCamera();
+        camera.driftPpm = -50;
+        camera.jitterUs = 30;
+        camera.seed = seed;
+        return camera;
+    }
+    static unsigned long long Long(std::uint64_t value) { return value; }
+    std::int64_t Now() const { return rig_.time.clock->NowNs(); }
+    std::int64_t EndNs(double hours) const
+    {
+        return Now() + static_cast<std::int64_t>(hours * 3600e9);
+    }
+    bool Chance(double once)
+    {
+        return std::uniform_real_distribution<double>(0, once)(random_) < 1;
+    }
+    void Wrong(const std::string& what)
+    {
+        constexpr int kEnough = 20;
+        if (++wrong_ <= kEnough) {
+            std::printf("WRONG in session %llu, frame %llu: %s\n", Long(sessions_), Long(frames_),
+                        what.c_str());
+            for (const std::string& event : recent_) {
+                std::printf("        %s\n", event.c_str());
+            }
+        }
+    }
+
+    /** Keeps the newest few, for whoever has to find out. */
+    void Note(const std::string& event)
+    {
+        constexpr std::size_t kKept = 4;
+        if (recent_.size() == kKept) {
+            recent_.pop_front();
+        }
+        recent_.push_back("frame " + std::to_string(frames_) + ": " + event);
+    }
+
+    void RunSession()
+    {
+        ++sessions_;
+        const std::uint64_t exported = rig_.host.exported;
+        accepted_ = 0;
+        late_ = 0;
+        constexpr std::array kDrifts = {0, 1, 50'000, -1500};
+        rig_.host.tsadjns = kDrifts[sessions_ % kDrifts.size()];
+        const int exitCode = Rig::Run();
+        CheckSession(exitCode, exported);
+        sim::ClearFaults();
+        if (exitCode != KvTd::kExitDone) {
+            rig_.time.AdvanceUs(2'000'000); // as a host waits before it tries again
+            sim::SetAttached(kSerial, true);
+        }
+        CheckMemory();
+    }
+
+    /** What this program notes down for itself comes and goes; a leak grows beyond that. */
+    void CheckMemory()
+    {
+        constexpr std::uint64_t kSettled = 2; // what is made once was made in that session
+        constexpr std::uint64_t kOwn = 16;
+        const std::uint64_t live = rig::LiveAllocations();
+        if (sessions_ == kSettled) {
+            settled_ = live;
+        } else if (sessions_ > kSettled && live > settled_ + kOwn) {
+            Wrong(std::to_string(live - settled_) + " allocations are left");
+        }
+    }
+
+    void CheckSession(int exitCode, std::uint64_t exportedBefore)
+    {
+        const bool detached = detached_;
+        detached_ = false;
+        const std::array expected = {KvTd::kExitDone, KvTd::kExitReconfigFailed};
+        const bool usual = exitCode == expected[0] || exitCode == expected[1];
+        if (!usual &&
+            !(detached && (exitCode == KvTd::kExitGrabbing || exitCode == KvTd::kExitNoDevice ||
+                           exitCode == KvTd::kExitOpen || exitCode == KvTd::kExitConfiguration))) {
+            Wrong("exit code " + std::to_string(exitCode));
+        }
+        if (rig_.host.exported - exportedBefore != accepted_) {
+            Wrong("triggers and exports don't match");
+        }
+        GEV_TRANSFER_STATISTICS counts{};
+        GevGetTransferStatistics(&counts);
+        // The stream holds few frames back, so those that come in a burst may find no place.
+        if (counts.underruns > late_) {
+            Wrong(std::to_string(counts.underruns) +
+                  " frames found no free buffer: not all were released");
+        }
+    }
+
+    void Called(std::string_view service)
+    {
+        if (service == "KvUtl__CheckSignal") {
+            Happen();
+        } else if (service == "KvGi__HaltStop") {
+            ++frames_;
+            constexpr std::int64_t kWorkUs = 20; // frames that come in a burst are taken one by one
+            rig_.time.AdvanceUs(kWorkUs);
+        } else if (service == "KvGiMemInst__Trigger") {
+            const bool refused = Chance(odds_.refusedTrigger);
+            rig_.host.triggerResults = {refused ? 1 : 0};
+            accepted_ += refused ? 0 : 1;
+        } else if (service == "KvGi__DoReconfig") {
+            rig_.host.exptMan = 1000 + static_cast<float>(random_() % 5000);
+        }
+    }
+
+    /** What chance brings with a round. */
+    void Happen()
+    {
+        rig_.host.signals.clear();
+        rig_.host.dynConfig = Chance(odds_.dynamicChange) ? 1 : 0;
+        changes_ += rig_.host.dynConfig != 0 ? 1 : 0;
+        if (Chance(odds_.missed)) {
+            constexpr std::array kWays = {Effect::Lose, Effect::Incomplete, Effect::NullImage,
+                                          Effect::NullFrame, Effect::Delay};
+            const Effect way = kWays[random_() % kWays.size()];
+            const std::uint64_t times = random_() % 5 + 1;
+            Note("frames missed, way " + std::to_string(static_cast<int>(way)));
+            late_ += way == Effect::Delay ? times : 0;
+            sim::AddFault(
+                rig::FrameFault(way, 1, times, static_cast<std::int64_t>(random_() % 50'000'000)));
+        }
+        if (Chance(odds_.badStamp)) {
+            TroubleClocks(rig::FrameFault(Effect::ZeroTimestamp, 1));
+        }
+        if (Chance(odds_.jumpOfTicks)) {
+            const auto ns = static_cast<std::int64_t>(random_() % 10'000'000'000);
+            TroubleClocks(rig::FrameFault(Effect::JumpTicks, 1, 1, ns - 5'000'000'000));
+        }
+        if (Chance(odds_.wallStep)) {
+            rig_.time.wallStepUs += static_cast<std::int64_t>(random_() % 2'000'000) - 1'000'000;
+            ++clockTroubles_;
+            StampsMayGoBack();
+            Note("the wall clock is set");
+        }
+        if (Chance(odds_.detachment)) {
+            ++detachments_;
+            Note("the camera leaves");
+            detached_ = true;
+            sim::SetAttached(kSerial, false);
+        }
+        Signal();
+    }
+
+    void Signal()
+    {
+        const std::pair<double, std::uint32_t> signals[] = {
+            {odds_.user1, KvTd::kSignalUsr1},
+            {odds_.user2, KvTd::kSignalUsr2},
+            {odds_.reconfiguration, KvTd::kSignalReconfigure},
+            {odds_.terminate, KvTd::kSignalTerminate}};
+        std::uint32_t state = Now() >= endNs_ ? KvTd::kSignalTerminate : KvTd::kSignalNone;
+        for (const auto& [once, signal] : signals) {
+            state = state == KvTd::kSignalNone && Chance(once) ? signal : state;
+        }
+        if (state != KvTd::kSignalNone) {
+            ++signals_;
+            Note("signal " + std::to_string(state));
+            rig_.host.signals.push_back(state);
+        }
+    }
+
+    void TroubleClocks(const sim::Fault& fault)
+    {
+        ++clockTroubles_;
+        Note("clock trouble " + std::to_string(static_cast<int>(fault.effect)) + " by " +
+             std::to_string(fault.value));
+        sim::AddFault(fault);
+        StampsMayGoBack();
+    }
+
+    /** Where the driver says that it moves the stamps, or starts the camera anew. */
+    void Logged(std::string_view format)
+    {
+        for (const char* moved : {"TS readjusting", "init TS trigger", "bTS wrap", "overflow prot",
+                                  "starting capture"}) {
+            if (format.find(moved) != std::string_view::npos) {
+                ++reanchorings_;
+                Note(std::string(format));
+                StampsMayGoBack();
+            }
+        }
+    }
+
+    /** The driver makes a stamp ahead of its frame, so that what happens now shows some frames on.
+     */
+    void StampsMayGoBack()
+    {
+        constexpr int kFrames = 4;
+        unsettled_ = kFrames;
+    }
+
+    void Triggered(std::uint64_t stampUs)
+    {
+        if (unsettled_ > 0) {
+            --unsettled_;
+        } else if (stampUs <= lastStampUs_) {
+            Wrong("the stamp goes from " + std::to_string(lastStampUs_) + " back to " +
+                  std::to_string(stampUs));
+        }
+        lastStampUs_ = stampUs;
+    }
+
+    Rig rig_;
+    Odds odds_;
+    std::mt19937_64 random_;
+    std::int64_t endNs_;
+    std::deque<std::string> recent_;
+    std::uint64_t sessions_ = 0;
+    std::uint64_t settled_ = 0; ///< allocations
+    std::uint64_t frames_ = 0;
+    std::uint64_t accepted_ = 0;
+    std::uint64_t late_ = 0; ///< frames of this session
+    std::uint64_t lastStampUs_ = 0;
+    int unsettled_ = 0; ///< frames whose stamps may still go back
+    std::uint64_t changes_ = 0;
+    std::uint64_t signals_ = 0;
+    std::uint64_t detachments_ = 0;
+    std::uint64_t clockTroubles_ = 0;
+    std::uint64_t reanchorings_ = 0;
+    bool detached_ = false;
+    int wrong_ = 0;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    double hours = 1;
+    std::uint64_t seed = 1;
+    CLI::App app("Hours of grabbing at 100 frames a second, in virtual time.", "long_life");
+    app.add_option("--hours", hours, "how long");
+    app.add_option("--seed", seed, "of all that happens");
+    CLI11_PARSE(app, argc, argv);
+    Life life(hours, seed);
+    life.Run();
+    life.Print();
+    if (life.Wrong() != 0) {
+        std::printf("again: %s --hours %g --seed %llu\n", argv[0], hours,
+                    static_cast<unsigned long long>(seed));
+    }
+    return life.Wrong() == 0 ? 0 : 1;
+}

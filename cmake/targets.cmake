@@ -1,9 +1,11 @@
 # One-line helpers.
 
-# kv_add_test(NAME name LABELS label... SOURCES file... [LIBRARIES library...] [TIMEOUT seconds])
-# One GoogleTest binary; each of its tests is a ctest test in a process of its own.
+# kv_add_test(NAME name LABELS label... SOURCES file... [LIBRARIES library...] [TIMEOUT seconds]
+#             [OWN_NETWORK] [PREFIX text])
+# One GoogleTest binary; each of its tests is a ctest test in a process of its own, and with
+# OWN_NETWORK in a network of its own. The prefix tells tests apart that run in two binaries.
 function(kv_add_test)
-    cmake_parse_arguments(ARG "" "NAME;TIMEOUT" "LABELS;SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(ARG "OWN_NETWORK" "NAME;TIMEOUT;PREFIX" "LABELS;SOURCES;LIBRARIES" ${ARGN})
     find_package(GTest REQUIRED)
     include(GoogleTest)
     if(NOT ARG_TIMEOUT)
@@ -12,6 +14,11 @@ function(kv_add_test)
     add_executable(${ARG_NAME} ${ARG_SOURCES})
     target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBRARIES} kv_warnings GTest::gmock
                           GTest::gtest_main Threads::Threads)
+    if(ARG_OWN_NETWORK)
+        set_target_properties(${ARG_NAME} PROPERTIES
+            CROSSCOMPILING_EMULATOR ${PROJECT_SOURCE_DIR}/scripts/in_network_namespace)
+    endif()
     gtest_discover_tests(${ARG_NAME} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
+                         TEST_PREFIX "${ARG_PREFIX}"
                          PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT ${ARG_TIMEOUT})
 endfunction()

@@ -181,7 +181,8 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
     auto& place = *const_cast<Place*>(static_cast<const Place*>(arv_buffer_get_user_data(buffer)));
     missing_ += ids_.Came(arv_buffer_get_frame_id(buffer));
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
-    if (result == ARV_BUFFER_STATUS_SUCCESS) {
+    const bool complete = result == ARV_BUFFER_STATUS_SUCCESS && HoldsImage(buffer);
+    if (complete) {
         ++received_;
         ReadFrameValues(buffer);
         *status = kGevOk;
@@ -190,13 +191,21 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
         ForgetFrameValues();
         *status = kGevIncomplete;
     }
-    Describe(place, result);
+    Describe(place, complete);
     place.taken = true;
     g_object_unref(buffer); // the place has its own reference
     return &place;
 }
 
-void Transfer::Describe(Place& place, ArvBufferStatus status)
+/** The library calls a frame a success that it cut to the buffer's size. */
+bool Transfer::HoldsImage(ArvBuffer* buffer) const
+{
+    std::size_t size = 0;
+    arv_buffer_get_data(buffer, &size);
+    return size >= geometry_.imageBytes;
+}
+
+void Transfer::Describe(Place& place, bool complete)
 {
     ArvBuffer* const buffer = place.buffer.get();
     std::size_t size = 0;
@@ -204,7 +213,7 @@ void Transfer::Describe(Place& place, ArvBufferStatus status)
     const std::uint64_t ticks = TicksOf(arv_buffer_get_timestamp(buffer), tickFrequency_);
     _tag_GEVBUF_ENTRY& entry = place.entry;
     entry = {};
-    entry.status = status == ARV_BUFFER_STATUS_SUCCESS ? kGevOk : kGevIncomplete;
+    entry.status = complete ? kGevOk : kGevIncomplete;
     entry.frameId = static_cast<std::uint32_t>(arv_buffer_get_frame_id(buffer));
     entry.timestamp = ticks;
     entry.timestampHigh = static_cast<std::uint32_t>(ticks >> 32);
@@ -213,7 +222,7 @@ void Transfer::Describe(Place& place, ArvBufferStatus status)
     entry.height = geometry_.height;
     entry.address = const_cast<void*>(data);
     entry.receivedBytes = std::min<std::uint64_t>(size, geometry_.imageBytes);
-    if (status != ARV_BUFFER_STATUS_SUCCESS) {
+    if (!complete) {
         return;
     }
     const ArvBufferPayloadType payload = arv_buffer_get_payload_type(buffer);

@@ -60,7 +60,8 @@ private:
     Place* PlaceOf(const _tag_GEVBUF_ENTRY* frame);
     /** A buffer that came from the stream, under the mutex: a frame for the caller, or null. */
     Place* Receive(ArvBuffer* buffer, int* status);
-    void Describe(Place& place, ArvBufferStatus status);
+    bool HoldsImage(ArvBuffer* buffer) const;
+    void Describe(Place& place, bool complete);
     void ReadFrameValues(ArvBuffer* buffer);
     void ForgetFrameValues();
     void Drain();

@@ -182,9 +182,11 @@ void Camera::FillFrame(ArvBuffer* buffer)
     const auto ticks =
         std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch());
     arv_buffer_set_timestamp(buffer, static_cast<guint64>(ticks.count()));
-    std::size_t size = 0;
-    const void* const image = arv_buffer_get_data(buffer, &size);
-    picture_.Paint(registers_, number, static_cast<std::uint8_t*>(const_cast<void*>(image)), size);
+    std::size_t received = 0; // nothing in a buffer that is going to be sent
+    void* const image = const_cast<void*>(arv_buffer_get_data(buffer, &received));
+    const std::size_t size =
+        arv_fake_camera_get_payload(arv_gv_fake_camera_get_fake_camera(camera_.get()));
+    picture_.Paint(registers_, number, static_cast<std::uint8_t*>(image), size);
     if (registers_.Get(kAcquisitionMode) == kSingleFrame) {
         registers_.Put(kAcquisition, kStopped);
     }

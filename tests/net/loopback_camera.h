@@ -1,0 +1,34 @@
+/** Cameras that run beside the test, on loopback: kvcam processes. */
+#pragma once
+
+#include "../system/program.h"
+
+#include <csignal>
+#include <memory>
+#include <string>
+#include <vector>
+
+/** Network cameras and no others from here on. Skips the test, and says so, where there is no
+ *  loopback; fails it where the library of network cameras can't be used. */
+void UseNetworkCameras();
+
+/** On the network for the life of this object. Nothing happens where the test is skipped. */
+class LoopbackCamera
+{
+public:
+    /** Returns when the camera answers. */
+    explicit LoopbackCamera(const std::string& serial, const std::string& address = "127.0.0.1",
+                            const std::vector<std::string>& options = {});
+
+    /** As if its cable were pulled: it stops where it is. */
+    void Freeze() const { Signal(SIGSTOP); }
+    void Continue() const { Signal(SIGCONT); }
+    /** As if its power were cut. Returns when it is gone. */
+    void Kill();
+
+private:
+    void Signal(int number) const;
+
+    TempFolder folder_;
+    std::unique_ptr<Program> process_;
+};

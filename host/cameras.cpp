@@ -96,7 +96,15 @@ TransferCounts NewestTransfer()
     if (GevGetTransferStatistics(&counts) != kGevOk) {
         return {};
     }
-    return {counts.framesLost, counts.framesIncomplete, counts.underruns};
+    TransferCounts transfer;
+    transfer.number = counts.transfer;
+    transfer.lost = counts.framesLost;
+    transfer.incomplete = counts.framesIncomplete;
+    transfer.underruns = counts.underruns;
+    transfer.packetsReceived = counts.packetsReceived;
+    transfer.packetsResent = counts.packetsResent;
+    transfer.packetsMissing = counts.packetsMissing;
+    return transfer;
 }
 
 } // namespace kvgrab

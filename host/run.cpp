@@ -5,6 +5,7 @@
 #include "chosen_camera.h"
 #include "driver_library.h"
 #include "host_session.h"
+#include "network_checks.h"
 #include "output_lines.h"
 #include "realtime.h"
 #include "session_loop.h"
@@ -32,6 +33,12 @@ timespec WallClock()
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
     return now;
+}
+
+std::int64_t WallClockNs()
+{
+    const timespec now = WallClock();
+    return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
 }
 
 /** One sentence on standard error. */
@@ -81,6 +88,11 @@ void PrintSummary(const HostSession& host, std::int64_t runNs)
     const PictureCounts pictures = {config.format != "none", written.exported, written.skipped,
                                     written.failed, config.directory};
     std::fputs(host.progress.Summary(pictures, host.Transfers(), runNs).c_str(), stdout);
+    if (const auto drift = host.Drift()) {
+        std::printf("clocks: the host's gained %.0f ns a second on the camera's (give or take "
+                    "%.0f, over %.0f s); timing.drift_ns_per_s = %.0f stamps by the camera's\n",
+                    drift->nsPerS, drift->uncertainNsPerS, drift->seconds, drift->nsPerS);
+    }
 }
 
 } // namespace
@@ -128,8 +140,15 @@ ExitStatus RunGrabbing(const Options& options)
         }
         log.Line(1, "grabbing goes on without writing pictures: " + exporter.ErrorText());
     }
-    HostSession host({config, signals, log, memory, exporter, MonotonicNs, NewestTransfer});
+    HostSession host(
+        {config, signals, log, memory, exporter, MonotonicNs, NewestTransfer, WallClockNs});
 
+    if (start.cameras.network) {
+        const NetworkFacts facts = LookAtNetwork(start.cameras.interface);
+        for (const std::string& advice : NetworkAdvice(facts, start.stream.packetSize)) {
+            log.Line(2, advice);
+        }
+    }
     const std::string noControlThread = WhyNoControlThread();
     if (!noControlThread.empty()) {
         log.Line(start.iobox.empty() ? 3 : 2, noControlThread);

@@ -86,31 +86,18 @@ CCamCtrlThread::~CCamCtrlThread()
         KV_LOG(3, "Stopping grab ctrl thread...");
         cam_->ctrlThreadStopReq = true;
         SleepUs(kStopPollUs);
-        for (int poll = 0; poll < kStopPolls; ++poll) {
-            if (!cam_->ctrlThreadRunning) {
-                pthread_join(cam_->ctrlThreadId, nullptr);
-                return;
-            }
+        for (int poll = 0; cam_->ctrlThreadRunning && poll < kStopPolls; ++poll) {
             SleepUs(kStopPollUs);
         }
-        cancel();
-        return;
+    } else {
+        // Ours: the thread may not have come to run yet; it then ends in its first pass.
+        // CtrlThread.StopBeforeItRuns
+        cam_->ctrlThreadStopReq = true;
     }
-    // Ours: the thread may not have come to run yet; it then ends in its first pass.
-    // CtrlThread.StopBeforeItRuns
-    cam_->ctrlThreadStopReq = true;
     if (cam_->ctrlThreadRunning) {
-        cancel();
-        return;
+        KV_LOG(3, "Cancelling grab ctrl thread...");
+        pthread_cancel(cam_->ctrlThreadId);
     }
-    pthread_join(cam_->ctrlThreadId, nullptr);
-}
-
-void CCamCtrlThread::cancel()
-{
-    static constexpr LogSite site{kLogSource, "~CCamCtrlThread"};
-    KV_LOG_AT(site, 3, "Cancelling grab ctrl thread...");
-    pthread_cancel(cam_->ctrlThreadId);
     pthread_join(cam_->ctrlThreadId, nullptr);
 }
 

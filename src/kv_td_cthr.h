@@ -39,8 +39,6 @@ public:
     static int ConfigureLineUserOutput(CExCam* cam, td_pins pin, std::uint8_t invert);
 
 private:
-    void cancel();
-
     CExCam* cam_ = nullptr; ///< not owned
     bool created_ = false;  ///< there is a thread to join
 };

@@ -60,6 +60,7 @@ int CCamProc::ProcOnce(CExCam* cam, CBufferFactory* factory)
     reconfigState = 0;
     dynLut = nullptr;
     dynCdf = nullptr;
+    dynCdfCount = 0;
     dynLutCount = 0;
     chunkMask = 0;
     loopRuns = 0;

@@ -149,8 +149,9 @@ public:
     std::uint32_t usrSignalPending = 0; ///< step of the dynamic LUT
     std::int32_t reconfigState = 0;     ///< its bit-depth excursion: 0, 6 or 7
     std::uint16_t* dynLut = nullptr;    ///< owned, malloc
-    std::uint32_t dynLutCount = 0;      ///< its entries
+    std::uint32_t dynLutCount = 0;      ///< entries of its table; it has room for as many
     std::uint32_t* dynCdf = nullptr;    ///< owned, malloc
+    std::uint32_t dynCdfCount = 0;      ///< its entries
     const std::uint16_t* lastLutData = nullptr; ///< table written last; identity counts
     void* currImage = nullptr;
     std::int32_t lastSignal = 0;

@@ -76,16 +76,22 @@ void CCamProc::ProcDynamLut(CExCam* cam)
 /** False: there is no memory for it, and the request is dropped. */
 bool CCamProc::calculateDynamLut(const LogSite& site, CExCam* cam)
 {
-    if (dynCdf == nullptr) {
-        dynCdf = static_cast<std::uint32_t*>(
-            std::malloc((std::size_t{1} << pixelBits) * sizeof(std::uint32_t)));
+    const std::uint32_t cdfCount = 1U << pixelBits;
+    const std::uint32_t lutCount = 1U << dataBits;
+    // Ours: an array that was made for fewer bits is made anew, since the host fills all of it.
+    // DynamicLut.ArraysGrowWithTheFormat
+    if (dynCdf == nullptr || dynCdfCount < cdfCount) {
+        std::free(dynCdf);
+        dynCdf = static_cast<std::uint32_t*>(std::malloc(cdfCount * sizeof(std::uint32_t)));
+        dynCdfCount = cdfCount;
         KV_LOG_AT(site, 3, "allocated CDF array for %u bits pixel", pixelBits);
     }
-    if (dynLut == nullptr) {
-        dynLutCount = 1U << dataBits;
-        dynLut = static_cast<std::uint16_t*>(std::malloc(dynLutCount * sizeof(std::uint16_t)));
+    if (dynLut == nullptr || dynLutCount < lutCount) {
+        std::free(dynLut);
+        dynLut = static_cast<std::uint16_t*>(std::malloc(lutCount * sizeof(std::uint16_t)));
         KV_LOG_AT(site, 3, "allocated LUT array for %u bits pixel", dataBits);
     }
+    dynLutCount = lutCount; // a table of fewer bits leaves the rest of a larger array alone
     if (dynCdf == nullptr || dynLut == nullptr) {
         freeDynamLut();
         usrSignalPending = kIdle;
@@ -109,6 +115,7 @@ void CCamProc::freeDynamLut()
     std::free(dynCdf);
     dynLut = nullptr;
     dynCdf = nullptr;
+    dynCdfCount = 0;
     dynLutCount = 0;
 }
 

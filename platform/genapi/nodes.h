@@ -18,6 +18,7 @@
 #include <functional>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -47,6 +48,14 @@ struct NodeSpec {
     std::function<void()> written = nullptr; ///< side effects of a write, in the camera
 };
 
+/** Limits that a number reports, and holds writes to, in place of its own. For cameras that report
+ *  nonsense: no order or size is promised. */
+struct ReportedRange {
+    double min = 0;
+    double max = 0;
+    std::int64_t inc = 1;
+};
+
 /** A node as its camera sees it, whatever its interface. */
 class Feature
 {
@@ -65,6 +74,8 @@ public:
     /** False when the text is no value of this feature. Limits and modes are not checked. */
     virtual bool SetText(std::string_view text) = 0;
     void SetMode(EAccessMode mode) { spec_.mode = mode; }
+    /** Nothing for features that are no numbers. */
+    void Report(const ReportedRange& range) { reported_ = range; }
     EAccessMode Mode() const;
 
 protected:
@@ -79,6 +90,7 @@ protected:
 
     AccessHook& hook_;
     NodeSpec spec_;
+    std::optional<ReportedRange> reported_;
 };
 
 class IntegerNode : public GenApi_3_0::IInteger, public Feature, public Selector
@@ -107,7 +119,9 @@ public:
     std::string Text() const override;
     bool SetText(std::string_view text) override;
     std::int64_t Value() const { return computed_ ? computed_() : cells_[CellIndex()]; }
-    std::int64_t Max() const { return limits_.maxNow ? limits_.maxNow() : limits_.max; }
+    std::int64_t Min() const;
+    std::int64_t Max() const;
+    std::int64_t Inc() const { return reported_ ? reported_->inc : limits_.inc; }
     void Store(std::int64_t value) { cells_[CellIndex()] = value; }
     /** One cell, beside the selectors; the last selector's positions lie side by side. */
     std::int64_t At(std::size_t cell) const { return cells_[cell]; }
@@ -151,8 +165,8 @@ public:
     /** The stored value of one cell, beside the selectors. */
     double At(std::size_t cell) const { return cells_[cell]; }
     void StoreAt(std::size_t cell, double value) { cells_[cell] = value; }
-    double Min() const { return limits_.min; }
-    double Max() const { return limits_.maxNow ? limits_.maxNow() : limits_.max; }
+    double Min() const { return reported_ ? reported_->min : limits_.min; }
+    double Max() const;
 
 private:
     std::string Misfit(double value) const;

@@ -9,6 +9,25 @@
 namespace genapi
 {
 
+namespace
+{
+
+/** The nearest that there is. */
+std::int64_t WholeNumber(double value)
+{
+    constexpr double kBeyond = 9223372036854775808.0;
+    if (std::isnan(value)) {
+        return 0;
+    }
+    if (value >= kBeyond) {
+        return std::numeric_limits<std::int64_t>::max();
+    }
+    return value < -kBeyond ? std::numeric_limits<std::int64_t>::min()
+                            : static_cast<std::int64_t>(value);
+}
+
+} // namespace
+
 IntegerNode::IntegerNode(AccessHook& hook, NodeSpec spec, Limits limits, std::int64_t value,
                          std::function<std::int64_t()> computed)
     : Feature(hook, std::move(spec)), limits_(std::move(limits)), computed_(std::move(computed)),
@@ -27,15 +46,27 @@ std::int64_t IntegerNode::GetValue(bool, bool)
     return value;
 }
 
+std::int64_t IntegerNode::Min() const
+{
+    return reported_ ? WholeNumber(reported_->min) : limits_.min;
+}
+
+std::int64_t IntegerNode::Max() const
+{
+    if (reported_) {
+        return WholeNumber(reported_->max);
+    }
+    return limits_.maxNow ? limits_.maxNow() : limits_.max;
+}
+
 bool IntegerNode::Fits(std::int64_t value) const
 {
-    if (value < limits_.min || value > Max()) {
+    if (value < Min() || value > Max()) {
         return false;
     }
     // Unsigned, since the distance of extreme values does not fit a signed number.
-    const auto distance =
-        static_cast<std::uint64_t>(value) - static_cast<std::uint64_t>(limits_.min);
-    return limits_.inc <= 0 || distance % static_cast<std::uint64_t>(limits_.inc) == 0;
+    const auto distance = static_cast<std::uint64_t>(value) - static_cast<std::uint64_t>(Min());
+    return Inc() <= 0 || distance % static_cast<std::uint64_t>(Inc()) == 0;
 }
 
 std::string IntegerNode::Misfit(std::int64_t value) const
@@ -43,8 +74,8 @@ std::string IntegerNode::Misfit(std::int64_t value) const
     if (Fits(value)) {
         return {};
     }
-    return "outside minimum " + ToText(limits_.min) + ", maximum " + ToText(Max()) +
-           " or increment " + ToText(limits_.inc);
+    return "outside minimum " + ToText(Min()) + ", maximum " + ToText(Max()) + " or increment " +
+           ToText(Inc());
 }
 
 void IntegerNode::SetValue(std::int64_t value, bool verify)
@@ -65,9 +96,9 @@ std::int64_t IntegerNode::GetMin()
     const AccessScope scope(hook_);
     BeginRead();
     if (hook_.Recording()) {
-        EndRead(".Min", ToText(limits_.min));
+        EndRead(".Min", ToText(Min()));
     }
-    return limits_.min;
+    return Min();
 }
 
 std::int64_t IntegerNode::GetMax()
@@ -86,9 +117,9 @@ std::int64_t IntegerNode::GetInc()
     const AccessScope scope(hook_);
     BeginRead();
     if (hook_.Recording()) {
-        EndRead(".Inc", ToText(limits_.inc));
+        EndRead(".Inc", ToText(Inc()));
     }
-    return limits_.inc;
+    return Inc();
 }
 
 std::string IntegerNode::Text() const
@@ -125,6 +156,14 @@ FloatNode::FloatNode(AccessHook& hook, NodeSpec spec, Limits limits, double valu
 {
 }
 
+double FloatNode::Max() const
+{
+    if (reported_) {
+        return reported_->max;
+    }
+    return limits_.maxNow ? limits_.maxNow() : limits_.max;
+}
+
 double FloatNode::Value() const
 {
     const double stored = cells_[CellIndex()];
@@ -144,10 +183,10 @@ double FloatNode::GetValue(bool, bool)
 
 std::string FloatNode::Misfit(double value) const
 {
-    if (value >= limits_.min && value <= Max()) { // false for a NaN, as it must be
+    if (value >= Min() && value <= Max()) { // false for a NaN, as it must be
         return {};
     }
-    return "outside minimum " + ToText(limits_.min) + ", maximum " + ToText(Max());
+    return "outside minimum " + ToText(Min()) + ", maximum " + ToText(Max());
 }
 
 double FloatNode::Settled(double value) const
@@ -157,8 +196,8 @@ double FloatNode::Settled(double value) const
     if (value > max && value - max < kRounding * std::abs(max)) {
         return max;
     }
-    if (value < limits_.min && limits_.min - value < kRounding * std::abs(limits_.min)) {
-        return limits_.min;
+    if (value < Min() && Min() - value < kRounding * std::abs(Min())) {
+        return Min();
     }
     return value;
 }
@@ -184,9 +223,9 @@ double FloatNode::GetMin()
     const AccessScope scope(hook_);
     BeginRead();
     if (hook_.Recording()) {
-        EndRead(".Min", ToText(limits_.min));
+        EndRead(".Min", ToText(Min()));
     }
-    return limits_.min;
+    return Min();
 }
 
 double FloatNode::GetMax()

@@ -51,6 +51,14 @@ enum class Picture { Pattern, Plain };
 /** A node kind, for features that a camera mistypes. */
 enum class NodeKind { Integer, Float, Enumeration, Boolean };
 
+/** Limits that a feature reports, and holds writes to, in place of its own: any, also nonsense. */
+struct RangeSetup {
+    std::string feature = {};
+    double min = 0; ///< of integers the whole number nearest to it
+    double max = 0;
+    std::int64_t inc = 1;
+};
+
 /** One simulated camera as it stands on the network. */
 struct CameraSetup {
     Model model = Model::Mono;
@@ -75,8 +83,9 @@ struct CameraSetup {
                                 ///  regulated automatically
     double linkMBytesPerSecond = 115;
     double temperatureC = 41.5;
-    std::vector<std::string> missing = {};                        ///< features it lacks
-    std::vector<std::pair<std::string, NodeKind>> mistyped = {};  ///< features of another kind
+    std::vector<std::string> missing = {};                       ///< features it lacks
+    std::vector<std::pair<std::string, NodeKind>> mistyped = {}; ///< features of another kind
+    std::vector<RangeSetup> ranges = {};
     std::vector<std::string> readOnly = {};                       ///< features with access mode RO
     std::vector<std::string> notAvailable = {};                   ///< features with access mode NA
     std::vector<std::string> notImplementedEntries = {};          ///< "ChunkSelector.Gain"

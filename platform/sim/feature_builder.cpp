@@ -145,6 +145,11 @@ void CameraFeatures::Publish()
                 shown = StandIn(name, kind);
             }
         }
+        for (const RangeSetup& range : setup_.ranges) {
+            if (range.feature == name) {
+                shown->Report({range.min, range.max, range.inc});
+            }
+        }
         if (Lists(setup_.readOnly, name)) {
             shown->SetMode(GenApi_3_0::RO);
         }

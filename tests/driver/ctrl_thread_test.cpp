@@ -214,10 +214,7 @@ TEST(CtrlThread, AppliesSetsAndEndsWhenAsked)
     CExCam& cam = rig.Cam();
     {
         CCamCtrlThread thread;
-        cam.gpioInputValue = 7;
-        cam.gpioInputSet = 2;
         thread.CtrlThreadStart(&cam);
-        EXPECT_EQ(cam.gpioInputValue, 0U);
         Await([&] { return static_cast<bool>(cam.ctrlThreadRunning); });
         rig.host.ioboxes = {{TD_PIN_OUT1, 1, 2, 1, {100, 500}}};
         rig.proc.ProcParametrizeCamOutLines(&cam);
@@ -225,7 +222,6 @@ TEST(CtrlThread, AppliesSetsAndEndsWhenAsked)
     }
     EXPECT_FALSE(cam.ctrlThreadRunning);
     EXPECT_FALSE(cam.ctrlThreadStopReq) << "taken by the thread";
-    EXPECT_EQ(cam.gpioInputSet, -1);
     EXPECT_THAT(Rig::Of("cam"), testing::Contains("outputLinePulseDuration=500"));
     const Texts logs = Rig::Logs();
     EXPECT_EQ(logs[0], "3 CtrlThreadStart: grab ctrl thread default: policy=0 prio=0");
@@ -237,18 +233,43 @@ TEST(CtrlThread, AppliesSetsAndEndsWhenAsked)
     EXPECT_EQ(logs.back(), "3 CtrlThreadFunc: ctrl thread loop is done");
 }
 
-TEST(CtrlThread, DetachmentEndsItAlone)
+TEST(CtrlThread, CommandThatWaitsKeepsTheRequest)
 {
     ThreadRig rig;
     CExCam& cam = rig.Cam();
     {
         CCamCtrlThread thread;
         thread.CtrlThreadStart(&cam);
-        Await([] { return Logged("5 CtrlThreadFunc: ctrl thread is checking cam"); });
-        sim::SetAttached("S0000001", false);
-        Await([&] { return !cam.ctrlThreadRunning; });
+        cam.lineStates[1] = Waiting(1, 5, 0, 8, 3);
+        cam.lineStates[1].pendingCmd = 2;
+        cam.ioboxApplyReq = true;
+        Await([] { return Count(Rig::Logs(), "2 DoGpioCfg:  Cfg IoBox set 1: prev cmd") > 2; });
+        EXPECT_TRUE(cam.ioboxApplyReq) << "each pass tries again";
+    }
+    EXPECT_TRUE(cam.ioboxApplyReq);
+    EXPECT_FALSE(cam.gpioActivity) << "told by the pass, cleared behind it";
+}
+
+TEST(CtrlThread, DetachmentEndsItAlone)
+{
+    ThreadRig rig;
+    CExCam& cam = rig.Cam();
+    // The camera leaves in front of the pass before the third check. The sleeps are the thread's.
+    int passes = 0;
+    QuickThread::onSleep = [&](std::uint32_t us) {
+        EXPECT_EQ(us, 2000U);
+        if (++passes == 2 * 250 + 249) {
+            sim::SetAttached("S0000001", false);
+        }
+    };
+    {
+        CCamCtrlThread thread;
+        thread.CtrlThreadStart(&cam);
+        Await([&] { return !cam.ctrlThreadRunning && Logged("loop is done"); });
         EXPECT_FALSE(cam.ctrlThreadStopReq);
     }
+    EXPECT_EQ(passes, 2 * 250 + 249) << "the pass that sees it gone ends without a sleep";
+    EXPECT_EQ(Count(Rig::Logs(), "5 CtrlThreadFunc: ctrl thread is checking cam"), 2U);
     EXPECT_THAT(Between(Rig::Logs(), "device detach is", "done"),
                 ElementsAre("3 CtrlThreadFunc: device detach is detected by ctrl thread...",
                             "3 CtrlThreadFunc: ctrl thread loop is done"));
@@ -259,12 +280,31 @@ TEST(CtrlThread, NotCreatedIsNotReported)
 {
     Rig rig;
     CExCam& cam = rig.Open();
+    for (HandOverFlag* flag :
+         {&cam.ctrlThreadRunning, &cam.ctrlThreadStopReq, &cam.ioboxApplyReq}) {
+        *flag = true; // what an earlier session left behind
+    }
+    cam.gpioActivity = true;
+    cam.gpioCmdDone = true;
+    cam.gpioCmdValue = 5;
+    cam.gpioInputSet = 2;
+    cam.gpioInputEvent = 6;
+    cam.gpioInputValue = 7;
     {
         const CCamCtrlThread neverStarted;
         CCamCtrlThread thread;
         thread.CtrlThreadStart(&cam);
         EXPECT_TRUE(cam.ctrlThreadStarted);
     }
+    EXPECT_EQ(QuickThread::scheduling, "FIFO, own, 98");
+    EXPECT_FALSE(cam.ctrlThreadStopReq);
+    EXPECT_FALSE(cam.ioboxApplyReq);
+    EXPECT_FALSE(cam.gpioActivity);
+    EXPECT_FALSE(cam.gpioCmdDone);
+    EXPECT_EQ(cam.gpioCmdValue, kUnset);
+    EXPECT_EQ(cam.gpioInputSet, -1);
+    EXPECT_EQ(cam.gpioInputEvent, 0U);
+    EXPECT_EQ(cam.gpioInputValue, 0U);
     EXPECT_THAT(Rig::Logs(),
                 ElementsAre("3 CtrlThreadStart: grab ctrl thread default: policy=0 prio=0",
                             "3 CtrlThreadStart: Creating ctrl thread..."));
@@ -288,27 +328,43 @@ TEST(CtrlThread, StopBeforeItRuns)
     EXPECT_EQ(Count(Rig::Logs(), "CtrlThreadFunc: starting"), 1001U);
 }
 
-TEST(CtrlThread, ThatDoesNotEndIsCancelled)
+TEST(CtrlThread, ThatDoesNotEndIsCancelledAfterFortyLooks)
 {
+    for (const bool endsWithTheLastLook : {true, false}) {
 #if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the sanitizer takes a cancelled thread's stack for a dead one";
-#endif
-    ThreadRig rig;
-    std::atomic<bool> stuck = false;
-    rig.host.onLog = [&](std::string_view format) {
-        while (format == "ctrl thread is checking cam") {
-            stuck = true;
-            usleep(1000);
+        if (!endsWithTheLastLook) {
+            continue; // the sanitizer takes a cancelled thread's stack for a dead one
         }
-    };
-    {
-        CCamCtrlThread thread;
-        thread.CtrlThreadStart(&rig.Cam());
-        Await([&] { return stuck.load(); });
+#endif
+        ThreadRig rig;
+        std::atomic<bool> stuck = false;
+        std::atomic<bool> letGo = false;
+        rig.host.onLog = [&](std::string_view format) {
+            while (format == "ctrl thread is checking cam" && !letGo) {
+                stuck = true;
+                usleep(1000);
+            }
+        };
+        int looks = 0;
+        QuickThread::onSleep = [&](std::uint32_t us) {
+            if (us == 10000 && ++looks == 40 && endsWithTheLastLook) { // not the thread's own
+                letGo = true;
+                Await([&] { return !rig.Cam().ctrlThreadRunning; });
+            }
+        };
+        {
+            CCamCtrlThread thread;
+            thread.CtrlThreadStart(&rig.Cam());
+            Await([&] { return stuck.load(); });
+        }
+        EXPECT_EQ(looks, 40);
+        EXPECT_EQ(Count(Rig::Logs(), "Stopping"), 1U);
+        EXPECT_EQ(Rig::Logs().back(), endsWithTheLastLook
+                                          ? "3 CtrlThreadFunc: ctrl thread loop is done"
+                                          : "3 ~CCamCtrlThread: Cancelling grab ctrl thread...");
+        EXPECT_EQ(rig.Cam().ctrlThreadRunning, !endsWithTheLastLook);
+        QuickThread::onSleep = nullptr;
     }
-    EXPECT_EQ(Count(Rig::Logs(), "Stopping"), 1U);
-    EXPECT_EQ(Rig::Logs().back(), "3 ~CCamCtrlThread: Cancelling grab ctrl thread...");
-    EXPECT_TRUE(rig.Cam().ctrlThreadRunning) << "it could not tell any more";
 }
 
 TEST(CtrlThread, MissingFeatureEndsTheProcess)
@@ -324,7 +380,7 @@ TEST(CtrlThread, MissingFeatureEndsTheProcess)
         rig.proc.ProcParametrizeCamOutLines(&rig.Cam());
         Await([] { return false; });
     };
-    EXPECT_DEATH(apply(), "");
+    EXPECT_DEATH(apply(), "LogicalErrorException");
 }
 
 TEST(CtrlThread, WholeSessionWithChangesDetachmentAndReturn)
@@ -337,6 +393,7 @@ TEST(CtrlThread, WholeSessionWithChangesDetachmentAndReturn)
             return;
         }
         ++frames;
+        Await([&] { return frames != 45 || rig.Cam().ctrlThreadRunning; });
         rig.host.dynConfig = frames % 3 == 0 ? 1 : 0;
         rig.host.ioboxes[0].parameters[0] = frames;
         if (frames == 20 || frames == 40) { // real time passes until the change is taken
@@ -349,8 +406,24 @@ TEST(CtrlThread, WholeSessionWithChangesDetachmentAndReturn)
     EXPECT_EQ(KvTdProc(&rig.Cam()), kExitGrabbing) << "the temperature can't be read any more";
     EXPECT_EQ(frames, 40U);
     EXPECT_FALSE(rig.Cam().ctrlThreadRunning);
+    for (const char* delay : {"100", "21"}) { // the first change behind a wait is always taken
+        EXPECT_THAT(Rig::Of("cam"),
+                    testing::Contains(std::string("outputLinePulseDelay=") + delay));
+    }
     sim::SetAttached("S0000001", true);
     rig.host.fnum = 5;
+    Rig::Clear();
     EXPECT_EQ(KvTdProc(&rig.Cam()), 0);
     EXPECT_EQ(QuickThread::created, 2);
+    Texts order;
+    for (const std::string& text : Rig::Logs()) {
+        for (const char* part : {"KvTdProc entry", "Creating", "Using device",
+                                 "scenario is completed", "Stopping", "loop is done"}) {
+            if (text.find(part) != std::string::npos) {
+                order.push_back(part);
+            }
+        }
+    }
+    EXPECT_THAT(order, ElementsAre("KvTdProc entry", "Creating", "Using device",
+                                   "scenario is completed", "Stopping", "loop is done"));
 }

@@ -31,7 +31,19 @@ public:
             }
         };
     }
-    ~LutRig() { proc.usrSignalPending = 0; }
+    ~LutRig()
+    {
+        std::free(proc.dynLut);
+        std::free(proc.dynCdf);
+    }
+
+    /** One call in this step and excursion. */
+    void Step(std::uint32_t step, std::int32_t excursion)
+    {
+        proc.usrSignalPending = step;
+        proc.reconfigState = excursion;
+        proc.ProcDynamLut(&Cam());
+    }
 
     /** A session; its log without what others than the dynamic LUT have to tell. */
     int Session() { return proc.ProcOnce(&Cam(), &kvBufFactory); }
@@ -80,8 +92,8 @@ log3 kv_td_proc:ProcDynamLut: dynamic LUT is waiting for new clear picture 2 fra
 log3 kv_td_proc:ProcDynamLut: dynamic LUT is waiting for new clear picture 1 frame yet
 log3 kv_td_proc:ProcDynamLut: allocated CDF array for 8 bits pixel
 log3 kv_td_proc:ProcDynamLut: allocated LUT array for 8 bits pixel
-host KvGi__CalcLutDynam(64, 48, 64, 8)
-host KvGi__GetLutDynam(8, 12)
+host KvGi__CalcLutDynam(null, 64, 48, 64, 8)
+host KvGi__GetLutDynam(8, statistics, 12)
 log3 kv_td_proc:ProcDynamLut: a new LUT was dynamically calculated...
 gev GevAbortTransfer()=-5
 cam lutMode=Active
@@ -95,20 +107,92 @@ log3 kv_td_proc:ProcDynamLut: continue operation with new LUT (dynamically calcu
     EXPECT_EQ(entries[255], "254"); // knot 127 again
     EXPECT_NE(rig.proc.dynLut, nullptr) << "kept for the next request";
     EXPECT_NE(rig.proc.dynCdf, nullptr);
-    std::free(rig.proc.dynLut);
-    std::free(rig.proc.dynCdf);
 }
 
-TEST(DynamicLut, StepsWithoutWorkDoNothing)
+TEST(DynamicLut, StepsBesideTheCalculation)
 {
-    LutRig rig;
-    for (const std::uint32_t step : {0U, 1U, 6U, 7U, 9U, 0xFFFFFFFFU}) {
-        rig.proc.usrSignalPending = step;
-        rig.proc.ProcDynamLut(&rig.Cam());
-        EXPECT_EQ(rig.proc.usrSignalPending, step);
+    struct Case {
+        std::uint32_t step;
+        std::int32_t excursion;
+        bool hasTable;
+        std::uint32_t stepAfter;
+        std::int32_t excursionAfter;
+        bool keepsTable;
+        bool writes;
+    };
+    for (const Case& c : {Case{0, 0, true, 0, 0, true, false}, Case{1, 0, true, 1, 0, true, false},
+                          Case{1, 7, true, 1, 7, true, false}, Case{1, 6, true, 1, 6, false, false},
+                          Case{5, 0, true, 0, 0, true, true}, Case{5, 0, false, 0, 0, false, false},
+                          Case{5, 6, true, 0, 6, true, true}, Case{5, 7, true, 0, 0, false, true},
+                          Case{5, 7, false, 0, 0, false, false},
+                          Case{6, 7, true, 6, 7, true, false}, Case{7, 7, true, 7, 7, true, false},
+                          Case{8, 0, true, 0, 0, true, false}, Case{8, 6, true, 0, 6, true, false},
+                          Case{8, 7, true, 0, 0, false, false}, Case{9, 7, true, 9, 7, true, false},
+                          Case{0xFFFFFFFF, 7, true, 0xFFFFFFFF, 7, true, false}}) {
+        SCOPED_TRACE(testing::Message() << "step " << c.step << ", excursion " << c.excursion);
+        LutRig rig;
+        if (c.hasTable) {
+            rig.proc.dynLut = static_cast<std::uint16_t*>(std::calloc(256, sizeof(std::uint16_t)));
+            rig.proc.dynCdf = static_cast<std::uint32_t*>(std::calloc(256, sizeof(std::uint32_t)));
+            rig.proc.dynLutCount = 256;
+            rig.proc.dynCdfCount = 256;
+        }
+        rig.Step(c.step, c.excursion);
+        EXPECT_EQ(rig.proc.usrSignalPending, c.stepAfter);
+        EXPECT_EQ(rig.proc.reconfigState, c.excursionAfter);
+        EXPECT_EQ(rig.proc.dynLut != nullptr, c.keepsTable);
+        EXPECT_EQ(rig.proc.dynCdf != nullptr, c.keepsTable);
+        EXPECT_EQ(LutRig::Entries().size(), c.writes ? 256U : 0U);
+        EXPECT_EQ(Rig::Logs("ProcDynamLut").size(), c.writes ? 1U : 0U);
+        if (!c.writes) {
+            EXPECT_THAT(Rig::Of({"log", "host", "cam", "gev", "read"}), IsEmpty());
+        }
     }
-    EXPECT_THAT(Rig::Of({"log", "host", "cam", "gev", "read"}), IsEmpty());
-    EXPECT_EQ(rig.proc.dynLut, nullptr);
+}
+
+TEST(DynamicLut, ArraysGrowWithTheFormat)
+{
+    struct Case {
+        std::uint8_t storage;
+        std::uint8_t data;
+        const char* told;
+    };
+    for (const Case& c : {Case{8, 8, R"(
+host KvGi__CalcLutDynam(null, 64, 48, 64, 8)
+host KvGi__GetLutDynam(8, statistics, 12)
+)"},
+                          Case{16, 16, R"(
+log3 kv_td_proc:ProcDynamLut: allocated CDF array for 16 bits pixel
+log3 kv_td_proc:ProcDynamLut: allocated LUT array for 16 bits pixel
+host KvGi__CalcLutDynam(null, 64, 48, 64, 16)
+host KvGi__GetLutDynam(16, statistics, 12)
+)"},
+                          Case{16, 12, R"(
+log3 kv_td_proc:ProcDynamLut: allocated CDF array for 16 bits pixel
+host KvGi__CalcLutDynam(null, 64, 48, 64, 16)
+host KvGi__GetLutDynam(12, statistics, 12)
+)"}}) {
+        LutRig rig;
+        rig.proc.dataBits = 12;
+        rig.proc.pixelBits = 12;
+        rig.Step(4, 6);
+        ASSERT_EQ(rig.proc.reconfigState, 7);
+        // Another user signal takes the steps back, and a new format comes before the calculation.
+        rig.proc.pixelBits = c.storage;
+        rig.proc.dataBits = c.data;
+        Rig::Clear();
+        rig.Step(4, 7);
+        Texts told = LutRig::Told();
+        ASSERT_FALSE(told.empty());
+        EXPECT_EQ(told.back(),
+                  "log3 kv_td_proc:ProcDynamLut: a new LUT was dynamically calculated...");
+        told.pop_back();
+        EXPECT_EQ(Story(told), c.told);
+        rig.proc.dataBits = 8;
+        rig.proc.ProcDynamLut(&rig.Cam());
+        ASSERT_EQ(LutRig::Entries().size(), 256U);
+        EXPECT_EQ(LutRig::Entries()[1], "1") << "never what the table before left behind";
+    }
 }
 
 TEST(DynamicLut, WithoutMemoryTheRequestIsDropped)
@@ -129,7 +213,10 @@ TEST(DynamicLut, WithoutMemoryTheRequestIsDropped)
         EXPECT_EQ(rig.proc.reconfigState, 6);
         EXPECT_EQ(rig.proc.dynLut, nullptr);
         EXPECT_EQ(rig.proc.dynCdf, nullptr);
-        EXPECT_THAT(Rig::HostCalls(""), IsEmpty());
+        EXPECT_EQ(Story(LutRig::Told()), R"(
+log3 kv_td_proc:ProcDynamLut: allocated CDF array for 12 bits pixel
+log3 kv_td_proc:ProcDynamLut: allocated LUT array for 12 bits pixel
+)");
     }
 }
 
@@ -143,8 +230,6 @@ TEST(DynamicLut, FailedTableWriteIsNotLookedAt)
     EXPECT_EQ(rig.proc.usrSignalPending, 0U);
     EXPECT_EQ(Count(Rig::Logs(), "LUT is not supported for 12 bit pixel format"), 1U);
     EXPECT_EQ(Count(Rig::Logs("ProcDynamLut"), "continue operation with new LUT"), 1U);
-    std::free(rig.proc.dynLut);
-    std::free(rig.proc.dynCdf);
 }
 
 TEST(DynamicLut, LoopTakesARequestUpBehindTheNextGoodFrame)
@@ -195,9 +280,9 @@ log3 kv_td_proc:ProcDynamLut: dynamic LUT is waiting for new clear picture 2 fra
 log3 kv_td_proc:ProcDynamLut: dynamic LUT is waiting for new clear picture 1 frame yet
 log3 kv_td_proc:ProcDynamLut: allocated CDF array for 12 bits pixel
 log3 kv_td_proc:ProcDynamLut: allocated LUT array for 12 bits pixel
-host KvGi__CalcLutDynam(64, 48, 64, 12)
+host KvGi__CalcLutDynam(buf3, 64, 48, 64, 12)
 gev GevAbortTransfer()=0
-host KvGi__GetLutDynam(12, 12)
+host KvGi__GetLutDynam(12, statistics, 12)
 log3 kv_td_proc:ProcDynamLut: a new LUT was dynamically calculated...
 log3 kv_td_proc:ProcSignal: Grabbed 4 images, processing SIGUSR2...
 gev GevAbortTransfer()=0

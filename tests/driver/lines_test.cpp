@@ -1,3 +1,4 @@
+#include "kv_td_cthr.h"
 #include "kv_td_pins.h"
 #include "rig.h"
 
@@ -29,13 +30,14 @@ public:
         logs.erase(logs.begin());
         return logs;
     }
-    /** What the control thread does with strobes. */
+    /** What the control thread does, and somebody who sends commands and sees to inputs. */
     void TakeSets()
     {
+        Cam().ioboxApplyReq = !CCamCtrlThread::DoGpioCfg(&Cam());
         for (IoBoxSet& set : Cam().lineStates) {
-            set.applyPending = false;
+            set.pendingCmd = kNoGpioCmd;
+            set.ready = true;
         }
-        Cam().ioboxApplyReq = false;
     }
 };
 
@@ -47,10 +49,29 @@ TEST(OutLines, ChangedSetsAreHandedOverWithTheirEarlierValues)
     rig.host.ioboxes = {{TD_PIN_OUT1, 1, 2, 1, {100, 500}},
                         {TD_PIN_LINE2, 2, 5, 2, {7, 8}},
                         {TD_PIN_LINE1, 1, 1, 0, {9, 9}}};
-    EXPECT_EQ(Story(rig.Apply()), R"(
-3 ProcParametrizeCamOutLines:  Cfg IoBox set 0: Pin 'Out1', Mod 1, Src 2, Inv 1 (param[0]=100, param[1]=500)
-3 ProcParametrizeCamOutLines:  Cfg IoBox set 1: Pin 'Line2', Mod 2, Src 5, Inv 2 (param[0]=7, param[1]=8)
-3 ProcParametrizeCamOutLines:  Cfg IoBox set 2: Pin 'Line1', Mod 1, Src 1, Inv 0 (param[0]=4294967295, param[1]=4294967295)
+    rig.Apply();
+    EXPECT_EQ(Story(Rig::Of({"host", "log", "cam"})), R"(
+host KvGiMainCtx__GetIoboxNum()
+log3 kv_td_proc:ProcParametrizeCamOutLines: IoBox settings handler entry: numCfg 3 (allowed cfg? - "YES")
+host KvGiMainCtx__GetIoboxPin(0)
+host KvGiMainCtx__GetIoboxMod(0)
+host KvGiMainCtx__GetIoboxInv(0)
+host KvGiMainCtx__GetIoboxSrc(0)
+host KvGiMainCtx__GetIoboxPar(0, 0)
+host KvGiMainCtx__GetIoboxPar(0, 1)
+log3 kv_td_proc:ProcParametrizeCamOutLines:  Cfg IoBox set 0: Pin 'Out1', Mod 1, Src 2, Inv 1 (param[0]=100, param[1]=500)
+host KvGiMainCtx__GetIoboxPin(1)
+host KvGiMainCtx__GetIoboxMod(1)
+host KvGiMainCtx__GetIoboxInv(1)
+host KvGiMainCtx__GetIoboxSrc(1)
+host KvGiMainCtx__GetIoboxPar(1, 0)
+host KvGiMainCtx__GetIoboxPar(1, 1)
+log3 kv_td_proc:ProcParametrizeCamOutLines:  Cfg IoBox set 1: Pin 'Line2', Mod 2, Src 5, Inv 2 (param[0]=7, param[1]=8)
+host KvGiMainCtx__GetIoboxPin(2)
+host KvGiMainCtx__GetIoboxMod(2)
+host KvGiMainCtx__GetIoboxInv(2)
+host KvGiMainCtx__GetIoboxSrc(2)
+log3 kv_td_proc:ProcParametrizeCamOutLines:  Cfg IoBox set 2: Pin 'Line1', Mod 1, Src 1, Inv 0 (param[0]=4294967295, param[1]=4294967295)
 )");
     const CExCam& cam = rig.Cam();
     EXPECT_TRUE(cam.ioboxApplyReq);
@@ -66,7 +87,6 @@ TEST(OutLines, ChangedSetsAreHandedOverWithTheirEarlierValues)
     EXPECT_TRUE(cam.lineStates[1].applyPending);
     EXPECT_EQ(cam.lineStates[0].param0, kUnset);
     EXPECT_FALSE(cam.lineStates[3].applyPending);
-    EXPECT_THAT(Rig::Of("cam"), IsEmpty());
 
     rig.TakeSets();
     rig.host.ioboxes[0].parameters[0] = 101;
@@ -81,10 +101,13 @@ TEST(OutLines, OnlyChangesCount)
         IoBoxConfig first;
         IoBoxConfig second;
         bool changed;
+        std::uint32_t limitUs = kUnset; ///< of a pulse, at the second
     };
     const IoBoxConfig strobe{TD_PIN_OUT1, 1, 2, 1, {10, kUnset}};
     const IoBoxConfig input{TD_PIN_OUT1, 2, 5, 1, {10, 20}};
     const IoBoxConfig command{TD_PIN_OUT1, 1, 5, 1, {10, 20}};
+    const IoBoxConfig wide{TD_PIN_OUT1, 1, 3, 1, {10, 500}};
+    const IoBoxConfig off{TD_PIN_OUT1, 1, 1, 1, {10, 20}};
     const auto with = [](IoBoxConfig config, auto change) {
         change(config);
         return config;
@@ -96,13 +119,17 @@ TEST(OutLines, OnlyChangesCount)
         {"mode", strobe, with(strobe, [](auto& c) { c.mode = 2; }), true},
         {"inverter", strobe, with(strobe, [](auto& c) { c.inverted = 2; }), true},
         {"source", strobe, with(strobe, [](auto& c) { c.source = 3; }), true},
-        {"a width under a limit that was never applied",
-         with(strobe, [](auto& c) { c.parameters[1] = 5; }),
-         with(strobe, [](auto& c) { c.parameters[1] = 5; }), true},
+        {"the same strobe with a width", wide, wide, false},
+        {"the same one, under a new limit", wide, wide, true, 400},
+        {"no width under a new limit", strobe, strobe, false, 400},
+        {"a line that is off, under a new limit", off, off, false, 400},
+        {"an input under a new limit", input, input, false, 400},
+        {"a strobe again after it was off", off, strobe, true},
+        {"an input in place of a strobe", wide, input, true},
         {"an input's parameters", input, with(input, [](auto& c) { c.parameters[0] = 11; }), false},
         {"the same command", command, command, true},
-        {"parameters of a line that is off", with(strobe, [](auto& c) { c.source = 1; }),
-         with(strobe, [](auto& c) { c.source = 1, c.parameters[0] = 11; }), false},
+        {"parameters of a line that is off", off, with(off, [](auto& c) { c.parameters[0] = 11; }),
+         false},
     };
     for (const Case& c : cases) {
         LinesRig rig;
@@ -111,6 +138,7 @@ TEST(OutLines, OnlyChangesCount)
         EXPECT_TRUE(rig.Cam().ioboxApplyReq) << c.what;
         rig.TakeSets();
         rig.host.ioboxes = {c.second};
+        rig.Cam().pulseLimitUs = c.limitUs;
         const Texts logs = rig.Apply();
         EXPECT_EQ(Count(logs, " Cfg IoBox set 0: no config changes are detected, skipped"),
                   c.changed ? 0U : 1U)

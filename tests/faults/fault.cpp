@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <iterator>
+#include <limits>
 
 namespace faults
 {
@@ -55,6 +56,13 @@ constexpr Name<Extreme> kExtremes[] = {{"Zero", Extreme::Zero},
                                        {"Null", Extreme::Null},
                                        {"EmptyText", Extreme::EmptyText},
                                        {"LongText", Extreme::LongText}};
+
+constexpr Name<Nonsense> kNonsense[] = {{"Inverted", Nonsense::Inverted},
+                                        {"Empty", Nonsense::Empty},
+                                        {"ZeroIncrement", Nonsense::ZeroIncrement},
+                                        {"NegativeIncrement", Nonsense::NegativeIncrement},
+                                        {"Huge", Nonsense::Huge},
+                                        {"NotANumber", Nonsense::NotANumber}};
 
 constexpr std::int64_t kLateNs = 3'000'000'000; ///< a frame's delay, a jump of its clock
 
@@ -135,6 +143,9 @@ std::string Fault::Text() const
         return "host:" + host->service + ":" + std::to_string(host->nth) + ":" +
                TextIn(kExtremes, host->extreme);
     }
+    if (const auto* range = std::get_if<StrangeRange>(&what)) {
+        return "range:" + range->feature + ":1:" + TextIn(kNonsense, range->nonsense);
+    }
     const auto& camera = std::get<sim::Fault>(what);
     const std::string how = camera.effect == Effect::Fail    ? std::to_string(camera.value)
                             : camera.effect == Effect::Throw ? TextIn(kExceptions, camera.exception)
@@ -165,6 +176,13 @@ std::optional<Fault> Fault::Parse(std::string_view text)
         }
         return Fault{rig::FakeHost::Tampering{std::string(parts[1]), *nth, *extreme}};
     }
+    if (parts[0] == "range") {
+        const auto nonsense = ValueIn<Nonsense>(kNonsense, parts[3]);
+        if (!nonsense) {
+            return std::nullopt;
+        }
+        return Fault{StrangeRange{std::string(parts[1]), *nonsense}};
+    }
     const auto place = ValueIn<Trigger>(kPlaces, parts[0]);
     if (!place) {
         return std::nullopt;
@@ -178,15 +196,22 @@ std::optional<Fault> Fault::Parse(std::string_view text)
     return Fault{fault};
 }
 
+static bool IsOfOutputLine(const std::string& feature)
+{
+    return feature.starts_with("Line") || feature.starts_with("outputLine");
+}
+
 bool Fault::ThrowsOnControlThread() const
 {
     const auto* camera = std::get_if<sim::Fault>(&what);
-    return camera != nullptr && camera->effect == Effect::Throw &&
-           (camera->name.starts_with("Line") || camera->name.starts_with("outputLine"));
+    return camera != nullptr && camera->effect == Effect::Throw && IsOfOutputLine(camera->name);
 }
 
-bool Fault::MakesTheCameraLeave() const
+bool Fault::MayThrowOnControlThread() const
 {
+    if (const auto* range = std::get_if<StrangeRange>(&what)) {
+        return IsOfOutputLine(range->feature);
+    }
     const auto* camera = std::get_if<sim::Fault>(&what);
     return camera != nullptr && camera->effect == Effect::Detach;
 }
@@ -244,6 +269,35 @@ std::vector<Fault> WaysOfFrame()
         ways.push_back({CameraFault(Trigger::Frame, "", row.value)});
     }
     return ways;
+}
+
+std::vector<Fault> WaysOfRange(const std::string& feature)
+{
+    std::vector<Fault> ways;
+    for (const auto& row : kNonsense) {
+        ways.push_back({StrangeRange{feature, row.value}});
+    }
+    return ways;
+}
+
+sim::RangeSetup StrangeRange::Setup() const
+{
+    switch (nonsense) {
+    case Nonsense::Inverted:
+        return {feature, 1000, 10, 1};
+    case Nonsense::Empty:
+        return {feature, 0, 0, 1};
+    case Nonsense::ZeroIncrement:
+        return {feature, 0, 100'000, 0};
+    case Nonsense::NegativeIncrement:
+        return {feature, 0, 100'000, -4};
+    case Nonsense::Huge:
+        return {feature, -1e300, 1e300, std::numeric_limits<std::int64_t>::max()};
+    case Nonsense::NotANumber:
+        break;
+    }
+    const double none = std::numeric_limits<double>::quiet_NaN();
+    return {feature, none, none, std::numeric_limits<std::int64_t>::min()};
 }
 
 void SetOccurrence(Fault* fault, std::uint64_t nth)

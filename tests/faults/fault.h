@@ -12,20 +12,30 @@
 namespace faults
 {
 
-/** Either the camera's, or an answer of the host's. */
-struct Fault {
-    std::variant<sim::Fault, rig::FakeHost::Tampering> what;
+/** A range of a camera that makes no sense, for the whole session. */
+enum class Nonsense { Inverted, Empty, ZeroIncrement, NegativeIncrement, Huge, NotANumber };
+struct StrangeRange {
+    std::string feature;
+    Nonsense nonsense = Nonsense::Inverted;
+    std::uint64_t nth = 1; ///< there is only one
+    sim::RangeSetup Setup() const;
+};
 
-    /** "write:Width:2:Timeout", "call:GevOpenCamera:1:-12",
-     * "host:KvGiMainCtx__GetFps:1:NotANumber", "frame:any:7:Lose": where, name, which occurrence,
-     * how. */
+/** The camera's, an answer of the host's, or how the camera is made. */
+struct Fault {
+    std::variant<sim::Fault, rig::FakeHost::Tampering, StrangeRange> what;
+
+    /** "write:Width:2:Timeout", "call:GevOpenCamera:1:-12", "range:Width:1:Inverted",
+     *  "host:KvGiMainCtx__GetFps:1:NotANumber", "frame:any:7:Lose": where, name, which occurrence,
+     *  how. */
     std::string Text() const;
     static std::optional<Fault> Parse(std::string_view text);
 
     /** Raises an exception in an access that the control thread makes (the output lines). */
     bool ThrowsOnControlThread() const;
-    /** The camera leaves, and perhaps just then the control thread reaches for it. */
-    bool MakesTheCameraLeave() const;
+    /** May do so: the camera leaves, perhaps just when that thread reaches for it, or a line's
+     * range makes no sense. */
+    bool MayThrowOnControlThread() const;
 };
 
 /** All the ways in which a place can fail. Each fault is for the first occurrence. */
@@ -34,6 +44,7 @@ std::vector<Fault> WaysOfWrite(const std::string& feature);
 std::vector<Fault> WaysOfCall(const std::string& call);
 std::vector<Fault> WaysOfAnswer(const std::string& service, rig::AnswerKind kind);
 std::vector<Fault> WaysOfFrame();
+std::vector<Fault> WaysOfRange(const std::string& feature);
 
 void SetOccurrence(Fault* fault, std::uint64_t nth);
 

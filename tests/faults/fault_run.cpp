@@ -41,6 +41,9 @@ std::vector<Place> PlacesOf(const Census& census)
     for (const auto& [service, answers] : census.answers) {
         places.push_back({faults::WaysOfAnswer(service, answers.kind), answers.count});
     }
+    for (const std::string& feature : census.ranges) {
+        places.push_back({faults::WaysOfRange(feature), 1});
+    }
     places.push_back({faults::WaysOfFrame(), census.frames});
     return places;
 }
@@ -114,7 +117,7 @@ public:
         };
         const bool throws = any(&Fault::ThrowsOnControlThread);
         const std::vector<std::string> wrong =
-            throws || any(&Fault::MakesTheCameraLeave)
+            throws || any(&Fault::MayThrowOnControlThread)
                 ? RunInChild(kind_, given, throws && given.size() == 1)
                 : faults::RunWith(kind_, given);
         if (wrong.empty()) {

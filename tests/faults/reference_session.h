@@ -7,6 +7,7 @@
 #include "rig.h"
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,7 @@ const char* NameOf(Kind kind);
 struct Census {
     std::map<std::string, std::uint64_t> reads;  ///< by feature, ranges included
     std::map<std::string, std::uint64_t> writes; ///< by feature
+    std::set<std::string> ranges;                ///< features whose limits were asked
     std::map<std::string, std::uint64_t> calls;  ///< camera calls, by name
     std::map<std::string, rig::FakeHost::Answers, std::less<>> answers; ///< host services
     std::uint64_t frames = 0;

@@ -2,8 +2,10 @@
 
 #include "sim_control.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
+#include <malloc.h>
 #include <mutex>
 #include <pthread.h>
 
@@ -162,6 +164,12 @@ template <class T> static T Answer(const char* service, T value)
 {
     Host().Called(service);
     return Host().Answered(service, value);
+}
+
+/** For 2^bits values of an array that malloc gave? */
+template <class T> static bool HasRoom(void* array, std::uint8_t bits)
+{
+    return malloc_usable_size(array) >= sizeof(T) << bits;
 }
 
 template <class T> static T Next(std::deque<T>& script)
@@ -378,18 +386,31 @@ void KvGi__CommTriggerAll(std::uint64_t timeUs, std::uint32_t latencyUs, std::ui
                   latencyUs, exposureUs);
 }
 
-void KvGi__CalcLutDynam(void*, std::uint32_t width, std::uint32_t height, std::uint32_t lineLength,
-                        std::uint8_t bits, void*)
+void KvGi__CalcLutDynam(void* image, std::uint32_t width, std::uint32_t height,
+                        std::uint32_t lineLength, std::uint8_t bits, void* cdf)
 {
-    Host().Called("KvGi__CalcLutDynam", "%u, %u, %u, %u", width, height, lineLength, bits);
+    const bool fits = HasRoom<std::uint32_t>(cdf, bits);
+    if (fits) {
+        std::fill_n(static_cast<std::uint32_t*>(cdf), std::size_t{1} << bits, 0);
+    }
+    Host().statistics = cdf;
+    if (Host().recording) {
+        Host().Called("KvGi__CalcLutDynam", "%s, %u, %u, %u, %u%s", Host().NameOf(image).c_str(),
+                      width, height, lineLength, bits, fits ? "" : ", too small");
+    } else {
+        Host().Called("KvGi__CalcLutDynam");
+    }
 }
 
-void KvGi__GetLutDynam(std::uint8_t bits, void*, int outBits, void* lut)
+void KvGi__GetLutDynam(std::uint8_t bits, void* cdf, int outBits, void* lut)
 {
-    if (Host().dynamicLut) {
+    const bool fits = HasRoom<std::uint16_t>(lut, bits);
+    if (fits && Host().dynamicLut) {
         Host().dynamicLut(bits, static_cast<std::uint16_t*>(lut));
     }
-    Host().Called("KvGi__GetLutDynam", "%u, %i", bits, outBits);
+    Host().Called("KvGi__GetLutDynam", "%u, %s, %i%s", bits,
+                  cdf == Host().statistics ? "statistics" : "something else", outBits,
+                  fits ? "" : ", too small");
 }
 
 // ---- scenario and export -----------------------------------------------------------------------

@@ -101,7 +101,7 @@ public:
     int reconfigResult = 0;
     int reconfigFlag = 0;
     int dynConfig = 0;
-    /** Fills a dynamic table of 2^bits entries. */
+    /** Fills a dynamic table of 2^bits entries. The statistics before it are 2^bits times 0. */
     std::function<void(std::uint8_t bits, std::uint16_t* lut)> dynamicLut;
     /** Runs at each call, by the service's name, before it answers: to set the clock, to add a
      *  fault, to change the configuration. Not for log lines. */
@@ -134,6 +134,7 @@ public:
     std::uint64_t exported = 0;       ///< calls of KvSc__ProcExport
     std::uint64_t haltUpdates = 0;    ///< calls of KvGi__HaltUpdate
     std::uint64_t logLines = 0;
+    const void* statistics = nullptr; ///< filled last for the dynamic table
 
     // Used by the services.
     void Called(const char* service);

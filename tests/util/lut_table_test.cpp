@@ -52,7 +52,11 @@ TEST(LutTable, DynamicKnotsAreDoubledWithRounding)
     source[126] = 100; // between them 2098, 131.1
     source[127] = 4096;
     DeviceLut table{};
-    for (const bool full : {false, true}) { // it has too few for a full one
+    for (const auto& [full, size] : {std::pair{false, kDynamicLutKnots}, // what is no full one:
+                                     {true, kDynamicLutKnots},
+                                     {true, kDynamicLutFull - 1},
+                                     {true, kDynamicLutFull + 1}}) {
+        source.resize(size);
         table.fill(77);
         EXPECT_TRUE(ConvertDynamicLut(source, full, table));
         EXPECT_EQ(std::vector(table.begin(), table.begin() + 6),

@@ -74,6 +74,13 @@ protected:
         EXPECT_EQ(status, kGevTimeout);
     }
 
+    static std::uint64_t PacketsReceived()
+    {
+        GEV_TRANSFER_STATISTICS counts{};
+        GevGetTransferStatistics(&counts);
+        return counts.packetsReceived;
+    }
+
     void Grab(int frames)
     {
         for (int i = 0; i < frames; ++i) {
@@ -289,6 +296,52 @@ TEST_F(Losses, NumbersThatAreLeftOutAreLostFrames)
     const Yield yield = GrabAndCount(41); // 1 to 4, 6 to 9, ..., 51
     EXPECT_EQ(yield.complete, 41U);
     EXPECT_EQ(counts.framesLost, 10U);
+}
+
+TEST_F(NetSession, ChunksBringTheFramesOwnGainAndExposure)
+{
+    Start("C2", "127.0.0.1", {"--chunks"});
+    Open("C2");
+    Boolean("ChunkModeActive")->SetValue(true);
+    for (const char* chunk : {"Gain", "ExposureTime", "Timestamp"}) {
+        Enumeration("ChunkSelector")->FromString(chunk);
+        Boolean("ChunkEnable")->SetValue(true);
+    }
+    constexpr std::uint64_t kImage = 64 * 64;
+    constexpr std::uint64_t kTrailer = 8;
+    constexpr std::uint64_t kValue = 8;
+    std::uint64_t payload = 0;
+    ASSERT_EQ(GevGetPayloadParameters(handle, &payload, nullptr), kGevOk);
+    EXPECT_EQ(payload, kImage + kTrailer + 3 * (kValue + kTrailer));
+    Float("Gain")->SetValue(2);
+    StartFor(16);
+    for (int i = 0; i < 3; ++i) {
+        _tag_GEVBUF_ENTRY* frame = Next();
+        ASSERT_NE(frame, nullptr);
+        EXPECT_EQ(status, kGevOk);
+        EXPECT_EQ(frame->receivedBytes, kImage);
+        EXPECT_EQ(frame->width, 64U);
+        EXPECT_EQ(frame->chunkSize, payload - kImage);
+        const auto* pixels = static_cast<const std::uint8_t*>(frame->address);
+        EXPECT_EQ(frame->chunkData, pixels + kImage);
+        EXPECT_LT(std::count(pixels, pixels + kImage, 0xEE), 100); // written over
+        GevReleaseFrame(handle, frame);
+    }
+    // A frame that came before the gain was changed has its own, whatever the register says.
+    const std::uint64_t before = PacketsReceived();
+    constexpr std::uint64_t kPacketsOfTwoFrames = 12;
+    while (PacketsReceived() < before + kPacketsOfTwoFrames) {
+        std::this_thread::sleep_for(milliseconds(1));
+    }
+    Float("Gain")->SetValue(4);
+    EXPECT_EQ(Float("Gain")->GetValue(), 4);
+    Grab(1);
+    EXPECT_EQ(Float("Gain")->GetValue(), 2);
+    EXPECT_EQ(Float("ExposureTime")->GetValue(), 1000);
+    for (int i = 0; i < 50 && Float("Gain")->GetValue() != 4; ++i) {
+        Grab(1);
+    }
+    EXPECT_EQ(Float("Gain")->GetValue(), 4);
 }
 
 } // namespace

@@ -179,7 +179,7 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
         return nullptr;
     }
     auto& place = *const_cast<Place*>(static_cast<const Place*>(arv_buffer_get_user_data(buffer)));
-    missing_ += ids_.Came(arv_buffer_get_frame_id(buffer));
+    missing_ += static_cast<std::uint64_t>(ids_.Came(arv_buffer_get_frame_id(buffer)));
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
     const bool complete = result == ARV_BUFFER_STATUS_SUCCESS && HoldsImage(buffer);
     if (complete) {

@@ -5,32 +5,40 @@
 #include <arpa/inet.h>
 #include <csignal>
 #include <gtest/gtest.h>
+#include <ifaddrs.h>
 #include <netinet/in.h>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace
 {
 
-bool HasLoopback()
+/** Whether a network interface has it; that all of 127.0.0.0 can be bound to is not enough. */
+bool IsOwnAddress(const std::string& address)
 {
-    const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const bool has = probe >= 0 &&
-                     bind(probe, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
-                     connect(probe, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-    close(probe);
-    return has;
+    ifaddrs* interfaces = nullptr;
+    if (getifaddrs(&interfaces) != 0) {
+        return false;
+    }
+    const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(interfaces, &freeifaddrs);
+    for (const ifaddrs* one = interfaces; one != nullptr; one = one->ifa_next) {
+        if (one->ifa_addr == nullptr || one->ifa_addr->sa_family != AF_INET) {
+            continue;
+        }
+        in_addr own{};
+        inet_pton(AF_INET, address.c_str(), &own);
+        if (reinterpret_cast<const sockaddr_in*>(one->ifa_addr)->sin_addr.s_addr == own.s_addr) {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace
 
 void UseNetworkCameras()
 {
-    if (!HasLoopback()) {
+    if (!IsOwnAddress("127.0.0.1")) {
         GTEST_SKIP() << "no loopback network here";
     }
     const gevplat::KindChoice onlyNetwork{.simulated = false, .network = true, .interface = ""};
@@ -41,8 +49,14 @@ void UseNetworkCameras()
 LoopbackCamera::LoopbackCamera(const std::string& serial, const std::string& address,
                                const std::vector<std::string>& options)
 {
-    if (testing::Test::IsSkipped()) {
-        return;
+    Start(serial, address, options);
+}
+
+void LoopbackCamera::Start(const std::string& serial, const std::string& address,
+                           const std::vector<std::string>& options)
+{
+    if (!IsOwnAddress(address)) {
+        GTEST_SKIP() << "no network interface has " << address;
     }
     std::vector<std::string> command = {KVCAM, "--serial", serial, "--address", address};
     command.insert(command.end(), options.begin(), options.end());

@@ -9,10 +9,11 @@
 #include <vector>
 
 /** Network cameras and no others from here on. Skips the test, and says so, where there is no
- *  loopback; fails it where the library of network cameras can't be used. */
+ *  loopback. */
 void UseNetworkCameras();
 
-/** On the network for the life of this object. Nothing happens where the test is skipped. */
+/** On the network for the life of this object. Skips the test, and says so, where no interface has
+ *  the address; the other calls then do nothing. */
 class LoopbackCamera
 {
 public:
@@ -27,6 +28,8 @@ public:
     void Kill();
 
 private:
+    void Start(const std::string& serial, const std::string& address,
+               const std::vector<std::string>& options);
     void Signal(int number) const;
 
     TempFolder folder_;

@@ -1,17 +1,12 @@
 #include "camera.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
 #include <functional>
-#include <netinet/in.h>
 #include <numbers>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace kvcam
 {
@@ -25,30 +20,11 @@ constexpr const char* kDeviceVersion = "1.00";
 constexpr std::uint16_t kControlPort = 3956; // of GigE Vision
 constexpr double kUsPerS = 1e6;
 
-sockaddr_in ControlPortOf(const std::string& address)
-{
-    sockaddr_in port{};
-    port.sin_family = AF_INET;
-    port.sin_port = htons(kControlPort);
-    if (inet_pton(AF_INET, address.c_str(), &port.sin_addr) != 1) {
-        throw std::runtime_error("'" + address + "' is no IPv4 address");
-    }
-    return port;
-}
-
 /** The library's camera shares its port with whoever wants it, and then each has half of the
  *  clients' questions. */
 void RequireFree(const std::string& address)
 {
-    const sockaddr_in port = ControlPortOf(address);
-    const int probe = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    const int failed = bind(probe, reinterpret_cast<const sockaddr*>(&port), sizeof port);
-    const int why = errno;
-    close(probe);
-    if (failed != 0) {
-        throw std::runtime_error("no camera can be at " + address + ", port " +
-                                 std::to_string(kControlPort) + ": " + std::strerror(why));
-    }
+    UdpSocket().Bind(EndpointOf(address, kControlPort));
 }
 
 ArvGvFakeCamera* NewCamera(const Settings& settings)
@@ -69,7 +45,8 @@ ArvGvFakeCamera* NewCamera(const Settings& settings)
 
 Camera::Camera(const Settings& settings)
     : settings_(settings), camera_(NewCamera(settings)),
-      registers_(arv_gv_fake_camera_get_fake_camera(camera_.get()))
+      registers_(arv_gv_fake_camera_get_fake_camera(camera_.get())),
+      chunkSender_(settings.address, settings.lostRatio)
 {
     if (arv_gv_fake_camera_is_running(camera_.get()) == FALSE) {
         throw std::runtime_error("no camera can be at " + settings.address +
@@ -83,23 +60,17 @@ Camera::Camera(const Settings& settings)
     registers_.Put(kMacHigh, 0x024B);
     registers_.Put(kMacLow, static_cast<std::uint32_t>(std::hash<std::string>()(settings.serial)));
     registers_.PowerUp();
+    registers_.Put(kChunksSent, settings.chunks ? 1 : 0);
     SetPace();
     Warm();
-    g_object_set(camera_.get(), "gvsp-lost-ratio", settings.lostRatio, nullptr);
     arv_fake_camera_set_fill_pattern(arv_gv_fake_camera_get_fake_camera(camera_.get()), &Fill,
                                      this);
-
-    nudger_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const sockaddr_in to = ControlPortOf(settings.address);
-    if (nudger_ < 0 || connect(nudger_, reinterpret_cast<const sockaddr*>(&to), sizeof to) != 0) {
-        throw std::runtime_error("no socket to " + settings.address);
-    }
+    nudger_.Connect(EndpointOf(settings.address, kControlPort));
 }
 
 Camera::~Camera()
 {
     camera_.reset(); // ends the thread that calls Fill
-    close(nudger_);
 }
 
 std::chrono::milliseconds Camera::Tend()
@@ -122,7 +93,7 @@ std::chrono::milliseconds Camera::Tend()
 void Camera::Nudge() const
 {
     // A full queue, or no answer from a camera that goes: the next one comes in a millisecond.
-    [[maybe_unused]] const ssize_t sent = send(nudger_, nullptr, 0, 0);
+    [[maybe_unused]] const ssize_t sent = send(nudger_.Handle(), nullptr, 0, 0);
 }
 
 /** The library paces by a period; clients set a rate, to which the exposure has a say. */
@@ -159,14 +130,24 @@ void Camera::Fill(ArvBuffer* buffer, void* self, guint32, guint32, ArvPixelForma
     static_cast<Camera*>(self)->FillFrame(buffer);
 }
 
-/** Counts from 1 with each start. The thread that calls this serves the clients as well, so no
- *  start or stop comes between the looks at the register. */
+/** The thread that calls this serves the clients as well, so no start or stop comes between the
+ *  looks at the register. */
+void Camera::TakeUpStart()
+{
+    if (registers_.Get(kAcquisition) != kStarting) {
+        return;
+    }
+    frameNumber_ = 0;
+    sendsChunks_ = settings_.chunks && registers_.Get(kChunkModeActive) != 0;
+    // Frames with chunks are ours to send: the library's camera loses its own.
+    g_object_set(camera_.get(), "gvsp-lost-ratio", sendsChunks_ ? 1.0 : settings_.lostRatio,
+                 nullptr);
+    registers_.Put(kAcquisition, kRunning);
+}
+
+/** Counts from 1 with each start. */
 std::uint32_t Camera::NextNumber()
 {
-    if (registers_.Get(kAcquisition) == kStarting) {
-        frameNumber_ = 0;
-        registers_.Put(kAcquisition, kRunning);
-    }
     ++frameNumber_;
     if (settings_.skipFrames != 0 && frameNumber_ % settings_.skipFrames == 0) {
         ++frameNumber_;
@@ -176,17 +157,21 @@ std::uint32_t Camera::NextNumber()
 
 void Camera::FillFrame(ArvBuffer* buffer)
 {
-    constexpr std::uint32_t kNumbers = 0xFFFF; // 16 bits without 0
-    const std::uint32_t number = NextNumber();
-    arv_buffer_set_frame_id(buffer, (number - 1) % kNumbers + 1);
-    const auto ticks =
+    TakeUpStart();
+    const auto time =
         std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch());
-    arv_buffer_set_timestamp(buffer, static_cast<guint64>(ticks.count()));
+    const FrameNotes notes{NextNumber(), static_cast<std::uint64_t>(time.count())};
+    arv_buffer_set_frame_id(buffer, FrameIdOf(notes.number));
+    arv_buffer_set_timestamp(buffer, notes.ticks);
     std::size_t received = 0; // nothing in a buffer that is going to be sent
-    void* const image = const_cast<void*>(arv_buffer_get_data(buffer, &received));
-    const std::size_t size =
-        arv_fake_camera_get_payload(arv_gv_fake_camera_get_fake_camera(camera_.get()));
-    picture_.Paint(registers_, number, static_cast<std::uint8_t*>(image), size);
+    const void* const bytes = arv_buffer_get_data(buffer, &received);
+    const std::span image(
+        static_cast<std::uint8_t*>(const_cast<void*>(bytes)),
+        arv_fake_camera_get_payload(arv_gv_fake_camera_get_fake_camera(camera_.get())));
+    picture_.Paint(registers_, notes.number, image);
+    if (sendsChunks_) {
+        chunkSender_.Send(registers_, notes, image);
+    }
     if (registers_.Get(kAcquisitionMode) == kSingleFrame) {
         registers_.Put(kAcquisition, kStopped);
     }

@@ -1,8 +1,10 @@
 /** A GigE Vision camera, built on the network library's own. */
 #pragma once
 
+#include "chunk_sender.h"
 #include "picture.h"
 #include "registers.h"
+#include "udp_socket.h"
 
 #include <arv.h>
 
@@ -22,6 +24,7 @@ struct Settings {
     std::string features;    ///< path of the feature file
     double lostRatio = 0;    ///< of the packets, 0 to 1
     unsigned skipFrames = 0; ///< each frame with a number that this divides never comes; 0: none
+    bool chunks = false;     ///< sends chunk data once a client switches them on
 };
 
 /** On the network for the life of this object.
@@ -48,6 +51,7 @@ private:
     static void Fill(ArvBuffer* buffer, void* self, guint32 exposureUs, guint32 gain,
                      ArvPixelFormat format);
     void FillFrame(ArvBuffer* buffer);
+    void TakeUpStart();
     std::uint32_t NextNumber();
     void SetPace();
     void Warm();
@@ -56,11 +60,15 @@ private:
     const Settings settings_;
     std::unique_ptr<ArvGvFakeCamera, Unref> camera_;
     Registers registers_;
+    // Of the library's thread.
     Picture picture_;
-    std::uint32_t frameNumber_ = 0; ///< of the library's thread
+    ChunkSender chunkSender_;
+    bool sendsChunks_ = false;
+    std::uint32_t frameNumber_ = 0;
+    // Of the other.
     std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point nextWarming_ = begin_;
-    int nudger_ = -1; ///< socket
+    UdpSocket nudger_;
 };
 
 } // namespace kvcam

@@ -47,6 +47,7 @@ std::optional<Options> ReadOptions(int argc, char** argv, int* exitCode)
     app.add_option("--skip-frames", camera.skipFrames,
                    "leaves out each frame with a number that this divides; 0: none")
         ->check(CLI::NonNegativeNumber & !CLI::Range(1, 1));
+    app.add_flag("--chunks", camera.chunks, "sends chunk data once a client switches them on");
     app.add_option("--ready-file", options.readyFile, "made when the camera answers");
     const auto* duration = app.add_option("--duration", seconds, "ends after so many seconds")
                                ->check(CLI::PositiveNumber);

@@ -5,8 +5,8 @@
 namespace kvcam
 {
 
-void Picture::Paint(const Registers& registers, std::uint32_t frameNumber, std::uint8_t* image,
-                    std::size_t size)
+void Picture::Paint(const Registers& registers, std::uint32_t frameNumber,
+                    std::span<std::uint8_t> image)
 {
     sim::PictureJob job;
     job.sensorWidth = registers.Get(kSensorWidth);
@@ -25,7 +25,7 @@ void Picture::Paint(const Registers& registers, std::uint32_t frameNumber, std::
     for (std::uint32_t i = 0; i < job.balance.size(); ++i) {
         job.balance[i] = registers.GetDouble(kBalance + i * kDoubleBytes);
     }
-    scene_.Paint(job, image, size);
+    scene_.Paint(job, image.data(), image.size());
 }
 
 } // namespace kvcam

@@ -5,8 +5,8 @@
 #include "registers.h"
 #include "scene.h"
 
-#include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace kvcam
 {
@@ -15,9 +15,8 @@ namespace kvcam
 class Picture
 {
 public:
-    /** Not a byte beyond `size`. */
-    void Paint(const Registers& registers, std::uint32_t frameNumber, std::uint8_t* image,
-               std::size_t size);
+    void Paint(const Registers& registers, std::uint32_t frameNumber,
+               std::span<std::uint8_t> image);
 
 private:
     sim::Scene scene_;

@@ -14,7 +14,6 @@ constexpr std::uint32_t kTickFrequency = 1'000'000'000; // Hz
 constexpr std::uint32_t kMono8 = 0x01080001;
 constexpr std::uint32_t kLut = 0x4000;
 constexpr std::uint32_t kLutEntries = 256;
-constexpr std::uint32_t kLutEntryBytes = 4;
 
 struct Number {
     std::uint32_t address;
@@ -102,7 +101,7 @@ void Registers::PowerUp()
         PutDouble(fraction.address, fraction.value);
     }
     for (std::uint32_t i = 0; i < kLutEntries; ++i) {
-        Put(kLut + i * kLutEntryBytes, i);
+        Put(kLut + i * kNumberBytes, i);
     }
 }
 

@@ -18,6 +18,9 @@ enum StreamRegister : std::uint32_t {
     kModel = 0x0068,
     kVersion = 0x0088,
     kSerial = 0x00D8,
+    kStreamPort = 0x0D00,       ///< of the client, in the low 16 bits
+    kStreamPacketSize = 0x0D04, ///< bytes with all headers, in the low 16 bits
+    kStreamAddress = 0x0D18,    ///< of the client
     kTickFrequencyHigh = 0x093C,
     kTickFrequencyLow = 0x0940,
     kWidth = 0x0100,
@@ -38,13 +41,17 @@ constexpr std::uint32_t kSerialBytes = 16;
 enum FeatureRegister : std::uint32_t {
     kReverseX = 0x2010,
     kReverseY = 0x2014,
+    kChunkModeActive = 0x2060,
+    kChunksSent = 0x2094,  ///< 1: a camera that sends chunks once they are switched on
     kFrameRate = 0x2100,   ///< F, the rate asked for
     kExposure = 0x2108,    ///< F, us
     kTemperature = 0x2800, ///< F for each selector, degrees Celsius
     kGain = 0x2810,        ///< F for each selector, factors
+    kChunkEnable = 0x2880, ///< for each chunk
     kBalance = 0x2830      ///< F for red, green and blue, factors
 };
 constexpr std::uint32_t kDoubleBytes = 8;
+constexpr std::uint32_t kNumberBytes = 4;
 
 /** What stands in kAcquisition. Everything but 0 is a running acquisition to the library. */
 enum Acquisition : std::uint32_t {
@@ -54,6 +61,13 @@ enum Acquisition : std::uint32_t {
 };
 
 enum AcquisitionMode : std::uint32_t { kContinuous = 1, kSingleFrame = 2 };
+
+/** A frame's number on the wire: 16 bits, and 0 is none. */
+constexpr std::uint32_t FrameIdOf(std::uint32_t number)
+{
+    constexpr std::uint32_t kIds = 0xFFFF;
+    return (number - 1) % kIds + 1;
+}
 
 /** Typed access. The library's camera serves the same memory to its clients from its own thread;
  *  each register is read or written whole. */

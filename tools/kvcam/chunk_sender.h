@@ -1,0 +1,54 @@
+/** Frames with chunk data, which the library's camera can't send: GigE Vision payload type 4.
+ *
+ *  The image and each value are followed by a trailer of their own: id and length, 4 bytes each, as
+ *  everything big endian. kvcam.xml has a port for each id. */
+#pragma once
+
+#include "registers.h"
+#include "udp_socket.h"
+
+#include <cstdint>
+#include <random>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace kvcam
+{
+
+/** What a frame says of itself. */
+struct FrameNotes {
+    std::uint32_t number = 0; ///< from 1 with each start
+    std::uint64_t ticks = 0;
+};
+
+/** For one thread: the one that sends frames. */
+class ChunkSender
+{
+public:
+    /** From this address; so many of the packets get lost. */
+    ChunkSender(const std::string& address, double lostRatio);
+
+    /** Image and the chunks that are switched on, to the client that the registers name. */
+    void Send(const Registers& registers, const FrameNotes& notes,
+              std::span<const std::uint8_t> image);
+
+private:
+    enum class Content : std::uint32_t { Leader = 1, Trailer = 2, Data = 3 };
+
+    void Put32(std::uint32_t value);
+    void Put64(std::uint64_t value);
+    void PutTrailer(std::uint32_t id, std::uint32_t bytes);
+    void Assemble(const Registers& registers, const FrameNotes& notes,
+                  std::span<const std::uint8_t> image);
+    void SendPacket(std::uint32_t frameId, Content content, std::span<const std::uint8_t> bytes);
+
+    UdpSocket socket_;
+    const double lostRatio_;
+    std::minstd_rand random_;
+    sockaddr_in client_{};
+    std::uint32_t packetId_ = 0;
+    std::vector<std::uint8_t> payload_;
+};
+
+} // namespace kvcam

@@ -72,7 +72,7 @@ void ReadCameras(TableReader& in, CamerasConfig* out)
     }
     out->interface = in.Text("interface", "the name or the address of a network interface")
                          .value_or(out->interface);
-    if (in.Has("interface") && !out->network) {
+    if (!out->interface.empty() && !out->network) {
         in.Warn("interface", "has no effect without cameras.kinds = \"net\" or \"all\"");
     }
 }

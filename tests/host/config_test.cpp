@@ -70,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(
         // form, unknown names, wrong types
         RefusedCase{"[camera]\nmodel = \n", "2:9", "not valid TOML"},
         RefusedCase{"[camera]\nmodel = \"a\"\nmodel = \"b\"\n", "3:9", "not valid TOML"},
-        RefusedCase{"[camera]\n[cameras]\n", "2:2", "unknown key cameras; known tables: camera"},
+        RefusedCase{"[camera]\n[kamera]\n", "2:2", "unknown key kamera; known tables: camera"},
         RefusedCase{"frames = 3\n", "1:1", "unknown key frames"},
         RefusedCase{"[gain]\n  dB = 3\n", "2:3", "unknown key gain.dB; known keys of [gain]: "},
         RefusedCase{"camera = 3\n", "1:10", "camera is 3; expected a table"},
@@ -364,10 +364,11 @@ struct CommandLine {
 
 TEST(CommandLine, HoldsOverTheFile)
 {
-    const CommandLine line({"run", "--frames", "7", "--format", "bayer8", "--position", "1",
-                            "--position", "3", "--memory", "x", "--log-level", "error",
-                            "--no-retry", "--no-status", "--export", "png", "--cameras", "net",
-                            "--interface", "10.0.0.1"});
+    const CommandLine line({"run",        "--frames",    "7",          "--format",   "bayer8",
+                            "--position", "1",           "--position", "3",          "--memory",
+                            "x",          "--log-level", "error",      "--no-retry", "--no-status",
+                            "--export",   "png",         "--cameras",  "net",        "--interface",
+                            "10.0.0.1"});
     ASSERT_TRUE(line.goesOn) << line.err.str();
     Config config = Accepted("[session]\nframes = 1\n[camera]\nmodel = \"M\"\n").config;
     ApplyOverrides(line.options, &config);

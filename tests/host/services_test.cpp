@@ -201,14 +201,14 @@ TEST(Waveform, ShowsThePulseBesideTheExposure)
 
 TEST(CameraTable, SaysWhichCamerasTheDriverTakes)
 {
-    std::vector<CameraRow> cameras(9, {"DALSA (simulated)", "M", "1", "1.0", "sim"});
-    cameras[1] = {"Other", "LongerModel", "", "1\n", "net"};
+    std::vector<CameraRow> cameras(9, {"DALSA (simulated)", "M", "1", "1.0", "sim", ""});
+    cameras[1] = {"Other", "LongerModel", "", "1\n", "net", "10.0.0.7"};
     const std::string table = CameraTable(cameras);
     EXPECT_THAT(table, testing::StartsWith(
-                           "position  model        serial  version  kind  driver\n"
-                           "0         M            1       1.0      sim   takes it\n"
-                           "1         LongerModel  -       1?       net   no (another maker: "
-                           "Other)\n"));
+                           "position  model        serial  version  kind  address   driver\n"
+                           "0         M            1       1.0      sim   -         takes it\n"
+                           "1         LongerModel  -       1?       net   10.0.0.7  no (another "
+                           "maker: Other)\n"));
     EXPECT_THAT(table, testing::EndsWith("no (beyond the first eight)\n"));
 }
 

@@ -76,6 +76,7 @@ struct Loop {
     std::int64_t nowNs = 1;
     std::vector<std::function<int()>> sessions;
     std::size_t sessionsRun = 0;
+    std::uint64_t transfer = 0; ///< number of the newest
     std::vector<std::int64_t> waits;
     std::function<void()> duringWait = [] {};
 
@@ -97,8 +98,8 @@ struct Loop {
     FrameMemory memory;
     Exporter exporter{ExportOptions()};
     HostSession host{{config, signals, log, memory, exporter, [this] { return nowNs; },
-                      [] {
-                          return TransferCounts{1, 1, 2, 3};
+                      [this] {
+                          return TransferCounts{transfer, 1, 2, 3};
                       },
                       [this] { return nowNs; }}};
 
@@ -115,6 +116,7 @@ struct Loop {
     /** Grabs so many frames in one loop of the driver's. */
     void Grab(int frames)
     {
+        ++transfer;
         host.GrabbingBegins();
         for (int i = 0; i < frames; ++i) {
             host.FrameGrabbed(20);
@@ -171,6 +173,8 @@ TEST(SessionLoop, FrameCountIsThatOfADeviceSession)
                      }};
     EXPECT_EQ(loop.Run().status, ExitStatus::Done);
     EXPECT_EQ(loop.sessionsRun, 3U);
+    loop.host.GrabbingBegins(); // a loop that gets no transfer of its own
+    loop.host.GrabbingEnds();
     EXPECT_EQ(loop.host.Transfers().incomplete, 8U) << "two of each transfer, and each counts once";
 }
 
@@ -255,11 +259,13 @@ TEST(Progress, StatusLineAndSummaryCarryTheNumbers)
     EXPECT_FALSE(progress.StatusDue(1000 + 199'999'999));
     EXPECT_TRUE(progress.StatusDue(1000 + 200'000'000));
 
-    const std::string whole = progress.Summary({true, 48, 2, 1, "out"}, {3, 2, 1}, 2'040'000'000);
+    const std::string whole =
+        progress.Summary({true, 48, 2, 1, "out"}, {1, 3, 2, 1, 900, 7, 4}, 2'040'000'000);
     EXPECT_THAT(whole, testing::StartsWith("grabbed 52, exported 48, skipped 2, failed 1, "
                                            "dropped 6, time 2.0 s\n"));
     EXPECT_THAT(whole, HasSubstr("3 lost on the link, 2 incomplete, 1 without a free "
                                  "buffer; waits without a frame: 1\n"));
+    EXPECT_THAT(whole, HasSubstr("packets: 900 received, 7 resent, 4 missing\n"));
     EXPECT_THAT(whole, HasSubstr("pictures are in out; the first frame"));
 }
 

@@ -1,7 +1,7 @@
 #include "camera_table.h"
 
-#include <algorithm>
-#include <array>
+#include "feature_table.h"
+
 #include <cstring>
 
 namespace kvgrab
@@ -10,17 +10,7 @@ namespace kvgrab
 namespace
 {
 
-constexpr std::size_t kColumns = 6;
 constexpr std::size_t kDriverList = 8; // the driver asks for no more
-using Row = std::array<std::string, kColumns>;
-
-/** Texts of cameras as they may be shown: nothing that moves a cursor. */
-std::string Shown(std::string text)
-{
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
-    return text.empty() ? "-" : text;
-}
 
 } // namespace
 
@@ -37,29 +27,28 @@ std::string WhyNotTaken(const CameraRow& camera, std::size_t position)
 
 std::string CameraTable(const std::vector<CameraRow>& cameras)
 {
-    std::vector<Row> rows = {{"position", "model", "serial", "version", "kind", "driver"}};
+    std::vector<std::vector<std::string>> rows = {
+        {"position", "model", "serial", "version", "kind", "address", "driver"}};
     for (std::size_t i = 0; i < cameras.size(); ++i) {
         const CameraRow& camera = cameras[i];
         const std::string why = WhyNotTaken(camera, i);
         rows.push_back({std::to_string(i), Shown(camera.model), Shown(camera.serial),
-                        Shown(camera.version), Shown(camera.kind),
+                        Shown(camera.version), Shown(camera.kind), Shown(camera.address),
                         why.empty() ? "takes it" : "no (" + why + ")"});
     }
-    std::array<std::size_t, kColumns> widths{};
-    for (const Row& row : rows) {
-        for (std::size_t column = 0; column < kColumns; ++column) {
-            widths[column] = std::max(widths[column], row[column].size());
-        }
+    return Columns(rows);
+}
+
+std::string AddressText(std::uint32_t address)
+{
+    if (address == 0) {
+        return "";
     }
-    std::string table;
-    for (const Row& row : rows) {
-        for (std::size_t column = 0; column < kColumns; ++column) {
-            const bool last = column + 1 == kColumns;
-            table += row[column];
-            table += last ? "\n" : std::string(widths[column] - row[column].size() + 2, ' ');
-        }
+    std::string text;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        text += std::to_string(address >> shift & 0xFF) + (shift == 0 ? "" : ".");
     }
-    return table;
+    return text;
 }
 
 } // namespace kvgrab

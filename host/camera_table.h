@@ -1,6 +1,7 @@
 /** The table that `kvgrab list` prints. */
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -12,14 +13,18 @@ struct CameraRow {
     std::string model;
     std::string serial;
     std::string version;
-    std::string kind; ///< "sim", "net"
+    std::string kind;    ///< "sim", "net"
+    std::string address; ///< on the network; empty: none
 };
 
 /** Whether the driver takes the camera at a position of the list: empty for yes, else why not. */
 std::string WhyNotTaken(const CameraRow& camera, std::size_t position);
 
-/** Columns in the order position, model, serial, version, kind, driver; a heading, then a row for
- *  each camera. */
+/** Columns in the order position, model, serial, version, kind, address, driver; a heading, then a
+ * row for each camera. */
 std::string CameraTable(const std::vector<CameraRow>& cameras);
+
+/** "192.168.1.20" of an IPv4 address in host byte order; empty of 0. */
+std::string AddressText(std::uint32_t address);
 
 } // namespace kvgrab

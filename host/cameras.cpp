@@ -1,6 +1,7 @@
 #include "cameras.h"
 
 #include "gev_api.h"
+#include "gev_kinds.h"
 #include "sim_control.h"
 #include "waveform.h"
 
@@ -9,13 +10,32 @@
 namespace kvgrab
 {
 
-bool SetUpSimulation(const std::string& path, std::string* error)
+bool SetUpCameras(const CamerasConfig& kinds, const std::string& path, std::string* error)
 {
+    if (!gevplat::ChooseKinds(
+            {.simulated = kinds.simulated, .network = kinds.network, .interface = kinds.interface},
+            error)) {
+        return false;
+    }
+    if (!kinds.simulated) {
+        return true;
+    }
     if (path.empty()) {
         sim::AddDefaultCameras();
         return true;
     }
     return sim::LoadNetwork(path, error);
+}
+
+PlatformLog::PlatformLog(Log& log)
+{
+    gevplat::SetLogSink(
+        [&log](int level, const std::string& text) { log.Line(level, "platform: " + text); });
+}
+
+PlatformLog::~PlatformLog()
+{
+    gevplat::SetLogSink(nullptr);
 }
 
 bool ListCameras(std::vector<CameraRow>* cameras, std::string* error)
@@ -27,8 +47,8 @@ bool ListCameras(std::vector<CameraRow>* cameras, std::string* error)
     const int status = GevGetCameraList(found.data(), kMost, &count);
     for (int i = 0; i < count && i < kMost; ++i) {
         const GEV_DEVICE_INFO& camera = found[static_cast<std::size_t>(i)];
-        cameras->push_back(
-            {camera.manufacturer, camera.model, camera.serial, camera.version, camera.kind});
+        cameras->push_back({camera.manufacturer, camera.model, camera.serial, camera.version,
+                            camera.kind, AddressText(camera.ipAddress)});
     }
     GevApiUninitialize();
     _CloseSocketAPI();
@@ -76,7 +96,15 @@ TransferCounts NewestTransfer()
     if (GevGetTransferStatistics(&counts) != kGevOk) {
         return {};
     }
-    return {counts.framesLost, counts.framesIncomplete, counts.underruns};
+    TransferCounts transfer;
+    transfer.number = counts.transfer;
+    transfer.lost = counts.framesLost;
+    transfer.incomplete = counts.framesIncomplete;
+    transfer.underruns = counts.underruns;
+    transfer.packetsReceived = counts.packetsReceived;
+    transfer.packetsResent = counts.packetsResent;
+    transfer.packetsMissing = counts.packetsMissing;
+    return transfer;
 }
 
 } // namespace kvgrab

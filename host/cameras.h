@@ -2,6 +2,8 @@
 #pragma once
 
 #include "camera_table.h"
+#include "config.h"
+#include "log.h"
 #include "progress.h"
 
 #include <string>
@@ -10,9 +12,20 @@
 namespace kvgrab
 {
 
-/** Puts the simulated cameras on their network: those of the description file, or the two built-in
- *  ones when `path` is empty. False: `*error` says what is wrong with the file, and where. */
-bool SetUpSimulation(const std::string& path, std::string* error);
+/** Chooses the kinds of cameras, and puts the simulated ones on their network: those of the
+ *  description file, or the two built-in ones when `path` is empty. False: `*error` says what is
+ *  wrong, with the file and where, or why network cameras can't be used. */
+bool SetUpCameras(const CamerasConfig& kinds, const std::string& path, std::string* error);
+
+/** What the platform layer has to say goes to this log until the object goes. */
+class PlatformLog
+{
+public:
+    explicit PlatformLog(Log& log);
+    ~PlatformLog();
+    PlatformLog(const PlatformLog&) = delete;
+    PlatformLog& operator=(const PlatformLog&) = delete;
+};
 
 /** Lists all cameras. False: the platform layer refused; `*error` says how. */
 bool ListCameras(std::vector<CameraRow>* cameras, std::string* error);

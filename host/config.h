@@ -146,6 +146,14 @@ struct SimulationConfig {
     bool operator==(const SimulationConfig&) const = default;
 };
 
+/** [cameras]: which kinds of cameras are used. */
+struct CamerasConfig {
+    bool simulated = true;
+    bool network = false;
+    std::string interface; ///< name or address of the network interface; empty: all
+    bool operator==(const CamerasConfig&) const = default;
+};
+
 /** [log] */
 struct LogConfig {
     std::string file; ///< empty: standard error
@@ -155,6 +163,7 @@ struct LogConfig {
 
 struct Config {
     CameraConfig camera;
+    CamerasConfig cameras;
     StreamConfig stream;
     ImageConfig image;
     RegionConfig region;
@@ -225,6 +234,15 @@ inline constexpr FormatName kFormatNames[] = {
     {"mono12", KvTd::kFormatMono12}, {"yuv422", KvTd::kFormatYuv422},
     {"bayer8", KvTd::kFormatBayer8},
 };
+
+/** The names that choose the kinds of cameras. */
+struct KindsName {
+    std::string_view name;
+    bool simulated;
+    bool network;
+};
+inline constexpr KindsName kKindsNames[] = {
+    {"sim", true, false}, {"net", false, true}, {"all", true, true}};
 
 /** The names of the log levels. */
 struct LevelName {

@@ -45,6 +45,7 @@ ConfigChanges Compare(const Config& before, const Config& after)
 
     note(changes.restart, "export", before.exporting != after.exporting);
     note(changes.restart, "memory", before.memory != after.memory);
+    note(changes.restart, "cameras", before.cameras != after.cameras);
     note(changes.restart, "simulation", before.simulation != after.simulation);
     note(changes.restart, "log.file", before.log.file != after.log.file);
     return changes;

@@ -60,6 +60,23 @@ void ReadSimulation(TableReader& in, SimulationConfig* out)
     out->network = in.Text("network", "the path of a description file").value_or(out->network);
 }
 
+void ReadCameras(TableReader& in, CamerasConfig* out)
+{
+    std::vector<Choice> kinds;
+    for (const KindsName& row : kKindsNames) {
+        kinds.push_back({row.name, static_cast<int>(kinds.size())});
+    }
+    if (const auto kind = in.OneOf("kinds", kinds)) {
+        out->simulated = kKindsNames[*kind].simulated;
+        out->network = kKindsNames[*kind].network;
+    }
+    out->interface = in.Text("interface", "the name or the address of a network interface")
+                         .value_or(out->interface);
+    if (!out->interface.empty() && !out->network) {
+        in.Warn("interface", "has no effect without cameras.kinds = \"net\" or \"all\"");
+    }
+}
+
 void ReadLog(TableReader& in, LogConfig* out)
 {
     std::vector<Choice> levels;
@@ -93,6 +110,10 @@ void WarnOfConflicts(TableReader& root, ReadContext& context, const Config& conf
                   "manual also stops the automatic gain of cameras that have one switch for both; "
                   "leave exposure.mode out, or set both to \"automatic\"");
     }
+    if (!config.simulation.network.empty() && !config.cameras.simulated) {
+        TableReader(context, *root.Table("simulation"), "simulation")
+            .Warn("network", "has no effect while cameras.kinds leaves the simulated ones out");
+    }
     constexpr float kNoCurve = 1;
     if (!config.lut.values.empty() && config.gamma.value != KvTd::kGammaUnset &&
         config.gamma.value != kNoCurve) {
@@ -108,6 +129,7 @@ ParsedConfig ReadAll(const toml::table& text, ReadContext& context)
     Config& out = parsed.config;
     TableReader root(context, text, "");
     ReadTable(root, context, "camera", ReadCamera, &out.camera);
+    ReadTable(root, context, "cameras", ReadCameras, &out.cameras);
     ReadTable(root, context, "stream", ReadStream, &out.stream);
     ReadTable(root, context, "image", ReadImage, &out.image);
     ReadTable(root, context, "region", ReadRegion, &out.region);

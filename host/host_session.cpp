@@ -41,6 +41,7 @@ void HostSession::SessionBegins()
     frameLimit_ = 0;
     sessionFrames_ = 0;
     loopsPastTheEnd_ = 0;
+    timing.Begins(parts.monotonicNs());
     dynamicLut.Forget();
 }
 
@@ -169,6 +170,7 @@ void HostSession::SetFrameSize(std::uint32_t size)
 void HostSession::GrabbingBegins()
 {
     grabbing_ = true;
+    timing.Configured(parts.monotonicNs());
     frameLimit_ = parts.config.Current().session.frames;
 }
 
@@ -176,7 +178,12 @@ void HostSession::GrabbingEnds()
 {
     if (grabbing_) {
         grabbing_ = false;
-        finishedTransfers_ += parts.transfers();
+        const TransferCounts counts = parts.transfers();
+        // Without a transfer of its own a loop sees the one before.
+        if (counts.number != newestFinished_) {
+            finishedTransfers_ += counts;
+            newestFinished_ = counts.number;
+        }
     }
 }
 
@@ -184,7 +191,10 @@ TransferCounts HostSession::Transfers() const
 {
     TransferCounts all = finishedTransfers_;
     if (grabbing_) {
-        all += parts.transfers();
+        const TransferCounts counts = parts.transfers();
+        if (counts.number != newestFinished_) {
+            all += counts;
+        }
     }
     return all;
 }
@@ -195,6 +205,11 @@ void HostSession::FrameGrabbed(float temperature)
     parts.signals.RoundHadFrame();
     parts.memory.CountRound();
     ++sessionFrames_;
+    arrivalNs_ = parts.wallClockNs();
+    const std::string timed = timing.Frame(now);
+    if (!timed.empty()) {
+        parts.log.Line(3, timed);
+    }
     progress.FrameGrabbed(now, temperature);
     if (noFramesReported_) {
         parts.log.Line(2, "frames are coming again");
@@ -230,8 +245,10 @@ void HostSession::FrameMissed()
 void HostSession::ShowStatus(std::int64_t nowNs)
 {
     if (progress.StatusDue(nowNs)) {
+        const TransferCounts counts = Transfers();
         parts.log.SetStatus(progress.StatusLine({scenario.frame.gainDb, scenario.frame.exposureUs,
-                                                 parts.memory.ActFsize(), Transfers().Dropped()}));
+                                                 parts.memory.ActFsize(), counts.Dropped(),
+                                                 counts.packetsResent, counts.packetsMissing}));
     }
 }
 
@@ -244,8 +261,27 @@ void HostSession::CheckExporter()
     }
 }
 
+std::optional<ClockDrift::Estimate> HostSession::Drift() const
+{
+    return drift_ ? drift_->Fit() : std::nullopt;
+}
+
+/** The newest frame's camera time and arrival. */
+void HostSession::FollowClocks()
+{
+    if (scenario.tickNs == 0) {
+        return;
+    }
+    if (!drift_) {
+        drift_.emplace(scenario.tickNs);
+    }
+    drift_->Frame(static_cast<std::int64_t>(scenario.frame.cameraTicks * scenario.tickNs),
+                  arrivalNs_);
+}
+
 int HostSession::Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag)
 {
+    FollowClocks();
     return parts.memory.Trigger(instance, timeUs, image, flag, scenario.frame);
 }
 

@@ -4,6 +4,7 @@
  *  driver), except the log, which has its own lock. */
 #pragma once
 
+#include "clock_drift.h"
 #include "config_store.h"
 #include "dynamic_lut.h"
 #include "export/exporter.h"
@@ -11,10 +12,12 @@
 #include "log.h"
 #include "progress.h"
 #include "scenario.h"
+#include "session_timing.h"
 #include "signal_state.h"
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace kvgrab
@@ -29,6 +32,7 @@ struct HostParts {
     Exporter& exporter;
     std::function<std::int64_t()> monotonicNs;
     std::function<TransferCounts()> transfers; ///< of the newest transfer
+    std::function<std::int64_t()> wallClockNs; ///< what frames are stamped by
 };
 
 class HostSession
@@ -46,6 +50,8 @@ public:
     // ---- around a device session ----
     void SessionBegins();
     void SessionEnded();
+    /** The session that ended did so because the camera couldn't be used. */
+    void SessionFailed() { timing.Failed(); }
     /** Whether the camera of the session that begins was seen to have what the configured output
      * lines need. Without it no change that asks for them is applied in the session. */
     void OutputLinesChecked(bool checked) { outputLinesChecked_ = checked; }
@@ -65,6 +71,7 @@ public:
     // ---- frames ----
     void PrepareMemory(std::uint32_t size);
     void SetFrameSize(std::uint32_t size);
+    void CameraIsOpen() { timing.Opened(parts.monotonicNs()); }
     void GrabbingBegins();
     void GrabbingEnds();
     void FrameGrabbed(float temperature);
@@ -83,20 +90,27 @@ public:
 
     /** Of all transfers so far. */
     TransferCounts Transfers() const;
+    /** How fast the host's clock gained on the camera's; none while that can't be told. */
+    std::optional<ClockDrift::Estimate> Drift() const;
 
     HostParts parts;
     Scenario scenario;
     Progress progress;
+    SessionTiming timing;
     DynamicLut dynamicLut;
     int grabState = 0; ///< as the driver reported it last
 
 private:
     void ShowStatus(std::int64_t nowNs);
     void CheckExporter();
+    void FollowClocks();
     void ForgetTableIfChanged(const ConfigChanges& changes);
     bool OutputLinesNeedACheck() const;
 
     TransferCounts finishedTransfers_;
+    std::uint64_t newestFinished_ = 0; ///< number of a transfer
+    std::optional<ClockDrift> drift_;  ///< from the first frame on
+    std::int64_t arrivalNs_ = 0;       ///< of the newest frame, on the wall clock
     bool grabbing_ = false;
     std::uint32_t frameLimit_ = 0; ///< of the device session
     std::uint64_t sessionFrames_ = 0;

@@ -13,8 +13,15 @@ int main(int argc, char** argv)
         if (!ParseOptions(argc, argv, &options, &status, std::cout, std::cerr)) {
             return status;
         }
-        return static_cast<int>(options.command == Options::Command::List ? RunList(options)
-                                                                          : RunGrabbing(options));
+        switch (options.command) {
+        case Options::Command::List:
+            return static_cast<int>(RunList(options));
+        case Options::Command::Features:
+            return static_cast<int>(RunFeatures(options));
+        case Options::Command::Run:
+            break;
+        }
+        return static_cast<int>(RunGrabbing(options));
     } catch (const std::exception& unforeseen) {
         std::cerr << "kvgrab: ended by something unforeseen: " << unforeseen.what() << ".\n";
         return static_cast<int>(ExitStatus::Internal);

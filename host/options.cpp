@@ -22,6 +22,8 @@ constexpr const char* kFooter = R"(Examples:
       grabs 100 frames of the first camera and writes 99 pictures
   kvgrab --config examples/kvgrab.toml --log-file kvgrab.log
       grabs for ever as the file says; the terminal keeps the status line
+  kvgrab features --cameras net
+      prints what the first camera on the network has, with values and limits
   kvgrab --serial S1234567 --format mono12 --every-frame --export raw
       one certain camera, 12 bits, no frame skipped by the writers
 
@@ -49,7 +51,8 @@ class HelpText : public CLI::Formatter
 public:
     std::string make_usage(const CLI::App*, std::string) const override
     {
-        return "Usage: kvgrab [run] [options]\n       kvgrab list [options]\n";
+        return "Usage: kvgrab [run] [options]\n       kvgrab list [options]\n"
+               "       kvgrab features [options]\n";
     }
 };
 
@@ -91,6 +94,13 @@ void AddOptions(CLI::App& app, Options* options)
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app.add_option("-c,--config", options->configPath, "configuration file (docs/kvgrab.md)")
         ->option_text("FILE");
+    app.add_option("--cameras", options->kinds,
+                   "kinds of cameras: sim (simulated, the default), net (on the network) or all")
+        ->option_text("KINDS")
+        ->check(CLI::IsMember(NamesOf(kKindsNames)));
+    app.add_option("--interface", options->interface,
+                   "look for network cameras on this network interface alone")
+        ->option_text("NAME");
     app.add_option("--model", options->model, "use a camera whose model begins so")
         ->option_text("TEXT");
     app.add_option("--serial", options->serial, "use the camera with this serial number")
@@ -159,7 +169,8 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
     AddOptions(app, options);
     CLI::App* run = app.add_subcommand("run", "grab frames (also without this word)");
     CLI::App* list = app.add_subcommand("list", "show the cameras that the driver would see");
-    for (CLI::App* command : {run, list}) {
+    CLI::App* features = app.add_subcommand("features", "print what a camera has");
+    for (CLI::App* command : {run, list, features}) {
         command->fallthrough();
         command->set_help_flag();
     }
@@ -174,7 +185,9 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
         *exitStatus = static_cast<int>(ExitStatus::Usage);
         return false;
     }
-    options->command = list->parsed() ? Options::Command::List : Options::Command::Run;
+    options->command = list->parsed()       ? Options::Command::List
+                       : features->parsed() ? Options::Command::Features
+                                            : Options::Command::Run;
     return true;
 }
 
@@ -205,6 +218,13 @@ void ApplyOverrides(const Options& options, Config* config)
     put(options.logFile, &config->log.file);
     put(options.retryIntervalS, &config->session.retryIntervalS);
     config->session.retry = config->session.retry && !options.noRetry;
+    for (const KindsName& row : kKindsNames) {
+        if (options.kinds == row.name) {
+            config->cameras.simulated = row.simulated;
+            config->cameras.network = row.network;
+        }
+    }
+    put(options.interface, &config->cameras.interface);
     for (const FormatName& row : kFormatNames) {
         if (options.format == row.name) {
             config->image.format = row.code;

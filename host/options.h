@@ -15,7 +15,7 @@ namespace kvgrab
 /** What is given on the command line holds over the configuration file, also when that is read
  *  again. */
 struct Options {
-    enum class Command { Run, List };
+    enum class Command { Run, List, Features };
     Command command = Command::Run;
     std::string configPath; ///< empty: no file
     std::string driverPath; ///< empty: the installed one
@@ -34,6 +34,8 @@ struct Options {
     bool everyFrame = false;
     bool overwrite = false;
     std::optional<std::string> memoryName;
+    std::optional<std::string> kinds;
+    std::optional<std::string> interface;
     std::optional<std::string> simulation;
     std::optional<std::string> logFile;
     std::optional<std::string> logLevel;

@@ -1,62 +1,13 @@
 #include "output_lines.h"
 
-#include "camera_table.h"
+#include "chosen_camera.h"
 #include "gen_api.h"
-#include "gev_api.h"
-
-#include <algorithm>
-#include <array>
-#include <cstring>
-#include <memory>
 
 namespace kvgrab
 {
 
 namespace
 {
-
-constexpr int kCamerasLookedAt = 8; ///< by the driver
-constexpr std::uint32_t kControl = 2;
-
-/** Leaves the platform layer as the driver expects to find it. */
-struct Platform {
-    Platform() = default;
-    ~Platform()
-    {
-        GevApiUninitialize();
-        _CloseSocketAPI();
-    }
-    Platform(const Platform&) = delete;
-    Platform& operator=(const Platform&) = delete;
-};
-
-struct CameraCloser {
-    void operator()(void* handle) const { GevCloseCamera(&handle); }
-};
-using OpenCamera = std::unique_ptr<void, CameraCloser>;
-
-/** The first camera that the driver takes; null when there is none. */
-const GEV_DEVICE_INFO* Chosen(const std::array<GEV_DEVICE_INFO, kCamerasLookedAt>& list, int count,
-                              const CameraConfig& wanted)
-{
-    const auto* const end = list.data() + std::min(count, kCamerasLookedAt);
-    const auto ours = [](const GEV_DEVICE_INFO& camera) {
-        return WhyNotTaken(
-                   {camera.manufacturer, camera.model, camera.serial, camera.version, camera.kind},
-                   0)
-            .empty();
-    };
-    if (std::none_of(list.data(), end, ours)) {
-        return nullptr;
-    }
-    const auto* const found = std::find_if(list.data(), end, [&](const GEV_DEVICE_INFO& camera) {
-        const bool byName =
-            std::strncmp(wanted.model.c_str(), camera.model, wanted.model.size()) == 0 &&
-            (wanted.serial.empty() || wanted.serial == camera.serial);
-        return byName || (wanted.positionMask & 1U << (&camera - list.data())) != 0;
-    });
-    return found == end ? nullptr : found;
-}
 
 /** What keeps a feature from being used as the driver will use it; empty for nothing. */
 template <class Pointer> std::string Trouble(const Pointer& node, const std::string& name)
@@ -113,19 +64,13 @@ std::string WhyLinesCannotBeDriven(const Config& config)
     if (!DrivesOutputLines(config)) {
         return "";
     }
-    const Platform platform;
-    std::array<GEV_DEVICE_INFO, kCamerasLookedAt> list{};
-    int count = 0;
-    GevGetCameraList(list.data(), kCamerasLookedAt, &count);
-    const GEV_DEVICE_INFO* const chosen = Chosen(list, count, config.camera);
-    void* handle = nullptr;
-    if (chosen == nullptr || GevOpenCamera(chosen, kControl, &handle) != kGevOk) {
+    const ChosenCamera camera(config.camera);
+    if (!camera.IsOpen()) {
         return "";
     }
-    const OpenCamera camera(handle);
-    const std::string who = std::string("the camera ") + chosen->serial + " ";
+    const std::string who = std::string("the camera ") + camera.Info().serial + " ";
     try {
-        const auto* const map = GevGetFeatureNodeMap(handle);
+        const auto* const map = camera.NodeMap();
         for (const IoSetConfig& set : SetsRead(config)) {
             const char* const line = map == nullptr ? nullptr : OutputLineOf(set);
             const std::string trouble = line == nullptr ? "" : LineTrouble(*map, line);

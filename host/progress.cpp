@@ -23,6 +23,9 @@ TransferCounts& TransferCounts::operator+=(const TransferCounts& more)
     lost += more.lost;
     incomplete += more.incomplete;
     underruns += more.underruns;
+    packetsReceived += more.packetsReceived;
+    packetsResent += more.packetsResent;
+    packetsMissing += more.packetsMissing;
     return *this;
 }
 
@@ -81,11 +84,17 @@ std::string Progress::StatusLine(const StatusValues& values) const
     if (periodUs_ != 0) {
         std::snprintf(nominal.data(), nominal.size(), " of %.1f", 1e6 / periodUs_);
     }
+    std::array<char, 80> packets{};
+    if (values.packetsResent != 0 || values.packetsMissing != 0) {
+        std::snprintf(packets.data(), packets.size(),
+                      ", packets %" PRIu64 " resent %" PRIu64 " missing", values.packetsResent,
+                      values.packetsMissing);
+    }
     std::array<char, 300> line{};
     std::snprintf(line.data(), line.size(),
                   "%" PRIu64 " frames, %.1f%s fps, %" PRIu64
-                  " dropped, exposure %.0f us, gain %.1f dB, %s, %.1f MB/s",
-                  grabbed_, rate_, nominal.data(), values.dropped,
+                  " dropped%s, exposure %.0f us, gain %.1f dB, %s, %.1f MB/s",
+                  grabbed_, rate_, nominal.data(), values.dropped, packets.data(),
                   static_cast<double>(values.exposureUs), static_cast<double>(values.gainDb),
                   temperature.data(), rate_ * values.frameBytes / 1e6);
     return line.data();
@@ -106,6 +115,12 @@ std::string Progress::Summary(const PictureCounts& pictures, const TransferCount
                       "dropped: %" PRIu64 " lost on the link, %" PRIu64 " incomplete, %" PRIu64
                       " without a free buffer; waits without a frame: %" PRIu64 "\n",
                       transfers.lost, transfers.incomplete, transfers.underruns, missed_);
+        summary += text.data();
+    }
+    if (transfers.packetsReceived != 0) {
+        std::snprintf(text.data(), text.size(),
+                      "packets: %" PRIu64 " received, %" PRIu64 " resent, %" PRIu64 " missing\n",
+                      transfers.packetsReceived, transfers.packetsResent, transfers.packetsMissing);
         summary += text.data();
     }
     if (!pictures.wanted) {

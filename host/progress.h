@@ -11,9 +11,13 @@ namespace kvgrab
 
 /** Frames that never reached the driver, or not whole. */
 struct TransferCounts {
-    std::uint64_t lost = 0;       ///< on the link
-    std::uint64_t incomplete = 0; ///< arrived with data missing
-    std::uint64_t underruns = 0;  ///< found no free buffer
+    std::uint64_t number = 0;          ///< which transfer of the process; 0: none
+    std::uint64_t lost = 0;            ///< on the link
+    std::uint64_t incomplete = 0;      ///< arrived with data missing
+    std::uint64_t underruns = 0;       ///< found no free buffer
+    std::uint64_t packetsReceived = 0; ///< network cameras only, as the next two
+    std::uint64_t packetsResent = 0;
+    std::uint64_t packetsMissing = 0;
     std::uint64_t Dropped() const { return lost + incomplete + underruns; }
     TransferCounts& operator+=(const TransferCounts& more);
 };
@@ -33,6 +37,8 @@ struct StatusValues {
     float exposureUs = 0;
     std::uint32_t frameBytes = 0;
     std::uint64_t dropped = 0;
+    std::uint64_t packetsResent = 0;
+    std::uint64_t packetsMissing = 0;
 };
 
 class Progress

@@ -1,8 +1,11 @@
 #include "run.h"
 
+#include "camera_features.h"
 #include "cameras.h"
+#include "chosen_camera.h"
 #include "driver_library.h"
 #include "host_session.h"
+#include "network_checks.h"
 #include "output_lines.h"
 #include "realtime.h"
 #include "session_loop.h"
@@ -30,6 +33,12 @@ timespec WallClock()
     timespec now = {};
     clock_gettime(CLOCK_REALTIME, &now);
     return now;
+}
+
+std::int64_t WallClockNs()
+{
+    const timespec now = WallClock();
+    return now.tv_sec * 1'000'000'000LL + now.tv_nsec;
 }
 
 /** One sentence on standard error. */
@@ -79,6 +88,11 @@ void PrintSummary(const HostSession& host, std::int64_t runNs)
     const PictureCounts pictures = {config.format != "none", written.exported, written.skipped,
                                     written.failed, config.directory};
     std::fputs(host.progress.Summary(pictures, host.Transfers(), runNs).c_str(), stdout);
+    if (const auto drift = host.Drift()) {
+        std::printf("clocks: the host's gained %.0f ns a second on the camera's (give or take "
+                    "%.0f, over %.0f s); timing.drift_ns_per_s = %.0f stamps by the camera's\n",
+                    drift->nsPerS, drift->uncertainNsPerS, drift->seconds, drift->nsPerS);
+    }
 }
 
 } // namespace
@@ -100,7 +114,9 @@ ExitStatus RunGrabbing(const Options& options)
     for (const std::string& warning : loaded.warnings) {
         log.Line(2, warning);
     }
-    if (!SetUpSimulation(FromConfigFolder(start.simulation.network, options.configPath), &error)) {
+    const PlatformLog platformLog(log);
+    if (!SetUpCameras(start.cameras, FromConfigFolder(start.simulation.network, options.configPath),
+                      &error)) {
         return Fail(ExitStatus::SetUp, error);
     }
     DriverLibrary driver;
@@ -124,8 +140,15 @@ ExitStatus RunGrabbing(const Options& options)
         }
         log.Line(1, "grabbing goes on without writing pictures: " + exporter.ErrorText());
     }
-    HostSession host({config, signals, log, memory, exporter, MonotonicNs, NewestTransfer});
+    HostSession host(
+        {config, signals, log, memory, exporter, MonotonicNs, NewestTransfer, WallClockNs});
 
+    if (start.cameras.network) {
+        const NetworkFacts facts = LookAtNetwork(start.cameras.interface);
+        for (const std::string& advice : NetworkAdvice(facts, start.stream.packetSize)) {
+            log.Line(2, advice);
+        }
+    }
     const std::string noControlThread = WhyNoControlThread();
     if (!noControlThread.empty()) {
         log.Line(start.iobox.empty() ? 3 : 2, noControlThread);
@@ -162,25 +185,65 @@ ExitStatus RunGrabbing(const Options& options)
     return Fail(last.status, last.sentence);
 }
 
+/** For what is asked beside a run: configuration and cameras. False: `*status` says with what to
+ * end. */
+static bool SetUpBeside(const Options& options, Config* config, ExitStatus* status)
+{
+    ConfigStore store = MakeStore(options);
+    const ConfigStore::Result loaded = store.Reload();
+    if (!loaded.usable) {
+        *status = Fail(ExitStatus::Configuration, loaded.error);
+        return false;
+    }
+    *config = store.Current();
+    std::string error;
+    if (!SetUpCameras(config->cameras,
+                      FromConfigFolder(config->simulation.network, options.configPath), &error)) {
+        *status = Fail(ExitStatus::SetUp, error);
+        return false;
+    }
+    return true;
+}
+
 ExitStatus RunList(const Options& options)
 {
-    ConfigStore config = MakeStore(options);
-    const ConfigStore::Result loaded = config.Reload();
-    if (!loaded.usable) {
-        return Fail(ExitStatus::Configuration, loaded.error);
+    Config config;
+    ExitStatus status = ExitStatus::Done;
+    if (!SetUpBeside(options, &config, &status)) {
+        return status;
     }
     std::string error;
     std::vector<CameraRow> cameras;
-    if (!SetUpSimulation(FromConfigFolder(config.Current().simulation.network, options.configPath),
-                         &error) ||
-        !ListCameras(&cameras, &error)) {
+    if (!ListCameras(&cameras, &error)) {
         return Fail(ExitStatus::SetUp, error);
     }
-    if (cameras.empty()) {
-        std::puts("There is no camera.");
-        return ExitStatus::Done;
+    std::fputs(cameras.empty() ? "There is no camera.\n" : CameraTable(cameras).c_str(), stdout);
+    if (!config.cameras.network) {
+        std::puts("Cameras on the network are not looked for (--cameras net, or all).");
     }
-    std::fputs(CameraTable(cameras).c_str(), stdout);
+    return ExitStatus::Done;
+}
+
+ExitStatus RunFeatures(const Options& options)
+{
+    Config config;
+    ExitStatus status = ExitStatus::Done;
+    if (!SetUpBeside(options, &config, &status)) {
+        return status;
+    }
+    const ChosenCamera camera(config.camera);
+    if (!camera.IsOpen()) {
+        return Fail(ExitStatus::OpenFailed, camera.WhyNot());
+    }
+    const GenApi::CNodeMapRef* const map = camera.NodeMap();
+    if (map == nullptr) {
+        return Fail(ExitStatus::OpenFailed, "the camera gives no description of its features");
+    }
+    const GEV_DEVICE_INFO& info = camera.Info();
+    std::printf("%s\n", Shown(std::string(info.manufacturer) + ", " + info.model + ", serial " +
+                              info.serial + ", version " + info.version)
+                            .c_str());
+    std::fputs(FeatureTable(ReadFeatures(*map)).c_str(), stdout);
     return ExitStatus::Done;
 }
 

@@ -1,4 +1,4 @@
-/** The two commands. */
+/** The commands. */
 #pragma once
 
 #include "exit_status.h"
@@ -12,5 +12,8 @@ ExitStatus RunGrabbing(const Options& options);
 
 /** `kvgrab list` */
 ExitStatus RunList(const Options& options);
+
+/** `kvgrab features` */
+ExitStatus RunFeatures(const Options& options);
 
 } // namespace kvgrab

@@ -109,6 +109,7 @@ NextStep RunSessions(const SessionLoopParts& parts)
             notice.Over();
             continue;
         }
+        host.SessionFailed();
         if (notice.Due(outcome.driverCode, host.parts.monotonicNs())) {
             host.parts.log.Line(2, "waiting: " + step.sentence +
                                        "; trying again until it works or a signal ends kvgrab");

@@ -33,7 +33,7 @@ public:
     {
         const std::lock_guard lock(mutex_);
         camera_ = camera;
-        any_ = true;
+        ++number_;
     }
     /** Keeps the last counts of a camera that is about to close. */
     void Leave(const Opened& camera)
@@ -47,17 +47,20 @@ public:
     int Read(GEV_TRANSFER_STATISTICS* statistics)
     {
         Opened camera;
+        std::uint64_t number = 0;
         {
             const std::lock_guard lock(mutex_);
             camera = camera_.lock();
             *statistics = last_;
-            if (!any_) {
-                return kGevNotReady;
-            }
+            number = number_;
+        }
+        if (number == 0) {
+            return kGevNotReady;
         }
         if (camera != nullptr) {
             *statistics = camera->camera->Statistics();
         }
+        statistics->transfer = number;
         return kGevOk;
     }
 
@@ -65,7 +68,7 @@ private:
     std::mutex mutex_;
     std::weak_ptr<OpenCamera> camera_;
     GEV_TRANSFER_STATISTICS last_{};
-    bool any_ = false;
+    std::uint64_t number_ = 0;
 };
 
 /** The frame of every call. `arguments` gives their text for the journal, `work` the status. */

@@ -38,6 +38,7 @@ std::uint32_t KvGiMainCtx__GetActiveCamMask(void)
 
 int KvGiMainCtx__GetDatachunk(void)
 {
+    Host().CameraIsOpen();
     return Configured().stream.packetSize;
 }
 

@@ -73,6 +73,7 @@ struct _tag_GEVBUF_ENTRY {
 
 /** Counts of one transfer, from its initialisation on. */
 struct GEV_TRANSFER_STATISTICS {
+    std::uint64_t transfer;         ///< which one of this process, from 1 on
     std::uint64_t framesReceived;   ///< delivered complete
     std::uint64_t framesIncomplete; ///< delivered with data missing
     std::uint64_t framesLost;       ///< never delivered: lost on the link

@@ -138,6 +138,9 @@ TEST(Config, EveryKeyReachesItsField)
 model = "Abc"
 serial = "S1"
 positions = [0, 2]
+[cameras]
+kinds = "all"
+interface = "eth1"
 [stream]
 packet_size = 9000
 buffers = 5
@@ -210,6 +213,7 @@ level = "trace"
     const Config& c = parsed.config;
     Config wanted;
     wanted.camera = {"Abc", "S1", 5};
+    wanted.cameras = {true, true, "eth1"};
     wanted.stream = {9000, 5};
     wanted.image = {KvTd::kFormatMono12Packed, KvTd::kRotateTurned};
     wanted.region = {16, 8, 640, 480};
@@ -362,7 +366,8 @@ TEST(CommandLine, HoldsOverTheFile)
 {
     const CommandLine line({"run", "--frames", "7", "--format", "bayer8", "--position", "1",
                             "--position", "3", "--memory", "x", "--log-level", "error",
-                            "--no-retry", "--no-status", "--export", "png"});
+                            "--no-retry", "--no-status", "--export", "png", "--cameras", "net",
+                            "--interface", "10.0.0.1"});
     ASSERT_TRUE(line.goesOn) << line.err.str();
     Config config = Accepted("[session]\nframes = 1\n[camera]\nmodel = \"M\"\n").config;
     ApplyOverrides(line.options, &config);
@@ -370,6 +375,7 @@ TEST(CommandLine, HoldsOverTheFile)
     EXPECT_FALSE(config.session.retry);
     EXPECT_EQ(config.image.format, KvTd::kFormatBayer8);
     EXPECT_EQ(config.camera, (CameraConfig{"M", "", 10}));
+    EXPECT_EQ(config.cameras, (CamerasConfig{false, true, "10.0.0.1"}));
     EXPECT_EQ(config.memory.name, "/x");
     EXPECT_EQ(config.log.level, 1);
     EXPECT_EQ(config.exporting.format, "png");
@@ -392,6 +398,8 @@ TEST(CommandLine, ChoosesTheCommand)
     const CommandLine list({"list", "--config", "a.toml"});
     EXPECT_EQ(list.options.command, Options::Command::List);
     EXPECT_EQ(list.options.configPath, "a.toml");
+    EXPECT_EQ(CommandLine({"features", "--serial", "S"}).options.command,
+              Options::Command::Features);
 }
 
 TEST(CommandLine, RefusesWhatItDoesNotUnderstand)
@@ -408,6 +416,7 @@ TEST(CommandLine, RefusesWhatItDoesNotUnderstand)
                                                {"--retry-interval", "1e9"},
                                                {"--memory", "a/b"},
                                                {"--directory", ""},
+                                               {"--cameras", "usb"},
                                                {"--position", "8"}}) {
         const CommandLine line(wrong);
         EXPECT_FALSE(line.goesOn) << wrong.front();

@@ -39,7 +39,7 @@ struct Services : testing::Test {
     FrameMemory memory;
     Exporter exporter{ExportOptions()};
     HostSession host{{config, signals, log, memory, exporter, [] { return std::int64_t{1}; },
-                      [] { return TransferCounts(); }}};
+                      [] { return TransferCounts(); }, [] { return std::int64_t{1}; }}};
 };
 
 TEST_F(Services, EmptyConfigurationGivesTheMarkersOfUnsetValues)

@@ -98,8 +98,9 @@ struct Loop {
     Exporter exporter{ExportOptions()};
     HostSession host{{config, signals, log, memory, exporter, [this] { return nowNs; },
                       [] {
-                          return TransferCounts{1, 2, 3};
-                      }}};
+                          return TransferCounts{1, 1, 2, 3};
+                      },
+                      [this] { return nowNs; }}};
 
     Loop() { config.Reload(); }
     NextStep Run()

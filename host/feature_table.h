@@ -1,0 +1,29 @@
+/** The table that `kvgrab features` prints. Pure. */
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kvgrab
+{
+
+/** One feature as texts; an empty one prints as "-". */
+struct FeatureRow {
+    std::string name;
+    std::string type;   ///< "integer", "float", "enumeration", "boolean"
+    std::string value;  ///< or, in brackets, why it can't be read
+    std::string range;  ///< "16 .. 1920 step 4", or the entries
+    std::string access; ///< "RW", "RO", "WO", "NA", "NI"
+    std::string unit;
+};
+
+/** A heading, then a line for each feature, in their order. Nothing that moves a cursor. */
+std::string FeatureTable(const std::vector<FeatureRow>& features);
+
+/** Lines of equal columns, the last one as long as it is. */
+std::string Columns(const std::vector<std::vector<std::string>>& rows);
+
+/** A camera's text as it may be shown: nothing that moves a cursor, "-" for an empty one. */
+std::string Shown(std::string text);
+
+} // namespace kvgrab

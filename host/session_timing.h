@@ -1,0 +1,34 @@
+/** How long the steps of a device session take, from what the driver asks the host for. Grab thread
+ *  only; times in nanoseconds of the monotonic clock. */
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace kvgrab
+{
+
+class SessionTiming
+{
+public:
+    void Begins(std::int64_t nowNs);
+    /** The driver asks how to set the camera up, so it has found and opened it. */
+    void Opened(std::int64_t nowNs);
+    /** It starts the camera. The first time in a session counts, as it does above. */
+    void Configured(std::int64_t nowNs);
+    /** A frame came. With the first one of a session: a line for the log, which also tells how long
+     *  there was none when a session before failed; else empty. */
+    std::string Frame(std::int64_t nowNs);
+    /** The session that ended did so because the camera couldn't be used. */
+    void Failed() { failed_ = true; }
+
+private:
+    std::int64_t beginNs_ = 0;
+    std::int64_t openedNs_ = 0;
+    std::int64_t configuredNs_ = 0;
+    std::int64_t lastFrameNs_ = 0; ///< of all sessions; 0: none yet
+    bool first_ = true;
+    bool failed_ = false;
+};
+
+} // namespace kvgrab

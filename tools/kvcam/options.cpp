@@ -46,18 +46,22 @@ std::optional<Options> ReadOptions(int argc, char** argv, int* exitCode)
         ->check(CLI::Range(0.0, 1.0));
     app.add_option("--skip-frames", camera.skipFrames,
                    "leaves out each frame with a number that this divides; 0: none")
-        ->check(CLI::NonNegativeNumber & !CLI::Range(1, 1));
+        ->check(CLI::Validator(
+            [](const std::string& text) {
+                return text == "1" ? "no frame would be left" : std::string();
+            },
+            ""));
     app.add_flag("--chunks", camera.chunks, "sends chunk data once a client switches them on");
     app.add_option("--ready-file", options.readyFile, "made when the camera answers");
-    const auto* duration = app.add_option("--duration", seconds, "ends after so many seconds")
-                               ->check(CLI::PositiveNumber);
+    app.add_option("--duration", seconds, "ends after so many seconds; 0: never")
+        ->check(CLI::NonNegativeNumber);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         *exitCode = app.exit(error);
         return std::nullopt;
     }
-    if (*duration) {
+    if (seconds > 0) {
         options.duration = std::chrono::duration<double>(seconds);
     }
     if (camera.features.empty()) {

@@ -6,8 +6,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <thread>
 #include <unistd.h>
 
@@ -48,10 +51,27 @@ std::size_t ThreadsOfThisProcess()
     return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
 }
 
+/** Grows with each thread that nobody joins: its stack stays. */
+std::ptrdiff_t MappingsOfThisProcess()
+{
+    std::ifstream maps("/proc/self/maps");
+    return std::count(std::istreambuf_iterator<char>(maps), {}, '\n');
+}
+
 bool Logged(const char* part)
 {
     return Count(Rig::Logs(), part) > 0;
 }
+
+/** Tells, and not at once, that a thread leaves what it was in. */
+struct Farewell {
+    std::atomic<bool>& gone;
+    ~Farewell()
+    {
+        usleep(1000);
+        gone = true;
+    }
+};
 
 class ThreadRig : public Rig
 {
@@ -74,6 +94,8 @@ TEST(Strobe, IsAppliedBySetIndexWithItsPolarity)
     cam.lineStates[0] = Waiting(1, 2, 1, 5, 6); // an input line: refused, and idle again
     cam.lineStates[2] = Waiting(1, 2, 2, 100, 500);
     cam.lineStates[3] = Waiting(2, 3, 1, 7, kUnset); // not an output
+    cam.lineStates[3].ready = false;                 // as an input leaves it
+    cam.lineStates[6] = Waiting(1, 2, 1, 1, 1);      // what a set was before is nobody's work
     EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
     EXPECT_EQ(Story(Rig::Of({"log", "cam"})), R"(
 log4 kv_td_cthr:DoGpioCfg: IoBox configuration apply handler entry
@@ -111,6 +133,9 @@ TEST(Strobe, WidthKeepsToTheLimit)
         EXPECT_EQ(Rig::Of("cam").back(), "outputLinePulseDuration=" + std::to_string(used));
         EXPECT_EQ(cam.lineStates[2].appliedLimitUs, 300U);
     }
+    cam.lineStates[2] = Waiting(1, 3, 1, kUnset, kUnset);
+    CCamCtrlThread::DoGpioCfg(&cam);
+    EXPECT_EQ(Count(Rig::Logs("ExSetLineModeOutStrobe"), "width=4294967295us"), 1U);
     cam.lineStates[2] = Waiting(1, 1, 1, kUnset, 5); // off: no strobe, no limit taken over
     CCamCtrlThread::DoGpioCfg(&cam);
     EXPECT_EQ(cam.lineStates[2].appliedLimitUs, 0U);
@@ -126,9 +151,12 @@ TEST(GpioCmd, IsQueuedAndMakesTheAwaitedInputBusy)
     EXPECT_EQ(cam.gpioInputSet, 1);
     EXPECT_TRUE(cam.lineStates[1].cmdInverted);
     EXPECT_FALSE(cam.lineStates[1].ready);
+    EXPECT_TRUE(cam.gpioActivity);
+    cam.gpioActivity = false;
     cam.lineStates[1].ready = true;
     cam.gpioCmdDone = true;
     cam.lineStates[0] = Waiting(1, 5, 1, 32, 914);
+    cam.lineStates[0].cmdProgress = 7;
     EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
     EXPECT_EQ(Story(Rig::Logs()), R"(
 4 DoGpioCfg: IoBox configuration apply handler entry
@@ -140,6 +168,7 @@ TEST(GpioCmd, IsQueuedAndMakesTheAwaitedInputBusy)
     EXPECT_EQ(set.pendingCmd, 914U);
     EXPECT_EQ(set.cmdBitCount, 32);
     EXPECT_EQ(set.cmdBitsLeft, 32);
+    EXPECT_EQ(set.cmdProgress, 0U);
     EXPECT_TRUE(set.cmdActive);
     EXPECT_FALSE(set.cmdInverted);
     EXPECT_FALSE(set.ready);
@@ -154,17 +183,27 @@ TEST(GpioCmd, SecondOneWaitsBehindTheFirst)
 {
     Rig rig;
     CExCam& cam = rig.Open();
-    cam.lineStates[0] = Waiting(1, 5, 1, 8, 3);
+    cam.lineStates[0] = Waiting(1, 5, 1, 1, 3);
     EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
     cam.lineStates[0].param1 = 4;
     cam.lineStates[0].applyPending = true;
-    for (int pass = 0; pass < 2; ++pass) {
+    for (const std::uint32_t other : {5U, 6U}) { // another set's commands don't
+        cam.lineStates[0].ready = true;
+        cam.gpioActivity = false;
+        cam.lineStates[2] = Waiting(1, 5, 1, 8, other);
+        Rig::Clear();
         EXPECT_FALSE(CCamCtrlThread::DoGpioCfg(&cam));
-        EXPECT_EQ(Rig::Logs().back(), "2 DoGpioCfg:  Cfg IoBox set 0: prev cmd ('3' 0x00000003) "
-                                      "sending is active, skip cmd '4' (0x00000004)");
+        EXPECT_EQ(cam.gpioCmdValue, other);
+        const std::string before = std::to_string(other == 5 ? 3 : 5);
+        EXPECT_EQ(Rig::Logs()[1], "2 DoGpioCfg:  Cfg IoBox set 0: prev cmd ('" + before +
+                                      "' 0x0000000" + before +
+                                      ") sending is active, skip cmd '4' (0x00000004)")
+            << "it tells the newest command of all sets";
+        EXPECT_EQ(cam.lineStates[2].pendingCmd, other);
+        EXPECT_EQ(cam.lineStates[0].pendingCmd, 3U);
         EXPECT_TRUE(cam.lineStates[0].applyPending);
         EXPECT_FALSE(cam.lineStates[0].ready);
-        EXPECT_EQ(cam.gpioCmdValue, 3U);
+        EXPECT_TRUE(cam.gpioActivity);
     }
     cam.lineStates[0].mode = 2; // an input takes the place of both
     EXPECT_TRUE(CCamCtrlThread::DoGpioCfg(&cam));
@@ -212,6 +251,19 @@ TEST(CtrlThread, AppliesSetsAndEndsWhenAsked)
 {
     ThreadRig rig;
     CExCam& cam = rig.Cam();
+    bool runsWhileItTellsTheEnd = false;
+    rig.host.onLog = [&](std::string_view format) {
+        if (format == "ctrl thread loop is done") {
+            runsWhileItTellsTheEnd = cam.ctrlThreadRunning;
+        }
+    };
+    int looks = 0;
+    QuickThread::onSleep = [&](std::uint32_t us) {
+        if (us == 10000) { // not the thread's own
+            ++looks;
+            Await([&] { return !cam.ctrlThreadRunning; });
+        }
+    };
     {
         CCamCtrlThread thread;
         thread.CtrlThreadStart(&cam);
@@ -222,6 +274,8 @@ TEST(CtrlThread, AppliesSetsAndEndsWhenAsked)
     }
     EXPECT_FALSE(cam.ctrlThreadRunning);
     EXPECT_FALSE(cam.ctrlThreadStopReq) << "taken by the thread";
+    EXPECT_TRUE(runsWhileItTellsTheEnd);
+    EXPECT_EQ(looks, 1);
     EXPECT_THAT(Rig::Of("cam"), testing::Contains("outputLinePulseDuration=500"));
     const Texts logs = Rig::Logs();
     EXPECT_EQ(logs[0], "3 CtrlThreadStart: grab ctrl thread default: policy=0 prio=0");
@@ -229,6 +283,7 @@ TEST(CtrlThread, AppliesSetsAndEndsWhenAsked)
     EXPECT_EQ(Count(logs, "3 CtrlThreadStart: grab ctrl thread new: policy="), 1U);
     EXPECT_EQ(Count(logs, "3 CtrlThreadFunc: starting device detach ctrl thread (PID "), 1U);
     EXPECT_EQ(Count(logs, "3 ~CCamCtrlThread: Stopping grab ctrl thread..."), 1U);
+    EXPECT_EQ(Count(logs, "DoGpioCfg: IoBox configuration apply handler entry"), 1U);
     EXPECT_EQ(Count(logs, "Cancelling"), 0U);
     EXPECT_EQ(logs.back(), "3 CtrlThreadFunc: ctrl thread loop is done");
 }
@@ -319,12 +374,15 @@ TEST(CtrlThread, StopBeforeItRuns)
         thread.CtrlThreadStart(&rig.Cam());
     }
     const std::size_t threads = ThreadsOfThisProcess();
+    const std::ptrdiff_t mappings = MappingsOfThisProcess();
     for (int i = 0; i < 1000; ++i) {
         CCamCtrlThread thread;
         thread.CtrlThreadStart(&rig.Cam()); // and away, running or not
     }
     EXPECT_EQ(QuickThread::created, 1001);
-    EXPECT_EQ(ThreadsOfThisProcess(), threads);
+    // A thread that was joined may be listed a moment longer.
+    Await([&] { return ThreadsOfThisProcess() <= threads; });
+    EXPECT_LT(MappingsOfThisProcess(), mappings + 200);
     EXPECT_EQ(Count(Rig::Logs(), "CtrlThreadFunc: starting"), 1001U);
 }
 
@@ -339,8 +397,13 @@ TEST(CtrlThread, ThatDoesNotEndIsCancelledAfterFortyLooks)
         ThreadRig rig;
         std::atomic<bool> stuck = false;
         std::atomic<bool> letGo = false;
+        std::atomic<bool> gone = false;
         rig.host.onLog = [&](std::string_view format) {
-            while (format == "ctrl thread is checking cam" && !letGo) {
+            if (format != "ctrl thread is checking cam") {
+                return;
+            }
+            const Farewell farewell{gone};
+            while (!letGo) {
                 stuck = true;
                 usleep(1000);
             }
@@ -357,6 +420,7 @@ TEST(CtrlThread, ThatDoesNotEndIsCancelledAfterFortyLooks)
             thread.CtrlThreadStart(&rig.Cam());
             Await([&] { return stuck.load(); });
         }
+        EXPECT_TRUE(gone) << "joined, so nothing of it is left";
         EXPECT_EQ(looks, 40);
         EXPECT_EQ(Count(Rig::Logs(), "Stopping"), 1U);
         EXPECT_EQ(Rig::Logs().back(), endsWithTheLastLook
@@ -416,14 +480,16 @@ TEST(CtrlThread, WholeSessionWithChangesDetachmentAndReturn)
     EXPECT_EQ(KvTdProc(&rig.Cam()), 0);
     EXPECT_EQ(QuickThread::created, 2);
     Texts order;
-    for (const std::string& text : Rig::Logs()) {
-        for (const char* part : {"KvTdProc entry", "Creating", "Using device",
-                                 "scenario is completed", "Stopping", "loop is done"}) {
+    for (const std::string& text : Rig::Of({"log", "gev"})) {
+        for (const char* part :
+             {"KvTdProc entry", "GevSetCameraInterfaceOptions", "Creating", "Using device",
+              "scenario is completed", "Stopping", "loop is done"}) {
             if (text.find(part) != std::string::npos) {
                 order.push_back(part);
             }
         }
     }
-    EXPECT_THAT(order, ElementsAre("KvTdProc entry", "Creating", "Using device",
-                                   "scenario is completed", "Stopping", "loop is done"));
+    EXPECT_THAT(order,
+                ElementsAre("KvTdProc entry", "GevSetCameraInterfaceOptions", "Creating",
+                            "Using device", "scenario is completed", "Stopping", "loop is done"));
 }

@@ -157,7 +157,11 @@ TEST(DynamicLut, ArraysGrowWithTheFormat)
         std::uint8_t data;
         const char* told;
     };
-    for (const Case& c : {Case{8, 8, R"(
+    for (const Case& c : {Case{12, 12, R"(
+host KvGi__CalcLutDynam(null, 64, 48, 64, 12)
+host KvGi__GetLutDynam(12, statistics, 12)
+)"},
+                          Case{8, 8, R"(
 host KvGi__CalcLutDynam(null, 64, 48, 64, 8)
 host KvGi__GetLutDynam(8, statistics, 12)
 )"},

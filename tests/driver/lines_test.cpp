@@ -120,6 +120,7 @@ TEST(OutLines, OnlyChangesCount)
         {"inverter", strobe, with(strobe, [](auto& c) { c.inverted = 2; }), true},
         {"source", strobe, with(strobe, [](auto& c) { c.source = 3; }), true},
         {"the same strobe with a width", wide, wide, false},
+        {"another width", wide, with(wide, [](auto& c) { c.parameters[1] = 501; }), true},
         {"the same one, under a new limit", wide, wide, true, 400},
         {"no width under a new limit", strobe, strobe, false, 400},
         {"a line that is off, under a new limit", off, off, false, 400},

@@ -39,7 +39,7 @@ bool ConvertConfiguredLut(std::span<const std::uint16_t> source, int sourceBits,
 
 bool ConvertDynamicLut(std::span<const std::uint16_t> source, bool full, DeviceLut& table)
 {
-    if (full && source.size() == kDynamicLutFull) {
+    if (full && source.size() >= kDynamicLutFull) {
         constexpr std::size_t kStep = kDynamicLutFull / kDeviceLutEntries;
         for (std::size_t i = 0; i < kDeviceLutEntries; ++i) {
             table[i] = Rounded(source[i * kStep]);

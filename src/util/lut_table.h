@@ -23,8 +23,8 @@ using DeviceLut = std::array<std::uint32_t, kDeviceLutEntries>;
 bool ConvertConfiguredLut(std::span<const std::uint16_t> source, int sourceBits, DeviceLut& table);
 
 /** A dynamic table, rounded from 12 bits. `full`: every 16th of its 4096 entries; else, and
- *  whenever it has not as many, its first 128 entries doubled by interpolation. False, and nothing
- *  done, below 128 entries. Not clamped: values above 4087 give 256. */
+ *  whenever it has fewer, its first 128 entries doubled by interpolation. False, and nothing done,
+ *  below 128 entries. Not clamped: values above 4087 give 256. */
 bool ConvertDynamicLut(std::span<const std::uint16_t> source, bool full, DeviceLut& table);
 
 } // namespace KvTd

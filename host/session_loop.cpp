@@ -62,7 +62,10 @@ NextStep Decide(const SessionOutcome& outcome, bool retry)
             return entry.driverCode == outcome.driverCode;
         });
     const bool known = trouble != std::end(kTroubles);
-    const bool lasting = known && !trouble->passing;
+    // A configuration that worked before is not at fault: the camera left while it was applied.
+    const bool workedBefore =
+        outcome.driverCode == KvTd::kExitConfiguration && outcome.grabbedBefore;
+    const bool lasting = known && !trouble->passing && !workedBefore;
     if (outcome.exportFailed) {
         return {Kind::End, ExitStatus::ExportFailed, "a picture can't be written"};
     }
@@ -100,6 +103,7 @@ NextStep RunSessions(const SessionLoopParts& parts)
         outcome.terminating = host.parts.signals.Terminating();
         outcome.frameCountReached = host.FrameCountReached();
         outcome.exportFailed = host.ExportFailed();
+        outcome.grabbedBefore = host.progress.Grabbed() > 0;
 
         const NextStep step = Decide(outcome, host.parts.config.Current().session.retry);
         if (step.kind == NextStep::Kind::End) {

@@ -17,6 +17,7 @@ struct SessionOutcome {
     bool terminating = false;
     bool frameCountReached = false;
     bool exportFailed = false;
+    bool grabbedBefore = false; ///< frames came, in this session or an earlier one
 };
 
 /** What follows it. */

@@ -67,6 +67,9 @@ INSTANTIATE_TEST_SUITE_P(
         DecisionCase{{-10, true, false, false}, false, Kind::End, kDone},
         DecisionCase{{-1, false, false, false}, true, Kind::End, ExitStatus::Buffers},
         DecisionCase{{-2, true, false, false}, true, Kind::End, ExitStatus::CameraRefused},
+        DecisionCase{
+            {-2, false, false, false, true}, true, Kind::RetryLater, ExitStatus::CameraRefused},
+        DecisionCase{{-2, false, false, false, true}, false, Kind::End, ExitStatus::CameraRefused},
         DecisionCase{{7, false, false, false}, true, Kind::End, ExitStatus::UnknownDriverCode},
         DecisionCase{{0, true, true, true}, true, Kind::End, ExitStatus::ExportFailed}));
 

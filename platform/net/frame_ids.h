@@ -7,37 +7,40 @@ namespace net
 {
 
 /** Frame numbers rise by one from start to stop, often from 1; those of 16 bits go from 65535 to 1.
- */
+ *  Frames come in order. */
 class FrameIds
 {
 public:
-    void Restart() { *this = {}; }
+    void Restart() { last_ = 0; }
 
-    /** By how much the number of missing frames changes: those between the one before and this one
-     *  are missing; one that comes late, since data of it were waited for, is not missing any more.
-     */
-    std::int64_t Came(std::uint64_t id)
+    /** The frames between the one before and this one. */
+    std::uint64_t Came(std::uint64_t id)
     {
-        if (last_ == 0) {
-            first_ = last_ = id;
-            return 0;
+        constexpr std::uint64_t kFarBack = 0x8000;
+        std::uint64_t missing = 0;
+        if (last_ != 0 && id > last_) {
+            missing = id - last_ - 1;
+        } else if (last_ != 0 && last_ <= kNarrow && last_ - id > kFarBack) {
+            missing = kNarrow - last_ + id - 1; // 0 is no number
+        } else if (last_ != 0) {
+            return 0; // an older one, of no account
         }
-        constexpr std::uint64_t kNarrow = 0xFFFF; // 0 is no number
-        constexpr std::uint64_t kFar = 0x8000;    // who seems that far ahead is behind, and back
-        const bool narrow = last_ <= kNarrow && id <= kNarrow;
-        const bool wraps = narrow && id < last_ && last_ - id > kFar;
-        const bool wrapped = narrow && id > last_ && id - last_ > kFar;
-        if (wrapped || (!wraps && id <= last_)) {
-            return id > first_ ? -1 : 0; // nobody missed one from before the first
-        }
-        const std::uint64_t ahead = wraps ? kNarrow - last_ + id : id - last_;
-        first_ = wraps ? 0 : first_;
         last_ = id;
-        return static_cast<std::int64_t>(ahead) - 1;
+        return missing;
+    }
+
+    /** A frame without its number is taken for the next one; 0 while none has come. */
+    std::uint64_t CameWithoutNumber()
+    {
+        if (last_ != 0) {
+            last_ = last_ == kNarrow ? 1 : last_ + 1;
+        }
+        return last_;
     }
 
 private:
-    std::uint64_t first_ = 0;
+    static constexpr std::uint64_t kNarrow = 0xFFFF;
+
     std::uint64_t last_ = 0; ///< 0: none yet
 };
 

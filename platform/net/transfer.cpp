@@ -20,6 +20,9 @@ constexpr std::uint64_t kUsPerMs = 1000;
 constexpr const char* kChunkGain = "ChunkGain";
 constexpr const char* kChunkExposure = "ChunkExposureTime";
 
+/** Stands in a buffer until the packet comes that begins a frame. */
+constexpr std::uint64_t kNoNumber = ~std::uint64_t{0};
+
 std::uint64_t Info(ArvStream* stream, const char* name)
 {
     return arv_stream_get_info_uint64_by_name(stream, name);
@@ -69,7 +72,7 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
     for (std::uint32_t i = 0; i < count; ++i) {
         Place& place = made->places_[i];
         place.buffer.reset(arv_buffer_new_full(size, buffers[i], &place, nullptr));
-        arv_stream_push_buffer(made->stream_.get(), ARV_BUFFER(g_object_ref(place.buffer.get())));
+        made->Push(ARV_BUFFER(g_object_ref(place.buffer.get())));
     }
     *transfer = made;
     return kGevOk;
@@ -129,11 +132,20 @@ void Transfer::Retire()
     running_ = true;
 }
 
+/** Gives a buffer, and the reference to it, to the stream. A frame whose first packet is lost
+ * leaves number and time as they are, so those of the frame before must not be there. */
+void Transfer::Push(ArvBuffer* buffer)
+{
+    arv_buffer_set_frame_id(buffer, kNoNumber);
+    arv_buffer_set_timestamp(buffer, 0);
+    arv_stream_push_buffer(stream_.get(), buffer);
+}
+
 /** Hands undelivered frames back to the stream. */
 void Transfer::Drain()
 {
     while (ArvBuffer* buffer = arv_stream_try_pop_buffer(stream_.get())) {
-        arv_stream_push_buffer(stream_.get(), buffer);
+        Push(buffer);
     }
 }
 
@@ -175,11 +187,15 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
     }
     const bool nothing = result == ARV_BUFFER_STATUS_CLEARED || result == ARV_BUFFER_STATUS_ABORTED;
     if (nothing || !started_ || framesLeft_ == 0) {
-        arv_stream_push_buffer(stream_.get(), buffer);
+        Push(buffer);
         return nullptr;
     }
     auto& place = *const_cast<Place*>(static_cast<const Place*>(arv_buffer_get_user_data(buffer)));
-    missing_ += static_cast<std::uint64_t>(ids_.Came(arv_buffer_get_frame_id(buffer)));
+    if (arv_buffer_get_frame_id(buffer) == kNoNumber) {
+        arv_buffer_set_frame_id(buffer, ids_.CameWithoutNumber());
+    } else {
+        missing_ += ids_.Came(arv_buffer_get_frame_id(buffer));
+    }
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
     const bool complete = result == ARV_BUFFER_STATUS_SUCCESS && HoldsImage(buffer);
     if (complete) {
@@ -273,7 +289,7 @@ int Transfer::Release(_tag_GEVBUF_ENTRY* frame)
     }
     place->taken = false;
     if (!retired_) {
-        arv_stream_push_buffer(stream_.get(), ARV_BUFFER(g_object_ref(place->buffer.get())));
+        Push(ARV_BUFFER(g_object_ref(place->buffer.get())));
     }
     return kGevOk;
 }

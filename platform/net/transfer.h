@@ -64,6 +64,7 @@ private:
     void Describe(Place& place, bool complete);
     void ReadFrameValues(ArvBuffer* buffer);
     void ForgetFrameValues();
+    void Push(ArvBuffer* buffer);
     void Drain();
 
     Device& device_;

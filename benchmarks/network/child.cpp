@@ -1,10 +1,14 @@
 #include "child.h"
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <sys/resource.h>
+#include <filesystem>
+#include <fstream>
+#include <poll.h>
+#include <sched.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,33 +36,120 @@ pid_t Start(const std::vector<std::string>& words, int output)
     _exit(127);
 }
 
-double Us(const timeval& time)
+constexpr const char* kReceiver = "arv_gv_stream"; // the library's thread
+constexpr double kSettleS = 0.4;                   // from its start to an even load
+constexpr int kLookMs = 20;
+
+double Now()
 {
-    return static_cast<double>(time.tv_sec) * 1e6 + static_cast<double>(time.tv_usec);
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration<double>(now).count();
 }
+
+/** Watches a program's threads from outside. */
+class Watch
+{
+public:
+    Watch(pid_t pid, double lengthS)
+        : tasks_("/proc/" + std::to_string(pid) + "/task"), lengthS_(lengthS)
+    {
+    }
+    bool IsDone() const { return lengthS_ <= 0 || end_ != 0; }
+    Load Measured() const
+    {
+        const double s = end_ - begin_;
+        return {(after_.all - before_.all) / s, (after_.realTime - before_.realTime) / s};
+    }
+
+    void Look()
+    {
+        const double now = Now();
+        if (start_ == 0) {
+            start_ = Receives() ? now : 0;
+        } else if (begin_ == 0 && now >= start_ + kSettleS) {
+            before_ = Used();
+            begin_ = Now();
+        } else if (begin_ != 0 && now >= begin_ + lengthS_) {
+            after_ = Used();
+            end_ = Now();
+        }
+    }
+
+private:
+    using Folder = std::filesystem::directory_iterator;
+
+    bool Receives() const
+    {
+        std::error_code gone;
+        for (const auto& task : Folder(tasks_, gone)) {
+            std::string name;
+            if (std::getline(std::ifstream(task.path() / "comm"), name) && name == kReceiver) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /** CPU time so far, in us. */
+    Load Used() const
+    {
+        Load used;
+        std::error_code gone;
+        for (const auto& task : Folder(tasks_, gone)) {
+            double ns = 0;
+            std::ifstream(task.path() / "schedstat") >> ns;
+            used.all += ns / 1000;
+            if (sched_getscheduler(std::stoi(task.path().filename())) == SCHED_FIFO) {
+                used.realTime += ns / 1000;
+            }
+        }
+        return used;
+    }
+
+    std::string tasks_;
+    double lengthS_;
+    double start_ = 0;
+    double begin_ = 0;
+    double end_ = 0;
+    Load before_;
+    Load after_;
+};
 
 } // namespace
 
-Cost RunProgram(const std::vector<std::string>& words)
+Outcome RunProgram(const std::vector<std::string>& words, double watchedS)
 {
-    Cost cost;
+    Outcome outcome;
     int ends[2] = {-1, -1};
     if (pipe2(ends, O_CLOEXEC) != 0) {
-        return cost;
+        return outcome;
     }
     const pid_t pid = Start(words, ends[1]);
     close(ends[1]);
+    Watch watch(pid, watchedS);
+    pollfd readable{ends[0], POLLIN, 0};
     std::array<char, 4096> piece{};
-    for (ssize_t size = 0; (size = read(ends[0], piece.data(), piece.size())) > 0;) {
-        cost.output.append(piece.data(), static_cast<std::size_t>(size));
+    for (;;) {
+        const int ready = poll(&readable, 1, watch.IsDone() ? -1 : kLookMs);
+        if (!watch.IsDone()) {
+            watch.Look();
+        }
+        if (ready <= 0) {
+            continue;
+        }
+        const ssize_t size = read(ends[0], piece.data(), piece.size());
+        if (size <= 0) {
+            break;
+        }
+        outcome.output.append(piece.data(), static_cast<std::size_t>(size));
     }
     close(ends[0]);
     int status = 0;
-    rusage used{};
-    wait4(pid, &status, 0, &used);
-    cost.ended = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    cost.cpuUs = Us(used.ru_utime) + Us(used.ru_stime);
-    return cost;
+    waitpid(pid, &status, 0);
+    outcome.ended = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    outcome.watched = watchedS > 0 && watch.IsDone();
+    outcome.load = outcome.watched ? watch.Measured() : Load{};
+    return outcome;
 }
 
 Background::Background(const std::vector<std::string>& words)

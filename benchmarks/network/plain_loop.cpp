@@ -65,9 +65,13 @@ bool Configure(ArvDevice* device, const PlainLoop& plan, GError** error)
     integer("OffsetY", 0);
     integer("Width", plan.width);
     integer("Height", plan.height);
-    if (*error == nullptr) {
-        arv_device_set_float_feature_value(device, "AcquisitionFrameRate", plan.fps, error);
-    }
+    const auto number = [&](const char* name, double value) {
+        if (*error == nullptr) {
+            arv_device_set_float_feature_value(device, name, value, error);
+        }
+    };
+    number("ExposureTime", kExposureUs);
+    number("AcquisitionFrameRate", plan.fps);
     return *error == nullptr;
 }
 

@@ -178,6 +178,18 @@ int Transfer::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
     }
 }
 
+/** Frames between the one before and this one. The library counts packets that found no buffer,
+ * which tells why frames are missing, but not how many. */
+void Transfer::CountMissing(std::uint64_t frames)
+{
+    if (frames == 0) {
+        return;
+    }
+    const std::uint64_t unplaced = Info(stream_.get(), "n_underruns");
+    (unplaced != unplaced_ ? underruns_ : lost_) += frames;
+    unplaced_ = unplaced;
+}
+
 Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
 {
     const ArvBufferStatus result = arv_buffer_get_status(buffer);
@@ -194,7 +206,7 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
     if (arv_buffer_get_frame_id(buffer) == kNoNumber) {
         arv_buffer_set_frame_id(buffer, ids_.CameWithoutNumber());
     } else {
-        missing_ += ids_.Came(arv_buffer_get_frame_id(buffer));
+        CountMissing(ids_.Came(arv_buffer_get_frame_id(buffer)));
     }
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
     const bool complete = result == ARV_BUFFER_STATUS_SUCCESS && HoldsImage(buffer);
@@ -310,9 +322,8 @@ GEV_TRANSFER_STATISTICS Transfer::Statistics() const
     GEV_TRANSFER_STATISTICS counts{};
     counts.framesReceived = received_;
     counts.framesIncomplete = incomplete_;
-    counts.underruns = Info(stream_.get(), "n_underruns");
-    // A frame without a buffer leaves a gap in the numbers as well.
-    counts.framesLost = missing_ - std::min(missing_, counts.underruns);
+    counts.underruns = underruns_;
+    counts.framesLost = lost_;
     counts.packetsReceived = Info(stream_.get(), "n_received_packets");
     counts.packetsResent = Info(stream_.get(), "n_resent_packets");
     counts.packetsMissing = Info(stream_.get(), "n_missing_packets");

@@ -64,6 +64,7 @@ private:
     void Describe(Place& place, bool complete);
     void ReadFrameValues(ArvBuffer* buffer);
     void ForgetFrameValues();
+    void CountMissing(std::uint64_t frames);
     void Push(ArvBuffer* buffer);
     void Drain();
 
@@ -82,7 +83,9 @@ private:
     std::uint64_t framesLeft_ = 0; ///< of those asked for; for ever: kForEver
     std::uint64_t received_ = 0;
     std::uint64_t incomplete_ = 0;
-    std::uint64_t missing_ = 0; ///< never came, for whatever reason
+    std::uint64_t lost_ = 0;
+    std::uint64_t underruns_ = 0;
+    std::uint64_t unplaced_ = 0; ///< packets without a buffer, at the last frame that was missed
 };
 
 /** Nanoseconds as the library gives them back to the camera's ticks: it rounds down. */

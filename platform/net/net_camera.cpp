@@ -55,7 +55,13 @@ int NetCamera::Make(Ref<ArvDevice> opened, const GEV_DEVICE_INFO& info, std::uin
                                  " gives no description of its features");
         return kGevError;
     }
-    camera->reset(new NetCamera(std::move(opened), info, address));
+    std::unique_ptr<NetCamera> made(new NetCamera(std::move(opened), info, address));
+    if (!made->options_.Fault().empty()) {
+        gevplat::WriteLog(2, std::string("network camera ") + info.serial + " doesn't tell its " +
+                                 made->options_.Fault());
+        return kGevError;
+    }
+    *camera = std::move(made);
     return kGevOk;
 }
 

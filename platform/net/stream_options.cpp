@@ -40,20 +40,33 @@ StreamOptions::StreamOptions(Device& device) : device_(device)
 {
     const std::lock_guard lock(device.Mutex());
     auto* const camera = ARV_GV_DEVICE(device.Handle());
+    const auto needed = [this](const char* what, const ErrorSlot& error) {
+        if (error && fault_.empty()) {
+            fault_ = std::string(what) + ": " + error.Text();
+        }
+    };
     ErrorSlot error;
     // The library would try other sizes by itself; the size is the host's.
     arv_gv_device_set_packet_size_adjustment(camera, ARV_GV_PACKET_SIZE_ADJUSTMENT_NEVER);
     tickFrequency_ = arv_gv_device_get_timestamp_tick_frequency(camera, error.Out());
+    needed("tick frequency", error);
     options_.commandTimeoutMs = kCommandTimeoutMs;
     options_.commandRetries = kCommandRetries;
     options_.streamPacketSize = arv_gv_device_get_packet_size(camera, error.Out());
-    guint32 delayTicks = 0;
-    arv_device_read_register(device.Handle(), kStreamPacketDelay, &delayTicks, error.Out());
-    options_.streamPacketDelay =
-        tickFrequency_ == 0 ? 0 : static_cast<std::uint32_t>(delayTicks * kUsPerS / tickFrequency_);
+    needed("packet size", error);
     guint32 heartbeatMs = 0;
     arv_device_read_register(device.Handle(), kHeartbeatTimeout, &heartbeatMs, error.Out());
+    needed("heartbeat time-out", error);
     options_.heartbeatTimeoutMs = heartbeatMs;
+    guint32 delayTicks = 0;
+    arv_device_read_register(device.Handle(), kStreamPacketDelay, &delayTicks, error.Out());
+    if (error) { // a camera may be without it, and then delays nothing
+        gevplat::WriteLog(3, "network camera " + device_.Serial() +
+                                 " tells no packet delay: " + error.Text());
+        delayTicks = 0;
+    }
+    options_.streamPacketDelay =
+        tickFrequency_ == 0 ? 0 : static_cast<std::uint32_t>(delayTicks * kUsPerS / tickFrequency_);
     options_.streamFrameTimeoutMs = 1000;
 }
 

@@ -4,6 +4,8 @@
 #include "device.h"
 #include "gev_api.h"
 
+#include <string>
+
 namespace net
 {
 
@@ -17,6 +19,8 @@ public:
     /** Reads what the camera has. The device outlives this object. */
     explicit StreamOptions(Device& device);
 
+    /** What couldn't be read of what every camera has; empty: nothing. */
+    const std::string& Fault() const { return fault_; }
     const GEV_CAMERA_OPTIONS& Get() const { return options_; }
     /** kGevBadValue: refused whole. Raises TimeoutException when the camera is gone. */
     int Set(const GEV_CAMERA_OPTIONS& options);
@@ -28,6 +32,7 @@ private:
     Device& device_;
     std::uint64_t tickFrequency_ = 0; ///< Hz
     GEV_CAMERA_OPTIONS options_{};
+    std::string fault_;
 };
 
 } // namespace net

@@ -17,6 +17,9 @@ constexpr std::uint64_t kForEver = ~std::uint64_t{0};
 constexpr std::uint32_t kForEverAsked = 0xFFFFFFFF;
 constexpr auto kSlice = std::chrono::milliseconds(50); ///< how long a Wait goes without looking up
 constexpr std::uint64_t kUsPerMs = 1000;
+constexpr std::uint64_t kHeaders = 36; ///< bytes of a packet that aren't the frame's
+constexpr std::uint64_t kEnds = 2;     ///< packets: the one before the image and the one behind it
+
 constexpr const char* kChunkGain = "ChunkGain";
 constexpr const char* kChunkExposure = "ChunkExposureTime";
 
@@ -65,8 +68,18 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
     }
     g_object_set(made->stream_.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO,
                  "frame-retention", static_cast<guint>(frameTimeoutMs * kUsPerMs), nullptr);
-    made->tickFrequency_ =
-        arv_gv_device_get_timestamp_tick_frequency(ARV_GV_DEVICE(device.Handle()), error.Out());
+    auto* const camera = ARV_GV_DEVICE(device.Handle());
+    const std::uint64_t packetSize = arv_gv_device_get_packet_size(camera, error.Out());
+    if (!error) {
+        made->tickFrequency_ = arv_gv_device_get_timestamp_tick_frequency(camera, error.Out());
+    }
+    if (error) {
+        gevplat::WriteLog(2, "network camera " + device.Serial() +
+                                 " doesn't tell how it streams: " + error.Text());
+        return kGevError;
+    }
+    const std::uint64_t inPacket = std::max(packetSize, 2 * kHeaders) - kHeaders;
+    made->packetsOfFrame_ = (size + inPacket - 1) / inPacket + kEnds;
     made->chunks_ = MakeChunkParser(device.Handle());
     made->places_.resize(count);
     for (std::uint32_t i = 0; i < count; ++i) {
@@ -185,9 +198,14 @@ void Transfer::CountMissing(std::uint64_t frames)
     if (frames == 0) {
         return;
     }
-    const std::uint64_t unplaced = Info(stream_.get(), "n_underruns");
-    (unplaced != unplaced_ ? underruns_ : lost_) += frames;
-    unplaced_ = unplaced;
+    const std::uint64_t unplaced = UnplacedPackets();
+    (unplaced != unplacedAtGap_ ? underruns_ : lost_) += frames;
+    unplacedAtGap_ = unplaced;
+}
+
+std::uint64_t Transfer::UnplacedPackets() const
+{
+    return Info(stream_.get(), "n_underruns");
 }
 
 Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
@@ -208,6 +226,7 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
     } else {
         CountMissing(ids_.Came(arv_buffer_get_frame_id(buffer)));
     }
+    unplacedAtFrame_ = UnplacedPackets();
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
     const bool complete = result == ARV_BUFFER_STATUS_SUCCESS && HoldsImage(buffer);
     if (complete) {
@@ -322,7 +341,8 @@ GEV_TRANSFER_STATISTICS Transfer::Statistics() const
     GEV_TRANSFER_STATISTICS counts{};
     counts.framesReceived = received_;
     counts.framesIncomplete = incomplete_;
-    counts.underruns = underruns_;
+    // Those since the last frame are counted once a frame comes; till then their packets tell.
+    counts.underruns = underruns_ + (UnplacedPackets() - unplacedAtFrame_) / packetsOfFrame_;
     counts.framesLost = lost_;
     counts.packetsReceived = Info(stream_.get(), "n_received_packets");
     counts.packetsResent = Info(stream_.get(), "n_resent_packets");

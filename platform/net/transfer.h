@@ -65,6 +65,7 @@ private:
     void ReadFrameValues(ArvBuffer* buffer);
     void ForgetFrameValues();
     void CountMissing(std::uint64_t frames);
+    std::uint64_t UnplacedPackets() const;
     void Push(ArvBuffer* buffer);
     void Drain();
 
@@ -85,7 +86,9 @@ private:
     std::uint64_t incomplete_ = 0;
     std::uint64_t lost_ = 0;
     std::uint64_t underruns_ = 0;
-    std::uint64_t unplaced_ = 0; ///< packets without a buffer, at the last frame that was missed
+    std::uint64_t packetsOfFrame_ = 1;
+    std::uint64_t unplacedAtGap_ = 0;   ///< packets without a buffer, when frames were last missed
+    std::uint64_t unplacedAtFrame_ = 0; ///< the same, when a frame was last delivered
 };
 
 /** Nanoseconds as the library gives them back to the camera's ticks: it rounds down. */

@@ -2,6 +2,8 @@
 
 #include "kv_td_time.h"
 
+#include <sys/time.h>
+
 namespace rig
 {
 
@@ -18,7 +20,13 @@ namespace KvTd
 
 timeval TimeOfDay()
 {
-    const std::int64_t us = rig::ManualTime::Current()->WallUs();
+    const rig::ManualTime* const manual = rig::ManualTime::Current();
+    if (manual == nullptr) {
+        timeval now{};
+        gettimeofday(&now, nullptr);
+        return now;
+    }
+    const std::int64_t us = manual->WallUs();
     return timeval{us / 1'000'000, us % 1'000'000};
 }
 

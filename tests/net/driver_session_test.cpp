@@ -27,6 +27,7 @@ protected:
         UseNetworkCameras();
         rig::QuickThread::allowed = true;
         sim::SetJournal(true);
+        Rig::Clear();
         host.model = "Loopback";
         host.id = kSerial;
         host.datachunk = 1400;

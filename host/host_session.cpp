@@ -171,6 +171,9 @@ void HostSession::GrabbingBegins()
 {
     grabbing_ = true;
     timing.Configured(parts.monotonicNs());
+    if (parts.trace != nullptr) {
+        parts.trace->AcquisitionStarts(parts.wallClockNs() / 1000);
+    }
     frameLimit_ = parts.config.Current().session.frames;
 }
 
@@ -266,8 +269,7 @@ std::optional<ClockDrift::Estimate> HostSession::Drift() const
     return drift_ ? drift_->Fit() : std::nullopt;
 }
 
-/** The newest frame's camera time and arrival. */
-void HostSession::FollowClocks()
+void HostSession::FrameDescribed()
 {
     if (scenario.tickNs == 0) {
         return;
@@ -277,11 +279,15 @@ void HostSession::FollowClocks()
     }
     drift_->Frame(static_cast<std::int64_t>(scenario.frame.cameraTicks * scenario.tickNs),
                   arrivalNs_);
+    if (parts.trace != nullptr) {
+        parts.trace->Frame(
+            arrivalNs_ / 1000, scenario.frame.cameraTicks,
+            {scenario.tickNs, progress.PeriodUs(), static_cast<float>(scenario.frame.exposureUs)});
+    }
 }
 
 int HostSession::Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag)
 {
-    FollowClocks();
     return parts.memory.Trigger(instance, timeUs, image, flag, scenario.frame);
 }
 

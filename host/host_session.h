@@ -5,6 +5,7 @@
 #pragma once
 
 #include "clock_drift.h"
+#include "frame_trace.h"
 #include "config_store.h"
 #include "dynamic_lut.h"
 #include "export/exporter.h"
@@ -33,6 +34,7 @@ struct HostParts {
     std::function<std::int64_t()> monotonicNs;
     std::function<TransferCounts()> transfers; ///< of the newest transfer
     std::function<std::int64_t()> wallClockNs; ///< what frames are stamped by
+    FrameTrace* trace = nullptr;               ///< where frames are recorded, if they are
 };
 
 class HostSession
@@ -75,6 +77,8 @@ public:
     void GrabbingBegins();
     void GrabbingEnds();
     void FrameGrabbed(float temperature);
+    /** Its values are in the scenario. */
+    void FrameDescribed();
     void FrameMissed();
     int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag);
     int Export(std::uint64_t timeUs);
@@ -103,7 +107,6 @@ public:
 private:
     void ShowStatus(std::int64_t nowNs);
     void CheckExporter();
-    void FollowClocks();
     void ForgetTableIfChanged(const ConfigChanges& changes);
     bool OutputLinesNeedACheck() const;
 

@@ -38,6 +38,7 @@ struct Options {
     std::optional<std::string> interface;
     std::optional<std::string> simulation;
     std::optional<std::string> logFile;
+    std::optional<std::string> traceFile;
     std::optional<std::string> logLevel;
     bool noRetry = false;
     std::optional<double> retryIntervalS;

@@ -47,6 +47,7 @@ public:
     void FrameGrabbed(std::int64_t nowNs, float temperature);
     void FrameMissed(std::int64_t nowNs);
     void SetPeriodUs(std::uint32_t periodUs) { periodUs_ = periodUs; }
+    std::uint32_t PeriodUs() const { return periodUs_; }
 
     /** True when the status line is due for a new text: five times a second at most. */
     bool StatusDue(std::int64_t nowNs);

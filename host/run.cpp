@@ -140,8 +140,12 @@ ExitStatus RunGrabbing(const Options& options)
         }
         log.Line(1, "grabbing goes on without writing pictures: " + exporter.ErrorText());
     }
-    HostSession host(
-        {config, signals, log, memory, exporter, MonotonicNs, NewestTransfer, WallClockNs});
+    FrameTrace trace;
+    if (options.traceFile && !trace.Open(*options.traceFile, &error)) {
+        return Fail(ExitStatus::SetUp, error);
+    }
+    HostSession host({config, signals, log, memory, exporter, MonotonicNs, NewestTransfer,
+                      WallClockNs, options.traceFile ? &trace : nullptr});
 
     if (start.cameras.network) {
         const NetworkFacts facts = LookAtNetwork(start.cameras.interface);
@@ -167,6 +171,9 @@ ExitStatus RunGrabbing(const Options& options)
     NextStep last =
         RunSessions({host, runSession, [&catcher](std::int64_t ms) { catcher.Wait(ms); }});
     exporter.Close();
+    if (options.traceFile && !trace.Close()) {
+        log.Line(1, "the trace is not whole: the disk did not take all of it");
+    }
     if (last.status == ExitStatus::Done && exporter.Failed()) {
         last.status = ExitStatus::ExportFailed;
     }

@@ -9,7 +9,11 @@ extern "C" {
 
 int KvSc__SetParamVal(std::uint32_t id, const void* value)
 {
-    return Host().scenario.Set(id, value);
+    const int result = Host().scenario.Set(id, value);
+    if (id == KvTd::kParamFrameCounter && result == 0) { // the last of a frame's values
+        Host().FrameDescribed();
+    }
+    return result;
 }
 
 int KvSc__InstSetParamVal(std::uint32_t instance, std::uint32_t id, const char* text)

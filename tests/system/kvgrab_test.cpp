@@ -90,11 +90,15 @@ std::vector<std::string> OrderOf(const std::string& log, const std::vector<std::
 
 TEST_F(Kvgrab, GrabsAndWritesAllButTheFirstFrame)
 {
-    ASSERT_EQ(Run(WithConfig("", {"run", "--frames", "20", "--export", "png", "--every-frame",
-                                  "--directory", folder_ / "out"})),
-              0)
+    ASSERT_EQ(
+        Run(WithConfig("", {"run", "--frames", "20", "--export", "png", "--every-frame",
+                            "--directory", folder_ / "out", "--trace", folder_ / "trace.csv"})),
+        0)
         << output_;
     EXPECT_EQ(CountFiles("out", ".png"), 19U);
+    const std::string trace = ReadFile(folder_.Path() / "trace.csv");
+    EXPECT_THAT(trace, HasSubstr("\narrival_us,camera_ticks\n"));
+    EXPECT_EQ(std::count(trace.begin(), trace.end(), '\n'), 5 + 20);
     EXPECT_THAT(output_, HasSubstr("grabbed 20, exported 19, skipped 0"));
     const std::string index = ReadFile(folder_.Path() / "out" / "index.csv");
     EXPECT_EQ(std::count(index.begin(), index.end(), '\n'), 20);

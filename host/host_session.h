@@ -5,11 +5,11 @@
 #pragma once
 
 #include "clock_drift.h"
-#include "frame_trace.h"
 #include "config_store.h"
 #include "dynamic_lut.h"
 #include "export/exporter.h"
 #include "frame_memory.h"
+#include "frame_trace.h"
 #include "log.h"
 #include "progress.h"
 #include "scenario.h"

@@ -2,7 +2,7 @@
  *  loopback, in turns. Prints medians and their ratios.
  *
  *  The camera knows no flow control: asked for more than the machine carries, it only loses frames.
- *  So the full rate is the highest of a ladder at which the library alone misses none. */
+ *  So the full rate is the highest of a ladder at which the library alone misses next to none. */
 #include "child.h"
 #include "plain_loop.h"
 
@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -41,13 +42,14 @@ constexpr Case kCases[] = {
 constexpr double kLadder[] = {18, 25, 35, 50, 70, 100, 140, 200, 280, 400, 560, 800};
 constexpr double kStepS = 1.5;      ///< on each step
 constexpr double kSustained = 0.97; ///< of the rate
+constexpr double kMissedAtMost = 0.01;
 
 struct Programs {
     std::string self;
     std::string kvgrab;
     std::string kvcam;
     std::string folder; ///< for configurations and logs
-    int pairs = 5;
+    int pairs = 4;
     int buffers = 16;
     double seconds = 3; ///< of a run
 };
@@ -66,10 +68,10 @@ double Median(std::vector<double> values)
     return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
+/** Ends it all; what is in the background is ended on the way out. */
 [[noreturn]] void GiveUp(const std::string& what, const std::string& output)
 {
-    std::fprintf(stderr, "network_bench: %s:\n%s\n", what.c_str(), output.c_str());
-    std::exit(1);
+    throw std::runtime_error(what + ":\n" + output);
 }
 
 /** The number behind `mark` in a program's output. */
@@ -180,7 +182,8 @@ void Compare(const Programs& programs, const Case& one)
 bool IsSustained(const Programs& programs, const Case& one)
 {
     const Run run = Plain(programs, one, kStepS);
-    return run.missed == 0 && run.framesPerSecond >= one.fps * kSustained;
+    return run.missed <= one.fps * kStepS * kMissedAtMost &&
+           run.framesPerSecond >= one.fps * kSustained;
 }
 
 /** At the highest rate that is sustained, and at the one below. */
@@ -193,9 +196,7 @@ void CompareAtItsRates(const Programs& programs, Case one)
             break;
         }
     }
-    if (step < 2) {
-        GiveUp("this machine doesn't carry so many frames", std::to_string(one.fps));
-    }
+    step = std::max<std::size_t>(step, 2); // a moment's disturbance must not end it all
     one.fps = kLadder[step - 2];
     one.name = "fixed";
     Compare(programs, one);
@@ -250,10 +251,17 @@ int main(int argc, char** argv)
     }
     std::string place = (std::filesystem::temp_directory_path() / "network_bench.XXXXXX").string();
     if (mkdtemp(place.data()) == nullptr) {
-        GiveUp("no folder for the configuration", place);
+        std::perror("network_bench: no folder for the configuration");
+        return 1;
     }
     programs.folder = place;
-    CompareAll(programs);
+    int status = 0;
+    try {
+        CompareAll(programs);
+    } catch (const std::runtime_error& error) {
+        std::fprintf(stderr, "network_bench: %s\n", error.what());
+        status = 1;
+    }
     std::filesystem::remove_all(place);
-    return 0;
+    return status;
 }

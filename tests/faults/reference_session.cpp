@@ -2,6 +2,7 @@
 
 #include "alloc_count.h"
 #include "quick_thread.h"
+#include "session_checks.h"
 
 #include <algorithm>
 #include <array>
@@ -189,23 +190,14 @@ std::size_t ThreadCount()
     return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
 }
 
-bool IsDocumented(int exitCode)
-{
-    constexpr std::array kCodes{
-        KvTd::kExitDone,    KvTd::kExitReconfigFailed, KvTd::kExitNoDevice, KvTd::kExitNotOurs,
-        KvTd::kExitBuffers, KvTd::kExitConfiguration,  KvTd::kExitOpen,     KvTd::kExitGrabbing};
-    return std::find(kCodes.begin(), kCodes.end(), exitCode) != kCodes.end();
-}
-
 /** One session through the library's entry; an exception that leaves it is a fault of the driver.
  */
-int Run(std::vector<std::string>* wrong)
+int Run(FakeHost* host, std::vector<std::string>* wrong)
 {
+    host->formats.clear();
     try {
         const int exitCode = Rig::Run();
-        if (!IsDocumented(exitCode)) {
-            wrong->push_back("exit code " + std::to_string(exitCode));
-        }
+        CheckExitCode(*host, exitCode, wrong);
         return exitCode;
     } catch (const std::exception& e) {
         wrong->push_back(std::string("an exception leaves the driver: ") + e.what());
@@ -215,26 +207,18 @@ int Run(std::vector<std::string>* wrong)
     return KvTd::kExitDone;
 }
 
-/** The camera calls of a session that ended: each transfer freed once, the end in order. Where the
- *  host's buffers aren't used there is no transfer; a loop ends with the same call all the same. */
-void CheckCalls(bool factoryUsed, std::vector<std::string>* wrong)
+Circumstances CircumstancesOf(const std::vector<Fault>& faults)
 {
-    rig::Texts calls = Rig::Of("gev");
-    bool freed = false;
-    for (std::string& call : calls) {
-        call.resize(call.find_first_of("(="));
-        if (call == "GevFreeTransfer" && freed && factoryUsed) {
-            wrong->push_back("a transfer is freed twice");
+    Circumstances circumstances;
+    for (const Fault& fault : faults) {
+        if (const auto* camera = std::get_if<sim::Fault>(&fault.what)) {
+            circumstances.nullFrames += camera->effect == sim::Effect::NullFrame ? 1 : 0;
+        } else if (const auto* tampering = std::get_if<FakeHost::Tampering>(&fault.what)) {
+            circumstances.factoryUsed =
+                circumstances.factoryUsed && tampering->service != "KvGiMem__IsFactoryUsed";
         }
-        freed = call == "GevFreeTransfer" || (freed && call != "GevInitializeTransfer");
     }
-    const auto count = [&calls](const char* call) {
-        return std::count(calls.begin(), calls.end(), call);
-    };
-    if (count("GevApiUninitialize") != 1 || count("_CloseSocketAPI") != 1 ||
-        calls.back() != "_CloseSocketAPI") {
-        wrong->push_back("the camera calls are not shut down once, at the end");
-    }
+    return circumstances;
 }
 
 void CheckCameraIsFree(std::vector<std::string>* wrong)
@@ -261,7 +245,7 @@ void CheckNextSession(Rig& rig, bool soundCamera, std::vector<std::string>* wron
     rig.host.bnum = 4;
     rig.host.fnum = 4;
     const std::uint64_t before = rig.host.exported;
-    const int exitCode = Run(wrong);
+    const int exitCode = Run(&rig.host, wrong);
     if (!soundCamera && exitCode == KvTd::kExitConfiguration) {
         return;
     }
@@ -281,18 +265,14 @@ void RunSessions(Kind kind, const std::vector<Fault>& faults, Census* census,
         rig.host.counting = census != nullptr;
         MissSomeFrames();
         Add(rig, faults);
-        const int exitCode = Run(wrong);
+        const int exitCode = Run(&rig.host, wrong);
         if (faults.empty() && (exitCode != KvTd::kExitDone || rig.host.exported < 30)) {
             wrong->push_back("without a fault it ends with " + std::to_string(exitCode));
         }
         if (census != nullptr) {
             Count(rig, census);
         }
-        CheckCalls(std::none_of(rig.host.tamperings.begin(), rig.host.tamperings.end(),
-                                [](const FakeHost::Tampering& tampering) {
-                                    return tampering.service == "KvGiMem__IsFactoryUsed";
-                                }),
-                   wrong);
+        CheckCalls(CircumstancesOf(faults), wrong);
         sim::ClearFaults();
         sim::SetAttached(kSerial, true);
         CheckCameraIsFree(wrong);

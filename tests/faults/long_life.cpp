@@ -37,6 +37,7 @@ struct Odds {
     double refusedTrigger = 2'000;
     double detachment = 200'000;
     double terminate = 300'000;
+    double earlyTerminate = 5'000; ///< in seven sessions of eight
 };
 
 class Life
@@ -146,11 +147,13 @@ private:
         CheckMemory();
     }
 
-    /** What this program notes down for itself comes and goes; a leak grows beyond that. */
+    /** One allocation a session is found in an hour: there are some ten sessions in it. */
     void CheckMemory()
     {
-        constexpr std::uint64_t kSettled = 2; // what is made once was made in that session
-        constexpr std::uint64_t kOwn = 16;
+        constexpr std::uint64_t kSettled = 3; // what is made once was made by that session
+        constexpr std::uint64_t kOwn = 4;     // room that this program's own lists still take
+        recent_.clear();
+        rig_.host.signals.clear();
         const std::uint64_t live = rig::LiveAllocations();
         if (sessions_ == kSettled) {
             settled_ = live;
@@ -239,11 +242,12 @@ private:
 
     void Signal()
     {
+        const bool early = sessions_ % 8 != 1;
         const std::pair<double, std::uint32_t> signals[] = {
             {odds_.user1, KvTd::kSignalUsr1},
             {odds_.user2, KvTd::kSignalUsr2},
             {odds_.reconfiguration, KvTd::kSignalReconfigure},
-            {odds_.terminate, KvTd::kSignalTerminate}};
+            {early ? odds_.earlyTerminate : odds_.terminate, KvTd::kSignalTerminate}};
         std::uint32_t state = Now() >= endNs_ ? KvTd::kSignalTerminate : KvTd::kSignalNone;
         for (const auto& [once, signal] : signals) {
             state = state == KvTd::kSignalNone && Chance(once) ? signal : state;

@@ -47,6 +47,7 @@ std::vector<Place> PlacesOf(const Census& census)
     for (const std::string& feature : census.ranges) {
         places.push_back({faults::WaysOfRange(feature), 1});
     }
+    places.push_back({faults::WaysOfCameraTexts(), 1});
     places.push_back({faults::WaysOfFrame(), census.frames});
     return places;
 }

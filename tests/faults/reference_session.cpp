@@ -21,7 +21,6 @@ namespace
 using rig::FakeHost;
 using rig::Rig;
 
-constexpr const char* kSerial = "S0000001";
 constexpr std::uint32_t kRoundsAtMost = 60; ///< then a terminate comes, whatever else happened
 
 /** What CheckSignal tells in the rounds of the session, by round. */
@@ -39,9 +38,11 @@ constexpr std::uint32_t kDynamicChangeRound = 10;
 class ScriptedHost
 {
 public:
-    ScriptedHost(Rig& rig, Kind kind) : host_(rig.host)
+    /** Asks for the camera by all that it tells. */
+    ScriptedHost(Rig& rig, Kind kind, const sim::CameraSetup& camera) : host_(rig.host)
     {
-        host_.model = "";
+        host_.model = camera.modelName.c_str();
+        host_.id = camera.serial.c_str();
         host_.width = 48;
         host_.height = 32;
         host_.offsetX = 8;
@@ -135,6 +136,8 @@ sim::CameraSetup Camera(Kind kind, const std::vector<Fault>& faults)
     for (const Fault& fault : faults) {
         if (const auto* range = std::get_if<StrangeRange>(&fault.what)) {
             camera.ranges.push_back(range->Setup());
+        } else if (const auto* text = std::get_if<CameraText>(&fault.what)) {
+            text->Apply(&camera);
         }
     }
     return camera;
@@ -233,9 +236,43 @@ void CheckCameraIsFree(std::vector<std::string>* wrong)
     GevCloseCamera(&handle);
 }
 
-/** A session without faults that follows in the same process. A camera whose ranges make no sense
- *  may be refused again. */
-void CheckNextSession(Rig& rig, bool soundCamera, std::vector<std::string>* wrong)
+/** The codes with which a camera that is made so may be refused, each time again. */
+std::vector<int> RefusalsOf(const std::vector<Fault>& faults)
+{
+    std::vector<int> codes;
+    for (const Fault& fault : faults) {
+        const auto* text = std::get_if<CameraText>(&fault.what);
+        if (std::holds_alternative<StrangeRange>(fault.what)) {
+            codes.push_back(KvTd::kExitConfiguration);
+        } else if (text != nullptr && text->Hides()) {
+            codes.push_back(KvTd::kExitNoDevice);
+        }
+    }
+    return codes;
+}
+
+/** Texts of a camera change nothing but whether it is the maker's, and are logged whole. */
+void CheckTexts(const std::vector<Fault>& faults, const sim::CameraSetup& camera, int exitCode,
+                std::vector<std::string>* wrong)
+{
+    const auto* text = faults.size() == 1 ? std::get_if<CameraText>(&faults[0].what) : nullptr;
+    if (text == nullptr) {
+        return;
+    }
+    if (exitCode != (text->Hides() ? KvTd::kExitNoDevice : KvTd::kExitDone)) {
+        wrong->push_back("with this text the session ends with " + std::to_string(exitCode));
+    }
+    const rig::Texts logs = Rig::Logs();
+    for (const std::string& told :
+         {camera.manufacturer, camera.modelName, camera.serial, camera.version}) {
+        if (!text->Hides() && rig::Count(logs, told) == 0) {
+            wrong->push_back("the log does not tell " + told);
+        }
+    }
+}
+
+/** A session without faults that follows in the same process. */
+void CheckNextSession(Rig& rig, const std::vector<int>& refusals, std::vector<std::string>* wrong)
 {
     rig.host.onCall = nullptr;
     rig.host.onLog = nullptr;
@@ -246,7 +283,7 @@ void CheckNextSession(Rig& rig, bool soundCamera, std::vector<std::string>* wron
     rig.host.fnum = 4;
     const std::uint64_t before = rig.host.exported;
     const int exitCode = Run(&rig.host, wrong);
-    if (!soundCamera && exitCode == KvTd::kExitConfiguration) {
+    if (std::find(refusals.begin(), refusals.end(), exitCode) != refusals.end()) {
         return;
     }
     if (exitCode != KvTd::kExitDone || rig.host.exported - before != rig.host.fnum - 1) {
@@ -258,9 +295,10 @@ void CheckNextSession(Rig& rig, bool soundCamera, std::vector<std::string>* wron
 void RunSessions(Kind kind, const std::vector<Fault>& faults, Census* census,
                  std::vector<std::string>* wrong)
 {
-    Rig rig(Camera(kind, faults));
+    const sim::CameraSetup camera = Camera(kind, faults);
+    Rig rig(camera);
     {
-        ScriptedHost script(rig, kind);
+        ScriptedHost script(rig, kind, camera);
         rig::QuickThread::allowed = true;
         rig.host.counting = census != nullptr;
         MissSomeFrames();
@@ -273,12 +311,13 @@ void RunSessions(Kind kind, const std::vector<Fault>& faults, Census* census,
             Count(rig, census);
         }
         CheckCalls(CircumstancesOf(faults), wrong);
+        CheckTexts(faults, camera, exitCode, wrong);
         sim::ClearFaults();
-        sim::SetAttached(kSerial, true);
+        sim::SetAttached(camera.serial, true);
         CheckCameraIsFree(wrong);
         sim::ClearJournal();
         rig::QuickThread::allowed = false;
-        CheckNextSession(rig, Camera(kind, faults).ranges.empty(), wrong);
+        CheckNextSession(rig, RefusalsOf(faults), wrong);
     }
     if (ThreadCount() != 1) {
         wrong->push_back("a thread is left");

@@ -18,7 +18,7 @@ using faults::Census;
 using faults::Fault;
 using faults::Kind;
 
-constexpr unsigned kSessionSeconds = 60; ///< of real time; a few thousandths are usual
+constexpr unsigned kSessionSeconds = 30; ///< of real time; a few thousandths are usual
 
 /** How many occurrences of a place are tried. */
 enum class Occurrences { FirstSecondLast, All };

@@ -21,6 +21,7 @@ namespace
 using rig::FakeHost;
 using rig::Rig;
 
+constexpr std::uint32_t kBuffers = 4;
 constexpr std::uint32_t kRoundsAtMost = 60; ///< then a terminate comes, whatever else happened
 
 /** What CheckSignal tells in the rounds of the session, by round. */
@@ -43,6 +44,7 @@ public:
     {
         host_.model = camera.modelName.c_str();
         host_.id = camera.serial.c_str();
+        host_.bnum = kBuffers;
         host_.width = 48;
         host_.height = 32;
         host_.offsetX = 8;
@@ -213,12 +215,17 @@ int Run(FakeHost* host, std::vector<std::string>* wrong)
 Circumstances CircumstancesOf(const std::vector<Fault>& faults)
 {
     Circumstances circumstances;
+    circumstances.orderly = faults.empty();
     for (const Fault& fault : faults) {
         if (const auto* camera = std::get_if<sim::Fault>(&fault.what)) {
             circumstances.nullFrames += camera->effect == sim::Effect::NullFrame ? 1 : 0;
         } else if (const auto* tampering = std::get_if<FakeHost::Tampering>(&fault.what)) {
             circumstances.factoryUsed =
                 circumstances.factoryUsed && tampering->service != "KvGiMem__IsFactoryUsed";
+            circumstances.buffersGone =
+                circumstances.buffersGone ||
+                (tampering->service == "KvGiMem__GetBufPtr" &&
+                 (faults.size() > 1 || (tampering->nth - 1) % (2 * kBuffers) >= kBuffers));
         }
     }
     return circumstances;
@@ -279,10 +286,13 @@ void CheckNextSession(Rig& rig, const std::vector<int>& refusals, std::vector<st
     rig.host.signals.clear();
     rig.host.tamperings.clear();
     rig.host.dynConfig = 0;
-    rig.host.bnum = 4;
+    rig.host.bnum = kBuffers;
     rig.host.fnum = 4;
     const std::uint64_t before = rig.host.exported;
     const int exitCode = Run(&rig.host, wrong);
+    Circumstances circumstances;
+    circumstances.orderly = refusals.empty();
+    CheckCalls(circumstances, wrong);
     if (std::find(refusals.begin(), refusals.end(), exitCode) != refusals.end()) {
         return;
     }

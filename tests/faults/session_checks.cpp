@@ -44,15 +44,21 @@ struct Life {
     unsigned released = 0;
     bool freedTwice = false;
     bool closedLate = false; ///< by somebody else then
+    bool freedRunning = false;
+    std::string senseless; ///< the last call that was refused for its arguments
 };
 
 Life Lived(const rig::Texts& calls)
 {
     Life life;
     bool freed = false;
+    bool running = false;
     for (const std::string& call : calls) {
         const std::string_view name = NameOf(call);
         const bool done = call.ends_with("=0");
+        for (const int status : {int{kGevInvalidHandle}, int{kGevInvalidArgument}}) {
+            life.senseless = call.ends_with("=" + std::to_string(status)) ? call : life.senseless;
+        }
         if (name == "GevOpenCamera") {
             life.opened += done ? 1 : 0;
         } else if (name == "GevCloseCamera") {
@@ -63,11 +69,13 @@ Life Lived(const rig::Texts& calls)
         } else if (name == "GevFreeTransfer") {
             ++life.loops;
             life.freedTwice = life.freedTwice || freed;
+            life.freedRunning = life.freedRunning || running;
         } else if (name == "GevWaitForNextFrame") {
             life.delivered += done || call.ends_with("=" + std::to_string(kGevIncomplete)) ? 1 : 0;
         } else if (name == "GevReleaseFrame") {
             ++life.released;
         }
+        running = name == "GevStartTransfer" ? done : running && name != "GevAbortTransfer";
         freed = name == "GevFreeTransfer" || (freed && name != "GevInitializeTransfer");
     }
     return life;
@@ -83,6 +91,14 @@ void CheckCalls(const Circumstances& circumstances, std::vector<std::string>* wr
     // the same.
     if (life.freedTwice && circumstances.factoryUsed) {
         wrong->push_back("a transfer is freed twice");
+    }
+    if (life.freedRunning && circumstances.orderly) {
+        wrong->push_back("a transfer is freed that was not stopped");
+    }
+    // The driver asks for each buffer a second time and hands over what it is told.
+    if (!life.senseless.empty() &&
+        !(circumstances.buffersGone && NameOf(life.senseless) == "GevInitializeTransfer")) {
+        wrong->push_back("a call that makes no sense: " + life.senseless);
     }
     if (life.closed != life.opened || life.closedLate) {
         wrong->push_back("the camera is opened " + std::to_string(life.opened) +

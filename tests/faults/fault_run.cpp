@@ -170,7 +170,11 @@ struct Wish {
 
 int Work(Kind kind, const Wish& wish, const std::string& program)
 {
+    faults::SetLastWords(
+        "FAILED: the session without a fault breaks the process, or does not end\n",
+        kSessionSeconds);
     faults::RunWith(kind, {}); // what is made once in a process is made now
+    faults::SayNothing(0);
     Runner runner(kind, program);
     if (!wish.ones.empty()) {
         std::vector<Fault> given;

@@ -54,7 +54,8 @@ public:
         host_.tsadjns = kind == Kind::ManualMono ? 0 : 1500;
         host_.ioboxes = {{KvTd::TD_PIN_OUT1, 1, 2, 0, {100, 500}},
                          {KvTd::TD_PIN_OUT2, 1, 3, 2, {0, 800}}};
-        host_.lut.assign(256, 0);
+        host_.lut.assign(65536, 0); // a host that tells of more entries has them
+        host_.lut.resize(256);
         for (std::size_t i = 0; i < host_.lut.size(); ++i) {
             host_.lut[i] = static_cast<std::uint16_t>(255 - i);
         }

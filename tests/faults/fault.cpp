@@ -64,6 +64,12 @@ constexpr Name<Nonsense> kNonsense[] = {{"Inverted", Nonsense::Inverted},
                                         {"Huge", Nonsense::Huge},
                                         {"NotANumber", Nonsense::NotANumber}};
 
+constexpr Name<std::string sim::CameraSetup::*> kCameraTexts[] = {
+    {"manufacturer", &sim::CameraSetup::manufacturer},
+    {"model", &sim::CameraSetup::modelName},
+    {"serial", &sim::CameraSetup::serial},
+    {"version", &sim::CameraSetup::version}};
+
 constexpr std::int64_t kLateNs = 3'000'000'000; ///< a frame's delay, a jump of its clock
 
 template <class Table, class Value> std::string TextIn(const Table& table, Value value)
@@ -146,6 +152,9 @@ std::string Fault::Text() const
     if (const auto* range = std::get_if<StrangeRange>(&what)) {
         return "range:" + range->feature + ":1:" + TextIn(kNonsense, range->nonsense);
     }
+    if (const auto* text = std::get_if<CameraText>(&what)) {
+        return "text:" + text->field + ":1:" + TextIn(kExtremes, text->extreme);
+    }
     const auto& camera = std::get<sim::Fault>(what);
     const std::string how = camera.effect == Effect::Fail    ? std::to_string(camera.value)
                             : camera.effect == Effect::Throw ? TextIn(kExceptions, camera.exception)
@@ -182,6 +191,13 @@ std::optional<Fault> Fault::Parse(std::string_view text)
             return std::nullopt;
         }
         return Fault{StrangeRange{std::string(parts[1]), *nonsense}};
+    }
+    if (parts[0] == "text") {
+        const auto extreme = ValueIn<Extreme>(kExtremes, parts[3]);
+        if (!extreme || !ValueIn<std::string sim::CameraSetup::*>(kCameraTexts, parts[1])) {
+            return std::nullopt;
+        }
+        return Fault{CameraText{std::string(parts[1]), *extreme}};
     }
     const auto place = ValueIn<Trigger>(kPlaces, parts[0]);
     if (!place) {
@@ -298,6 +314,35 @@ sim::RangeSetup StrangeRange::Setup() const
     }
     const double none = std::numeric_limits<double>::quiet_NaN();
     return {feature, none, none, std::numeric_limits<std::int64_t>::min()};
+}
+
+std::vector<Fault> WaysOfCameraTexts()
+{
+    std::vector<Fault> ways;
+    for (const auto& row : kCameraTexts) {
+        ways.push_back({CameraText{row.text, Extreme::LongText}});
+        if (row.value != &sim::CameraSetup::modelName) { // then it has the model's own name
+            ways.push_back({CameraText{row.text, Extreme::EmptyText}});
+        }
+    }
+    return ways;
+}
+
+void CameraText::Apply(sim::CameraSetup* camera) const
+{
+    const auto member = ValueIn<std::string sim::CameraSetup::*>(kCameraTexts, field);
+    const std::string_view end = field == "manufacturer" ? "DALSA" : "z";
+    std::string& text = camera->**member;
+    text.clear();
+    if (extreme == Extreme::LongText) {
+        text.assign(kGevTextSize - 1 - end.size(), field.front());
+        text += end;
+    }
+}
+
+bool CameraText::Hides() const
+{
+    return field == "manufacturer" && extreme == Extreme::EmptyText;
 }
 
 void SetOccurrence(Fault* fault, std::uint64_t nth)

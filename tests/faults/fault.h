@@ -21,13 +21,24 @@ struct StrangeRange {
     sim::RangeSetup Setup() const;
 };
 
+/** A text that a camera tells of itself, of no or of as many characters as fit, for the whole
+ *  session. A long maker's name still is the maker's. */
+struct CameraText {
+    std::string field;
+    rig::Extreme extreme = rig::Extreme::EmptyText;
+    std::uint64_t nth = 1; ///< there is only one
+    void Apply(sim::CameraSetup* camera) const;
+    /** Without the maker's name the camera is nobody's. */
+    bool Hides() const;
+};
+
 /** The camera's, an answer of the host's, or how the camera is made. */
 struct Fault {
-    std::variant<sim::Fault, rig::FakeHost::Tampering, StrangeRange> what;
+    std::variant<sim::Fault, rig::FakeHost::Tampering, StrangeRange, CameraText> what;
 
     /** "write:Width:2:Timeout", "call:GevOpenCamera:1:-12", "range:Width:1:Inverted",
-     *  "host:KvGiMainCtx__GetFps:1:NotANumber", "frame:any:7:Lose": where, name, which occurrence,
-     *  how. */
+     *  "host:KvGiMainCtx__GetFps:1:NotANumber", "frame:any:7:Lose", "text:serial:1:LongText":
+     * where, name, which occurrence, how. */
     std::string Text() const;
     static std::optional<Fault> Parse(std::string_view text);
 
@@ -45,6 +56,7 @@ std::vector<Fault> WaysOfCall(const std::string& call);
 std::vector<Fault> WaysOfAnswer(const std::string& service, rig::AnswerKind kind);
 std::vector<Fault> WaysOfFrame();
 std::vector<Fault> WaysOfRange(const std::string& feature);
+std::vector<Fault> WaysOfCameraTexts();
 
 void SetOccurrence(Fault* fault, std::uint64_t nth);
 

@@ -1,4 +1,5 @@
 /** Puts each single fault into a session, one after the other, and looks how it ends. */
+#include "last_words.h"
 #include "reference_session.h"
 
 #include <CLI/CLI.hpp>
@@ -16,6 +17,8 @@ namespace
 using faults::Census;
 using faults::Fault;
 using faults::Kind;
+
+constexpr unsigned kSessionSeconds = 30; ///< of real time; a few thousandths are usual
 
 /** How many occurrences of a place are tried. */
 enum class Occurrences { FirstSecondLast, All };
@@ -44,6 +47,7 @@ std::vector<Place> PlacesOf(const Census& census)
     for (const std::string& feature : census.ranges) {
         places.push_back({faults::WaysOfRange(feature), 1});
     }
+    places.push_back({faults::WaysOfCameraTexts(), 1});
     places.push_back({faults::WaysOfFrame(), census.frames});
     return places;
 }
@@ -78,8 +82,10 @@ std::vector<Fault> AllFaults(const Census& census, Occurrences occurrences)
 std::vector<std::string> RunInChild(Kind kind, const std::vector<Fault>& given, bool mustAbort)
 {
     std::fflush(stdout);
+    faults::SayNothing(0); // the process that waits says how the child ended
     const pid_t child = fork();
     if (child == 0) {
+        faults::SayNothing(kSessionSeconds);
         if (std::freopen("/dev/null", "w", stderr) == nullptr) { // the runtime's last words
             _exit(2);
         }
@@ -111,6 +117,10 @@ public:
     void Try(const std::vector<Fault>& given)
     {
         ++runs_;
+        const std::string command = Command(given);
+        faults::SetLastWords("FAILED: the session breaks the process, or does not end\n        " +
+                                 command + "\n",
+                             kSessionSeconds);
         const auto any = [&given](bool (Fault::*is)() const) {
             return std::any_of(given.begin(), given.end(),
                                [is](const Fault& fault) { return (fault.*is)(); });
@@ -120,14 +130,11 @@ public:
             throws || any(&Fault::MayThrowOnControlThread)
                 ? RunInChild(kind_, given, throws && given.size() == 1)
                 : faults::RunWith(kind_, given);
+        faults::SayNothing(0);
         if (wrong.empty()) {
             return;
         }
         ++failures_;
-        std::string command = program_ + " --session " + faults::NameOf(kind_);
-        for (const Fault& fault : given) {
-            command += " --one " + fault.Text();
-        }
         for (const std::string& sentence : wrong) {
             std::printf("FAILED: %s\n", sentence.c_str());
         }
@@ -138,6 +145,15 @@ public:
     int Failures() const { return failures_; }
 
 private:
+    std::string Command(const std::vector<Fault>& given) const
+    {
+        std::string command = program_ + " --session " + faults::NameOf(kind_);
+        for (const Fault& fault : given) {
+            command += " --one " + fault.Text();
+        }
+        return command;
+    }
+
     Kind kind_;
     std::string program_;
     int runs_ = 0;
@@ -154,7 +170,11 @@ struct Wish {
 
 int Work(Kind kind, const Wish& wish, const std::string& program)
 {
+    faults::SetLastWords(
+        "FAILED: the session without a fault breaks the process, or does not end\n",
+        kSessionSeconds);
     faults::RunWith(kind, {}); // what is made once in a process is made now
+    faults::SayNothing(0);
     Runner runner(kind, program);
     if (!wish.ones.empty()) {
         std::vector<Fault> given;

@@ -2,6 +2,7 @@
 
 #include "alloc_count.h"
 #include "quick_thread.h"
+#include "session_checks.h"
 
 #include <algorithm>
 #include <array>
@@ -20,7 +21,7 @@ namespace
 using rig::FakeHost;
 using rig::Rig;
 
-constexpr const char* kSerial = "S0000001";
+constexpr std::uint32_t kBuffers = 4;
 constexpr std::uint32_t kRoundsAtMost = 60; ///< then a terminate comes, whatever else happened
 
 /** What CheckSignal tells in the rounds of the session, by round. */
@@ -38,9 +39,12 @@ constexpr std::uint32_t kDynamicChangeRound = 10;
 class ScriptedHost
 {
 public:
-    ScriptedHost(Rig& rig, Kind kind) : host_(rig.host)
+    /** Asks for the camera by all that it tells. */
+    ScriptedHost(Rig& rig, Kind kind, const sim::CameraSetup& camera) : host_(rig.host)
     {
-        host_.model = "";
+        host_.model = camera.modelName.c_str();
+        host_.id = camera.serial.c_str();
+        host_.bnum = kBuffers;
         host_.width = 48;
         host_.height = 32;
         host_.offsetX = 8;
@@ -50,7 +54,8 @@ public:
         host_.tsadjns = kind == Kind::ManualMono ? 0 : 1500;
         host_.ioboxes = {{KvTd::TD_PIN_OUT1, 1, 2, 0, {100, 500}},
                          {KvTd::TD_PIN_OUT2, 1, 3, 2, {0, 800}}};
-        host_.lut.assign(256, 0);
+        host_.lut.assign(65536, 0); // a host that tells of more entries has them
+        host_.lut.resize(256);
         for (std::size_t i = 0; i < host_.lut.size(); ++i) {
             host_.lut[i] = static_cast<std::uint16_t>(255 - i);
         }
@@ -134,6 +139,8 @@ sim::CameraSetup Camera(Kind kind, const std::vector<Fault>& faults)
     for (const Fault& fault : faults) {
         if (const auto* range = std::get_if<StrangeRange>(&fault.what)) {
             camera.ranges.push_back(range->Setup());
+        } else if (const auto* text = std::get_if<CameraText>(&fault.what)) {
+            text->Apply(&camera);
         }
     }
     return camera;
@@ -189,23 +196,14 @@ std::size_t ThreadCount()
     return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
 }
 
-bool IsDocumented(int exitCode)
-{
-    constexpr std::array kCodes{
-        KvTd::kExitDone,    KvTd::kExitReconfigFailed, KvTd::kExitNoDevice, KvTd::kExitNotOurs,
-        KvTd::kExitBuffers, KvTd::kExitConfiguration,  KvTd::kExitOpen,     KvTd::kExitGrabbing};
-    return std::find(kCodes.begin(), kCodes.end(), exitCode) != kCodes.end();
-}
-
 /** One session through the library's entry; an exception that leaves it is a fault of the driver.
  */
-int Run(std::vector<std::string>* wrong)
+int Run(FakeHost* host, std::vector<std::string>* wrong)
 {
+    host->formats.clear();
     try {
         const int exitCode = Rig::Run();
-        if (!IsDocumented(exitCode)) {
-            wrong->push_back("exit code " + std::to_string(exitCode));
-        }
+        CheckExitCode(*host, exitCode, wrong);
         return exitCode;
     } catch (const std::exception& e) {
         wrong->push_back(std::string("an exception leaves the driver: ") + e.what());
@@ -215,26 +213,23 @@ int Run(std::vector<std::string>* wrong)
     return KvTd::kExitDone;
 }
 
-/** The camera calls of a session that ended: each transfer freed once, the end in order. Where the
- *  host's buffers aren't used there is no transfer; a loop ends with the same call all the same. */
-void CheckCalls(bool factoryUsed, std::vector<std::string>* wrong)
+Circumstances CircumstancesOf(const std::vector<Fault>& faults)
 {
-    rig::Texts calls = Rig::Of("gev");
-    bool freed = false;
-    for (std::string& call : calls) {
-        call.resize(call.find_first_of("(="));
-        if (call == "GevFreeTransfer" && freed && factoryUsed) {
-            wrong->push_back("a transfer is freed twice");
+    Circumstances circumstances;
+    circumstances.orderly = faults.empty();
+    for (const Fault& fault : faults) {
+        if (const auto* camera = std::get_if<sim::Fault>(&fault.what)) {
+            circumstances.nullFrames += camera->effect == sim::Effect::NullFrame ? 1 : 0;
+        } else if (const auto* tampering = std::get_if<FakeHost::Tampering>(&fault.what)) {
+            circumstances.factoryUsed =
+                circumstances.factoryUsed && tampering->service != "KvGiMem__IsFactoryUsed";
+            circumstances.buffersGone =
+                circumstances.buffersGone ||
+                (tampering->service == "KvGiMem__GetBufPtr" &&
+                 (faults.size() > 1 || (tampering->nth - 1) % (2 * kBuffers) >= kBuffers));
         }
-        freed = call == "GevFreeTransfer" || (freed && call != "GevInitializeTransfer");
     }
-    const auto count = [&calls](const char* call) {
-        return std::count(calls.begin(), calls.end(), call);
-    };
-    if (count("GevApiUninitialize") != 1 || count("_CloseSocketAPI") != 1 ||
-        calls.back() != "_CloseSocketAPI") {
-        wrong->push_back("the camera calls are not shut down once, at the end");
-    }
+    return circumstances;
 }
 
 void CheckCameraIsFree(std::vector<std::string>* wrong)
@@ -249,20 +244,57 @@ void CheckCameraIsFree(std::vector<std::string>* wrong)
     GevCloseCamera(&handle);
 }
 
-/** A session without faults that follows in the same process. A camera whose ranges make no sense
- *  may be refused again. */
-void CheckNextSession(Rig& rig, bool soundCamera, std::vector<std::string>* wrong)
+/** The codes with which a camera that is made so may be refused, each time again. */
+std::vector<int> RefusalsOf(const std::vector<Fault>& faults)
+{
+    std::vector<int> codes;
+    for (const Fault& fault : faults) {
+        const auto* text = std::get_if<CameraText>(&fault.what);
+        if (std::holds_alternative<StrangeRange>(fault.what)) {
+            codes.push_back(KvTd::kExitConfiguration);
+        } else if (text != nullptr && text->Hides()) {
+            codes.push_back(KvTd::kExitNoDevice);
+        }
+    }
+    return codes;
+}
+
+/** Texts of a camera change nothing but whether it is the maker's, and are logged whole. */
+void CheckTexts(const std::vector<Fault>& faults, const sim::CameraSetup& camera, int exitCode,
+                std::vector<std::string>* wrong)
+{
+    const auto* text = faults.size() == 1 ? std::get_if<CameraText>(&faults[0].what) : nullptr;
+    if (text == nullptr) {
+        return;
+    }
+    if (exitCode != (text->Hides() ? KvTd::kExitNoDevice : KvTd::kExitDone)) {
+        wrong->push_back("with this text the session ends with " + std::to_string(exitCode));
+    }
+    const rig::Texts logs = Rig::Logs();
+    for (const std::string& told :
+         {camera.manufacturer, camera.modelName, camera.serial, camera.version}) {
+        if (!text->Hides() && rig::Count(logs, told) == 0) {
+            wrong->push_back("the log does not tell " + told);
+        }
+    }
+}
+
+/** A session without faults that follows in the same process. */
+void CheckNextSession(Rig& rig, const std::vector<int>& refusals, std::vector<std::string>* wrong)
 {
     rig.host.onCall = nullptr;
     rig.host.onLog = nullptr;
     rig.host.signals.clear();
     rig.host.tamperings.clear();
     rig.host.dynConfig = 0;
-    rig.host.bnum = 4;
+    rig.host.bnum = kBuffers;
     rig.host.fnum = 4;
     const std::uint64_t before = rig.host.exported;
-    const int exitCode = Run(wrong);
-    if (!soundCamera && exitCode == KvTd::kExitConfiguration) {
+    const int exitCode = Run(&rig.host, wrong);
+    Circumstances circumstances;
+    circumstances.orderly = refusals.empty();
+    CheckCalls(circumstances, wrong);
+    if (std::find(refusals.begin(), refusals.end(), exitCode) != refusals.end()) {
         return;
     }
     if (exitCode != KvTd::kExitDone || rig.host.exported - before != rig.host.fnum - 1) {
@@ -274,31 +306,29 @@ void CheckNextSession(Rig& rig, bool soundCamera, std::vector<std::string>* wron
 void RunSessions(Kind kind, const std::vector<Fault>& faults, Census* census,
                  std::vector<std::string>* wrong)
 {
-    Rig rig(Camera(kind, faults));
+    const sim::CameraSetup camera = Camera(kind, faults);
+    Rig rig(camera);
     {
-        ScriptedHost script(rig, kind);
+        ScriptedHost script(rig, kind, camera);
         rig::QuickThread::allowed = true;
         rig.host.counting = census != nullptr;
         MissSomeFrames();
         Add(rig, faults);
-        const int exitCode = Run(wrong);
+        const int exitCode = Run(&rig.host, wrong);
         if (faults.empty() && (exitCode != KvTd::kExitDone || rig.host.exported < 30)) {
             wrong->push_back("without a fault it ends with " + std::to_string(exitCode));
         }
         if (census != nullptr) {
             Count(rig, census);
         }
-        CheckCalls(std::none_of(rig.host.tamperings.begin(), rig.host.tamperings.end(),
-                                [](const FakeHost::Tampering& tampering) {
-                                    return tampering.service == "KvGiMem__IsFactoryUsed";
-                                }),
-                   wrong);
+        CheckCalls(CircumstancesOf(faults), wrong);
+        CheckTexts(faults, camera, exitCode, wrong);
         sim::ClearFaults();
-        sim::SetAttached(kSerial, true);
+        sim::SetAttached(camera.serial, true);
         CheckCameraIsFree(wrong);
         sim::ClearJournal();
         rig::QuickThread::allowed = false;
-        CheckNextSession(rig, Camera(kind, faults).ranges.empty(), wrong);
+        CheckNextSession(rig, RefusalsOf(faults), wrong);
     }
     if (ThreadCount() != 1) {
         wrong->push_back("a thread is left");

@@ -1,0 +1,145 @@
+#include "session_checks.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace faults
+{
+
+namespace
+{
+
+/** What the driver says on its way out, and the code that goes with it. */
+struct Ending {
+    std::string_view format; ///< part of it
+    int exitCode;
+};
+constexpr Ending kEndings[] = {{"no any devices found", KvTd::kExitNoDevice},
+                               {"please attach configured device", KvTd::kExitNotOurs},
+                               {"can't connect to device", KvTd::kExitOpen},
+                               {"Device configuration error", KvTd::kExitConfiguration},
+                               {"SetUserBuffers error", KvTd::kExitBuffers},
+                               {"grabbing is stopped", KvTd::kExitGrabbing}};
+
+bool Told(const rig::FakeHost& host, std::string_view part)
+{
+    return std::any_of(host.formats.begin(), host.formats.end(), [part](const std::string& format) {
+        return format.find(part) != std::string::npos;
+    });
+}
+
+std::string_view NameOf(std::string_view call)
+{
+    return call.substr(0, call.find_first_of("(="));
+}
+
+/** Calls of a camera's life, in the order in which they came. */
+struct Life {
+    unsigned opened = 0;
+    unsigned closed = 0;
+    unsigned shutDown = 0;
+    unsigned loops = 0;
+    unsigned delivered = 0;
+    unsigned released = 0;
+    bool freedTwice = false;
+    bool closedLate = false; ///< by somebody else then
+    bool freedRunning = false;
+    std::string senseless; ///< the last call that was refused for its arguments
+};
+
+Life Lived(const rig::Texts& calls)
+{
+    Life life;
+    bool freed = false;
+    bool running = false;
+    for (const std::string& call : calls) {
+        const std::string_view name = NameOf(call);
+        const bool done = call.ends_with("=0");
+        for (const int status : {int{kGevInvalidHandle}, int{kGevInvalidArgument}}) {
+            life.senseless = call.ends_with("=" + std::to_string(status)) ? call : life.senseless;
+        }
+        if (name == "GevOpenCamera") {
+            life.opened += done ? 1 : 0;
+        } else if (name == "GevCloseCamera") {
+            ++life.closed;
+            life.closedLate = life.closedLate || life.shutDown != 0;
+        } else if (name == "GevApiUninitialize") {
+            ++life.shutDown;
+        } else if (name == "GevFreeTransfer") {
+            ++life.loops;
+            life.freedTwice = life.freedTwice || freed;
+            life.freedRunning = life.freedRunning || running;
+        } else if (name == "GevWaitForNextFrame") {
+            life.delivered += done || call.ends_with("=" + std::to_string(kGevIncomplete)) ? 1 : 0;
+        } else if (name == "GevReleaseFrame") {
+            ++life.released;
+        }
+        running = name == "GevStartTransfer" ? done : running && name != "GevAbortTransfer";
+        freed = name == "GevFreeTransfer" || (freed && name != "GevInitializeTransfer");
+    }
+    return life;
+}
+
+} // namespace
+
+void CheckCalls(const Circumstances& circumstances, std::vector<std::string>* wrong)
+{
+    const rig::Texts calls = rig::Rig::Of("gev");
+    const Life life = Lived(calls);
+    // Where the host's buffers aren't used there is no transfer; a loop ends with the same call all
+    // the same.
+    if (life.freedTwice && circumstances.factoryUsed) {
+        wrong->push_back("a transfer is freed twice");
+    }
+    if (life.freedRunning && circumstances.orderly) {
+        wrong->push_back("a transfer is freed that was not stopped");
+    }
+    // The driver asks for each buffer a second time and hands over what it is told.
+    if (!life.senseless.empty() &&
+        !(circumstances.buffersGone && NameOf(life.senseless) == "GevInitializeTransfer")) {
+        wrong->push_back("a call that makes no sense: " + life.senseless);
+    }
+    if (life.closed != life.opened || life.closedLate) {
+        wrong->push_back("the camera is opened " + std::to_string(life.opened) +
+                         " times and closed " + std::to_string(life.closed) + " times");
+    }
+    // The last frame of a loop goes with the transfer.
+    const unsigned kept = life.loops + circumstances.nullFrames;
+    if (life.delivered > life.released + kept || life.released > life.delivered) {
+        wrong->push_back("of " + std::to_string(life.delivered) + " frames " +
+                         std::to_string(life.released) + " are released in " +
+                         std::to_string(life.loops) + " loops");
+    }
+    const auto sockets = std::count_if(calls.begin(), calls.end(), [](const std::string& call) {
+        return NameOf(call) == "_CloseSocketAPI";
+    });
+    if (life.shutDown != 1 || sockets != 1 || NameOf(calls.back()) != "_CloseSocketAPI") {
+        wrong->push_back("the camera calls are not shut down once, at the end");
+    }
+}
+
+void CheckExitCode(const rig::FakeHost& host, int exitCode, std::vector<std::string>* wrong)
+{
+    for (const Ending& ending : kEndings) {
+        if (Told(host, ending.format)) {
+            if (exitCode != ending.exitCode) {
+                wrong->push_back("exit code " + std::to_string(exitCode) + " after \"" +
+                                 std::string(ending.format) + "\"");
+            }
+            return;
+        }
+    }
+    // An exception that isn't the loop's is the configuration's; frames that stay away are told.
+    const int code = Told(host, "An unhandled exception") ? KvTd::kExitConfiguration
+                     : Told(host, "error description")    ? KvTd::kExitGrabbing
+                                                          : KvTd::kExitDone;
+    const bool frames = code == KvTd::kExitGrabbing; // that may have come again
+    const bool usual = exitCode == KvTd::kExitDone || exitCode == KvTd::kExitReconfigFailed;
+    if (exitCode != code && !(usual && (frames || code == KvTd::kExitDone))) {
+        wrong->push_back("exit code " + std::to_string(exitCode) + " in place of " +
+                         std::to_string(code));
+    }
+}
+
+} // namespace faults

@@ -15,7 +15,7 @@ function(kv_add_test)
     target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBRARIES} kv_warnings GTest::gmock
                           GTest::gtest_main Threads::Threads)
     # What is tested is optimised as the preset says; the tests themselves only have to be built soon.
-    target_compile_options(${ARG_NAME} PRIVATE -O0)
+    target_compile_options(${ARG_NAME} PRIVATE -O0 -g1)
     target_precompile_headers(${ARG_NAME} PRIVATE <gmock/gmock.h> <gtest/gtest.h>)
     if(ARG_OWN_NETWORK)
         set_target_properties(${ARG_NAME} PROPERTIES

@@ -81,6 +81,9 @@ void RemoveTraces(void* traces) noexcept
     static_cast<Traces*>(traces)->exporter.AbandonNow();
 }
 
+/** A microsecond a second; a minute of frames tells ten times better. */
+constexpr double kSureEnoughNsPerS = 1000;
+
 void PrintSummary(const HostSession& host, std::int64_t runNs)
 {
     const ExportConfig& config = host.parts.config.Current().exporting;
@@ -90,8 +93,13 @@ void PrintSummary(const HostSession& host, std::int64_t runNs)
     std::fputs(host.progress.Summary(pictures, host.Transfers(), runNs).c_str(), stdout);
     if (const auto drift = host.Drift()) {
         std::printf("clocks: the host's gained %.0f ns a second on the camera's (give or take "
-                    "%.0f, over %.0f s); timing.drift_ns_per_s = %.0f stamps by the camera's\n",
-                    drift->nsPerS, drift->uncertainNsPerS, drift->seconds, drift->nsPerS);
+                    "%.0f, over %.0f s); ",
+                    drift->nsPerS, drift->uncertainNsPerS, drift->seconds);
+        if (drift->uncertainNsPerS > kSureEnoughNsPerS) {
+            std::puts("a longer run tells which timing.drift_ns_per_s to configure");
+        } else {
+            std::printf("timing.drift_ns_per_s = %.0f stamps by the camera's\n", drift->nsPerS);
+        }
     }
 }
 

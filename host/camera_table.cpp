@@ -7,13 +7,6 @@
 namespace kvgrab
 {
 
-namespace
-{
-
-constexpr std::size_t kDriverList = 8; // the driver asks for no more
-
-} // namespace
-
 std::string WhyNotTaken(const CameraRow& camera, std::size_t position)
 {
     if (position >= kDriverList) {

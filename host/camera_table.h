@@ -1,6 +1,7 @@
 /** The table that `kvgrab list` prints. */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -17,11 +18,14 @@ struct CameraRow {
     std::string address; ///< on the network; empty: none
 };
 
+/** The driver looks at no more of the list. */
+constexpr std::size_t kDriverList = 8;
+
 /** Whether the driver takes the camera at a position of the list: empty for yes, else why not. */
 std::string WhyNotTaken(const CameraRow& camera, std::size_t position);
 
 /** Columns in the order position, model, serial, version, kind, address, driver; a heading, then a
- * row for each camera. */
+ *  row for each camera. */
 std::string CameraTable(const std::vector<CameraRow>& cameras);
 
 /** "192.168.1.20" of an IPv4 address in host byte order; empty of 0. */

@@ -12,14 +12,14 @@ namespace kvgrab
 namespace
 {
 
-constexpr int kCamerasLookedAt = 8; ///< by the driver
+using CameraList = std::array<GEV_DEVICE_INFO, kDriverList>;
+
 constexpr std::uint32_t kControl = 2;
 
 /** The first camera that the driver takes; null when there is none. */
-const GEV_DEVICE_INFO* Chosen(const std::array<GEV_DEVICE_INFO, kCamerasLookedAt>& list, int count,
-                              const CameraConfig& wanted)
+const GEV_DEVICE_INFO* Chosen(const CameraList& list, int count, const CameraConfig& wanted)
 {
-    const auto* const end = list.data() + std::min(count, kCamerasLookedAt);
+    const auto* const end = list.data() + std::min(static_cast<std::size_t>(count), list.size());
     const auto ours = [](const GEV_DEVICE_INFO& camera) {
         CameraRow row;
         row.manufacturer = camera.manufacturer;
@@ -41,9 +41,9 @@ const GEV_DEVICE_INFO* Chosen(const std::array<GEV_DEVICE_INFO, kCamerasLookedAt
 
 ChosenCamera::ChosenCamera(const CameraConfig& wanted)
 {
-    std::array<GEV_DEVICE_INFO, kCamerasLookedAt> list{};
+    CameraList list{};
     int count = 0;
-    GevGetCameraList(list.data(), kCamerasLookedAt, &count);
+    GevGetCameraList(list.data(), kDriverList, &count);
     const GEV_DEVICE_INFO* const chosen = Chosen(list, count, wanted);
     if (chosen == nullptr) {
         whyNot_ =

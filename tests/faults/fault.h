@@ -38,14 +38,14 @@ struct Fault {
 
     /** "write:Width:2:Timeout", "call:GevOpenCamera:1:-12", "range:Width:1:Inverted",
      *  "host:KvGiMainCtx__GetFps:1:NotANumber", "frame:any:7:Lose", "text:serial:1:LongText":
-     * where, name, which occurrence, how. */
+     *  where, name, which occurrence, how. */
     std::string Text() const;
     static std::optional<Fault> Parse(std::string_view text);
 
     /** Raises an exception in an access that the control thread makes (the output lines). */
     bool ThrowsOnControlThread() const;
     /** May do so: the camera leaves, perhaps just when that thread reaches for it, or a line's
-     * range makes no sense. */
+     *  range makes no sense. */
     bool MayThrowOnControlThread() const;
 };
 

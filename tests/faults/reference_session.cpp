@@ -69,23 +69,9 @@ public:
             host_.gamma = 0.7F;
         } else {
             host_.format = KvTd::kFormatBayer8;
-            host_.sweepProf = 1;
-            host_.sweepGainMod = KvTd::kSweepAuto;
-            host_.sweepEtimeMod = KvTd::kSweepAuto;
-            host_.atbright = 0.4F;
-            host_.gainlimsLow = 0;
-            host_.gainlimsHigh = 12;
-            host_.etlimsLow = 100;
-            host_.etlimsHigh = 8000;
-            host_.wbred = 150;
-            host_.wbblu = 120;
+            host_.AskForAutomatics();
         }
-        host_.dynamicLut = [](std::uint8_t bits, std::uint16_t* lut) {
-            constexpr std::uint16_t kHighest = 4087;
-            for (std::size_t i = 0; i < (std::size_t{1} << bits); ++i) {
-                lut[i] = static_cast<std::uint16_t>(std::min<std::size_t>(i * 16, kHighest));
-            }
-        };
+        host_.dynamicLut = rig::RisingTable;
         host_.onCall = [this](std::string_view service) { Called(service); };
         host_.onLog = [this](std::string_view format) {
             linesSet_ += format.starts_with("### set strobe") ? 1 : 0;

@@ -1,6 +1,6 @@
 /** The session that faults are put into: every setting is used, signals come, the dynamic LUT runs
- * on the stream and through its excursion, output lines change, frames are missed. In virtual time,
- * the same in every run. */
+ *  on the stream and through its excursion, output lines change, frames are missed. In virtual
+ *  time, the same in every run. */
 #pragma once
 
 #include "fault.h"

@@ -119,16 +119,7 @@ TEST_F(DriverOnTheWire, WhatACameraRegulatesItselfReachesIt)
 {
     SwitchOn(kSerial);
     host.format = KvTd::kFormatYuv422;
-    host.sweepProf = 1;
-    host.sweepGainMod = KvTd::kSweepAuto;
-    host.sweepEtimeMod = KvTd::kSweepAuto;
-    host.atbright = 0.4F;
-    host.gainlimsLow = 0;
-    host.gainlimsHigh = 12;
-    host.etlimsLow = 100;
-    host.etlimsHigh = 8000;
-    host.wbred = 150;
-    host.wbblu = 120;
+    host.AskForAutomatics();
     host.gamma = 0.7F;
     ExpectSmoothSession();
 
@@ -151,11 +142,7 @@ TEST_F(DriverOnTheWire, SignalsBetweenFramesAndLinesBesideThem)
     host.exptMan = 2000;
     host.sweepEtimeMod = KvTd::kSweepManual;
     host.ioboxes = {{KvTd::TD_PIN_OUT1, 1, 2, 0, {0, 100}}};
-    host.dynamicLut = [](std::uint8_t bits, std::uint16_t* lut) {
-        for (std::size_t i = 0; i < (std::size_t{1} << bits); ++i) {
-            lut[i] = static_cast<std::uint16_t>(std::min<std::size_t>(i * 16, 4087));
-        }
-    };
+    host.dynamicLut = rig::RisingTable;
     constexpr std::uint32_t kEnd = 60;
     std::uint32_t round = 0;
     host.onCall = [&](std::string_view service) {

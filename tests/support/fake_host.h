@@ -5,6 +5,7 @@
 #include "kv_host_services.h"
 #include "kv_td_types.h"
 
+#include <cstdarg>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -88,6 +89,9 @@ public:
     std::uint32_t bnum = 4;
     std::vector<IoBoxConfig> ioboxes;
 
+    /** A camera that regulates exposure and gain itself, within limits, and balanced colours. */
+    void AskForAutomatics();
+
     // ---- frame memory -------------------------------------------------------------------------
     int factoryUsed = 1;
     std::uint32_t bufferCount = 16; ///< how many buffers the memory has once it is initialised
@@ -150,6 +154,8 @@ public:
     }
     void AllocateMemory(std::uint32_t size);
     void* BufferAt(std::uint32_t index) const;
+    static std::string Text(const char* format, va_list arguments)
+        __attribute__((format(printf, 1, 0)));
     /** An unset one beyond those that there are. */
     const IoBoxConfig& SetAt(int set) const;
 
@@ -195,5 +201,8 @@ private:
     std::uint8_t* first_ = nullptr;
     std::size_t stride_ = 0;
 };
+
+/** A dynamic table: 16 a level, as far as values go that 8 bits can hold. */
+void RisingTable(std::uint8_t bits, std::uint16_t* lut);
 
 } // namespace rig

@@ -36,7 +36,7 @@ public:
 
     void Signal(int number) const;
     /** Waits until the output contains `text`; false when the program ended or `limit` passed
-     * first. Looks on from where the last success ended. */
+     *  first. Looks on from where the last success ended. */
     bool WaitFor(const std::string& text, std::chrono::seconds limit = std::chrono::seconds(20));
     /** Waits for its end. The exit status; 1000 plus the signal that killed it; -1 when it did not
      *  end in time. */

@@ -2,9 +2,8 @@
  *
  *  Input: 1920x1080, full sensor, another frame number (so another picture of the pattern) and
  *  noise seed each time, fixed or changing exposure; "Image" paints a picture from a file instead
- *  of the pattern. Each painting, or metering, is followed by a memcpy of as many bytes from
- * another buffer in the same run. Times are the thread's own on the processor, so that a busy
- * machine disturbs little; the counter `copies` is the painting's time divided by the copies'. */
+ *  of the pattern; "Measure" meters instead of painting. */
+#include "beside_copy.h"
 #include "light_image.h"
 #include "pixel_packing.h"
 #include "scene.h"
@@ -14,19 +13,10 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
-#include <ctime>
 #include <vector>
 
 namespace
 {
-
-double ThreadSeconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
 
 /** A colour picture of 12 million pixels, as from another camera, by way of a file. */
 std::shared_ptr<const sim::LightImage> Image()
@@ -67,38 +57,25 @@ void PaintBesideMemcpy(benchmark::State& state, std::uint32_t format, unsigned w
     job.pixelFormat = format;
     const std::size_t size = sim::PictureBytes(job.width, job.height, format);
     std::vector<std::uint8_t> image(size);
-    std::vector<std::uint8_t> source(size, 1);
-    std::vector<std::uint8_t> copy(size);
     sim::Scene scene((what & kImage) != 0 ? Image() : nullptr);
     scene.Paint(job, image.data(), size); // so that all is at its place
     scene.Measure(job);
     job.noise = (what & kNoise) != 0 ? 1 : 0;
-    double painting = 0;
-    double copying = 0;
-    for (auto _ : state) {
+    const auto nextFrame = [&] {
         ++job.frameNumber;
         ++job.noiseSeed;
         if ((what & kExposureChanges) != 0) {
             job.exposureUs = 5000 + job.frameNumber % 1000;
         }
-        const double start = ThreadSeconds();
+    };
+    const auto work = [&] {
         if ((what & kMeasure) != 0) {
             benchmark::DoNotOptimize(scene.Measure(job));
         } else {
             scene.Paint(job, image.data(), size);
         }
-        benchmark::ClobberMemory();
-        const double painted = ThreadSeconds();
-        std::memcpy(copy.data(), source.data(), size);
-        benchmark::ClobberMemory();
-        copying += ThreadSeconds() - painted;
-        painting += painted - start;
-        state.SetIterationTime(painted - start);
-    }
-    const auto frames = static_cast<double>(state.iterations());
-    state.counters["paint_us"] = painting / frames * 1e6;
-    state.counters["memcpy_us"] = copying / frames * 1e6;
-    state.counters["copies"] = painting / copying;
+    };
+    bench::MeasureBesideCopy(state, size, nextFrame, work);
 }
 
 void Register(const char* name, std::uint32_t format, unsigned what = kPaint)

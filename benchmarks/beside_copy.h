@@ -1,0 +1,50 @@
+/** Measures work on a picture beside a memcpy of as many bytes, in turns in the same run. */
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+namespace bench
+{
+
+/** The thread's own time on the processor, so that a busy machine disturbs little. */
+inline double ThreadSeconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+/** Runs `prepare`, which isn't measured, and `work`, then copies `bytes` between two buffers of its
+ *  own. Counters: `work_us` and `memcpy_us` a turn, and `copies`, the first by the second. */
+template <class Prepare, class Work>
+void MeasureBesideCopy(benchmark::State& state, std::size_t bytes, Prepare prepare, Work work)
+{
+    const std::vector<std::uint8_t> source(bytes, 1);
+    std::vector<std::uint8_t> copy(bytes);
+    double working = 0;
+    double copying = 0;
+    for (auto _ : state) {
+        prepare();
+        const double start = ThreadSeconds();
+        work();
+        benchmark::ClobberMemory();
+        const double worked = ThreadSeconds();
+        std::memcpy(copy.data(), source.data(), bytes);
+        benchmark::ClobberMemory();
+        copying += ThreadSeconds() - worked;
+        working += worked - start;
+        state.SetIterationTime(worked - start);
+    }
+    const auto turns = static_cast<double>(state.iterations());
+    state.counters["work_us"] = working / turns * 1e6;
+    state.counters["memcpy_us"] = copying / turns * 1e6;
+    state.counters["copies"] = working / copying;
+}
+
+} // namespace bench

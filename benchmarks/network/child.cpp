@@ -7,8 +7,10 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <linux/capability.h>
 #include <poll.h>
-#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,8 +20,16 @@ namespace bench
 namespace
 {
 
+/** For the program that is about to be executed in this process, whoever runs it. */
+void GiveUpRealTime()
+{
+    const rlimit none{0, 0};
+    setrlimit(RLIMIT_RTPRIO, &none);
+    prctl(PR_CAPBSET_DROP, CAP_SYS_NICE, 0, 0, 0);
+}
+
 /** `output`: where its standard output and error go. */
-pid_t Start(const std::vector<std::string>& words, int output)
+pid_t Start(const std::vector<std::string>& words, Rights rights, int output)
 {
     const pid_t pid = fork();
     if (pid != 0) {
@@ -27,6 +37,9 @@ pid_t Start(const std::vector<std::string>& words, int output)
     }
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
+    if (rights == Rights::NoRealTime) {
+        GiveUpRealTime();
+    }
     std::vector<char*> arguments;
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str()));
@@ -55,11 +68,8 @@ public:
     {
     }
     bool IsDone() const { return lengthS_ <= 0 || end_ != 0; }
-    Load Measured() const
-    {
-        const double s = end_ - begin_;
-        return {(after_.all - before_.all) / s, (after_.realTime - before_.realTime) / s};
-    }
+    /** us of CPU a second; 0 when it isn't done. */
+    double Load() const { return end_ == 0 ? 0 : (after_ - before_) / (end_ - begin_); }
 
     void Look()
     {
@@ -91,17 +101,14 @@ private:
     }
 
     /** CPU time so far, in us. */
-    Load Used() const
+    double Used() const
     {
-        Load used;
+        double used = 0;
         std::error_code gone;
         for (const auto& task : Folder(tasks_, gone)) {
             double ns = 0;
             std::ifstream(task.path() / "schedstat") >> ns;
-            used.all += ns / 1000;
-            if (sched_getscheduler(std::stoi(task.path().filename())) == SCHED_FIFO) {
-                used.realTime += ns / 1000;
-            }
+            used += ns / 1000;
         }
         return used;
     }
@@ -111,20 +118,20 @@ private:
     double start_ = 0;
     double begin_ = 0;
     double end_ = 0;
-    Load before_;
-    Load after_;
+    double before_ = 0;
+    double after_ = 0;
 };
 
 } // namespace
 
-Outcome RunProgram(const std::vector<std::string>& words, double watchedS)
+Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double watchedS)
 {
     Outcome outcome;
     int ends[2] = {-1, -1};
     if (pipe2(ends, O_CLOEXEC) != 0) {
         return outcome;
     }
-    const pid_t pid = Start(words, ends[1]);
+    const pid_t pid = Start(words, rights, ends[1]);
     close(ends[1]);
     Watch watch(pid, watchedS);
     pollfd readable{ends[0], POLLIN, 0};
@@ -147,15 +154,14 @@ Outcome RunProgram(const std::vector<std::string>& words, double watchedS)
     int status = 0;
     waitpid(pid, &status, 0);
     outcome.ended = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    outcome.watched = watchedS > 0 && watch.IsDone();
-    outcome.load = outcome.watched ? watch.Measured() : Load{};
+    outcome.load = watch.Load();
     return outcome;
 }
 
 Background::Background(const std::vector<std::string>& words)
 {
     const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    pid_ = Start(words, nowhere);
+    pid_ = Start(words, Rights::All, nowhere);
     close(nowhere);
 }
 

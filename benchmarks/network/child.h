@@ -8,22 +8,17 @@
 namespace bench
 {
 
-/** What a program's threads use while frames flow, in us of CPU a second. */
-struct Load {
-    double all = 0;
-    double realTime = 0; ///< those with a real-time priority
+struct Outcome {
+    bool ended = false; ///< by itself, with status 0
+    std::string output; ///< standard output and error
+    double load = 0;    ///< us of CPU a second while frames flow; 0: it did not run long enough
 };
 
-struct Outcome {
-    bool ended = false;   ///< by itself, with status 0
-    bool watched = false; ///< `load` holds: it ran long enough
-    std::string output;   ///< standard output and error
-    Load load;
-};
+enum class Rights { All, NoRealTime };
 
 /** Runs a program to its end. Its load is taken over `watchedS` seconds that begin soon after it
  *  has a thread that receives frames; 0: not at all. */
-Outcome RunProgram(const std::vector<std::string>& words, double watchedS);
+Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double watchedS);
 
 /** A program in the background for the life of this object; then it is asked to end (SIGTERM). */
 class Background

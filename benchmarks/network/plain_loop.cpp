@@ -103,7 +103,8 @@ int RunPlainLoop(const PlainLoop& plan)
         arv_stream_push_buffer(stream, arv_buffer_new(payload, buffer.data()));
     }
     const FrameNodes nodes(device);
-    const auto begin = Clock::now();
+    Clock::time_point begin;
+    Clock::time_point end;
     arv_device_execute_command(device, "AcquisitionStart", &error);
     std::uint64_t received = 0;
     std::uint64_t failed = 0;
@@ -113,6 +114,8 @@ int RunPlainLoop(const PlainLoop& plan)
             return Fail("no frame within a second", nullptr);
         }
         if (arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS) {
+            end = Clock::now();
+            begin = received == 0 ? end : begin;
             nodes.Access();
             ++received;
         } else {
@@ -120,8 +123,7 @@ int RunPlainLoop(const PlainLoop& plan)
         }
         arv_stream_push_buffer(stream, buffer);
     }
-    const auto took =
-        std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - begin).count();
+    const auto took = std::chrono::duration_cast<std::chrono::microseconds>(end - begin).count();
     arv_device_execute_command(device, "AcquisitionStop", nullptr);
     g_object_unref(stream);
     g_object_unref(device);

@@ -21,8 +21,8 @@ struct PlainLoop {
     std::uint64_t frames = 0; ///< to receive whole
 };
 
-/** Prints "received N failed N took N us", from the start of acquisition to the last frame, and
- *  returns the exit status. */
+/** Prints "received N failed N took N us", from the first frame to the last, and returns the exit
+ *  status. */
 int RunPlainLoop(const PlainLoop& plan);
 
 } // namespace bench

@@ -177,7 +177,7 @@ struct Counts {
 enum class FollowResult { kEnough, kResized, kHostEnded };
 
 /** Follows one mapping until it is not the right one any more. `*last` is the newest sequence
- * number that was dealt with. */
+ *  number that was dealt with. */
 FollowResult Follow(const Mapping& mapping, const Layout& layout, std::uint64_t frames,
                     std::uint64_t* last, Counts* counts)
 {

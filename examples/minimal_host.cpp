@@ -1,9 +1,9 @@
 /** The smallest host that grabs: ten frames from a simulated camera, in its own colours.
  *
  *  A host exports the services of kv_host_services.h from its program (linked with -rdynamic),
- * loads the driver and calls KvLibProc once per device session. This one has no configuration:
- * every getter gives the value for "not configured", so that the camera stays as it is, but for the
- * pixel format, the number of frames and the buffers. kvgrab is the same thing grown up. */
+ *  loads the driver and calls KvLibProc once per device session. This one has no configuration:
+ *  every getter gives the value for "not configured", so that the camera stays as it is, but for
+ *  the pixel format, the number of frames and the buffers. kvgrab is the same thing grown up. */
 #include "kv_host_services.h"
 #include "kv_td_types.h"
 #include "sim_control.h"

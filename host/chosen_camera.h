@@ -12,7 +12,7 @@ namespace kvgrab
 {
 
 /** Lists the cameras, opens the one that the driver will choose, and leaves the platform layer as
- * the driver expects to find it. */
+ *  the driver expects to find it. */
 class ChosenCamera
 {
 public:

@@ -98,7 +98,7 @@ void CountTwelveInSixteen(const LevelSource& source, std::span<std::uint32_t> co
 }
 
 /** Counts of 256 levels as they were ahead of a curve, from those behind it: as many pixels lie up
- * to an input as behind the curve up to its output. */
+ *  to an input as behind the curve up to its output. */
 std::array<std::uint32_t, kBins> CountsAhead(const ToneCurve& curve, const std::uint32_t* cdf,
                                              unsigned bits)
 {

@@ -25,9 +25,9 @@ struct LevelSource {
 
 /** Counts the pixels up to each level into `cdf`, 2^bits entries, `bits` being the storage of a
  *  pixel: 8 for mono and for all of a colour mosaic; 12 packed; 16 for 12 bits in 16,
- * right-aligned; 16 for UYVY, of which the luma counts, in the high byte. All zeros for a layout
- * that does not go with `bits`. Nothing when `bits` is above 16. Of a picture of more than half a
- * million pixels a part of the lines counts, evenly spread. */
+ *  right-aligned; 16 for UYVY, of which the luma counts, in the high byte. All zeros for a layout
+ *  that does not go with `bits`. Nothing when `bits` is above 16. Of a picture of more than half a
+ *  million pixels a part of the lines counts, evenly spread. */
 void CountLevels(const LevelSource& source, unsigned bits, std::uint32_t* cdf);
 
 /** A brightness curve: 12-bit outputs at 257 evenly spaced inputs, never falling. */
@@ -52,7 +52,7 @@ public:
      *  interpolates between them; the rest repeats the last of them.
      *
      *  A camera's table of 8 bits acts on 8-bit pictures alone. Such a picture was counted behind
-     * the table that the camera works with; what it was ahead of it is worked out first. */
+     *  the table that the camera works with; what it was ahead of it is worked out first. */
     void MakeTable(unsigned bits, const std::uint32_t* cdf, int outBits, std::uint16_t* lut);
 
 private:

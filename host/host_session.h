@@ -55,7 +55,7 @@ public:
     /** The session that ended did so because the camera couldn't be used. */
     void SessionFailed() { timing.Failed(); }
     /** Whether the camera of the session that begins was seen to have what the configured output
-     * lines need. Without it no change that asks for them is applied in the session. */
+     *  lines need. Without it no change that asks for them is applied in the session. */
     void OutputLinesChecked(bool checked) { outputLinesChecked_ = checked; }
     /** The frame count ended the last loop, and nothing asked for another one. */
     bool FrameCountReached() const;

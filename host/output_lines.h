@@ -11,7 +11,7 @@ namespace kvgrab
 
 /** Opens the camera that the driver will choose and looks at its line features; leaves them as they
  *  were. Empty: it has what the sets need, or there is nothing to look at: no such set, no camera,
- * or one that can't be opened. Else what is missing, as a sentence without a full stop. */
+ *  or one that can't be opened. Else what is missing, as a sentence without a full stop. */
 std::string WhyLinesCannotBeDriven(const Config& config);
 
 } // namespace kvgrab

@@ -201,7 +201,7 @@ ExitStatus RunGrabbing(const Options& options)
 }
 
 /** For what is asked beside a run: configuration and cameras. False: `*status` says with what to
- * end. */
+ *  end. */
 static bool SetUpBeside(const Options& options, Config* config, ExitStatus* status)
 {
     ConfigStore store = MakeStore(options);

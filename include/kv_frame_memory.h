@@ -1,6 +1,6 @@
 /** The shared frame memory as its consumers see it: one POSIX shared-memory object, "/kvgrab"
- * unless the host was told another name. Map it read-only; only the host writes here, and the
- * camera's transfer writes the pixels.
+ *  unless the host was told another name. Map it read-only; only the host writes here, and the
+ *  camera's transfer writes the pixels.
  *
  *  Object:  FrameMemoryHeader | bufferCount x FrameBufferInfo | room up to pixelOffset | buffers
  *  Buffer i begins at pixelOffset + i * stride (both multiples of the page size) and holds
@@ -8,9 +8,9 @@
  *
  *  ## Following the frames
  *  The camera's transfer fills the buffers in place, one after the other, in the order in which
- * they were given back to it. It asks nobody, so the host can't hold a buffer for a consumer and
- * learns of a new frame only when it is complete. What a consumer is told is the `word` of a
- * buffer, a rising sequence number and a state:
+ *  they were given back to it. It asks nobody, so the host can't hold a buffer for a consumer and
+ *  learns of a new frame only when it is complete. What a consumer is told is the `word` of a
+ *  buffer, a rising sequence number and a state:
  *
  *  - kFrameHeld: the grab loop has the frame in its hands. Nobody writes to the buffer.
  *  - kFrameReleased: the camera owns the buffer again, but it is not its turn yet.

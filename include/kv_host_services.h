@@ -117,7 +117,7 @@ void KvGi__CommTriggerAll(std::uint64_t timeUs, std::uint32_t latencyUs, std::ui
 void KvGi__CalcLutDynam(void* image, std::uint32_t width, std::uint32_t height,
                         std::uint32_t lineLength, std::uint8_t bits, void* cdf);
 /** Derives the table from the statistics: 2^bits 16-bit entries of `outBits` bits. Values stay at
- * or below 4087, so that rounding to 8 bits can't overflow. For 8 and 16 `bits` the host fills the
+ *  or below 4087, so that rounding to 8 bits can't overflow. For 8 and 16 `bits` the host fills the
  *  first 128 entries over the whole input range; the driver interpolates between them. */
 void KvGi__GetLutDynam(std::uint8_t bits, void* cdf, int outBits, void* lut);
 

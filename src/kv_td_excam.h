@@ -107,7 +107,7 @@ public:
     // ---- output lines: kv_td_excam_lines.cpp, control thread ------------------------------------
 
     /** Sets line 3 or 4 by the index of its set, 2 or 3: a strobe with the exposure, or off. A
-     * delay or width of 0xFFFFFFFF, outside the camera's limits, or a width of 0, is left as it is.
+     *  delay or width of 0xFFFFFFFF, outside the camera's limits, or a width of 0, is left alone.
      *  -1: another pin. Raises LogicalErrorException when a feature is missing. */
     int ExSetLineModeOutStrobe(td_pins pin, bool onOff, bool polarity, std::uint32_t delayUs,
                                std::uint32_t widthUs);
@@ -145,7 +145,7 @@ private:
 };
 
 /** Feature names by PropertyType; the ranges are empty. Rows 20 and 21 share a feature and differ
- * by its selector. */
+ *  by its selector. */
 extern const PropertyEntry _S_PropertyEntries[kPropertyCount];
 
 } // namespace KvTd

@@ -1,8 +1,10 @@
 /** The library's entry: one call of KvLibProc is one device session.
  *
- *      list ─► choose ─► open ─► run ─► close ─► shut the camera calls down ─► reconfigure? ─►
- * return │        │        └── can't: -5 ──────────►┤ │        └── none is ours: 3 ──────────────►┤
- *        └── none of the maker's: 2 ────────────────►┘ */
+ *      list ─► choose ─► open ─► run ─► close ─► shut down ─► reconfigure? ─► return
+ *        │        │        │                        ▲
+ *        │        │        └── it can't be: -5 ────►┤
+ *        │        └── none is ours: 3 ─────────────►┤
+ *        └── none of the maker's: 2 ───────────────►┘ */
 #include "gev_api.h"
 #include "kv_host_services.h"
 #include "kv_td_excam.h"

@@ -20,8 +20,8 @@ struct LogSite;
 int KvTdProc(CExCam* cam);
 
 /** State and operations of one device session. Lives on the stack of KvTdProc; fields are public,
- * all of it is for the grab thread only. Sizes are in bytes, times in microseconds, geometry in
- * pixels, unless a field says otherwise. */
+ *  all of it is for the grab thread only. Sizes are in bytes, times in microseconds, geometry in
+ *  pixels, unless a field says otherwise. */
 class CCamProc
 {
 public:
@@ -31,7 +31,7 @@ public:
     int ProcOnce(CExCam* cam, CBufferFactory* factory);
     /** Applies the configuration, grabs until something ends it, cleans up.
      *  0 normal end, -1 buffers, -2 configuration, -10 drops or an exception while grabbing, else
-     * the result of ProcSignal. */
+     *  the result of ProcSignal. */
     int ProcLoop(CExCam* cam, CBufferFactory* factory);
 
     // ---- configuration: kv_td_proc_config.cpp -------------------------------------------------
@@ -40,7 +40,7 @@ public:
      *  -1: the pixel format can't be set. */
     int ProcSetCamConfig(CExCam* cam, std::uint32_t* bufferCount);
     /** Runs the handlers in their fixed order. `dynamic`: while frames flow. `initial`: with what
-     * is only set before a session or by a full reconfiguration. Always 0. */
+     *  is only set before a session or by a full reconfiguration. Always 0. */
     int ProcParametrizeCam(CExCam* cam, bool dynamic, bool initial);
     /** Switches off the chunks that ProcSetCamConfigChunks switched on. */
     void ProcSetCamConfigEnd(CExCam* cam);
@@ -59,7 +59,7 @@ public:
     // ---- automatic exposure and gain: kv_td_proc_auto.cpp -------------------------------------
 
     /** `dynamic`: while frames flow. `captureStopped`: the transfer is stopped, and whoever owns
-     * the flag starts it again; null: nobody else does. The same flag for the next two. */
+     *  the flag starts it again; null: nobody else does. The same flag for the next two. */
     void ProcParametrizeCamAutoFunc(CExCam* cam, std::uint32_t profile, std::uint32_t gainMode,
                                     std::uint32_t etimeMode, bool dynamic, bool* captureStopped);
     /** Brightness target and limits; the result of the last camera operation. */
@@ -73,9 +73,9 @@ public:
     int ProcParametrizeCamManLUT(CExCam* cam, bool fromDynLut, bool whileGrabbing,
                                  bool* captureRestart);
     /** Applies the exponent, or switches table and gamma off. `lutResult` is the table's in the
-     * same run, 0 without one. 0 nothing to do; 1, 2, 3 switched off: the table is gone, and gamma
-     * is not asked for or not there; out of bounds; 1.0; 4 written, or tried; -1 no gamma; -2 out
-     * of bounds. */
+     *  same run, 0 without one. 0 nothing to do; 1, 2, 3 switched off: the table is gone, and gamma
+     *  is not asked for or not there; out of bounds; 1.0; 4 written, or tried; -1 no gamma; -2 out
+     *  of bounds. */
     int ProcParametrizeCamGamma(CExCam* cam, bool whileGrabbing, int lutResult,
                                 bool* captureRestart);
 
@@ -90,7 +90,8 @@ public:
     // ---- pixel format: kv_td_proc_format.cpp --------------------------------------------------
 
     /** Sets the format of a host code, or the one that it falls back to, and tells the host.
-     * Without a camera only the outputs are filled. Outputs may be null. -1: unknown or refused. */
+     *  Without a camera only the outputs are filled. Outputs may be null.
+     *  -1: unknown or refused. */
     int ProcSetPixelFormat(CExCam* cam, std::uint8_t* code, std::uint8_t* storageBits,
                            std::uint8_t* significantBits, std::uint32_t* gevFormat,
                            const char** codec);
@@ -123,7 +124,7 @@ public:
     void ProcLookSignal();
     int ProcSignalUsr(std::uint32_t grabbed);
     /** Reacts to `lastSignal`. `*stop` (may be null) is not written in state 0. 1: a
-     * reconfiguration failed hard, else 0. */
+     *  reconfiguration failed hard, else 0. */
     int ProcSignal(CExCam* cam, std::uint32_t grabbed, bool* stop);
 
     // ---- fields -------------------------------------------------------------------------------
@@ -149,7 +150,7 @@ public:
     std::uint32_t usrSignalPending = 0; ///< step of the dynamic LUT
     std::int32_t reconfigState = 0;     ///< its bit-depth excursion: 0, 6 or 7
     std::uint16_t* dynLut = nullptr;    ///< owned, malloc
-    std::uint32_t dynLutCount = 0;      ///< entries of its table; it has room for as many
+    std::uint32_t dynLutCount = 0;      ///< its entries that are in use
     std::uint32_t* dynCdf = nullptr;    ///< owned, malloc
     std::uint32_t dynCdfCount = 0;      ///< its entries
     const std::uint16_t* lastLutData = nullptr; ///< table written last; identity counts

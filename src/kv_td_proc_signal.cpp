@@ -2,8 +2,8 @@
  *
  *  Two words run the dynamic LUT besides: `usrSignalPending`, its step, and `reconfigState`, its
  *  bit-depth excursion. SIGUSR2 in an 8-bit session sets 6 and ends the loop, which is run again
- * with 12 bits; once the table is made the state is 7, and the next look at a signal goes back
- * to 8. */
+ *  with 12 bits; once the table is made the state is 7, and the next look at a signal goes back
+ *  to 8. */
 #include "kv_host_services.h"
 #include "kv_td_excam.h"
 #include "kv_td_log.h"

@@ -1,9 +1,9 @@
 /** How long after a frame's arrival the host gets it, with the machine idle and with every core
- * busy.
+ *  busy.
  *
  *  The camera stamps a frame when its exposure begins, on the clock that is read here. From there
- * to the arrival it is always as long; the quickest frame of all stands for that, so what is
- * printed is how much longer than the quickest each frame took. */
+ *  to the arrival it is always as long; the quickest frame of all stands for that, so what is
+ *  printed is how much longer than the quickest each frame took. */
 #include "bench_host.h"
 #include "kv_host_services.h"
 #include "sim_control.h"

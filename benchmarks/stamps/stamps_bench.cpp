@@ -1,5 +1,5 @@
 /** Plays a trace, recorded or made up, through both ways of making time stamps, and tells how far
- * the stamps are from the truth. */
+ *  the stamps are from the truth. */
 #include "drawing.h"
 #include "play.h"
 #include "trace.h"

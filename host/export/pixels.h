@@ -32,9 +32,9 @@ constexpr std::uint16_t Scale12To16(std::uint32_t value)
 }
 
 /** Two pixels in three bytes: the high eight bits of the first, the low four of the first (bits
- * 0-3) and of the second (bits 4-7), the high eight of the second. An odd last pixel takes two
- * bytes. Writes `pixels.size()` pixels scaled to 16 bits; `packed` holds at least 3/2 bytes for
- * each. */
+ *  0-3) and of the second (bits 4-7), the high eight of the second. An odd last pixel takes two
+ *  bytes. Writes `pixels.size()` pixels scaled to 16 bits; `packed` holds at least 3/2 bytes for
+ *  each. */
 void UnpackMono12Packed(std::span<const std::uint8_t> packed, std::span<std::uint16_t> pixels);
 
 /** Two bytes a pixel, low byte first, 12 bits used; bits above are ignored. Scales to 16 bits. */
@@ -48,7 +48,7 @@ void UyvyToRgb(std::span<const std::uint8_t> uyvy, std::span<std::uint8_t> rgb);
 /** Bilinear: red at even columns of even lines, blue at odd columns of odd lines, green elsewhere.
  *  A missing colour is the rounded mean of its nearest neighbours; at a border the picture goes on
  *  mirrored, which keeps the colours' places. `rgb` takes three bytes a pixel. A picture of one
- * line or one column comes out grey. */
+ *  line or one column comes out grey. */
 void BayerRgToRgb(std::span<const std::uint8_t> bayer, std::uint32_t width, std::uint32_t height,
                   std::span<std::uint8_t> rgb);
 

@@ -1,7 +1,7 @@
 /** Node maps: how a camera's features are found, read and written by name.
  *
  *  A node map holds one node per feature. A node offers exactly one value interface: integer,
- * float, enumeration or boolean. Nodes belong to the camera and stay valid until it is closed.
+ *  float, enumeration or boolean. Nodes belong to the camera and stay valid until it is closed.
  *
  *  Threads: every call may come from any thread; calls on one camera exclude each other, and a call
  *  that is under way holds off thread cancellation until it returns.

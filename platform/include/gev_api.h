@@ -5,7 +5,7 @@
  *
  *  Threads: every call may come from any thread; a call that is under way holds off thread
  *  cancellation. Calls on one camera exclude each other, except that GevWaitForNextFrame lets
- * others in while it waits and GevGetCameraInfo never waits for another call. */
+ *  others in while it waits and GevGetCameraInfo never waits for another call. */
 #pragma once
 
 #include "gen_api.h"

@@ -56,7 +56,7 @@ public:
 GEVPLAT_API std::vector<CameraKind*> CameraKinds();
 
 /** What a kind has to say, to the host's log; levels as in gev_kinds.h. Not under a lock that a
- * call of the platform takes: the host may call back. */
+ *  call of the platform takes: the host may call back. */
 GEVPLAT_API void WriteLog(int level, const std::string& text);
 
 /** The one thing that the library of network cameras exports, by the name below: the kind, looking

@@ -1,8 +1,8 @@
 /** Builds the simulated network, scripts its faults and reads its journal.
  *
  *  For tests, benchmarks and a host's simulator set-up; a driver never includes it. The network
- * lives as long as the process (or until Reset) and survives GevApiUninitialize: cameras keep their
- *  settings from session to session as real ones do.
+ *  lives as long as the process (or until Reset) and survives GevApiUninitialize: cameras keep
+ *  their settings from session to session as real ones do.
  *
  *  Threads: every call may come from any thread. */
 #pragma once
@@ -209,10 +209,10 @@ GEVPLAT_API Counts GetCounts();
 GEVPLAT_API void ResetCounts();
 
 /** One thing that happened. Kinds of the camera: "cam" (a write: "Width=640"), "read"
- * ("Width=1920", ranges as "Width.Min=16"), "mode" (access mode asked: "ChunkEnable:RW",
- * "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0"), "fault" (a scripted
- * fault that struck: "write Width", in place of the access that it refused). Others add kinds of
- * their own. */
+ *  ("Width=1920", ranges as "Width.Min=16"), "mode" (access mode asked: "ChunkEnable:RW",
+ *  "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0"), "fault" (a scripted
+ *  fault that struck: "write Width", in place of the access that it refused). Others add kinds of
+ *  their own. */
 struct JournalEntry {
     std::string kind;
     std::string text;

@@ -54,7 +54,7 @@ protected:
     void BeginWrite() const;
 
     /** `misfit` gives "" or why the camera can't take the value, raised as `Refusal` or,
-     * unverified, as RuntimeException. `text` gives the value. */
+     *  unverified, as RuntimeException. `text` gives the value. */
     template <class Refusal, class Text, class Misfit>
     void CheckWrite(bool verify, const Text& text, const Misfit& misfit) const
     {

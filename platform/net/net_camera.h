@@ -16,7 +16,7 @@ namespace net
 {
 
 /** Threads: as gev_backend.h says. The mutex keeps the calls apart that change what the camera
- * does; a wait for a frame, the camera's record and its nodes go by it. */
+ *  does; a wait for a frame, the camera's record and its nodes go by it. */
 class NetCamera : public gevplat::Camera
 {
 public:

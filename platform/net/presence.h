@@ -13,8 +13,9 @@ namespace net
 
 /** Asks the camera ten times a second who controls it, over a socket of its own and in a thread of
  *  its own, so that no answer depends on a call that hangs. A camera that is switched off,
- * unplugged or frozen is marked gone within half a second, one whose process died at once; one that
- * answers again is present again, if it still grants control. Tells both to the platform's log. */
+ *  unplugged or frozen is marked gone within half a second, one whose process died at once; one
+ *  that answers again is present again, if it still grants control. Tells both to the platform's
+ *  log. */
 class Presence
 {
 public:

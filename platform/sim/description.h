@@ -21,8 +21,8 @@ struct NetworkDescription {
 
 /** Touches no network and never throws; of files it reads the cameras' scenes only. `name` stands
  *  for the text in messages, usually the file's path: scenes lie beside it. On failure `*network`
- * is as before and `*error` is "name:line:column: what was found and what was expected"; lines and
- * columns count from 1. */
+ *  is as before and `*error` is "name:line:column: what was found and what was expected"; lines and
+ *  columns count from 1. */
 bool ParseNetwork(std::string_view text, const std::string& name, NetworkDescription* network,
                   std::string* error);
 

@@ -1,5 +1,5 @@
 /** What the output lines of a simulated camera do: a pulse with each exposure, on the lines that
- * are told to. Under the camera's lock; allocates nothing while frames flow. */
+ *  are told to. Under the camera's lock; allocates nothing while frames flow. */
 #pragma once
 
 #include "camera_features.h"

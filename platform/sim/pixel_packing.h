@@ -1,5 +1,5 @@
 /** The pixel formats of the simulated camera: how many bytes they take and how a line of sensor
- * samples is laid out in them. Pure; no state. */
+ *  samples is laid out in them. Pure; no state. */
 #pragma once
 
 #include <cstddef>

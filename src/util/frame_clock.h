@@ -12,7 +12,7 @@
  *
  *  Arrived may move the offset (camera stamps went back; REFCAMTS has no stamp yet). CheckPace
  *  compares the frame's lag behind its stamp with the lag of the first frame, counts frames that
- * are early, late and very late, and moves the offset when one kind has lasted three seconds (very
+ *  are early, late and very late, and moves the offset when one kind has lasted three seconds (very
  *  late: one). Next makes the stamp of the frame to come.
  *
  *  Microseconds throughout, 64-bit unsigned with wrap-around unless a type says otherwise; times of

@@ -9,7 +9,7 @@
 namespace KvTd
 {
 
-// ---- floating values that may lie out of range --------------------------------------------------
+// ---- floating values that may lie out of range -----------------------------------------------
 
 /** Truncated towards zero; INT32_MIN for NaN and everything that does not fit. */
 constexpr std::int32_t ToInt32(double value)
@@ -30,8 +30,7 @@ constexpr std::uint64_t ToUint64(double value)
     return value > -1.0 && value < 18446744073709551616.0 ? static_cast<std::uint64_t>(value) : 0;
 }
 
-// ---- gain
-// -----------------------------------------------------------------------------------------
+// ---- gain ------------------------------------------------------------------------------------
 
 inline float DbOfFactor(float factor)
 {
@@ -43,8 +42,7 @@ inline float FactorOfDb(float db)
     return std::pow(10.0F, db / 20.0F);
 }
 
-// ---- time
-// -----------------------------------------------------------------------------------------
+// ---- time ------------------------------------------------------------------------------------
 
 inline std::uint64_t MicrosecondsOf(const timeval& time)
 {
@@ -78,8 +76,7 @@ inline std::uint32_t GrabStateDivider(float fps)
     return divider == 0 ? 1 : divider;
 }
 
-// ---- sizes
-// ----------------------------------------------------------------------------------------
+// ---- sizes -----------------------------------------------------------------------------------
 
 /** Bytes of a line, rounded up. */
 inline std::uint32_t StrideBytes(std::uint8_t pixelBits, std::uint32_t width)

@@ -56,7 +56,7 @@ struct Programs {
     std::string folder; ///< for configurations and logs
     int turns = 4;
     int buffers = 16;
-    double seconds = 2.5; ///< of a run
+    double seconds = 2; ///< of a run
 };
 
 struct Run {

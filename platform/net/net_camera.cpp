@@ -4,6 +4,8 @@
 #include "commands.h"
 
 #include <cstring>
+#include <exception>
+#include <string>
 
 namespace net
 {
@@ -23,18 +25,38 @@ constexpr const char* kContinuous = "Continuous";
 void AcquireForEver(FeatureMap& features)
 {
     const CEnumerationPtr mode = features.GetNode("AcquisitionMode");
-    if (mode && mode->GetEntryByName(kContinuous) != nullptr && mode->ToString() != kContinuous &&
-        GenApi_3_0::IsWritable(mode->GetAccessMode())) {
+    if (!mode || mode->GetEntryByName(kContinuous) == nullptr) {
+        return;
+    }
+    const GenApi_3_0::EAccessMode access = mode->GetAccessMode();
+    const bool known = GenApi_3_0::IsReadable(access) && mode->ToString() == kContinuous;
+    if (!known && GenApi_3_0::IsWritable(access)) {
         mode->FromString(kContinuous);
     }
 }
 
-/** The status of what `work` does, also when it throws. */
-template <class Work> int Try(const Work& work) noexcept
+/** In a handler: tells the log what failed, as far as there is memory to tell it. */
+void TellException(const GEV_DEVICE_INFO& camera, const char* what) noexcept
+{
+    try {
+        try {
+            throw;
+        } catch (const std::exception& e) {
+            gevplat::WriteLog(2, std::string("network camera ") + camera.serial + ": " + what +
+                                     ": " + e.what());
+        }
+    } catch (...) {
+    }
+}
+
+/** The status of what `work` does, also when it throws; `what` tells the log that it did. */
+template <class Work>
+int Try(const GEV_DEVICE_INFO& camera, const char* what, const Work& work) noexcept
 {
     try {
         return work();
     } catch (...) { // cancellation is held off by the caller
+        TellException(camera, what);
         return genapi::StatusOfException();
     }
 }
@@ -91,7 +113,7 @@ int NetCamera::GetOptions(GEV_CAMERA_OPTIONS* options)
 int NetCamera::SetOptions(const GEV_CAMERA_OPTIONS& options)
 {
     const std::lock_guard lock(mutex_);
-    return Try([&] { return options_.Set(options); });
+    return Try(info_, "the options can't be set", [&] { return options_.Set(options); });
 }
 
 int NetCamera::GetFeatureValue(const char* feature, int size, void* value)
@@ -172,7 +194,7 @@ int NetCamera::StartTransfer(std::uint32_t frames)
     if (transfer->IsStarted()) {
         return kGevBusy;
     }
-    const int status = Try([&]() -> int {
+    const int status = Try(info_, "frames can't be started", [&]() -> int {
         const Geometry geometry = ReadGeometry();
         AcquireForEver(features_);
         features_.LockTransferParameters(true);
@@ -188,12 +210,12 @@ int NetCamera::StartTransfer(std::uint32_t frames)
 
 int NetCamera::Halt(Transfer& transfer)
 {
-    const int status = Try([&]() -> int {
+    const int status = Try(info_, "frames can't be stopped", [&]() -> int {
         ExecuteCommand(device_, "AcquisitionStop");
         return kGevOk;
     });
     transfer.Stop();
-    const int unlocked = Try([&]() -> int {
+    const int unlocked = Try(info_, "the region can't be unlocked", [&]() -> int {
         features_.LockTransferParameters(false);
         return kGevOk;
     });

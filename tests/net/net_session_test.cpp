@@ -1,11 +1,13 @@
 /** Sessions on the wire that something happens to. */
 #include "../platform/camera_under_test.h"
+#include "gev_kinds.h"
 #include "loopback_camera.h"
 
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <gmock/gmock.h>
 #include <netinet/in.h>
@@ -46,6 +48,16 @@ protected:
     {
         cameras_.push_back(std::make_unique<LoopbackCamera>(serial, address, options));
         return *cameras_.back();
+    }
+
+    /** One whose description has `text` in place of what kvcam's own has there. */
+    void StartWith(const std::string& serial, const std::string& own, const std::string& text)
+    {
+        std::string features = ReadFile(std::filesystem::path(KVCAM).replace_filename("kvcam.xml"));
+        const std::size_t at = features.find(own);
+        ASSERT_NE(at, std::string::npos);
+        features.replace(at, own.size(), text);
+        Start(serial, "127.0.0.1", {"--features", folder_.Write(serial + ".xml", features)});
     }
 
     /** How long it takes until the platform knows whether the camera is there; looks for two
@@ -91,8 +103,32 @@ protected:
     }
 
 private:
+    TempFolder folder_;
     std::vector<std::unique_ptr<LoopbackCamera>> cameras_;
 };
+
+TEST_F(NetSession, AStartThatFailsTellsWhy)
+{
+    std::vector<std::string> told;
+    gevplat::SetLogSink([&](int, const std::string& text) { told.push_back(text); });
+    StartWith("S1", "<Command Name=\"AcquisitionStart\">", "<Command Name=\"Begin\">");
+    Open("S1");
+    ASSERT_EQ(Initialize(4), kGevOk);
+    EXPECT_EQ(GevStartTransfer(handle, kForEver), kGevError);
+    EXPECT_THAT(told, testing::Contains("network camera S1: frames can't be started: "
+                                        "AcquisitionStart: no such command"));
+    gevplat::SetLogSink(nullptr);
+}
+
+TEST_F(NetSession, AModeThatCannotBeReadIsWrittenAllTheSame)
+{
+    const std::string mode = "<Address>0x012C</Address>\n    <Length>4</Length>\n    <AccessMode>";
+    StartWith("M1", mode + "RW", mode + "WO");
+    Open("M1");
+    EXPECT_EQ(Enumeration("AcquisitionMode")->GetAccessMode(), GenApi::WO);
+    StartFor(4);
+    Grab(3);
+}
 
 TEST_F(NetSession, AKilledCameraIsGoneAndItsSuccessorIsGrabbedFrom)
 {

@@ -43,6 +43,16 @@ std::int64_t CameraNs(const Trace& trace, const TraceFrame& frame)
     return std::llround(static_cast<double>(frame.ticks) / trace.tickFrequency * 1e9);
 }
 
+/** Between two frames in order; where the counter went back, whole periods as the arrivals tell. */
+double CameraDistanceUs(const Trace& trace, const TraceFrame& before, const TraceFrame& frame)
+{
+    if (frame.ticks >= before.ticks) {
+        return static_cast<double>(frame.ticks - before.ticks) / trace.tickFrequency * kUsPerS;
+    }
+    const double periodUs = kUsPerS / trace.fps;
+    return std::max(std::round((frame.arrivalUs - before.arrivalUs) / periodUs), 1.0) * periodUs;
+}
+
 } // namespace
 
 Played Play(const Trace& trace, std::int32_t tsAdjNs)
@@ -113,16 +123,17 @@ double MeasuredDrift(const Trace& trace)
 void FitTruth(Trace* trace)
 {
     const double slope = 1 + MeasuredDrift(*trace) * 1e-9;
-    const auto line = [&](const TraceFrame& frame) {
-        return static_cast<double>(frame.ticks - trace->frames[0].ticks) / trace->tickFrequency *
-               kUsPerS * slope;
-    };
+    double line = 0; // since the first frame, microseconds of the host
     double least = std::numeric_limits<double>::max();
-    for (const TraceFrame& frame : trace->frames) {
-        least = std::min(least, frame.arrivalUs - line(frame));
+    const TraceFrame* before = &trace->frames[0];
+    for (TraceFrame& frame : trace->frames) {
+        line += CameraDistanceUs(*trace, *before, frame) * slope;
+        frame.truthUs = line;
+        least = std::min(least, frame.arrivalUs - line);
+        before = &frame;
     }
     for (TraceFrame& frame : trace->frames) {
-        frame.truthUs = least + line(frame);
+        frame.truthUs += least;
     }
 }
 

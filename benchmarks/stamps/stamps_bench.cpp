@@ -51,6 +51,10 @@ bool Load(const Wish& wish, Trace* trace)
         std::fprintf(stderr, "stamps_bench: %s: %s\n", wish.traceFile.c_str(), error.c_str());
         return false;
     }
+    if (!trace->startIsKnown) {
+        std::puts("The trace does not tell loop_start_us; a frame period before the first arrival "
+                  "stands for it,\nso the offset is as good as that.");
+    }
     if (!trace->hasTruth) {
         std::puts(
             "The trace has no truth; the line through its least delayed frames stands for it.");

@@ -50,6 +50,11 @@ bool ParseSetting(std::string_view line, Trace* trace)
            (Parse(line.substr(equals + 1), setting->second) && std::isfinite(*setting->second));
 }
 
+bool HasThreeColumns(std::string_view line)
+{
+    return std::count(line.begin(), line.end(), ',') == 2;
+}
+
 bool ParseFrame(std::string_view line, bool hasTruth, TraceFrame* frame)
 {
     const std::size_t first = line.find(',');
@@ -59,7 +64,21 @@ bool ParseFrame(std::string_view line, bool hasTruth, TraceFrame* frame)
     }
     return Parse(line.substr(0, first), &frame->arrivalUs) &&
            Parse(line.substr(first + 1, second - first - 1), &frame->ticks) &&
-           (!hasTruth || Parse(line.substr(second + 1), &frame->truthUs));
+           (!hasTruth || Parse(line.substr(second + 1), &frame->truthUs)) &&
+           std::isfinite(frame->arrivalUs) && std::isfinite(frame->truthUs);
+}
+
+/** Frames a second by the camera's own ticks; 0 where they don't tell. */
+double RateOf(const Trace& trace)
+{
+    std::vector<double> distances;
+    for (std::size_t i = 1; i < trace.frames.size(); ++i) {
+        distances.push_back(static_cast<double>(trace.frames[i].ticks) -
+                            static_cast<double>(trace.frames[i - 1].ticks));
+    }
+    const auto middle = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 2);
+    std::nth_element(distances.begin(), middle, distances.end());
+    return *middle > 0 ? trace.tickFrequency / *middle : 0;
 }
 
 double ClockStepUs(const Recipe& recipe, double atS)
@@ -111,6 +130,9 @@ Trace MakeTrace(const Recipe& recipe)
 
 bool ReadTrace(std::istream& from, Trace* trace, std::string* error)
 {
+    constexpr double kUnknown = 0;
+    trace->fps = kUnknown;
+    trace->loopStartUs = kUnknown;
     std::string line;
     bool inFrames = false;
     for (unsigned number = 1; std::getline(from, line); ++number) {
@@ -123,22 +145,34 @@ bool ReadTrace(std::istream& from, Trace* trace, std::string* error)
         }
         if (line.front() == '#') {
             fine = ParseSetting(line, trace);
-        } else if (!inFrames) {
+        } else if (!inFrames && (line == kColumns || line == kColumnsWithoutTruth)) {
             trace->hasTruth = line == kColumns;
-            fine = trace->hasTruth || line == kColumnsWithoutTruth;
             inFrames = true;
         } else {
+            trace->hasTruth = inFrames ? trace->hasTruth : HasThreeColumns(line);
+            inFrames = true;
             trace->frames.emplace_back();
             fine = ParseFrame(line, trace->hasTruth, &trace->frames.back());
         }
         if (!fine) {
-            *error = "line " + std::to_string(number) + ": '" + line + "' is not understood";
+            *error = "line " + std::to_string(number) + ": '" + line +
+                     "' is neither a setting like # fps = 100 nor a frame, " +
+                     (trace->hasTruth ? kColumns : kColumnsWithoutTruth);
             return false;
         }
     }
-    if (trace->frames.size() < 2 || trace->tickFrequency <= 0 || trace->fps <= 0) {
-        *error = "there have to be two frames or more, a tick frequency and a rate";
+    if (trace->frames.size() < 2 || trace->tickFrequency <= 0) {
+        *error = "there have to be two frames or more, and a tick frequency above 0";
         return false;
+    }
+    trace->fps = trace->fps == kUnknown ? RateOf(*trace) : trace->fps;
+    if (trace->fps <= 0) {
+        *error = "the rate (fps) has to be above 0; it is not given, or the ticks don't tell it";
+        return false;
+    }
+    trace->startIsKnown = trace->loopStartUs != kUnknown;
+    if (!trace->startIsKnown) {
+        trace->loopStartUs = trace->frames[0].arrivalUs - kUsPerS / trace->fps;
     }
     return true;
 }

@@ -21,7 +21,8 @@ struct Trace {
     double tickFrequency = 1e9; ///< Hz
     double fps = 100;           ///< as the camera reports it
     double exposureUs = 1000;
-    double loopStartUs = 0; ///< acquisition was started then, on the host's clock
+    double loopStartUs = 0;   ///< acquisition was started then, on the host's clock
+    bool startIsKnown = true; ///< false: taken to be a period before the first arrival
     bool hasTruth = true;
     std::vector<TraceFrame> frames;
 };
@@ -47,7 +48,8 @@ Trace MakeTrace(const Recipe& recipe);
 
 /** CSV: a line "arrival_us,camera_ticks,truth_us" and then a frame a line; before it, lines
  *  "# tick_frequency = 1e9", and so for fps, exposure_us and loop_start_us. The third column may be
- *  missing. False: `*error` says what is wrong, and where. */
+ *  missing, and so may all lines that aren't frames: the rate is then that of the ticks.
+ *  False: `*error` says what is wrong, and where. */
 bool ReadTrace(std::istream& from, Trace* trace, std::string* error);
 void WriteTrace(const Trace& trace, std::ostream& to);
 

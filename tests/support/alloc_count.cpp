@@ -3,9 +3,7 @@
 #include <atomic>
 #include <cerrno>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define RIG_SANITIZED 1
-#elif defined(__has_feature)
+#if defined(__has_feature)
 #if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
 #define RIG_SANITIZED 1
 #endif

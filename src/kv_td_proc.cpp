@@ -152,7 +152,6 @@ int CCamProc::endLoopByException(CExCam* cam, LoopRun& run, int status)
     ProfLoopEnd();
     KvGi__SetTermSigProc();
     if (!run.transferFreed) {
-        run.transferFreed = true;
         GevFreeTransfer(cam->camHandle);
     }
     KV_LOG_AT(site, 3, "...GRABBING IS DONE (captured %u frames of %u loops)", run.frames,

@@ -17,10 +17,13 @@ TEST(Capture, StartAsksForFramesOrForEver)
     void* buffers[] = {memory[0], memory[1]};
     GevInitializeTransfer(rig.handle, 1, sizeof memory[0], 2, buffers);
     Rig::Clear();
+    CaptureStdout();
     for (const int frames : {0, -5, -1, 7}) {
         EXPECT_EQ(cam.ExStartCapture(frames), 0);
         EXPECT_EQ(cam.ExStopCapture(), 0);
     }
+    fflush(stdout);
+    EXPECT_EQ(GetCapturedStdout(), "");
     EXPECT_EQ(Story(Rig::Of("gev")), R"(
 GevStartTransfer(-1)=0
 GevAbortTransfer()=0

@@ -320,6 +320,17 @@ TEST(Config, FailedReadsKeepTheValuesBefore)
     EXPECT_EQ(proc.tickFrequency, 1'000'000'000U);
 }
 
+TEST(Config, InitialOneNeitherStopsNorStartsACapture)
+{
+    ConfigRig rig;
+    rig.host.AskForAutomatics();
+    rig.host.gamma = 2;
+    EXPECT_EQ(rig.Configure(), 0);
+    EXPECT_THAT(Rig::Of("cam"), Contains("lutType=GammaCorrection"));
+    EXPECT_THAT(Rig::Logs("ExStopCapture"), IsEmpty());
+    EXPECT_THAT(Rig::Logs("ExStartCapture"), IsEmpty());
+}
+
 TEST(Config, DynamicCallAsksOnlyForTheModes)
 {
     ConfigRig rig;

@@ -178,6 +178,11 @@ TEST(LoopEnd, ExceptionInARoundRunsItsHandler)
     rig.Open();
     rig.host.fnum = 9;
     sim::AddFault(AccessThrows(sim::Trigger::Read, "ExposureTime", sim::ExceptionKind::Timeout, 4));
+    rig.host.onLog = [&](std::string_view format) {
+        if (format == "grabbing is stopped") {
+            rig.time.AdvanceUs(7'000'000);
+        }
+    };
     EXPECT_EQ(rig.Loop(), kExitGrabbing);
     EXPECT_EQ(Story(WithoutProfile(Between(Rig::Of({"log", "gev", "host"}), "log1 ", "never"))), R"(
 log1 kv_td_proc:ProcLoop:  Origin grabbing loop - GenApi: Timeout Exception scripted fault
@@ -187,7 +192,7 @@ host KvGi__SetTermSigProc()
 gev GevFreeTransfer()=0
 log3 kv_td_proc:ProcLoop: ...GRABBING IS DONE (captured 3 frames of 3 loops)
 )");
-    EXPECT_EQ(Count(Rig::Logs(), "Actual grabbing loop took"), 1U);
+    EXPECT_EQ(Count(Rig::Logs(), "Actual grabbing loop took: 7s"), 1U);
     EXPECT_EQ(rig.proc.chunkMask, 15U) << "the chunks stay on";
 }
 

@@ -77,6 +77,21 @@ TEST(Drift, ReanchoringCountsFromTheArrival)
     EXPECT_EQ(late.next.adjUs, -4284) << "-1995 us at 2.147 us each";
 }
 
+TEST(Drift, UnevenCamerasStampsMayGoBack)
+{
+    //      camera    |── 100 ms ──|── 140 ms ────|─ 60 ms ─|
+    //      stamp of the next frame: that of this one, plus the interval before it
+    FrameSource source(1);
+    source.frame.hostGotUs += 100'000; // the lag leaves them in the past
+    source.First();
+    source.After(100'000);
+    const std::uint64_t even = source.clock.frameTsUs();
+    source.After(140'000);
+    EXPECT_EQ(source.clock.frameTsUs(), even + 140'000 + 40'000);
+    EXPECT_FALSE(source.After(60'000).arrival.initTrigger);
+    EXPECT_EQ(source.clock.frameTsUs(), even + 200'000 - 40'000) << "20 ms before the one before";
+}
+
 TEST(Drift, RegularStampsKnowNone)
 {
     FrameSource source;

@@ -35,6 +35,19 @@ constexpr Signal kScript[] = {{4, KvTd::kSignalUsr1},
                               {40, KvTd::kSignalTerminate}};
 constexpr std::uint32_t kDynamicChangeRound = 10;
 
+/** Waits in real time until it is so; false after five seconds. */
+template <class Condition> bool HappensSoon(Condition condition)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() >= end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(50));
+    }
+    return true;
+}
+
 /** A host with everything configured, which plays the script. */
 class ScriptedHost
 {
@@ -111,11 +124,7 @@ private:
      *  at the same point: before its second sleep from here it has made a whole pass. */
     void AwaitControlThread() const
     {
-        const int passed = sleeps_ + 2;
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-        while (sleeps_ < passed && !threadGone_ && std::chrono::steady_clock::now() < end) {
-            std::this_thread::sleep_for(std::chrono::microseconds(50));
-        }
+        HappensSoon([this, passed = sleeps_ + 2] { return sleeps_ >= passed || threadGone_; });
     }
 
     FakeHost& host_;
@@ -191,14 +200,7 @@ std::size_t ThreadCount()
 /** Whether there are more than before. The system lists a thread a moment longer than it lives. */
 bool IsThreadLeft(std::size_t before)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5);
-    while (ThreadCount() > before) {
-        if (std::chrono::steady_clock::now() >= end) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::microseconds(50));
-    }
-    return false;
+    return !HappensSoon([before] { return ThreadCount() <= before; });
 }
 
 /** One session through the library's entry; an exception that leaves it is a fault of the driver.

@@ -1,5 +1,5 @@
 /** The whole path (kvgrab, driver, platform) against the network library alone, on one camera on
- *  loopback, in turns. Prints medians and their ratios.
+ *  loopback, in turns. Prints medians, the ratios' among them.
  *
  *  The whole path runs twice in each turn: as it is meant, and as it is for a user without
  * real-time rights, where the driver has no second thread. That one wakes at any frame rate, so per
@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -71,6 +72,14 @@ double Median(std::vector<double> values)
     std::sort(values.begin(), values.end());
     const std::size_t half = values.size() / 2;
     return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2;
+}
+
+/** Median of what each turn says: what slows the machine for a whole turn slows both sides. */
+double MedianRatio(const std::vector<double>& of, const std::vector<double>& to)
+{
+    std::vector<double> ratios(of.size());
+    std::transform(of.begin(), of.end(), to.begin(), ratios.begin(), std::divides<>());
+    return Median(ratios);
 }
 
 /** Ends it all; what is in the background is ended on the way out. */
@@ -194,15 +203,15 @@ void Compare(const Programs& programs, const Case& one)
         }
         std::rotate(sides.begin(), sides.begin() + 1, sides.end());
     }
-    const double plainCpu = Median(plain.cpuPerFrame);
     std::printf(
         "%4lldx%-4lld %6d %9s %4.0f | %6.1f %6.1f %6.3f | %6.0f %6.0f %6.3f %6.0f %6.3f | "
         "%5.0f %5.0f\n",
         static_cast<long long>(one.width), static_cast<long long>(one.height), one.packetSize,
         one.name, one.fps, Median(whole.framesPerSecond), Median(plain.framesPerSecond),
-        Median(whole.framesPerSecond) / Median(plain.framesPerSecond), Median(whole.cpuPerFrame),
-        plainCpu, Median(whole.cpuPerFrame) / plainCpu, Median(oneThread.cpuPerFrame),
-        Median(oneThread.cpuPerFrame) / plainCpu, Median(whole.missed), Median(plain.missed));
+        MedianRatio(whole.framesPerSecond, plain.framesPerSecond), Median(whole.cpuPerFrame),
+        Median(plain.cpuPerFrame), MedianRatio(whole.cpuPerFrame, plain.cpuPerFrame),
+        Median(oneThread.cpuPerFrame), MedianRatio(oneThread.cpuPerFrame, plain.cpuPerFrame),
+        Median(whole.missed), Median(plain.missed));
     std::fflush(stdout);
 }
 
@@ -241,7 +250,7 @@ void CompareAll(const Programs& programs)
     }
     std::printf("whole: kvgrab, driver and platform; plain: the network library alone; one: kvgrab "
                 "without real-time\nrights, so that the driver has one thread; medians of %d turns "
-                "of %g s\n",
+                "of %g s; a ratio is that of a turn\n",
                 programs.turns, programs.seconds);
     std::printf(
         "image     packet      rate   |   frames per second  |         CPU us a frame       "

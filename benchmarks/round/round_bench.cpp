@@ -15,15 +15,25 @@ namespace
 
 using bench::Load;
 
-void Measure(benchmark::State& state, double (*roundNs)(const Load&), const Load& load)
+/** A session of each side, one right after the other: what slows the machine for longer than that
+ *  slows both, and their ratio says little of it. */
+void MeasurePair(benchmark::State& state, const Load& load)
 {
-    for (auto round : state) {
-        static_cast<void>(round);
-        state.SetIterationTime(roundNs(load) * 1e-9);
+    static bool driverFirst = false;
+    for (auto pair : state) {
+        static_cast<void>(pair);
+        driverFirst = !driverFirst;
+        double driver = driverFirst ? bench::DriverRoundNs(load) : 0;
+        const double bare = bench::BareRoundNs(load);
+        driver = driverFirst ? driver : bench::DriverRoundNs(load);
+        state.SetIterationTime((driver + bare) * 1e-9);
+        state.counters["driver"] = driver;
+        state.counters["bare"] = bare;
+        state.counters["ratio"] = driver / bare;
     }
 }
 
-/** Keeps all runs, to set medians against each other in the end. */
+/** Keeps the pairs of each case. */
 class Collector : public benchmark::ConsoleReporter
 {
 public:
@@ -31,19 +41,22 @@ public:
     {
         for (const Run& run : runs) {
             if (run.run_type == Run::RT_Iteration) {
-                ns_[run.run_name.function_name].push_back(run.GetAdjustedRealTime());
+                for (const auto& [name, counter] : run.counters) {
+                    values_[run.run_name.function_name][name].push_back(counter.value);
+                }
             }
         }
     }
-    double Median(const std::string& name)
+    /** Median of the pairs; 0 for a case that was filtered out. */
+    double Median(const std::string& of, const std::string& counter)
     {
-        std::vector<double>& values = ns_[name];
+        std::vector<double>& values = values_[of][counter];
         std::sort(values.begin(), values.end());
         return values.empty() ? 0 : values[values.size() / 2];
     }
 
 private:
-    std::map<std::string, std::vector<double>> ns_;
+    std::map<std::string, std::map<std::string, std::vector<double>>> values_;
 };
 
 struct Case {
@@ -79,22 +92,19 @@ std::vector<Case> Cases()
 
 void Register(const Case& one)
 {
-    constexpr int kRepetitions = 9;
-    const auto side = [&one](const char* name, double (*roundNs)(const Load&)) {
-        benchmark::RegisterBenchmark((one.name + " " + name).c_str(), Measure, roundNs, one.load)
-            ->UseManualTime()
-            ->Iterations(1)
-            ->Repetitions(kRepetitions);
-    };
-    side("driver", bench::DriverRoundNs);
-    side("bare", bench::BareRoundNs);
+    constexpr std::uint64_t kFrames = 500'000; // of all pairs
+    const auto pairs = std::clamp<std::uint64_t>(kFrames / one.load.frames, 9, 100);
+    benchmark::RegisterBenchmark(one.name.c_str(), MeasurePair, one.load)
+        ->UseManualTime()
+        ->Iterations(1)
+        ->Repetitions(static_cast<int>(pairs));
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    // Repetitions of all in one order would let a slow minute hit one side alone.
+    // One case's pairs after another's would let a slow minute hit one case alone.
     std::string interleaved = "--benchmark_enable_random_interleaving=true";
     std::vector<char*> arguments = {argv[0], interleaved.data()};
     for (int i = 1; i < argc; ++i) {
@@ -106,16 +116,18 @@ int main(int argc, char** argv)
     std::for_each(cases.begin(), cases.end(), Register);
     Collector collector;
     benchmark::RunSpecifiedBenchmarks(&collector);
-    std::printf("%-24s %10s %10s %7s\n", "ns a round, medians", "driver", "bare", "ratio");
+    std::printf("medians of 9 to 100 pairs of sessions, one right after the other; the ratio is "
+                "that of a pair\n");
+    std::printf("%-24s %10s %10s %7s\n", "ns a round", "driver", "bare", "ratio");
     for (const Case& one : cases) {
-        const double driver = collector.Median(one.name + " driver");
-        const double bare = collector.Median(one.name + " bare");
-        if (driver > 0 && bare > 0) {
-            std::printf("%-24s %10.0f %10.0f %7.3f\n", one.name.c_str(), driver, bare,
-                        driver / bare);
+        if (collector.Median(one.name, "ratio") > 0) {
+            std::printf("%-24s %10.0f %10.0f %7.3f\n", one.name.c_str(),
+                        collector.Median(one.name, "driver"), collector.Median(one.name, "bare"),
+                        collector.Median(one.name, "ratio"));
         }
     }
     Load load;
+    load.frames = 20'000;
     const std::uint64_t allocations = bench::DriverAllocations(load);
     std::printf("heap allocations a frame: %g (%llu in %llu frames)\n",
                 static_cast<double>(allocations) / static_cast<double>(load.frames),

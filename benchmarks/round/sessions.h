@@ -13,7 +13,7 @@ struct Load {
     std::uint32_t height = 480;
     std::uint32_t buffers = 8;
     std::size_t featuresLess = 0; ///< features that the camera lacks, of those that no round needs
-    std::uint64_t frames = 20'000;
+    std::uint64_t frames = 5'000;
 };
 
 /** Nanoseconds of a round, over so many rounds of a session that runs already. */

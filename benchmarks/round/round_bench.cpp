@@ -93,7 +93,7 @@ std::vector<Case> Cases()
 void Register(const Case& one)
 {
     constexpr std::uint64_t kFrames = 500'000; // of all pairs
-    const auto pairs = std::clamp<std::uint64_t>(kFrames / one.load.frames, 9, 100);
+    const auto pairs = std::clamp<std::uint64_t>(kFrames / one.load.frames, 15, 80);
     benchmark::RegisterBenchmark(one.name.c_str(), MeasurePair, one.load)
         ->UseManualTime()
         ->Iterations(1)
@@ -116,7 +116,7 @@ int main(int argc, char** argv)
     std::for_each(cases.begin(), cases.end(), Register);
     Collector collector;
     benchmark::RunSpecifiedBenchmarks(&collector);
-    std::printf("medians of 9 to 100 pairs of sessions, one right after the other; the ratio is "
+    std::printf("medians of 15 to 80 pairs of sessions, one right after the other; the ratio is "
                 "that of a pair\n");
     std::printf("%-24s %10s %10s %7s\n", "ns a round", "driver", "bare", "ratio");
     for (const Case& one : cases) {

@@ -2,7 +2,7 @@
 
 # kv_reads_options(file...)
 # Sources that include the command-line library: to optimise its templates takes half a minute a
-# file, and nothing in them is in a hurry.
+# file, and nothing in them is in a hurry. Flags of their own exclude headers that are read once.
 function(kv_reads_options)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0
                                 SKIP_PRECOMPILE_HEADERS ON)

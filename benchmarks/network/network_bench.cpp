@@ -1,5 +1,5 @@
 /** The whole path (kvgrab, driver, platform) against the network library alone, on one camera on
- *  loopback, in turns. Prints medians, the ratios' among them.
+ *  loopback, in turns. Prints the medians of each side and of the sides' ratios.
  *
  *  The whole path runs twice in each turn: as it is meant, and as it is for a user without
  * real-time rights, where the driver has no second thread. That one wakes at any frame rate, so per
@@ -8,6 +8,7 @@
  *  The camera knows no flow control: asked for more than the machine carries, it only loses frames.
  *  So the full rate is the highest of a ladder at which the library alone misses next to none. */
 #include "child.h"
+#include "median.h"
 #include "plain_loop.h"
 
 #include <CLI/CLI.hpp>
@@ -19,7 +20,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -28,6 +28,8 @@
 namespace
 {
 
+using bench::Median;
+using bench::MedianRatio;
 using bench::Outcome;
 using bench::RunProgram;
 
@@ -66,21 +68,6 @@ struct Run {
     double missed = 0; ///< failed, lost or without a buffer
     double load = 0;   ///< us of CPU a second
 };
-
-double Median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    const std::size_t half = values.size() / 2;
-    return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2;
-}
-
-/** Median of what each turn says: what slows the machine for a whole turn slows both sides. */
-double MedianRatio(const std::vector<double>& of, const std::vector<double>& to)
-{
-    std::vector<double> ratios(of.size());
-    std::transform(of.begin(), of.end(), to.begin(), ratios.begin(), std::divides<>());
-    return Median(ratios);
-}
 
 /** Ends it all; what is in the background is ended on the way out. */
 [[noreturn]] void GiveUp(const std::string& what, const std::string& output)
@@ -250,7 +237,7 @@ void CompareAll(const Programs& programs)
     }
     std::printf("whole: kvgrab, driver and platform; plain: the network library alone; one: kvgrab "
                 "without real-time\nrights, so that the driver has one thread; medians of %d turns "
-                "of %g s; a ratio is that of a turn\n",
+                "of %g s, also of their ratios\n",
                 programs.turns, programs.seconds);
     std::printf(
         "image     packet      rate   |   frames per second  |         CPU us a frame       "
@@ -273,8 +260,10 @@ int main(int argc, char** argv)
     plan.address = kAddress;
     bool plain = false;
     app.add_flag("--plain-loop", plain, "only the library's side, once");
-    app.add_option("--turns", programs.turns, "runs of each side in each case");
-    app.add_option("--seconds", programs.seconds, "length of a run");
+    app.add_option("--turns", programs.turns, "runs of each side in each case")
+        ->check(CLI::Range(1, 1000));
+    app.add_option("--seconds", programs.seconds, "length of a run; in less no load can be seen")
+        ->check(CLI::Range(1.0, 3600.0));
     app.add_option("--width", plan.width);
     app.add_option("--height", plan.height);
     app.add_option("--fps", plan.fps);

@@ -1,12 +1,12 @@
 /** What a round of the driver costs beside a bare loop that makes the same calls, on the same
  *  objects, in turns; and whether that depends on anything. */
+#include "median.h"
 #include "sessions.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -15,53 +15,38 @@ namespace
 
 using bench::Load;
 
-/** A session of each side, one right after the other: what slows the machine for longer than that
- *  slows both, and their ratio says little of it. */
-void MeasurePair(benchmark::State& state, const Load& load)
+/** What the pairs of a case took, in ns a round. */
+struct Pairs {
+    std::vector<double> driver;
+    std::vector<double> bare;
+};
+
+/** A session of each side, one right after the other; now one first, now the other. */
+void MeasurePair(benchmark::State& state, const Load& load, Pairs* pairs)
 {
-    static bool driverFirst = false;
     for (auto pair : state) {
         static_cast<void>(pair);
-        driverFirst = !driverFirst;
-        double driver = driverFirst ? bench::DriverRoundNs(load) : 0;
-        const double bare = bench::BareRoundNs(load);
-        driver = driverFirst ? driver : bench::DriverRoundNs(load);
-        state.SetIterationTime((driver + bare) * 1e-9);
-        state.counters["driver"] = driver;
-        state.counters["bare"] = bare;
-        state.counters["ratio"] = driver / bare;
+        if (pairs->driver.size() % 2 == 0) {
+            pairs->driver.push_back(bench::DriverRoundNs(load));
+            pairs->bare.push_back(bench::BareRoundNs(load));
+        } else {
+            pairs->bare.push_back(bench::BareRoundNs(load));
+            pairs->driver.push_back(bench::DriverRoundNs(load));
+        }
     }
 }
 
-/** Keeps the pairs of each case. */
-class Collector : public benchmark::ConsoleReporter
+/** The table in the end says it all. */
+class Silent : public benchmark::ConsoleReporter
 {
 public:
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs) {
-            if (run.run_type == Run::RT_Iteration) {
-                for (const auto& [name, counter] : run.counters) {
-                    values_[run.run_name.function_name][name].push_back(counter.value);
-                }
-            }
-        }
-    }
-    /** Median of the pairs; 0 for a case that was filtered out. */
-    double Median(const std::string& of, const std::string& counter)
-    {
-        std::vector<double>& values = values_[of][counter];
-        std::sort(values.begin(), values.end());
-        return values.empty() ? 0 : values[values.size() / 2];
-    }
-
-private:
-    std::map<std::string, std::map<std::string, std::vector<double>>> values_;
+    void ReportRuns(const std::vector<Run>& runs) override { static_cast<void>(runs); }
 };
 
 struct Case {
     std::string name;
     Load load;
+    Pairs pairs{};
 };
 
 std::vector<Case> Cases()
@@ -90,12 +75,11 @@ std::vector<Case> Cases()
     return cases;
 }
 
-void Register(const Case& one)
+void Register(Case& one)
 {
-    constexpr std::uint64_t kFrames = 500'000; // of all pairs
+    constexpr std::uint64_t kFrames = 500'000; // of a side, in all pairs
     const auto pairs = std::clamp<std::uint64_t>(kFrames / one.load.frames, 15, 80);
-    benchmark::RegisterBenchmark(one.name.c_str(), MeasurePair, one.load)
-        ->UseManualTime()
+    benchmark::RegisterBenchmark(one.name.c_str(), MeasurePair, one.load, &one.pairs)
         ->Iterations(1)
         ->Repetitions(static_cast<int>(pairs));
 }
@@ -112,18 +96,17 @@ int main(int argc, char** argv)
     }
     int count = static_cast<int>(arguments.size());
     benchmark::Initialize(&count, arguments.data());
-    const std::vector<Case> cases = Cases();
+    std::vector<Case> cases = Cases();
     std::for_each(cases.begin(), cases.end(), Register);
-    Collector collector;
-    benchmark::RunSpecifiedBenchmarks(&collector);
-    std::printf("medians of 15 to 80 pairs of sessions, one right after the other; the ratio is "
-                "that of a pair\n");
+    Silent silent;
+    benchmark::RunSpecifiedBenchmarks(&silent);
+    std::printf("medians of 15 to 80 pairs of sessions, also of their ratios\n");
     std::printf("%-24s %10s %10s %7s\n", "ns a round", "driver", "bare", "ratio");
     for (const Case& one : cases) {
-        if (collector.Median(one.name, "ratio") > 0) {
+        if (!one.pairs.driver.empty()) { // else it was filtered out
             std::printf("%-24s %10.0f %10.0f %7.3f\n", one.name.c_str(),
-                        collector.Median(one.name, "driver"), collector.Median(one.name, "bare"),
-                        collector.Median(one.name, "ratio"));
+                        bench::Median(one.pairs.driver), bench::Median(one.pairs.bare),
+                        bench::MedianRatio(one.pairs.driver, one.pairs.bare));
         }
     }
     Load load;

@@ -1,7 +1,7 @@
 /** What the dynamic look-up table's statistics cost beside a copy of the picture: 1920x1080 of
  * random bytes. */
-#include "beside_copy.h"
-#include "dynamic_lut.h"
+#include "benchmarks/beside_copy.h"
+#include "session/dynamic_lut.h"
 
 #include <benchmark/benchmark.h>
 

@@ -3,10 +3,10 @@
  *  Input: 1920x1080, full sensor, another frame number (so another picture of the pattern) and
  *  noise seed each time, fixed or changing exposure; "Image" paints a picture from a file instead
  *  of the pattern; "Measure" meters instead of painting. */
-#include "beside_copy.h"
-#include "light_image.h"
-#include "pixel_packing.h"
-#include "scene.h"
+#include "benchmarks/beside_copy.h"
+#include "sim/picture/light_image.h"
+#include "sim/picture/pixel_packing.h"
+#include "sim/picture/scene.h"
 
 #include <benchmark/benchmark.h>
 #include <png.h>

@@ -1,15 +1,15 @@
 #include "run.h"
 
-#include "camera_features.h"
-#include "cameras.h"
-#include "chosen_camera.h"
-#include "driver_library.h"
-#include "host_session.h"
-#include "network_checks.h"
-#include "output_lines.h"
-#include "realtime.h"
-#include "session_loop.h"
-#include "signals.h"
+#include "cameras/camera_features.h"
+#include "cameras/cameras.h"
+#include "cameras/chosen_camera.h"
+#include "cameras/network_checks.h"
+#include "cameras/output_lines.h"
+#include "cameras/realtime.h"
+#include "session/driver_library.h"
+#include "session/host_session.h"
+#include "session/session_loop.h"
+#include "session/signals.h"
 
 #include <cstdio>
 #include <ctime>

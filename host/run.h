@@ -1,8 +1,8 @@
 /** The commands. */
 #pragma once
 
+#include "config/options.h"
 #include "exit_status.h"
-#include "options.h"
 
 namespace kvgrab
 {

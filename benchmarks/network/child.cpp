@@ -1,4 +1,4 @@
-#include "child.h"
+#include "benchmarks/network/child.h"
 
 #include <array>
 #include <chrono>

@@ -7,9 +7,9 @@
  *
  *  The camera knows no flow control: asked for more than the machine carries, it only loses frames.
  *  So the full rate is the highest of a ladder at which the library alone misses next to none. */
-#include "child.h"
-#include "median.h"
-#include "plain_loop.h"
+#include "benchmarks/median.h"
+#include "benchmarks/network/child.h"
+#include "benchmarks/network/plain_loop.h"
 
 #include <CLI/CLI.hpp>
 
@@ -134,7 +134,7 @@ Run KvGrab(const Programs& programs, const Case& one, bench::Rights rights, doub
 {
     const std::string trace = programs.folder + "/trace.csv";
     const std::string config = programs.folder + "/kvgrab.toml";
-    std::ofstream(config) << "[cameras]\nkinds = \"net\"\n[stream]\npacket_size = "
+    std::ofstream(config) << "[cameras]\nbackends = \"net\"\n[stream]\npacket_size = "
                           << one.packetSize << "\nbuffers = " << programs.buffers
                           << "\n[region]\noffset_x = 0\noffset_y = 0\nwidth = " << one.width
                           << "\nheight = " << one.height << "\n[timing]\nfps = " << one.fps

@@ -1,4 +1,4 @@
-#include "plain_loop.h"
+#include "benchmarks/network/plain_loop.h"
 
 #include <arv.h>
 

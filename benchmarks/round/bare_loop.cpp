@@ -1,4 +1,4 @@
-#include "bare_loop.h"
+#include "benchmarks/round/bare_loop.h"
 
 #include "gen_api.h"
 #include "gev_api.h"

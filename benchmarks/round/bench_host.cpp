@@ -1,4 +1,4 @@
-#include "bench_host.h"
+#include "benchmarks/round/bench_host.h"
 
 #include "kv_host_services.h"
 #include "kv_td_types.h"

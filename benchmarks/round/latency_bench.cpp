@@ -4,7 +4,7 @@
  *  The camera stamps a frame when its exposure begins, on the clock that is read here. From there
  *  to the arrival it is always as long; the quickest frame of all stands for that, so what is
  *  printed is how much longer than the quickest each frame took. */
-#include "bench_host.h"
+#include "benchmarks/round/bench_host.h"
 #include "kv_host_services.h"
 #include "sim_control.h"
 

@@ -1,7 +1,7 @@
 /** What a round of the driver costs beside a bare loop that makes the same calls, on the same
  *  objects, in turns; and whether that depends on anything. */
-#include "median.h"
-#include "sessions.h"
+#include "benchmarks/median.h"
+#include "benchmarks/round/sessions.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 /** A session of so many frames with the driver as users load it, for tools that look from outside.
  *  Without the right to real-time priority, so that there is no control thread beside the rounds.
  */
-#include "bench_host.h"
+#include "benchmarks/round/bench_host.h"
 #include "sim_control.h"
 
 #include <cstdio>

@@ -1,11 +1,11 @@
-#include "sessions.h"
+#include "benchmarks/round/sessions.h"
 
-#include "alloc_count.h"
-#include "bare_loop.h"
-#include "bench_host.h"
+#include "benchmarks/round/bare_loop.h"
+#include "benchmarks/round/bench_host.h"
 #include "gev_api.h"
 #include "kv_host_services.h"
 #include "sim_control.h"
+#include "tests/support/alloc_count.h"
 
 #include <chrono>
 #include <stdexcept>

@@ -1,4 +1,4 @@
-#include "drawing.h"
+#include "benchmarks/stamps/drawing.h"
 
 #include <algorithm>
 #include <cmath>

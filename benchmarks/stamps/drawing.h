@@ -1,7 +1,7 @@
 /** Draws the errors of time stamps over time. */
 #pragma once
 
-#include "play.h"
+#include "benchmarks/stamps/play.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
-#include "play.h"
+#include "benchmarks/stamps/play.h"
 
-#include "clock_drift.h"
+#include "report/clock_drift.h"
 #include "util/frame_clock.h"
 #include "util/units.h"
 

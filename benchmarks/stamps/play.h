@@ -1,7 +1,7 @@
 /** Plays a trace through the driver's frame clock, as the grab loop does. */
 #pragma once
 
-#include "trace.h"
+#include "benchmarks/stamps/trace.h"
 
 #include <cstdint>
 #include <vector>

@@ -1,8 +1,8 @@
 /** Plays a trace, recorded or made up, through both ways of making time stamps, and tells how far
  *  the stamps are from the truth. */
-#include "drawing.h"
-#include "play.h"
-#include "trace.h"
+#include "benchmarks/stamps/drawing.h"
+#include "benchmarks/stamps/play.h"
+#include "benchmarks/stamps/trace.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,4 +1,4 @@
-#include "trace.h"
+#include "benchmarks/stamps/trace.h"
 
 #include <algorithm>
 #include <charconv>

@@ -5,7 +5,7 @@
 #include "kv_host_services.h"
 #pragma GCC visibility pop
 
-#include "../host_session.h"
+#include "session/host_session.h"
 
 namespace kvgrab
 {

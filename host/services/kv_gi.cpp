@@ -1,7 +1,7 @@
 // KvGi: control of the grabbing.
 
-#include "../dynamic_lut.h"
-#include "exported.h"
+#include "services/exported.h"
+#include "session/dynamic_lut.h"
 
 using kvgrab::Host;
 

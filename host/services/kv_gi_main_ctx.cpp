@@ -1,6 +1,6 @@
 // KvGiMainCtx: the configuration as the driver asks for it.
 
-#include "exported.h"
+#include "services/exported.h"
 
 using kvgrab::Configured;
 using kvgrab::Host;

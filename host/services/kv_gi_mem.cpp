@@ -1,6 +1,6 @@
 // KvGiMem and KvGiMemInst: the frame memory.
 
-#include "exported.h"
+#include "services/exported.h"
 
 using kvgrab::Host;
 

@@ -1,7 +1,7 @@
 // KvSc: scenario and export. KvUtl: signals, time, grab state.
 
-#include "../time_difference.h"
-#include "exported.h"
+#include "services/exported.h"
+#include "session/time_difference.h"
 
 using kvgrab::Host;
 

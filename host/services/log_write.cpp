@@ -1,6 +1,6 @@
 // LogWrite: the driver's way to the log, from both of its threads.
 
-#include "exported.h"
+#include "services/exported.h"
 
 #include <cstdarg>
 

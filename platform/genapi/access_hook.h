@@ -8,7 +8,7 @@
 
 #include "gen_api.h"
 
-#include "../hold_cancellation.h"
+#include "core/hold_cancellation.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
-#include "nodes.h"
-#include "value_text.h"
-#include "write_check.h"
+#include "genapi/nodes.h"
+#include "genapi/value_text.h"
+#include "genapi/write_check.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "nodes.h"
+#include "genapi/nodes.h"
 
 #include <utility>
 

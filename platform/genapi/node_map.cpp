@@ -1,4 +1,4 @@
-#include "node_map.h"
+#include "genapi/node_map.h"
 
 namespace genapi
 {

@@ -11,8 +11,8 @@
  *  code that holds the camera's lock, or builds it. */
 #pragma once
 
-#include "access_hook.h"
 #include "gen_api.h"
+#include "genapi/access_hook.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,4 +1,4 @@
-#include "raw_value.h"
+#include "genapi/raw_value.h"
 
 #include <cstring>
 #include <new>

@@ -1,4 +1,4 @@
-#include "value_text.h"
+#include "genapi/value_text.h"
 
 #include <array>
 #include <charconv>

@@ -1,7 +1,7 @@
 /** The one order in which every write is checked. */
 #pragma once
 
-#include "nodes.h"
+#include "genapi/nodes.h"
 
 #include <string>
 

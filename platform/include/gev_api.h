@@ -27,7 +27,7 @@ enum GevStatus : std::int32_t {
     kGevBadValue = -8,        ///< the camera refused the value
     kGevBusy = -9,            ///< the transfer is running
     kGevNoMemory = -10,
-    kGevNoBackend = -11, ///< the camera's kind is not available in this process
+    kGevNoBackend = -11, ///< the camera's backend is not in use in this process
     kGevError = -12      ///< anything else
 };
 
@@ -39,8 +39,8 @@ struct GEV_DEVICE_INFO {
     char version[kGevTextSize];
     std::uint32_t mode;         ///< interface mode: 0 simulated in process, 1 network
     std::uint32_t ipAddress;    ///< host byte order; 0 when there is none
-    char kind[16];              ///< which kind of camera answers: "sim", "net"
-    char address[kGevTextSize]; ///< what that kind opens the camera by
+    char backend[16];           ///< which backend answers: "sim", "net"
+    char address[kGevTextSize]; ///< what that backend opens the camera by
 };
 
 /** How the camera's stream and control channel are run. */
@@ -85,7 +85,7 @@ struct GEV_TRANSFER_STATISTICS {
 
 extern "C" {
 
-/** Lists the cameras of all kinds, at most `maxCameras`; `*count` is how many were written. */
+/** Lists the cameras of all backends, at most `maxCameras`; `*count` is how many were written. */
 GEVPLAT_API int GevGetCameraList(GEV_DEVICE_INFO* list, int maxCameras, int* count);
 
 /** Access mode 2 asks for control. On success `*handle` is set, else it is null. */

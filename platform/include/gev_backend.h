@@ -1,7 +1,7 @@
-/** What a kind of camera must provide. The camera calls of gev_api.h check handles and arguments,
- *  hold off thread cancellation and forward to these; the listing puts all kinds together.
+/** What a backend must provide. The camera calls of gev_api.h check handles and arguments, hold off
+ *  thread cancellation and forward to a backend; the listing joins all backends.
  *
- *  Threads: both interfaces are called from any thread. A kind whose own library is slow or not
+ *  Threads: both interfaces are called from any thread. A backend whose own library is slow or not
  *  thread-safe keeps its own lock per camera; nothing here is called under a lock of the caller. */
 #pragma once
 
@@ -37,12 +37,12 @@ public:
     virtual GEV_TRANSFER_STATISTICS Statistics() = 0;
 };
 
-/** A kind of camera: lists what it sees and opens what it listed. */
-class GEVPLAT_API CameraKind
+/** A source of cameras: lists what it sees and opens what it listed. */
+class GEVPLAT_API Backend
 {
 public:
-    virtual ~CameraKind();
-    /** Up to 15 characters; stands in GEV_DEVICE_INFO::kind. */
+    virtual ~Backend();
+    /** Up to 15 characters; stands in GEV_DEVICE_INFO::backend. */
     virtual const char* Name() const = 0;
     /** Appends what is on the network now. */
     virtual int List(std::vector<GEV_DEVICE_INFO>* devices) = 0;
@@ -52,17 +52,18 @@ public:
     virtual void Uninitialize() = 0;
 };
 
-/** The chosen kinds in listing order (gev_kinds.h). They live as long as the process. */
-GEVPLAT_API std::vector<CameraKind*> CameraKinds();
+/** The chosen backends in listing order (gev_backend_choice.h). They live as long as the process.
+ */
+GEVPLAT_API std::vector<Backend*> Backends();
 
-/** What a kind has to say, to the host's log; levels as in gev_kinds.h. Not under a lock that a
- *  call of the platform takes: the host may call back. */
+/** Writes to the host's log; levels as in gev_backend_choice.h. Never call it while holding a lock
+ *  that platform calls take: the sink may call back. */
 GEVPLAT_API void WriteLog(int level, const std::string& text);
 
-/** The one thing that the library of network cameras exports, by the name below: the kind, looking
- *  on one interface or, with an empty text, on all. Null: there is no such interface, as `*error`
- *  says. The same object each time. */
-using NetworkKindEntry = CameraKind* (*)(const std::string& interface, std::string* error);
-constexpr const char* kNetworkKindEntry = "GevplatNetworkKind";
+/** The one symbol that the library of the network backend exports, by the name below: the backend,
+ *  looking on one interface or, with an empty text, on all. Null: there is no such interface, as
+ * `*error` says. The same object each time. */
+using NetworkBackendEntry = Backend* (*)(const std::string& interface, std::string* error);
+constexpr const char* kNetworkBackendEntry = "GevplatNetworkBackend";
 
 } // namespace gevplat

@@ -1,4 +1,4 @@
-#include "errors.h"
+#include "net/errors.h"
 
 #include "gen_api.h"
 

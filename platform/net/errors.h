@@ -1,7 +1,7 @@
 /** Errors of the network library as exceptions of the contract (gen_api.h). */
 #pragma once
 
-#include "library_owners.h"
+#include "net/library_owners.h"
 
 #include <string>
 #include <utility>

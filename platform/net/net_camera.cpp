@@ -1,7 +1,7 @@
-#include "net_camera.h"
+#include "net/net_camera.h"
 
-#include "../genapi/raw_value.h"
-#include "commands.h"
+#include "genapi/raw_value.h"
+#include "net/control/commands.h"
 
 #include <cstring>
 #include <exception>

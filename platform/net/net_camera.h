@@ -1,13 +1,13 @@
 /** One opened network camera. */
 #pragma once
 
-#include "device.h"
-#include "feature_map.h"
 #include "gev_backend.h"
-#include "library_owners.h"
-#include "presence.h"
-#include "stream_options.h"
-#include "transfer.h"
+#include "net/control/device.h"
+#include "net/control/presence.h"
+#include "net/library_owners.h"
+#include "net/nodes/feature_map.h"
+#include "net/stream/stream_options.h"
+#include "net/stream/transfer.h"
 
 #include <memory>
 #include <mutex>

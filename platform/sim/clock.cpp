@@ -1,4 +1,4 @@
-#include "clock.h"
+#include "sim/clock.h"
 
 #include <algorithm>
 #include <ctime>

@@ -1,8 +1,8 @@
 /** sim_control.h: the network, its script and its journal, for programs. */
-#include "faults.h"
-#include "light_image.h"
-#include "network.h"
-#include "record.h"
+#include "injection/faults.h"
+#include "injection/record.h"
+#include "sim/network.h"
+#include "sim/picture/light_image.h"
 #include "sim_control.h"
 
 #include <utility>

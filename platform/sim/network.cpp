@@ -1,4 +1,4 @@
-#include "network.h"
+#include "sim/network.h"
 
 #include <algorithm>
 #include <utility>

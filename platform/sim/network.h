@@ -4,8 +4,8 @@
  *  after it was released. */
 #pragma once
 
-#include "camera_model.h"
-#include "network_clock.h"
+#include "sim/camera/camera_model.h"
+#include "sim/network_clock.h"
 
 #include <memory>
 #include <mutex>

@@ -1,7 +1,7 @@
 /** The clock in force, shared by the network and its cameras, which may be replaced. */
 #pragma once
 
-#include "clock.h"
+#include "sim/clock.h"
 
 #include <memory>
 #include <mutex>

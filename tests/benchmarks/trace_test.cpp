@@ -1,5 +1,5 @@
-#include "play.h"
-#include "trace.h"
+#include "benchmarks/stamps/play.h"
+#include "benchmarks/stamps/trace.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

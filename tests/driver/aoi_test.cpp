@@ -1,4 +1,4 @@
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

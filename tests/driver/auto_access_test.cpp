@@ -1,5 +1,5 @@
 /** Automatic exposure and gain, operation by operation. */
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

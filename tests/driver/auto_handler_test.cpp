@@ -1,5 +1,5 @@
 /** Which automatic controls are switched, and the transfer that stops for it. */
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 /** What a frame costs: heap allocations and camera accesses, and a long virtual run. */
-#include "alloc_count.h"
-#include "rig.h"
+#include "tests/support/alloc_count.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

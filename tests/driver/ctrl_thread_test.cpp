@@ -1,8 +1,8 @@
-#include "io_box_sets.h"
 #include "kv_td_cthr.h"
 #include "kv_td_pins.h"
-#include "quick_thread.h"
-#include "rig.h"
+#include "tests/driver/io_box_sets.h"
+#include "tests/support/quick_thread.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

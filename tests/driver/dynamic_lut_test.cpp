@@ -1,6 +1,6 @@
-#include "alloc_count.h"
 #include "kv_td_factory.h"
-#include "rig.h"
+#include "tests/support/alloc_count.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 /** The gamma exponent, and who switches table and gamma off. */
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 /** What one pass of the control thread does with the sets that wait. */
-#include "io_box_sets.h"
 #include "kv_td_cthr.h"
 #include "kv_td_pins.h"
-#include "rig.h"
+#include "tests/driver/io_box_sets.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

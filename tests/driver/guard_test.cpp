@@ -1,6 +1,6 @@
-#include "exception_cases.h"
 #include "kv_td_guard.h"
-#include "rig.h"
+#include "tests/driver/exception_cases.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

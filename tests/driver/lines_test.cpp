@@ -1,6 +1,6 @@
 #include "kv_td_cthr.h"
 #include "kv_td_pins.h"
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "kv_td_factory.h"
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 /** The camera's look-up table and gamma, operation by operation. */
-#include "exception_cases.h"
-#include "rig.h"
+#include "tests/driver/exception_cases.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 /** The look-up table of the host, or the dynamic one, on its way into the camera. */
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

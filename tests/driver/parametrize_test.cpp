@@ -1,5 +1,5 @@
 /** All handlers in their order, and the stopped transfer that they share. */
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <gtest/gtest.h>
 

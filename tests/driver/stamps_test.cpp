@@ -1,7 +1,7 @@
 /** How frames are stamped in a session: the clock's events with their texts and numbers. What the
  *  clock decides is tested in tests/util; here a frame arrives 10 267 us after its exposure began,
  *  so that 10 267 is the start latency and 10 262 the expected lag. */
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 /** Gain, exposure, frame rate, white balance and rotation. */
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

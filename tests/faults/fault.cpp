@@ -1,4 +1,4 @@
-#include "fault.h"
+#include "tests/faults/fault.h"
 
 #include <algorithm>
 #include <array>

@@ -1,8 +1,8 @@
 /** One fault at one place: what an injector puts into a session, and its name on a command line. */
 #pragma once
 
-#include "fake_host.h"
 #include "sim_control.h"
+#include "tests/support/fake_host.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 /** Puts each single fault into a session, one after the other, and looks how it ends. */
-#include "last_words.h"
-#include "reference_session.h"
+#include "tests/faults/last_words.h"
+#include "tests/faults/reference_session.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,4 +1,4 @@
-#include "last_words.h"
+#include "tests/faults/last_words.h"
 
 #include <algorithm>
 #include <array>

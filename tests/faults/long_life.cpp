@@ -1,10 +1,10 @@
 /** Hours and days of grabbing in virtual time: frames are lost, late and incomplete, signals and
  *  changes of configuration come, the camera leaves and returns, clocks are set and wrap. All by
  *  chance, the same chance for the same seed; looked at with every frame and every session. */
-#include "alloc_count.h"
-#include "last_words.h"
-#include "quick_thread.h"
-#include "rig.h"
+#include "tests/faults/last_words.h"
+#include "tests/support/alloc_count.h"
+#include "tests/support/quick_thread.h"
+#include "tests/support/rig.h"
 
 #include <CLI/CLI.hpp>
 

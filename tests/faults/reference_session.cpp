@@ -1,8 +1,8 @@
-#include "reference_session.h"
+#include "tests/faults/reference_session.h"
 
-#include "alloc_count.h"
-#include "quick_thread.h"
-#include "session_checks.h"
+#include "tests/faults/session_checks.h"
+#include "tests/support/alloc_count.h"
+#include "tests/support/quick_thread.h"
 
 #include <algorithm>
 #include <array>

@@ -3,8 +3,8 @@
  *  time, the same in every run. */
 #pragma once
 
-#include "fault.h"
-#include "rig.h"
+#include "tests/faults/fault.h"
+#include "tests/support/rig.h"
 
 #include <map>
 #include <set>

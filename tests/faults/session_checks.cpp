@@ -1,4 +1,4 @@
-#include "session_checks.h"
+#include "tests/faults/session_checks.h"
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
  *  in the log. Each check adds a sentence for what is wrong. */
 #pragma once
 
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include <string>
 #include <vector>

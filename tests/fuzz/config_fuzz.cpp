@@ -1,5 +1,5 @@
 /** Any text as a configuration; what follows a zero byte is the table file that it may name. */
-#include "config.h"
+#include "config/config.h"
 
 #include <cstdlib>
 #include <string>

@@ -1,5 +1,5 @@
 /** Any text as a table file; its first byte chooses the bits of an entry. */
-#include "lut_file.h"
+#include "config/lut_file.h"
 
 #include <cstdlib>
 #include <string_view>

@@ -1,6 +1,6 @@
 /** Any text as the description of a simulated network, and those cameras put on the network. */
-#include "description.h"
-#include "network.h"
+#include "sim/description/description.h"
+#include "sim/network.h"
 
 #include <cstdlib>
 #include <string_view>

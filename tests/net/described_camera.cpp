@@ -1,4 +1,4 @@
-#include "described_camera.h"
+#include "tests/net/described_camera.h"
 
 namespace test
 {

@@ -1,8 +1,8 @@
 /** Cameras in memory with descriptions made by hand, and what an access to them raises. */
 #pragma once
 
-#include "feature_map.h"
-#include "memory_device.h"
+#include "net/nodes/feature_map.h"
+#include "tests/net/memory_device.h"
 
 #include <cstdint>
 #include <string>

@@ -1,8 +1,8 @@
 /** Whole sessions of the driver with a camera on the wire. */
-#include "../platform/camera_under_test.h"
-#include "loopback_camera.h"
-#include "quick_thread.h"
-#include "rig.h"
+#include "tests/net/loopback_camera.h"
+#include "tests/platform/contract/camera_under_test.h"
+#include "tests/support/quick_thread.h"
+#include "tests/support/rig.h"
 
 #include <algorithm>
 #include <chrono>

@@ -1,6 +1,6 @@
 /** Descriptions that the network library would take at their word. */
-#include "commands.h"
-#include "described_camera.h"
+#include "net/control/commands.h"
+#include "tests/net/described_camera.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 /** Features of a network camera: what reaches the camera and what is refused before. */
-#include "alloc_count.h"
-#include "commands.h"
-#include "described_camera.h"
-#include "library_owners.h"
+#include "net/control/commands.h"
+#include "net/library_owners.h"
+#include "tests/net/described_camera.h"
+#include "tests/support/alloc_count.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

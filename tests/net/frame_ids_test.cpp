@@ -1,5 +1,5 @@
 /** Numbers of frames that came, and of those that did not. */
-#include "frame_ids.h"
+#include "net/stream/frame_ids.h"
 
 #include <gtest/gtest.h>
 #include <vector>

@@ -1,6 +1,6 @@
-#include "loopback_camera.h"
+#include "tests/net/loopback_camera.h"
 
-#include "gev_kinds.h"
+#include "gev_backend_choice.h"
 
 #include <arpa/inet.h>
 #include <csignal>
@@ -41,9 +41,9 @@ void UseNetworkCameras()
     if (!IsOwnAddress("127.0.0.1")) {
         GTEST_SKIP() << "no loopback network here";
     }
-    const gevplat::KindChoice onlyNetwork{.simulated = false, .network = true, .interface = ""};
+    const gevplat::BackendChoice onlyNetwork{.simulated = false, .network = true, .interface = ""};
     std::string error;
-    ASSERT_TRUE(gevplat::ChooseKinds(onlyNetwork, &error)) << error;
+    ASSERT_TRUE(gevplat::ChooseBackends(onlyNetwork, &error)) << error;
 }
 
 LoopbackCamera::LoopbackCamera(const std::string& serial, const std::string& address,

@@ -1,7 +1,7 @@
 /** Cameras that run beside the test, on loopback: kvcam processes. */
 #pragma once
 
-#include "../system/program.h"
+#include "tests/system/program.h"
 
 #include <csignal>
 #include <memory>

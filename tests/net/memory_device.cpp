@@ -1,4 +1,4 @@
-#include "memory_device.h"
+#include "tests/net/memory_device.h"
 
 #include <bit>
 #include <cstring>

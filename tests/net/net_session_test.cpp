@@ -1,7 +1,7 @@
 /** Sessions on the wire that something happens to. */
-#include "../platform/camera_under_test.h"
-#include "gev_kinds.h"
-#include "loopback_camera.h"
+#include "gev_backend_choice.h"
+#include "tests/net/loopback_camera.h"
+#include "tests/platform/contract/camera_under_test.h"
 
 #include <algorithm>
 #include <arpa/inet.h>

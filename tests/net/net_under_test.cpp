@@ -1,6 +1,6 @@
-#include "camera_under_test.h"
+#include "tests/platform/contract/camera_under_test.h"
 
-#include "loopback_camera.h"
+#include "tests/net/loopback_camera.h"
 
 #include <chrono>
 #include <thread>

@@ -1,5 +1,5 @@
 /** The services of the host: each notes its call and answers from the fields of FakeHost. */
-#include "fake_host.h"
+#include "tests/support/fake_host.h"
 
 #include "sim_control.h"
 

@@ -1,4 +1,4 @@
-#include "manual_time.h"
+#include "tests/support/manual_time.h"
 
 #include "kv_td_time.h"
 

@@ -1,4 +1,4 @@
-#include "quick_thread.h"
+#include "tests/support/quick_thread.h"
 
 #include "kv_td_thread.h"
 

@@ -1,4 +1,4 @@
-#include "rig.h"
+#include "tests/support/rig.h"
 
 #include "kv_td_factory.h"
 

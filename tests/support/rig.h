@@ -5,11 +5,11 @@
  *  statics live as long as the process. */
 #pragma once
 
-#include "fake_host.h"
 #include "kv_td_excam.h"
 #include "kv_td_proc.h"
-#include "manual_time.h"
 #include "sim_control.h"
+#include "tests/support/fake_host.h"
+#include "tests/support/manual_time.h"
 
 #include <initializer_list>
 #include <memory>

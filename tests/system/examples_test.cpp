@@ -1,5 +1,5 @@
 /** Each configuration of examples/ does what it says, without a warning. */
-#include "program.h"
+#include "tests/system/program.h"
 
 #include <filesystem>
 #include <gmock/gmock.h>

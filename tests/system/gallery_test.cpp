@@ -1,5 +1,5 @@
 /** The gallery's pictures: each setting can be grabbed, and shows. */
-#include "program.h"
+#include "tests/system/program.h"
 
 #include <filesystem>
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 /** kvgrab killed at any moment: what is on the disk is whole, and the next start cleans up. How
  *  often stands in the environment variable KVGRAB_KILLS. */
-#include "program.h"
+#include "tests/system/program.h"
 
 #include <csignal>
 #include <cstdio>

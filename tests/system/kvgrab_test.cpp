@@ -1,5 +1,5 @@
 /** kvgrab as its users run it: good and bad configuration, signals, full disk, sudden death. */
-#include "program.h"
+#include "tests/system/program.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,4 +1,4 @@
-#include "program.h"
+#include "tests/system/program.h"
 
 #include <csignal>
 #include <cstdlib>

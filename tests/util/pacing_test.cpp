@@ -1,4 +1,4 @@
-#include "frame_source.h"
+#include "tests/util/frame_source.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "camera.h"
+#include "tools/kvcam/camera.h"
 
 #include <algorithm>
 #include <cmath>

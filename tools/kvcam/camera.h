@@ -1,10 +1,10 @@
 /** A GigE Vision camera, built on the network library's own. */
 #pragma once
 
-#include "chunk_sender.h"
-#include "picture.h"
-#include "registers.h"
-#include "udp_socket.h"
+#include "tools/kvcam/chunk_sender.h"
+#include "tools/kvcam/picture.h"
+#include "tools/kvcam/registers.h"
+#include "tools/kvcam/udp_socket.h"
 
 #include <arv.h>
 

@@ -1,4 +1,4 @@
-#include "chunk_sender.h"
+#include "tools/kvcam/chunk_sender.h"
 
 #include <algorithm>
 #include <array>

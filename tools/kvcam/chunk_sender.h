@@ -4,8 +4,8 @@
  *  everything big endian. kvcam.xml has a port for each id. */
 #pragma once
 
-#include "registers.h"
-#include "udp_socket.h"
+#include "tools/kvcam/registers.h"
+#include "tools/kvcam/udp_socket.h"
 
 #include <cstdint>
 #include <random>

@@ -1,6 +1,6 @@
 /** kvcam: a GigE Vision camera on loopback, for trying a driver on the wire. See README.md. */
-#include "camera.h"
-#include "options.h"
+#include "tools/kvcam/camera.h"
+#include "tools/kvcam/options.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,4 +1,4 @@
-#include "options.h"
+#include "tools/kvcam/options.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,7 +1,7 @@
 /** The command line. */
 #pragma once
 
-#include "camera.h"
+#include "tools/kvcam/camera.h"
 
 #include <chrono>
 #include <optional>

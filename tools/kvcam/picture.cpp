@@ -1,4 +1,4 @@
-#include "picture.h"
+#include "tools/kvcam/picture.h"
 
 #include <algorithm>
 

@@ -2,8 +2,8 @@
  *  region, format and brightness that the registers ask for. */
 #pragma once
 
-#include "registers.h"
-#include "scene.h"
+#include "sim/picture/scene.h"
+#include "tools/kvcam/registers.h"
 
 #include <cstdint>
 #include <span>

@@ -1,4 +1,4 @@
-#include "registers.h"
+#include "tools/kvcam/registers.h"
 
 #include <algorithm>
 #include <bit>

@@ -1,4 +1,4 @@
-#include "udp_socket.h"
+#include "tools/kvcam/udp_socket.h"
 
 #include <arpa/inet.h>
 #include <cerrno>

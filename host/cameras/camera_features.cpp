@@ -1,0 +1,113 @@
+#include "cameras/camera_features.h"
+
+#include <array>
+#include <cstdio>
+#include <exception>
+
+namespace kvgrab
+{
+
+namespace
+{
+
+std::string Number(double value)
+{
+    std::array<char, 40> text{};
+    std::snprintf(text.data(), text.size(), "%.10g", value);
+    return text.data();
+}
+
+const char* AccessText(GenApi::EAccessMode mode)
+{
+    constexpr std::array kTexts = {"NI", "NA", "WO", "RO", "RW"};
+    return kTexts.at(mode);
+}
+
+std::string EntriesOf(GenApi::IEnumeration& node)
+{
+    std::string entries;
+    for (std::size_t i = 0; i < node.GetEntryCount(); ++i) {
+        GenApi::IEnumEntry* const entry = node.GetEntry(i);
+        if (entry != nullptr && GenApi::IsImplemented(entry->GetAccessMode())) {
+            entries += (entries.empty() ? "" : " ") + std::string(entry->GetSymbolic());
+        }
+    }
+    return entries;
+}
+
+void ReadType(GenApi::INode& node, FeatureRow* row)
+{
+    row->type = node.AsInteger() != nullptr       ? "integer"
+                : node.AsFloat() != nullptr       ? "float"
+                : node.AsEnumeration() != nullptr ? "enumeration"
+                                                  : "boolean";
+}
+
+void ReadValue(GenApi::INode& node, FeatureRow* row)
+{
+    if (auto* const integer = node.AsInteger()) {
+        row->value = std::to_string(integer->GetValue());
+    } else if (auto* const number = node.AsFloat()) {
+        row->value = Number(number->GetValue());
+    } else if (auto* const enumeration = node.AsEnumeration()) {
+        row->value = enumeration->ToString().c_str();
+    } else if (auto* const boolean = node.AsBoolean()) {
+        row->value = boolean->GetValue() ? "true" : "false";
+    }
+}
+
+void ReadRange(GenApi::INode& node, FeatureRow* row)
+{
+    if (auto* const integer = node.AsInteger()) {
+        const std::int64_t inc = integer->GetInc();
+        row->range = std::to_string(integer->GetMin()) + " .. " +
+                     std::to_string(integer->GetMax()) +
+                     (inc == 1 ? "" : " step " + std::to_string(inc));
+    } else if (auto* const number = node.AsFloat()) {
+        row->range = Number(number->GetMin()) + " .. " + Number(number->GetMax());
+    } else if (auto* const enumeration = node.AsEnumeration()) {
+        row->range = EntriesOf(*enumeration);
+    }
+}
+
+/** What keeps `read` from it stands in its place, in brackets. */
+template <class Read> void Try(const Read& read, std::string* text)
+{
+    try {
+        read();
+    } catch (const std::exception& e) {
+        *text = std::string("(") + e.what() + ")";
+    }
+}
+
+} // namespace
+
+std::vector<FeatureRow> ReadFeatures(const GenApi::CNodeMapRef& map)
+{
+    std::vector<FeatureRow> rows;
+    for (std::size_t i = 0; i < map.GetNodeCount(); ++i) {
+        GenApi::INode* const node = map.GetNodeAt(i);
+        if (node == nullptr) {
+            continue;
+        }
+        FeatureRow row;
+        row.name = node->GetName();
+        row.unit = node->GetUnit();
+        ReadType(*node, &row);
+        GenApi::EAccessMode mode = GenApi::NI;
+        Try(
+            [&] {
+                mode = node->GetAccessMode();
+                row.access = AccessText(mode);
+            },
+            &row.access);
+        if (GenApi::IsReadable(mode)) {
+            Try([&] { ReadValue(*node, &row); }, &row.value);
+            Try([&] { ReadRange(*node, &row); }, &row.range);
+        }
+        rows.push_back(row);
+    }
+    return rows;
+}
+
+} // namespace kvgrab

@@ -1,0 +1,39 @@
+/** The cameras as the platform layer shows them; the only part of the program that calls it. */
+#pragma once
+
+#include "cameras/camera_table.h"
+#include "config/config.h"
+#include "report/log.h"
+#include "report/progress.h"
+
+#include <string>
+#include <vector>
+
+namespace kvgrab
+{
+
+/** Chooses the backends, and puts the simulated ones on their network: those of the
+ *  description file, or the two built-in ones when `path` is empty. False: `*error` says what is
+ *  wrong, with the file and where, or why network cameras can't be used. */
+bool SetUpCameras(const CamerasConfig& cameras, const std::string& path, std::string* error);
+
+/** What the platform layer has to say goes to this log until the object goes. */
+class PlatformLog
+{
+public:
+    explicit PlatformLog(Log& log);
+    ~PlatformLog();
+    PlatformLog(const PlatformLog&) = delete;
+    PlatformLog& operator=(const PlatformLog&) = delete;
+};
+
+/** Lists all cameras. False: the platform layer refused; `*error` says how. */
+bool ListCameras(std::vector<CameraRow>* cameras, std::string* error);
+
+/** Drawings of the newest pulse of each output line that a simulated camera drives. */
+std::string DrawOutputLines();
+
+/** Counts of the newest transfer. */
+TransferCounts NewestTransfer();
+
+} // namespace kvgrab

@@ -1,0 +1,72 @@
+#include "cameras/chosen_camera.h"
+
+#include "cameras/camera_table.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace kvgrab
+{
+
+namespace
+{
+
+using CameraList = std::array<GEV_DEVICE_INFO, kDriverList>;
+
+constexpr std::uint32_t kControl = 2;
+
+/** The first camera that the driver takes; null when there is none. */
+const GEV_DEVICE_INFO* Chosen(const CameraList& list, int count, const CameraConfig& wanted)
+{
+    const auto* const end = list.data() + std::min(static_cast<std::size_t>(count), list.size());
+    const auto ours = [](const GEV_DEVICE_INFO& camera) {
+        CameraRow row;
+        row.manufacturer = camera.manufacturer;
+        return WhyNotTaken(row, 0).empty();
+    };
+    if (std::none_of(list.data(), end, ours)) {
+        return nullptr;
+    }
+    const auto* const found = std::find_if(list.data(), end, [&](const GEV_DEVICE_INFO& camera) {
+        const bool byName =
+            std::strncmp(wanted.model.c_str(), camera.model, wanted.model.size()) == 0 &&
+            (wanted.serial.empty() || wanted.serial == camera.serial);
+        return byName || (wanted.positionMask & 1U << (&camera - list.data())) != 0;
+    });
+    return found == end ? nullptr : found;
+}
+
+} // namespace
+
+ChosenCamera::ChosenCamera(const CameraConfig& wanted)
+{
+    CameraList list{};
+    int count = 0;
+    GevGetCameraList(list.data(), kDriverList, &count);
+    const GEV_DEVICE_INFO* const chosen = Chosen(list, count, wanted);
+    if (chosen == nullptr) {
+        whyNot_ =
+            count == 0 ? "there is no camera" : "none of the cameras is the one that is asked for";
+        return;
+    }
+    info_ = *chosen;
+    const int status = GevOpenCamera(chosen, kControl, &handle_);
+    if (status != kGevOk) {
+        whyNot_ = std::string("the camera ") + info_.serial + " can't be opened";
+        whyNot_ += status == kGevAccessDenied ? ": another program holds it"
+                   : status == kGevNotFound   ? ": it does not answer"
+                                              : " (status " + std::to_string(status) + ")";
+    }
+}
+
+ChosenCamera::~ChosenCamera()
+{
+    if (handle_ != nullptr) {
+        GevCloseCamera(&handle_);
+    }
+    GevApiUninitialize();
+    _CloseSocketAPI();
+}
+
+} // namespace kvgrab

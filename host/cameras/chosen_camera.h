@@ -1,0 +1,38 @@
+/** The camera that the driver will choose, opened beside it. */
+#pragma once
+
+#include "config/config.h"
+
+#include "gev_api.h"
+
+#include <memory>
+#include <string>
+
+namespace kvgrab
+{
+
+/** Lists the cameras, opens the one that the driver will choose, and leaves the platform layer as
+ *  the driver expects to find it. */
+class ChosenCamera
+{
+public:
+    explicit ChosenCamera(const CameraConfig& wanted);
+    ~ChosenCamera();
+    ChosenCamera(const ChosenCamera&) = delete;
+    ChosenCamera& operator=(const ChosenCamera&) = delete;
+
+    bool IsOpen() const { return handle_ != nullptr; }
+    /** Why it isn't, a sentence without its full stop. */
+    const std::string& WhyNot() const { return whyNot_; }
+    /** While it is open. */
+    const GEV_DEVICE_INFO& Info() const { return info_; }
+    /** Null without a node map. */
+    const GenApi::CNodeMapRef* NodeMap() const { return GevGetFeatureNodeMap(handle_); }
+
+private:
+    GEV_DEVICE_INFO info_{};
+    void* handle_ = nullptr;
+    std::string whyNot_;
+};
+
+} // namespace kvgrab

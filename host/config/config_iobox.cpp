@@ -1,0 +1,132 @@
+// The [[iobox]] tables.
+
+#include "config/config_tables.h"
+
+#include <algorithm>
+
+namespace kvgrab
+{
+
+namespace
+{
+
+constexpr std::size_t kIoSetsRead = 3; // the driver looks at no more
+constexpr std::size_t kIoSetsMost = 8;
+
+/** Sources of an IO-box set in the driver's numbers. */
+enum IoSource : int { kSourceOff = 0, kSourceStrobe = 2, kSourceStrobe2 = 3, kSourceUser = 5 };
+
+/** The keys of the two parameters, and where they have a meaning. */
+void ReadIoParameters(TableReader& in, IoSetConfig* out)
+{
+    const std::int64_t most = 0xFFFFFFFE; // one below the mark of an unset parameter
+    const bool strobe = out->source == kSourceStrobe || out->source == kSourceStrobe2;
+    const bool user = out->source == kSourceUser;
+    const struct {
+        const char* key;
+        std::size_t index;
+        bool fits;
+        const char* where;
+        std::int64_t min;
+        std::int64_t max;
+    } keys[] = {
+        {"delay_us", 0, strobe, "a strobe", 0, most},
+        {"width_us", 1, strobe, "a strobe", 0, most},
+        {"bits", 0, user && out->mode == 1, "a user output", 1, 32},
+        {"command", 1, user && out->mode == 1, "a user output", 0, most},
+        {"timeout_us", 0, user && out->mode == 2, "a user input", 0, most},
+    };
+    for (const auto& key : keys) {
+        const auto value = in.Integer(key.key, key.min, key.max,
+                                      "an integer from " + std::to_string(key.min) + " to " +
+                                          std::to_string(key.max));
+        if (!value) {
+            continue;
+        }
+        if (!key.fits) {
+            in.Refuse(key.key, std::string("belongs to ") + key.where +
+                                   "; this set's mode and source are others");
+        }
+        out->parameters[key.index] = static_cast<std::uint32_t>(*value);
+    }
+    in.Needs("bits", "command", "a command has a length and a value");
+    in.Needs("command", "bits", "a command has a length and a value");
+}
+
+IoSetConfig ReadIoSet(TableReader& in)
+{
+    constexpr Choice kIoModes[] = {{"output", 1}, {"input", 2}};
+    constexpr Choice kSources[] = {{"off", kSourceOff},
+                                   {"strobe", kSourceStrobe},
+                                   {"strobe2", kSourceStrobe2},
+                                   {"user", kSourceUser}};
+    std::vector<Choice> pins;
+    for (const KvTd::KvCfgIoPinMapRow& row : KvTd::KvCfgIoPinMapT) {
+        if (row.pin != KvTd::TD_PIN_NONE) {
+            pins.push_back({row.name, static_cast<int>(row.pin)});
+        }
+    }
+    IoSetConfig set;
+    const auto pin = in.OneOf("pin", pins);
+    const auto source = in.OneOf("source", kSources);
+    if (!pin) {
+        in.Refuse("pin", "is missing; expected the name of a pin, like \"Out1\"");
+    }
+    if (!source) {
+        in.Refuse("source", "is missing; expected \"off\", \"strobe\", \"strobe2\" or \"user\"");
+    }
+    set.pin = *pin;
+    set.source = *source;
+    set.mode = in.OneOf("mode", kIoModes).value_or(1);
+    set.invert = in.Flag("invert").value_or(false) ? 2 : 0;
+    if (set.mode == 2 && set.source != kSourceUser) {
+        in.Refuse("mode", "is \"input\"; expected \"output\": only source = \"user\" can be one");
+    }
+    ReadIoParameters(in, &set);
+    return set;
+}
+
+} // namespace
+
+void ReadIoBox(TableReader& root, ReadContext& context, std::vector<IoSetConfig>* out)
+{
+    const std::vector<const toml::table*> tables = root.Tables("iobox");
+    if (tables.size() > kIoSetsMost) {
+        root.Refuse("iobox", "has " + std::to_string(tables.size()) + " sets; expected 8 at most");
+    }
+    for (const toml::table* table : tables) {
+        TableReader in(context, *table, "iobox");
+        out->push_back(ReadIoSet(in));
+        in.Finish();
+    }
+    if (tables.size() > kIoSetsRead) {
+        root.Warn("iobox", "has more than three sets: the driver reads the first three");
+    }
+}
+
+std::span<const IoSetConfig> SetsRead(const Config& config)
+{
+    constexpr std::size_t kMost = 3;
+    return std::span(config.iobox).first(std::min(config.iobox.size(), kMost));
+}
+
+const char* OutputLineOf(const IoSetConfig& set)
+{
+    constexpr int kSourceUser = 5;
+    if (set.source == kSourceUser) {
+        return nullptr;
+    }
+    if (set.pin == KvTd::TD_PIN_OUT1) {
+        return "Line3";
+    }
+    return set.pin == KvTd::TD_PIN_OUT2 ? "Line4" : nullptr;
+}
+
+bool DrivesOutputLines(const Config& config)
+{
+    const auto sets = SetsRead(config);
+    return std::any_of(sets.begin(), sets.end(),
+                       [](const IoSetConfig& set) { return OutputLineOf(set) != nullptr; });
+}
+
+} // namespace kvgrab

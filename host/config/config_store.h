@@ -1,0 +1,102 @@
+/** The configuration in force: where it comes from, when it is read again, what the driver forced.
+ *
+ *  Grab thread only. The look-up tables that were ever in force stay valid as long as the store. */
+#pragma once
+
+#include "config/config.h"
+#include "config/config_changes.h"
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace kvgrab
+{
+
+/** What tells one state of a file from another. */
+struct FileStamp {
+    std::int64_t mtimeNs = -1; ///< -1: the file can't be read
+    std::int64_t size = 0;
+    std::uint64_t inode = 0;
+    bool operator==(const FileStamp&) const = default;
+};
+
+/** How the store reaches the file; tests put their own in its place. */
+struct ConfigSource {
+    std::string path; ///< empty: there is no file, the defaults hold
+    std::function<FileStamp(const std::string&)> stamp;
+    FileReader read;
+    /** What the command line says is put on top of every configuration that is read. */
+    std::function<void(Config*)> overrides;
+};
+
+/** A source that reads a real file. */
+ConfigSource FileSource(std::string path, std::function<void(Config*)> overrides);
+
+class ConfigStore
+{
+public:
+    explicit ConfigStore(ConfigSource source);
+
+    /** Outcome of reading the file again. */
+    struct Result {
+        bool usable = false;               ///< a configuration was read
+        bool adopted = false;              ///< and it is in force now
+        std::string error;                 ///< why it can't be used
+        std::vector<std::string> warnings; ///< about keys without effect
+        ConfigChanges changes;             ///< against the one in force before
+    };
+
+    /** Reads the file and takes it over whatever changed. On an error the old one stays. */
+    Result Reload();
+
+    /** Looks at the file and at those that it names, at most every half second, and takes them over
+     *  when they changed in nothing but what can be applied while grabbing. A result only when
+     *  there is news: a change is reported once. Files are looked into when they have been at rest
+     *  for one look, so that a half written one is left alone. */
+    std::optional<Result> Poll(std::int64_t nowNs);
+
+    const Config& Current() const { return current_; }
+    const std::string& Path() const { return source_.path; }
+
+    std::uint32_t Format() const;
+    std::uint32_t Buffers() const;
+    void ForceFormat(std::uint32_t format) { forcedFormat_ = format; }
+    void ForceBuffers(std::uint32_t buffers) { forcedBuffers_ = buffers; }
+    /** A device session is over: what the driver forced ended with it. */
+    void DropForced();
+
+    /** The table in force, null when none is. Another table has another address, and so has one
+     *  that comes back after there was none. */
+    const std::uint16_t* LutData() const { return lut_ != nullptr ? lut_->second.data() : nullptr; }
+
+private:
+    /** A table and the bits of its entries: the same numbers of another width are another table. */
+    using KeptLut = std::pair<std::uint16_t, std::vector<std::uint16_t>>;
+
+    /** The configuration file and the files that it names, by path. */
+    using FileStamps = std::map<std::string, FileStamp>;
+
+    Result Read(Config* config);
+    /** Reads a file and keeps the stamp that it had before. */
+    bool ReadStamped(const std::string& path, std::string* text, std::string* error);
+    void Adopt(Config config);
+
+    ConfigSource source_;
+    Config current_;
+    FileStamps seen_;   ///< of the files as they were last looked into
+    FileStamps atPoll_; ///< of the last look
+    std::int64_t nextPollNs_ = 0;
+    std::optional<std::uint32_t> forcedFormat_;
+    std::optional<std::uint32_t> forcedBuffers_;
+    std::deque<KeptLut> luts_;         ///< never shrinks; a deque moves no element when it grows
+    const KeptLut* lut_ = nullptr;     ///< in force
+    const KeptLut* lastLut_ = nullptr; ///< the last that was
+};
+
+} // namespace kvgrab

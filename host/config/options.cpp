@@ -1,0 +1,243 @@
+#include "config/options.h"
+
+#include "exit_status.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <filesystem>
+#include <memory>
+#include <ostream>
+
+namespace kvgrab
+{
+
+namespace
+{
+
+constexpr const char* kFooter = R"(Examples:
+  kvgrab list
+      shows the cameras and which of them the driver takes
+  kvgrab --frames 100 --export png --directory frames
+      grabs 100 frames of the first camera and writes 99 pictures
+  kvgrab --config examples/kvgrab.toml --log-file kvgrab.log
+      grabs for ever as the file says; the terminal keeps the status line
+  kvgrab features --cameras net
+      prints what the first camera on the network has, with values and limits
+  kvgrab --serial S1234567 --format mono12 --every-frame --export raw
+      one certain camera, 12 bits, no frame skipped by the writers
+
+Signals:
+  INT, TERM   end after the current frame; a second one leaves at once
+  QUIT        end after the current frame
+  HUP         read the configuration file again
+  USR1, USR2  dynamic look-up table (passed to the driver)
+  Settings of exposure, gain, auto, white_balance, lut, gamma and iobox that change in the file
+  are applied without a signal.
+
+Exit status:
+  0 frame count reached, or ended by a signal       10 no camera (these four: --no-retry only)
+  1 something unforeseen                            11 no camera that the configuration names
+  2 command line not understood                     12 camera can't be opened
+  3 configuration refused                           13 camera failed, or frames stayed away
+  4 driver can't be loaded                          14 frame buffers can't be used
+  5 log, memory or simulated network unusable       15 camera refused the configuration
+  20 a picture can't be written (on_error = "stop") 16 driver ended with an unknown code
+  130 left at once on a second INT or TERM
+)";
+
+class HelpText : public CLI::Formatter
+{
+public:
+    std::string make_usage(const CLI::App*, std::string) const override
+    {
+        return "Usage: kvgrab [run] [options]\n       kvgrab list [options]\n"
+               "       kvgrab features [options]\n";
+    }
+};
+
+/** Like CLI::Range, which lets NaN through. */
+CLI::Validator Between(double low, double high)
+{
+    return CLI::Validator(
+        [low, high](std::string& text) {
+            double value = 0;
+            if (CLI::detail::lexical_cast(text, value) && value >= low && value <= high) {
+                return std::string();
+            }
+            std::ostringstream expected;
+            expected << text << " is not a number from " << low << " to " << high;
+            return expected.str();
+        },
+        "");
+}
+
+template <typename Names> std::vector<std::string> NamesOf(const Names& rows)
+{
+    std::vector<std::string> names;
+    for (const auto& row : rows) {
+        names.emplace_back(row.name);
+    }
+    return names;
+}
+
+void AddOptions(CLI::App& app, Options* options)
+{
+    const CLI::Validator memoryName(
+        [](std::string& name) {
+            return NormalizeMemoryName(&name)
+                       ? std::string()
+                       : name + " is no name of a shared memory, like /kvgrab";
+        },
+        "");
+    // A script's options may be followed by its user's: the last one holds.
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    app.add_option("-c,--config", options->configPath, "configuration file (docs/kvgrab.md)")
+        ->option_text("FILE");
+    app.add_option("--cameras", options->backends,
+                   "backends: sim (simulated cameras, the default), net (network cameras) or all")
+        ->option_text("sim|net|all")
+        ->check(CLI::IsMember(NamesOf(kBackendNames)));
+    app.add_option("--interface", options->interface,
+                   "look for network cameras on this network interface alone")
+        ->option_text("NAME");
+    app.add_option("--model", options->model, "use a camera whose model begins so")
+        ->option_text("TEXT");
+    app.add_option("--serial", options->serial, "use the camera with this serial number")
+        ->option_text("TEXT");
+    app.add_option("--position", options->positions,
+                   "use the camera at this position of the list, whatever it is; may be repeated")
+        ->option_text("0..7")
+        ->take_all()
+        ->check(CLI::Range(0, 7));
+    app.add_option("--format", options->format,
+                   "pixel format: mono8, mono12, mono12p, yuv422 or bayer8")
+        ->option_text("NAME")
+        ->check(CLI::IsMember(NamesOf(kFormatNames)));
+    app.add_option("-n,--frames", options->frames, "end after so many frames; 0: never")
+        ->option_text("N");
+    app.add_option("--buffers", options->buffers, "frame buffers")
+        ->option_text("2..256")
+        ->check(CLI::Range(2, 256));
+    app.add_option("--packet-size", options->packetSize, "network packet size in bytes")
+        ->option_text("576..65535")
+        ->check(CLI::Range(576, 65535));
+    app.add_option("-e,--export", options->exportFormat, "what to write: png, raw or none")
+        ->option_text("FORMAT")
+        ->check(CLI::IsMember({"png", "raw", "none"}));
+    app.add_option("-d,--directory", options->directory, "where to write it")
+        ->option_text("FOLDER")
+        ->check(CLI::Validator(
+            [](std::string& path) {
+                return path.empty() ? std::string("the folder's name is empty") : std::string();
+            },
+            ""));
+    app.add_flag("--every-frame", options->everyFrame,
+                 "let grabbing wait for the writers instead of skipping frames");
+    app.add_flag("--overwrite", options->overwrite, "replace pictures of an earlier run");
+    app.add_option("--memory", options->memoryName, "name of the shared frame memory")
+        ->option_text("NAME")
+        ->transform(memoryName);
+    app.add_option("--simulation", options->simulation, "description of the simulated network")
+        ->option_text("FILE");
+    app.add_option("--driver", options->driverPath, "load this driver library")
+        ->option_text("FILE");
+    app.add_option("--log-file", options->logFile, "append the log to a file")->option_text("FILE");
+    app.add_option("--trace", options->traceFile,
+                   "record when frames came, by both clocks (CSV, for stamps_bench)")
+        ->option_text("FILE");
+    app.add_option("--log-level", options->logLevel, "error, warning, info, detail or trace")
+        ->option_text("LEVEL")
+        ->check(CLI::IsMember(NamesOf(kLevelNames)));
+    app.add_flag("--no-status", options->noStatus, "no status line on a terminal");
+    app.add_flag("--show-lines", options->showLines,
+                 "at the end, draw what the output lines of simulated cameras did");
+    app.add_flag("--no-retry", options->noRetry,
+                 "end when there is no camera or it fails, instead of trying again");
+    app.add_option("--retry-interval", options->retryIntervalS, "seconds between attempts")
+        ->option_text("SECONDS")
+        ->check(Between(0.1, 3600));
+}
+
+} // namespace
+
+bool ParseOptions(int argc, const char* const* argv, Options* options, int* exitStatus,
+                  std::ostream& out, std::ostream& err)
+{
+    CLI::App app("Grabs frames from a camera into shared memory and picture files.", "kvgrab");
+    app.formatter(std::make_shared<HelpText>());
+    app.footer(kFooter);
+    app.set_version_flag("--version", "kvgrab " KVGRAB_VERSION);
+    app.require_subcommand(0, 1);
+    AddOptions(app, options);
+    CLI::App* run = app.add_subcommand("run", "grab frames (also without this word)");
+    CLI::App* list = app.add_subcommand("list", "show the cameras that the driver would see");
+    CLI::App* features = app.add_subcommand("features", "print what a camera has");
+    for (CLI::App* command : {run, list, features}) {
+        command->fallthrough();
+        command->set_help_flag();
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& asked) { // --help, --version
+        app.exit(asked, out, err);
+        *exitStatus = static_cast<int>(ExitStatus::Done);
+        return false;
+    } catch (const CLI::ParseError& error) {
+        err << "kvgrab: " << error.what() << "\nkvgrab --help tells what is understood.\n";
+        *exitStatus = static_cast<int>(ExitStatus::Usage);
+        return false;
+    }
+    options->command = list->parsed()       ? Options::Command::List
+                       : features->parsed() ? Options::Command::Features
+                                            : Options::Command::Run;
+    return true;
+}
+
+void ApplyOverrides(const Options& options, Config* config)
+{
+    const auto put = [](const auto& given, auto* value) {
+        if (given) {
+            *value = *given;
+        }
+    };
+    put(options.model, &config->camera.model);
+    put(options.serial, &config->camera.serial);
+    for (const int position : options.positions) {
+        config->camera.positionMask |= 1U << static_cast<unsigned>(position);
+    }
+    put(options.frames, &config->session.frames);
+    put(options.buffers, &config->stream.buffers);
+    put(options.packetSize, &config->stream.packetSize);
+    put(options.exportFormat, &config->exporting.format);
+    put(options.directory, &config->exporting.directory);
+    config->exporting.everyFrame = config->exporting.everyFrame || options.everyFrame;
+    config->exporting.overwrite = config->exporting.overwrite || options.overwrite;
+    put(options.memoryName, &config->memory.name);
+    if (options.simulation) {
+        // Relative to the current folder here, to the file's folder in the file.
+        config->simulation.network = std::filesystem::absolute(*options.simulation).string();
+    }
+    put(options.logFile, &config->log.file);
+    put(options.retryIntervalS, &config->session.retryIntervalS);
+    config->session.retry = config->session.retry && !options.noRetry;
+    for (const BackendName& row : kBackendNames) {
+        if (options.backends == row.name) {
+            config->cameras.simulated = row.simulated;
+            config->cameras.network = row.network;
+        }
+    }
+    put(options.interface, &config->cameras.interface);
+    for (const FormatName& row : kFormatNames) {
+        if (options.format == row.name) {
+            config->image.format = row.code;
+        }
+    }
+    for (const LevelName& row : kLevelNames) {
+        if (options.logLevel == row.name) {
+            config->log.level = row.level;
+        }
+    }
+}
+
+} // namespace kvgrab

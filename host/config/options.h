@@ -1,0 +1,55 @@
+/** The command line. */
+#pragma once
+
+#include "config/config.h"
+
+#include <cstdint>
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kvgrab
+{
+
+/** What is given on the command line holds over the configuration file, also when that is read
+ *  again. */
+struct Options {
+    enum class Command { Run, List, Features };
+    Command command = Command::Run;
+    std::string configPath; ///< empty: no file
+    std::string driverPath; ///< empty: the installed one
+    bool noStatus = false;
+    bool showLines = false;
+
+    std::optional<std::string> model;
+    std::optional<std::string> serial;
+    std::vector<int> positions;
+    std::optional<std::string> format;
+    std::optional<std::uint32_t> frames;
+    std::optional<std::uint32_t> buffers;
+    std::optional<int> packetSize;
+    std::optional<std::string> exportFormat;
+    std::optional<std::string> directory;
+    bool everyFrame = false;
+    bool overwrite = false;
+    std::optional<std::string> memoryName;
+    std::optional<std::string> backends;
+    std::optional<std::string> interface;
+    std::optional<std::string> simulation;
+    std::optional<std::string> logFile;
+    std::optional<std::string> traceFile;
+    std::optional<std::string> logLevel;
+    bool noRetry = false;
+    std::optional<double> retryIntervalS;
+};
+
+/** Reads the command line. False: there is nothing more to do, the text is printed and
+ *  `*exitStatus` says with what to end. */
+bool ParseOptions(int argc, const char* const* argv, Options* options, int* exitStatus,
+                  std::ostream& out, std::ostream& err);
+
+/** Puts what the command line says on top of a configuration. */
+void ApplyOverrides(const Options& options, Config* config);
+
+} // namespace kvgrab

@@ -1,0 +1,359 @@
+#include "memory/frame_memory.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <span>
+#include <utility>
+
+namespace kvgrab
+{
+namespace
+{
+
+using namespace KvFrames;
+
+constexpr auto kRelaxed = std::memory_order_relaxed;
+constexpr auto kRelease = std::memory_order_release;
+
+/** Keeps sizes of the whole object far from 64 bits. */
+constexpr std::uint32_t kMostBuffers = 65536;
+
+std::size_t PixelOffset(std::uint32_t bufferCount)
+{
+    return WholePages(sizeof(FrameMemoryHeader) +
+                      std::size_t{bufferCount} * sizeof(FrameBufferInfo));
+}
+
+void SetCodec(std::span<char> field, std::string_view codec)
+{
+    const std::size_t length = std::min(codec.size(), field.size() - 1);
+    std::memset(field.data(), 0, field.size());
+    std::memcpy(field.data(), codec.data(), length);
+}
+
+/** Makes the generation odd for as long as it lives. */
+class LayoutChange
+{
+public:
+    explicit LayoutChange(FrameMemoryHeader* header)
+        : header_(header), before_(header->generation.load(kRelaxed))
+    {
+        header_->generation.store(before_ + 1, kRelaxed);
+        std::atomic_thread_fence(kRelease);
+    }
+    ~LayoutChange() { header_->generation.store(before_ + 2, kRelease); }
+    LayoutChange(const LayoutChange&) = delete;
+    LayoutChange& operator=(const LayoutChange&) = delete;
+
+private:
+    FrameMemoryHeader* header_;
+    std::uint64_t before_;
+};
+
+} // namespace
+
+bool FrameMemory::Fail(std::string text)
+{
+    error_ = std::move(text);
+    return false;
+}
+
+bool FrameMemory::Open(const std::string& name)
+{
+    Close();
+    sequence_ = 0;
+    return object_.Open(name) || Fail(object_.Error());
+}
+
+void FrameMemory::Close()
+{
+    object_.Close();
+    bufferCount_ = 0;
+    stride_ = 0;
+    heldIndex_ = kNoBuffer;
+}
+
+void FrameMemory::UnlinkNow() noexcept
+{
+    object_.UnlinkNow();
+}
+
+bool FrameMemory::Init(std::uint32_t bufferBytes, std::uint32_t bufferCount)
+{
+    error_.clear();
+    if (Header() == nullptr) {
+        return Fail("The frame memory is not open.");
+    }
+    ForgetFrames();
+    if (bufferBytes == 0 || bufferCount == 0 || bufferCount > kMostBuffers) {
+        WriteLayout(0, 0);
+        return Fail("The frame memory takes 1 to " + std::to_string(kMostBuffers) +
+                    " buffers of at least one byte; asked were " + std::to_string(bufferCount) +
+                    " of " + std::to_string(bufferBytes) + ".");
+    }
+    const std::uint64_t bytes =
+        PixelOffset(bufferCount) + WholePages(bufferBytes) * std::uint64_t{bufferCount};
+    if (!object_.Grow(bytes)) {
+        WriteLayout(0, 0);
+        return Fail("There is no room in shared memory for " + std::to_string(bufferCount) +
+                    " frame buffers of " + std::to_string(bufferBytes) + " bytes (" +
+                    object_.Error() +
+                    "). Ask for fewer buffers or a smaller region, or make /dev/shm larger.");
+    }
+    WriteLayout(bufferBytes, bufferCount);
+    takenRound_.assign(bufferCount, 0);
+    return InstanceInit(0, bufferBytes);
+}
+
+void FrameMemory::WriteLayout(std::uint32_t bufferBytes, std::uint32_t bufferCount)
+{
+    if (bufferCount == bufferCount_ && bufferBytes == Header()->bufferBytes.load(kRelaxed)) {
+        return;
+    }
+    const LayoutChange change(Header());
+    bufferCount_ = bufferCount;
+    stride_ = WholePages(bufferBytes);
+    pixelOffset_ = PixelOffset(bufferCount);
+    spareFrames_ = std::max(1U, bufferCount / 4);
+    Header()->objectBytes.store(object_.Bytes(), kRelaxed);
+    Header()->pixelOffset.store(pixelOffset_, kRelaxed);
+    Header()->stride.store(stride_, kRelaxed);
+    Header()->bufferCount.store(bufferCount, kRelaxed);
+    Header()->spareFrames.store(spareFrames_, kRelaxed);
+    Header()->bufferBytes.store(bufferBytes, kRelaxed);
+    Header()->frameBytes.store(bufferBytes, kRelaxed);
+    for (MemoryInstanceInfo& instance : Header()->instances) {
+        instance.bufferBytes.store(0, kRelaxed);
+        instance.frameBytes.store(0, kRelaxed);
+    }
+    for (std::uint32_t i = 0; i < bufferCount; ++i) {
+        new (Infos() + i) FrameBufferInfo{};
+    }
+}
+
+/** A new session: the transfer begins with any buffer, none holds a frame. */
+void FrameMemory::ForgetFrames()
+{
+    for (std::uint32_t i = 0; i < bufferCount_; ++i) {
+        Word64& word = Infos()[i].word;
+        word.store(PackFrameWord(FrameSequence(word.load(kRelaxed)), kFrameFilling), kRelaxed);
+    }
+    std::atomic_thread_fence(kRelease);
+    Header()->newestIndex.store(kNoBuffer, kRelaxed);
+    for (MemoryInstanceInfo& instance : Header()->instances) {
+        instance.newestIndex.store(kNoBuffer, kRelaxed);
+    }
+    heldIndex_ = kNoBuffer;
+    round_ = 0;
+}
+
+void FrameMemory::SetActFsize(std::uint32_t bytes)
+{
+    InstanceSetActFsize(0, bytes);
+}
+
+void* FrameMemory::BufPtr(std::uint32_t index) const
+{
+    if (index >= bufferCount_) {
+        return nullptr;
+    }
+    return object_.Base() + pixelOffset_ + index * stride_;
+}
+
+bool FrameMemory::InstanceInit(std::uint32_t instance, std::uint32_t bufferBytes)
+{
+    if (Header() == nullptr || instance >= kMemoryInstances) {
+        return Fail("There is no memory instance " + std::to_string(instance) + ".");
+    }
+    MemoryInstanceInfo& info = Header()->instances[instance];
+    if (bufferCount_ == 0 || bufferBytes == 0 || bufferBytes > stride_) {
+        info.bufferBytes.store(0, kRelaxed);
+        return Fail("Memory instance " + std::to_string(instance) + " needs " +
+                    std::to_string(bufferBytes) + " bytes, the frame buffers hold " +
+                    std::to_string(stride_) + ".");
+    }
+    if (instance == 0) {
+        ForgetFrames();
+    }
+    info.bufferBytes.store(bufferBytes, kRelaxed);
+    if (info.frameBytes.load(kRelaxed) == 0) {
+        info.frameBytes.store(bufferBytes, kRelaxed);
+    }
+    return true;
+}
+
+void FrameMemory::InstanceSetActFsize(std::uint32_t instance, std::uint32_t bytes)
+{
+    if (Header() == nullptr || instance >= kMemoryInstances) {
+        return;
+    }
+    // More than a buffer holds would lead consumers beyond it.
+    const auto fitting = static_cast<std::uint32_t>(std::min<std::uint64_t>(bytes, stride_));
+    Header()->instances[instance].frameBytes.store(fitting, kRelaxed);
+    if (instance != 0 || Header()->frameBytes.load(kRelaxed) == fitting) {
+        return;
+    }
+    const LayoutChange change(Header());
+    Header()->frameBytes.store(fitting, kRelaxed);
+}
+
+void FrameMemory::InstanceSetCodec(std::uint32_t instance, std::string_view codec)
+{
+    if (Header() == nullptr || instance >= kMemoryInstances) {
+        return;
+    }
+    const LayoutChange change(Header());
+    SetCodec(Header()->instances[instance].codec, codec);
+}
+
+void FrameMemory::Describe(std::uint32_t width, std::uint32_t height, std::uint32_t format,
+                           std::string_view codec)
+{
+    if (Header() == nullptr) {
+        return;
+    }
+    if (Header()->width.load(kRelaxed) == width && Header()->height.load(kRelaxed) == height &&
+        Header()->format.load(kRelaxed) == format && codec == Header()->codec) {
+        return;
+    }
+    const LayoutChange change(Header());
+    Header()->width.store(width, kRelaxed);
+    Header()->height.store(height, kRelaxed);
+    Header()->format.store(format, kRelaxed);
+    SetCodec(Header()->codec, codec);
+}
+
+void FrameMemory::CountRound()
+{
+    Release();
+    ++round_;
+    MarkTurns();
+}
+
+/** With N buffers, round r and k spare frames: the camera fills the buffer of round r + 1 - N now,
+ *  and those up to r + 1 - N + k are marked. Nothing is held when this runs. */
+void FrameMemory::MarkTurns()
+{
+    for (std::uint32_t i = 0; i < bufferCount_; ++i) {
+        Word64& word = Infos()[i].word;
+        const std::uint64_t now = word.load(kRelaxed);
+        if (StateOfFrame(now) == kFrameReleased &&
+            takenRound_[i] + bufferCount_ <= round_ + 1 + spareFrames_) {
+            word.store(PackFrameWord(FrameSequence(now), kFrameFilling), kRelease);
+        }
+    }
+}
+
+int FrameMemory::Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image,
+                         int /*flag*/, const FrameValues& values)
+{
+    if (Header() == nullptr || instance >= kMemoryInstances) {
+        return kTriggerNoInstance;
+    }
+    MemoryInstanceInfo& target = Header()->instances[instance];
+    if (target.bufferBytes.load(kRelaxed) == 0) {
+        return kTriggerNoInstance;
+    }
+    const std::uint32_t index = IndexOf(image);
+    if (index == kNoBuffer) {
+        return kTriggerNotOurs;
+    }
+
+    if (instance == 0) {
+        Release();
+        FrameBufferInfo& info = Infos()[index];
+        info.word.store(PackFrameWord(sequence_, kFrameFilling), kRelaxed);
+        std::atomic_thread_fence(kRelease);
+        info.timeUs.store(timeUs, kRelaxed);
+        info.cameraTicks.store(values.cameraTicks, kRelaxed);
+        info.frameCounter.store(values.frameCounter, kRelaxed);
+        info.frameBytes.store(target.frameBytes.load(kRelaxed), kRelaxed);
+        info.gainDb.store(values.gainDb, kRelaxed);
+        info.exposureUs.store(values.exposureUs, kRelaxed);
+        ++sequence_;
+        info.word.store(PackFrameWord(sequence_, kFrameHeld), kRelease);
+        takenRound_[index] = round_;
+        heldIndex_ = index;
+        Header()->newestIndex.store(index, kRelaxed);
+        Header()->newestSequence.store(sequence_, kRelease);
+    }
+    target.newestIndex.store(index, kRelaxed);
+    target.newestTimeUs.store(timeUs, kRelaxed);
+    target.triggers.fetch_add(1, kRelease);
+    return kTriggerAccepted;
+}
+
+void FrameMemory::Release()
+{
+    if (heldIndex_ == kNoBuffer) {
+        return;
+    }
+    Infos()[std::exchange(heldIndex_, kNoBuffer)].word.store(
+        PackFrameWord(sequence_, kFrameReleased), kRelease);
+    MarkTurns();
+}
+
+void FrameMemory::Announce(std::uint64_t nextTimeUs, std::uint32_t latencyUs,
+                           std::uint32_t exposureUs)
+{
+    if (Header() == nullptr) {
+        return;
+    }
+    const std::uint64_t before = Header()->announcements.load(kRelaxed);
+    Header()->announcements.store(before + 1, kRelaxed);
+    std::atomic_thread_fence(kRelease);
+    Header()->nextTimeUs.store(nextTimeUs, kRelaxed);
+    Header()->latencyUs.store(latencyUs, kRelaxed);
+    Header()->announcedExposureUs.store(exposureUs, kRelaxed);
+    Header()->announcements.store(before + 2, kRelease);
+}
+
+const void* FrameMemory::HeldImage() const
+{
+    return heldIndex_ == kNoBuffer ? nullptr : BufPtr(heldIndex_);
+}
+
+std::uint32_t FrameMemory::ActFsize() const
+{
+    return Header() == nullptr ? 0 : Header()->frameBytes.load(kRelaxed);
+}
+
+std::uint32_t FrameMemory::BufferCount() const
+{
+    return bufferCount_;
+}
+
+std::size_t FrameMemory::Stride() const
+{
+    return stride_;
+}
+
+std::uint64_t FrameMemory::Generation() const
+{
+    return Header() == nullptr ? 0 : Header()->generation.load(kRelaxed);
+}
+
+std::uint64_t FrameMemory::TriggeredFrames() const
+{
+    return sequence_;
+}
+
+FrameBufferInfo* FrameMemory::Infos() const
+{
+    return reinterpret_cast<FrameBufferInfo*>(object_.Base() + sizeof(FrameMemoryHeader));
+}
+
+/** kNoBuffer unless the image is the begin of a buffer. */
+std::uint32_t FrameMemory::IndexOf(const void* image) const
+{
+    const auto first = reinterpret_cast<std::uintptr_t>(object_.Base()) + pixelOffset_;
+    const auto address = reinterpret_cast<std::uintptr_t>(image);
+    if (bufferCount_ == 0 || address < first || (address - first) % stride_ != 0) {
+        return kNoBuffer;
+    }
+    const std::uint64_t index = (address - first) / stride_;
+    return index < bufferCount_ ? static_cast<std::uint32_t>(index) : kNoBuffer;
+}
+
+} // namespace kvgrab

@@ -1,0 +1,117 @@
+/** The host's shared frame memory: one POSIX shared-memory object with evenly spaced, page-aligned
+ *  frame buffers and the state that consumers follow. Layout and protocol: kv_frame_memory.h. */
+#pragma once
+
+#include "kv_frame_memory.h"
+#include "memory/frame_object.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace kvgrab
+{
+
+/** What is known of a frame besides its pixels. */
+struct FrameValues {
+    std::uint64_t cameraTicks = 0;
+    std::uint32_t frameCounter = 0;
+    float gainDb = 0;
+    float exposureUs = 0;
+};
+
+/** Results of FrameMemory::Trigger. */
+enum TriggerResult : int {
+    kTriggerAccepted = 0,
+    kTriggerNoInstance = -1, ///< no such instance, or it was not prepared
+    kTriggerNotOurs = -2,    ///< the image is not the begin of one of the buffers
+};
+
+/** Owns the object from Open to Close or destruction: holds its lock and removes its name.
+ *
+ *  Grab thread only, except UnlinkNow. Open and Init allocate; nothing that is called per frame
+ *  allocates, locks or enters the kernel. */
+class FrameMemory
+{
+public:
+    FrameMemory() = default;
+    FrameMemory(const FrameMemory&) = delete;
+    FrameMemory& operator=(const FrameMemory&) = delete;
+
+    /** Creates the object `name` ("/kvgrab": a slash and a name without further slashes), with no
+     *  buffers yet. What a dead host left under the name is removed first; a live owner is an
+     *  error, and so is an object that is no frame memory. False: Error() says why. */
+    bool Open(const std::string& name);
+    /** Tells consumers that the host ended, removes the name, unmaps. Buffer addresses end. */
+    void Close();
+    /** The way out in a hurry, from any thread or a signal handler: tells consumers, removes the
+     *  name. Async-signal-safe; the memory itself stays mapped. */
+    void UnlinkNow() noexcept;
+
+    /** Lays out `bufferCount` buffers of at least `bufferBytes` bytes and prepares instance 0, for
+     *  each session anew. Buffers keep their addresses unless they get larger or more; the layout's
+     *  generation goes up when anything changed. No frame is valid afterwards. False: there are no
+     *  buffers now, and Error() says why. */
+    bool Init(std::uint32_t bufferBytes, std::uint32_t bufferCount);
+    void SetActFsize(std::uint32_t bytes); ///< bytes of a frame without spare room
+    /** The index-th buffer, null when there is none. Addresses rise by Stride(). */
+    void* BufPtr(std::uint32_t index) const;
+
+    /** Instance 0 is the memory that Init prepared: the buffers must hold `bufferBytes`. Instance 1
+     *  takes converted frames out of the same buffers. False: no such instance, or the buffers are
+     *  too small for it; Error() says why, and its triggers are refused. */
+    bool InstanceInit(std::uint32_t instance, std::uint32_t bufferBytes);
+    void InstanceSetActFsize(std::uint32_t instance, std::uint32_t bytes);
+    void InstanceSetCodec(std::uint32_t instance, std::string_view codec);
+
+    /** What the pictures are, for consumers. A change raises the generation; call it before frames
+     *  flow. */
+    void Describe(std::uint32_t width, std::uint32_t height, std::uint32_t format,
+                  std::string_view codec);
+
+    /** The transfer handed out a frame, or the round ended without one: call it in every round,
+     *  before Trigger, so that buffers whose turn comes are marked. */
+    void CountRound();
+    /** A filled image. For instance 0 it becomes the newest frame, which consumers see at once, and
+     *  stays held until Release. Returns a TriggerResult. */
+    int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag,
+                const FrameValues& values);
+    /** The export of the held image is over: it belongs to the camera again. Call it also when the
+     *  image was not exported; the next CountRound does it at the latest. */
+    void Release();
+    /** Tells consumers when the next frame is due. */
+    void Announce(std::uint64_t nextTimeUs, std::uint32_t latencyUs, std::uint32_t exposureUs);
+
+    /** The image that was triggered last for instance 0 and is still held; null when none is. */
+    const void* HeldImage() const;
+    std::uint32_t ActFsize() const; ///< bytes
+    std::uint32_t BufferCount() const;
+    std::size_t Stride() const;            ///< bytes from one buffer to the next
+    std::uint64_t Generation() const;      ///< even; 0 when nothing is open
+    std::uint64_t TriggeredFrames() const; ///< accepted for instance 0 since Open
+    const std::string& Error() const { return error_; }
+
+private:
+    bool Fail(std::string text);
+    void WriteLayout(std::uint32_t bufferBytes, std::uint32_t bufferCount);
+    void ForgetFrames();
+    void MarkTurns();
+    KvFrames::FrameMemoryHeader* Header() const { return object_.Header(); }
+    KvFrames::FrameBufferInfo* Infos() const;
+    std::uint32_t IndexOf(const void* image) const;
+
+    FrameObject object_;
+    std::string error_;
+    std::size_t pixelOffset_ = 0;
+    std::size_t stride_ = 0;
+    std::uint32_t bufferCount_ = 0;
+    std::uint32_t spareFrames_ = 1;
+    std::uint32_t heldIndex_ = KvFrames::kNoBuffer;
+    std::uint64_t sequence_ = 0;
+    std::uint64_t round_ = 0;               ///< since Init; each takes one buffer at most
+    std::vector<std::uint64_t> takenRound_; ///< per buffer: the round that brought its frame
+};
+
+} // namespace kvgrab

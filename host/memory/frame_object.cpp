@@ -1,0 +1,274 @@
+#include "memory/frame_object.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <new>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace kvgrab
+{
+namespace
+{
+
+using namespace KvFrames;
+
+constexpr auto kRelaxed = std::memory_order_relaxed;
+constexpr auto kRelease = std::memory_order_release;
+
+/** Two hosts that start at once may see each other's half-made objects; one wins soon. */
+constexpr int kOpenAttempts = 100;
+constexpr std::size_t kNameLimit = 250;
+
+std::string SystemText(int error)
+{
+    return std::generic_category().message(error);
+}
+
+std::size_t HeaderBytes()
+{
+    return WholePages(sizeof(FrameMemoryHeader));
+}
+
+/** A write lock of the whole object, without waiting. It hangs on the open file, so the kernel
+ *  drops it with the process, whatever ends that, and no process number has to be trusted. */
+bool LockObject(int fd)
+{
+    struct flock lock = {};
+    lock.l_type = F_WRLCK;
+    lock.l_whence = SEEK_SET;
+    return fcntl(fd, F_OFD_SETLK, &lock) == 0;
+}
+
+bool HasName(int fd)
+{
+    struct stat status = {};
+    return fstat(fd, &status) == 0 && status.st_nlink > 0;
+}
+
+/** 0 or an error number. Signals interrupt long requests; those begin anew. */
+int TakeRoom(int fd, std::uint64_t bytes)
+{
+    int error = EINTR;
+    while (error == EINTR) {
+        error = posix_fallocate(fd, 0, static_cast<off_t>(bytes));
+    }
+    return error;
+}
+
+/** Owns a file descriptor until it is handed on. */
+class Descriptor
+{
+public:
+    explicit Descriptor(int fd) : fd_(fd) {}
+    ~Descriptor()
+    {
+        if (fd_ >= 0) {
+            close(fd_);
+        }
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    int Get() const { return fd_; }
+    int Take() { return std::exchange(fd_, -1); }
+
+private:
+    int fd_;
+};
+
+} // namespace
+
+std::size_t PageBytes()
+{
+    static const auto bytes = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    return bytes;
+}
+
+std::uint64_t WholePages(std::uint64_t bytes)
+{
+    return (bytes + PageBytes() - 1) / PageBytes() * PageBytes();
+}
+
+FrameObject::~FrameObject()
+{
+    Close();
+}
+
+bool FrameObject::Fail(std::string text)
+{
+    error_ = std::move(text);
+    return false;
+}
+
+bool FrameObject::Open(const std::string& name)
+{
+    Close();
+    error_.clear();
+    if (name.size() < 2 || name.size() > kNameLimit || name[0] != '/' ||
+        name.find('/', 1) != std::string::npos || name == "/." || name == "/..") {
+        return Fail("'" + name +
+                    "' can't name the frame memory: it takes a slash and up to 249 characters "
+                    "without another slash.");
+    }
+    name_ = name;
+    for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
+        bool again = false;
+        if (TryCreate(&again)) {
+            return true;
+        }
+        if (!again || (!TryRemoveStale(&again) && !again)) {
+            return false;
+        }
+    }
+    return Fail("The frame memory '" + name_ +
+                "' can't be made: other processes keep making and removing it.");
+}
+
+/** `*again`: an object has the name already, or a rival took the new one for a leftover. */
+bool FrameObject::TryCreate(bool* again)
+{
+    const auto fail = [this](const char* what, int error) {
+        return Fail("The frame memory '" + name_ + "' can't be " + what + ": " + SystemText(error) +
+                    ".");
+    };
+    Descriptor object(shm_open(name_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0640));
+    if (object.Get() < 0) {
+        *again = errno == EEXIST;
+        return *again ? false : fail("made", errno);
+    }
+    if (!LockObject(object.Get()) || !HasName(object.Get())) {
+        *again = true;
+        return false;
+    }
+    const int error = TakeRoom(object.Get(), HeaderBytes());
+    if (error != 0) {
+        shm_unlink(name_.c_str());
+        return fail("given its room", error);
+    }
+    const int access = PROT_READ | PROT_WRITE;
+    void* header = mmap(nullptr, HeaderBytes(), access, MAP_SHARED, object.Get(), 0);
+    void* whole = header == MAP_FAILED
+                      ? MAP_FAILED
+                      : mmap(nullptr, HeaderBytes(), access, MAP_SHARED, object.Get(), 0);
+    if (whole == MAP_FAILED) {
+        const int mapError = errno;
+        if (header != MAP_FAILED) {
+            munmap(header, HeaderBytes());
+        }
+        shm_unlink(name_.c_str());
+        return fail("mapped", mapError);
+    }
+    fd_ = object.Take();
+    creator_ = getpid();
+    base_ = static_cast<std::byte*>(whole);
+    bytes_ = HeaderBytes();
+    std::snprintf(path_, sizeof path_, "/dev/shm%s", name_.c_str());
+
+    auto* fresh = new (header) FrameMemoryHeader{};
+    fresh->version.store(kFrameMemoryVersion, kRelaxed);
+    fresh->running.store(1, kRelaxed);
+    fresh->ownerPid.store(static_cast<std::uint64_t>(creator_), kRelaxed);
+    fresh->generation.store(2, kRelaxed);
+    fresh->objectBytes.store(bytes_, kRelaxed);
+    fresh->newestIndex.store(kNoBuffer, kRelaxed);
+    for (MemoryInstanceInfo& instance : fresh->instances) {
+        instance.newestIndex.store(kNoBuffer, kRelaxed);
+    }
+    fresh->magic.store(kFrameMemoryMagic, kRelease);
+    header_.store(fresh, kRelease);
+    return true;
+}
+
+/** Removes what a dead host left. `*again`: it changes under our eyes, so look once more. */
+bool FrameObject::TryRemoveStale(bool* again)
+{
+    *again = false;
+    Descriptor object(shm_open(name_.c_str(), O_RDWR | O_CLOEXEC, 0));
+    if (object.Get() < 0) {
+        *again = errno == ENOENT;
+        return *again ? false
+                      : Fail("The frame memory '" + name_ +
+                             "' exists already and can't be opened: " + SystemText(errno) + ".");
+    }
+    std::uint64_t words[3] = {}; // magic, version with running, owner
+    static_assert(offsetof(FrameMemoryHeader, ownerPid) == sizeof(std::uint64_t) * 2);
+    const ssize_t got = pread(object.Get(), words, sizeof words, 0);
+    struct stat status = {};
+    fstat(object.Get(), &status);
+    const bool ours = got == sizeof words && words[0] == kFrameMemoryMagic;
+    // A host killed while it made the object leaves it empty, or a zeroed header.
+    const bool unfinished =
+        status.st_size == 0 ||
+        (words[0] == 0 && static_cast<std::uint64_t>(status.st_size) == HeaderBytes());
+    if (!ours && !unfinished) {
+        return Fail("The shared-memory object '" + name_ +
+                    "' is not a frame memory. Remove it or choose another name.");
+    }
+    if (!LockObject(object.Get())) {
+        *again = unfinished;
+        if (unfinished) {
+            usleep(1000); // its host is about to finish it
+            return false;
+        }
+        return Fail("The frame memory '" + name_ + "' belongs to the running process " +
+                    std::to_string(words[2]) + ". End that or choose another name.");
+    }
+    if (HasName(object.Get())) {
+        shm_unlink(name_.c_str());
+    }
+    return true;
+}
+
+void FrameObject::Close()
+{
+    FrameMemoryHeader* header = Header();
+    if (header == nullptr) {
+        return;
+    }
+    UnlinkNow();
+    header_.store(nullptr, kRelease);
+    munmap(header, HeaderBytes());
+    munmap(std::exchange(base_, nullptr), bytes_);
+    bytes_ = 0;
+    close(std::exchange(fd_, -1));
+}
+
+void FrameObject::UnlinkNow() noexcept
+{
+    FrameMemoryHeader* header = Header();
+    if (header == nullptr || creator_ != getpid()) {
+        return;
+    }
+    const int savedErrno = errno;
+    header->running.store(0, kRelease);
+    if (HasName(fd_)) {
+        unlink(path_); // a signal handler may call it, other than shm_unlink
+    }
+    errno = savedErrno;
+}
+
+bool FrameObject::Grow(std::uint64_t bytes)
+{
+    if (bytes <= bytes_) {
+        return true;
+    }
+    const int error = TakeRoom(fd_, bytes);
+    if (error != 0) {
+        // Gives back what was taken before it ran out; that this can fail as well changes nothing.
+        const int shrunk = ftruncate(fd_, static_cast<off_t>(bytes_));
+        return Fail(SystemText(shrunk == 0 ? error : errno));
+    }
+    void* larger = mremap(base_, bytes_, bytes, MREMAP_MAYMOVE);
+    if (larger == MAP_FAILED) {
+        return Fail(SystemText(errno));
+    }
+    base_ = static_cast<std::byte*>(larger);
+    bytes_ = bytes;
+    return true;
+}
+
+} // namespace kvgrab

@@ -1,0 +1,124 @@
+#include "report/clock_drift.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kvgrab
+{
+
+namespace
+{
+
+constexpr std::size_t kFewest = 32; ///< stretches that a fit needs: two seconds and more
+constexpr std::size_t kApart = 8;   ///< slopes are taken over this part of the session
+
+/** Reorders. */
+double MedianOf(double* values, std::size_t count)
+{
+    double* const middle = values + count / 2;
+    std::nth_element(values, middle, values + count);
+    return *middle;
+}
+
+} // namespace
+
+/** How late a frame came, beside what the drift so far explains; of use only in comparisons. */
+double ClockDrift::Delay(const Point& point) const
+{
+    return static_cast<double>(point.offsetNs) - slope_ * static_cast<double>(point.cameraNs);
+}
+
+void ClockDrift::Frame(std::int64_t cameraNs, std::int64_t arrivalNs)
+{
+    const bool first = count_ == 0;
+    if (!first && cameraNs < lastCameraNs_) {
+        takenOnNs_ += MissingNs(lastCameraNs_ - cameraNs + arrivalNs - lastArrivalNs_);
+    }
+    lastCameraNs_ = cameraNs;
+    lastArrivalNs_ = arrivalNs;
+    const std::int64_t atNs = cameraNs + takenOnNs_;
+    if (first) {
+        firstOffsetNs_ = arrivalNs - atNs;
+    }
+    const Point point{atNs, arrivalNs - atNs - firstOffsetNs_};
+    if (!first && atNs < stretchEndNs_) {
+        Point& least = points_[count_ - 1];
+        least = Delay(point) < Delay(least) ? point : least;
+        return;
+    }
+    if (count_ == kStretches) {
+        Halve();
+    }
+    points_[count_++] = point;
+    stretchEndNs_ = atNs + stretchNs_;
+}
+
+/** By how much the camera's clock went back, from what the host saw, which is as late as arrivals
+ *  are. */
+std::int64_t ClockDrift::MissingNs(std::int64_t seenNs) const
+{
+    constexpr double kLateNs = 100e6;
+    const double ticks = static_cast<double>(seenNs) / nsPerTick_;
+    const double wrapNs = std::exp2(std::round(std::log2(std::max(ticks, 1.0)))) * nsPerTick_;
+    const bool wrapped =
+        std::abs(wrapNs - static_cast<double>(seenNs)) < std::min(kLateNs, wrapNs / 8);
+    return wrapped ? std::llround(wrapNs) : seenNs;
+}
+
+/** Two stretches become one, and those to come are twice as long. */
+void ClockDrift::Halve()
+{
+    Slopes slopes = SlopesBetween();
+    if (slopes.count > 0) {
+        slope_ = MedianOf(slopes.values.data(), slopes.count);
+    }
+    for (std::size_t i = 0; i < count_ / 2; ++i) {
+        const Point& a = points_[2 * i];
+        const Point& b = points_[2 * i + 1];
+        points_[i] = Delay(b) < Delay(a) ? b : a;
+    }
+    count_ /= 2;
+    stretchNs_ *= 2;
+}
+
+ClockDrift::Slopes ClockDrift::SlopesBetween() const
+{
+    Slopes slopes;
+    const std::size_t apart = std::max<std::size_t>(count_ / kApart, 1);
+    for (std::size_t i = 0; i + apart < count_; ++i) {
+        const Point& a = points_[i];
+        const Point& b = points_[i + apart];
+        if (b.cameraNs > a.cameraNs) {
+            slopes.values[slopes.count++] = static_cast<double>(b.offsetNs - a.offsetNs) /
+                                            static_cast<double>(b.cameraNs - a.cameraNs);
+        }
+    }
+    return slopes;
+}
+
+std::optional<ClockDrift::Estimate> ClockDrift::Fit() const
+{
+    constexpr double kNsPerS = 1e9;
+    Slopes slopes = SlopesBetween();
+    if (count_ < kFewest || slopes.count < kFewest / 2) {
+        return std::nullopt;
+    }
+    Estimate estimate;
+    const double slope = MedianOf(slopes.values.data(), slopes.count);
+    for (std::size_t i = 0; i < slopes.count; ++i) {
+        slopes.values[i] = std::abs(slopes.values[i] - slope);
+    }
+    // From the median deviation to the standard error of a median of normal errors.
+    constexpr double kDeviation = 1.4826;
+    constexpr double kOfMedian = 1.2533;
+    const double error = kOfMedian * kDeviation * MedianOf(slopes.values.data(), slopes.count) /
+                         std::sqrt(static_cast<double>(slopes.count));
+    // Per second of the host's clock: it is that by which the stamps are moved.
+    estimate.nsPerS = slope / (1 + slope) * kNsPerS;
+    estimate.uncertainNsPerS = 2 * error * kNsPerS;
+    estimate.seconds =
+        static_cast<double>(points_[count_ - 1].cameraNs - points_[0].cameraNs) / kNsPerS;
+    return estimate;
+}
+
+} // namespace kvgrab

@@ -1,0 +1,59 @@
+#include "report/frame_trace.h"
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstring>
+
+namespace kvgrab
+{
+
+bool FrameTrace::Open(const std::string& path, std::string* error)
+{
+    constexpr std::size_t kBuffer = 32 * 1024;
+    file_.reset(std::fopen(path.c_str(), "we"));
+    if (file_ == nullptr) {
+        *error = "the trace '" + path + "' can't be written: " + std::strerror(errno);
+        return false;
+    }
+    std::setvbuf(file_.get(), nullptr, _IOFBF, kBuffer);
+    return true;
+}
+
+void FrameTrace::Frame(std::int64_t arrivalUs, std::uint64_t cameraTicks, const Settings& settings)
+{
+    if (settings.tickNs == 0) {
+        return;
+    }
+    if (state_ == State::Empty) {
+        state_ = State::OneFrame;
+        first_ = {arrivalUs, cameraTicks};
+        return;
+    }
+    if (state_ == State::OneFrame) {
+        state_ = State::Going;
+        const double periodUs =
+            settings.periodUs != 0
+                ? settings.periodUs
+                : static_cast<double>(cameraTicks - first_.cameraTicks) * settings.tickNs / 1e3;
+        std::fprintf(file_.get(),
+                     "# tick_frequency = %.9g\n# fps = %.9g\n# exposure_us = %.9g\n"
+                     "# loop_start_us = %" PRId64 "\narrival_us,camera_ticks\n",
+                     1e9 / settings.tickNs, 1e6 / periodUs,
+                     static_cast<double>(settings.exposureUs), startUs_);
+        Write(first_);
+    }
+    Write({arrivalUs, cameraTicks});
+}
+
+void FrameTrace::Write(const Line& line)
+{
+    std::fprintf(file_.get(), "%" PRId64 ",%" PRIu64 "\n", line.arrivalUs, line.cameraTicks);
+}
+
+bool FrameTrace::Close()
+{
+    const bool failed = std::ferror(file_.get()) != 0;
+    return std::fclose(file_.release()) == 0 && !failed;
+}
+
+} // namespace kvgrab

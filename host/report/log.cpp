@@ -1,0 +1,206 @@
+#include "report/log.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/ioctl.h>
+
+namespace kvgrab
+{
+
+namespace
+{
+
+constexpr std::string_view kEraseLine = "\r\033[K";
+
+/** Holds thread cancellation off: a thread that is cancelled in here would leave the lock held. */
+class NoCancellation
+{
+public:
+    NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
+    ~NoCancellation() { pthread_setcancelstate(before_, nullptr); }
+    NoCancellation(const NoCancellation&) = delete;
+    NoCancellation& operator=(const NoCancellation&) = delete;
+
+private:
+    int before_ = PTHREAD_CANCEL_ENABLE;
+};
+
+/** False: errno says why not all was written. */
+bool WriteAll(int fd, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t written = write(fd, text.data(), text.size());
+        if (written < 0 && errno != EINTR) {
+            return false;
+        }
+        text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
+    }
+    return true;
+}
+
+/** Columns of a terminal; practically without end for anything else. A status line that wraps could
+ *  not be rewritten in place. */
+std::size_t TerminalWidth(int fd)
+{
+    winsize size = {};
+    return ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 10'000;
+}
+
+/** Texts come from cameras and files too: whatever would move a cursor or end the line becomes a
+ *  question mark. */
+void MakeHarmless(std::string* text)
+{
+    std::replace_if(
+        text->begin(), text->end(),
+        [](unsigned char c) { return (c < ' ' && c != '\t') || c == 0x7F; }, '?');
+}
+
+} // namespace
+
+std::string StampedLine(const timespec& when, int level, std::string_view text)
+{
+    constexpr std::string_view kLetters = "EWIDT";
+    tm local = {};
+    localtime_r(&when.tv_sec, &local);
+    std::array<char, 32> date{};
+    std::array<char, 16> zone{};
+    std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &local);
+    std::strftime(zone.data(), zone.size(), "%z", &local);
+    std::array<char, 80> head{};
+    const char letter = kLetters[static_cast<std::size_t>(std::clamp(level, 1, 5) - 1)];
+    std::snprintf(head.data(), head.size(), "%s.%06ld%s %c ", date.data(), when.tv_nsec / 1000,
+                  zone.data(), letter);
+    std::string line = head.data();
+    line += text;
+    MakeHarmless(&line);
+    line += '\n';
+    return line;
+}
+
+Log::Log(int terminal, bool showStatus, int level, Clock clock)
+    : terminal_(terminal), showStatus_(showStatus), clock_(std::move(clock)), level_(level)
+{
+}
+
+Log::~Log()
+{
+    SetStatus("");
+}
+
+bool Log::OpenFile(const std::string& path, std::string* error)
+{
+    FileHandle file(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+    if (!file.Valid()) {
+        *error = "can't open the log file " + path + ": " + std::strerror(errno);
+        return false;
+    }
+    const std::lock_guard lock(mutex_);
+    file_ = std::move(file);
+    fileFailed_ = false;
+    return true;
+}
+
+void Log::SetLevel(int level)
+{
+    const std::lock_guard lock(mutex_);
+    level_ = level;
+}
+
+bool Log::Wanted(int level) const
+{
+    const std::lock_guard lock(mutex_);
+    return level <= level_;
+}
+
+void Log::Line(int level, std::string_view text)
+{
+    const NoCancellation guard;
+    if (Wanted(level)) {
+        Write(level, text);
+    }
+}
+
+void Log::DriverLine(const char* source, int line, const char* function, int level,
+                     const char* format, std::va_list arguments)
+{
+    const NoCancellation guard;
+    if (!Wanted(level)) {
+        return;
+    }
+    std::va_list again;
+    va_copy(again, arguments);
+    std::array<char, 512> room{};
+    const int length = std::vsnprintf(room.data(), room.size(), format, arguments);
+    std::string text = std::string(source) + ":" + std::to_string(line) + " " + function + ": ";
+    if (length >= 0 && static_cast<std::size_t>(length) < room.size()) {
+        text += room.data();
+    } else if (length >= 0) {
+        std::string longText(static_cast<std::size_t>(length) + 1, '\0');
+        std::vsnprintf(longText.data(), longText.size(), format, again);
+        longText.pop_back();
+        text += longText;
+    } else {
+        text += format;
+    }
+    va_end(again);
+    Write(level, text);
+}
+
+void Log::Write(int level, std::string_view text)
+{
+    const std::lock_guard lock(mutex_);
+    // Stamped under the lock, so that the stamps rise from line to line.
+    WriteLocked(StampedLine(clock_(), level, text));
+}
+
+void Log::WriteLocked(std::string_view line)
+{
+    if (file_.Valid()) {
+        if (WriteAll(file_.Get(), line)) {
+            fileFailed_ = false;
+            return;
+        }
+        if (fileFailed_) {
+            return;
+        }
+        fileFailed_ = true;
+        const std::string text = std::string("the log file can't be written: ") +
+                                 std::strerror(errno) + "; lines are lost until it can";
+        ShowStatus(StampedLine(clock_(), 1, text));
+        return;
+    }
+    if (!statusShown_) {
+        WriteAll(terminal_, line);
+        return;
+    }
+    ShowStatus(line);
+}
+
+/** Writes a line in place of the status line and the status line below it, in one piece. */
+void Log::ShowStatus(std::string_view before)
+{
+    std::string text(statusShown_ ? kEraseLine : std::string_view());
+    text += before;
+    text += std::string_view(status_).substr(0, TerminalWidth(terminal_) - 1);
+    statusShown_ = !status_.empty();
+    WriteAll(terminal_, text);
+}
+
+void Log::SetStatus(std::string text)
+{
+    const NoCancellation guard;
+    MakeHarmless(&text);
+    const std::lock_guard lock(mutex_);
+    if (!showStatus_ || text == status_) {
+        return;
+    }
+    status_ = std::move(text);
+    ShowStatus("");
+}
+
+} // namespace kvgrab

@@ -1,0 +1,66 @@
+#include "session/driver_library.h"
+
+#include <dlfcn.h>
+#include <filesystem>
+#include <system_error>
+
+namespace kvgrab
+{
+
+namespace
+{
+
+constexpr const char* kDriverName = "libdriver-dalsa.so.0";
+
+/** The path is spelt out where that is possible: a sanitizer's dlopen doesn't know the program's
+ *  run path. */
+std::string DefaultPath()
+{
+    std::error_code failed;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failed);
+    if (failed) {
+        return kDriverName;
+    }
+    const std::filesystem::path beside = program.parent_path().parent_path() / "lib" / kDriverName;
+    return std::filesystem::exists(beside, failed) ? beside.string() : kDriverName;
+}
+
+/** A plain name is a file of the current folder, as elsewhere on the command line. */
+std::string AsPath(const std::string& path)
+{
+    return path.find('/') == std::string::npos ? "./" + path : path;
+}
+
+std::string LastError()
+{
+    const char* text = dlerror();
+    return text != nullptr ? text : "no reason was given";
+}
+
+} // namespace
+
+DriverLibrary::~DriverLibrary()
+{
+    if (handle_ != nullptr) {
+        dlclose(handle_);
+    }
+}
+
+bool DriverLibrary::Load(const std::string& path, std::string* error)
+{
+    const std::string file = path.empty() ? DefaultPath() : AsPath(path);
+    // Lazily: the driver binds each host service at its first call.
+    handle_ = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);
+    if (handle_ == nullptr) {
+        *error = "can't load the driver: " + LastError() + "; --driver names another file";
+        return false;
+    }
+    entry_ = reinterpret_cast<int (*)()>(dlsym(handle_, "KvLibProc"));
+    if (entry_ == nullptr) {
+        *error = file + " is no driver: " + LastError();
+        return false;
+    }
+    return true;
+}
+
+} // namespace kvgrab

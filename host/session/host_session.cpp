@@ -1,0 +1,343 @@
+#include "session/host_session.h"
+
+namespace kvgrab
+{
+
+namespace
+{
+
+HostSession* current = nullptr;
+
+/** What WaitNotice is told; frames are the only thing waited for in here. */
+constexpr int kWaitsForFrames = 1;
+/** Rounds without a frame, in a row, before the user is told: a single lost frame is no news. */
+constexpr unsigned kMissesToTell = 3;
+/** Loops that the driver may begin when it should end: a dynamic look-up table needs five, of one
+ *  frame each. */
+constexpr unsigned kLoopsPastTheEnd = 8;
+
+} // namespace
+
+HostSession::HostSession(HostParts hostParts) : parts(std::move(hostParts))
+{
+    current = this;
+}
+
+HostSession::~HostSession()
+{
+    current = nullptr;
+}
+
+HostSession* HostSession::Current()
+{
+    return current;
+}
+
+void HostSession::SessionBegins()
+{
+    newSessionAsked_ = false;
+    terminateTaken_ = false;
+    keptFromGoingOn_ = false;
+    frameLimit_ = 0;
+    sessionFrames_ = 0;
+    loopsPastTheEnd_ = 0;
+    timing.Begins(parts.monotonicNs());
+    dynamicLut.Forget();
+}
+
+void HostSession::SessionEnded()
+{
+    GrabbingEnds();
+    parts.signals.SessionEnded();
+    parts.config.DropForced();
+    parts.log.SetStatus("");
+    missesInRow_ = 0;
+    noFramesReported_ = false;
+    endIsOverdue_ = false;
+    noFrames_.Over();
+}
+
+bool HostSession::FrameCountReached() const
+{
+    return frameLimit_ != 0 && sessionFrames_ >= frameLimit_ && !newSessionAsked_;
+}
+
+void HostSession::ReportWarnings(const ConfigStore::Result& result)
+{
+    for (const std::string& warning : result.warnings) {
+        parts.log.Line(2, warning);
+    }
+    if (!result.changes.restart.empty()) {
+        parts.log.Line(2, "changed, but kept as it was until kvgrab starts again: " +
+                              Listed(result.changes.restart));
+    }
+}
+
+int HostSession::Reconfigure(int* flag)
+{
+    parts.signals.ReconfigurationBegins();
+    if (parts.config.Path().empty()) {
+        parts.log.Line(2, "asked to read the configuration again, but kvgrab was started without "
+                          "a configuration file (--config)");
+        return 0;
+    }
+    const ConfigStore::Result result = parts.config.Reload();
+    if (!result.usable) {
+        parts.log.Line(1,
+                       "the old configuration stays, the new one can't be used: " + result.error);
+        return -1;
+    }
+    parts.log.SetLevel(parts.config.Current().log.level);
+    parts.log.Line(3, "the configuration file was read again");
+    ReportWarnings(result);
+    ForgetTableIfChanged(result.changes);
+    if (!result.changes.newSession.empty()) {
+        *flag = 1;
+        parts.log.Line(3, "a new device session is needed, because these changed: " +
+                              Listed(result.changes.newSession));
+    } else if (OutputLinesNeedACheck()) {
+        *flag = 1;
+        parts.log.Line(3, "a new device session is needed, to look at the camera's output lines "
+                          "before they are set");
+    }
+    return 0;
+}
+
+int HostSession::CheckDynamic()
+{
+    const auto news = parts.config.Poll(parts.monotonicNs());
+    if (!news) {
+        return 0;
+    }
+    if (!news->usable) {
+        parts.log.Line(2, "the configuration file changed, but the old configuration stays: " +
+                              news->error);
+        return 0;
+    }
+    if (!news->adopted) {
+        std::vector<std::string> waiting = news->changes.reload;
+        waiting.insert(waiting.end(), news->changes.newSession.begin(),
+                       news->changes.newSession.end());
+        waiting.insert(waiting.end(), news->changes.restart.begin(), news->changes.restart.end());
+        parts.log.Line(2, "the configuration file changed in what is not applied by itself (" +
+                              Listed(waiting) + "): send kvgrab the signal HUP to take it over");
+        return 0;
+    }
+    ReportWarnings(*news);
+    ForgetTableIfChanged(news->changes);
+    if (OutputLinesNeedACheck()) {
+        parts.signals.Raise(KvTd::kSignalReconfigure); // asks for a new session then
+        return 0;
+    }
+    parts.log.Line(3, "the configuration file changed, applying: " + Listed(news->changes.dynamic));
+    return 1;
+}
+
+/** The driver writes another table, or switches gamma: the dynamic one is gone. */
+void HostSession::ForgetTableIfChanged(const ConfigChanges& changes)
+{
+    for (const std::string& table : changes.dynamic) {
+        if (table == "lut" || table == "gamma") {
+            dynamicLut.Forget();
+        }
+    }
+}
+
+bool HostSession::OutputLinesNeedACheck() const
+{
+    return !outputLinesChecked_ && DrivesOutputLines(parts.config.Current());
+}
+
+void HostSession::PrepareMemory(std::uint32_t size)
+{
+    if (terminateTaken_ || FrameCountReached()) {
+        ++loopsPastTheEnd_;
+    }
+    if (!parts.memory.Init(size, parts.config.Buffers())) {
+        parts.log.Line(1, "no frame memory: " + parts.memory.Error());
+        return;
+    }
+    parts.memory.Describe(scenario.width, scenario.height, parts.config.Format() & 0xFF,
+                          scenario.codec);
+}
+
+void HostSession::SetFrameSize(std::uint32_t size)
+{
+    parts.memory.SetActFsize(size);
+    parts.exporter.Prepare(size);
+}
+
+void HostSession::GrabbingBegins()
+{
+    grabbing_ = true;
+    timing.Configured(parts.monotonicNs());
+    if (parts.trace != nullptr) {
+        parts.trace->AcquisitionStarts(parts.wallClockNs() / 1000);
+    }
+    frameLimit_ = parts.config.Current().session.frames;
+}
+
+void HostSession::GrabbingEnds()
+{
+    if (grabbing_) {
+        grabbing_ = false;
+        const TransferCounts counts = parts.transfers();
+        // Without a transfer of its own a loop sees the one before.
+        if (counts.number != newestFinished_) {
+            finishedTransfers_ += counts;
+            newestFinished_ = counts.number;
+        }
+    }
+}
+
+TransferCounts HostSession::Transfers() const
+{
+    TransferCounts all = finishedTransfers_;
+    if (grabbing_) {
+        const TransferCounts counts = parts.transfers();
+        if (counts.number != newestFinished_) {
+            all += counts;
+        }
+    }
+    return all;
+}
+
+void HostSession::FrameGrabbed(float temperature)
+{
+    const std::int64_t now = parts.monotonicNs();
+    parts.signals.RoundHadFrame();
+    parts.memory.CountRound();
+    ++sessionFrames_;
+    arrivalNs_ = parts.wallClockNs();
+    const std::string timed = timing.Frame(now);
+    if (!timed.empty()) {
+        parts.log.Line(3, timed);
+    }
+    progress.FrameGrabbed(now, temperature);
+    if (noFramesReported_) {
+        parts.log.Line(2, "frames are coming again");
+        noFramesReported_ = false;
+    }
+    missesInRow_ = 0;
+    noFrames_.Over();
+    ShowStatus(now);
+    CheckExporter();
+}
+
+void HostSession::FrameMissed()
+{
+    const std::int64_t now = parts.monotonicNs();
+    parts.signals.RoundMissed();
+    parts.memory.CountRound();
+    progress.FrameMissed(now);
+    if (++missesInRow_ >= kMissesToTell && noFrames_.Due(kWaitsForFrames, now)) {
+        noFramesReported_ = true;
+        parts.log.Line(2, "waiting for frames: the camera is open, but " +
+                              std::to_string(missesInRow_) +
+                              " waits in a row brought no whole frame");
+    }
+    if (parts.signals.Terminating() && !endIsOverdue_) {
+        endIsOverdue_ = true;
+        parts.log.Line(2, "asked to end, but no frame comes that the driver could end with; "
+                          "another INT or TERM leaves at once");
+    }
+    ShowStatus(now);
+    CheckExporter();
+}
+
+void HostSession::ShowStatus(std::int64_t nowNs)
+{
+    if (progress.StatusDue(nowNs)) {
+        const TransferCounts counts = Transfers();
+        parts.log.SetStatus(progress.StatusLine({scenario.frame.gainDb, scenario.frame.exposureUs,
+                                                 parts.memory.ActFsize(), counts.Dropped(),
+                                                 counts.packetsResent, counts.packetsMissing}));
+    }
+}
+
+void HostSession::CheckExporter()
+{
+    if (!exportFailed_ && parts.exporter.Failed()) {
+        exportFailed_ = true;
+        parts.log.Line(1, "ending, as configured, because a picture can't be written");
+        parts.signals.Raise(KvTd::kSignalQuit);
+    }
+}
+
+std::optional<ClockDrift::Estimate> HostSession::Drift() const
+{
+    return drift_ ? drift_->Fit() : std::nullopt;
+}
+
+void HostSession::FrameDescribed()
+{
+    if (scenario.tickNs == 0) {
+        return;
+    }
+    if (!drift_) {
+        drift_.emplace(scenario.tickNs);
+    }
+    drift_->Frame(static_cast<std::int64_t>(scenario.frame.cameraTicks * scenario.tickNs),
+                  arrivalNs_);
+    if (parts.trace != nullptr) {
+        parts.trace->Frame(
+            arrivalNs_ / 1000, scenario.frame.cameraTicks,
+            {scenario.tickNs, progress.PeriodUs(), static_cast<float>(scenario.frame.exposureUs)});
+    }
+}
+
+int HostSession::Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag)
+{
+    return parts.memory.Trigger(instance, timeUs, image, flag, scenario.frame);
+}
+
+int HostSession::Export(std::uint64_t timeUs)
+{
+    const void* image = parts.memory.HeldImage();
+    if (image == nullptr) {
+        return -1;
+    }
+    FrameView view;
+    view.pixels = image;
+    view.bytes = parts.memory.ActFsize();
+    view.width = scenario.width;
+    view.height = scenario.height;
+    view.codec = scenario.codec;
+    view.timeUs = timeUs;
+    view.cameraTicks = scenario.frame.cameraTicks;
+    view.frameCounter = scenario.frame.frameCounter;
+    view.gainDb = scenario.frame.gainDb;
+    view.exposureUs = scenario.frame.exposureUs;
+    const ExportResult result = parts.exporter.Export(view);
+    parts.memory.Release();
+    return result == ExportResult::kFailed ? -1 : 0;
+}
+
+void HostSession::SignalAction(int action)
+{
+    newSessionAsked_ = newSessionAsked_ || action == KvTd::kSignalReconfigure;
+    terminateTaken_ =
+        terminateTaken_ || action == KvTd::kSignalTerminate || action == KvTd::kSignalQuit;
+}
+
+std::uint32_t HostSession::FramesToGrab() const
+{
+    const std::uint32_t limit = parts.config.Current().session.frames;
+    if (limit == 0 || sessionFrames_ < limit) {
+        return limit == 0 ? 0 : limit - static_cast<std::uint32_t>(sessionFrames_);
+    }
+    return 1; // the least that a loop can be asked for
+}
+
+void* HostSession::BufferForDriver(std::uint32_t index)
+{
+    if (loopsPastTheEnd_ <= kLoopsPastTheEnd) {
+        return parts.memory.BufPtr(index);
+    }
+    keptFromGoingOn_ = true;
+    parts.log.Line(2, "the driver goes on although it should end; it gets no buffers, so that the "
+                      "session ends");
+    return nullptr;
+}
+
+} // namespace kvgrab

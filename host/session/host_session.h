@@ -1,0 +1,132 @@
+/** What stands behind the host services: one object, reachable by the plain functions in services/.
+ *
+ *  It owns none of its parts. Everything is used on the grab thread (the one that calls the
+ *  driver), except the log, which has its own lock. */
+#pragma once
+
+#include "config/config_store.h"
+#include "export/exporter.h"
+#include "memory/frame_memory.h"
+#include "report/clock_drift.h"
+#include "report/frame_trace.h"
+#include "report/log.h"
+#include "report/progress.h"
+#include "session/dynamic_lut.h"
+#include "session/scenario.h"
+#include "session/session_timing.h"
+#include "session/signal_state.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace kvgrab
+{
+
+/** What a HostSession works with; all of it outlives the session. */
+struct HostParts {
+    ConfigStore& config;
+    SignalState& signals;
+    Log& log;
+    FrameMemory& memory;
+    Exporter& exporter;
+    std::function<std::int64_t()> monotonicNs;
+    std::function<TransferCounts()> transfers; ///< of the newest transfer
+    std::function<std::int64_t()> wallClockNs; ///< what frames are stamped by
+    FrameTrace* trace = nullptr;               ///< where frames are recorded, if they are
+};
+
+class HostSession
+{
+public:
+    /** Makes this the object that the services reach, until it is destroyed. One at a time. */
+    explicit HostSession(HostParts parts);
+    ~HostSession();
+    HostSession(const HostSession&) = delete;
+    HostSession& operator=(const HostSession&) = delete;
+
+    /** The object that the services reach; null while there is none. */
+    static HostSession* Current();
+
+    // ---- around a device session ----
+    void SessionBegins();
+    void SessionEnded();
+    /** The session that ended did so because the camera couldn't be used. */
+    void SessionFailed() { timing.Failed(); }
+    /** Whether the camera of the session that begins was seen to have what the configured output
+     *  lines need. Without it no change that asks for them is applied in the session. */
+    void OutputLinesChecked(bool checked) { outputLinesChecked_ = checked; }
+    /** The frame count ended the last loop, and nothing asked for another one. */
+    bool FrameCountReached() const;
+    /** A picture can't be written and the configuration says to stop then. */
+    bool ExportFailed() const { return exportFailed_; }
+
+    // ---- configuration ----
+    /** Reads the file again. -1: it can't be used, the old configuration stays. `*flag` becomes 1
+     *  when a change needs a new device session. */
+    int Reconfigure(int* flag);
+    /** 1 once for each changed file that was taken over and can be applied while grabbing. */
+    int CheckDynamic();
+    void ReportWarnings(const ConfigStore::Result& result);
+
+    // ---- frames ----
+    void PrepareMemory(std::uint32_t size);
+    void SetFrameSize(std::uint32_t size);
+    void CameraIsOpen() { timing.Opened(parts.monotonicNs()); }
+    void GrabbingBegins();
+    void GrabbingEnds();
+    void FrameGrabbed(float temperature);
+    /** Its values are in the scenario. */
+    void FrameDescribed();
+    void FrameMissed();
+    int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag);
+    int Export(std::uint64_t timeUs);
+    void SignalAction(int action);
+    /** Frames that the next loop of this device session is to grab; 0: no limit. */
+    std::uint32_t FramesToGrab() const;
+    /** A frame buffer for the driver. When it took the terminate or has grabbed all frames it may
+     *  begin some more loops, to bring the dynamic look-up table to an end; then it gets none, and
+     *  without buffers it ends the session. */
+    void* BufferForDriver(std::uint32_t index);
+    /** Whether the session ended because it got no more buffers. */
+    bool WasKeptFromGoingOn() const { return keptFromGoingOn_; }
+
+    /** Of all transfers so far. */
+    TransferCounts Transfers() const;
+    /** How fast the host's clock gained on the camera's; none while that can't be told. */
+    std::optional<ClockDrift::Estimate> Drift() const;
+
+    HostParts parts;
+    Scenario scenario;
+    Progress progress;
+    SessionTiming timing;
+    DynamicLut dynamicLut;
+    int grabState = 0; ///< as the driver reported it last
+
+private:
+    void ShowStatus(std::int64_t nowNs);
+    void CheckExporter();
+    void ForgetTableIfChanged(const ConfigChanges& changes);
+    bool OutputLinesNeedACheck() const;
+
+    TransferCounts finishedTransfers_;
+    std::uint64_t newestFinished_ = 0; ///< number of a transfer
+    std::optional<ClockDrift> drift_;  ///< from the first frame on
+    std::int64_t arrivalNs_ = 0;       ///< of the newest frame, on the wall clock
+    bool grabbing_ = false;
+    std::uint32_t frameLimit_ = 0; ///< of the device session
+    std::uint64_t sessionFrames_ = 0;
+    unsigned loopsPastTheEnd_ = 0;
+    bool newSessionAsked_ = false;
+    bool outputLinesChecked_ = false;
+    bool terminateTaken_ = false;
+    bool keptFromGoingOn_ = false;
+    bool exportFailed_ = false;
+    unsigned missesInRow_ = 0;
+    bool noFramesReported_ = false;
+    bool endIsOverdue_ = false; ///< told that an asked end waits for a frame
+    WaitNotice noFrames_;
+};
+
+} // namespace kvgrab

@@ -1,0 +1,50 @@
+#include "session/signal_state.h"
+
+namespace kvgrab
+{
+
+int SignalState::Raise(KvTd::SignalState signal) noexcept
+{
+    pending_.fetch_or(Bit(signal));
+    return signal == KvTd::kSignalTerminate ? terminates_.fetch_add(1) + 1 : 0;
+}
+
+KvTd::SignalState SignalState::Check() noexcept
+{
+    told_ = KvTd::kSignalNone;
+    const std::uint32_t pending = pending_.load();
+    for (const KvTd::SignalState lasting :
+         {KvTd::kSignalTerminate, KvTd::kSignalQuit, KvTd::kSignalReconfigure}) {
+        if ((pending & Bit(lasting)) != 0) {
+            return lasting;
+        }
+    }
+    for (const KvTd::SignalState once : {KvTd::kSignalUsr1, KvTd::kSignalUsr2}) {
+        if ((pending & Bit(once)) != 0) {
+            Clear(once);
+            told_ = once;
+            return once;
+        }
+    }
+    return KvTd::kSignalNone;
+}
+
+void SignalState::RoundMissed() noexcept
+{
+    if (told_ != KvTd::kSignalNone) {
+        pending_.fetch_or(Bit(told_));
+        told_ = KvTd::kSignalNone;
+    }
+}
+
+bool SignalState::Terminating() const noexcept
+{
+    return (pending_.load() & (Bit(KvTd::kSignalTerminate) | Bit(KvTd::kSignalQuit))) != 0;
+}
+
+bool SignalState::ReconfigurationAsked() const noexcept
+{
+    return (pending_.load() & Bit(KvTd::kSignalReconfigure)) != 0;
+}
+
+} // namespace kvgrab

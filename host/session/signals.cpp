@@ -1,0 +1,102 @@
+#include "session/signals.h"
+
+#include "exit_status.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <poll.h>
+#include <sys/eventfd.h>
+
+namespace kvgrab
+{
+
+namespace
+{
+
+struct Caught {
+    int number;
+    KvTd::SignalState state;
+};
+
+constexpr std::array<Caught, 6> kCaught = {{{SIGINT, KvTd::kSignalTerminate},
+                                            {SIGTERM, KvTd::kSignalTerminate},
+                                            {SIGHUP, KvTd::kSignalReconfigure},
+                                            {SIGUSR1, KvTd::kSignalUsr1},
+                                            {SIGUSR2, KvTd::kSignalUsr2},
+                                            {SIGQUIT, KvTd::kSignalQuit}}};
+
+/** What the handler works on; set before it is installed. */
+struct HandlerContext {
+    SignalState* state = nullptr;
+    SignalCatcher::Hurry hurry = nullptr;
+    void* hurryContext = nullptr;
+    int wakeUp = -1;
+};
+HandlerContext handlerContext;
+std::array<struct sigaction, kCaught.size() + 1> formerActions;
+
+extern "C" void OnSignal(int number)
+{
+    const int formerErrno = errno;
+    const auto caught =
+        std::find_if(kCaught.begin(), kCaught.end(),
+                     [number](const Caught& candidate) { return candidate.number == number; });
+    if (caught != kCaught.end() && handlerContext.state->Raise(caught->state) >= 2) {
+        handlerContext.hurry(handlerContext.hurryContext);
+        constexpr char kText[] = "\nkvgrab: left at once on the second signal.\n";
+        [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, kText, sizeof(kText) - 1);
+        _exit(static_cast<int>(ExitStatus::LeftAtOnce));
+    }
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const ssize_t woken = write(handlerContext.wakeUp, &one, sizeof(one));
+    errno = formerErrno;
+}
+
+} // namespace
+
+bool SignalCatcher::Install(SignalState* state, Hurry hurry, void* context, std::string* error)
+{
+    wakeUp_ = FileHandle(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    if (!wakeUp_.Valid()) {
+        *error = std::string("can't wait for signals: ") + std::strerror(errno);
+        return false;
+    }
+    handlerContext = {state, hurry, context, wakeUp_.Get()};
+    struct sigaction action = {};
+    action.sa_handler = OnSignal;
+    action.sa_flags = SA_RESTART;
+    sigfillset(&action.sa_mask);
+    for (std::size_t i = 0; i < kCaught.size(); ++i) {
+        sigaction(kCaught[i].number, &action, &formerActions[i]);
+    }
+    action.sa_handler = SIG_IGN;
+    sigaction(SIGPIPE, &action, &formerActions.back());
+    installed_ = true;
+    return true;
+}
+
+SignalCatcher::~SignalCatcher()
+{
+    if (!installed_) {
+        return;
+    }
+    for (std::size_t i = 0; i < kCaught.size(); ++i) {
+        sigaction(kCaught[i].number, &formerActions[i], nullptr);
+    }
+    sigaction(SIGPIPE, &formerActions.back(), nullptr);
+}
+
+bool SignalCatcher::Wait(std::int64_t milliseconds)
+{
+    pollfd waiting = {wakeUp_.Get(), POLLIN, 0};
+    const int limit = static_cast<int>(std::clamp<std::int64_t>(milliseconds, 0, INT_MAX));
+    poll(&waiting, 1, limit); // its outcome shows in the read
+    std::uint64_t count = 0;
+    return read(wakeUp_.Get(), &count, sizeof(count)) == static_cast<ssize_t>(sizeof(count));
+}
+
+} // namespace kvgrab

@@ -1,0 +1,160 @@
+#include "net/network_backend.h"
+
+#include "net/control/gvcp.h"
+#include "net/library_owners.h"
+#include "net/net_camera.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace net
+{
+
+namespace
+{
+
+constexpr int kAnswerMs = 200;
+constexpr int kTries = 3;
+constexpr std::uint32_t kNetworkMode = 1;
+
+void Put(char (&text)[kGevTextSize], const char* from)
+{
+    const std::size_t size = from == nullptr ? 0 : strnlen(from, kGevTextSize - 1);
+    std::memcpy(text, from == nullptr ? "" : from, size);
+    text[size] = '\0';
+}
+
+/** The listing has no version; the camera's bootstrap registers do. */
+void ReadVersion(std::uint32_t address, char (&text)[kGevTextSize])
+{
+    constexpr std::size_t kVersionSize = 32;
+    std::array<std::uint8_t, kVersionSize> version{};
+    GvcpClient camera(address);
+    Answer answer = Answer::Silent;
+    for (int i = 0; i < kTries && answer == Answer::Silent; ++i) {
+        answer = camera.ReadMemory(kDeviceVersion, version, kAnswerMs);
+    }
+    const auto* chars = reinterpret_cast<const char*>(version.data());
+    const std::string terminated(chars, strnlen(chars, version.size()));
+    Put(text, terminated.c_str());
+}
+
+/** What the control register says about somebody who wants control. */
+int MayControl(std::uint32_t address)
+{
+    GvcpClient camera(address);
+    for (int i = 0; i < kTries; ++i) {
+        std::uint32_t privilege = 0;
+        if (camera.ReadRegister(kControlPrivilege, &privilege, kAnswerMs) == Answer::Given) {
+            return privilege == 0 ? kGevOk : kGevAccessDenied;
+        }
+    }
+    return kGevNotFound;
+}
+
+} // namespace
+
+NetworkBackend::NetworkBackend()
+{
+    arv_disable_interface("USB3Vision");
+}
+
+bool NetworkBackend::LookOn(const std::string& interface)
+{
+    const std::lock_guard lock(mutex_);
+    std::vector<Subnet> subnets;
+    if (!interface.empty()) {
+        subnets = SubnetsOf(interface);
+        if (subnets.empty()) {
+            return false;
+        }
+    }
+    interface_ = interface;
+    subnets_ = std::move(subnets);
+    return true;
+}
+
+bool NetworkBackend::IsLookedOn(std::uint32_t address) const
+{
+    return interface_.empty() ||
+           std::any_of(subnets_.begin(), subnets_.end(),
+                       [address](const Subnet& subnet) { return subnet.Holds(address); });
+}
+
+int NetworkBackend::List(std::vector<GEV_DEVICE_INFO>* devices)
+{
+    const std::lock_guard lock(mutex_);
+    const HoldSignals hold;
+    if (!interface_.empty()) {
+        subnets_ = SubnetsOf(interface_); // its addresses come and go
+    }
+    arv_update_device_list();
+    const unsigned count = arv_get_n_devices();
+    for (unsigned i = 0; i < count; ++i) {
+        const char* address = arv_get_device_address(i);
+        const auto parsed = ParseAddress(address == nullptr ? "" : address);
+        if (!parsed || !IsLookedOn(*parsed)) {
+            continue;
+        }
+        GEV_DEVICE_INFO device{};
+        Put(device.manufacturer, arv_get_device_vendor(i));
+        Put(device.model, arv_get_device_model(i));
+        Put(device.serial, arv_get_device_serial_nbr(i));
+        ReadVersion(*parsed, device.version);
+        device.mode = kNetworkMode;
+        device.ipAddress = *parsed;
+        std::strcpy(device.backend, Name());
+        Put(device.address, address);
+        devices->push_back(device);
+    }
+    return kGevOk;
+}
+
+int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
+                         std::unique_ptr<gevplat::Camera>* camera)
+{
+    const auto address = ParseAddress(device.address);
+    if (!address) {
+        return kGevNotFound;
+    }
+    // Asked first, since the library takes seconds to find out, and loses a race without a word.
+    if (const int status = MayControl(*address); status != kGevOk) {
+        return status;
+    }
+    const HoldSignals hold;
+    ErrorSlot error;
+    Ref<ArvDevice> opened;
+    {
+        const std::lock_guard lock(mutex_);
+        opened.reset(arv_open_device(device.address, error.Out()));
+    }
+    if (opened == nullptr) {
+        gevplat::WriteLog(2, std::string("network camera ") + device.serial +
+                                 " can't be opened: " + error.Text());
+        return kGevNotFound;
+    }
+    if (!ARV_IS_GV_DEVICE(opened.get())) {
+        return kGevNotFound;
+    }
+    if (arv_gv_device_is_controller(ARV_GV_DEVICE(opened.get())) == FALSE) {
+        return kGevAccessDenied;
+    }
+    return NetCamera::Make(std::move(opened), device, *address, camera);
+}
+
+} // namespace net
+
+/** The library's entry (gev_backend.h). */
+extern "C" GEVPLAT_API gevplat::Backend* GevplatNetworkBackend(const std::string& interface,
+                                                               std::string* error)
+{
+    static auto* backend =
+        new net::NetworkBackend; // kept for threads that run while the process ends
+    if (!backend->LookOn(interface)) {
+        *error = "network cameras can't be looked for on '" + interface +
+                 "': there is no network interface of that name or address, or it has no address";
+        return nullptr;
+    }
+    return backend;
+}

@@ -1,0 +1,141 @@
+/** Nodes over the network library's features, one class per value interface.
+ *
+ *  Threads: the interfaces lock by themselves; members below "for the map" are called with the
+ *  device's lock held. */
+#pragma once
+
+#include "net/nodes/feature.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace net
+{
+
+class FloatNode final : public GenApi_3_0::IFloat, public Feature
+{
+public:
+    FloatNode(Device& device, ArvGcFeatureNode* node, Facts facts);
+
+    const char* GetName() const override { return Name().c_str(); }
+    const char* GetUnit() const override { return unit_.c_str(); }
+    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    double GetValue(bool verify, bool ignoreCache) override;
+    void SetValue(double value, bool verify) override;
+    double GetMin() override;
+    double GetMax() override;
+
+    // For the map.
+    void SetFrameValue(double value) { frameValue_ = value; }
+    void ForgetFrameValue() { frameValue_.reset(); }
+
+private:
+    struct Limits {
+        double min;
+        double max;
+    };
+    ArvGcFloat* Handle() const { return ARV_GC_FLOAT(node_); }
+    double Min() const;
+    double Max() const;
+
+    std::string unit_;
+    std::optional<double> frameValue_; ///< what the feature was for the frame delivered last
+};
+
+/** The features whose frame values end when a selector moves. */
+class Selected
+{
+public:
+    void Add(FloatNode* feature) { features_.push_back(feature); }
+    /** Before a write. The value that was written last moves nothing; it goes to the camera all the
+     *  same, since a camera may have changed its selector by itself. */
+    void Writing(std::int64_t value);
+    void Written(std::int64_t value) { last_ = value; }
+
+private:
+    std::vector<FloatNode*> features_;
+    std::optional<std::int64_t> last_; ///< written by us; unknown after a write that failed
+};
+
+class IntegerNode final : public GenApi_3_0::IInteger, public Feature
+{
+public:
+    IntegerNode(Device& device, ArvGcFeatureNode* node, Facts facts);
+
+    const char* GetName() const override { return Name().c_str(); }
+    const char* GetUnit() const override { return unit_.c_str(); }
+    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    std::int64_t GetValue(bool verify, bool ignoreCache) override;
+    void SetValue(std::int64_t value, bool verify) override;
+    std::int64_t GetMin() override;
+    std::int64_t GetMax() override;
+    std::int64_t GetInc() override;
+
+    // For the map.
+    Selected& Selects() { return selected_; }
+    /** Past every check but that the camera is there, if that matters. */
+    void Force(std::int64_t value);
+
+private:
+    ArvGcInteger* Handle() const { return ARV_GC_INTEGER(node_); }
+    std::int64_t Min() const;
+    std::int64_t Max() const;
+    std::int64_t Inc() const;
+    std::string Misfit(std::int64_t value) const;
+    void Write(std::int64_t value);
+
+    std::string unit_;
+    Selected selected_;
+};
+
+class BooleanNode final : public GenApi_3_0::IBoolean, public Feature
+{
+public:
+    using Feature::Feature;
+
+    const char* GetName() const override { return Name().c_str(); }
+    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    bool GetValue(bool verify, bool ignoreCache) override;
+    void SetValue(bool value, bool verify) override;
+
+private:
+    ArvGcBoolean* Handle() const { return ARV_GC_BOOLEAN(node_); }
+};
+
+class EnumerationNode final : public GenApi_3_0::IEnumeration, public Feature
+{
+public:
+    /** `description` is asked for the entries, now. */
+    EnumerationNode(Device& device, ArvGcFeatureNode* node, Facts facts, Description& description);
+    ~EnumerationNode() override;
+
+    const char* GetName() const override { return Name().c_str(); }
+    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    GenApi_3_0::gcstring ToString(bool verify, bool ignoreCache) override;
+    void FromString(const GenApi_3_0::gcstring& symbolic, bool verify) override;
+    std::int64_t GetIntValue(bool verify, bool ignoreCache) override;
+    void SetIntValue(std::int64_t value, bool verify) override;
+    GenApi_3_0::IEnumEntry* GetEntryByName(const GenApi_3_0::gcstring& symbolic) override;
+    std::size_t GetEntryCount() override { return entries_.size(); }
+    GenApi_3_0::IEnumEntry* GetEntry(std::size_t index) override;
+
+    // For the map.
+    Selected& Selects() { return selected_; }
+
+private:
+    class Entry;
+    ArvGcEnumeration* Handle() const { return ARV_GC_ENUMERATION(node_); }
+    std::int64_t Read() const;
+    /** `entry` is null for one that does not exist; `text` gives what was asked for. */
+    template <class Text> void Write(const Entry* entry, const Text& text, bool verify);
+    const Entry* Find(std::string_view symbolic) const;
+    const Entry* Find(std::int64_t value) const;
+
+    std::vector<std::unique_ptr<Entry>> entries_;
+    ArvGcInteger* store_ = nullptr; ///< where the value lies, when it is elsewhere
+    Selected selected_;
+};
+
+} // namespace net

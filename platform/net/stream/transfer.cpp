@@ -1,0 +1,353 @@
+#include "net/stream/transfer.h"
+
+#include "gev_backend.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace net
+{
+
+namespace
+{
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint64_t kForEver = ~std::uint64_t{0};
+constexpr std::uint32_t kForEverAsked = 0xFFFFFFFF;
+constexpr auto kSlice = std::chrono::milliseconds(50); ///< how long a Wait goes without looking up
+constexpr std::uint64_t kUsPerMs = 1000;
+constexpr std::uint64_t kHeaders = 36; ///< bytes of a packet that aren't the frame's
+constexpr std::uint64_t kEnds = 2;     ///< packets: the one before the image and the one behind it
+
+constexpr const char* kChunkGain = "ChunkGain";
+constexpr const char* kChunkExposure = "ChunkExposureTime";
+
+/** Stands in a buffer until the packet comes that begins a frame. */
+constexpr std::uint64_t kNoNumber = ~std::uint64_t{0};
+
+std::uint64_t Info(ArvStream* stream, const char* name)
+{
+    return arv_stream_get_info_uint64_by_name(stream, name);
+}
+
+/** Chunks are read only where there is something to read, since a failing look costs each frame. */
+Ref<ArvChunkParser> MakeChunkParser(ArvDevice* device)
+{
+    if (arv_device_get_feature(device, kChunkGain) == nullptr &&
+        arv_device_get_feature(device, kChunkExposure) == nullptr) {
+        return nullptr;
+    }
+    return Ref<ArvChunkParser>(arv_device_create_chunk_parser(device));
+}
+
+} // namespace
+
+std::uint64_t TicksOf(std::uint64_t ns, std::uint64_t frequency)
+{
+    constexpr std::uint64_t kNsPerS = 1'000'000'000;
+    const std::uint64_t rest = ns % kNsPerS * frequency;
+    return ns / kNsPerS * frequency + (rest + kNsPerS - 1) / kNsPerS;
+}
+
+Transfer::Transfer(Device& device, FeatureMap& features) : device_(device), features_(features) {}
+
+int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTimeoutMs,
+                   std::uint64_t size, std::uint32_t count, void** buffers,
+                   std::shared_ptr<Transfer>* transfer)
+{
+    const HoldSignals hold;
+    const std::lock_guard lock(device.Mutex());
+    const std::shared_ptr<Transfer> made(new Transfer(device, features));
+    ErrorSlot error;
+    made->stream_.reset(arv_device_create_stream(device.Handle(), nullptr, nullptr, error.Out()));
+    if (made->stream_ == nullptr) {
+        gevplat::WriteLog(2, "network camera " + device.Serial() +
+                                 " gives no stream: " + error.Text());
+        return kGevError;
+    }
+    g_object_set(made->stream_.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO,
+                 "frame-retention", static_cast<guint>(frameTimeoutMs * kUsPerMs), nullptr);
+    auto* const camera = ARV_GV_DEVICE(device.Handle());
+    const std::uint64_t packetSize = arv_gv_device_get_packet_size(camera, error.Out());
+    if (!error) {
+        made->tickFrequency_ = arv_gv_device_get_timestamp_tick_frequency(camera, error.Out());
+    }
+    if (error) {
+        gevplat::WriteLog(2, "network camera " + device.Serial() +
+                                 " doesn't tell how it streams: " + error.Text());
+        return kGevError;
+    }
+    const std::uint64_t inPacket = std::max(packetSize, 2 * kHeaders) - kHeaders;
+    made->packetsOfFrame_ = (size + inPacket - 1) / inPacket + kEnds;
+    made->chunks_ = MakeChunkParser(device.Handle());
+    made->places_.resize(count);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        Place& place = made->places_[i];
+        place.buffer.reset(arv_buffer_new_full(size, buffers[i], &place, nullptr));
+        made->Push(ARV_BUFFER(g_object_ref(place.buffer.get())));
+    }
+    *transfer = made;
+    return kGevOk;
+}
+
+Transfer::~Transfer()
+{
+    const std::lock_guard lock(device_.Mutex());
+    stream_.reset();
+}
+
+bool Transfer::IsStarted() const
+{
+    const std::lock_guard lock(mutex_);
+    return started_;
+}
+
+void Transfer::Start(std::uint32_t frames, const Geometry& geometry)
+{
+    const HoldSignals hold;
+    const std::lock_guard lock(mutex_);
+    geometry_ = geometry;
+    framesLeft_ = frames == kForEverAsked ? kForEver : frames;
+    ids_.Restart();
+    if (!running_) { // anew, or the frames that begin at 1 again pass for late ones
+        arv_stream_start_thread(stream_.get());
+        running_ = true;
+    }
+    started_ = true;
+}
+
+void Transfer::Stop()
+{
+    const std::lock_guard lock(mutex_);
+    started_ = false;
+    if (running_) {
+        arv_stream_stop_thread(stream_.get(), FALSE);
+        running_ = false;
+    }
+    Drain();
+    ForgetFrameValues();
+}
+
+void Transfer::Retire()
+{
+    const HoldSignals hold;
+    const std::lock_guard lock(mutex_);
+    started_ = false;
+    retired_ = true;
+    // The stream lets go of its buffers only when its thread is stopped, and wants to find a thread
+    // when it goes itself; that one has no buffer to write to.
+    if (!running_) {
+        arv_stream_start_thread(stream_.get());
+    }
+    arv_stream_stop_thread(stream_.get(), TRUE);
+    arv_stream_start_thread(stream_.get());
+    running_ = true;
+}
+
+/** Gives a buffer, and the reference to it, to the stream. A frame whose first packet is lost
+ * leaves number and time as they are, so those of the frame before must not be there. */
+void Transfer::Push(ArvBuffer* buffer)
+{
+    arv_buffer_set_frame_id(buffer, kNoNumber);
+    arv_buffer_set_timestamp(buffer, 0);
+    arv_stream_push_buffer(stream_.get(), buffer);
+}
+
+/** Hands undelivered frames back to the stream. */
+void Transfer::Drain()
+{
+    while (ArvBuffer* buffer = arv_stream_try_pop_buffer(stream_.get())) {
+        Push(buffer);
+    }
+}
+
+int Transfer::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
+{
+    *frame = nullptr;
+    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    for (;;) {
+        const auto left =
+            std::clamp(std::chrono::duration_cast<std::chrono::microseconds>(end - Clock::now()),
+                       std::chrono::microseconds(0), std::chrono::microseconds(kSlice));
+        ArvBuffer* buffer =
+            arv_stream_timeout_pop_buffer(stream_.get(), static_cast<guint64>(left.count()));
+        const std::lock_guard lock(mutex_);
+        if (buffer != nullptr) {
+            int status = kGevOk;
+            Place* const place = Receive(buffer, &status);
+            if (place != nullptr) {
+                *frame = &place->entry;
+                return status;
+            }
+            continue;
+        }
+        if (retired_) {
+            return kGevNotReady;
+        }
+        if (Clock::now() >= end) {
+            return kGevTimeout;
+        }
+    }
+}
+
+/** Frames between the one before and this one. The library counts packets that found no buffer,
+ * which tells why frames are missing, but not how many. */
+void Transfer::CountMissing(std::uint64_t frames)
+{
+    if (frames == 0) {
+        return;
+    }
+    const std::uint64_t unplaced = UnplacedPackets();
+    (unplaced != unplacedAtGap_ ? underruns_ : lost_) += frames;
+    unplacedAtGap_ = unplaced;
+}
+
+std::uint64_t Transfer::UnplacedPackets() const
+{
+    return Info(stream_.get(), "n_underruns");
+}
+
+Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
+{
+    const ArvBufferStatus result = arv_buffer_get_status(buffer);
+    if (retired_) {
+        g_object_unref(buffer); // nothing may be written to it any more
+        return nullptr;
+    }
+    const bool nothing = result == ARV_BUFFER_STATUS_CLEARED || result == ARV_BUFFER_STATUS_ABORTED;
+    if (nothing || !started_ || framesLeft_ == 0) {
+        Push(buffer);
+        return nullptr;
+    }
+    auto& place = *const_cast<Place*>(static_cast<const Place*>(arv_buffer_get_user_data(buffer)));
+    if (arv_buffer_get_frame_id(buffer) == kNoNumber) {
+        arv_buffer_set_frame_id(buffer, ids_.CameWithoutNumber());
+    } else {
+        CountMissing(ids_.Came(arv_buffer_get_frame_id(buffer)));
+    }
+    unplacedAtFrame_ = UnplacedPackets();
+    framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
+    const bool complete = result == ARV_BUFFER_STATUS_SUCCESS && HoldsImage(buffer);
+    if (complete) {
+        ++received_;
+        ReadFrameValues(buffer);
+        *status = kGevOk;
+    } else {
+        ++incomplete_;
+        ForgetFrameValues();
+        *status = kGevIncomplete;
+    }
+    Describe(place, complete);
+    place.taken = true;
+    g_object_unref(buffer); // the place has its own reference
+    return &place;
+}
+
+/** The library calls a frame a success that it cut to the buffer's size. */
+bool Transfer::HoldsImage(ArvBuffer* buffer) const
+{
+    std::size_t size = 0;
+    arv_buffer_get_data(buffer, &size);
+    return size >= geometry_.imageBytes;
+}
+
+void Transfer::Describe(Place& place, bool complete)
+{
+    ArvBuffer* const buffer = place.buffer.get();
+    std::size_t size = 0;
+    const void* const data = arv_buffer_get_data(buffer, &size);
+    const std::uint64_t ticks = TicksOf(arv_buffer_get_timestamp(buffer), tickFrequency_);
+    _tag_GEVBUF_ENTRY& entry = place.entry;
+    entry = {};
+    entry.status = complete ? kGevOk : kGevIncomplete;
+    entry.frameId = static_cast<std::uint32_t>(arv_buffer_get_frame_id(buffer));
+    entry.timestamp = ticks;
+    entry.timestampHigh = static_cast<std::uint32_t>(ticks >> 32);
+    entry.timestampLow = static_cast<std::uint32_t>(ticks);
+    entry.width = geometry_.width;
+    entry.height = geometry_.height;
+    entry.address = const_cast<void*>(data);
+    entry.receivedBytes = std::min<std::uint64_t>(size, geometry_.imageBytes);
+    if (!complete) {
+        return;
+    }
+    const ArvBufferPayloadType payload = arv_buffer_get_payload_type(buffer);
+    if (payload == ARV_BUFFER_PAYLOAD_TYPE_IMAGE) { // the frame says it itself
+        entry.width = static_cast<std::uint32_t>(arv_buffer_get_image_width(buffer));
+        entry.height = static_cast<std::uint32_t>(arv_buffer_get_image_height(buffer));
+    } else if (arv_buffer_has_chunks(buffer) && size > geometry_.imageBytes) {
+        entry.chunkData = static_cast<const std::uint8_t*>(data) + geometry_.imageBytes;
+        entry.chunkSize = static_cast<std::uint32_t>(size - geometry_.imageBytes);
+    }
+}
+
+/** There are none without a parser, and then nothing needs the device's lock. */
+void Transfer::ForgetFrameValues()
+{
+    if (chunks_ != nullptr) {
+        features_.ForgetFrameValues();
+    }
+}
+
+/** Gain and exposure time of the frame itself, when it brings them. */
+void Transfer::ReadFrameValues(ArvBuffer* buffer)
+{
+    ForgetFrameValues();
+    if (chunks_ == nullptr || !arv_buffer_has_chunks(buffer)) {
+        return;
+    }
+    static constexpr struct {
+        const char* chunk;
+        const char* feature;
+    } kValues[] = {{kChunkGain, "Gain"}, {kChunkExposure, "ExposureTime"}};
+    for (const auto& row : kValues) {
+        ErrorSlot error;
+        const double value =
+            arv_chunk_parser_get_float_value(chunks_.get(), buffer, row.chunk, error.Out());
+        if (!error) { // a frame without this chunk is as good as any
+            features_.SetFrameValue(row.feature, value);
+        }
+    }
+}
+
+int Transfer::Release(_tag_GEVBUF_ENTRY* frame)
+{
+    const std::lock_guard lock(mutex_);
+    Place* const place = PlaceOf(frame);
+    if (place == nullptr || !place->taken) {
+        return kGevInvalidArgument;
+    }
+    place->taken = false;
+    if (!retired_) {
+        Push(ARV_BUFFER(g_object_ref(place->buffer.get())));
+    }
+    return kGevOk;
+}
+
+/** Null for a record that is none of ours. Never followed before that is known. */
+Transfer::Place* Transfer::PlaceOf(const _tag_GEVBUF_ENTRY* frame)
+{
+    const auto first = reinterpret_cast<std::uintptr_t>(&places_.front().entry);
+    const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(frame) - first;
+    const std::uintptr_t index = offset / sizeof(Place);
+    const bool ours = offset % sizeof(Place) == 0 && index < places_.size();
+    return ours ? &places_[index] : nullptr;
+}
+
+GEV_TRANSFER_STATISTICS Transfer::Statistics() const
+{
+    const std::lock_guard lock(mutex_);
+    GEV_TRANSFER_STATISTICS counts{};
+    counts.framesReceived = received_;
+    counts.framesIncomplete = incomplete_;
+    // Those since the last frame are counted once a frame comes; till then their packets tell.
+    counts.underruns = underruns_ + (UnplacedPackets() - unplacedAtFrame_) / packetsOfFrame_;
+    counts.framesLost = lost_;
+    counts.packetsReceived = Info(stream_.get(), "n_received_packets");
+    counts.packetsResent = Info(stream_.get(), "n_resent_packets");
+    counts.packetsMissing = Info(stream_.get(), "n_missing_packets");
+    return counts;
+}
+
+} // namespace net

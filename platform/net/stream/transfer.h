@@ -1,0 +1,97 @@
+/** One transfer: the caller's buffers, the library's stream that fills them, and what came. */
+#pragma once
+
+#include "gev_api.h"
+#include "net/control/device.h"
+#include "net/library_owners.h"
+#include "net/nodes/feature_map.h"
+#include "net/stream/frame_ids.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace net
+{
+
+/** What every frame of a transfer looks like. */
+struct Geometry {
+    std::uint32_t width = 0;  ///< pixels
+    std::uint32_t height = 0; ///< lines
+    std::uint64_t imageBytes = 0;
+};
+
+/** Made by GevInitializeTransfer, gone with GevFreeTransfer. Statuses are GevStatus.
+ *
+ *  Threads: Wait may run beside every other operation. Where two of them need the same, the mutex
+ *  keeps them apart; nobody waits for a frame or for the camera while holding it. */
+class Transfer
+{
+public:
+    /** Buffers of `size` bytes in the caller's memory, which outlives this object. */
+    static int Make(Device& device, FeatureMap& features, std::uint32_t frameTimeoutMs,
+                    std::uint64_t size, std::uint32_t count, void** buffers,
+                    std::shared_ptr<Transfer>* transfer);
+    ~Transfer();
+    Transfer(const Transfer&) = delete;
+    Transfer& operator=(const Transfer&) = delete;
+
+    bool IsStarted() const;
+    /** The library's side runs from here on; the camera's acquisition is the caller's affair. */
+    void Start(std::uint32_t frames, const Geometry& geometry);
+    /** Frames that are not in the caller's hands are dropped. */
+    void Stop();
+    /** From now on nothing is written to the caller's memory, and every Wait returns kGevNotReady,
+     *  soon. Comes last. */
+    void Retire();
+    int Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs);
+    int Release(_tag_GEVBUF_ENTRY* frame);
+    GEV_TRANSFER_STATISTICS Statistics() const;
+
+private:
+    struct Place {
+        Ref<ArvBuffer> buffer;
+        _tag_GEVBUF_ENTRY entry{};
+        bool taken = false; ///< in the caller's hands
+    };
+
+    Transfer(Device& device, FeatureMap& features);
+    Place* PlaceOf(const _tag_GEVBUF_ENTRY* frame);
+    /** A buffer that came from the stream, under the mutex: a frame for the caller, or null. */
+    Place* Receive(ArvBuffer* buffer, int* status);
+    bool HoldsImage(ArvBuffer* buffer) const;
+    void Describe(Place& place, bool complete);
+    void ReadFrameValues(ArvBuffer* buffer);
+    void ForgetFrameValues();
+    void CountMissing(std::uint64_t frames);
+    std::uint64_t UnplacedPackets() const;
+    void Push(ArvBuffer* buffer);
+    void Drain();
+
+    Device& device_;
+    FeatureMap& features_;
+    mutable std::mutex mutex_;
+    Ref<ArvStream> stream_;
+    Ref<ArvChunkParser> chunks_; ///< null: the camera's description has no chunk that is read
+    std::vector<Place> places_;
+    Geometry geometry_;
+    std::uint64_t tickFrequency_ = 0; ///< Hz
+    FrameIds ids_;
+    bool started_ = false;
+    bool running_ = true; ///< the library's thread
+    bool retired_ = false;
+    std::uint64_t framesLeft_ = 0; ///< of those asked for; for ever: kForEver
+    std::uint64_t received_ = 0;
+    std::uint64_t incomplete_ = 0;
+    std::uint64_t lost_ = 0;
+    std::uint64_t underruns_ = 0;
+    std::uint64_t packetsOfFrame_ = 1;
+    std::uint64_t unplacedAtGap_ = 0;   ///< packets without a buffer, when frames were last missed
+    std::uint64_t unplacedAtFrame_ = 0; ///< the same, when a frame was last delivered
+};
+
+/** Nanoseconds as the library gives them back to the camera's ticks: it rounds down. */
+std::uint64_t TicksOf(std::uint64_t ns, std::uint64_t frequency);
+
+} // namespace net

@@ -1,0 +1,143 @@
+/** The features of a simulated camera: its nodes, its settings, and what depends on what.
+ *
+ *  Every feature exists in the camera whatever the set-up hides or mistypes: hidden ones keep
+ *  working inside, as the width of a camera that does not tell it. The node map shows what the
+ *  set-up leaves.
+ *
+ *  Threads: under the camera's lock, but for the node map, which nobody changes once it is built.
+ */
+#pragma once
+
+#include "genapi/node_map.h"
+#include "genapi/nodes.h"
+#include "sim/camera/timing.h"
+#include "sim_control.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim
+{
+
+/** How a sample becomes brighter or darker on its way into the picture. */
+struct ToneFeatures {
+    static constexpr std::size_t kMostEntries = 4096;
+
+    genapi::EnumerationNode* mode = nullptr;
+    genapi::EnumerationNode* type = nullptr;
+    genapi::EnumerationNode* size = nullptr; ///< its value: bits of an entry
+    genapi::IntegerNode* entries = nullptr;  ///< kMostEntries cells for each channel
+    std::size_t channels = 1;                ///< tables: 1, or one per colour
+    genapi::FloatNode* gamma = nullptr;
+    std::uint64_t revision = 0; ///< counts the writes to any of these
+
+    /** A table whose entries are narrower than the pixels of a format passes them by. */
+    bool ActsOn(std::int64_t pixelBits) const
+    {
+        return type->Symbolic() != "UserDefined" || size->Value() >= pixelBits;
+    }
+};
+
+struct WhiteBalanceFeatures {
+    genapi::EnumerationNode* mode = nullptr;
+    genapi::EnumerationNode* period = nullptr;    ///< its value: seconds
+    genapi::EnumerationNode* reference = nullptr; ///< its value: a channel
+    genapi::FloatNode* ratio = nullptr;           ///< one cell per channel
+    std::uint64_t asked = 0;                      ///< counts the writes to the mode
+};
+
+/** One cell for each of Line1 to Line4. */
+struct LineFeatures {
+    genapi::EnumerationNode* source = nullptr;
+    genapi::BooleanNode* inverter = nullptr;
+    genapi::IntegerNode* delay = nullptr; ///< us, as the duration
+    genapi::IntegerNode* duration = nullptr;
+};
+struct BrightnessFeatures {
+    genapi::EnumerationNode* mode = nullptr; ///< null: the selectors alone decide
+    genapi::EnumerationNode* sequence = nullptr;
+    genapi::IntegerNode* target = nullptr;
+    genapi::EnumerationNode* exposureAuto = nullptr;
+    genapi::FloatNode* exposureMin = nullptr;
+    genapi::FloatNode* exposureMax = nullptr;
+    genapi::EnumerationNode* gainAuto = nullptr;
+    genapi::EnumerationNode* gainSource = nullptr; ///< its position: a cell of the gain
+    genapi::FloatNode* gainMin = nullptr;
+    genapi::FloatNode* gainMax = nullptr;
+
+    bool ExposureRegulated() const { return IsOn(*exposureAuto); }
+    bool GainRegulated() const { return IsOn(*gainAuto); }
+
+private:
+    bool IsOn(const genapi::EnumerationNode& selector) const
+    {
+        return (mode == nullptr || mode->Symbolic() == "Active") &&
+               selector.Symbolic() == "Continuous";
+    }
+};
+
+/** What the features ask of their camera. */
+struct CameraState {
+    std::function<bool()> streaming;
+    std::function<std::int64_t()> nowNs;
+};
+
+class CameraFeatures
+{
+public:
+    CameraFeatures(const CameraSetup& setup, genapi::AccessHook& hook, CameraState state);
+
+    genapi::NodeMap& Map() { return map_; }
+    /** A feature that the camera shows; null otherwise. */
+    genapi::Feature* Shown(std::string_view name);
+
+    genapi::IntegerNode* width = nullptr;
+    genapi::IntegerNode* height = nullptr;
+    genapi::IntegerNode* offsetX = nullptr;
+    genapi::IntegerNode* offsetY = nullptr;
+    genapi::EnumerationNode* pixelFormat = nullptr;
+    genapi::BooleanNode* reverseX = nullptr;
+    genapi::BooleanNode* reverseY = nullptr;
+    genapi::FloatNode* exposureTime = nullptr;
+    genapi::FloatNode* frameRate = nullptr;
+    genapi::FloatNode* gain = nullptr; ///< cell 0: sensor, cell 1: digital
+    ToneFeatures tone;
+    WhiteBalanceFeatures whiteBalance; ///< its nodes are null in a camera without colours
+    LineFeatures lines;
+    BrightnessFeatures brightness;
+    genapi::BooleanNode* chunkMode = nullptr;
+    genapi::BooleanNode* chunkEnable = nullptr; ///< one cell per chunk, in the order of chunks.h
+
+    /** Width, height and offsets as frames have them: inside the sensor, whatever a script stored.
+     */
+    struct Region {
+        std::uint32_t width;
+        std::uint32_t height;
+        std::uint32_t offsetX;
+        std::uint32_t offsetY;
+    };
+    Region FrameRegion() const;
+    std::uint64_t PixelBytes() const;
+    std::uint64_t PayloadBytes() const;
+    /** Bit n: chunk n of chunks.h goes with each frame. 0 while chunk mode is off. */
+    unsigned ChunksOn() const;
+    FrameCost Cost() const;
+
+private:
+    friend class FeatureBuilder;
+    void Publish();
+    genapi::Feature* StandIn(const std::string& name, NodeKind kind);
+
+    const CameraSetup& setup_;
+    genapi::AccessHook& hook_;
+    CameraState state_;
+    std::vector<std::unique_ptr<genapi::Feature>> owned_; // in the order of their description
+    std::vector<std::unique_ptr<genapi::Feature>> standIns_;
+    std::vector<genapi::Feature*> shown_;
+    genapi::NodeMap map_;
+};
+
+} // namespace sim

@@ -1,0 +1,80 @@
+/** Makes the nodes of a camera, group by group, in the order in which the camera describes them. */
+#pragma once
+
+#include "sim/camera/camera_features.h"
+
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace sim
+{
+
+class FeatureBuilder
+{
+public:
+    using Integer = genapi::IntegerNode;
+    using Float = genapi::FloatNode;
+    using Boolean = genapi::BooleanNode;
+    using Enumeration = genapi::EnumerationNode;
+
+    explicit FeatureBuilder(CameraFeatures& features)
+        : features_(features), setup_(features.setup_), state_(features.state_)
+    {
+    }
+    void Build();
+
+private:
+    void Geometry();
+    void Format();
+    void Acquisition();
+    void Gain();
+    void AutoBrightness();
+    void Tone();
+    void WhiteBalance();
+    void ChunkData();
+    void Lines();
+    void Device();
+
+    struct EntryList {
+        std::string_view first; ///< in force at power-up
+        std::vector<std::pair<std::string, std::int64_t>> entries;
+        std::function<bool(std::int64_t)> refuses = nullptr;
+    };
+    /** One direction of the region; `sensor` and `step` in pixels. */
+    struct Axis {
+        const char* fullName;
+        const char* sizeName;
+        const char* offsetName;
+        std::int64_t sensor;
+        std::int64_t step;
+    };
+    /** `size` and `offset` are set, and asked later: they are members of the features. */
+    void AddAxis(const Axis& axis, Integer*& size, Integer*& offset);
+
+    /** Entries by name, numbered from 0; the first one is in force. */
+    static EntryList Names(std::initializer_list<const char*> names);
+
+    Integer* AddInteger(genapi::NodeSpec spec, Integer::Limits limits, std::int64_t value,
+                        std::function<std::int64_t()> computed = nullptr);
+    Float* AddFloat(genapi::NodeSpec spec, Float::Limits limits, double value,
+                    std::function<double(double)> shown = nullptr);
+    Boolean* AddBoolean(genapi::NodeSpec spec, bool value);
+    Enumeration* AddEnumeration(genapi::NodeSpec spec, EntryList list);
+
+    bool IsColor() const { return setup_.model == Model::Color; }
+    /** False: the set-up hides or mistypes the feature. */
+    bool ShowsAsItIs(const std::string& name) const;
+    /** Fixed while frames flow. */
+    std::function<genapi::EAccessMode()> WhileStopped() const;
+    /** Of a set-up that locks it: fixed while frames flow and `regulated` says so. */
+    std::function<genapi::EAccessMode()> UnlessLocked(std::function<bool()> regulated) const;
+    template <class Node> Node* Keep(std::unique_ptr<Node> node);
+
+    CameraFeatures& features_;
+    const CameraSetup& setup_;
+    const CameraState& state_;
+};
+
+} // namespace sim

@@ -1,0 +1,138 @@
+/** Automatic functions, tone, colour, output lines and the device itself: settings that a frame
+ *  does not consist of. */
+#include "sim/camera/feature_builder.h"
+#include "sim/picture/picture_job.h"
+
+#include <cmath>
+#include <numbers>
+
+namespace sim
+{
+
+namespace
+{
+
+constexpr auto kMostLutEntries = static_cast<std::int64_t>(ToneFeatures::kMostEntries);
+constexpr std::int64_t kLongestPulseUs = 2'000'000;
+
+/** The housing breathes: degrees Celsius around the configured temperature, over ten minutes. */
+double TemperatureDrift(std::int64_t ns)
+{
+    constexpr double kPeriodNs = 600e9;
+    return 0.75 * std::sin(2 * std::numbers::pi * static_cast<double>(ns) / kPeriodNs);
+}
+
+} // namespace
+
+void FeatureBuilder::AutoBrightness()
+{
+    BrightnessFeatures& brightness = features_.brightness;
+    Enumeration* mode = AddEnumeration({.name = "autoBrightnessMode"}, Names({"Off", "Active"}));
+    brightness.mode = ShowsAsItIs("autoBrightnessMode") ? mode : nullptr;
+    brightness.sequence =
+        AddEnumeration({.name = "autoBrightnessSequence"},
+                       Names({"Gain_Exposure_Iris", "Exposure_Gain_Iris", "Iris_Exposure_Gain"}));
+    brightness.target = AddInteger({.name = "autoBrightnessTarget"}, {.max = 255}, 128);
+    brightness.exposureAuto =
+        AddEnumeration({.name = "ExposureAuto"}, Names({"Off", "Continuous"}));
+    brightness.exposureMin = AddFloat({.name = "exposureAutoMinValue", .unit = "us"},
+                                      {.min = 10, .max = 2'000'000}, 100);
+    brightness.exposureMax = AddFloat({.name = "exposureAutoMaxValue", .unit = "us"},
+                                      {.min = 10, .max = 2'000'000}, 30'000);
+    brightness.gainAuto = AddEnumeration({.name = "GainAuto"}, Names({"Off", "Continuous"}));
+    brightness.gainSource =
+        AddEnumeration({.name = "gainAutoSource"}, Names({"SensorAll", "DigitalAll"}));
+    brightness.gainMin = AddFloat({.name = "gainAutoMinValue"}, {.min = 1, .max = 8}, 1);
+    brightness.gainMax = AddFloat({.name = "gainAutoMaxValue"}, {.min = 1, .max = 8}, 8);
+}
+
+/** One table of 2^n entries of n bits per channel, as lutSize says. At power-up each entry maps to
+ *  itself. */
+void FeatureBuilder::Tone()
+{
+    ToneFeatures& tone = features_.tone;
+    const auto changed = [&tone] { ++tone.revision; };
+    tone.mode = AddEnumeration({.name = "lutMode", .modeNow = WhileStopped(), .written = changed},
+                               Names({"Off", "Active"}));
+    tone.type = AddEnumeration({.name = "lutType", .written = changed},
+                               Names({"UserDefined", "GammaCorrection"}));
+    genapi::EnumerationNode* size =
+        AddEnumeration({.name = "lutSize", .mode = GenApi_3_0::RO, .written = changed},
+                       {"Bpp8", {{"Bpp8", 8}, {"Bpp10", 10}, {"Bpp12", 12}}});
+    tone.size = size;
+    const Enumeration* channel =
+        AddEnumeration({.name = "LUTSelector"},
+                       IsColor() ? Names({"Red", "Green", "Blue"}) : Names({"Luminance"}));
+    const auto last = [size] { return (std::int64_t{1} << size->Value()) - 1; };
+    const Integer* index =
+        AddInteger({.name = "LUTIndex"}, {.max = kMostLutEntries - 1, .maxNow = last}, 0);
+    tone.entries =
+        AddInteger({.name = "LUTValue", .selectedBy = {channel, index}, .written = changed},
+                   {.max = kMostLutEntries - 1, .maxNow = last}, 0);
+    tone.channels = channel->Positions();
+    for (std::size_t cell = 0; cell < tone.channels * ToneFeatures::kMostEntries; ++cell) {
+        tone.entries->StoreAt(cell, static_cast<std::int64_t>(cell % ToneFeatures::kMostEntries));
+    }
+    tone.gamma =
+        AddFloat({.name = "gammaCorrection", .written = changed}, {.min = 0.1, .max = 4}, 1);
+}
+
+void FeatureBuilder::WhiteBalance()
+{
+    WhiteBalanceFeatures& balance = features_.whiteBalance;
+    balance.mode =
+        AddEnumeration({.name = "BalanceWhiteAuto", .written = [&balance] { ++balance.asked; }},
+                       Names({"Off", "Periodic"}));
+    balance.period =
+        AddEnumeration({.name = "balanceWhitePeriod"},
+                       {"Every5s", {{"Every1s", 1}, {"Every5s", 5}, {"Every30s", 30}}});
+    balance.reference =
+        AddEnumeration({.name = "balanceRatioReference"},
+                       {"Green", {{"Red", kRed}, {"Green", kGreen}, {"Blue", kBlue}}});
+    const Enumeration* selector = // in the order of the channels
+        AddEnumeration({.name = "BalanceRatioSelector"}, Names({"Red", "Green", "Blue"}));
+    balance.ratio =
+        AddFloat({.name = "BalanceRatio", .selectedBy = {selector}}, {.min = 0.25, .max = 4}, 1);
+}
+
+/** Lines 1 and 2 are inputs, lines 3 and 4 outputs. */
+void FeatureBuilder::Lines()
+{
+    const Enumeration* selector =
+        AddEnumeration({.name = "LineSelector"}, Names({"Line1", "Line2", "Line3", "Line4"}));
+    const auto onOutputs = [selector] {
+        return selector->Position() >= 2 ? GenApi_3_0::RW : GenApi_3_0::NA;
+    };
+    LineFeatures& lines = features_.lines;
+    lines.source =
+        AddEnumeration({.name = "outputLineSource", .modeNow = onOutputs, .selectedBy = {selector}},
+                       Names({"Off", "ExposureActive"}));
+    lines.inverter = AddBoolean({.name = "LineInverter", .selectedBy = {selector}}, false);
+    const auto addPulse = [&](const char* name) {
+        return AddInteger(
+            {.name = name, .unit = "us", .modeNow = onOutputs, .selectedBy = {selector}},
+            {.max = kLongestPulseUs}, 0);
+    };
+    lines.delay = addPulse("outputLinePulseDelay");
+    lines.duration = addPulse("outputLinePulseDuration");
+}
+
+void FeatureBuilder::Device()
+{
+    AddInteger({.name = "GevTimestampTickFrequency", .unit = "Hz", .mode = GenApi_3_0::RO}, {},
+               static_cast<std::int64_t>(setup_.tickFrequency));
+    const Enumeration* selector =
+        AddEnumeration({.name = "DeviceTemperatureSelector"}, Names({"Internal", "MaxInternal"}));
+    const std::int64_t startNs = state_.nowNs();
+    AddFloat({.name = "DeviceTemperature",
+              .unit = "C",
+              .mode = GenApi_3_0::RO,
+              .selectedBy = {selector}},
+             {.min = -40, .max = 125}, setup_.temperatureC,
+             [now = state_.nowNs, startNs, selector](double base) {
+                 const bool warmest = selector->Position() == 1;
+                 return base + (warmest ? 0.75 : TemperatureDrift(now() - startNs));
+             });
+}
+
+} // namespace sim

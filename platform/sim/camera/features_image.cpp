@@ -1,0 +1,123 @@
+/** Region, format, acquisition, gain, chunks: what a frame consists of. */
+#include "sim/camera/feature_builder.h"
+#include "sim/picture/pixel_packing.h"
+
+#include <algorithm>
+
+namespace sim
+{
+
+namespace
+{
+
+// Steps and smallest size of the region. Four pixels keep every format at whole bytes per line and
+// both colour patterns in phase.
+constexpr std::int64_t kStepX = 4;
+constexpr std::int64_t kStepY = 2;
+constexpr std::int64_t kSmallest = 16;
+
+constexpr double kShortestExposureUs = 10;
+constexpr double kLongestExposureUs = 2'000'000;
+constexpr double kUsualExposureUs = 10'000;
+constexpr double kUsualRate = 30;
+
+} // namespace
+
+/** Size and offset limit each other: a region moves by shrinking first and growing last. */
+void FeatureBuilder::AddAxis(const Axis& axis, Integer*& size, Integer*& offset)
+{
+    AddInteger({.name = axis.fullName, .unit = "px", .mode = GenApi_3_0::RO},
+               {.min = axis.sensor, .max = axis.sensor}, axis.sensor);
+    const std::int64_t whole =
+        std::max(axis.sensor - axis.sensor % axis.step, std::min(axis.sensor, kSmallest));
+    size = AddInteger({.name = axis.sizeName, .unit = "px", .modeNow = WhileStopped()},
+                      {.min = std::min(kSmallest, whole),
+                       .max = whole,
+                       .inc = axis.step,
+                       .maxNow = [whole, &offset] { return whole - offset->Value(); }},
+                      whole);
+    offset = AddInteger({.name = axis.offsetName, .unit = "px", .modeNow = WhileStopped()},
+                        {.max = whole,
+                         .inc = axis.step,
+                         .maxNow = [whole, &size] { return whole - size->Value(); }},
+                        0);
+}
+
+void FeatureBuilder::Geometry()
+{
+    CameraFeatures& camera = features_;
+    AddAxis({"WidthMax", "Width", "OffsetX", setup_.sensorWidth, kStepX}, camera.width,
+            camera.offsetX);
+    AddAxis({"HeightMax", "Height", "OffsetY", setup_.sensorHeight, kStepY}, camera.height,
+            camera.offsetY);
+    camera.reverseX = AddBoolean({.name = "ReverseX"}, false);
+    camera.reverseY = AddBoolean({.name = "ReverseY"}, false);
+}
+
+void FeatureBuilder::Format()
+{
+    EntryList list;
+    if (IsColor()) {
+        list = {"YUV422Packed",
+                {{"Mono8", kMono8}, {"BayerRG8", kBayerRg8}, {"YUV422Packed", kYuv422Packed}}};
+    } else {
+        list = {"Mono8", {{"Mono8", kMono8}, {"Mono12", kMono12}, {"Mono12Packed", kMono12Packed}}};
+    }
+    list.refuses = [&refused = setup_.refusedFormats](std::int64_t code) {
+        return std::find(refused.begin(), refused.end(), code) != refused.end();
+    };
+    features_.pixelFormat =
+        AddEnumeration({.name = "PixelFormat", .modeNow = WhileStopped()}, std::move(list));
+    AddInteger({.name = "PayloadSize", .unit = "B", .mode = GenApi_3_0::RO}, {}, 0,
+               [&camera = features_] { return static_cast<std::int64_t>(camera.PayloadBytes()); });
+}
+
+/** The rate that is read is the resulting one: what was asked for, or what exposure, read-out and
+ *  link allow when that is less. The rate asked for comes back with a shorter exposure. */
+void FeatureBuilder::Acquisition()
+{
+    CameraFeatures& camera = features_;
+    camera.exposureTime = AddFloat(
+        {.name = "ExposureTime", .unit = "us", .modeNow = UnlessLocked([&camera] {
+                                                   return camera.brightness.ExposureRegulated();
+                                               })},
+        {.min = kShortestExposureUs, .max = kLongestExposureUs}, kUsualExposureUs);
+    const auto highest = [&camera] { return HighestRate(camera.Cost()); };
+    camera.frameRate =
+        AddFloat({.name = "AcquisitionFrameRate", .unit = "Hz"},
+                 {.min = kLowestRate, .max = kHighestRate, .maxNow = highest}, kUsualRate,
+                 [highest](double asked) { return std::min(highest(), asked); });
+}
+
+void FeatureBuilder::Gain()
+{
+    const Enumeration* selector =
+        AddEnumeration({.name = "GainSelector"}, Names({"SensorAll", "DigitalAll"}));
+    const auto regulated = [selector, &brightness = features_.brightness] {
+        return brightness.GainRegulated() &&
+               brightness.gainSource->Position() == selector->Position();
+    };
+    features_.gain =
+        AddFloat({.name = "Gain", .modeNow = UnlessLocked(regulated), .selectedBy = {selector}},
+                 {.min = 1, .max = 8}, 1);
+}
+
+/** The monochrome model spells its counter chunk with a small initial, the colour one with a
+ *  capital. */
+void FeatureBuilder::ChunkData()
+{
+    CameraFeatures& camera = features_;
+    camera.chunkMode = AddBoolean({.name = "ChunkModeActive"}, false);
+    const Enumeration* selector = AddEnumeration(
+        {.name = "ChunkSelector"},
+        Names({"Gain", "ExposureTime", "Timestamp",
+               IsColor() ? "Counter1ValueAtReset" : "counter1ValueAtReset"})); // as in chunks.h
+    camera.chunkEnable = AddBoolean(
+        {.name = "ChunkEnable",
+         .modeNow =
+             [&camera] { return camera.chunkMode->Value() ? GenApi_3_0::RW : GenApi_3_0::RO; },
+         .selectedBy = {selector}},
+        false);
+}
+
+} // namespace sim

@@ -1,0 +1,144 @@
+#include "sim/camera/sensor.h"
+
+#include "injection/record.h"
+#include "sim/camera/camera_model.h"
+#include "sim/picture/pixel_packing.h"
+
+#include <algorithm>
+
+namespace sim
+{
+
+Sensor::Sensor(CameraModel& camera, Scene& scene)
+    : camera_(camera), random_(camera.Setup().seed),
+      automatic_(camera.Features(), scene, camera.Setup().driftPpm)
+{
+}
+
+void Sensor::Start(std::int64_t nowNs, std::uint32_t frames)
+{
+    running_ = true;
+    framesLeft_ = frames;
+    nextStartNs_ = nowNs;
+    lastArrivalNs_ = nowNs;
+    nextId_ = 1;
+}
+
+std::int64_t Sensor::NextStartNs() const
+{
+    if (!running_ || framesLeft_ == 0) {
+        return kNever;
+    }
+    return camera_.Attendance().WhenBackNs(nextStartNs_); // nothing is exposed while it is away
+}
+
+void Sensor::Describe(Frame* frame)
+{
+    const CameraFeatures& features = camera_.Features();
+    const CameraFeatures::Region region = features.FrameRegion();
+    PictureJob& job = frame->job;
+    job.sensorWidth = camera_.Setup().sensorWidth;
+    job.sensorHeight = camera_.Setup().sensorHeight;
+    job.offsetX = region.offsetX;
+    job.offsetY = region.offsetY;
+    job.width = region.width;
+    job.height = region.height;
+    job.pixelFormat = static_cast<std::uint32_t>(features.pixelFormat->Value());
+    job.reverseX = features.reverseX->Value();
+    job.reverseY = features.reverseY->Value();
+    job.frameNumber = frame->id;
+    job.exposureUs = features.exposureTime->Value();
+    job.gain = features.gain->At(0) * features.gain->At(1);
+    for (unsigned channel = 0; channel < kChannels && features.whiteBalance.ratio != nullptr;
+         ++channel) {
+        job.balance[channel] = features.whiteBalance.ratio->At(channel);
+    }
+    const bool wide = job.pixelFormat == kMono12 || job.pixelFormat == kMono12Packed;
+    job.tone = features.tone.ActsOn(wide ? 12 : 8) ? tone_.Current(features.tone) : nullptr;
+    job.noise = camera_.Setup().noise;
+    job.noiseSeed = camera_.Setup().seed;
+    frame->pixelBytes = features.PixelBytes();
+    frame->chunks = features.ChunksOn();
+    frame->values.gain = features.gain->At(0);
+    frame->values.exposureUs = job.exposureUs;
+}
+
+Frame Sensor::Expose()
+{
+    Frame frame;
+    frame.startNs = NextStartNs();
+    frame.id = nextId_++;
+    Describe(&frame);
+    automatic_.BeforeExposure(frame.startNs, &frame.job);
+    frame.values.counter = exposed_++;
+    framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
+
+    const CameraSetup& setup = camera_.Setup();
+    const FrameCost cost = camera_.Features().Cost();
+    const auto clockNs = [&](double us) { return ClockNs(us, setup.driftPpm); };
+    const std::int64_t readOutNs = frame.startNs + clockNs(cost.exposureUs + cost.readoutUs);
+    camera_.Lines().Exposed(frame.id, frame.startNs, frame.startNs + clockNs(cost.exposureUs),
+                            setup.driftPpm);
+    const std::int64_t jitterNs =
+        setup.jitterUs > 0 ? clockNs(setup.jitterUs * random_.Normal()) : 0;
+    frame.arrivalNs = std::max(readOutNs, readOutNs + clockNs(cost.transferUs) + jitterNs);
+
+    Strike(&frame);
+    lastArrivalNs_ = std::max(lastArrivalNs_, frame.arrivalNs);
+    frame.arrivalNs = lastArrivalNs_;
+    const double rate = std::max(kLowestRate, camera_.Features().frameRate->Value());
+    const double periodUs = std::max(1e6 / rate, cost.ShortestPeriodUs());
+    automatic_.AfterExposure(frame.job);
+    nextStartNs_ = frame.startNs + std::max<std::int64_t>(clockNs(periodUs), 1);
+    return frame;
+}
+
+/** The script's part. Jumps come before the time stamp is taken. */
+void Sensor::Strike(Frame* frame)
+{
+    Record& record = Record::Get();
+    record.CountFrame();
+    const auto due = FaultTable::Get().Due(Trigger::Frame, "", camera_.Setup().serial);
+    for (const Fault& fault : due) {
+        if (fault.effect == Effect::JumpTicks) {
+            camera_.Ticks().Jump(frame->startNs, fault.value);
+        }
+    }
+    frame->timestamp = camera_.Ticks().At(frame->startNs);
+    frame->values.timestamp = frame->timestamp;
+    frame->timestampHalves = frame->timestamp;
+    for (const Fault& fault : due) {
+        record.Add("fault", "frame " + std::to_string(frame->id));
+        switch (fault.effect) {
+        case Effect::Lose:
+            frame->lost = true;
+            break;
+        case Effect::Incomplete:
+            frame->incomplete = true;
+            break;
+        case Effect::Delay:
+            frame->arrivalNs += fault.value;
+            break;
+        case Effect::NullImage:
+            frame->nullImage = true;
+            break;
+        case Effect::NullFrame:
+            frame->nullFrame = true;
+            break;
+        case Effect::Timestamp:
+            frame->timestamp = static_cast<std::uint64_t>(fault.value);
+            frame->timestampHalves = frame->timestamp;
+            break;
+        case Effect::ZeroTimestamp:
+            frame->timestamp = 0;
+            break;
+        case Effect::Detach:
+            camera_.Detach(frame->startNs, fault.value);
+            break;
+        default:
+            break;
+        }
+    }
+}
+
+} // namespace sim

@@ -1,0 +1,78 @@
+/** The side of the stream that makes frames: when the next exposure starts, what the frame is made
+ *  of, and what the script does to it.
+ *
+ *  A frame takes the settings that are in force when its exposure starts; its time stamp is the
+ *  tick counter at that moment. It arrives when exposure, read-out and transfer are over, with the
+ *  jitter of the link, never before it is read out and never before the frame ahead of it.
+ *
+ *  Threads: under the camera's lock. All times are nanoseconds of the clock. */
+#pragma once
+
+#include "sim/camera/automatic_functions.h"
+#include "sim/camera/chunks.h"
+#include "sim/camera/timing.h"
+#include "sim/camera/tone.h"
+#include "sim/picture/scene.h"
+
+#include <cstdint>
+#include <limits>
+
+namespace sim
+{
+
+class CameraModel;
+
+/** One frame on its way. */
+struct Frame {
+    static constexpr std::uint32_t kNoBuffer = 0xFFFFFFFF;
+
+    PictureJob job;
+    std::uint64_t pixelBytes = 0;
+    unsigned chunks = 0;
+    ChunkValues values;
+    std::uint32_t id = 0;
+    std::uint64_t timestamp = 0;
+    std::uint64_t timestampHalves = 0; ///< high and low; differs from timestamp only by a fault
+    std::int64_t startNs = 0;
+    std::int64_t arrivalNs = 0;
+    bool lost = false;
+    bool incomplete = false;
+    bool nullImage = false;
+    bool nullFrame = false;
+    std::uint32_t buffer = kNoBuffer;
+};
+
+class Sensor
+{
+public:
+    static constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
+    static constexpr std::uint32_t kForEver = 0xFFFFFFFF;
+
+    /** Both outlive it. */
+    Sensor(CameraModel& camera, Scene& scene);
+
+    void Start(std::int64_t nowNs, std::uint32_t frames);
+    void Stop() { running_ = false; }
+    bool IsRunning() const { return running_; }
+    /** kNever when no frame is to come. */
+    std::int64_t NextStartNs() const;
+    /** Starts the next exposure at NextStartNs. */
+    Frame Expose();
+
+private:
+    void Describe(Frame* frame);
+    void Strike(Frame* frame);
+
+    CameraModel& camera_;
+    Random random_;
+    ToneMaker tone_;
+    AutomaticFunctions automatic_;
+    bool running_ = false;
+    std::uint32_t framesLeft_ = 0;
+    std::int64_t nextStartNs_ = 0;
+    std::int64_t lastArrivalNs_ = 0;
+    std::uint32_t nextId_ = 1;
+    std::uint64_t exposed_ = 0; // frames since the camera came up
+};
+
+} // namespace sim

@@ -1,0 +1,57 @@
+/** The simulated backend behind the contract. */
+#pragma once
+
+#include "gev_backend.h"
+#include "sim/camera/camera_model.h"
+
+#include <memory>
+
+namespace sim
+{
+
+/** An opened simulated camera: it has control, its transfer and its options; the settings are the
+ *  model's. */
+class SimCamera : public gevplat::Camera
+{
+public:
+    /** Has taken control of the model already and gives it back. */
+    explicit SimCamera(std::shared_ptr<CameraModel> model);
+    ~SimCamera() override;
+
+    GEV_DEVICE_INFO* Info() override;
+    GenApi_3_0::CNodeMapRef* NodeMap() override { return &nodeMap_; }
+    int GetOptions(GEV_CAMERA_OPTIONS* options) override;
+    int SetOptions(const GEV_CAMERA_OPTIONS& options) override;
+    int GetFeatureValue(const char* feature, int size, void* value) override;
+    int SetFeatureValue(const char* feature, int size, const void* value) override;
+    int GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat) override;
+    int InitializeTransfer(std::uint64_t size, std::uint32_t count, void** buffers) override;
+    int StartTransfer(std::uint32_t frames) override;
+    int AbortTransfer() override;
+    int FreeTransfer() override;
+    int WaitForNextFrame(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs) override;
+    int ReleaseFrame(_tag_GEVBUF_ENTRY* frame) override;
+    GEV_TRANSFER_STATISTICS Statistics() override;
+
+private:
+    /** Brings the camera up to now; kGevTimeout when it is away. Under the lock. */
+    int Reach();
+
+    std::shared_ptr<CameraModel> model_;
+    GenApi_3_0::CNodeMapRef nodeMap_;
+    GEV_DEVICE_INFO info_;
+    GEV_CAMERA_OPTIONS options_;
+};
+
+class SimBackend : public gevplat::Backend
+{
+public:
+    const char* Name() const override { return "sim"; }
+    int List(std::vector<GEV_DEVICE_INFO>* devices) override;
+    int Open(const GEV_DEVICE_INFO& device, int accessMode,
+             std::unique_ptr<gevplat::Camera>* camera) override;
+    /** The network stays as it is. */
+    void Uninitialize() override {}
+};
+
+} // namespace sim

@@ -1,0 +1,265 @@
+#include "sim/camera/stream.h"
+
+#include "injection/record.h"
+#include "sim/camera/camera_model.h"
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+namespace sim
+{
+
+namespace
+{
+
+constexpr std::int64_t kNsPerMs = 1'000'000;
+/** A waiting caller looks again this often when no frame is to come: another thread may have
+ *  started the transfer, or ended it. */
+constexpr std::int64_t kLookAgainNs = 10 * kNsPerMs;
+constexpr std::size_t kUsualFramesOnTheWay = 16;
+
+} // namespace
+
+Stream::Stream(CameraModel& camera, std::shared_ptr<const LightImage> image)
+    : camera_(camera), scene_(std::move(image)), sensor_(camera, scene_),
+      onTheWay_(kUsualFramesOnTheWay), waiting_(0)
+{
+}
+
+void Stream::Configure(std::uint32_t framesBuffered, std::uint32_t packetSize)
+{
+    framesBuffered_ = std::max(framesBuffered, 1U);
+    packetSize_ = std::max(packetSize, 1U);
+}
+
+void Stream::Advance(std::int64_t nowNs)
+{
+    for (;;) {
+        const std::int64_t startNs = sensor_.NextStartNs();
+        const std::int64_t arrivalNs =
+            onTheWay_.Empty() ? Sensor::kNever : onTheWay_.Front().arrivalNs;
+        if (std::min(startNs, arrivalNs) > nowNs ||
+            std::min(startNs, arrivalNs) == Sensor::kNever) {
+            return;
+        }
+        if (arrivalNs <= startNs) {
+            Arrive(onTheWay_.Pop());
+        } else {
+            onTheWay_.Push(sensor_.Expose());
+        }
+    }
+}
+
+int Stream::Initialize(std::uint64_t size, std::uint32_t count, void** buffers)
+{
+    if (IsRunning()) {
+        return kGevBusy;
+    }
+    if (size == 0 || count == 0 ||
+        std::find(buffers, buffers + count, nullptr) != buffers + count) {
+        return kGevInvalidArgument;
+    }
+    std::vector<Slot> slots(count);
+    for (std::uint32_t i = 0; i < count; ++i) {
+        slots[i].memory = static_cast<std::uint8_t*>(buffers[i]);
+    }
+    slots_ = std::move(slots);
+    waiting_ = Ring<std::uint32_t>(count);
+    onTheWay_.Clear();
+    bufferSize_ = size;
+    nextSlot_ = 0;
+    statistics_ = {};
+    return kGevOk;
+}
+
+int Stream::Start(std::uint32_t frames)
+{
+    if (!IsInitialized()) {
+        return kGevNotReady;
+    }
+    if (IsRunning()) {
+        return kGevBusy;
+    }
+    if (frames == 0) {
+        return kGevInvalidArgument;
+    }
+    DropUndelivered();
+    sensor_.Start(camera_.Time().NowNs(), frames);
+    return kGevOk;
+}
+
+void Stream::DropUndelivered()
+{
+    onTheWay_.Clear();
+    waiting_.Clear();
+    for (Slot& slot : slots_) {
+        slot.state = slot.state == State::Callers ? State::Callers : State::Free;
+    }
+}
+
+int Stream::Abort()
+{
+    if (!IsInitialized()) {
+        return kGevNotReady;
+    }
+    sensor_.Stop();
+    DropUndelivered();
+    return kGevOk;
+}
+
+int Stream::Free()
+{
+    if (!IsInitialized()) {
+        return kGevNotReady;
+    }
+    Abort();
+    slots_.clear();
+    return kGevOk;
+}
+
+/** Gives the frame a buffer, in turn. False: all are taken. */
+bool Stream::Claim(Frame* frame)
+{
+    const auto count = static_cast<std::uint32_t>(slots_.size());
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::uint32_t index = (nextSlot_ + i) % count;
+        if (slots_[index].state != State::Free) {
+            continue;
+        }
+        nextSlot_ = (index + 1) % count;
+        slots_[index].state = State::Filling;
+        frame->buffer = index;
+        Fill(*frame, &slots_[index]);
+        return true;
+    }
+    return false;
+}
+
+/** Writes the picture and its record. A frame that is larger than the buffer is cut there. */
+void Stream::Fill(const Frame& frame, Slot* slot)
+{
+    const std::uint64_t room = std::min(frame.pixelBytes, bufferSize_);
+    const std::uint64_t bytes = frame.incomplete ? room / 2 : room;
+    if (camera_.Setup().picture == Picture::Pattern) {
+        scene_.Paint(frame.job, slot->memory, bytes);
+    }
+    _tag_GEVBUF_ENTRY& entry = slot->entry;
+    entry = {};
+    entry.status = bytes < frame.pixelBytes ? kGevIncomplete : kGevOk;
+    entry.frameId = frame.id;
+    entry.timestamp = frame.timestamp;
+    entry.timestampHigh = static_cast<std::uint32_t>(frame.timestampHalves >> 32);
+    entry.timestampLow = static_cast<std::uint32_t>(frame.timestampHalves);
+    entry.width = frame.job.width;
+    entry.height = frame.job.height;
+    entry.receivedBytes = bytes;
+    entry.address = frame.nullImage ? nullptr : slot->memory;
+    const std::size_t chunkBytes = ChunkBytes(frame.chunks);
+    if (chunkBytes != 0 && entry.status == kGevOk && bufferSize_ - bytes >= chunkBytes) {
+        WriteChunks(frame.chunks, frame.values, slot->memory + bytes);
+        entry.chunkData = slot->memory + bytes;
+        entry.chunkSize = static_cast<std::uint32_t>(chunkBytes);
+    }
+    slot->nullFrame = frame.nullFrame;
+}
+
+std::uint64_t Stream::Packets(const Frame& frame) const
+{
+    return (frame.pixelBytes + ChunkBytes(frame.chunks) + packetSize_ - 1) / packetSize_;
+}
+
+void Stream::Arrive(Frame frame)
+{
+    const std::uint64_t packets = Packets(frame);
+    if (frame.lost || camera_.Attendance().AbsentWithin(frame.startNs, frame.arrivalNs)) {
+        ++statistics_.framesLost;
+        statistics_.packetsMissing += packets;
+        if (frame.buffer != Frame::kNoBuffer) {
+            slots_[frame.buffer].state = State::Free;
+        }
+        return;
+    }
+    const std::uint64_t missing = frame.incomplete ? packets - packets / 2 : 0;
+    statistics_.packetsMissing += missing;
+    statistics_.packetsReceived += packets - missing;
+    const bool held = waiting_.Size() >= framesBuffered_;
+    if (held || (frame.buffer == Frame::kNoBuffer && !Claim(&frame))) {
+        ++statistics_.underruns;
+        if (frame.buffer != Frame::kNoBuffer) {
+            slots_[frame.buffer].state = State::Free;
+        }
+        return;
+    }
+    slots_[frame.buffer].state = State::Waiting;
+    waiting_.Push(frame.buffer);
+}
+
+int Stream::Deliver(_tag_GEVBUF_ENTRY** frame)
+{
+    Slot& slot = slots_[waiting_.Pop()];
+    if (slot.nullFrame) {
+        slot.state = State::Free;
+        return kGevOk;
+    }
+    slot.state = State::Callers;
+    ++(slot.entry.status == kGevOk ? statistics_.framesReceived : statistics_.framesIncomplete);
+    *frame = &slot.entry;
+    return slot.entry.status;
+}
+
+int Stream::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
+{
+    *frame = nullptr;
+    std::unique_lock lock(camera_.Mutex());
+    std::int64_t nowNs = camera_.Time().NowNs();
+    const std::int64_t deadlineNs = nowNs + std::int64_t{timeoutMs} * kNsPerMs;
+    for (;;) {
+        if (!IsInitialized()) {
+            return kGevNotReady;
+        }
+        Advance(nowNs);
+        if (!waiting_.Empty()) {
+            return Deliver(frame);
+        }
+        if (nowNs >= deadlineNs) {
+            return kGevTimeout;
+        }
+        std::int64_t wakeNs = deadlineNs;
+        if (!onTheWay_.Empty()) {
+            Frame& next = onTheWay_.Front();
+            if (next.buffer == Frame::kNoBuffer && !next.lost) {
+                Claim(&next);
+            }
+            wakeNs = std::min(wakeNs, next.arrivalNs);
+        }
+        const std::int64_t startNs = sensor_.NextStartNs();
+        wakeNs = std::min(wakeNs, startNs);
+        if (onTheWay_.Empty() && startNs == Sensor::kNever) {
+            wakeNs = std::min(wakeNs, nowNs + kLookAgainNs);
+        }
+        lock.unlock();
+        camera_.Time().SleepUntilNs(wakeNs);
+        nowNs = camera_.Time().NowNs();
+        lock.lock();
+    }
+}
+
+int Stream::Release(const _tag_GEVBUF_ENTRY* frame)
+{
+    if (!IsInitialized()) {
+        return kGevNotReady;
+    }
+    // The record is the first member of its slot; a foreign address finds no slot of its own.
+    const auto distance =
+        reinterpret_cast<std::uintptr_t>(frame) - reinterpret_cast<std::uintptr_t>(slots_.data());
+    const std::size_t index = distance / sizeof(Slot);
+    if (index >= slots_.size() || &slots_[index].entry != frame ||
+        slots_[index].state != State::Callers) {
+        return kGevInvalidArgument;
+    }
+    slots_[index].state = State::Free;
+    return kGevOk;
+}
+
+} // namespace sim

@@ -1,0 +1,78 @@
+/** The transfer: from exposed frames to the caller's buffers.
+ *
+ *  There is no thread. Whoever reaches the camera first works off what has happened up to now
+ *  (Advance): exposures start, frames arrive; an arriving frame takes a free buffer or is lost.
+ *  A waiting caller claims the buffer of the next frame and has it painted while it is still on
+ *  its way, so that painting costs no latency, and then sleeps on the clock, without the lock.
+ *
+ *      buffer:  free --claimed--> filling --arrived--> waiting --delivered--> caller's
+ *                ^---------------- abort, loss -----------'                      |
+ *                ^------------------------------- released ----------------------'
+ *
+ *  Abort takes back all but the caller's; those stay untouched until they are released.
+ *
+ *  Threads: under the camera's lock, but for Wait, which takes it itself. */
+#pragma once
+
+#include "sim/camera/ring.h"
+#include "sim/camera/sensor.h"
+#include "sim/picture/scene.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace sim
+{
+
+class Stream
+{
+public:
+    /** `image` is what the camera looks at; null: a test pattern. */
+    Stream(CameraModel& camera, std::shared_ptr<const LightImage> image);
+
+    bool IsRunning() const { return sensor_.IsRunning(); }
+    bool IsInitialized() const { return !slots_.empty(); }
+    void Advance(std::int64_t nowNs);
+
+    int Initialize(std::uint64_t size, std::uint32_t count, void** buffers);
+    int Start(std::uint32_t frames);
+    int Abort();
+    int Free();
+    int Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs);
+    int Release(const _tag_GEVBUF_ENTRY* frame);
+
+    /** How many frames may wait for the caller, and the bytes of one packet. */
+    void Configure(std::uint32_t framesBuffered, std::uint32_t packetSize);
+    const GEV_TRANSFER_STATISTICS& Statistics() const { return statistics_; }
+
+private:
+    enum class State { Free, Filling, Waiting, Callers };
+    struct Slot {
+        _tag_GEVBUF_ENTRY entry{};
+        std::uint8_t* memory = nullptr;
+        State state = State::Free;
+        bool nullFrame = false;
+    };
+
+    bool Claim(Frame* frame);
+    void Fill(const Frame& frame, Slot* slot);
+    void Arrive(Frame frame);
+    void DropUndelivered();
+    int Deliver(_tag_GEVBUF_ENTRY** frame);
+    std::uint64_t Packets(const Frame& frame) const;
+
+    CameraModel& camera_;
+    Scene scene_;
+    Sensor sensor_; // looks at the scene
+    Ring<Frame> onTheWay_;
+    Ring<std::uint32_t> waiting_; // slots, oldest first
+    std::vector<Slot> slots_;     // one per buffer; empty: no transfer is initialised
+    std::uint64_t bufferSize_ = 0;
+    std::uint32_t nextSlot_ = 0; // buffers are taken in turn
+    std::uint32_t framesBuffered_ = 1;
+    std::uint32_t packetSize_ = 1500;
+    GEV_TRANSFER_STATISTICS statistics_{};
+};
+
+} // namespace sim

@@ -1,0 +1,29 @@
+/** Reads a description of a simulated network (docs/simulated_camera.md) from TOML text. */
+#pragma once
+
+#include "sim/picture/light_image.h"
+#include "sim_control.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace sim
+{
+
+/** A network as a file describes it: cameras and faults in the file's order. */
+struct NetworkDescription {
+    std::vector<CameraSetup> cameras;
+    std::vector<std::shared_ptr<const LightImage>> scenes; ///< of each camera; null: a test pattern
+    std::vector<Fault> faults;
+};
+
+/** Touches no network and never throws; of files it reads the cameras' scenes only. `name` stands
+ *  for the text in messages, usually the file's path: scenes lie beside it. On failure `*network`
+ *  is as before and `*error` is "name:line:column: what was found and what was expected"; lines and
+ *  columns count from 1. */
+bool ParseNetwork(std::string_view text, const std::string& name, NetworkDescription* network,
+                  std::string* error);
+
+} // namespace sim

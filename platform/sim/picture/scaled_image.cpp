@@ -1,0 +1,117 @@
+#include "sim/picture/scaled_image.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace sim
+{
+
+namespace
+{
+
+/** Sensors up to this keep all of their light. */
+constexpr std::size_t kMostBytes = std::size_t{512} << 20;
+
+} // namespace
+
+ScaledImage::ScaledImage(std::shared_ptr<const LightImage> image) : image_(std::move(image)) {}
+
+/** `scale` is pixels of the picture per pixel of the sensor. The weights are a triangle around the
+ *  place on the picture, one pixel to either side if it is enlarged, else as wide as reduced. */
+ScaledImage::Taps ScaledImage::TapsOf(std::uint32_t pixels, std::uint32_t imagePixels, double scale)
+{
+    const double reach = std::max(scale, 1.0);
+    Taps taps;
+    taps.count = std::min(static_cast<std::uint32_t>(std::ceil(2 * reach)) + 1, imagePixels);
+    taps.first.reserve(pixels);
+    taps.weights.reserve(std::size_t{pixels} * taps.count);
+    for (std::uint32_t i = 0; i < pixels; ++i) {
+        // Middles lie on each other; places are those of pixels' middles.
+        const double place = (i + 0.5 - pixels / 2.0) * scale + imagePixels / 2.0 - 0.5;
+        const double first =
+            std::clamp<double>(std::floor(place - reach) + 1, 0, imagePixels - taps.count);
+        taps.first.push_back(static_cast<std::uint32_t>(first));
+        double sum = 0;
+        for (std::uint32_t tap = 0; tap < taps.count; ++tap) {
+            sum += std::max(1 - std::abs(first + tap - place) / reach, 0.0);
+        }
+        for (std::uint32_t tap = 0; tap < taps.count; ++tap) {
+            const double weight = std::max(1 - std::abs(first + tap - place) / reach, 0.0);
+            taps.weights.push_back(static_cast<float>(weight / sum));
+        }
+    }
+    return taps;
+}
+
+void ScaledImage::SetSize(std::uint32_t width, std::uint32_t height)
+{
+    if (width == width_ && height == height_) {
+        return;
+    }
+    ++version_;
+    width_ = width;
+    height_ = height;
+    scaled_.clear();
+    if (width == 0 || height == 0) {
+        return;
+    }
+    const double scale = std::min(static_cast<double>(image_->Width()) / width,
+                                  static_cast<double>(image_->Height()) / height);
+    columns_ = TapsOf(width, image_->Width(), scale);
+    rows_ = TapsOf(height, image_->Height(), scale);
+    mixed_.resize(std::size_t{image_->Width()} * image_->Channels());
+    const std::size_t values = std::size_t{width} * image_->Channels();
+    if (values * height * sizeof(std::uint16_t) > kMostBytes) {
+        planes_.resize(values);
+        return;
+    }
+    scaled_.resize(values * height);
+    for (std::uint32_t y = 0; y < height; ++y) {
+        Scale(y, scaled_.data() + y * values);
+    }
+}
+
+/** Row `y` of the sensor, one channel behind the other. */
+void ScaledImage::Scale(std::uint32_t y, std::uint16_t* planes) const
+{
+    std::fill(mixed_.begin(), mixed_.end(), 0.0F);
+    for (std::uint32_t tap = 0; tap < rows_.count; ++tap) {
+        const float weight = rows_.weights[std::size_t{y} * rows_.count + tap];
+        if (weight == 0) {
+            continue;
+        }
+        const std::uint16_t* row = image_->Row(rows_.first[y] + tap);
+        for (std::size_t i = 0; i < mixed_.size(); ++i) {
+            mixed_[i] += weight * static_cast<float>(row[i]);
+        }
+    }
+    const std::uint32_t channels = image_->Channels();
+    const float* weights = columns_.weights.data();
+    for (std::uint32_t x = 0; x < width_; ++x, weights += columns_.count) {
+        const float* pixels = mixed_.data() + std::size_t{columns_.first[x]} * channels;
+        for (std::uint32_t channel = 0; channel < channels; ++channel) {
+            float sum = 0.5F;
+            for (std::uint32_t tap = 0; tap < columns_.count; ++tap) {
+                sum += weights[tap] * pixels[std::size_t{tap} * channels + channel];
+            }
+            planes[std::size_t{channel} * width_ + x] =
+                static_cast<std::uint16_t>(std::min(sum, float{kLightMax}));
+        }
+    }
+}
+
+void ScaledImage::PaintRow(std::uint32_t kind, LightRow* row) const
+{
+    const std::uint16_t* plane = planes_.data();
+    if (scaled_.empty()) {
+        Scale(kind, planes_.data());
+    } else {
+        plane = scaled_.data() + std::size_t{kind} * width_ * image_->Channels();
+    }
+    const std::size_t next = image_->Channels() == 1 ? 0 : width_;
+    std::copy_n(plane, width_, row->red.begin());
+    std::copy_n(plane + next, width_, row->green.begin());
+    std::copy_n(plane + 2 * next, width_, row->blue.begin());
+}
+
+} // namespace sim

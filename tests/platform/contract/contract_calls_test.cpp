@@ -1,0 +1,171 @@
+/** The camera calls on any kind of camera: order, handles, arguments, raw features. */
+#include "tests/platform/contract/camera_under_test.h"
+
+#include <cstring>
+
+namespace
+{
+
+using Calls = Contract;
+
+TEST_F(Calls, WrongOrderGivesAStatus)
+{
+    _tag_GEVBUF_ENTRY* frame = nullptr;
+    EXPECT_EQ(GevStartTransfer(handle, kForEver), kGevNotReady);
+    EXPECT_EQ(GevWaitForNextFrame(handle, &frame, 60'000), kGevNotReady); // at once
+    EXPECT_EQ(GevAbortTransfer(handle), kGevNotReady);
+    EXPECT_EQ(GevFreeTransfer(handle), kGevNotReady);
+
+    ASSERT_EQ(Initialize(2), kGevOk);
+    EXPECT_EQ(Next(50), nullptr);
+    EXPECT_EQ(status, kGevTimeout);
+    EXPECT_EQ(GevStartTransfer(handle, 0), kGevInvalidArgument);
+    ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    EXPECT_EQ(GevStartTransfer(handle, kForEver), kGevBusy);
+    EXPECT_EQ(Initialize(2), kGevBusy);
+    EXPECT_EQ(GevFreeTransfer(handle), kGevOk); // stops as well
+    EXPECT_EQ(GevFreeTransfer(handle), kGevNotReady);
+}
+
+TEST_F(Calls, ArgumentsThatMakeNoSenseAreRefused)
+{
+    std::uint8_t byte = 0;
+    void* none[] = {&byte, nullptr};
+    EXPECT_EQ(GevInitializeTransfer(handle, 1, 1, 2, none), kGevInvalidArgument);
+    EXPECT_EQ(GevInitializeTransfer(handle, 1, 1, 0, none), kGevInvalidArgument);
+    EXPECT_EQ(GevInitializeTransfer(handle, 1, 0, 1, none), kGevInvalidArgument);
+    EXPECT_EQ(GevInitializeTransfer(handle, 7, 1, 1, none), kGevInvalidArgument);
+    EXPECT_EQ(GevInitializeTransfer(handle, 1, 1, 1, nullptr), kGevInvalidArgument);
+    EXPECT_EQ(GevWaitForNextFrame(handle, nullptr, 0), kGevInvalidArgument);
+    EXPECT_EQ(GevReleaseFrame(handle, nullptr), kGevInvalidArgument);
+    EXPECT_EQ(GevGetCameraInterfaceOptions(handle, nullptr), kGevInvalidArgument);
+    EXPECT_EQ(GevGetFeatureValue(handle, nullptr, 4, &byte), kGevInvalidArgument);
+    EXPECT_EQ(GevGetFeatureValue(handle, "Width", 3, &byte), kGevInvalidArgument);
+    EXPECT_EQ(GevOpenCamera(nullptr, 2, &handle), kGevInvalidArgument);
+    EXPECT_EQ(GevGetCameraList(nullptr, 8, nullptr), kGevInvalidArgument);
+    EXPECT_EQ(GevCloseCamera(nullptr), kGevInvalidHandle);
+    EXPECT_EQ(GevGetTransferStatistics(nullptr), kGevInvalidArgument);
+}
+
+TEST_F(Calls, StaleHandlesAreNeverFollowed)
+{
+    void* stale = handle;
+    ASSERT_EQ(GevCloseCamera(&handle), kGevOk);
+    EXPECT_EQ(handle, nullptr);
+    ASSERT_EQ(GevOpenCamera(&device, 2, &handle), kGevOk);
+    _tag_GEVBUF_ENTRY* frame = nullptr;
+    std::uint8_t byte = 0;
+    for (void* bad : {stale, static_cast<void*>(nullptr), static_cast<void*>(&byte)}) {
+        EXPECT_EQ(GevGetCameraInfo(bad), nullptr);
+        EXPECT_EQ(GevGetFeatureNodeMap(bad), nullptr);
+        EXPECT_EQ(GevWaitForNextFrame(bad, &frame, 60'000), kGevInvalidHandle);
+        EXPECT_EQ(GevStartTransfer(bad, 1), kGevInvalidHandle);
+        EXPECT_EQ(GevCloseCamera(&bad), kGevInvalidHandle);
+    }
+    EXPECT_NE(GevGetCameraInfo(handle), nullptr);
+}
+
+TEST_F(Calls, OneClientHasControlAndSettingsOutliveIt)
+{
+    void* second = &device;
+    EXPECT_EQ(GevOpenCamera(&device, 2, &second), kGevAccessDenied);
+    EXPECT_EQ(second, nullptr);
+    EXPECT_EQ(GevApiUninitialize(), kGevOk); // closes what is open
+    ASSERT_EQ(GevOpenCamera(&device, 2, &handle), kGevOk);
+    map = GevGetFeatureNodeMap(handle);
+    EXPECT_EQ(Integer("Width")->GetValue(), 64);
+}
+
+TEST_F(Calls, TheListKeepsToItsSize)
+{
+    int count = -1;
+    EXPECT_EQ(GevGetCameraList(&device, 0, &count), kGevOk);
+    EXPECT_EQ(count, 0);
+    GEV_DEVICE_INFO unknown = device;
+    std::memset(unknown.backend, 'x', sizeof unknown.backend); // and no end
+    EXPECT_EQ(GevOpenCamera(&unknown, 2, &handle), kGevNoBackend);
+    unknown = device;
+    std::memset(unknown.address, 'x', sizeof unknown.address);
+    EXPECT_EQ(GevOpenCamera(&unknown, 2, &handle), kGevNotFound);
+}
+
+TEST_F(Calls, OptionsAreKeptOrRefusedWhole)
+{
+    GEV_CAMERA_OPTIONS options{};
+    ASSERT_EQ(GevGetCameraInterfaceOptions(handle, &options), kGevOk);
+    options.streamPacketSize = 1400;
+    options.heartbeatTimeoutMs = 5000;
+    ASSERT_EQ(GevSetCameraInterfaceOptions(handle, &options), kGevOk);
+    options.streamPacketSize = 0;
+    options.heartbeatTimeoutMs = 1;
+    EXPECT_EQ(GevSetCameraInterfaceOptions(handle, &options), kGevBadValue);
+    ASSERT_EQ(GevGetCameraInterfaceOptions(handle, &options), kGevOk);
+    EXPECT_EQ(options.streamPacketSize, 1400U);
+    EXPECT_EQ(options.heartbeatTimeoutMs, 5000U);
+}
+
+TEST_F(Calls, FeaturesAsRawBytes)
+{
+    std::uint64_t wide = 0;
+    std::uint32_t narrow = 0x01100005; // Mono12
+    EXPECT_EQ(GevGetFeatureValue(handle, "GevTimestampTickFrequency", 8, &wide), kGevOk);
+    EXPECT_GT(wide, 0U);
+    ASSERT_EQ(GevSetFeatureValue(handle, "PixelFormat", 4, &narrow), kGevOk);
+    EXPECT_EQ(GevGetFeatureValue(handle, "PixelFormat", 8, &wide), kGevOk);
+    EXPECT_EQ(wide, 0x01100005U);
+    std::uint64_t payload = 0;
+    std::uint32_t format = 0;
+    EXPECT_EQ(GevGetPayloadParameters(handle, &payload, &format), kGevOk);
+    EXPECT_EQ(payload, 64U * 64 * 2);
+    EXPECT_EQ(format, 0x01100005U);
+
+    float rate = 50;
+    EXPECT_EQ(GevSetFeatureValue(handle, "AcquisitionFrameRate", 4, &rate), kGevOk);
+    double read = 0;
+    EXPECT_EQ(GevGetFeatureValue(handle, "AcquisitionFrameRate", 8, &read), kGevOk);
+    EXPECT_EQ(read, 50);
+
+    narrow = 0x12345678;
+    EXPECT_EQ(GevSetFeatureValue(handle, "PixelFormat", 4, &narrow), kGevBadValue);
+    narrow = 17;
+    EXPECT_EQ(GevSetFeatureValue(handle, "Width", 4, &narrow), kGevBadValue);
+    EXPECT_EQ(GevSetFeatureValue(handle, "WidthMax", 4, &narrow), kGevAccessDenied);
+    EXPECT_EQ(GevSetFeatureValue(handle, "NoSuchFeature", 4, &narrow), kGevNotFound);
+}
+
+TEST(PixelSize, IsRoundedUpToBytes)
+{
+    EXPECT_EQ(GetPixelSizeInBytes(0x01080001), 1);
+    EXPECT_EQ(GetPixelSizeInBytes(0x010C0006), 2); // 12 bits
+    EXPECT_EQ(GetPixelSizeInBytes(0x01100005), 2);
+    EXPECT_EQ(GetPixelSizeInBytes(0x0210001F), 2);
+    EXPECT_EQ(GetPixelSizeInBytes(0x02180014), 3);
+}
+
+TEST_F(Calls, ADetachedCameraAnswersNobodyUntilItIsBack)
+{
+    const auto width = Integer("Width");
+    StartFor(3);
+    GevReleaseFrame(handle, Next());
+
+    camera->SetAttached(false);
+    EXPECT_EQ(GevGetCameraInfo(handle), nullptr);
+    EXPECT_THROW(width->GetValue(), GenICam::TimeoutException);
+    EXPECT_THROW(width->SetValue(64), GenICam::TimeoutException);
+    std::uint64_t payload = 0;
+    EXPECT_EQ(GevGetPayloadParameters(handle, &payload, nullptr), kGevTimeout);
+    EXPECT_EQ(GevGetFeatureValue(handle, "Width", 8, &payload), kGevTimeout);
+    for (_tag_GEVBUF_ENTRY* frame : {Next(100), Next(100), Next(100)}) {
+        GevReleaseFrame(handle, frame); // had arrived before, if it is one
+    }
+    EXPECT_EQ(Next(100), nullptr);
+    EXPECT_EQ(status, kGevTimeout);
+    EXPECT_FALSE(FindDevice(camera->Serial()));
+
+    camera->SetAttached(true);
+    EXPECT_NE(GevGetCameraInfo(handle), nullptr);
+    EXPECT_EQ(width->GetValue(), 64);
+    EXPECT_NE(Next(), nullptr);
+}
+
+} // namespace

@@ -1,0 +1,97 @@
+/** The journal's order and forms, and that it costs nothing while it is off. */
+#include "tests/platform/sim/sim_session.h"
+#include "tests/support/alloc_count.h"
+
+#include <gmock/gmock.h>
+
+namespace
+{
+
+using testing::ElementsAre;
+
+using SimJournal = SimSession;
+
+TEST_F(SimJournal, KeepsOneOrderOfEverythingThatReachesTheCamera)
+{
+    OpenCamera();
+    sim::SetJournal(true);
+    Integer("Width")->SetValue(640);
+    sim::AddJournal("host", "KeepsItsPlace()");
+    Float("Gain")->SetValue(1.9952623149688795);
+    EXPECT_THROW(Integer("Width")->SetValue(1), GenICam::OutOfRangeException); // stays outside
+    Integer("Width")->GetMin();
+    Enumeration("ExposureAuto")->ToString();
+    Boolean("ReverseX")->SetValue(true);
+    Boolean("ChunkEnable")->GetAccessMode();
+    Enumeration("ChunkSelector")->GetEntryByName("Gain")->GetAccessMode();
+    const std::uint32_t format = 0x01100005;
+    GevSetFeatureValue(handle, "PixelFormat", 4, &format);
+    sim::AddFault({.trigger = sim::Trigger::Write, .name = "Width"});
+    EXPECT_THROW(Integer("Width")->SetValue(128), GenICam::RuntimeException);
+    Initialize(2);
+    GevStartTransfer(handle, kForEver);
+    GevGetCameraInfo(handle);
+
+    std::vector<std::string> lines;
+    for (const sim::JournalEntry& entry : sim::Journal()) {
+        lines.push_back(entry.kind + " " + entry.text);
+    }
+    EXPECT_THAT(lines,
+                ElementsAre("cam Width=640", "host KeepsItsPlace()", "cam Gain=1.9952623149688795",
+                            "read Width.Min=16", "read ExposureAuto=Off", "cam ReverseX=true",
+                            "mode ChunkEnable:RO", "mode ChunkSelector.Gain:RW",
+                            "cam PixelFormat=Mono12", "gev GevSetFeatureValue(PixelFormat)=0",
+                            "fault write Width", "gev GevGetPayloadParameters()=0",
+                            "gev GevInitializeTransfer(1,81920,2)=0", "gev GevStartTransfer(-1)=0",
+                            "gev GevGetCameraInfo()=ok"));
+    sim::ClearJournal();
+    EXPECT_TRUE(sim::Journal().empty());
+}
+
+TEST_F(SimJournal, CountsRunWhetherOrNotItIsOn)
+{
+    OpenCamera();
+    sim::ResetCounts();
+    Integer("Width")->SetValue(640);
+    Integer("Width")->GetValue();
+    Integer("Width")->GetInc();
+    EXPECT_THROW(Integer("Width")->SetValue(1), GenICam::OutOfRangeException);
+    GevGetCameraInfo(handle);
+    const sim::Counts counts = sim::GetCounts();
+    EXPECT_EQ(counts.writes, 1U);
+    EXPECT_EQ(counts.reads, 2U);
+    EXPECT_EQ(counts.accesses, 3U);
+    EXPECT_EQ(counts.calls, 1U);
+    EXPECT_TRUE(sim::Journal().empty());
+}
+
+TEST_F(SimJournal, OffItCostsNoAllocation)
+{
+    OpenCamera();
+    StartFor(4);
+    const auto round = [&] {
+        _tag_GEVBUF_ENTRY* frame = Next();
+        Float("Gain")->GetValue();
+        Float("ExposureTime")->SetValue(1234.5678901234);
+        Enumeration("DeviceTemperatureSelector")->FromString("Internal");
+        Enumeration("DeviceTemperatureSelector")->ToString();
+        Float("DeviceTemperature")->GetValue();
+        Integer("Width")->GetMax();
+        Boolean("ReverseX")->SetValue(false);
+        GevGetCameraInfo(handle);
+        std::uint32_t format = 0;
+        GevGetFeatureValue(handle, "PixelFormat", 4, &format);
+        GevReleaseFrame(handle, frame);
+    };
+    round();
+    if (!rig::CountsAllocations()) {
+        GTEST_SKIP() << "sanitizers keep the allocator to themselves";
+    }
+    const std::uint64_t before = rig::Allocations();
+    for (int i = 0; i < 100; ++i) {
+        round();
+    }
+    EXPECT_EQ(rig::Allocations(), before);
+}
+
+} // namespace

@@ -1,0 +1,188 @@
+/** Automatic brightness alone, on scenes that are formulas. */
+#include "sim/camera/auto_brightness.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <string>
+
+namespace
+{
+
+using sim::AutoBrightness;
+using sim::AutoBrightnessInput;
+
+/** Mean of a picture, 0 to 255, by exposure times gain. */
+using View = std::function<double(double strength)>;
+
+double Flat(double strength)
+{
+    return 255 * std::min(1.0, strength / 20'000);
+}
+
+/** Every level of light alike: highlights clip one after the other. */
+double Ramp(double strength)
+{
+    double sum = 0;
+    for (int i = 0; i < 256; ++i) {
+        sum += std::min(255.0, i * strength / 10'000);
+    }
+    return sum / 256;
+}
+
+View Toned(const View& view, double gamma)
+{
+    return [=](double strength) { return 255 * std::pow(view(strength) / 255, gamma); };
+}
+
+AutoBrightnessInput Input(double exposureUs, double gain)
+{
+    return {.mean = 0,
+            .target = 128,
+            .exposure = {.value = exposureUs, .min = 10, .max = 2e6, .automatic = true},
+            .gain = {.value = gain, .min = 1, .max = 8, .automatic = true},
+            .gainFirst = false};
+}
+
+/** Regulates for some frames. */
+class Regulation
+{
+public:
+    explicit Regulation(View view) : view_(std::move(view)) {}
+
+    void Frames(int count, AutoBrightnessInput* now)
+    {
+        for (int i = 0; i < count; ++i) {
+            now->mean = view_(now->exposure.value * now->gain.value);
+            const AutoBrightness::Setting next = control_.Next(*now);
+            const double step = next.exposureUs * next.gain / now->exposure.value / now->gain.value;
+            largestStep = std::max({largestStep, step, 1 / step});
+            now->exposure.value = next.exposureUs;
+            now->gain.value = next.gain;
+            mean = view_(next.exposureUs * next.gain);
+            lowest = std::min(lowest, mean);
+            highest = std::max(highest, mean);
+        }
+    }
+
+    double mean = 0;
+    double lowest = 255;
+    double highest = 0;
+    double largestStep = 1;
+
+private:
+    View view_;
+    AutoBrightness control_;
+};
+
+TEST(AutoBrightness, ArrivesFromFarWithoutJumpOrSwing)
+{
+    struct Case {
+        const char* name;
+        View view;
+        double swing; ///< how far beyond the target it may go on its way, as a share
+    };
+    for (const Case& scene : {Case{"flat", Flat, 0.25}, Case{"ramp", Ramp, 0.06},
+                              Case{"bright curve", Toned(Ramp, 0.45), 0.04},
+                              Case{"steep curve", Toned(Ramp, 2.2), 0.5}}) {
+        for (const double target : {60, 128, 190}) {
+            double strength = 10;
+            while (scene.view(strength) < target) {
+                strength *= 1.001;
+            }
+            for (const double off : {0.01, 0.1, 10.0, 100.0}) {
+                SCOPED_TRACE(std::string(scene.name) + " to " + std::to_string(target) + " from " +
+                             std::to_string(off));
+                AutoBrightnessInput now = Input(strength * off, 1);
+                now.target = target;
+                now.gain.automatic = false;
+                now.exposure.min = 0.1;
+                now.exposure.max = 1e8;
+                Regulation run(scene.view);
+                run.Frames(15, &now);
+                EXPECT_NEAR(run.mean, target, 0.03 * target);
+                EXPECT_LE(run.largestStep, 2.0001);
+                EXPECT_GE(run.lowest, off < 1 ? 0 : target * (1 - scene.swing));
+                EXPECT_LE(run.highest, off > 1 ? 255 : target * (1 + scene.swing));
+                run.lowest = 255;
+                run.highest = 0;
+                run.Frames(30, &now); // and stays
+                EXPECT_GE(run.lowest, 0.96 * target);
+                EXPECT_LE(run.highest, 1.04 * target);
+            }
+        }
+    }
+}
+
+TEST(AutoBrightness, OneTakesOverWhereTheOtherEnds)
+{
+    struct Case {
+        bool gainFirst;
+        double factor; ///< needed at least exposure and gain
+        double exposureUs;
+        double gain;
+    };
+    // Limits 100 to 5000 us, 1 to 4; at 100 us and gain 1 the target is missed by `factor`.
+    for (const Case& wanted :
+         {Case{false, 3, 300, 1}, Case{false, 100, 5000, 2}, Case{false, 1000, 5000, 4},
+          Case{true, 3, 100, 3}, Case{true, 100, 2500, 4}, Case{true, 0.1, 100, 1}}) {
+        for (const auto& [exposureUs, gain] : {std::pair{100.0, 1.0}, {5000.0, 4.0}, {50.0, 8.0}}) {
+            SCOPED_TRACE(std::to_string(wanted.factor) + " from " + std::to_string(exposureUs));
+            AutoBrightnessInput now = Input(exposureUs, gain);
+            now.gainFirst = wanted.gainFirst;
+            now.exposure.min = 100;
+            now.exposure.max = 5000;
+            now.gain.max = 4;
+            Regulation run([&](double strength) {
+                return std::min(255.0, 128 * strength / (100 * wanted.factor));
+            });
+            run.Frames(1, &now);
+            EXPECT_GE(now.exposure.value, 100); // from the first frame on
+            EXPECT_LE(now.exposure.value, 5000);
+            EXPECT_LE(now.gain.value, 4);
+            run.Frames(24, &now);
+            EXPECT_NEAR(now.exposure.value, wanted.exposureUs, 0.02 * wanted.exposureUs);
+            EXPECT_NEAR(now.gain.value, wanted.gain, 0.02 * wanted.gain);
+        }
+    }
+}
+
+TEST(AutoBrightness, WhatIsNotAutomaticStays)
+{
+    AutoBrightnessInput now = Input(1000, 9); // a gain beyond limits that don't concern it
+    now.gain.automatic = false;
+    Regulation run(Flat);
+    run.Frames(15, &now);
+    EXPECT_EQ(now.gain.value, 9);
+    EXPECT_NEAR(now.exposure.value, 10'039 / 9.0, 20);
+    now.exposure.automatic = false;
+    now.target = 20;
+    const double kept = now.exposure.value;
+    run.Frames(5, &now);
+    EXPECT_EQ(now.exposure.value, kept);
+}
+
+TEST(AutoBrightness, KeepsToTheLimitsWhateverComesIn)
+{
+    constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+    for (const double odd : {kNan, 0.0, -1.0, 1e300, std::numeric_limits<double>::infinity()}) {
+        AutoBrightness control;
+        for (const double mean : {odd, 0.0, 255.0, 128.0, odd, 10.0}) {
+            AutoBrightnessInput now = Input(odd, odd);
+            now.mean = mean;
+            const AutoBrightness::Setting next = control.Next(now);
+            EXPECT_TRUE(next.exposureUs >= 10 && next.exposureUs <= 2e6) << odd << next.exposureUs;
+            EXPECT_TRUE(next.gain >= 1 && next.gain <= 8) << odd << next.gain;
+        }
+    }
+    AutoBrightness control;
+    AutoBrightnessInput crossed = Input(1000, 1);
+    crossed.exposure.min = 3000;
+    crossed.exposure.max = 2000;
+    EXPECT_EQ(control.Next(crossed).exposureUs, 2000);
+}
+
+} // namespace

@@ -1,0 +1,138 @@
+/** What is on the simulated network, and what its cameras lack. */
+#include "tests/platform/sim/sim_session.h"
+
+#include <cstring>
+
+namespace
+{
+
+using SimNetwork = SimSession;
+
+TEST_F(SimNetwork, TwoModelsDifferInColourAndSpelling)
+{
+    sim::AddDefaultCameras();
+    Open("S0000001");
+    EXPECT_FALSE(Float("BalanceRatio").IsValid());
+    EXPECT_NE(Enumeration("ChunkSelector")->GetEntryByName("counter1ValueAtReset"), nullptr);
+    EXPECT_EQ(Enumeration("ChunkSelector")->GetEntryByName("Counter1ValueAtReset"), nullptr);
+    EXPECT_NE(Enumeration("PixelFormat")->GetEntryByName("Mono12Packed"), nullptr);
+    EXPECT_STREQ(device.manufacturer, "DALSA (simulated)");
+    GevCloseCamera(&handle);
+    Open("S0000002");
+    EXPECT_EQ(Enumeration("ChunkSelector")->GetEntryByName("counter1ValueAtReset"), nullptr);
+    EXPECT_NE(Enumeration("ChunkSelector")->GetEntryByName("Counter1ValueAtReset"), nullptr);
+    for (const char* channel : {"Red", "Green", "Blue"}) {
+        Enumeration("LUTSelector")->FromString(channel);
+        Enumeration("balanceRatioReference")->FromString(channel);
+    }
+    Enumeration("BalanceWhiteAuto")->FromString("Periodic");
+    EXPECT_TRUE(Enumeration("balanceWhitePeriod").IsValid());
+    Enumeration("BalanceRatioSelector")->FromString("Red");
+    Float("BalanceRatio")->SetValue(1.5);
+    Enumeration("BalanceRatioSelector")->FromString("Blue");
+    EXPECT_EQ(Float("BalanceRatio")->GetValue(), 1);
+    Enumeration("PixelFormat")->FromString("BayerRG8");
+    EXPECT_EQ(Enumeration("PixelFormat")->GetIntValue(), 0x01080009);
+}
+
+TEST_F(SimNetwork, ACameraMayLackMistypeAndRefuse)
+{
+    setup.missing = {"DeviceTemperature"};
+    setup.mistyped = {{"lutMode", sim::NodeKind::Float}, {"OffsetX", sim::NodeKind::Boolean}};
+    setup.readOnly = {"ExposureAuto"};
+    setup.notAvailable = {"GainAuto"};
+    setup.notImplementedEntries = {"ChunkSelector.Gain"};
+    setup.missingEntries = {"ChunkSelector.Timestamp", "lutSize.Bpp8"};
+    setup.refusedFormats = {0x01100005};
+    setup.values = {{"gammaCorrection", "2.5"}, {"GainSelector", "DigitalAll"}, {"Gain", "3"}};
+    OpenCamera();
+    EXPECT_EQ(map->GetNode("DeviceTemperature"), nullptr);
+    EXPECT_EQ(sim::FeatureText("S1", "DeviceTemperature"), "");
+    EXPECT_TRUE(Float("lutMode").IsValid());
+    EXPECT_TRUE(Boolean("OffsetX").IsValid());
+    EXPECT_EQ(Integer("Width")->GetMax(), 1920); // the true offset is still 0
+    EXPECT_THROW(Enumeration("ExposureAuto")->FromString("Continuous"), GenICam::AccessException);
+    EXPECT_EQ(Enumeration("ExposureAuto")->ToString(), "Off");
+    EXPECT_THROW(Enumeration("GainAuto")->ToString(), GenICam::AccessException);
+    const auto chunks = Enumeration("ChunkSelector");
+    ASSERT_NE(chunks->GetEntryByName("Gain"), nullptr);
+    EXPECT_EQ(chunks->GetEntryByName("Gain")->GetAccessMode(), GenApi::NI);
+    EXPECT_THROW(chunks->FromString("Gain"), GenICam::AccessException);
+    EXPECT_EQ(chunks->GetEntryByName("Timestamp"), nullptr);
+    EXPECT_THROW(chunks->FromString("Timestamp"), GenICam::InvalidArgumentException);
+    EXPECT_EQ(Enumeration("lutSize")->ToString(), "Bpp10");
+    const std::uint32_t refused = 0x01100005;
+    EXPECT_EQ(GevSetFeatureValue(handle, "PixelFormat", 4, &refused), kGevBadValue);
+    EXPECT_EQ(Enumeration("PixelFormat")->ToString(), "Mono8");
+    EXPECT_EQ(Float("gammaCorrection")->GetValue(), 2.5);
+    EXPECT_EQ(Float("Gain")->GetValue(), 3);
+    Enumeration("GainSelector")->FromString("SensorAll");
+    EXPECT_EQ(Float("Gain")->GetValue(), 1);
+}
+
+TEST_F(SimNetwork, ScriptsReachValuesBesideTheChecks)
+{
+    OpenCamera();
+    sim::SetJournal(true);
+    EXPECT_TRUE(sim::SetFeatureText("S1", "Gain", "0"));
+    EXPECT_EQ(Float("Gain")->GetValue(), 0);
+    EXPECT_TRUE(sim::SetFeatureText("S1", "lutSize", "Bpp12"));
+    EXPECT_EQ(Integer("LUTIndex")->GetMax(), 4095);
+    EXPECT_TRUE(sim::SetFeatureText("S1", "ReverseX", "true"));
+    EXPECT_EQ(sim::FeatureText("S1", "ReverseX"), "true");
+    EXPECT_FALSE(sim::SetFeatureText("S1", "Gain", "loud"));
+    EXPECT_FALSE(sim::SetFeatureText("S1", "lutSize", "Bpp99"));
+    EXPECT_FALSE(sim::SetFeatureText("S1", "NoSuchFeature", "1"));
+    EXPECT_FALSE(sim::SetFeatureText("nobody", "Gain", "1"));
+    EXPECT_TRUE(Journal("cam").empty());
+
+    // Whatever was stored, frames stay inside the sensor and the stream goes on.
+    for (const char* name : {"Width", "Height", "OffsetX"}) {
+        EXPECT_TRUE(sim::SetFeatureText("S1", name, "-9000000000"));
+    }
+    for (const char* name : {"ExposureTime", "AcquisitionFrameRate"}) {
+        EXPECT_TRUE(sim::SetFeatureText("S1", name, "nan"));
+    }
+    StartFor(2);
+    const auto* frame = Next();
+    ASSERT_NE(frame, nullptr);
+    EXPECT_EQ(frame->width, 1U);
+}
+
+TEST_F(SimNetwork, TextsAreCutAndTerminated)
+{
+    setup.manufacturer = std::string(200, 'm');
+    setup.serial = std::string(64, 's');
+    setup.modelName = std::string(65, 'n');
+    OpenCamera();
+    EXPECT_EQ(std::strlen(device.manufacturer), 64U);
+    EXPECT_EQ(std::strlen(device.model), 64U);
+    EXPECT_EQ(device.serial, setup.serial);
+    EXPECT_EQ(device.mode, 0U);
+}
+
+TEST_F(SimNetwork, ASerialIsUniqueAndAnAbsentCameraIsNotListed)
+{
+    setup.attached = false;
+    ASSERT_TRUE(sim::AddCamera(setup));
+    EXPECT_FALSE(sim::AddCamera(setup));
+    EXPECT_FALSE(FindDevice("S1"));
+    sim::SetAttached("S1", true);
+    EXPECT_TRUE(FindDevice("S1"));
+    sim::SetAttached("S1", false);
+    EXPECT_EQ(GevOpenCamera(&device, 2, &handle), kGevNotFound);
+}
+
+TEST_F(SimNetwork, ResetLeavesAnOpenCameraHarmless)
+{
+    OpenCamera();
+    StartFor(2);
+    const auto width = Integer("Width");
+    sim::Reset();
+    EXPECT_FALSE(FindDevice("S1"));
+    EXPECT_THROW(width->GetValue(), GenICam::TimeoutException);
+    EXPECT_EQ(GevGetCameraInfo(handle), nullptr);
+    EXPECT_EQ(GevCloseCamera(&handle), kGevOk);
+}
+
+} // namespace

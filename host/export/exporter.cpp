@@ -1,4 +1,5 @@
 #include "export/exporter.h"
+#include "base/signals_blocked.h"
 
 #include "export/frame_files.h"
 #include "export/index_row.h"
@@ -33,25 +34,6 @@ struct Slot {
     std::array<char, 24> codec = {};
     std::size_t fileBytes = 0; ///< 0: the file could not be written
     bool done = false;
-};
-
-/** A worker must not take the host's signals, nor die of SIGXFSZ at a file-size limit: with the
- *  signal blocked the write fails with a text instead. */
-class AllSignalsBlocked
-{
-public:
-    AllSignalsBlocked()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~AllSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    AllSignalsBlocked(const AllSignalsBlocked&) = delete;
-    AllSignalsBlocked& operator=(const AllSignalsBlocked&) = delete;
-
-private:
-    sigset_t before_ = {};
 };
 
 /** What stands behind the last colon: the same for every frame that meets the same trouble. */
@@ -163,7 +145,9 @@ bool Exporter::State::Start()
     if (text.empty()) {
         try {
             slots.resize(options.queueLength + options.workers);
-            const AllSignalsBlocked blocked; // the workers inherit it
+            // A worker must not take the host's signals, nor die of SIGXFSZ at a file-size limit:
+            // with the signal blocked the write fails with a text instead.
+            const base::SignalsBlocked blocked;
             for (unsigned i = 0; i < options.workers; ++i) {
                 workers.emplace_back([this, i] { Work(i); });
             }

@@ -1,4 +1,5 @@
 #include "export/frame_files.h"
+#include "base/write_all.h"
 
 #include "export/index_row.h"
 
@@ -34,22 +35,6 @@ std::string SystemText(int error)
 std::span<const std::uint8_t> Bytes(std::string_view text)
 {
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-/** 0 or an error number; what was written before an error stays. */
-int WriteAll(int fd, std::span<const std::uint8_t> bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t written = write(fd, bytes.data(), bytes.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return written < 0 ? errno : ENOSPC;
-        }
-        bytes = bytes.subspan(static_cast<std::size_t>(written));
-    }
-    return 0;
 }
 
 /** A name that WriteFile gives: prefix, six digits or more, a dot, "png" or "raw". */
@@ -124,8 +109,9 @@ std::string FrameFiles::BeginIndex()
                   "' holds exported frames already. Choose another folder or allow overwriting.";
     }
     if (trouble.empty()) {
-        const int error =
-            ftruncate(indexFd_, 0) != 0 ? errno : WriteAll(indexFd_, Bytes(IndexRow::kColumns));
+        const int error = ftruncate(indexFd_, 0) != 0
+                              ? errno
+                              : base::WriteAll(indexFd_, Bytes(IndexRow::kColumns));
         if (error != 0) {
             trouble = Text(kIndexName, "written", error);
         }
@@ -199,7 +185,7 @@ std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
     std::string trouble;
     const int fd =
         openat(folderFd_, temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-    int error = fd < 0 ? errno : WriteAll(fd, bytes);
+    int error = fd < 0 ? errno : base::WriteAll(fd, bytes);
     if (fd >= 0 && close(fd) != 0 && error == 0) {
         error = errno; // file systems over a network tell of a full disk only here
     }
@@ -244,7 +230,7 @@ void FrameFiles::RemoveFile(const std::string& name)
 
 std::string FrameFiles::AppendRow(std::string_view row)
 {
-    const int error = WriteAll(indexFd_, Bytes(row));
+    const int error = base::WriteAll(indexFd_, Bytes(row));
     if (error == 0) {
         indexBytes_ += row.size();
         return {};

@@ -1,4 +1,6 @@
 #include "report/log.h"
+#include "base/cancellation.h"
+#include "base/write_all.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +8,6 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/ioctl.h>
 
 namespace kvgrab
@@ -16,32 +17,6 @@ namespace
 {
 
 constexpr std::string_view kEraseLine = "\r\033[K";
-
-/** Holds thread cancellation off: a thread that is cancelled in here would leave the lock held. */
-class NoCancellation
-{
-public:
-    NoCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
-    ~NoCancellation() { pthread_setcancelstate(before_, nullptr); }
-    NoCancellation(const NoCancellation&) = delete;
-    NoCancellation& operator=(const NoCancellation&) = delete;
-
-private:
-    int before_ = PTHREAD_CANCEL_ENABLE;
-};
-
-/** False: errno says why not all was written. */
-bool WriteAll(int fd, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t written = write(fd, text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        text.remove_prefix(written > 0 ? static_cast<std::size_t>(written) : 0);
-    }
-    return true;
-}
 
 /** Columns of a terminal; practically without end for anything else. A status line that wraps could
  *  not be rewritten in place. */
@@ -119,7 +94,7 @@ bool Log::Wanted(int level) const
 
 void Log::Line(int level, std::string_view text)
 {
-    const NoCancellation guard;
+    const base::CancellationGuard guard;
     if (Wanted(level)) {
         Write(level, text);
     }
@@ -128,7 +103,7 @@ void Log::Line(int level, std::string_view text)
 void Log::DriverLine(const char* source, int line, const char* function, int level,
                      const char* format, std::va_list arguments)
 {
-    const NoCancellation guard;
+    const base::CancellationGuard guard;
     if (!Wanted(level)) {
         return;
     }
@@ -161,7 +136,7 @@ void Log::Write(int level, std::string_view text)
 void Log::WriteLocked(std::string_view line)
 {
     if (file_.Valid()) {
-        if (WriteAll(file_.Get(), line)) {
+        if (base::WriteAll(file_.Get(), line) == 0) {
             fileFailed_ = false;
             return;
         }
@@ -175,7 +150,7 @@ void Log::WriteLocked(std::string_view line)
         return;
     }
     if (!statusShown_) {
-        WriteAll(terminal_, line);
+        base::WriteAll(terminal_, line);
         return;
     }
     ShowStatus(line);
@@ -188,12 +163,12 @@ void Log::ShowStatus(std::string_view before)
     text += before;
     text += std::string_view(status_).substr(0, TerminalWidth(terminal_) - 1);
     statusShown_ = !status_.empty();
-    WriteAll(terminal_, text);
+    base::WriteAll(terminal_, text);
 }
 
 void Log::SetStatus(std::string text)
 {
-    const NoCancellation guard;
+    const base::CancellationGuard guard;
     MakeHarmless(&text);
     const std::lock_guard lock(mutex_);
     if (!showStatus_ || text == status_) {

@@ -1,6 +1,6 @@
 /** The backends behind the contract, which of them are chosen, the platform's log, and the
  *  interfaces' out-of-line members. */
-#include "core/hold_cancellation.h"
+#include "base/cancellation.h"
 #include "gev_backend.h"
 #include "gev_backend_choice.h"
 #include "sim/camera/sim_camera.h"
@@ -83,7 +83,7 @@ NetworkBackendEntry LoadNetworkBackend(std::string* error)
 
 bool ChooseBackends(const BackendChoice& choice, std::string* error)
 {
-    const HoldCancellation hold;
+    const base::CancellationGuard hold;
     Backend* network = nullptr;
     if (choice.network) {
         const NetworkBackendEntry entry = LoadNetworkBackend(error);
@@ -126,7 +126,7 @@ void SetLogSink(LogSink sink)
 
 void WriteLog(int level, const std::string& text)
 {
-    const HoldCancellation hold;
+    const base::CancellationGuard hold;
     const std::shared_lock lock(TheSink().mutex);
     if (TheSink().write) {
         TheSink().write(level, text);

@@ -2,8 +2,8 @@
  *  backend, record. */
 #include "gev_api.h"
 
+#include "base/cancellation.h"
 #include "core/handle_table.h"
-#include "core/hold_cancellation.h"
 #include "genapi/raw_value.h"
 #include "injection/call_script.h"
 
@@ -75,7 +75,7 @@ private:
 template <class Arguments, class Work>
 int Run(const char* call, const char* serial, const Arguments& arguments, const Work& work) noexcept
 {
-    const gevplat::HoldCancellation hold;
+    const base::CancellationGuard hold;
     int status = kGevError;
     try {
         const auto failed = sim::BeginCall(call, serial);
@@ -99,7 +99,7 @@ template <class Arguments, class Work>
 int OnCamera(const char* call, const void* handle, bool valid, const Arguments& arguments,
              const Work& work) noexcept
 {
-    const gevplat::HoldCancellation hold;
+    const base::CancellationGuard hold;
     const Opened opened = HandleTable::Get().Find(handle);
     return Run(call, opened == nullptr ? "" : opened->device.serial, arguments, [&]() -> int {
         if (opened == nullptr) {
@@ -113,7 +113,7 @@ int OnCamera(const char* call, const void* handle, bool valid, const Arguments& 
 template <class Pointer, class Work>
 Pointer* PointerOnCamera(const char* call, const void* handle, const Work& work) noexcept
 {
-    const gevplat::HoldCancellation hold;
+    const base::CancellationGuard hold;
     const Opened opened = HandleTable::Get().Find(handle);
     Pointer* result = nullptr;
     if (!sim::BeginCall(call, opened == nullptr ? "" : opened->device.serial)) {

@@ -8,7 +8,7 @@
 
 #include "gen_api.h"
 
-#include "core/hold_cancellation.h"
+#include "base/cancellation.h"
 
 #include <string>
 
@@ -42,7 +42,7 @@ public:
     AccessScope& operator=(const AccessScope&) = delete;
 
 private:
-    gevplat::HoldCancellation hold_; // before the lock, so that it ends after the unlock
+    base::CancellationGuard hold_; // before the lock, so that it ends after the unlock
     AccessHook& hook_;
 };
 

@@ -38,24 +38,4 @@ private:
     GError* error_ = nullptr;
 };
 
-/** Keeps signals from this thread, and from the threads that the library starts meanwhile: a signal
- *  cuts the library's discovery short, and the library's threads must not take those that the host
- *  waits for. */
-class HoldSignals
-{
-public:
-    HoldSignals()
-    {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &before_);
-    }
-    ~HoldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    HoldSignals(const HoldSignals&) = delete;
-    HoldSignals& operator=(const HoldSignals&) = delete;
-
-private:
-    sigset_t before_{};
-};
-
 } // namespace net

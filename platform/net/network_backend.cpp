@@ -1,4 +1,5 @@
 #include "net/network_backend.h"
+#include "base/signals_blocked.h"
 
 #include "net/control/gvcp.h"
 #include "net/library_owners.h"
@@ -85,7 +86,7 @@ bool NetworkBackend::IsLookedOn(std::uint32_t address) const
 int NetworkBackend::List(std::vector<GEV_DEVICE_INFO>* devices)
 {
     const std::lock_guard lock(mutex_);
-    const HoldSignals hold;
+    const base::SignalsBlocked blocked;
     if (!interface_.empty()) {
         subnets_ = SubnetsOf(interface_); // its addresses come and go
     }
@@ -122,7 +123,7 @@ int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
     if (const int status = MayControl(*address); status != kGevOk) {
         return status;
     }
-    const HoldSignals hold;
+    const base::SignalsBlocked blocked;
     ErrorSlot error;
     Ref<ArvDevice> opened;
     {

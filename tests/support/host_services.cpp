@@ -1,13 +1,13 @@
 /** The services of the host: each notes its call and answers from the fields of FakeHost. */
 #include "tests/support/fake_host.h"
 
+#include "base/cancellation.h"
 #include "sim_control.h"
 
 #include <algorithm>
 #include <cstdarg>
 #include <malloc.h>
 #include <mutex>
-#include <pthread.h>
 #include <sys/time.h>
 
 using rig::FakeHost;
@@ -38,23 +38,6 @@ template <class T> static T Next(std::deque<T>& script)
     script.pop_front();
     return value;
 }
-
-namespace
-{
-
-class HoldCancellation
-{
-public:
-    HoldCancellation() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &before_); }
-    ~HoldCancellation() { pthread_setcancelstate(before_, nullptr); }
-    HoldCancellation(const HoldCancellation&) = delete;
-    HoldCancellation& operator=(const HoldCancellation&) = delete;
-
-private:
-    int before_ = PTHREAD_CANCEL_ENABLE;
-};
-
-} // namespace
 
 extern "C" {
 
@@ -354,7 +337,7 @@ void LogWrite(const char* sourceFile, int, const char* function, int level, cons
     }
     // Both threads of a session come here, and the control thread may be cancelled on its way.
     static std::mutex mutex;
-    const HoldCancellation hold;
+    const base::CancellationGuard hold;
     const std::lock_guard lock(mutex);
     ++Host().logLines;
     if (!Host().recording) {

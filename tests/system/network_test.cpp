@@ -81,8 +81,9 @@ TEST_F(KvgrabOnTheWire, GrabsFromTheCameraOfItsConfiguration)
 {
     SwitchOn("N1", "127.0.0.1");
     SwitchOn("N2", "127.0.0.2", {"--model", "Second"});
-    const std::string small = "[cameras]\nbackends = \"net\"\n[region]\noffset_x = 0\noffset_y = 0\n"
-                              "width = 320\nheight = 200\n";
+    const std::string small =
+        "[cameras]\nbackends = \"net\"\n[region]\noffset_x = 0\noffset_y = 0\n"
+        "width = 320\nheight = 200\n";
     const std::string bySerial =
         OutputOf(Command({"--config", Configured(small + "[camera]\nserial = \"N2\"\n"), "--frames",
                           "20", "--export", "png", "--every-frame", "--directory", "out"}));
@@ -101,7 +102,8 @@ TEST_F(KvgrabOnTheWire, GoesOnWithACameraThatComesBack)
 {
     LoopbackCamera& camera = SwitchOn("N1", "127.0.0.1");
     Program program(
-        Command({"--config", Configured("[cameras]\nbackends = \"net\"\n[camera]\nserial = \"N1\"\n"),
+        Command({"--config",
+                 Configured("[cameras]\nbackends = \"net\"\n[camera]\nserial = \"N1\"\n"),
                  "--retry-interval", "0.5"}),
         folder_.Path());
     ASSERT_TRUE(program.WaitFor("the first frame came after", kPatience)) << program.Output();

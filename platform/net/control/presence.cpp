@@ -1,4 +1,5 @@
 #include "net/control/presence.h"
+#include "base/signals_blocked.h"
 
 #include "gev_backend.h"
 #include "net/control/gvcp.h"
@@ -50,7 +51,7 @@ bool IsController(const Device& device)
 
 Presence::Presence(Device& device, std::uint32_t address) : device_(device), address_(address)
 {
-    const HoldSignals hold;
+    const base::SignalsBlocked blocked;
     thread_ = std::thread([this] { Watch(); });
 }
 

@@ -10,7 +10,7 @@
 #include "net/description/description.h"
 #include "net/errors.h"
 
-#include "core/hold_cancellation.h"
+#include "base/cancellation.h"
 
 #include <mutex>
 #include <string>
@@ -25,7 +25,7 @@ public:
     explicit AccessScope(const Device& device) : lock_(device.Mutex()) {}
 
 private:
-    gevplat::HoldCancellation hold_; // before the lock, so that it ends after the unlock
+    base::CancellationGuard hold_; // before the lock, so that it ends after the unlock
     std::lock_guard<std::recursive_mutex> lock_;
 };
 

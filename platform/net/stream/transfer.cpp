@@ -1,4 +1,5 @@
 #include "net/stream/transfer.h"
+#include "base/signals_blocked.h"
 
 #include "gev_backend.h"
 
@@ -56,7 +57,7 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
                    std::uint64_t size, std::uint32_t count, void** buffers,
                    std::shared_ptr<Transfer>* transfer)
 {
-    const HoldSignals hold;
+    const base::SignalsBlocked blocked;
     const std::lock_guard lock(device.Mutex());
     const std::shared_ptr<Transfer> made(new Transfer(device, features));
     ErrorSlot error;
@@ -105,7 +106,7 @@ bool Transfer::IsStarted() const
 
 void Transfer::Start(std::uint32_t frames, const Geometry& geometry)
 {
-    const HoldSignals hold;
+    const base::SignalsBlocked blocked;
     const std::lock_guard lock(mutex_);
     geometry_ = geometry;
     framesLeft_ = frames == kForEverAsked ? kForEver : frames;
@@ -131,7 +132,7 @@ void Transfer::Stop()
 
 void Transfer::Retire()
 {
-    const HoldSignals hold;
+    const base::SignalsBlocked blocked;
     const std::lock_guard lock(mutex_);
     started_ = false;
     retired_ = true;

@@ -1,0 +1,27 @@
+/** Blocks all signals for a scope: threads that are started inside inherit that, so that signals
+ *  reach the threads of the program alone. */
+#pragma once
+
+#include <csignal>
+
+namespace base
+{
+
+class SignalsBlocked
+{
+public:
+    SignalsBlocked()
+    {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t before_{};
+};
+
+} // namespace base

@@ -1,17 +1,17 @@
 # One-line helpers.
 
-# kv_reads_options(file...)
+# kv_no_optimise(file...)
 # Sources that include the command-line library: to optimise its templates takes half a minute a
 # file, and nothing in them is in a hurry. Flags of their own exclude headers that are read once.
-function(kv_reads_options)
+function(kv_no_optimise)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0
                                 SKIP_PRECOMPILE_HEADERS ON)
 endfunction()
 
-# kv_reads_headers_once(target [header...])
+# kv_precompile_std(target [header...])
 # A third of the time that a sanitizer build takes goes into reading the same headers again. There
 # they are read once a target; elsewhere source by source, so that an #include that is missing shows.
-function(kv_reads_headers_once target)
+function(kv_precompile_std target)
     if(KV_SANITIZE)
         target_precompile_headers(${target} PRIVATE <algorithm> <array> <cmath> <functional> <memory>
                                   <mutex> <optional> <string> <string_view> <vector> ${ARGN})

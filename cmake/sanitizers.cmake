@@ -1,8 +1,9 @@
-# One sanitizer build per preset; applied to everything, so that no library is left out. With clang,
-# which builds them in less time and follows a thread that is cancelled.
+# Sanitizers, coverage and fuzzing. Each preset switches on one sanitizer for all targets, so that
+# no library is left out. Sanitizer builds use clang, which compiles them faster than g++ does and
+# whose thread sanitizer handles cancelled threads.
 if(NOT KV_SANITIZE STREQUAL "" AND NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
-    message(FATAL_ERROR "KV_SANITIZE needs clang, which the presets asan and tsan choose; a folder "
-                        "that another compiler has built in needs cmake --fresh --preset")
+    message(FATAL_ERROR "KV_SANITIZE needs clang, which the presets asan and tsan choose; a build "
+                        "folder of another compiler has to be configured with cmake --fresh")
 endif()
 if(KV_SANITIZE STREQUAL "address")
     add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
@@ -19,6 +20,6 @@ if(KV_COVERAGE)
     add_link_options(--coverage)
 endif()
 if(KV_FUZZ)
-    # Everything tells the fuzzers where it has been; they bring what listens.
+    # Instruments all code for the fuzzers; each fuzzer links the fuzzing engine itself.
     add_compile_options(-fsanitize=fuzzer-no-link)
 endif()

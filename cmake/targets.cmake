@@ -1,16 +1,19 @@
-# One-line helpers.
+# Helpers for targets.
 
 # kv_no_optimise(file...)
-# Sources that include the command-line library: to optimise its templates takes half a minute a
-# file, and nothing in them is in a hurry. Flags of their own exclude headers that are read once.
+# Compiles these sources without optimisation. They include the command-line library, whose
+# templates take half a minute per file to optimise, and none of this code needs to be fast. The
+# sources are left out of precompiled headers, because a precompiled header fits only sources that
+# are compiled with the same options.
 function(kv_no_optimise)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0
                                 SKIP_PRECOMPILE_HEADERS ON)
 endfunction()
 
 # kv_precompile_std(target [header...])
-# A third of the time that a sanitizer build takes goes into reading the same headers again. There
-# they are read once a target; elsewhere source by source, so that an #include that is missing shows.
+# Precompiles common headers of the standard library, and the given ones, in sanitizer builds, where
+# parsing them again for each source takes a third of the build time. Other builds compile without
+# precompiled headers, so that a missing #include is noticed.
 function(kv_precompile_std target)
     if(KV_SANITIZE)
         target_precompile_headers(${target} PRIVATE <algorithm> <array> <cmath> <functional> <memory>
@@ -20,8 +23,9 @@ endfunction()
 
 # kv_add_test(NAME name LABELS label... SOURCES file... [LIBRARIES library...] [TIMEOUT seconds]
 #             [OWN_NETWORK] [PREFIX text])
-# One GoogleTest binary; each of its tests is a ctest test in a process of its own, and with
-# OWN_NETWORK in a network of its own. The prefix tells tests apart that run in two binaries.
+# Adds a GoogleTest binary. ctest runs each of its tests in a separate process, and with OWN_NETWORK
+# in a separate network namespace. The prefix keeps the names of tests that are linked into two
+# binaries apart.
 function(kv_add_test)
     cmake_parse_arguments(ARG "OWN_NETWORK" "NAME;TIMEOUT;PREFIX" "LABELS;SOURCES;LIBRARIES" ${ARGN})
     find_package(GTest REQUIRED)
@@ -32,7 +36,8 @@ function(kv_add_test)
     add_executable(${ARG_NAME} ${ARG_SOURCES})
     target_link_libraries(${ARG_NAME} PRIVATE ${ARG_LIBRARIES} kv_warnings GTest::gmock
                           GTest::gtest_main Threads::Threads)
-    # What is tested is optimised as the preset says; the tests themselves only have to be built soon.
+    # The code under test is optimised as the preset says; the tests themselves are built for speed
+    # of compilation.
     target_compile_options(${ARG_NAME} PRIVATE -O0 -g1 -pthread)
     target_precompile_headers(${ARG_NAME} REUSE_FROM test_headers)
     if(ARG_OWN_NETWORK)

@@ -1,3 +1,4 @@
+/** The control thread: its start and end, its loop, and the IO-box settings that it applies. */
 #include "kv_td_cthr.h"
 
 #include "gev_api.h"

@@ -1,3 +1,5 @@
+/** CExCam: the property table, access to features by type and by name, start and stop of a
+ *  transfer. */
 #include "kv_td_excam.h"
 
 #include "kv_td_excam_rows.h"

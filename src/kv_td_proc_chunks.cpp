@@ -1,3 +1,4 @@
+/** Chunk data: switching it on and off, and the values that are published for each frame. */
 #include "gev_api.h"
 #include "kv_host_services.h"
 #include "kv_td_excam.h"

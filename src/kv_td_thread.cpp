@@ -1,3 +1,4 @@
+/** Thread calls of the driver, for real: POSIX threads and sleeps. */
 #include "kv_td_thread.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+/** Clock calls of the driver, for real: the system's clock. */
 #include "kv_td_time.h"
 
 namespace KvTd

@@ -46,7 +46,7 @@ void* CBufferFactory::GetBuffer(void* cameraHandle, unsigned int* size, unsigned
         return nullptr;
     }
     // Deliberate: a single buffer is never handed to the transfer.
-    // Factory.SingleBufferIsNotHandedOver
+    // Factory.HandsEvenlySpacedBuffersToTheTransfer
     if (bNum == 1 || cameraHandle == nullptr) {
         return first;
     }

@@ -96,7 +96,7 @@ static bool IsWanted(const LogSite& site, const GEV_DEVICE_INFO& device, unsigne
 static int Choose(const LogSite& site, const GEV_DEVICE_INFO* list, int count, const Wanted& wanted)
 {
     // Deliberate: the vendor is not asked again.
-    // Entry.MaskChoosesAnyVendorOnceOneOfTheMakersIsThere
+    // Entry.OpensTheFirstWantedCamera
     for (int i = 0; i < count; ++i) {
         if (IsWanted(site, list[i], static_cast<unsigned>(i), wanted)) {
             return i;
@@ -147,7 +147,7 @@ static int RunSession(const LogSite& site)
     GEV_DEVICE_INFO list[kListSize] = {};
     const Wanted wanted{KvGiMainCtx__GetModelStr(), KvGiMainCtx__GetIdStr(),
                         KvGiMainCtx__GetActiveCamMask()};
-    // Deliberate: so the line below always tells 0. Entry.NoDeviceCounterAlwaysPrintsZero
+    // Deliberate: so the line below always tells 0. Entry.OpensTheFirstWantedCamera
     _s_cntrExitNoAny = 0;
     int count = 0;
     GevGetCameraList(list, kListSize, &count);

@@ -93,7 +93,8 @@ void CCamProc::readSettings(const LogSite& site, CExCam* cam)
     cam->ExPropertyGetFloat(GAIN_PROPERTY_TYPE, &gainCur);
     cam->ExPropertyGetFloat(EXPOSURE_TIME_PROPERTY_TYPE, &exposureCur);
     if (fps > 0) {
-        // Ours: a session whose rate is never configured has a period too. Config.PeriodOfTheCamera
+        // Ours: a session whose rate is never configured has a period, too.
+        // Config.PeriodTicksAndSizes
         framePeriodUs = PeriodUsOfRate(fps);
     }
     gammaValue = kGammaUnset;

@@ -22,7 +22,7 @@ static constexpr int kBackToEightBits = 7;
 static unsigned SpentUs(const timeval& start)
 {
     const timeval end = TimeOfDay();
-    // Deliberate: whole seconds are left out. Signals.SpentTimeLeavesOutWholeSeconds
+    // Deliberate: whole seconds are left out. Signals.EachStateTellsItsStory
     return static_cast<unsigned>(KvUtl__TimeValDiff(&end, &start)->tv_usec);
 }
 

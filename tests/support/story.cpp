@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 
 namespace rig
 {
@@ -42,6 +43,28 @@ std::string DifferenceOf(const std::vector<std::string>& told,
     text += Lines(story, at, at + kContext, "expected  ");
     text += Lines(told, at, at + kContext, "told      ");
     return text;
+}
+
+void Append(std::vector<std::string>& story, const std::string& heading,
+            const std::vector<std::string>& texts)
+{
+    story.push_back("== " + heading);
+    story.insert(story.end(), texts.begin(), texts.end());
+}
+
+std::vector<std::string> Masked(std::vector<std::string> texts)
+{
+    static const std::regex address("0x[0-9a-f]{9,}");
+    static const std::regex process("(PID |cpu=)[0-9]+");
+    static const std::regex comparison("\\(result -?[1-9][0-9]*\\)");
+    static const std::regex reading("(read .*=.*\\.[0-9])[0-9]+");
+    for (std::string& text : texts) {
+        text = std::regex_replace(text, address, "0x...");
+        text = std::regex_replace(text, process, "$1...");
+        text = std::regex_replace(text, comparison, "(result not 0)");
+        text = std::regex_replace(text, reading, "$1...");
+    }
+    return texts;
 }
 
 testing::AssertionResult IsStoryIn(const std::string& file, const std::vector<std::string>& told)

@@ -19,6 +19,15 @@ namespace rig
 std::string DifferenceOf(const std::vector<std::string>& told,
                          const std::vector<std::string>& story);
 
+/** Puts "== heading" and the texts behind what `story` has: for stories of several cases. */
+void Append(std::vector<std::string>& story, const std::string& heading,
+            const std::vector<std::string>& texts);
+
+/** The same texts, without what differs from run to run and from machine to machine: addresses, the
+ *  numbers of process and processor, what a comparison of texts gave if not 0, all decimals but the
+ *  first of what is read. */
+std::vector<std::string> Masked(std::vector<std::string> texts);
+
 /** Whether `told` is what the file has, line by line. */
 testing::AssertionResult IsStoryIn(const std::string& file, const std::vector<std::string>& told);
 

@@ -1,4 +1,4 @@
-/** CBufferFactory: looks whether the host's buffers are one flat block and hands them over. */
+/** CBufferFactory: checks whether the host's buffers are one flat block and hands them over. */
 #include "kv_td_factory.h"
 
 #include "gev_api.h"

@@ -1,4 +1,5 @@
-/** The session of an opened camera and the frame of its grab loop: set-up, rounds, end. */
+/** The session of an opened camera: stream options, control thread, beginning and end of the grab
+ *  loop. */
 #include "kv_td_proc.h"
 
 #include "gev_api.h"

@@ -70,7 +70,7 @@ void CCamProc::ProcSetCamConfigChunks(CExCam* cam)
         KV_LOG(3, "  Enabled timestamp chunks sending");
         chunkMask |= kChunkTimestamp;
     }
-    // Deliberate: the restore spells it otherwise. Chunks.AreSwitchedOnAndOff
+    // Deliberate: the restore spells it differently. Chunks.AreSwitchedOnAndOff
     if (chunks.Switch("counter1ValueAtReset", true)) {
         KV_LOG(3, "  Enabled counter value chunks sending");
         chunkMask |= kChunkCounter;

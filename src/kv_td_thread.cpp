@@ -1,4 +1,4 @@
-/** Thread calls of the driver, for real: POSIX threads and sleeps. */
+/** The driver's thread calls, made with POSIX threads. */
 #include "kv_td_thread.h"
 
 #include <unistd.h>

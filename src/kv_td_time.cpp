@@ -1,4 +1,4 @@
-/** Clock calls of the driver, for real: the system's clock. */
+/** The driver's clock calls, answered by the system's clock. */
 #include "kv_td_time.h"
 
 namespace KvTd

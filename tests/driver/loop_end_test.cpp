@@ -96,8 +96,8 @@ static const EndCase kEnds[] = {
     {"an exception at set-up", kExitConfiguration,
      [](Rig&) { sim::AddFault(AccessThrows(sim::Trigger::Write, "ChunkModeActive")); },
      "Configuring chunks", 0},
-    // The exposure is read once at set-up and once per frame. The clock moves on where the loop's
-    // time has been taken, and before it.
+    // The exposure is read once at set-up and once per frame. The loop's end is noted after seven
+    // seconds more and before the half one.
     {"an exception in a round", kExitGrabbing,
      [](Rig& rig) {
          sim::AddFault(

@@ -34,12 +34,12 @@ TEST(Profile, TwentyWaitsAndTriggersInStorageOrder)
             rig.time.AdvanceUs(++trigger); // the n-th takes n microseconds
         }
         if (service == "KvGi__SetTermSigProc") {
-            rig.time.AdvanceUs(500'000); // the loop is over by then
+            rig.time.AdvanceUs(500'000); // the end of the loop has been noted before this
         }
     };
     rig.host.onLog = [&](std::string_view format) {
         if (format == "****** stopping capture ******") {
-            rig.time.AdvanceUs(4'000'000); // and not yet here
+            rig.time.AdvanceUs(4'000'000); // but not before this
         }
     };
     EXPECT_EQ(rig.Loop(), 0);

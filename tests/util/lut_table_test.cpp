@@ -25,6 +25,7 @@ TEST(LutTable, ConfiguredOnesAreThinnedAndShiftedWithoutRounding)
              {4096U, 12, 1, 1U, 255U},
              {256U, 12, 15, 0U, 239U}, // 15 >> 4
              {767U, 8, 1, 2U, 510U},   // every second one; not the last
+             {256U, 9, 2, 1U, 255U},   // by one bit
              {256U, 6, 1, 4U, 1020U},  // to the left
              {256U, 40, 255, 0U, 0U},  // no bit is left
          }) {

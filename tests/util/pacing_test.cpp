@@ -64,6 +64,7 @@ TEST(Pacing, StampThatIsNotYetReachedIsSetAnew)
         const std::uint64_t stamp = source.clock.frameTsUs();
         const auto step = source.After(stamp - source.frame.hostGotUs + (reached ? 1 : 0), 100'000);
         EXPECT_EQ(step.arrival.initTrigger, !reached);
+        EXPECT_EQ(step.arrival.oldFrameTsUs, reached ? 0 : stamp);
         EXPECT_EQ(step.stamp, reached ? stamp : source.frame.hostGotUs - 1995);
     }
 }

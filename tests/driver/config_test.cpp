@@ -142,6 +142,19 @@ TEST(Config, TemperatureLineNeedsASelectorWithInternal)
     }
 }
 
+TEST(Config, RegionFailsAlsoWhenOnlyTheVerticalOffsetIsRefused)
+{
+    ConfigRig rig;
+    EXPECT_EQ(rig.Configure(), 0);
+    rig.host.offsetX = 0;
+    rig.host.width = 32;
+    rig.host.offsetY = 17; // no multiple of its increment
+    rig.host.height = 16;
+    EXPECT_EQ(rig.proc.ProcParametrizeCamAoi(&rig.Cam()), 1 << OFFSET_Y_PROPERTY_TYPE);
+    EXPECT_EQ(rig.proc.roiWidth, 64U) << "the cache stays, though the width was set";
+    EXPECT_EQ(Rig::Feature("Width"), "32");
+}
+
 TEST(Config, FailedReadsKeepTheValuesBefore)
 {
     ConfigRig rig(Lacking({"WidthMax", "OffsetX", "AcquisitionFrameRate", "Gain", "ExposureTime"}));

@@ -1,3 +1,4 @@
+/** The control thread: its start and end, its loop, and the IO-box settings that it applies. */
 #include "kv_td_cthr.h"
 
 #include "gev_api.h"
@@ -133,8 +134,8 @@ void* CCamCtrlThread::CtrlThreadFunc(void* argument)
 namespace
 {
 
-/** A command for a set; false: it has to wait. A command of no length, or without a value, is
- *  dropped. */
+/** Queues a command for a set. False: it has to wait for the one before it. A command without a
+ *  length or a value is dropped. */
 bool QueueCommand(const LogSite& site, CExCam* cam, int index)
 {
     IoBoxSet& set = cam->lineStates[index];

@@ -1,3 +1,5 @@
+/** CExCam: the property table, access to features by type and by name, start and stop of a
+ *  transfer. */
 #include "kv_td_excam.h"
 
 #include "kv_td_excam_rows.h"
@@ -59,7 +61,7 @@ bool IsExposureAutoLimit(int row)
     return row == EXPOSURE_AUTO_MIN_PROPERTY_TYPE || row == EXPOSURE_AUTO_MAX_PROPERTY_TYPE;
 }
 
-/** Writes an entry of an enumeration; passes over one that the camera lacks. */
+/** Writes an entry of an enumeration, unless the camera lacks it. */
 void SelectIfThere(const GenApi::CNodeMapRef* map, const char* selector, const char* entry)
 {
     if (const auto node = FindNode<GenApi::CEnumerationPtr>(map, selector)) {
@@ -67,7 +69,7 @@ void SelectIfThere(const GenApi::CNodeMapRef* map, const char* selector, const c
     }
 }
 
-/** Turns the selector that the row's feature stands under. */
+/** Sets the selector that the row's feature depends on. */
 void PrepareSelector(const GenApi::CNodeMapRef* map, int row)
 {
     switch (row) {
@@ -139,7 +141,7 @@ int CExCam::ExStartCapture(int frameCount)
     if (status != 0) {
         printf("Error starting grab - 0x%x  or %d\n", static_cast<unsigned>(status), status);
     }
-    return 0; // Deliberate: drops tell of a dead transfer.
+    return 0; // Deliberate: a dead transfer shows as drops.
               // Capture.RefusedStartIsPrintedAndGivesZero
 }
 

@@ -1,4 +1,4 @@
-/** CExCam: look-up table and gamma. */
+/** CExCam: look-up table and gamma correction. */
 #include "kv_td_excam.h"
 #include "kv_td_excam_rows.h"
 #include "kv_td_guard.h"
@@ -12,7 +12,7 @@ namespace KvTd
 
 static constexpr char kLogSource[] = "kv_td_excam";
 
-/** What the caller may ask beyond the camera's own gamma range. */
+/** How far a value may lie outside the camera's gamma range. */
 static constexpr double kGammaTolerance = 0.06;
 
 static unsigned short LutBitsOfSize(const GenApi::gcstring& size)
@@ -202,7 +202,8 @@ int CExCam::ExPropertyGetGammaRange(float* min, float* max)
     });
     if (guard.caught) {
         result = guard.status;
-        // Deliberate: after a property exception alone the type goes back to what it was.
+        // Deliberate: after a property exception alone the type goes back to what it was, also when
+        // it was the first attempt at that which raised.
         // GammaRange.OnlyAPropertyExceptionRestoresTheType
         if (guard.status == 0) {
             result = -1;

@@ -1,3 +1,4 @@
+/** CBufferFactory: checks whether the host's buffers are one flat block and hands them over. */
 #include "kv_td_factory.h"
 
 #include "gev_api.h"
@@ -45,7 +46,7 @@ void* CBufferFactory::GetBuffer(void* cameraHandle, unsigned int* size, unsigned
         return nullptr;
     }
     // Deliberate: a single buffer is never handed to the transfer.
-    // Factory.SingleBufferIsNotHandedOver
+    // Factory.HandsEvenlySpacedBuffersToTheTransfer
     if (bNum == 1 || cameraHandle == nullptr) {
         return first;
     }

@@ -1,3 +1,4 @@
+/** Turns what the camera throws into a log line and a status, one kind after the other. */
 #include "kv_td_guard.h"
 
 #include "gen_api.h"

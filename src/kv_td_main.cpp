@@ -43,7 +43,7 @@ static const char* Shown(const char* text)
     return text == nullptr ? "(null)" : text;
 }
 
-/** Prints the list; how many cameras are the maker's. */
+/** Logs the list and returns how many of its cameras are the maker's. */
 static int ReportDevices(const LogSite& site, const GEV_DEVICE_INFO* list, int count)
 {
     int found = 0;
@@ -65,7 +65,7 @@ static int ReportDevices(const LogSite& site, const GEV_DEVICE_INFO* list, int c
     return found;
 }
 
-/** By model and serial, or else by position. */
+/** Whether the host wants this camera, by model and serial or else by its position in the list. */
 static bool IsWanted(const LogSite& site, const GEV_DEVICE_INFO& device, unsigned position,
                      const Wanted& wanted)
 {
@@ -92,11 +92,11 @@ static bool IsWanted(const LogSite& site, const GEV_DEVICE_INFO& device, unsigne
     return true;
 }
 
-/** The first wanted position, the maker's camera or not; kNone when there is none. */
+/** Returns the first wanted position, whoever made that camera; kNone when there is none. */
 static int Choose(const LogSite& site, const GEV_DEVICE_INFO* list, int count, const Wanted& wanted)
 {
     // Deliberate: the vendor is not asked again.
-    // Entry.MaskChoosesAnyVendorOnceOneOfTheMakersIsThere
+    // Entry.OpensTheFirstWantedCamera
     for (int i = 0; i < count; ++i) {
         if (IsWanted(site, list[i], static_cast<unsigned>(i), wanted)) {
             return i;
@@ -105,7 +105,7 @@ static int Choose(const LogSite& site, const GEV_DEVICE_INFO* list, int count, c
     return kNone;
 }
 
-/** Opens the camera and runs the session on it; closes it whatever comes. */
+/** Opens the camera, runs the session on it and closes it, whatever the result. */
 static int RunDevice(const LogSite& site, const GEV_DEVICE_INFO& device, const Wanted& wanted)
 {
     void* handle = nullptr;
@@ -125,7 +125,7 @@ static int RunDevice(const LogSite& site, const GEV_DEVICE_INFO& device, const W
     return rc;
 }
 
-/** A reconfiguration that came while no frames flowed. */
+/** Takes over a reconfiguration that was asked for while no frames flowed. */
 static void _t_CheckSignal()
 {
     if (KvUtl__CheckSignal() != kSignalReconfigure) {
@@ -147,7 +147,7 @@ static int RunSession(const LogSite& site)
     GEV_DEVICE_INFO list[kListSize] = {};
     const Wanted wanted{KvGiMainCtx__GetModelStr(), KvGiMainCtx__GetIdStr(),
                         KvGiMainCtx__GetActiveCamMask()};
-    // Deliberate: so the line below always tells 0. Entry.NoDeviceCounterAlwaysPrintsZero
+    // Deliberate: the line below therefore always tells 0. Entry.OpensTheFirstWantedCamera
     _s_cntrExitNoAny = 0;
     int count = 0;
     GevGetCameraList(list, kListSize, &count);

@@ -1,3 +1,5 @@
+/** The session of an opened camera: stream options, control thread, beginning and end of the grab
+ *  loop. */
 #include "kv_td_proc.h"
 
 #include "gev_api.h"
@@ -7,6 +9,7 @@
 #include "kv_td_factory.h"
 #include "kv_td_guard.h"
 #include "kv_td_prof.h"
+#include "kv_td_time.h"
 #include "util/units.h"
 
 #include <unistd.h>
@@ -103,7 +106,9 @@ int CCamProc::ProcLoop(CExCam* cam, CBufferFactory* factory)
 
     KV_LOG(3, "START GRABBING (bufferFrameSize %u, bNum %u, fNum %u, PID %u) ...", bufferFrameSize,
            bNum, fNum, static_cast<unsigned>(getpid()));
-    LoopRun run(MicrosecondsOf(ProfLoopStart()), framePeriodUs);
+    const timeval started = TimeOfDay();
+    ProfLoopStart(started);
+    LoopRun run(MicrosecondsOf(started), framePeriodUs);
     run.frameLimit = fNum;
     run.stateDivider = GrabStateDivider(fps);
     cam->ExStartCapture(-1);

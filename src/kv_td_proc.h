@@ -1,4 +1,4 @@
-/** CCamProc: one device session: parametrization, grab loop, reaction to signals. */
+/** CCamProc, one device session: parametrization, grab loop, reaction to signals. */
 #pragma once
 
 #include "kv_td_types.h"
@@ -34,6 +34,14 @@ public:
      *  the result of ProcSignal. */
     int ProcLoop(CExCam* cam, CBufferFactory* factory);
 
+    std::uint32_t loopRuns = 0; ///< runs of the loop in this session
+    std::uint32_t framePeriodUs = 0;
+    std::uint32_t latencyUs = 0;     ///< added to host times
+    std::int32_t exposureUs = 0;     ///< of the newest frame
+    std::int32_t tsAdjNs = 0;        ///< ns per second; not 0: stamps follow the camera's
+    std::uint32_t tickFrequency = 0; ///< Hz
+    void* currImage = nullptr;       ///< of the newest frame
+
     // ---- configuration: kv_td_proc_config.cpp -------------------------------------------------
 
     /** Brings the camera into the configured state before the first frame. `bufferCount` is in/out.
@@ -44,6 +52,8 @@ public:
     int ProcParametrizeCam(CExCam* cam, bool dynamic, bool initial);
     /** Switches off the chunks that ProcSetCamConfigChunks switched on. */
     void ProcSetCamConfigEnd(CExCam* cam);
+
+    std::uint32_t bufNum = 0; ///< frame buffers
 
     // ---- values: kv_td_proc_values.cpp, kv_td_proc_wb.cpp -------------------------------------
     //
@@ -56,6 +66,14 @@ public:
     void ProcParametrizeCamManExpo(CExCam* cam);
     void ProcParametrizeCamWB(CExCam* cam);
 
+    float fps = 0;     ///< frames per second
+    float gainCur = 0; ///< dB
+    float exposureCur = 0;
+    std::int32_t exposureCurInt = 0;
+    std::uint8_t rotateState = 0; ///< 1: turned by 180 degrees
+    std::int32_t wbRed = 0;       ///< hundredths of a dB; -1: automatic; the same for blue
+    std::int32_t wbBlue = 0;
+
     // ---- automatic exposure and gain: kv_td_proc_auto.cpp -------------------------------------
 
     /** `dynamic`: while frames flow. `captureStopped`: the transfer is stopped, and whoever owns
@@ -64,6 +82,9 @@ public:
                                     std::uint32_t etimeMode, bool dynamic, bool* captureStopped);
     /** Brightness target and limits; the result of the last camera operation. */
     int ProcParametrizeCamAutoFuncParams(CExCam* cam);
+
+    std::int32_t gainAutoState = 0; ///< 0 unknown, 1 off, 2 continuous; the same for exposure
+    std::int32_t expoAutoState = 0;
 
     // ---- look-up table and gamma: kv_td_proc_lut.cpp ------------------------------------------
 
@@ -82,6 +103,15 @@ public:
     /** One step of the dynamic LUT, for each good frame: kv_td_proc_dynlut.cpp. */
     void ProcDynamLut(CExCam* cam);
 
+    float gammaValue = 0;                       ///< -1: none reported
+    const std::uint16_t* lastLutData = nullptr; ///< table written last; identity counts
+    std::uint32_t usrSignalPending = 0;         ///< step of the dynamic LUT
+    std::int32_t reconfigState = 0;             ///< its bit-depth excursion: 0, 6 or 7
+    std::uint16_t* dynLut = nullptr;            ///< owned, malloc
+    std::uint32_t dynLutCount = 0;              ///< its entries that are in use
+    std::uint32_t* dynCdf = nullptr;            ///< owned, malloc
+    std::uint32_t dynCdfCount = 0;              ///< its entries
+
     // ---- IO box: kv_td_proc_lines.cpp ---------------------------------------------------------
 
     /** Hands changed IO-box sets to the control thread. */
@@ -96,6 +126,12 @@ public:
                            std::uint8_t* significantBits, std::uint32_t* gevFormat,
                            const char** codec);
 
+    std::uint8_t formatCode = 0;   ///< the host's
+    std::uint32_t pixelFormat = 0; ///< GigE Vision code
+    std::uint8_t pixelBits = 0;    ///< stored
+    std::uint8_t dataBits = 0;     ///< significant
+    bool isYuv = false;
+
     // ---- region of interest: kv_td_proc_aoi.cpp -----------------------------------------------
 
     /** 0: all configured items set; -1: does not fit the sensor; else the mask of failed items. */
@@ -107,17 +143,38 @@ public:
      *  4 Height, whichever comes first. */
     int ProcCheckCfgCamAoi();
 
+    std::uint32_t roiWidth = 0;
+    std::uint32_t roiHeight = 0;
+    std::uint32_t roiOffsetX = 0;
+    std::uint32_t roiOffsetY = 0;
+    std::uint32_t widthMax = 0;
+    std::uint32_t heightMax = 0;
+
     // ---- chunks: kv_td_proc_chunks.cpp --------------------------------------------------------
 
     void ProcSetCamConfigChunks(CExCam* cam);
     /** Publishes a frame's gain, exposure, ticks and counter; returns its time stamp. */
     std::uint64_t ProcFrameChunks(CExCam* cam, const _tag_GEVBUF_ENTRY* frame);
 
+    /** Chunks that are on: 1 gain, 2 exposure, 4 time stamp, 8 counter. */
+    std::uint32_t chunkMask = 0;
+
     // ---- frame memory: kv_td_proc_mem.cpp -----------------------------------------------------
 
     void ProcInitMem(CExCam* cam, unsigned int frameSize);
     /** Triggers the pending images into host memory; the host's result, 0: accepted. */
     int ProcLoopMem(unsigned long timeUs, int flag);
+
+    void* pendingFrame = nullptr;     ///< waits to be triggered into frame memory
+    void* pendingConvFrame = nullptr; ///< converted image for instance 1; nobody fills it yet
+    std::uint32_t bufferFrameSize = 0;
+    std::uint32_t fullFrameSize = 0; ///< of a frame without spare room
+    std::uint32_t stride = 0;        ///< of a line
+    std::int32_t memInstance = 0;    ///< -1: plain host memory
+    std::uint8_t convFormat = 0;     ///< conversion that the host asked for
+    std::uint8_t convActive = 0;
+    std::uint32_t convPixelFormat = 0;
+    std::uint32_t convFrameSize = 0;
 
     // ---- signals: kv_td_proc_signal.cpp -------------------------------------------------------
 
@@ -127,57 +184,7 @@ public:
      *  reconfiguration failed hard, else 0. */
     int ProcSignal(CExCam* cam, std::uint32_t grabbed, bool* stop);
 
-    // ---- fields -------------------------------------------------------------------------------
-
-    void* pendingFrame = nullptr;     ///< waits to be triggered into frame memory
-    void* pendingConvFrame = nullptr; ///< converted image for instance 1; nobody fills it yet
-    std::uint32_t bufferFrameSize = 0;
-    std::uint32_t fullFrameSize = 0; ///< of a frame without spare room
-    std::uint32_t convFrameSize = 0;
-    std::uint32_t stride = 0; ///< of a line
-    std::uint32_t bufNum = 0;
-    float fps = 0; ///< frames per second
-    std::uint32_t framePeriodUs = 0;
-    std::uint32_t latencyUs = 0; ///< added to host times
-    std::int32_t exposureUs = 0; ///< of the newest frame
-    std::uint32_t roiWidth = 0;
-    std::uint32_t roiHeight = 0;
-    std::uint32_t roiOffsetX = 0;
-    std::uint32_t roiOffsetY = 0;
-    std::uint32_t widthMax = 0;
-    std::uint32_t heightMax = 0;
-    std::int32_t tsAdjNs = 0;           ///< ns per second; not 0: stamps follow the camera's
-    std::uint32_t usrSignalPending = 0; ///< step of the dynamic LUT
-    std::int32_t reconfigState = 0;     ///< its bit-depth excursion: 0, 6 or 7
-    std::uint16_t* dynLut = nullptr;    ///< owned, malloc
-    std::uint32_t dynLutCount = 0;      ///< its entries that are in use
-    std::uint32_t* dynCdf = nullptr;    ///< owned, malloc
-    std::uint32_t dynCdfCount = 0;      ///< its entries
-    const std::uint16_t* lastLutData = nullptr; ///< table written last; identity counts
-    void* currImage = nullptr;
-    std::int32_t lastSignal = 0;
-    float gainCur = 0; ///< dB
-    float exposureCur = 0;
-    std::int32_t exposureCurInt = 0;
-    float gammaValue = 0;            ///< -1: none reported
-    std::uint32_t tickFrequency = 0; ///< Hz
-    std::uint32_t pixelFormat = 0;   ///< GigE Vision code
-    std::uint8_t formatCode = 0;     ///< the host's
-    std::uint8_t pixelBits = 0;      ///< stored
-    std::uint8_t dataBits = 0;       ///< significant
-    bool isYuv = false;
-    std::uint8_t convActive = 0;
-    std::uint8_t convFormat = 0; ///< conversion that the host asked for
-    std::uint32_t convPixelFormat = 0;
-    std::int32_t memInstance = 0; ///< -1: plain host memory
-    std::int32_t wbRed = 0;       ///< ratio times 100; -1: automatic
-    std::int32_t wbBlue = 0;
-    std::uint8_t rotateState = 0;   ///< 1: turned by 180 degrees
-    std::int32_t gainAutoState = 0; ///< 0 unknown, 1 off, 2 continuous
-    std::int32_t expoAutoState = 0;
-    std::uint32_t chunkMask =
-        0;                      ///< chunks that are on: 1 gain, 2 exposure, 4 time stamp, 8 counter
-    std::uint32_t loopRuns = 0; ///< runs of the loop in this session
+    std::int32_t lastSignal = 0; ///< the host's signal state in this round
 
 private:
     /** What one run of the loop counts. */
@@ -203,8 +210,8 @@ private:
     Round missedFrame(CExCam* cam, LoopRun& run, _tag_GEVBUF_ENTRY* frame, int status, int& rc);
     Round goodFrame(CExCam* cam, LoopRun& run, _tag_GEVBUF_ENTRY* frame, std::uint64_t hostGotUs,
                     int& rc);
-    std::uint64_t stampFirst(LoopRun& run, const FrameTimes& times);
-    std::uint64_t stampLater(CExCam* cam, LoopRun& run, const FrameTimes& times, void* image);
+    std::uint64_t handleFirstFrame(LoopRun& run, const FrameTimes& times);
+    std::uint64_t handleLaterFrame(CExCam* cam, LoopRun& run, const FrameTimes& times, void* image);
     void exportFrame(CExCam* cam, std::uint64_t frameTsUs);
     void checkPace(LoopRun& run, const FrameTimes& times);
     void announceNext(LoopRun& run, const FrameTimes& times);

@@ -1,3 +1,4 @@
+/** Region of interest: moves it to where the host wants it, horizontally first. */
 #include "kv_host_services.h"
 #include "kv_td_excam.h"
 #include "kv_td_log.h"
@@ -61,12 +62,12 @@ int CCamProc::ProcParametrizeCamAoi(CExCam* cam)
         return -1;
     }
 
-    const int failed = setAoiAxis(cam, mask,
-                                  {WIDTH_PROPERTY_TYPE, OFFSET_X_PROPERTY_TYPE, asked.width,
-                                   asked.offsetX, roiWidth, roiOffsetX, widthMax}) |
-                       setAoiAxis(cam, mask,
-                                  {HEIGHT_PROPERTY_TYPE, OFFSET_Y_PROPERTY_TYPE, asked.height,
-                                   asked.offsetY, roiHeight, roiOffsetY, heightMax});
+    int failed = setAoiAxis(cam, mask,
+                            {WIDTH_PROPERTY_TYPE, OFFSET_X_PROPERTY_TYPE, asked.width,
+                             asked.offsetX, roiWidth, roiOffsetX, widthMax});
+    failed |= setAoiAxis(cam, mask,
+                         {HEIGHT_PROPERTY_TYPE, OFFSET_Y_PROPERTY_TYPE, asked.height, asked.offsetY,
+                          roiHeight, roiOffsetY, heightMax});
     if (failed == 0) {
         // Deliberate: as given, an unset item's -1 too. Aoi.SuccessStoresTheRequestAsGiven
         roiOffsetX = static_cast<std::uint32_t>(asked.offsetX);
@@ -77,8 +78,8 @@ int CCamProc::ProcParametrizeCamAoi(CExCam* cam)
     return failed;
 }
 
-/** Sets size and offset of one axis in an order that stays on the sensor; the mask of what failed.
- */
+/** Sets size and offset of one axis in an order in which the region never leaves the sensor.
+ *  Returns the mask of the items that failed. */
 int CCamProc::setAoiAxis(CExCam* cam, int mask, const AoiAxis& axis)
 {
     const auto limit = static_cast<int>(axis.sizeMax);

@@ -12,7 +12,7 @@ namespace KvTd
 
 static constexpr char kLogSource[] = "kv_td_proc";
 
-/** What there is to do. */
+/** The settings that are configured and so have to be applied. */
 enum WorkMask : unsigned { kBrightness = 1, kGain = 2, kExposure = 4, kAll = 7 };
 
 static constexpr std::uint32_t kAutomaticBrightness = 1; ///< the only profile that is acted upon
@@ -59,7 +59,7 @@ void CCamProc::ProcParametrizeCamAutoFunc(CExCam* cam, std::uint32_t profile,
     bracket.Close();
 }
 
-/** Switches a selector that isn't in this mode yet, as far as we know. */
+/** Switches a selector to this mode, unless it was switched to it before. */
 void CCamProc::switchAuto(CExCam* cam, PropertyType selector, std::uint32_t mode,
                           std::int32_t& state)
 {

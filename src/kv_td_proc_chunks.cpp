@@ -1,3 +1,4 @@
+/** Chunk data: switching it on and off, and the values that are published for each frame. */
 #include "gev_api.h"
 #include "kv_host_services.h"
 #include "kv_td_excam.h"
@@ -69,7 +70,7 @@ void CCamProc::ProcSetCamConfigChunks(CExCam* cam)
         KV_LOG(3, "  Enabled timestamp chunks sending");
         chunkMask |= kChunkTimestamp;
     }
-    // Deliberate: the restore spells it otherwise. Chunks.CounterIsSpeltInTwoWays
+    // Deliberate: the restore spells it differently. Chunks.AreSwitchedOnAndOff
     if (chunks.Switch("counter1ValueAtReset", true)) {
         KV_LOG(3, "  Enabled counter value chunks sending");
         chunkMask |= kChunkCounter;
@@ -82,7 +83,7 @@ void CCamProc::ProcSetCamConfigEnd(CExCam* cam)
     KV_LOG(3, "Restore some changed camera values (%u)", chunkMask);
     if (chunkMask != 0) {
         // Deliberate: a missing node raises, and chunkMask stays.
-        // Chunks.RestoreWithoutANodeEndsTheLoop
+        // LoopEnd.EachTellsItsStory
         const ChunkNodes chunks(cam->nodeMap);
         if ((chunkMask & kChunkGain) != 0 && chunks.Switch("Gain", false)) {
             KV_LOG(3, "  Disabled gain chunks sending");

@@ -1,3 +1,5 @@
+/** Configuration: what the camera is and how it is set, sizes, and the handlers in their fixed
+ *  order. */
 #include "gev_api.h"
 #include "kv_host_services.h"
 #include "kv_td_excam.h"
@@ -49,7 +51,7 @@ int CCamProc::ProcSetCamConfig(CExCam* cam, std::uint32_t* bufferCount)
     return 0;
 }
 
-/** What the camera is. */
+/** Logs what the camera is, with its temperature where it tells one. */
 void CCamProc::reportDevice(const LogSite& site, CExCam* cam)
 {
     const GEV_DEVICE_INFO* const info = GevGetCameraInfo(cam->camHandle);
@@ -67,7 +69,7 @@ void CCamProc::reportDevice(const LogSite& site, CExCam* cam)
     }
 }
 
-/** What it is set to, into the fields; resets what one run of the loop starts from. */
+/** Reads the camera's current settings into the fields and resets the per-run state. */
 void CCamProc::readSettings(const LogSite& site, CExCam* cam)
 {
     const auto readInt = [cam](PropertyType type, std::uint32_t& field) {
@@ -91,7 +93,8 @@ void CCamProc::readSettings(const LogSite& site, CExCam* cam)
     cam->ExPropertyGetFloat(GAIN_PROPERTY_TYPE, &gainCur);
     cam->ExPropertyGetFloat(EXPOSURE_TIME_PROPERTY_TYPE, &exposureCur);
     if (fps > 0) {
-        // Ours: a session whose rate is never configured has a period too. Config.PeriodOfTheCamera
+        // Ours: a session whose rate is never configured has a period, too.
+        // Config.PeriodTicksAndSizes
         framePeriodUs = PeriodUsOfRate(fps);
     }
     gammaValue = kGammaUnset;
@@ -118,7 +121,7 @@ void CCamProc::readSettings(const LogSite& site, CExCam* cam)
     KV_LOG_AT(site, 4, "Have tick: %u", tickFrequency);
 }
 
-/** Sizes of buffers, lines and frames. */
+/** Computes the sizes of buffers, lines and frames. */
 void CCamProc::sizeFrames(const LogSite& site, CExCam* cam, std::uint32_t* bufferCount)
 {
     std::uint64_t payload = 0;
@@ -186,7 +189,7 @@ int CCamProc::ProcParametrizeCam(CExCam* cam, bool dynamic, bool initial)
     return 0;
 }
 
-/** The settings in force, and how frames will be stamped. */
+/** Logs the settings in force and chooses how frames will be stamped. */
 void CCamProc::reportNewSettings(const LogSite& site)
 {
     KV_LOG_AT(site, 3, "~~ Camera Device New Settings ~~");

@@ -73,7 +73,7 @@ void CCamProc::ProcDynamLut(CExCam* cam)
     }
 }
 
-/** False: there is no memory for it, and the request is dropped. */
+/** Computes the table. False: there was no memory for it, and the request is dropped. */
 bool CCamProc::calculateDynamLut(const LogSite& site, CExCam* cam)
 {
     const std::uint32_t cdfCount = 1U << pixelBits;
@@ -119,8 +119,8 @@ void CCamProc::freeDynamLut()
     dynLutCount = 0;
 }
 
-/** The one place that takes a request up: behind ProcDynamLut of a good frame. Built without it, a
- *  request stays pending until the session ends. */
+/** Takes up a request, in this place alone: after ProcDynamLut has run for a good frame. In a build
+ *  without the dynamic LUT a request stays pending until the session ends. */
 void CCamProc::takeUpDynamLutRequest()
 {
 #if KV_DYNAMIC_LUT

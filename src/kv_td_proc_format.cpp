@@ -1,3 +1,4 @@
+/** Pixel format: sets the configured one, or the one that it falls back to. */
 #include "gev_api.h"
 #include "kv_host_services.h"
 #include "kv_td_excam.h"

@@ -1,4 +1,4 @@
-/** IO-box sets: which of them changed is found here; the control thread applies them. */
+/** IO-box sets: finds out which of them changed; the control thread applies those. */
 #include "kv_host_services.h"
 #include "kv_td_excam.h"
 #include "kv_td_log.h"

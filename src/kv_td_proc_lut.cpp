@@ -29,9 +29,9 @@ static constexpr int kGammaWritten = 4;
 static constexpr int kGammaUnsupported = -1;
 static constexpr int kGammaOutOfBounds = -2;
 
-/** Around the markers -1 (none configured) and 1 (no correction). */
+/** How far a value may lie from the markers -1 (none configured) and 1 (no correction). */
 static constexpr double kMarkerTolerance = 0.001;
-/** What may be asked beyond the camera's range. */
+/** How far a value may lie outside the camera's range. */
 static constexpr double kRangeTolerance = 0.01;
 
 static bool IsAbout(double value, double marker)

@@ -1,3 +1,4 @@
+/** Frame memory of the host: its set-up, with or without conversion, and the trigger of images. */
 #include "kv_host_services.h"
 #include "kv_td_excam.h"
 #include "kv_td_log.h"

@@ -1,3 +1,4 @@
+/** What the grab loop measures: rings of waits and triggers, the rate, how long the loop took. */
 #include "kv_td_prof.h"
 
 #include "kv_td_time.h"
@@ -26,10 +27,9 @@ static std::uint32_t MicrosecondPart(const timeval& end, const timeval& start)
     return static_cast<std::uint32_t>(KvUtl__TimeValDiff(&end, &start)->tv_usec);
 }
 
-timeval ProfLoopStart()
+void ProfLoopStart(const timeval& now)
 {
-    _S_gtv3 = TimeOfDay();
-    return _S_gtv3;
+    _S_gtv3 = now;
 }
 
 void ProfLoopEnd()
@@ -42,11 +42,10 @@ void ProfWaitStart()
     _S_gtvr1 = TimeOfDay();
 }
 
-timeval ProfWaitEnd()
+void ProfWaitEnd(const timeval& now)
 {
-    _S_gtvr2 = TimeOfDay();
+    _S_gtvr2 = now;
     ProfRingPut(_S_arProfResult, _S_arProfResultCurrPos, MicrosecondPart(_S_gtvr2, _S_gtvr1));
-    return _S_gtvr2;
 }
 
 void ProfWriteStart()

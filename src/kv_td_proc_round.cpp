@@ -29,8 +29,8 @@ static constexpr int kGrabbing = 4; ///< grab state reported to the host
 static constexpr std::uint32_t kDropsToReport = 1000;
 static constexpr std::uint32_t kDropsToCheck = 5000;
 
-/** Degrees Celsius; -321 without a float node. Turns the selector to "Internal" where there is one.
- */
+/** In degrees Celsius; -321 when the camera has no such float. Turns the selector to "Internal"
+ *  where there is one. */
 static float ReadTemperature(const CExCam* cam)
 {
     SelectInternalTemperature(cam->nodeMap);
@@ -59,13 +59,14 @@ CCamProc::Round CCamProc::runRound(CExCam* cam, LoopRun& run, int& rc)
     _tag_GEVBUF_ENTRY* frame = nullptr;
     ProfWaitStart();
     const int status = GevWaitForNextFrame(cam->camHandle, &frame, kWaitMs);
-    const std::uint64_t hostGotUs = MicrosecondsOf(ProfWaitEnd());
+    const timeval hostGot = TimeOfDay();
+    ProfWaitEnd(hostGot);
     ProfRound(kProcLoop);
     ProcLookSignal();
     if (frame == nullptr || status != 0 || frame->address == nullptr) {
         return missedFrame(cam, run, frame, status, rc);
     }
-    return goodFrame(cam, run, frame, hostGotUs, rc);
+    return goodFrame(cam, run, frame, MicrosecondsOf(hostGot), rc);
 }
 
 CCamProc::Round CCamProc::missedFrame(CExCam* cam, LoopRun& run, _tag_GEVBUF_ENTRY* frame,
@@ -122,8 +123,9 @@ CCamProc::Round CCamProc::goodFrame(CExCam* cam, LoopRun& run, _tag_GEVBUF_ENTRY
     times.latencyUs = latencyUs;
     times.exposureUs = exposureUs;
     times.tsAdjNs = tsAdjNs;
-    const std::uint64_t frameTsUs =
-        run.frames == 1 ? stampFirst(run, times) : stampLater(cam, run, times, frame->address);
+    const std::uint64_t frameTsUs = run.frames == 1
+                                        ? handleFirstFrame(run, times)
+                                        : handleLaterFrame(cam, run, times, frame->address);
 
     bool stop = false;
     rc = ProcSignal(cam, run.frames, &stop);
@@ -144,8 +146,9 @@ CCamProc::Round CCamProc::goodFrame(CExCam* cam, LoopRun& run, _tag_GEVBUF_ENTRY
     return Round::GoOn;
 }
 
-/** The first frame is never exported. Returns its stamp, which it has not got: 0. */
-std::uint64_t CCamProc::stampFirst(LoopRun& run, const FrameTimes& times)
+/** Takes the initial timings and, in REGULAR mode, announces the next frame. The first frame is
+ *  never exported and has no stamp. Returns 0, which stands for that. */
+std::uint64_t CCamProc::handleFirstFrame(LoopRun& run, const FrameTimes& times)
 {
     const FrameClock::InitTimings init = run.clock.First(times, run.loops - 1);
     KV_LOG_AT(kProcLoop, 3,
@@ -162,8 +165,10 @@ std::uint64_t CCamProc::stampFirst(LoopRun& run, const FrameTimes& times)
     return frameTsUs;
 }
 
-/** Stamps, triggers, exports and paces. Returns the frame's stamp. */
-std::uint64_t CCamProc::stampLater(CExCam* cam, LoopRun& run, const FrameTimes& times, void* image)
+/** Stamps, triggers and exports the frame, checks its pace and announces the next one. Returns the
+ *  frame's stamp. */
+std::uint64_t CCamProc::handleLaterFrame(CExCam* cam, LoopRun& run, const FrameTimes& times,
+                                         void* image)
 {
     const FrameClock::Arrival arrival = run.clock.Arrived(times, run.frames == 2);
     if (arrival.wrapped) {
@@ -205,7 +210,8 @@ std::uint64_t CCamProc::stampLater(CExCam* cam, LoopRun& run, const FrameTimes& 
     return frameTsUs;
 }
 
-/** With a user input's event and value around it, when there was one. */
+/** Exports the frame. After a user input, its event and value go to the host before that, and the
+ *  value again as 0 behind it. */
 void CCamProc::exportFrame(CExCam* cam, std::uint64_t frameTsUs)
 {
     const std::uint32_t input = cam->gpioInputValue;

@@ -1,6 +1,6 @@
 /** Reaction to the host's signal states between frames.
  *
- *  Two words run the dynamic LUT besides: `usrSignalPending`, its step, and `reconfigState`, its
+ *  Two fields control the dynamic LUT as well: `usrSignalPending` is its step, `reconfigState` its
  *  bit-depth excursion. SIGUSR2 in an 8-bit session sets 6 and ends the loop, which is run again
  *  with 12 bits; once the table is made the state is 7, and the next look at a signal goes back
  *  to 8. */
@@ -22,7 +22,7 @@ static constexpr int kBackToEightBits = 7;
 static unsigned SpentUs(const timeval& start)
 {
     const timeval end = TimeOfDay();
-    // Deliberate: whole seconds are left out. Signals.SpentTimeLeavesOutWholeSeconds
+    // Deliberate: whole seconds are left out. Signals.EachStateTellsItsStory
     return static_cast<unsigned>(KvUtl__TimeValDiff(&end, &start)->tv_usec);
 }
 
@@ -99,7 +99,7 @@ int CCamProc::reconfigure(const LogSite& site, CExCam* cam, std::uint32_t grabbe
     const timeval start = TimeOfDay();
     const int r = KvGi__DoReconfig(&flag);
     if (r == 0 && flag == 0) {
-        // A new region needs new buffers, so it can't be taken over on the way.
+        // A new region needs new buffers, so it can't be taken over while frames flow.
         flag = ProcCheckCfgCamAoi() == 0 ? ProcParametrizeCam(cam, true, true) : 1;
     }
     KV_LOG_AT(site, 3, "done, spent %uus", SpentUs(start));

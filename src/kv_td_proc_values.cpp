@@ -19,11 +19,11 @@ struct FloatRange {
     float max = 0;
 
     FloatRange(CExCam* cam, PropertyType type) { cam->ExPropertyGetFloatRange(type, &min, &max); }
-    /** Both ends are in it, a value that is no number is not. */
+    /** Includes both ends; NaN is out of every range. */
     bool Holds(float value) const { return value >= min && value <= max; }
 };
 
-/** Writes a value and reads back what the camera made of it; false: it can't be set. */
+/** Writes a value and reads back what the camera made of it. False: it can't be set. */
 bool WriteAndReadBack(CExCam* cam, PropertyType type, float& value)
 {
     if (cam->ExPropertySetFloat(type, value) != 0) {

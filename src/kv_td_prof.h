@@ -10,13 +10,13 @@
 namespace KvTd
 {
 
-/** The loop's start, just before capture starts. */
-timeval ProfLoopStart();
+/** The loop began at `now`, just before capture starts. */
+void ProfLoopStart(const timeval& now);
 void ProfLoopEnd();
 
-/** Around the wait for a frame. End returns the time at which it ended. */
+/** Around the wait for a frame, which ended at `now`. */
 void ProfWaitStart();
-timeval ProfWaitEnd();
+void ProfWaitEnd(const timeval& now);
 
 /** Around the trigger into frame memory. End returns how long it took: the microsecond part. */
 void ProfWriteStart();

@@ -1,3 +1,4 @@
+/** The driver's thread calls, made with POSIX threads. */
 #include "kv_td_thread.h"
 
 #include <unistd.h>

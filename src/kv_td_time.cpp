@@ -1,3 +1,4 @@
+/** The driver's clock calls, answered by the system's clock. */
 #include "kv_td_time.h"
 
 namespace KvTd

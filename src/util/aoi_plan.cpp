@@ -1,3 +1,4 @@
+/** Checks of the region of interest: does it fit the sensor, is an item's value acceptable. */
 #include "util/aoi_plan.h"
 
 namespace KvTd

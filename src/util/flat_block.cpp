@@ -1,3 +1,4 @@
+/** Checks that buffers lie evenly spaced in memory. */
 #include "util/flat_block.h"
 
 namespace KvTd

@@ -1,3 +1,4 @@
+/** Arithmetic of the frame clock; its header tells how a frame goes through it. */
 #include "util/frame_clock.h"
 
 #include "util/units.h"

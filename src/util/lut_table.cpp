@@ -1,3 +1,4 @@
+/** Conversion of look-up tables into the camera's 256 entries. */
 #include "util/lut_table.h"
 
 namespace KvTd

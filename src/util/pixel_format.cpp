@@ -1,3 +1,4 @@
+/** The table of pixel formats. */
 #include "util/pixel_format.h"
 
 namespace KvTd

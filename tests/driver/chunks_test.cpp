@@ -1,208 +1,107 @@
 #include "tests/support/rig.h"
+#include "tests/support/story.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 using namespace KvTd;
 using namespace rig;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST(Chunks, AllFourAreSwitchedOnAndThreeOff)
-{
-    Rig rig;
-    CExCam& cam = rig.Open();
-    rig.proc.ProcSetCamConfigChunks(&cam);
-    EXPECT_EQ(rig.proc.chunkMask, 15U);
-    EXPECT_EQ(Story(Rig::Of({"cam", "log"})), R"(
-cam ChunkModeActive=true
-cam ChunkSelector=Gain
-cam ChunkEnable=true
-log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled gain chunks sending
-cam ChunkSelector=ExposureTime
-cam ChunkEnable=true
-log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled exposure time chunks sending
-cam ChunkSelector=Timestamp
-cam ChunkEnable=true
-log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled timestamp chunks sending
-cam ChunkSelector=counter1ValueAtReset
-cam ChunkEnable=true
-log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled counter value chunks sending
-log3 kv_td_proc:ProcSetCamConfigChunks: Chunks enabling is finished (0x0000000F)
-)");
-    Rig::Clear();
-    rig.proc.ProcSetCamConfigEnd(&cam);
-    EXPECT_EQ(rig.proc.chunkMask, 0U);
-    EXPECT_EQ(Story(Rig::Of({"cam", "log"})), R"(
-log3 kv_td_proc:ProcSetCamConfigEnd: Restore some changed camera values (15)
-cam ChunkSelector=Gain
-cam ChunkEnable=false
-log3 kv_td_proc:ProcSetCamConfigEnd:   Disabled gain chunks sending
-cam ChunkSelector=ExposureTime
-cam ChunkEnable=false
-log3 kv_td_proc:ProcSetCamConfigEnd:   Disabled exposure time chunks sending
-cam ChunkSelector=Timestamp
-cam ChunkEnable=false
-log3 kv_td_proc:ProcSetCamConfigEnd:   Disabled timestamp chunks sending
-cam ChunkModeActive=false
-log3 kv_td_proc:ProcSetCamConfigEnd: Camera config restore is done
-)");
-}
+struct ChunkCase {
+    const char* name;
+    sim::CameraSetup setup;
+    std::uint32_t endMask; ///< at the restore; 0: what was switched on
+};
 
-TEST(Chunks, CounterIsSpeltInTwoWays)
+TEST(Chunks, AreSwitchedOnAndOff)
 {
+    sim::CameraSetup lacking = SmallCamera();
+    lacking.missingEntries = {"ChunkSelector.Gain"};
+    lacking.notImplementedEntries = {"ChunkSelector.Timestamp"};
+    sim::CameraSetup fixed = SmallCamera();
+    fixed.readOnly = {"ChunkEnable"};
+    Texts story;
     // The monochrome model spells the counter as it is switched on, so it is never switched off;
     // the colour model spells it as it is switched off, so it is never switched on.
-    {
-        Rig rig;
+    for (const ChunkCase& c :
+         {ChunkCase{"monochrome", SmallCamera(), 0},
+          {"colour", SmallCamera(sim::Model::Color), 0},
+          {"colour, restored with the counter", SmallCamera(sim::Model::Color), 8},
+          {"two entries are not there", lacking, 0},
+          {"a switch that is read-only", fixed, 0}}) {
+        Rig rig(c.setup);
         CExCam& cam = rig.Open();
+        rig.proc.chunkMask = 99;
         rig.proc.ProcSetCamConfigChunks(&cam);
+        Append(story, std::string(c.name) + ": " + std::to_string(rig.proc.chunkMask),
+               Rig::Of({"cam", "log"}));
+        Rig::Clear();
+        rig.proc.chunkMask = c.endMask == 0 ? rig.proc.chunkMask : c.endMask;
         rig.proc.ProcSetCamConfigEnd(&cam);
-        sim::SetFeatureText("S0000001", "ChunkSelector", "counter1ValueAtReset");
-        EXPECT_EQ(sim::FeatureText("S0000001", "ChunkEnable"), "true");
+        EXPECT_EQ(rig.proc.chunkMask, 0U);
+        Append(story, "the end", Rig::Of({"cam", "log"}));
     }
-    Rig rig(SmallCamera(sim::Model::Color));
-    CExCam& cam = rig.Open();
-    rig.proc.ProcSetCamConfigChunks(&cam);
-    EXPECT_EQ(rig.proc.chunkMask, 7U);
-    EXPECT_EQ(Count(Rig::Of("cam"), "ounter1ValueAtReset"), 0U);
-    Rig::Clear();
-    rig.proc.chunkMask = 8;
-    rig.proc.ProcSetCamConfigEnd(&cam);
-    EXPECT_EQ(Story(Rig::Of("cam")), R"(
-ChunkSelector=Counter1ValueAtReset
-ChunkEnable=false
-ChunkModeActive=false
-)");
-    EXPECT_EQ(Rig::Logs()[1], "3 ProcSetCamConfigEnd:   Disabled counter value chunks sending");
+    EXPECT_TRUE(IsStory("chunks", story));
 }
 
-TEST(Chunks, EntriesThatTheCameraLacksAreLeftOutWithTheirSwitch)
+TEST(Chunks, MissingNodeRaisesBeforeAnythingIsChanged)
 {
-    sim::CameraSetup setup = SmallCamera();
-    setup.missingEntries = {"ChunkSelector.Gain"};
-    setup.notImplementedEntries = {"ChunkSelector.Timestamp"};
-    Rig rig(setup);
-    rig.proc.ProcSetCamConfigChunks(&rig.Open());
-    EXPECT_EQ(rig.proc.chunkMask, 2U | 8U);
-    EXPECT_EQ(Story(Rig::Of("cam")), R"(
-ChunkModeActive=true
-ChunkSelector=ExposureTime
-ChunkEnable=true
-ChunkSelector=counter1ValueAtReset
-ChunkEnable=true
-)");
-}
-
-TEST(Chunks, ReadOnlySwitchEnablesNothing)
-{
-    sim::CameraSetup setup = SmallCamera();
-    setup.readOnly = {"ChunkEnable"};
-    Rig rig(setup);
-    rig.proc.chunkMask = 99;
-    rig.proc.ProcSetCamConfigChunks(&rig.Open());
-    EXPECT_EQ(rig.proc.chunkMask, 0U);
-    EXPECT_EQ(Story(Rig::Of({"cam", "log"})), R"(
-cam ChunkModeActive=true
-cam ChunkSelector=Gain
-cam ChunkSelector=ExposureTime
-cam ChunkSelector=Timestamp
-cam ChunkSelector=counter1ValueAtReset
-log3 kv_td_proc:ProcSetCamConfigChunks: Chunks enabling is finished (0x00000000)
-)");
-    Rig::Clear();
-    rig.proc.ProcSetCamConfigEnd(&rig.Cam());
-    EXPECT_THAT(Rig::Of({"cam", "log"}),
-                ElementsAre("log3 kv_td_proc:ProcSetCamConfigEnd: Restore some changed camera "
-                            "values (0)",
-                            "log3 kv_td_proc:ProcSetCamConfigEnd: Camera config restore is done"));
-}
-
-class ChunkNode : public testing::TestWithParam<const char*>
-{
-public:
-    static sim::CameraSetup Lacking(const char* node)
-    {
-        sim::CameraSetup setup = SmallCamera();
-        setup.missing = {node};
-        return setup;
-    }
-    static std::string Thrown(const std::function<void()>& steps)
-    {
+    const auto thrown = [](const auto& step) -> std::string {
         try {
-            steps();
+            step();
         } catch (const GenICam::LogicalErrorException& e) {
             return e.GetDescription();
         }
         return "nothing";
+    };
+    for (const char* node : {"ChunkModeActive", "ChunkEnable", "ChunkSelector"}) {
+        Rig rig(Lacking({node}));
+        CExCam& cam = rig.Open();
+        rig.proc.chunkMask = 5;
+        EXPECT_EQ(thrown([&] { rig.proc.ProcSetCamConfigChunks(&cam); }),
+                  "NULL pointer dereferenced");
+        EXPECT_EQ(rig.proc.chunkMask, 5U);
+        EXPECT_THAT(Rig::Of({"cam", "log"}), IsEmpty());
+        EXPECT_EQ(thrown([&] { rig.proc.ProcSetCamConfigEnd(&cam); }), "NULL pointer dereferenced");
+        EXPECT_EQ(rig.proc.chunkMask, 5U);
+        EXPECT_EQ(Rig::Logs(),
+                  Texts{"3 ProcSetCamConfigEnd: Restore some changed camera values (5)"});
+        EXPECT_THAT(Rig::Of("cam"), IsEmpty());
     }
-};
-
-TEST_P(ChunkNode, MissingRaisesBeforeAnythingIsChanged)
-{
-    Rig rig(Lacking(GetParam()));
-    CExCam& cam = rig.Open();
-    rig.proc.chunkMask = 5;
-    EXPECT_EQ(Thrown([&] { rig.proc.ProcSetCamConfigChunks(&cam); }), "NULL pointer dereferenced");
-    EXPECT_EQ(rig.proc.chunkMask, 5U);
-    EXPECT_THAT(Rig::Of({"cam", "log"}), IsEmpty());
-    EXPECT_EQ(Thrown([&] { rig.proc.ProcSetCamConfigEnd(&cam); }), "NULL pointer dereferenced");
-    EXPECT_EQ(rig.proc.chunkMask, 5U);
-    EXPECT_THAT(Rig::Of({"cam", "log"}),
-                ElementsAre("log3 kv_td_proc:ProcSetCamConfigEnd: Restore some changed camera "
-                            "values (5)"));
 }
-
-INSTANTIATE_TEST_SUITE_P(Nodes, ChunkNode,
-                         testing::Values("ChunkModeActive", "ChunkEnable", "ChunkSelector"));
 
 TEST(FrameChunks, ValuesArePublishedInOrder)
 {
-    Rig rig;
-    CExCam& cam = rig.Open();
-    sim::SetFeatureText("S0000001", "ExposureTime", "1234.75");
-    sim::SetFeatureText("S0000001", "Gain", "2");
-    rig.proc.tickFrequency = 125'000'000;
-    _tag_GEVBUF_ENTRY frame{};
-    frame.timestamp = 125'000'000;
-    EXPECT_EQ(rig.proc.ProcFrameChunks(&cam, &frame), 1'000'000U);
-    EXPECT_EQ(Story(Rig::Of({"cam", "read", "host"})), R"(
-cam GainSelector=SensorAll
-read Gain=2
-host KvSc__SetParamVal(6, 6.02)
-read ExposureTime=1234.75
-host KvSc__SetParamVal(7, 1234.75)
-host KvSc__SetParamVal(9, 125000000)
-host KvSc__SetParamVal(10, 0)
-)");
-    EXPECT_EQ(rig.proc.exposureCurInt, 1234);
-    EXPECT_EQ(rig.proc.exposureUs, 1234);
-
-    rig.proc.tickFrequency = 1'000'000'000;
-    frame.timestamp = 1999;
-    EXPECT_EQ(rig.proc.ProcFrameChunks(&cam, &frame), 1U);
-    EXPECT_EQ(Rig::Of("host").back(), "KvSc__SetParamVal(10, 1)");
-    rig.proc.tickFrequency = 1'000'000;
-    frame.timestamp = 0xC000000000000000;
-    EXPECT_EQ(rig.proc.ProcFrameChunks(&cam, &frame), 0xC000000000000000U) << "not saturated";
-}
-
-TEST(FrameChunks, FailedReadPublishesTheValueBefore)
-{
-    sim::CameraSetup setup = SmallCamera();
-    setup.missing = {"Gain", "ExposureTime"};
-    Rig rig(setup);
-    rig.Open();
-    rig.proc.gainCur = 3.5F;
-    rig.proc.exposureCur = 77.9F;
-    rig.proc.tickFrequency = 1;
-    const _tag_GEVBUF_ENTRY frame{};
-    rig.proc.ProcFrameChunks(&rig.Cam(), &frame);
-    EXPECT_EQ(Story(Rig::Of("host")), R"(
-KvSc__SetParamVal(6, 3.50)
-KvSc__SetParamVal(7, 77.90)
-KvSc__SetParamVal(9, 0)
-KvSc__SetParamVal(10, 0)
-)");
-    EXPECT_EQ(rig.proc.exposureUs, 77);
+    // The last camera lacks both features: what was read before is published once more.
+    struct Case {
+        std::uint64_t ticks;
+        std::uint32_t frequency;
+        std::vector<std::string> missing;
+        std::uint64_t us;
+        std::int32_t exposureUs;
+    };
+    Texts story;
+    for (const Case& c : {Case{125'000'000, 125'000'000, {}, 1'000'000, 1234},
+                          {1999, 1'000'000'000, {}, 1, 1234},
+                          {0xC000000000000000, 1'000'000, {}, 0xC000000000000000, 1234},
+                          {0, 1, {"Gain", "ExposureTime"}, 0, 77}}) {
+        sim::CameraSetup setup = Having({{"ExposureTime", "1234.75"}, {"Gain", "2"}});
+        setup.missing = c.missing;
+        if (!c.missing.empty()) {
+            setup.values.clear();
+        }
+        Rig rig(setup);
+        rig.Open();
+        rig.proc.gainCur = 3.5F;
+        rig.proc.exposureCur = 77.9F;
+        rig.proc.tickFrequency = c.frequency;
+        _tag_GEVBUF_ENTRY frame{};
+        frame.timestamp = c.ticks;
+        EXPECT_EQ(rig.proc.ProcFrameChunks(&rig.Cam(), &frame), c.us);
+        EXPECT_EQ(rig.proc.exposureUs, c.exposureUs);
+        EXPECT_EQ(rig.proc.exposureCurInt, c.exposureUs);
+        Append(story, std::to_string(c.us) + " us", Rig::Of({"cam", "read", "host"}));
+    }
+    EXPECT_TRUE(IsStory("frame_chunks", story));
 }

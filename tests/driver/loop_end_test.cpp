@@ -1,4 +1,5 @@
 #include "tests/support/rig.h"
+#include "tests/support/story.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,133 +7,62 @@
 using namespace KvTd;
 using namespace rig;
 using testing::Contains;
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 /** One frame a second, so that a round takes the whole wait. */
 static sim::CameraSetup SlowCamera()
 {
-    sim::CameraSetup setup = SmallCamera();
-    setup.values = {{"AcquisitionFrameRate", "1"}};
-    return setup;
-}
-
-/** Without what the profiler prints. */
-static Texts WithoutProfile(Texts texts)
-{
-    std::erase_if(texts, [](const std::string& text) {
-        return text.find("_t_PrintProfiler") != std::string::npos ||
-               text.find("TimeValDiff") != std::string::npos;
-    });
-    return texts;
+    return Having({{"AcquisitionFrameRate", "1"}});
 }
 
 // ---- missed frames -----------------------------------------------------------------------------
 
-struct MissedCase {
-    const char* name;
-    sim::Effect effect;
-    const char* wait;
-    bool released;
-};
-
-class Missed : public testing::TestWithParam<MissedCase>
+TEST(Missed, IsReportedAndReleased)
 {
-};
-
-TEST_P(Missed, IsReportedAndReleased)
-{
-    const MissedCase& c = GetParam();
-    Rig rig(SlowCamera());
-    rig.Open();
-    rig.host.fnum = 2;
-    rig.host.signals = {0, 1}; // the second comes with the missed frame and is lost with it
-    sim::AddFault(FrameFault(c.effect, 2));
-    EXPECT_EQ(rig.Loop(), 0);
-    const Texts all = Rig::Of({"gev", "host", "log", "read"});
-    const auto second = Between(Between(all, "GevReleaseFrame", "never"), "GevWait", "GevWait");
-    Texts expected = {std::string("gev GevWaitForNextFrame(1000)=") + c.wait,
-                      "host KvUtl__TimeValDiff()",
-                      "host KvUtl__CheckSignal()",
-                      "read DeviceTemperatureSelector=Internal",
-                      "read DeviceTemperature=",
-                      "host KvGi__HaltUpdate(64, 48, 41.5)"};
-    if (c.released) {
-        expected.emplace_back("gev GevReleaseFrame()=0");
+    Texts told;
+    for (const auto& [name, effect] : {std::pair{"time-out", sim::Effect::Lose},
+                                       {"null frame", sim::Effect::NullFrame},
+                                       {"null image", sim::Effect::NullImage},
+                                       {"incomplete", sim::Effect::Incomplete}}) {
+        Rig rig(SlowCamera());
+        rig.Open();
+        rig.host.fnum = 2;
+        rig.host.signals = {0, 1}; // the second comes with the missed frame and is lost with it
+        sim::AddFault(FrameFault(effect, 2));
+        EXPECT_EQ(rig.Loop(), 0);
+        const Texts all = Rig::Of({"gev", "host", "log", "read"});
+        Append(told, name, Between(Between(all, "GevReleaseFrame", "never"), "GevWait", "GevWait"));
+        EXPECT_EQ(Count(Rig::Of("host"), "SetSignalAction"), 0U);
+        EXPECT_THAT(Rig::Logs(), Contains(HasSubstr("(captured 2 frames of ")));
+        EXPECT_EQ(Count(Rig::Of("host"), "KvSc__SetParamVal(10, "), 2U) << "good frames only";
     }
-    expected.emplace_back("gev GevWaitForNextFrame(1000)=");
-    ASSERT_EQ(second.size(), expected.size()) << testing::PrintToString(second);
-    for (std::size_t i = 0; i < expected.size(); ++i) {
-        EXPECT_THAT(second[i], testing::StartsWith(expected[i]));
-    }
-    EXPECT_EQ(Count(Rig::Of("host"), "SetSignalAction"), 0U);
-    EXPECT_THAT(Rig::Logs(), Contains(HasSubstr("(captured 2 frames of ")));
-    EXPECT_EQ(Count(Rig::Of("host"), "KvSc__SetParamVal(10, "), 2U) << "good frames only";
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, Missed,
-    testing::Values(MissedCase{"TimeOut", sim::Effect::Lose, "-6", false},
-                    MissedCase{"NullFrame", sim::Effect::NullFrame, "0", false},
-                    MissedCase{"NullImage", sim::Effect::NullImage, "0", true},
-                    MissedCase{"Incomplete", sim::Effect::Incomplete, "-7", true}),
-    [](const auto& it) { return std::string(it.param.name); });
-
-TEST(Drops, FiveThousandInARowEndTheLoop)
-{
-    Rig rig(SlowCamera());
-    rig.Open();
-    sim::AddFault(FrameFault(sim::Effect::Lose, 1, 0));
-    EXPECT_EQ(rig.Loop(), kExitGrabbing);
-    EXPECT_EQ(rig.host.haltUpdates, 5000U);
-    Texts told = WithoutProfile(Between(Rig::Of({"log1", "log2", "log3", "gev", "host"}),
-                                        "Frames Drop trigger: Loop_5000", "never"));
-    EXPECT_EQ(Story(told), R"(
-log2 kv_td_proc:ProcLoop: Frames Drop trigger: Loop_5000(ok_0 dropCntr_5000)
-log2 kv_td_proc:ProcLoop: error description: 0xFFFFFFFA
-log3 kv_td_excam:ExStopCapture: ****** stopping capture ******
-gev GevAbortTransfer()=0
-host KvGi__SetTermSigProc()
-gev GevFreeTransfer()=0
-log3 kv_td_proc:ProcLoop: ...GRABBING IS DONE (captured 0 frames of 5000 loops)
-log3 kv_td_proc:ProcLoop: grabbing loop is completed with exitCode =4294967286
-)");
-    EXPECT_EQ(Count(Rig::Logs(), "Frames Drop trigger"), 5U);
+    EXPECT_TRUE(IsStory("missed_frames", Masked(told)));
 }
 
 TEST(Drops, OneGoodFrameInTheLastThousandKeepsTheLoopGoing)
 {
     // Compared since the last thousand only: a frame among the first four thousand does not count.
-    Rig rig(SlowCamera());
-    rig.Open();
-    sim::AddFault(FrameFault(sim::Effect::Lose, 1, 4500));
-    sim::AddFault(FrameFault(sim::Effect::Lose, 4502, 0));
-    EXPECT_EQ(rig.Loop(), kExitGrabbing);
-    EXPECT_EQ(rig.host.haltUpdates, 10'000U);
-    EXPECT_THAT(Rig::Logs(), Contains("2 ProcLoop: Frames Drop trigger: Loop_5001(ok_1 "
-                                      "dropCntr_5000)"));
-    EXPECT_EQ(Count(Rig::Logs(), "error description: 0xFFFFFFFA"), 2U);
-
-    Rig early(SlowCamera());
-    early.Open();
-    sim::AddFault(FrameFault(sim::Effect::Lose, 1, 500));
-    sim::AddFault(FrameFault(sim::Effect::Lose, 502, 0));
-    EXPECT_EQ(early.Loop(), kExitGrabbing);
-    EXPECT_EQ(early.host.haltUpdates, 5000U);
+    for (const auto& [lost, rounds, ends] : {std::tuple{4500U, 10'000U, 2U}, {500U, 5000U, 1U}}) {
+        Rig rig(SlowCamera());
+        rig.Open();
+        sim::AddFault(FrameFault(sim::Effect::Lose, 1, lost));
+        sim::AddFault(FrameFault(sim::Effect::Lose, lost + 2, 0));
+        EXPECT_EQ(rig.Loop(), kExitGrabbing);
+        EXPECT_EQ(rig.host.haltUpdates, rounds);
+        EXPECT_THAT(Rig::Logs(), Contains("2 ProcLoop: Frames Drop trigger: Loop_5001(ok_1 "
+                                          "dropCntr_5000)"));
+        EXPECT_EQ(Count(Rig::Logs(), "error description: 0xFFFFFFFA"), ends);
+        EXPECT_EQ(Count(Rig::Logs(), "Frames Drop trigger"), rounds / 1000);
+    }
 }
 
 TEST(Drops, DeadTransferShowsAsDrops)
 {
-    struct Case {
-        int factoryUsed;
-        std::uint32_t buffers;
-    };
-    for (const Case& c : {Case{0, 4}, Case{1, 1}}) {
+    for (const auto& [factoryUsed, buffers] : {std::pair{0, 4U}, {1, 1U}}) {
         Rig rig(SlowCamera());
         rig.Open();
-        rig.host.factoryUsed = c.factoryUsed;
-        rig.host.bnum = c.buffers;
+        rig.host.factoryUsed = factoryUsed;
+        rig.host.bnum = buffers;
         testing::internal::CaptureStdout();
         EXPECT_EQ(rig.Loop(), kExitGrabbing);
         fflush(stdout);
@@ -141,101 +71,81 @@ TEST(Drops, DeadTransferShowsAsDrops)
                   "Error stopping grab - 0xfffffffb  or -5\n");
         EXPECT_EQ(rig.host.haltUpdates, 5000U);
         EXPECT_EQ(Count(Rig::Of("gev"), "GevInitializeTransfer"), 0U);
-        EXPECT_EQ(Count(Rig::Of("host"), "GetBufPtr"), c.factoryUsed == 0 ? 0U : 1U);
+        EXPECT_EQ(Count(Rig::Of("host"), "GetBufPtr"), factoryUsed == 0 ? 0U : 1U);
     }
 }
 
-// ---- ends before the first round ---------------------------------------------------------------
+// ---- ends of a loop ----------------------------------------------------------------------------
 
-TEST(LoopEnd, UnusableBuffersGiveMinusOne)
+struct EndCase {
+    const char* name; ///< what ends it
+    int result;
+    void (*prepare)(Rig& rig);
+    const char* from; ///< the first text that is compared
+    std::uint32_t chunkMask;
+};
+
+static const EndCase kEnds[] = {
+    {"five thousand drops", kExitGrabbing,
+     [](Rig&) { sim::AddFault(FrameFault(sim::Effect::Lose, 1, 0)); },
+     "Frames Drop trigger: Loop_5000", 15},
+    {"unusable buffers", kExitBuffers,
+     [](Rig& rig) { rig.host.bufferAt = [](std::uint32_t) -> void* { return nullptr; }; },
+     "GetCformat", 15},
+    {"a refused format", kExitConfiguration, [](Rig& rig) { rig.host.format = 7; }, "GetFormat", 0},
+    {"an exception at set-up", kExitConfiguration,
+     [](Rig&) { sim::AddFault(AccessThrows(sim::Trigger::Write, "ChunkModeActive")); },
+     "Configuring chunks", 0},
+    // The exposure is read once at set-up and once per frame. The loop's end is noted after seven
+    // seconds more and before the half one.
+    {"an exception in a round", kExitGrabbing,
+     [](Rig& rig) {
+         sim::AddFault(
+             AccessThrows(sim::Trigger::Read, "ExposureTime", sim::ExceptionKind::Timeout, 4));
+         rig.host.onLog = [&rig](std::string_view format) {
+             rig.time.AdvanceUs(format == "grabbing is stopped" ? 7'000'000 : 0);
+         };
+         rig.host.onCall = [&rig](std::string_view service) {
+             rig.time.AdvanceUs(service == "KvGi__SetTermSigProc" ? 500'000 : 0);
+         };
+     },
+     "Exception", 15},
+    {"a detached camera", kExitGrabbing,
+     [](Rig&) { sim::AddFault(FrameFault(sim::Effect::Detach, 3)); }, "Exception", 15},
+    // Switched on at set-up, the chunk mode is switched off at the end.
+    {"an exception at the restore", kExitGrabbing,
+     [](Rig& rig) {
+         rig.host.fnum = 2;
+         sim::AddFault(AccessThrows(sim::Trigger::Write, "ChunkModeActive",
+                                    sim::ExceptionKind::LogicalError, 2));
+     },
+     "stopping capture", 15},
+    {"a reconfiguration that fails hard", kExitReconfigFailed,
+     [](Rig& rig) {
+         rig.host.signals = {0, 2};
+         rig.host.reconfigResult = -1;
+         rig.host.reconfigFlag = 1;
+     },
+     "DoReconfig", 15},
+};
+
+TEST(LoopEnd, EachTellsItsStory)
 {
-    Rig rig;
-    rig.host.bufferAt = [](std::uint32_t) -> void* { return nullptr; };
-    EXPECT_EQ(Rig::Run(), kExitBuffers);
-    EXPECT_THAT(Rig::Logs(),
-                Contains("2 ProcLoop: SetUserBuffers error (bufferFrameSize 3328, bNum "
-                         "4)"));
-    EXPECT_EQ(Count(Rig::Of("gev"), "Transfer"), 0U);
-    EXPECT_EQ(Count(Rig::Logs(), "Restore some changed"), 0U);
-}
-
-TEST(LoopEnd, RefusedFormatGivesMinusTwo)
-{
-    Rig rig;
-    rig.Open();
-    rig.host.format = 7;
-    EXPECT_EQ(rig.Loop(), kExitConfiguration);
-    EXPECT_EQ(Rig::Logs().back(), "1 ProcLoop: Device configuration error, finish loop");
-    EXPECT_EQ(Count(Rig::Of("host"), "SetBnum"), 0U);
-}
-
-// ---- exceptions --------------------------------------------------------------------------------
-
-TEST(LoopEnd, ExceptionInARoundRunsItsHandler)
-{
-    // The exposure is read once at set-up and once per frame.
-    Rig rig;
-    rig.Open();
-    rig.host.fnum = 9;
-    sim::AddFault(AccessThrows(sim::Trigger::Read, "ExposureTime", sim::ExceptionKind::Timeout, 4));
-    rig.host.onLog = [&](std::string_view format) {
-        if (format == "grabbing is stopped") {
-            rig.time.AdvanceUs(7'000'000);
-        }
-    };
-    EXPECT_EQ(rig.Loop(), kExitGrabbing);
-    EXPECT_EQ(Story(WithoutProfile(Between(Rig::Of({"log", "gev", "host"}), "log1 ", "never"))), R"(
-log1 kv_td_proc:ProcLoop:  Origin grabbing loop - GenApi: Timeout Exception scripted fault
-log2 kv_td_proc:ProcLoop: An unhandled exception occured: libError = -6
-log3 kv_td_proc:ProcLoop: grabbing is stopped
-host KvGi__SetTermSigProc()
-gev GevFreeTransfer()=0
-log3 kv_td_proc:ProcLoop: ...GRABBING IS DONE (captured 3 frames of 3 loops)
-)");
-    EXPECT_EQ(Count(Rig::Logs(), "Actual grabbing loop took: 7s"), 1U);
-    EXPECT_EQ(rig.proc.chunkMask, 15U) << "the chunks stay on";
-}
-
-TEST(LoopEnd, DetachedCameraEndsItByATimeout)
-{
-    Rig rig;
-    rig.host.fnum = 9;
-    sim::AddFault(FrameFault(sim::Effect::Detach, 3));
-    EXPECT_EQ(Rig::Run(), kExitGrabbing);
-    EXPECT_THAT(Rig::Logs(),
-                Contains(HasSubstr("Origin grabbing loop - GenApi: Timeout Exception")));
-    EXPECT_EQ(Rig::Run(), kExitNoDevice);
-}
-
-/** The chunk mode is switched on at set-up and off at the end of the loop, where it fails here. */
-static void FailTheRestore(Rig& rig)
-{
-    rig.host.fnum = 2;
-    sim::AddFault(
-        AccessThrows(sim::Trigger::Write, "ChunkModeActive", sim::ExceptionKind::LogicalError, 2));
-}
-
-TEST(Chunks, RestoreWithoutANodeEndsTheLoop)
-{
-    Rig rig;
-    rig.Open();
-    FailTheRestore(rig);
-    EXPECT_EQ(rig.Loop(), kExitGrabbing) << "though all frames were grabbed";
-    EXPECT_EQ(rig.proc.chunkMask, 15U);
-    EXPECT_EQ(Count(Rig::Logs(), "Camera config restore is done"), 0U);
-    EXPECT_EQ(Count(Rig::Logs(), "grabbing loop is completed"), 0U);
-    EXPECT_THAT(Rig::Logs(), Contains("1 ProcLoop:  Origin grabbing loop - GenApi: Logical Error "
-                                      "Exception scripted fault"));
-}
-
-TEST(LoopEnd, ExceptionAfterTheRoundsFreesTheTransferOnce)
-{
-    Rig rig;
-    rig.Open();
-    FailTheRestore(rig);
-    EXPECT_EQ(rig.Loop(), kExitGrabbing);
-    EXPECT_EQ(Count(Rig::Of("gev"), "GevFreeTransfer"), 1U);
-    EXPECT_EQ(Count(Rig::Of("host"), "KvGi__SetTermSigProc"), 2U) << "the handler runs in full";
-    EXPECT_EQ(Count(Rig::Logs(), "GRABBING IS DONE (captured 2 frames of 2 loops)"), 2U);
-    EXPECT_EQ(Count(Rig::Logs(), "Actual grabbing loop took"), 1U);
+    Texts told;
+    for (const EndCase& c : kEnds) {
+        SCOPED_TRACE(c.name);
+        Rig rig(SlowCamera());
+        rig.Open();
+        rig.host.fnum = 9;
+        c.prepare(rig);
+        EXPECT_EQ(rig.Loop(), c.result);
+        EXPECT_EQ(rig.proc.chunkMask, c.chunkMask);
+        Texts texts = Between(Rig::Of({"log", "gev", "host"}), c.from, "never");
+        std::erase_if(texts, [](const std::string& text) { // waits and triggers
+            return text.find(" us") != std::string::npos || text.find("BufPtr") != text.npos ||
+                   text.find("Profiling info") != text.npos;
+        });
+        Append(told, c.name, Masked(texts));
+    }
+    EXPECT_TRUE(IsStory("loop_ends", told));
 }

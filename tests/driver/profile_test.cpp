@@ -1,4 +1,5 @@
 #include "tests/support/rig.h"
+#include "tests/support/story.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,8 +7,6 @@
 using namespace KvTd;
 using namespace rig;
 using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 /** The values that the profiler printed after a heading. */
 static std::vector<int> Ring(const char* heading)
@@ -35,12 +34,12 @@ TEST(Profile, TwentyWaitsAndTriggersInStorageOrder)
             rig.time.AdvanceUs(++trigger); // the n-th takes n microseconds
         }
         if (service == "KvGi__SetTermSigProc") {
-            rig.time.AdvanceUs(500'000); // the loop is over by then
+            rig.time.AdvanceUs(500'000); // the end of the loop has been noted before this
         }
     };
     rig.host.onLog = [&](std::string_view format) {
         if (format == "****** stopping capture ******") {
-            rig.time.AdvanceUs(4'000'000); // and not yet here
+            rig.time.AdvanceUs(4'000'000); // but not before this
         }
     };
     EXPECT_EQ(rig.Loop(), 0);
@@ -81,9 +80,7 @@ TEST(Rate, CountsRoundsWithoutAFrameToo)
 {
     // A round a second without a frame but in the last; the report comes in the 61st:
     //      11 s: round 1 (start)   ...   70 s: round 60   71 s: round 61, 60 of them in 60 s
-    sim::CameraSetup setup = SmallCamera();
-    setup.values = {{"AcquisitionFrameRate", "1"}};
-    Rig rig(setup);
+    Rig rig(Having({{"AcquisitionFrameRate", "1"}}));
     rig.Open();
     rig.host.fnum = 1;
     sim::AddFault(FrameFault(sim::Effect::Lose, 1, 61));
@@ -104,76 +101,40 @@ TEST(Rate, IsReportedOnceAMinute)
 
 // ---- time budgets ------------------------------------------------------------------------------
 
-/** The session's budget lines when one host call takes its time in the second round. */
-static Texts BudgetLines(const char* slowService, std::int64_t us)
+TEST(Budget, SlowStepsExceedTheirOwnAndThoseAroundThem)
 {
-    Rig rig;
-    rig.Open();
-    rig.host.fnum = 2;
-    int calls = 0;
-    rig.host.onCall = [&](std::string_view service) {
-        if (service == slowService && ++calls == (service == "KvGi__CheckDynConfig" ? 2 : 1)) {
-            rig.time.AdvanceUs(us);
-        }
+    struct Case {
+        const char* service; ///< host call that takes its time in the second round
+        std::int64_t us;
+        bool clockSetBack = false; ///< instead: the wall clock is set back by so much
     };
-    EXPECT_EQ(rig.Loop(), 0);
-    Texts lines = Rig::Logs("ProcLoop");
-    std::erase_if(lines, [](const std::string& line) {
-        return line.find("time budget is over") == std::string::npos;
-    });
-    return lines;
-}
-
-TEST(Budget, SlowTriggerExceedsAllThree)
-{
-    EXPECT_THAT(BudgetLines("KvGiMemInst__Trigger", 33'333),
-                ElementsAre("2 ProcLoop: Loop_2(2): Frame 1000000010033338 export time budget is "
-                            "over (33333us >= 33333us)",
-                            "3 ProcLoop: Loop_2(2): Scene 1000000010033338 export time budget is "
-                            "over (33333us >= 33333us)",
-                            "3 ProcLoop: total time budget is over (33333us >= 33333us), frame "
-                            "1000000010033338"));
-    EXPECT_THAT(BudgetLines("KvGiMemInst__Trigger", 33'332), IsEmpty());
-}
-
-TEST(Budget, TriggersTimeLeavesOutWholeSeconds)
-{
-    EXPECT_THAT(BudgetLines("KvGiMemInst__Trigger", 2'000'100),
-                ElementsAre("3 ProcLoop: Loop_2(2): Scene 1000000010033338 export time budget is "
-                            "over (2000100us >= 33333us)",
-                            "3 ProcLoop: total time budget is over (2000100us >= 33333us), frame "
-                            "1000000010033338"));
-}
-
-TEST(Budget, SlowExportAndSlowSignalsExceedTheirOwn)
-{
-    EXPECT_THAT(BudgetLines("KvSc__ProcExport", 40'000),
-                ElementsAre("3 ProcLoop: Loop_2(2): Scene 1000000010033338 export time budget is "
-                            "over (40000us >= 33333us)",
-                            "3 ProcLoop: total time budget is over (40000us >= 33333us), frame "
-                            "1000000010033338"));
-    EXPECT_THAT(BudgetLines("KvGi__CheckDynConfig", 40'000),
-                ElementsAre("3 ProcLoop: total time budget is over (40000us >= 33333us), frame "
-                            "1000000010033338"));
-}
-
-TEST(Budget, FirstFrameHasNoStampYet)
-{
-    EXPECT_THAT(BudgetLines("KvUtl__UpdateGrabState", 40'000),
-                ElementsAre("3 ProcLoop: total time budget is over (40000us >= 33333us), frame 0"));
-}
-
-TEST(Budget, ClockSetBackCountsAsAVeryLongTime)
-{
-    Rig rig;
-    rig.Open();
-    rig.host.fnum = 2;
-    rig.host.onCall = [&](std::string_view service) {
-        if (service == "KvSc__ProcExport") {
-            rig.time.wallStepUs = -1;
-        }
-    };
-    EXPECT_EQ(rig.Loop(), 0);
-    EXPECT_THAT(Rig::Logs(), Contains("3 ProcLoop: Loop_2(2): Scene 1000000010033338 export time "
-                                      "budget is over (4294967295us >= 33333us)"));
+    Texts story;
+    for (const Case& c : {Case{"KvGiMemInst__Trigger", 33'333},
+                          {"KvGiMemInst__Trigger", 33'332},
+                          {"KvGiMemInst__Trigger", 2'000'100}, // whole seconds are left out
+                          {"KvSc__ProcExport", 40'000},
+                          {"KvGi__CheckDynConfig", 40'000},
+                          {"KvUtl__UpdateGrabState", 40'000}, // the first frame has no stamp yet
+                          {"KvSc__ProcExport", 1, true}}) {
+        Rig rig;
+        rig.Open();
+        rig.host.fnum = 2;
+        int calls = 0;
+        rig.host.onCall = [&](std::string_view service) {
+            if (service == c.service && ++calls == (service == "KvGi__CheckDynConfig" ? 2 : 1)) {
+                rig.time.AdvanceUs(c.clockSetBack ? 0 : c.us);
+                rig.time.wallStepUs = c.clockSetBack ? -c.us : 0;
+            }
+        };
+        EXPECT_EQ(rig.Loop(), 0);
+        Texts lines = Rig::Logs("ProcLoop");
+        std::erase_if(lines, [](const std::string& line) {
+            return line.find("time budget is over") == std::string::npos;
+        });
+        Append(story,
+               std::string(c.service) + (c.clockSetBack ? ", clock set back by " : ", ") +
+                   std::to_string(c.us) + " us",
+               lines);
+    }
+    EXPECT_TRUE(IsStory("time_budgets", story));
 }

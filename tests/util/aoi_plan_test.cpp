@@ -5,16 +5,12 @@
 namespace KvTd
 {
 
-TEST(AoiPlan, RegionFitsTheSensor)
+TEST(Aoi, FitCheckWrapsSoThatAnUnsetSizeNeedsAnOffset)
 {
     EXPECT_TRUE(AoiFits({0, 0, 1920, 1080}, 1920, 1080));
     EXPECT_TRUE(AoiFits({16, 0, 1904, 1080}, 1920, 1080));
     EXPECT_FALSE(AoiFits({16, 0, 1920, 1080}, 1920, 1080));
     EXPECT_FALSE(AoiFits({0, 2, 1920, 1080}, 1920, 1080));
-}
-
-TEST(Aoi, FitCheckWrapsSoThatAnUnsetSizeNeedsAnOffset)
-{
     EXPECT_TRUE(AoiFits({-1, -1, 1920, 1080}, 1920, 1080)) << "one pixel less than the size";
     EXPECT_FALSE(AoiFits({0, 0, -1, 1080}, 1920, 1080));
     EXPECT_TRUE(AoiFits({1, 0, -1, 1080}, 1920, 1080));
@@ -31,20 +27,16 @@ TEST(AoiPlan, OnlyAShrinkingSizeGoesFirst)
     EXPECT_FALSE(AoiSizeFirst(-1, 1920)) << "counts as the largest";
 }
 
-TEST(AoiPlan, ItemsKeepWithinTheirLimits)
-{
-    EXPECT_TRUE(AoiItemAccepted(1904, 0, 1904, 1));
-    EXPECT_FALSE(AoiItemAccepted(1905, 0, 1904, 1));
-    EXPECT_TRUE(AoiItemAccepted(16, 16, 1920, 4));
-    EXPECT_FALSE(AoiItemAccepted(12, 16, 1920, 4));
-    EXPECT_TRUE(AoiItemAccepted(17, 16, 1920, 0)) << "no increment, no steps";
-    EXPECT_TRUE(AoiItemAccepted(-2147483647 - 1, -2147483647 - 1, 0, -1));
-}
-
 TEST(Aoi, IncrementCountsFromZero)
 {
     EXPECT_FALSE(AoiItemAccepted(6, 2, 1920, 4)) << "though it is one step above the minimum";
     EXPECT_TRUE(AoiItemAccepted(8, 2, 1920, 4));
+    EXPECT_TRUE(AoiItemAccepted(17, 16, 1920, 0)) << "no increment, no steps";
+    EXPECT_TRUE(AoiItemAccepted(1904, 0, 1904, 1));
+    EXPECT_FALSE(AoiItemAccepted(1905, 0, 1904, 1));
+    EXPECT_TRUE(AoiItemAccepted(16, 16, 1920, 4));
+    EXPECT_FALSE(AoiItemAccepted(12, 16, 1920, 4));
+    EXPECT_TRUE(AoiItemAccepted(-2147483647 - 1, -2147483647 - 1, 0, -1));
 }
 
 } // namespace KvTd

@@ -43,14 +43,10 @@ TEST(ProfRing, TwentyValuesAndAPosition)
 {
     std::uint32_t ring[kProfRingSize] = {};
     std::uint32_t position = 0;
-    for (std::uint32_t i = 1; i <= 19; ++i) {
+    for (std::uint32_t i = 1; i <= 21; ++i) {
         ProfRingPut(ring, position, i);
+        EXPECT_EQ(position, i % 20);
     }
-    EXPECT_EQ(position, 19U);
-    ProfRingPut(ring, position, 20);
-    EXPECT_EQ(position, 0U);
-    ProfRingPut(ring, position, 21);
-    EXPECT_EQ(position, 1U);
     EXPECT_EQ(ring[0], 21U);
     EXPECT_EQ(ring[1], 2U);
     EXPECT_EQ(ring[19], 20U);

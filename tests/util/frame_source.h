@@ -20,26 +20,15 @@ public:
     static constexpr std::uint32_t kPeriod = 100'000;
     static constexpr std::uint64_t kFirstLag = 2000;
 
-    explicit FrameSource(std::int32_t tsAdjNs = 0, float fps = 10) : clock(kLoopStart, kPeriod)
+    explicit FrameSource(std::int32_t tsAdjNs = 0, float fps = 10,
+                         std::uint64_t firstLagUs = kFirstLag)
+        : frame{kLoopStart + firstLagUs, 5'000'000, 5'000'000, fps, kPeriod, 5, 10'000, tsAdjNs},
+          clock(kLoopStart, kPeriod), init(clock.First(frame, 0))
     {
-        frame.hostGotUs = kLoopStart + kFirstLag;
-        frame.camTsUs = 5'000'000;
-        frame.firstTsUs = frame.camTsUs;
-        frame.fps = fps;
-        frame.framePeriodUs = kPeriod;
-        frame.latencyUs = 5;
-        frame.exposureUs = 10'000;
-        frame.tsAdjNs = tsAdjNs;
-    }
-
-    FrameClock::InitTimings First()
-    {
-        const auto init = clock.First(frame, 0);
-        if (frame.tsAdjNs == 0) {
+        if (tsAdjNs == 0) {
             clock.NextFrame(frame);
         }
         clock.Released(frame);
-        return init;
     }
 
     struct Step {
@@ -66,6 +55,7 @@ public:
 
     FrameTimes frame;
     FrameClock clock;
+    FrameClock::InitTimings init; ///< of the first frame, which has gone through already
     int number = 1;
 };
 

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
+#include <tuple>
 #include <vector>
 
 using namespace KvTd;
@@ -18,28 +18,24 @@ static std::vector<std::uint16_t> Ramp(std::size_t entries, int factor)
 
 TEST(LutTable, ConfiguredOnesAreThinnedAndShiftedWithoutRounding)
 {
-    struct Case {
-        std::size_t entries;
-        int bits;
-        int factor; ///< of the table's ramp
-        std::uint32_t second;
-        std::uint32_t last;
-    };
-    for (const Case& c : {
-             Case{256, 8, 1, 1, 255}, // as it is
-             Case{1024, 8, 1, 4, 1020}, Case{4096, 12, 1, 1, 255},
-             Case{256, 12, 15, 0, 239}, // 15 >> 4
-             Case{767, 8, 1, 2, 510},   // every second one; not the last
-             Case{256, 6, 1, 4, 1020},  // to the left
-             Case{256, 40, 255, 0, 0},  // no bit is left
+    // Entries, bits and the factor of the table's ramp; the second entry and the last.
+    for (const auto& [entries, bits, factor, second, last] : {
+             std::tuple{256U, 8, 1, 1U, 255U}, // as it is
+             {1024U, 8, 1, 4U, 1020U},
+             {4096U, 12, 1, 1U, 255U},
+             {256U, 12, 15, 0U, 239U}, // 15 >> 4
+             {767U, 8, 1, 2U, 510U},   // every second one; not the last
+             {256U, 9, 2, 1U, 255U},   // by one bit
+             {256U, 6, 1, 4U, 1020U},  // to the left
+             {256U, 40, 255, 0U, 0U},  // no bit is left
          }) {
-        SCOPED_TRACE(testing::Message() << c.entries << " of " << c.bits << " bits");
-        const std::vector<std::uint16_t> source = Ramp(c.entries, c.factor);
+        SCOPED_TRACE(testing::Message() << entries << " of " << bits << " bits");
+        const std::vector<std::uint16_t> source = Ramp(entries, factor);
         DeviceLut table{};
-        EXPECT_TRUE(ConvertConfiguredLut(source, c.bits, table));
+        EXPECT_TRUE(ConvertConfiguredLut(source, bits, table));
         EXPECT_EQ(table[0], 0U);
-        EXPECT_EQ(table[1], c.second);
-        EXPECT_EQ(table[255], c.last);
+        EXPECT_EQ(table[1], second);
+        EXPECT_EQ(table[255], last);
     }
 }
 

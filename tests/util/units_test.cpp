@@ -27,23 +27,6 @@ TEST(Units, FloatingValuesBecomeIntegersOfADefinedValue)
     EXPECT_EQ(ToUint32(4294967296.0), 0U);
 }
 
-TEST(Units, DecibelsAndFactors)
-{
-    EXPECT_FLOAT_EQ(FactorOfDb(0), 1);
-    EXPECT_FLOAT_EQ(FactorOfDb(20), 10);
-    EXPECT_NEAR(static_cast<double>(DbOfFactor(8)), 18.0618, 1e-4);
-    EXPECT_NEAR(static_cast<double>(DbOfFactor(FactorOfDb(7.3F))), 7.3, 1e-5);
-}
-
-TEST(Units, TicksBecomeMicroseconds)
-{
-    EXPECT_EQ(MicrosecondsOfTicks(125'000'000, 125'000'000), 1'000'000U);
-    EXPECT_EQ(MicrosecondsOfTicks(1'999, 1'000'000'000), 1U);
-    EXPECT_EQ(MicrosecondsOfTicks(0, 1'000'000'000), 0U);
-    EXPECT_EQ(MicrosecondsOfTicks(0xF000000000000000, 1'000'000), 0xF000000000000000U);
-    EXPECT_EQ(MicrosecondsOf(timeval{1'700'000'000, 999'999}), 1'700'000'000'999'999U);
-}
-
 TEST(Units, PeriodIsRoundedToNearest)
 {
     EXPECT_EQ(PeriodUsOfRate(25), 40'000U);

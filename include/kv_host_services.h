@@ -43,9 +43,9 @@ int KvGiMainCtx__GetHeight(void);
 float KvGiMainCtx__GetFps(void);     ///< frames per second
 float KvGiMainCtx__GetExptMan(void); ///< microseconds
 float KvGiMainCtx__GetGainMan(void); ///< dB
-int KvGiMainCtx__GetWbred(void);     ///< hundredths of a dB; -1 when not configured, as blue
-int KvGiMainCtx__GetWbblu(void);     ///< the same unit
-int KvGiMainCtx__GetRotate(void);    ///< 2: turned by 180 degrees; other non-zero: upright
+int KvGiMainCtx__GetWbred(void);     ///< hundredths of a dB; -1 when not configured, so is the next
+int KvGiMainCtx__GetWbblu(void);
+int KvGiMainCtx__GetRotate(void); ///< 2: turned by 180 degrees; other non-zero: upright
 
 float KvGiMainCtx__GetGamma(void);
 /** The configured table: its entries, the bits of each, the values. A changed table needs another

@@ -63,6 +63,8 @@ TEST(Config, StartsTheLoopsFieldsAnew)
     EXPECT_EQ(proc.latencyUs, 5U);
     EXPECT_EQ(proc.pendingFrame, nullptr);
     EXPECT_EQ(proc.pendingConvFrame, nullptr);
+    EXPECT_EQ(Rig::Logs("ProcParametrizeCam").back(),
+              "3 ProcParametrizeCam: REGULAR mode - TS is obtained using box gettimeofday");
     EXPECT_EQ(proc.wbRed, 150) << "only a colour format resets the ratios";
     EXPECT_EQ(proc.wbBlue, 160);
 }
@@ -71,9 +73,10 @@ TEST(Config, YuvResetsTheBalanceRatios)
 {
     ConfigRig rig(SmallCamera(sim::Model::Color));
     rig.host.format = kFormatYuv422;
-    rig.proc.wbRed = rig.proc.wbBlue = kIntUnset; // as automatic balance left them: skipped
+    rig.host.wbred = 10;
+    rig.proc.wbRed = rig.proc.wbBlue = 77;
     EXPECT_EQ(rig.Configure(), 0);
-    EXPECT_THAT(Rig::Of("cam"), Contains("BalanceWhiteAuto=Periodic"));
+    EXPECT_EQ(Count(Rig::Logs(), "cur WhiteBalance vals are: Red 0 Blue 0"), 1U);
     EXPECT_EQ(rig.proc.stride, 128U);
 }
 

@@ -81,6 +81,7 @@ TEST(FrameMemory, ConversionTakesASecondInstance)
         rig.host.cformat = c.asked;
         proc.convFormat = c.convFormat;
         proc.formatCode = 1;
+        proc.memInstance = 7;
         proc.convActive = 7;
         proc.convPixelFormat = 7;
         proc.fullFrameSize = 3072;

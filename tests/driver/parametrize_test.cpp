@@ -64,3 +64,13 @@ TEST(Parametrize, EverythingAutomaticOnAColourCamera)
     EXPECT_TRUE(
         IsStory("parametrize_automatic_color", Reconfigure(rig, kFormatYuv422, configure, false)));
 }
+
+TEST(Parametrize, TableThatIsGoneIsSwitchedOffWithGamma)
+{
+    Rig rig(Having({{"lutMode", "Active"}}));
+    const std::uint16_t earlier = 0;
+    rig.proc.lastLutData = &earlier;
+    const Texts told = Reconfigure(
+        rig, kFormatMono8, [](FakeHost& host) { host.sweepLutMod = 1; }, false);
+    EXPECT_EQ(Count(told, "cam lutMode=Off"), 1U);
+}

@@ -1,4 +1,3 @@
-#include "kv_td_guard.h"
 #include "tests/driver/exception_cases.h"
 #include "tests/support/rig.h"
 
@@ -39,22 +38,3 @@ TEST_P(Guard, StatusAndTextOfEachKind)
 
 INSTANTIATE_TEST_SUITE_P(Kinds, Guard, testing::ValuesIn(kExceptionCases),
                          [](const auto& it) { return std::string(it.param.name); });
-
-TEST(GuardGenApi, FirstExceptionEndsTheSteps)
-{
-    static constexpr char kLogSource[] = "guard_test";
-    Rig rig;
-    const LogSite site = KV_HERE;
-    int steps = 0;
-    EXPECT_FALSE(GuardGenApi(site, "steps", [&] { ++steps; }).caught);
-    EXPECT_TRUE(Rig::Logs().empty());
-    const GuardResult result = GuardGenApi(site, "steps", [&] {
-        ++steps;
-        throw GenICam::PropertyException("why");
-        ++steps;
-    });
-    EXPECT_TRUE(result.caught) << "though its status is 0";
-    EXPECT_EQ(steps, 2);
-    EXPECT_THAT(Rig::Of("log1"),
-                ElementsAre("guard_test:TestBody:  Origin steps - GenApi: Property Exception why"));
-}

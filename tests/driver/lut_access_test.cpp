@@ -1,17 +1,20 @@
 /** The camera's look-up table and gamma, operation by operation. */
 #include "tests/driver/exception_cases.h"
+#include "tests/driver/told.h"
 #include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 
 using namespace KvTd;
 using namespace rig;
 using sim::NodeKind;
 using sim::Trigger;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::IsEmpty;
 
 namespace
@@ -45,6 +48,7 @@ TEST(LutMode, FollowsFromModeAndType)
         {Tone("Active", "UserDefined"), LG_USER_LUT},
         {Tone("Active", "GammaCorrection"), LG_GAMMA},
         {Mistyped("lutType", NodeKind::Enumeration, "Active"), LG_OTHER},
+        {Mistyped("lutMode", NodeKind::Enumeration), LG_OFF},
         {Lacking({"lutMode"}), LG_NONE},
         {Lacking({"lutType"}), LG_NONE},
         {Mistyped("lutMode", NodeKind::Integer), LG_NONE},
@@ -54,8 +58,12 @@ TEST(LutMode, FollowsFromModeAndType)
         Rig rig(setup);
         EXPECT_EQ(rig.Open().ExPropertyGetLUTMode(), state);
         EXPECT_EQ(Rig::Logs().size(), state == LG_NONE ? 0U : 1U);
-        EXPECT_EQ(rig.Cam().ExPropertySetLUTMode(LG_OFF, nullptr), state == LG_NONE ? -2 : 0);
-        EXPECT_EQ(Rig::Logs().size(), state == LG_NONE ? 0U : 2U);
+        Rig::Clear();
+        EXPECT_EQ(rig.Cam().ExPropertySetLUTMode(LG_OTHER, nullptr), state == LG_NONE ? -2 : 0);
+        EXPECT_EQ(Story(Rig::Of({"log", "cam"})), state == LG_NONE ? "\n" : R"(
+cam lutMode=Off
+log3 kv_td_excam:ExPropertySetLUTMode: ### set Lut mode to "Off"; Lut type to "" (status 0) ###
+)");
     }
     Rig rig(Mistyped("lutMode", NodeKind::Enumeration));
     rig.Open();
@@ -63,35 +71,12 @@ TEST(LutMode, FollowsFromModeAndType)
     EXPECT_EQ(rig.Cam().ExPropertyGetLUTMode(), LG_OTHER);
 }
 
-TEST(LutMode, IsWrittenTypeFirst)
-{
-    Rig rig(Having({{"lutSize", "Bpp12"}}));
-    CExCam& cam = rig.Open();
-    unsigned short bits = 77;
-    for (const td_lg_states state : {LG_GAMMA, LG_NONE, LG_USER_LUT, LG_OTHER}) {
-        EXPECT_EQ(cam.ExPropertySetLUTMode(state, &bits), 0);
-        EXPECT_EQ(bits, state == LG_GAMMA || state == LG_NONE ? 77 : 12) << "for user tables only";
-    }
-    EXPECT_EQ(Story(Rig::Of({"log", "cam"})), R"(
-cam lutType=GammaCorrection
-cam lutMode=Active
-log3 kv_td_excam:ExPropertySetLUTMode: ### set Lut mode to "Active"; Lut type to "GammaCorrection" (status 0) ###
-cam lutMode=Off
-log3 kv_td_excam:ExPropertySetLUTMode: ### set Lut mode to "Off"; Lut type to "" (status 0) ###
-cam lutType=UserDefined
-log3 kv_td_excam:ExPropertySetLUTMode: Have current LUT size: Bpp12
-cam lutMode=Active
-log3 kv_td_excam:ExPropertySetLUTMode: ### set Lut mode to "Active"; Lut type to "UserDefined" (status 0) ###
-cam lutMode=Off
-log3 kv_td_excam:ExPropertySetLUTMode: ### set Lut mode to "Off"; Lut type to "" (status 0) ###
-)");
-}
-
 TEST(LutMode, WidthIsThatOfTheCamera)
 {
     const std::pair<sim::CameraSetup, int> cases[] = {
         {Having({{"lutSize", "Bpp8"}}), 8},
         {Having({{"lutSize", "Bpp10"}}), 10},
+        {Having({{"lutSize", "Bpp12"}}), 12},
         {Mistyped("lutSize", NodeKind::Enumeration), 8}, // "Off"
         {Mistyped("lutSize", NodeKind::Integer), 77},
         {Lacking({"lutSize"}), 77},
@@ -108,31 +93,24 @@ TEST(LutMode, WidthIsThatOfTheCamera)
 
 TEST(LutMode, FailureIsOnlyLogged)
 {
-    struct Step {
-        Trigger trigger;
-        const char* feature;
-        const char* after;
-        int bits;
-    };
+    const std::tuple<Trigger, const char*, const char*, int> steps[] = {
+        {Trigger::Write, "lutType", "Off GammaCorrection", 77},
+        {Trigger::Read, "lutSize", "Off UserDefined", 77},
+        {Trigger::Write, "lutMode", "Off UserDefined", 8}};
     for (const ExceptionCase& c : kExceptionCases) {
-        for (const Step& step : {Step{Trigger::Write, "lutType", "Off GammaCorrection", 77},
-                                 Step{Trigger::Read, "lutSize", "Off UserDefined", 77},
-                                 Step{Trigger::Write, "lutMode", "Off UserDefined", 8}}) {
-            SCOPED_TRACE(std::string(c.name) + " at " + step.feature);
+        for (const auto& [trigger, feature, after, known] : steps) {
+            SCOPED_TRACE(std::string(c.name) + " at " + feature);
             Rig rig(Tone("Off", "GammaCorrection"));
             CExCam& cam = rig.Open();
-            sim::AddFault(AccessThrows(step.trigger, step.feature, c.kind));
+            sim::AddFault(AccessThrows(trigger, feature, c.kind));
             unsigned short bits = 77;
             EXPECT_EQ(cam.ExPropertySetLUTMode(LG_USER_LUT, &bits), 0);
-            EXPECT_EQ(bits, step.bits);
-            EXPECT_EQ(ToneNow(), step.after);
-            Texts logs = Rig::Logs();
-            std::erase_if(logs, [](const auto& l) { return l.find("Have") != std::string::npos; });
-            EXPECT_THAT(logs,
-                        ElementsAre("1 ExPropertySetLUTMode: " + c.Line("set LUT mode"),
-                                    R"(3 ExPropertySetLUTMode: ### set Lut mode to "Active"; Lut )"
-                                    R"(type to "UserDefined" (status )" +
-                                        std::to_string(c.status) + ") ###"));
+            EXPECT_EQ(bits, known);
+            EXPECT_EQ(ToneNow(), after);
+            EXPECT_THAT(Rig::Of("log1"),
+                        ElementsAre("kv_td_excam:ExPropertySetLUTMode: " + c.Line("set LUT mode")));
+            EXPECT_THAT(Rig::Logs().back(),
+                        EndsWith("(status " + std::to_string(c.status) + ") ###"));
         }
     }
 }
@@ -140,46 +118,42 @@ TEST(LutMode, FailureIsOnlyLogged)
 TEST(LutValue, NeedsIndexAndValue)
 {
     for (const char* feature : {"LUTIndex", "LUTValue"}) {
-        Rig rig(Lacking({feature}));
-        EXPECT_EQ(rig.Open().ExPropertySetLUTValue(1, 1), -2);
-        Rig mistyped(Mistyped(feature, NodeKind::Enumeration));
-        EXPECT_EQ(mistyped.Open().ExPropertySetLUTValue(1, 1), -2);
-        EXPECT_THAT(Rig::Of({"cam", "log"}), IsEmpty());
+        for (const auto& setup : {Lacking({feature}), Mistyped(feature, NodeKind::Enumeration)}) {
+            Rig rig(setup);
+            EXPECT_EQ(rig.Open().ExPropertySetLUTValue(1, 1), -2);
+            EXPECT_THAT(Rig::Of({"cam", "log"}), IsEmpty());
+        }
     }
     Rig rig;
     EXPECT_THROW(rig.Open().ExPropertySetLUTValue(0, -1), GenICam::OutOfRangeException);
     EXPECT_THROW(rig.Cam().ExPropertySetLUTValue(-1, 0), GenICam::OutOfRangeException);
-    EXPECT_THAT(Rig::Of({"cam", "log"}), ElementsAre("cam LUTIndex=0")) << "the index goes first";
+    EXPECT_EQ(Take("cam"), "LUTIndex=0 ") << "the index goes first";
 }
 
 TEST(LutChannel, IsSelectedFromTwoChannelsOn)
 {
     Rig rig(SmallCamera(sim::Model::Color));
-    for (const auto& [channel, count] :
-         {std::pair(1, 2), std::pair(0, 3), std::pair(5, 3), std::pair(-1, 3)}) {
-        EXPECT_EQ((channel == 1 ? rig.Open() : rig.Cam()).ExPropertySetLUTChannel(channel, count),
-                  0);
+    rig.Open();
+    for (const auto& [channel, count] : {std::pair(1, 2), {0, 3}, {5, 3}, {-1, 3}, {0, 1}}) {
+        EXPECT_EQ(rig.Cam().ExPropertySetLUTChannel(channel, count), 0);
     }
-    EXPECT_THAT(Rig::Of({"cam", "log"}),
-                ElementsAre("cam LUTSelector=Green", "cam LUTSelector=Red", "cam LUTSelector=Blue",
-                            "cam LUTSelector=Blue"));
+    EXPECT_THAT(Rig::Logs(), IsEmpty());
+    EXPECT_EQ(Take("cam"), "LUTSelector=Green LUTSelector=Red LUTSelector=Blue LUTSelector=Blue ");
     Rig lacking(Lacking({"LUTSelector"}));
     EXPECT_EQ(lacking.Open().ExPropertySetLUTChannel(0, 2), -2);
     lacking.Cam().nodeMap = nullptr;
     EXPECT_EQ(lacking.Cam().ExPropertySetLUTChannel(2, 1), 0);
-    EXPECT_EQ(Story(Rig::Logs()), R"(
-2 ExPropertySetLUTChannel: can't get LUTSelector parameter
-)");
+    EXPECT_THAT(Rig::Logs(),
+                ElementsAre("2 ExPropertySetLUTChannel: can't get LUTSelector parameter"));
 }
 
 TEST(GammaRange, IsReadOnce)
 {
     Rig rig(Tone("Off", "GammaCorrection")); // the type is right, though not in force
     EXPECT_EQ(rig.Open().ExPropertyGetGammaRange(nullptr, nullptr), 0);
-    EXPECT_THAT(Rig::Of("cam"), IsEmpty());
     EXPECT_EQ(Count(Rig::Logs(), "disabled"), 0U);
+    EXPECT_EQ(Take("cam"), "");
     rig.Cam().nodeMap = nullptr;
-    Rig::Clear();
     float min = 0;
     float max = 0;
     EXPECT_EQ(rig.Cam().ExPropertyGetGammaRange(&min, nullptr), 0);
@@ -194,16 +168,9 @@ TEST(GammaRange, WithoutControl)
     Rig rig(Lacking({"lutType"}));
     EXPECT_EQ(rig.Open().ExPropertyGetGammaRange(nullptr, nullptr), 1);
     EXPECT_THAT(Rig::Logs(), IsEmpty());
-    rig.Cam().nodeMap = nullptr;
-    EXPECT_EQ(rig.Cam().ExPropertyGetGammaRange(nullptr, nullptr), 1);
-    EXPECT_THAT(Rig::Logs(),
-                ElementsAre("2 ExPropertyGetLUTMode: can't get dev params to get LutGamma mode"));
-
     Rig none(Lacking({"gammaCorrection"}));
     EXPECT_EQ(none.Open().ExPropertyGetGammaRange(nullptr, nullptr), -2);
-    EXPECT_THAT(Rig::Of("cam"), ElementsAre("lutType=GammaCorrection", "lutType=UserDefined"));
-    EXPECT_THAT(Rig::Of("log4"), ElementsAre("kv_td_excam:ExPropertyGetGammaRange: Get Gamma range "
-                                             "is exited with status 0"));
+    EXPECT_EQ(Take("cam"), "lutType=GammaCorrection lutType=UserDefined ");
 }
 
 TEST(GammaRange, OnlyAPropertyExceptionRestoresTheType)
@@ -213,13 +180,14 @@ TEST(GammaRange, OnlyAPropertyExceptionRestoresTheType)
         const char* feature;
         std::uint64_t nth;
         bool switched;
+        bool read;
     };
     for (const ExceptionCase& c : kExceptionCases) {
-        for (const Step& step :
-             {Step{Trigger::Read, "lutType", 2, false}, Step{Trigger::Write, "lutType", 1, false},
-              Step{Trigger::Read, "gammaCorrection", 1, true},
-              Step{Trigger::Read, "gammaCorrection", 2, true},
-              Step{Trigger::Write, "lutType", 2, true}}) {
+        for (const Step& step : {Step{Trigger::Read, "lutType", 2, false, false},
+                                 Step{Trigger::Write, "lutType", 1, false, false},
+                                 Step{Trigger::Read, "gammaCorrection", 1, true, false},
+                                 Step{Trigger::Read, "gammaCorrection", 2, true, false},
+                                 Step{Trigger::Write, "lutType", 2, true, true}}) {
             SCOPED_TRACE(std::string(c.name) + " at " + step.feature + std::to_string(step.nth));
             Rig rig;
             CExCam& cam = rig.Open();
@@ -234,8 +202,7 @@ TEST(GammaRange, OnlyAPropertyExceptionRestoresTheType)
             EXPECT_EQ(Rig::Logs().back(),
                       "4 ExPropertyGetGammaRange: Get Gamma range is exited with status " +
                           std::to_string(c.status));
-            const bool read = step.trigger == Trigger::Write && step.nth == 2;
-            EXPECT_EQ(cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached, read);
+            EXPECT_EQ(cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached, step.read);
         }
     }
 }
@@ -247,25 +214,19 @@ TEST(Gamma, IsReadWhereItAppliesOrNothingElseDoes)
     Rig rig(setup);
     CExCam& cam = rig.Open();
     float value = 77;
-    for (td_lg_states state : {LG_OFF, LG_USER_LUT, LG_OTHER}) {
-        EXPECT_EQ(cam.ExPropertyGetGamma(&value, &state), 0);
+    for (td_lg_states state : {LG_OFF, LG_USER_LUT, LG_OTHER, LG_NONE}) {
+        EXPECT_EQ(cam.ExPropertyGetGamma(state == LG_NONE ? nullptr : &value, &state), 0);
         EXPECT_EQ(value, 77);
     }
-    td_lg_states none = LG_NONE;
-    EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, &none), 0);
-    EXPECT_EQ(Story(Rig::Of({"log", "read"})), R"(
-log3 kv_td_excam:ExPropertyGetGamma: ### Gamma feature is disabled (1) ###
-log3 kv_td_excam:ExPropertyGetGamma: ### Gamma feature is disabled (2) ###
-log3 kv_td_excam:ExPropertyGetGamma: ### Gamma feature is disabled (4) ###
-read gammaCorrection=2.5
-log3 kv_td_excam:ExPropertyGetGamma: ### get Gamma value: 2.500000 ###
-)");
     // A range that can't be read is told of, and the value read all the same.
-    Rig::Clear();
     sim::AddFault(AccessThrows(Trigger::Read, "gammaCorrection", Kind::Property));
     EXPECT_EQ(cam.ExPropertyGetGamma(&value, nullptr), 0);
     EXPECT_EQ(value, 2.5F);
     EXPECT_EQ(Story(Rig::Logs("ExPropertyGetGamma")), R"(
+3 ExPropertyGetGamma: ### Gamma feature is disabled (1) ###
+3 ExPropertyGetGamma: ### Gamma feature is disabled (2) ###
+3 ExPropertyGetGamma: ### Gamma feature is disabled (4) ###
+3 ExPropertyGetGamma: ### get Gamma value: 2.500000 ###
 2 ExPropertyGetGamma: Can't get Gamma range
 3 ExPropertyGetGamma: ### get Gamma value: 2.500000 ###
 )");
@@ -292,9 +253,9 @@ TEST(Gamma, MayBeSixHundredthsOutsideInDoublePrecision)
 {
     Rig rig(Tone("Active", "GammaCorrection"));
     CExCam& cam = rig.Open();
-    cam.propEntries[GAMMA_PROPERTY_TYPE].floatMin = 1; // narrower than the camera's
-    cam.propEntries[GAMMA_PROPERTY_TYPE].floatMax = 2;
-    cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached = true;
+    PropertyEntry& row = cam.propEntries[GAMMA_PROPERTY_TYPE];
+    std::tie(row.floatMin, row.floatMax) = std::pair(1.0F, 2.0F); // narrower than the camera's
+    row.floatRangeCached = true;
     for (const auto& [value, rc] :
          {std::pair(2.06F, 0), std::pair(std::nextafter(2.06F, 3.0F), -6), std::pair(0.94F, -6),
           std::pair(std::nextafter(0.94F, 1.0F), 0), std::pair(std::nanf(""), -6)}) {
@@ -303,47 +264,44 @@ TEST(Gamma, MayBeSixHundredthsOutsideInDoublePrecision)
     EXPECT_EQ(Rig::Of("cam").size(), 2U);
     EXPECT_EQ(Rig::Of("log2").front(), "kv_td_excam:ExPropertySetGamma: Asked Gamma value 2.060000 "
                                        "is out of bounds [1.000000..2.000000]");
-    Rig camera(Tone("Active", "GammaCorrection"));
-    EXPECT_THROW(camera.Open().ExPropertySetGamma(4.05F, nullptr), GenICam::OutOfRangeException)
-        << "passed on as it is";
 }
 
 TEST(Gamma, ResultsOfRefusals)
 {
-    sim::CameraSetup setup = Lacking({"gammaCorrection"});
-    setup.values = {{"lutMode", "Active"}, {"lutType", "GammaCorrection"}};
+    sim::CameraSetup setup = Tone("Active", "GammaCorrection");
+    setup.missing = {"gammaCorrection"};
     Rig rig(setup);
     CExCam& cam = rig.Open();
     td_lg_states none = LG_NONE;
     td_lg_states off = LG_OFF;
     td_lg_states gamma = LG_GAMMA;
-    EXPECT_EQ(cam.ExPropertySetGamma(1, &none), -1);
-    EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, &none), -2);
-    EXPECT_EQ(cam.ExPropertySetGamma(1, nullptr), -5);
-    EXPECT_EQ(cam.ExPropertySetGamma(1, &off), -2);
-    EXPECT_THAT(Rig::Of("log2"),
-                ElementsAre("kv_td_excam:ExPropertyGetGamma: Can't get Gamma enum parameter",
-                            "kv_td_excam:ExPropertySetGamma: Can't get Gamma range",
-                            "kv_td_excam:ExPropertySetGamma: Can't get Gamma enum parameter"));
-    Rig::Clear();
-    cam.nodeMap = nullptr;
-    EXPECT_EQ(cam.ExPropertySetLUTMode(LG_OFF, nullptr), -1);
-    EXPECT_EQ(cam.ExPropertySetLUTValue(0, 0), -1);
-    EXPECT_EQ(cam.ExPropertySetLUTChannel(0, 2), -1);
-    EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, nullptr), -1);
-    EXPECT_EQ(cam.ExPropertySetGamma(1, nullptr), -1);
-    EXPECT_EQ(cam.ExPropertySetGamma(1, &off), -4);
-    EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, &none), -1);
-    cam.propEntries[GAMMA_PROPERTY_TYPE].floatMax = 4;
-    cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached = true;
+    EXPECT_THAT(
+        (std::vector{cam.ExPropertySetGamma(1, &none), cam.ExPropertyGetGamma(nullptr, &none),
+                     cam.ExPropertySetGamma(1, nullptr), cam.ExPropertySetGamma(1, &off)}),
+        ElementsAre(-1, -2, -5, -2));
+    PropertyEntry& row = cam.propEntries[GAMMA_PROPERTY_TYPE];
+    std::tie(cam.nodeMap, row.floatMax) = std::pair(nullptr, 4.0F);
+    EXPECT_THAT(
+        (std::vector{cam.ExPropertySetLUTMode(LG_OFF, nullptr), cam.ExPropertySetLUTValue(0, 0),
+                     cam.ExPropertySetLUTChannel(0, 2),
+                     cam.ExPropertyGetGammaRange(nullptr, nullptr),
+                     cam.ExPropertyGetGamma(nullptr, nullptr), cam.ExPropertySetGamma(1, nullptr),
+                     cam.ExPropertySetGamma(1, &off), cam.ExPropertyGetGamma(nullptr, &none)}),
+        ElementsAre(-1, -1, -1, 1, -1, -1, -4, -1));
+    row.floatRangeCached = true;
     EXPECT_EQ(cam.ExPropertySetGamma(1, &gamma), -1);
-    EXPECT_EQ(Story(Rig::Logs()), R"(
+    Texts logs = Rig::Logs();
+    std::erase_if(logs, [](const auto& log) { return !log.starts_with("2 "); });
+    EXPECT_EQ(Story(logs), R"(
+2 ExPropertyGetGamma: Can't get Gamma enum parameter
+2 ExPropertySetGamma: Can't get Gamma range
+2 ExPropertySetGamma: Can't get Gamma enum parameter
 2 ExPropertySetLUTMode: can't get dev params to change LutGamma mode
 2 ExPropertySetLUTValue: can't get dev params to set LUT value
 2 ExPropertySetLUTChannel: can't get dev params to set LUT value
 2 ExPropertyGetLUTMode: can't get dev params to get LutGamma mode
 2 ExPropertyGetLUTMode: can't get dev params to get LutGamma mode
-3 ExPropertySetGamma: ### Gamma feature is disabled ###
+2 ExPropertyGetLUTMode: can't get dev params to get LutGamma mode
 2 ExPropertySetLUTMode: can't get dev params to change LutGamma mode
 2 ExPropertySetGamma: Can't enable Gamma feature
 2 ExPropertyGetGamma: Can't get Gamma enum parameter
@@ -353,11 +311,13 @@ TEST(Gamma, ResultsOfRefusals)
 
 TEST(Gamma, WritesAreVerifiedAndUnguardedExceptionsPass)
 {
-    td_lg_states state = LG_NONE;
-    for (const char* feature : {"LUTIndex", "LUTValue", "LUTSelector", "gammaCorrection"}) {
+    const auto readOnly = [](const char* feature) {
         sim::CameraSetup setup = SmallCamera(sim::Model::Color);
         setup.readOnly = {feature};
-        Rig rig(setup);
+        return setup;
+    };
+    for (const char* feature : {"LUTIndex", "LUTValue", "LUTSelector", "gammaCorrection"}) {
+        Rig rig(readOnly(feature));
         CExCam& cam = rig.Open();
         const auto all = [&] {
             cam.ExPropertySetLUTChannel(0, 3);
@@ -366,17 +326,17 @@ TEST(Gamma, WritesAreVerifiedAndUnguardedExceptionsPass)
         };
         EXPECT_THROW(all(), GenICam::AccessException) << feature;
     }
-    for (const char* feature : {"lutMode", "lutType"}) {
-        sim::CameraSetup setup = SmallCamera();
-        setup.readOnly = {feature};
-        Rig rig(setup);
+    td_lg_states none = LG_NONE;
+    for (const std::string feature : {"lutMode", "lutType"}) {
+        Rig rig(readOnly(feature.c_str()));
         EXPECT_EQ(rig.Open().ExPropertySetLUTMode(LG_GAMMA, nullptr), 0);
-        EXPECT_THAT(Rig::Logs().back(), testing::EndsWith("(status -17) ###"));
+        EXPECT_THAT(Rig::Logs().back(), EndsWith("(status -17) ###"));
         EXPECT_EQ(rig.Cam().ExPropertyGetGammaRange(nullptr, nullptr),
-                  std::string(feature) == "lutMode" ? 0 : -17);
-        sim::AddFault(AccessThrows(Trigger::Read, feature, Kind::Timeout));
+                  feature == "lutMode" ? 0 : -17);
+        sim::AddFault(AccessThrows(Trigger::Read, feature.c_str(), Kind::Timeout));
         EXPECT_THROW(rig.Cam().ExPropertyGetLUTMode(), GenICam::TimeoutException);
-        sim::AddFault(AccessThrows(Trigger::Read, "gammaCorrection", Kind::Timeout));
-        EXPECT_THROW(rig.Cam().ExPropertyGetGamma(nullptr, &state), GenICam::TimeoutException);
     }
+    Rig rig;
+    sim::AddFault(AccessThrows(Trigger::Read, "gammaCorrection", Kind::Timeout));
+    EXPECT_THROW(rig.Open().ExPropertyGetGamma(nullptr, &none), GenICam::TimeoutException);
 }

@@ -1,4 +1,5 @@
 #include "tests/support/rig.h"
+#include "tests/support/story.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -51,106 +52,7 @@ TEST(Config, InitialConfigurationInItsOrder)
 
     // An unset height needs a vertical offset, so the region is refused. The buffer has 2 bytes for
     // each of 64 pixels in 48 lines and (64 + 255) / 64 spare ones.
-    EXPECT_EQ(Story(Rig::Of({"log", "host", "cam", "gev"})), R"(
-gev GevGetCameraInfo()=ok
-log3 kv_td_proc:ProcSetCamConfig: == Camera Device Information ==
-log3 kv_td_proc:ProcSetCamConfig: ===============================
-log3 kv_td_proc:ProcSetCamConfig: Vendor           : DALSA (simulated)
-log3 kv_td_proc:ProcSetCamConfig: Model            : Simulated-M
-log3 kv_td_proc:ProcSetCamConfig: Version          : 1.00
-log3 kv_td_proc:ProcSetCamConfig: DeviceSerialID   : S0000001
-cam DeviceTemperatureSelector=Internal
-log3 kv_td_proc:ProcSetCamConfig: Temperature, C   : 41.50
-log3 kv_td_proc:ProcSetCamConfig: ~~ Camera Device Current Settings ~~
-log3 kv_td_proc:ProcSetCamConfig: ~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~
-log3 kv_td_proc:ProcSetCamConfig: ROI OffsX x OffsY   : 0 x 0
-log3 kv_td_proc:ProcSetCamConfig: ROI Width x Height  : 64 x 48
-cam GainSelector=SensorAll
-log3 kv_td_excam:ExPropertyGetLUTMode: ### get Lut mode "Off"; Lut type "UserDefined" ###
-log3 kv_td_excam:ExPropertyGetGamma: ### Gamma feature is disabled (1) ###
-gev GevGetFeatureValue(GevTimestampTickFrequency)=0
-gev GevGetFeatureValue(PixelFormat)=0
-log3 kv_td_proc:ProcSetCamConfig: ResultingFrameRate  : 25.0
-log3 kv_td_proc:ProcSetCamConfig: Gain, dB            : 6.0
-log3 kv_td_proc:ProcSetCamConfig: ExposureTimeAbs, us : 2500.5
-log3 kv_td_proc:ProcSetCamConfig: Gamma               : -1.00
-log3 kv_td_proc:ProcSetCamConfig: PixelFormat         : 0x01080001
-log3 kv_td_proc:ProcSetCamConfig: ~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~
-log4 kv_td_proc:ProcSetCamConfig: Have tick: 125000000
-host KvGiMainCtx__GetFormat()
-cam PixelFormat=Mono12
-gev GevSetFeatureValue(PixelFormat)=0
-host KvSc__SetParamVal(4, MONO12T)
-log3 kv_td_proc:ProcSetPixelFormat: Configure pixel format: 0x01100005
-log3 kv_td_proc:ProcSetPixelFormat: Use pixel format: 'MONO12T'
-host KvGiMainCtx__GetOffsetX()
-host KvGiMainCtx__GetOffsetY()
-host KvGiMainCtx__GetWidth()
-host KvGiMainCtx__GetHeight()
-log3 kv_td_proc:ProcParametrizeCamAoi: Acquisition set handler entry: OffsX -1 OffsY -1 Width 32 Height -1
-log3 kv_td_proc:ProcParametrizeCamAoi:   OffsetX config is skipped
-log3 kv_td_proc:ProcParametrizeCamAoi:   OffsetY config is skipped
-log3 kv_td_proc:ProcParametrizeCamAoi:   Height config is skipped
-log2 kv_td_proc:ProcParametrizeCamAoi: Acquisition set parameters are out of bounds: horis (4294967295 + 32 > 64) or vert (4294967295 + 4294967295 > 48)
-log4 kv_td_proc:ProcSetCamConfig: Configuring chunks...
-cam ChunkModeActive=true
-cam ChunkSelector=Gain
-cam ChunkEnable=true
-log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled gain chunks sending
-cam ChunkSelector=ExposureTime
-cam ChunkEnable=true
-log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled exposure time chunks sending
-cam ChunkSelector=Timestamp
-cam ChunkEnable=true
-log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled timestamp chunks sending
-cam ChunkSelector=counter1ValueAtReset
-cam ChunkEnable=true
-log3 kv_td_proc:ProcSetCamConfigChunks:   Enabled counter value chunks sending
-log3 kv_td_proc:ProcSetCamConfigChunks: Chunks enabling is finished (0x0000000F)
-log4 kv_td_proc:ProcSetCamConfig: Chunks are configured
-gev GevGetPayloadParameters()=0
-log3 kv_td_proc:ProcSetCamConfig: Set gBufferFrameSize to 6656, bufNum to 5 (old 5)
-log3 kv_td_proc:ProcSetCamConfig: Applying initial configuration...
-host KvGiMainCtx__GetFps()
-log3 kv_td_proc:ProcParametrizeCamFps: Fps settings handler entry val: Fps -1.000000 (CamFps 25.000000)
-log3 kv_td_excam:ExPropertyGetFloatRange: ### get property 9 (AcquisitionFrameRate) range: min=0.100000 max=399.914062 ###
-log3 kv_td_proc:ProcParametrizeCamFps:   cur CamFps val is 25.000000 (min 0.100000, max 399.914062)
-log2 kv_td_proc:ProcParametrizeCamFps:   asked Fps val -1.000000 is out of bounds [0.100000, 399.914062], skipped
-host KvGiMainCtx__GetRotate()
-log3 kv_td_proc:ProcParametrizeCamRotate: Rotate settings handler entry val: Rotate 0
-log3 kv_td_proc:ProcParametrizeCamRotate:   Rotate config is skipped
-host KvGiMainCtx__GetSweepProf()
-host KvGiMainCtx__GetSweepGainMod()
-host KvGiMainCtx__GetSweepEtimeMod()
-host KvGiMainCtx__GetSweepLutMod()
-log3 kv_td_proc:ProcParametrizeCamAutoFunc:   AutoFunc settings skipped for "Profile"
-log3 kv_td_proc:ProcParametrizeCamAutoFunc:   AutoFunc settings skipped for "GainMode"
-log3 kv_td_proc:ProcParametrizeCamAutoFunc:   Autofunc settings skipped for "ExpTimeMode"
-host KvGiMainCtx__GetGamma()
-log3 kv_td_proc:ProcParametrizeCamGamma: Gamma settings handler entry val: Gamma -1.000000
-log3 kv_td_proc:ProcParametrizeCamGamma:   Gamma config is skipped
-host KvGiMainCtx__GetIoboxNum()
-log3 kv_td_proc:ProcParametrizeCamOutLines: IoBox settings handler entry: numCfg 0 (allowed cfg? - "YES")
-log3 kv_td_proc:ProcParametrizeCam: ~~ Camera Device New Settings ~~
-log3 kv_td_proc:ProcParametrizeCam: ~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~
-log3 kv_td_proc:ProcParametrizeCam: ROI OffsX x OffsY   : 0 x 0
-log3 kv_td_proc:ProcParametrizeCam: ROI Width x Height  : 64 x 48
-log3 kv_td_proc:ProcParametrizeCam: ResultingFrameRate  : 25.000000
-log3 kv_td_proc:ProcParametrizeCam: Gain, dB            : 6.020600
-log3 kv_td_proc:ProcParametrizeCam: ExposureTimeAbs, us : 2500.500000
-log3 kv_td_proc:ProcParametrizeCam: Gamma               : -1.000000
-log3 kv_td_proc:ProcParametrizeCam: PixelFormat         : 0x01100005
-log3 kv_td_proc:ProcParametrizeCam: Stride              : 128
-log3 kv_td_proc:ProcParametrizeCam: Full frame size     : 6144
-log3 kv_td_proc:ProcParametrizeCam: ~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~~
-host KvGiMainCtx__GetTsadjns()
-log3 kv_td_proc:ProcParametrizeCam: REFCAMTS mode - TS is obtained from cam (sync accuracy -2.5e-07)
-host KvSc__SetParamVal(8, 8)
-host KvSc__SetParamVal(1, 64)
-host KvSc__SetParamVal(2, 48)
-host KvGiMemInst__SetActFsize(0, 6144)
-log3 kv_td_proc:ProcSetCamConfig: ...initial configuration is applied
-)");
+    EXPECT_TRUE(IsStory("config_initial", Rig::Of({"log", "host", "cam", "gev"})));
 }
 
 TEST(Config, StartsTheLoopsFieldsAnew)
@@ -353,4 +255,18 @@ log3 kv_td_proc:ProcParametrizeCamGamma:   Gamma config is skipped
 host KvGiMainCtx__GetIoboxNum()
 log3 kv_td_proc:ProcParametrizeCamOutLines: IoBox settings handler entry: numCfg 0 (allowed cfg? - "YES")
 )");
+}
+
+TEST(Stories, DifferInTheFirstLineThatIsNotTheSame)
+{
+    EXPECT_EQ(DifferenceOf({"a", "b"}, {"a", "b"}), "");
+    EXPECT_EQ(DifferenceOf({"a", "b", "x"}, {"a", "b", "c"}), R"(line 3 differs
+          1 | a
+          2 | b
+expected  3 | c
+told      3 | x
+)");
+    EXPECT_EQ(DifferenceOf({}, {"a"}),
+              "line 1 differs\nexpected  1 | a\ntold      (nothing more)\n");
+    EXPECT_FALSE(IsStoryIn(KV_STORIES "/none/none.txt", {}));
 }

@@ -1,4 +1,5 @@
-#include "tests/driver/told.h"
+#include "tests/driver/transcript.h"
+#include "tests/driver/words.h"
 #include "tests/support/rig.h"
 
 #include <gtest/gtest.h>

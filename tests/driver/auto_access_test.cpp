@@ -1,5 +1,6 @@
 /** Automatic exposure and gain, operation by operation. */
-#include "tests/driver/told.h"
+#include "tests/driver/transcript.h"
+#include "tests/driver/words.h"
 #include "tests/support/rig.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,6 @@
 /** Which automatic controls are switched, and the transfer that stops for it. */
-#include "tests/driver/told.h"
+#include "tests/driver/transcript.h"
+#include "tests/driver/words.h"
 #include "tests/support/rig.h"
 
 #include <gmock/gmock.h>

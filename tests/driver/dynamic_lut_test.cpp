@@ -1,5 +1,6 @@
 #include "kv_td_factory.h"
-#include "tests/driver/told.h"
+#include "tests/driver/transcript.h"
+#include "tests/driver/words.h"
 #include "tests/support/alloc_count.h"
 #include "tests/support/rig.h"
 

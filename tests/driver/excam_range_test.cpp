@@ -1,4 +1,4 @@
-#include "tests/driver/told.h"
+#include "tests/driver/words.h"
 #include "tests/support/rig.h"
 
 #include <gmock/gmock.h>

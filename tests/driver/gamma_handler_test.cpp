@@ -1,5 +1,6 @@
 /** The gamma exponent, and who switches table and gamma off. */
-#include "tests/driver/told.h"
+#include "tests/driver/transcript.h"
+#include "tests/driver/words.h"
 #include "tests/support/rig.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,6 @@
 /** The look-up table of the host, or the dynamic one, on its way into the camera. */
-#include "tests/driver/told.h"
+#include "tests/driver/transcript.h"
+#include "tests/driver/words.h"
 #include "tests/support/rig.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,6 @@
 /** Gain, exposure, frame rate, white balance and rotation. */
-#include "tests/driver/told.h"
+#include "tests/driver/transcript.h"
+#include "tests/driver/words.h"
 #include "tests/support/rig.h"
 
 #include <gtest/gtest.h>
@@ -40,17 +41,17 @@ struct ValueCase {
 TEST(Values, AreRefusedOutsideTheRangeOnly)
 {
     Transcript told("values", {"cam", "log2", "log3"});
-    const ValueCase cases[] = {
-        {"Gain", GAIN_PROPERTY_TYPE, &FakeHost::gainMan, &CCamProc::gainCur,
-         [](Rig& rig) { rig.proc.ProcParametrizeCamManGain(&rig.Cam()); }},
-        {"ExposureTime", EXPOSURE_TIME_PROPERTY_TYPE, &FakeHost::exptMan, &CCamProc::exposureCur,
-         [](Rig& rig) { rig.proc.ProcParametrizeCamManExpo(&rig.Cam()); }},
-        {"AcquisitionFrameRate", FRAME_RATE_PROPERTY_TYPE, &FakeHost::fps, &CCamProc::fps,
-         [](Rig& rig) {
-             const float before = rig.proc.fps;
-             const bool set = rig.proc.ProcParametrizeCamFps(&rig.Cam());
- EXPECT_EQ(set, rig.proc.fps != before);
-         }}};
+    const ValueCase cases[] = {{"Gain", GAIN_PROPERTY_TYPE, &FakeHost::gainMan, &CCamProc::gainCur,
+                                [](Rig& rig) { rig.proc.ProcParametrizeCamManGain(&rig.Cam()); }},
+                               {"ExposureTime", EXPOSURE_TIME_PROPERTY_TYPE, &FakeHost::exptMan,
+                                &CCamProc::exposureCur,
+                                [](Rig& rig) { rig.proc.ProcParametrizeCamManExpo(&rig.Cam()); }},
+                               {"AcquisitionFrameRate", FRAME_RATE_PROPERTY_TYPE, &FakeHost::fps,
+                                &CCamProc::fps, [](Rig& rig) {
+                                    const float before = rig.proc.fps;
+                                    const bool set = rig.proc.ProcParametrizeCamFps(&rig.Cam());
+                                    EXPECT_EQ(set, rig.proc.fps != before);
+                                }}};
     for (const ValueCase& c : cases) {
         const auto ask = [&](Rig& rig, std::initializer_list<float> values) {
             told.state = [&] { return Words("kept", rig.proc.*c.kept); };

@@ -1,6 +1,7 @@
-/** What calls came to, in the form in which a table or a story holds it. */
+/** Stories of single calls. */
 #pragma once
 
+#include "tests/driver/words.h"
 #include "tests/support/rig.h"
 #include "tests/support/story.h"
 
@@ -9,7 +10,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <type_traits>
 #include <typeinfo>
@@ -17,26 +17,6 @@
 
 namespace rig
 {
-
-/** The entries of one kind on one line, a blank behind each; the journal starts afresh. */
-inline std::string Take(std::string_view kind)
-{
-    std::string line;
-    for (const std::string& text : Rig::Of(kind)) {
-        line += text + " ";
-    }
-    Rig::Clear();
-    return line;
-}
-
-/** Values with blanks between. */
-template <class... Values> std::string Words(const Values&... values)
-{
-    std::ostringstream text;
-    const char* blank = "";
-    ((text << std::exchange(blank, " ") << values), ...);
-    return text.str();
-}
 
 /** A story of calls: each with its result or what it threw, and what it left in the journal. */
 class Transcript
@@ -53,6 +33,7 @@ public:
     std::function<std::string()> state;
 
     void Line(const std::string& line) { lines_.push_back(line); }
+    void Lines(const Texts& lines) { lines_.insert(lines_.end(), lines.begin(), lines.end()); }
     template <class Call> void Tell(const std::string& what, Call call)
     {
         Rig::Clear();

@@ -40,11 +40,6 @@ public:
         SetFeature("OffsetX", Words(std::max(offsetX, 0)).c_str());
         SetFeature("OffsetY", Words(std::max(offsetY, 0)).c_str());
     }
-    int Apply(Region asked)
-    {
-        Ask(asked);
-        return proc.ProcParametrizeCamAoi(&Cam());
-    }
     void Ask(Region asked)
     {
         std::tie(host.offsetX, host.offsetY, host.width, host.height) = asked;
@@ -72,7 +67,8 @@ TEST(Aoi, ShrinkingAxisStartsWithItsSizeAndSuccessAloneIsStored)
          }) {
         AoiRig rig(inForce);
         told.state = [&] { return rig.InForce(); };
-        told.Tell(TextOf(asked), [&] { return rig.Apply(asked); });
+        rig.Ask(asked);
+        told.Tell(TextOf(asked), [&] { return rig.proc.ProcParametrizeCamAoi(&rig.Cam()); });
     }
 }
 

@@ -3,15 +3,12 @@
 #include "tests/driver/words.h"
 #include "tests/support/rig.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 
 using namespace KvTd;
 using namespace rig;
-using testing::IsEmpty;
 
 namespace
 {
@@ -120,32 +117,20 @@ TEST(CaptureBracket, InItsThreeForms)
         rig.proc.gainAutoState = 0;
         rig.proc.ProcParametrizeCamAutoFunc(&rig.Cam(), 1, 1, 0, grabbing, stopped);
     };
+    Transcript told("capture_brackets", {"gev", "cam", "log1"});
     for (const Handler handler : {lut, gamma, gammaOff, autoFunc}) {
         Rig rig;
         rig.Open();
         rig.proc.dataBits = 8;
-        /** What happens to the transfer, with the writes to the modes between. */
-        const auto story = [&](bool grabbing, bool* stopped) {
-            Rig::Clear();
-            handler(rig, grabbing, stopped);
-            EXPECT_THAT(Rig::Of("log1"), IsEmpty());
-            std::string letters;
-            for (const std::string& text : Rig::Of({"gev", "cam"})) {
-                letters += text.starts_with("cam ") ? 'w' : text[7] == 'A' ? 'S' : 'G';
-            }
-            letters.erase(std::unique(letters.begin(), letters.end()), letters.end());
-            return letters;
-        };
         bool running = false;
         bool stopped = true;
+        told.state = [&] { return Words(running ? "stopped" : "", stopped ? "stopped" : ""); };
         handler(rig, false, nullptr); // so that the range of gamma is known
-        EXPECT_EQ(story(false, nullptr), "w");
-        EXPECT_EQ(story(false, &running), "w");
-        EXPECT_FALSE(running);
-        EXPECT_EQ(story(true, &stopped), "w");
+        TELL(told, handler(rig, false, nullptr));
+        TELL(told, handler(rig, false, &running));
+        TELL(told, handler(rig, true, &stopped));
         rig.StartTransfer();
-        EXPECT_EQ(story(true, nullptr), "SwG");
-        EXPECT_EQ(story(true, &running), "Sw");
-        EXPECT_TRUE(running && stopped);
+        TELL(told, handler(rig, true, nullptr));
+        TELL(told, handler(rig, true, &running));
     }
 }

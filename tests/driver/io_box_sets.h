@@ -5,6 +5,8 @@
 #include "kv_td_iobox.h"
 #include "tests/driver/words.h"
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 
 namespace rig
@@ -30,13 +32,13 @@ inline void PutSet(CExCam& cam, int index, int mode, int source, int invert, std
     cam.lineStates[index] = set;
 }
 
-/** What is left after a call: the sets that are not idle and as at first, with what they held
- * before their last change, and what the control thread is at. */
+/** The sets that are not as at first, from 4 on what they held before their last change; and what
+ *  the control thread is at. */
 inline Texts SetsOf(const CExCam& cam)
 {
     Texts lines;
-    const auto text = [](const IoBoxSet& set) {
-        const auto number = [](std::uint32_t value) { return static_cast<std::int32_t>(value); };
+    const auto number = [](std::uint32_t value) { return static_cast<std::int32_t>(value); };
+    const auto text = [&](const IoBoxSet& set) {
         return Words("mode", +set.mode, "source", +set.source, "invert", +set.invert, "params",
                      number(set.param0), number(set.param1), "limit", number(set.appliedLimitUs),
                      set.ready ? "ready" : "busy", set.applyPending ? "pending" : "applied",
@@ -51,8 +53,7 @@ inline Texts SetsOf(const CExCam& cam)
         }
     }
     lines.push_back(Words("    request", cam.ioboxApplyReq, "activity", cam.gpioActivity, "command",
-                          static_cast<std::int32_t>(cam.gpioCmdValue), cam.gpioCmdDone, "input",
-                          cam.gpioInputSet));
+                          number(cam.gpioCmdValue), cam.gpioCmdDone, "input", cam.gpioInputSet));
     return lines;
 }
 

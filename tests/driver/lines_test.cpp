@@ -8,13 +8,16 @@
 
 #include <gtest/gtest.h>
 
-#include <tuple>
+#include <string>
+#include <vector>
 
 using namespace KvTd;
 using namespace rig;
 
 namespace
 {
+
+constexpr auto kSet2 = static_cast<td_pins>(2);
 
 class LinesRig : public Rig
 {
@@ -107,8 +110,8 @@ TEST(OutLines, WhatCannotBeTakenOverIsPassedOver)
     busy.Cam().ioboxApplyReq = false;
     Apply(told, "no set", busy, {});
     std::vector<IoBoxConfig> boxes;
-    for (const int pin : {TD_PIN_LINE1, TD_PIN_LINE2, TD_PIN_OUT1, TD_PIN_OUT2}) {
-        boxes.push_back({pin, 1, 2, 1, {1, 2}});
+    for (const td_pins pin : {TD_PIN_LINE1, TD_PIN_LINE2, TD_PIN_OUT1, TD_PIN_OUT2}) {
+        boxes.push_back({static_cast<int>(pin), 1, 2, 1, {1, 2}});
     }
     LinesRig four;
     Apply(told, "a fourth set", four, boxes);
@@ -125,20 +128,21 @@ TEST(OutLines, WhatCannotBeTakenOverIsPassedOver)
 TEST(Strobe, PulsesThatTheCameraDoesNotTakeAreLeftAsTheyAre)
 {
     Transcript told("strobe_pulses", {"cam", "log"});
-    for (const auto& [delay, width, readOnly] : {std::tuple(kUnset, kUnset, ""),
-                                                 {2'000'000U, 2'000'000U, ""},
-                                                 {2'000'001U, 2'000'001U, ""},
-                                                 {0U, 0U, ""},
-                                                 {1U, 1U, "outputLinePulseDelay"},
-                                                 {1U, 1U, "outputLinePulseDuration"}}) {
+    struct Case {
+        std::uint32_t delay;
+        std::uint32_t width;
+        const char* readOnly;
+    };
+    for (const Case& c :
+         {Case{kUnset, kUnset, ""}, Case{2'000'000, 2'000'000, ""}, Case{2'000'001, 2'000'001, ""},
+          Case{0, 0, ""}, Case{1, 1, "outputLinePulseDelay"},
+          Case{1, 1, "outputLinePulseDuration"}}) {
         sim::CameraSetup setup = SmallCamera();
-        setup.readOnly = {readOnly};
+        setup.readOnly = {c.readOnly};
         Rig rig(setup);
-        rig.Open();
-        told.Tell(Words("delay", delay, "width", width, "read-only:", readOnly), [&] {
-            return rig.Cam().ExSetLineModeOutStrobe(static_cast<td_pins>(2), true, true, delay,
-                                                    width);
-        });
+        CExCam& cam = rig.Open();
+        told.Tell(Words("delay", c.delay, "width", c.width, "read-only:", c.readOnly),
+                  [&] { return cam.ExSetLineModeOutStrobe(kSet2, true, true, c.delay, c.width); });
     }
 }
 

@@ -26,10 +26,11 @@ public:
     }
     void Apply(std::uint32_t profile, std::uint32_t gain, std::uint32_t etime, bool dynamic = false)
     {
-        Tell(Words("profile", profile, "gain", gain, "etime", etime, dynamic ? "dynamic" : ""),
-             [&] {
-                 proc.ProcParametrizeCamAutoFunc(&Cam(), profile, gain, etime, dynamic, nullptr);
-             });
+        Tell(
+            Words("profile", profile, "gain", gain, "etime", etime, dynamic ? "dynamic" : "static"),
+            [&] {
+                proc.ProcParametrizeCamAutoFunc(&Cam(), profile, gain, etime, dynamic, nullptr);
+            });
     }
 };
 
@@ -122,9 +123,9 @@ TEST(CaptureBracket, InItsThreeForms)
         Rig rig;
         rig.Open();
         rig.proc.dataBits = 8;
-        bool running = false;
-        bool stopped = true;
-        told.state = [&] { return Words(running ? "stopped" : "", stopped ? "stopped" : ""); };
+        bool running = false; // shared by the handlers: nobody has stopped the transfer,
+        bool stopped = true;  // or somebody did
+        told.state = [&] { return Words("stopped by the handler", running, "before it", stopped); };
         handler(rig, false, nullptr); // so that the range of gamma is known
         TELL(told, handler(rig, false, nullptr));
         TELL(told, handler(rig, false, &running));

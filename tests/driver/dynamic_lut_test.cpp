@@ -112,7 +112,8 @@ TEST(DynamicLut, StepsBesideTheCalculation)
             rig.proc.dynCdfCount = 256;
         }
         told.state = [&] { return rig.State(); };
-        told.Tell(Words("step", c.step, "excursion", c.excursion, c.hasTable ? "" : "without"),
+        told.Tell(Words("step", c.step, "excursion", c.excursion,
+                        c.hasTable ? "with a table" : "without"),
                   [&] { rig.Step(c.step, c.excursion); });
     }
 }

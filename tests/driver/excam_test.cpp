@@ -16,16 +16,27 @@ void Access(Transcript& told, CExCam& cam, PropertyType type)
     int number = 77;
     float value = 77;
     told.Line(Words("property", static_cast<int>(type)));
+    told.state = [&] { return Words(number, value); };
     TELL(told, cam.ExPropertyGetInt(type, &number));
     TELL(told, cam.ExPropertySetInt(type, 16));
     TELL(told, cam.ExPropertyGetIntRange(type, &number, &number, &number));
     TELL(told, cam.ExPropertyGetFloat(type, &value));
     TELL(told, cam.ExPropertySetFloat(type, 16));
     TELL(told, cam.ExPropertyGetFloatRange(type, &value, &value));
-    told.Line(Words("then", number, value));
+    told.state = nullptr;
 }
 
 } // namespace
+
+TEST(Accessors, SuccessGivesZero)
+{
+    Transcript told("accessors_success", {"log", "cam", "read"});
+    Rig rig;
+    CExCam& cam = rig.Open();
+    Access(told, cam, WIDTH_PROPERTY_TYPE);
+    Access(told, cam, GAIN_PROPERTY_TYPE);
+    TELL(told, cam.ExPropertySetEnumFromStr("GainAuto", "Continuous"));
+}
 
 TEST(Accessors, WithoutANodeMapTheyWarnAndGiveMinusOne)
 {

@@ -134,9 +134,9 @@ TEST(Strobe, PulsesThatTheCameraDoesNotTakeAreLeftAsTheyAre)
         const char* readOnly;
     };
     for (const Case& c :
-         {Case{kUnset, kUnset, ""}, Case{2'000'000, 2'000'000, ""}, Case{2'000'001, 2'000'001, ""},
-          Case{0, 0, ""}, Case{1, 1, "outputLinePulseDelay"},
-          Case{1, 1, "outputLinePulseDuration"}}) {
+         {Case{kUnset, kUnset, "nothing"}, Case{2'000'000, 2'000'000, "nothing"},
+          Case{2'000'001, 2'000'001, "nothing"}, Case{0, 0, "nothing"},
+          Case{1, 1, "outputLinePulseDelay"}, Case{1, 1, "outputLinePulseDuration"}}) {
         sim::CameraSetup setup = SmallCamera();
         setup.readOnly = {c.readOnly};
         Rig rig(setup);

@@ -72,7 +72,7 @@ TEST(Accessors, TypeIsReducedModuloTheTable)
     CExCam& cam = rig.Open();
     EXPECT_EQ(cam.ExPropertyGetInt(static_cast<PropertyType>(23), nullptr), 0);
     EXPECT_EQ(cam.ExPropertyGetInt(static_cast<PropertyType>(-23), nullptr), 0);
-    EXPECT_EQ(Take("read"), "WidthMax=64 WidthMax=64 ");
+    EXPECT_EQ(Rig::Of("read"), Texts(2, "WidthMax=64"));
     EXPECT_EQ(cam.ExPropertyGetInt(static_cast<PropertyType>(-21), nullptr), -2) << "the last row";
     EXPECT_EQ(cam.ExPropertySetFloat(static_cast<PropertyType>(-17), 1), -2) << "not the gain's";
 }
@@ -97,7 +97,7 @@ TEST(Accessors, MissingSelectorIsPassedOver)
     float value = 7;
     EXPECT_EQ(rig.Open().ExPropertyGetFloat(GAIN_PROPERTY_TYPE, &value), 0);
     EXPECT_FLOAT_EQ(value, 0) << "in dB all the same";
-    EXPECT_EQ(Take("cam"), "");
+    EXPECT_TRUE(Rig::Of("cam").empty());
 }
 
 TEST(Accessors, BrightnessModeIsRestoredUnlessTheWriteThrows)

@@ -4,6 +4,7 @@
 #include "kv_td_excam.h"
 #include "kv_td_iobox.h"
 #include "tests/driver/words.h"
+#include "tests/support/rig.h"
 
 #include <gtest/gtest.h>
 

@@ -13,19 +13,16 @@ using namespace rig;
 
 TEST(Values, EndsOfARangeInDbCanBeWritten)
 {
+    Transcript told("values_in_db", {"cam"});
     Rig rig(SmallCamera(sim::Model::Color));
     CExCam& cam = rig.Open();
     // A ratio of 4 comes back from dB as 4.0000005; the gain's 8 happens to be exact.
-    for (const auto& [type, feature, lowest, highest] :
-         {std::tuple(GAIN_PROPERTY_TYPE, "Gain", "1", "8"),
-          std::tuple(BALANCE_RATIO_RED_PROPERTY_TYPE, "BalanceRatio", "0.25", "4")}) {
+    for (const PropertyType type : {GAIN_PROPERTY_TYPE, BALANCE_RATIO_RED_PROPERTY_TYPE}) {
         float min = 0;
         float max = 0;
-        EXPECT_EQ(cam.ExPropertyGetFloatRange(type, &min, &max), 0);
-        EXPECT_EQ(cam.ExPropertySetFloat(type, max), 0);
-        EXPECT_EQ(Rig::Feature(feature), highest);
-        EXPECT_EQ(cam.ExPropertySetFloat(type, min), 0);
-        EXPECT_EQ(Rig::Feature(feature), lowest);
+        TELL(told, cam.ExPropertyGetFloatRange(type, &min, &max));
+        TELL(told, cam.ExPropertySetFloat(type, max));
+        TELL(told, cam.ExPropertySetFloat(type, min));
     }
 }
 

@@ -38,7 +38,7 @@ int CExCam::ExSetLineModeOutStrobe(td_pins pin, bool onOff, bool polarity, std::
         return -1;
     }
     // Deliberate: a feature that is missing raises before anything is written, also to switch off.
-    // Strobe.MissingFeatureRaisesBeforeAnyWrite
+    // Strobe.WhatIsMissingIsRefusedBeforeAnyWrite
     const auto selector = RequireNode<GenApi::CEnumerationPtr>(nodeMap, "LineSelector");
     const auto source = RequireNode<GenApi::CEnumerationPtr>(nodeMap, "outputLineSource");
     const auto inverter = RequireNode<GenApi::CBooleanPtr>(nodeMap, "LineInverter");

@@ -173,7 +173,7 @@ int CExCam::ExPropertyGetGammaRange(float* min, float* max)
     }
     const td_lg_states state = ExPropertyGetLUTMode();
     if (state == LG_NONE) {
-        return 1; // Deliberate: no failure, the camera just has none. GammaRange.WithoutControl
+        return 1; // Deliberate: no failure, the camera just has none. Gamma.ResultsOfRefusals
     }
     const LogSite site = KV_HERE;
     constexpr char kOrigin[] = "get Gamma range";

@@ -69,7 +69,8 @@ int CCamProc::ProcParametrizeCamAoi(CExCam* cam)
                          {HEIGHT_PROPERTY_TYPE, OFFSET_Y_PROPERTY_TYPE, asked.height, asked.offsetY,
                           roiHeight, roiOffsetY, heightMax});
     if (failed == 0) {
-        // Deliberate: as given, an unset item's -1 too. Aoi.SuccessStoresTheRequestAsGiven
+        // Deliberate: as given, an unset item's -1 too.
+        // Aoi.ShrinkingAxisStartsWithItsSizeAndSuccessAloneIsStored
         roiOffsetX = static_cast<std::uint32_t>(asked.offsetX);
         roiOffsetY = static_cast<std::uint32_t>(asked.offsetY);
         roiWidth = static_cast<std::uint32_t>(asked.width);

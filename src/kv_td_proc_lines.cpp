@@ -35,7 +35,7 @@ static int SetOfPin(std::uint32_t pin)
     }
 }
 
-/** Ours: "?" for a number that is no pin. OutLines.PinThatIsNonePrintsAsAQuestionMark */
+/** Ours: "?" for a number that is no pin. OutLines.WhatCannotBeTakenOverIsPassedOver */
 static const char* NameOfPin(std::uint32_t pin)
 {
     return pin < kPinCount ? KvCfgIoPinMapT[pin].name : "?";
@@ -48,12 +48,12 @@ void CCamProc::ProcParametrizeCamOutLines(CExCam* cam)
     KV_LOG(3, "IoBox settings handler entry: numCfg %u (allowed cfg? - \"%s\")",
            static_cast<unsigned>(count), busy ? "NO" : "YES");
     // Deliberate: what comes while the thread is at work is skipped, not kept for later.
-    // OutLines.BusyThreadSkipsTheWholeConfiguration
+    // OutLines.WhatCannotBeTakenOverIsPassedOver
     if (count == 0 || busy) {
         return;
     }
     bool changed = false;
-    // Deliberate: three sets, although there are four. OutLines.FourthSetIsNotRead
+    // Deliberate: three sets, although there are four. OutLines.WhatCannotBeTakenOverIsPassedOver
     for (int i = 0; i < std::min(count, kSetsRead); ++i) {
         changed = takeOverSet(KV_HERE, cam, i) || changed;
     }
@@ -94,7 +94,7 @@ bool CCamProc::takeOverSet(const LogSite& site, CExCam* cam, int i)
         strobe && (param0 != set.param0 || param1 != set.param1 ||
                    (param1 != kIoboxParamUnset && cam->pulseLimitUs != set.appliedLimitUs));
     const bool sameKind = mode == set.mode && invert == set.invert && source == set.source;
-    // Deliberate: a command is queued again each time. OutLines.CommandIsAlwaysAChange
+    // Deliberate: a command is queued again each time. OutLines.OnlyChangesCount
     const bool command = source == kSourceUser && mode == kModeOutput;
     if (!otherPulse && sameKind && !command) {
         KV_LOG_AT(site, 3, " Cfg IoBox set %u: no config changes are detected, skipped",

@@ -93,7 +93,7 @@ bool CCamProc::ProcParametrizeCamFps(CExCam* cam)
     float rate = KvGiMainCtx__GetFps();
     KV_LOG(3, "Fps settings handler entry val: Fps %f (CamFps %f)", D(rate), D(fps));
     // Deliberate: no rate is both, so none is ever skipped; -1 is refused as out of bounds.
-    // Fps.UnsetIsRefusedNotSkipped
+    // Values.AreRefusedOutsideTheRangeOnly
     if (D(rate) >= -0.999 && D(rate) <= -1.001) {
         KV_LOG(3, "  Fps config is skipped");
         return false;

@@ -1,16 +1,16 @@
 #include "kv_td_factory.h"
+#include "tests/driver/transcript.h"
+#include "tests/driver/words.h"
 #include "tests/support/alloc_count.h"
 #include "tests/support/rig.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 
 using namespace KvTd;
 using namespace rig;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace
 {
@@ -37,6 +37,12 @@ public:
         std::free(proc.dynCdf);
     }
 
+    std::string State() const
+    {
+        return Words(proc.usrSignalPending, proc.reconfigState,
+                     proc.dynLut != nullptr ? "table" : "no table",
+                     proc.dynCdf != nullptr ? "CDF" : "no CDF");
+    }
     /** One call in this step and excursion. */
     void Step(std::uint32_t step, std::int32_t excursion)
     {
@@ -45,21 +51,17 @@ public:
         proc.ProcDynamLut(&Cam());
     }
 
-    /** A session; its log without what others than the dynamic LUT have to tell. */
     int Session() { return proc.ProcOnce(&Cam(), &kvBufFactory); }
-    static Texts Told()
+    /** What came into the journal with one of these parts; without sizes and process ID. */
+    static Texts Told(std::initializer_list<const char*> parts)
     {
-        Texts told;
-        for (const std::string& text : Of({"log", "host", "cam", "gev"})) {
-            for (const char* part :
-                 {"ProcDynamLut", "SIGUSR", "LutDynam", "lutMode", "LUTValue=", "GevAbort",
-                  "GevStart", "PixelFormat=", "START GRABBING", "12-bit mode", "8-bit mode"}) {
-                const bool isEntry = text.starts_with("cam LUTValue=");
-                if (text.find(part) != std::string::npos && !isEntry) {
-                    told.push_back(text.substr(0, text.find(" (bufferFrameSize")));
-                    break;
-                }
-            }
+        Texts told = FoldTables(Of({"log", "host", "cam", "gev"}));
+        std::erase_if(told, [&](const std::string& text) {
+            return std::none_of(parts.begin(), parts.end(),
+                                [&](const char* part) { return text.find(part) != text.npos; });
+        });
+        for (std::string& text : told) {
+            text.resize(std::min(text.size(), text.find(" (bufferFrameSize")));
         }
         return told;
     }
@@ -79,57 +81,29 @@ public:
 
 TEST(DynamicLut, CalculatesAndAppliesInTheThirdCall)
 {
+    Transcript told("dynamic_lut_three_calls", {"log", "host", "cam", "gev"});
     LutRig rig;
     rig.proc.usrSignalPending = 2;
-    rig.proc.ProcDynamLut(&rig.Cam());
-    EXPECT_EQ(rig.proc.usrSignalPending, 3U);
-    rig.proc.ProcDynamLut(&rig.Cam());
-    EXPECT_EQ(rig.proc.usrSignalPending, 4U);
-    rig.proc.ProcDynamLut(&rig.Cam());
-    EXPECT_EQ(rig.proc.usrSignalPending, 0U);
-    EXPECT_EQ(Story(LutRig::Told()), R"(
-log3 kv_td_proc:ProcDynamLut: dynamic LUT is waiting for new clear picture 2 frames yet
-log3 kv_td_proc:ProcDynamLut: dynamic LUT is waiting for new clear picture 1 frame yet
-log3 kv_td_proc:ProcDynamLut: allocated CDF array for 8 bits pixel
-log3 kv_td_proc:ProcDynamLut: allocated LUT array for 8 bits pixel
-host KvGi__CalcLutDynam(null, 64, 48, 64, 8)
-host KvGi__GetLutDynam(8, statistics, 12)
-log3 kv_td_proc:ProcDynamLut: a new LUT was dynamically calculated...
-gev GevAbortTransfer()=-5
-cam lutMode=Active
-gev GevStartTransfer(-1)=-5
-log3 kv_td_proc:ProcDynamLut: continue operation with new LUT (dynamically calculated)...
-)");
+    told.state = [&] { return rig.State(); }; // the table is kept for the next request
+    for (int i = 0; i < 3; ++i) {
+        TELL(told, rig.proc.ProcDynamLut(&rig.Cam()));
+    }
     const Texts entries = LutRig::Entries();
-    ASSERT_EQ(entries.size(), 256U);
-    EXPECT_EQ(entries[2], "2");     // knot 1: 32
-    EXPECT_EQ(entries[3], "3");     // between 32 and 64
-    EXPECT_EQ(entries[255], "254"); // knot 127 again
-    EXPECT_NE(rig.proc.dynLut, nullptr) << "kept for the next request";
-    EXPECT_NE(rig.proc.dynCdf, nullptr);
+    EXPECT_EQ(entries[2] + " " + entries[3], "2 3"); // knot 1, and between 32 and 64
 }
 
 TEST(DynamicLut, StepsBesideTheCalculation)
 {
+    Transcript told("dynamic_lut_steps", {"log", "host", "cam", "gev", "read"});
     struct Case {
         std::uint32_t step;
         std::int32_t excursion;
-        bool hasTable;
-        std::uint32_t stepAfter;
-        std::int32_t excursionAfter;
-        bool keepsTable;
-        bool writes;
+        bool hasTable = true;
     };
-    for (const Case& c : {Case{0, 0, true, 0, 0, true, false}, Case{1, 0, true, 1, 0, true, false},
-                          Case{1, 7, true, 1, 7, true, false}, Case{1, 6, true, 1, 6, false, false},
-                          Case{5, 0, true, 0, 0, true, true}, Case{5, 0, false, 0, 0, false, false},
-                          Case{5, 6, true, 0, 6, true, true}, Case{5, 7, true, 0, 0, false, true},
-                          Case{5, 7, false, 0, 0, false, false},
-                          Case{6, 7, true, 6, 7, true, false}, Case{7, 7, true, 7, 7, true, false},
-                          Case{8, 0, true, 0, 0, true, false}, Case{8, 6, true, 0, 6, true, false},
-                          Case{8, 7, true, 0, 0, false, false}, Case{9, 7, true, 9, 7, true, false},
-                          Case{0xFFFFFFFF, 7, true, 0xFFFFFFFF, 7, true, false}}) {
-        SCOPED_TRACE(testing::Message() << "step " << c.step << ", excursion " << c.excursion);
+    for (const Case& c :
+         {Case{0, 0}, Case{1, 0}, Case{1, 7}, Case{1, 6}, Case{5, 0}, Case{5, 0, false}, Case{5, 6},
+          Case{5, 7}, Case{5, 7, false}, Case{6, 7}, Case{7, 7}, Case{8, 0}, Case{8, 6}, Case{8, 7},
+          Case{9, 7}, Case{0xFFFFFFFF, 7}}) {
         LutRig rig;
         if (c.hasTable) {
             rig.proc.dynLut = static_cast<std::uint16_t*>(std::calloc(256, sizeof(std::uint16_t)));
@@ -137,67 +111,31 @@ TEST(DynamicLut, StepsBesideTheCalculation)
             rig.proc.dynLutCount = 256;
             rig.proc.dynCdfCount = 256;
         }
-        rig.Step(c.step, c.excursion);
-        EXPECT_EQ(rig.proc.usrSignalPending, c.stepAfter);
-        EXPECT_EQ(rig.proc.reconfigState, c.excursionAfter);
-        EXPECT_EQ(rig.proc.dynLut != nullptr, c.keepsTable);
-        EXPECT_EQ(rig.proc.dynCdf != nullptr, c.keepsTable);
-        EXPECT_EQ(LutRig::Entries().size(), c.writes ? 256U : 0U);
-        EXPECT_EQ(Rig::Logs("ProcDynamLut").size(), c.writes ? 1U : 0U);
-        if (!c.writes) {
-            EXPECT_THAT(Rig::Of({"log", "host", "cam", "gev", "read"}), IsEmpty());
-        }
+        told.state = [&] { return rig.State(); };
+        told.Tell(Words("step", c.step, "excursion", c.excursion,
+                        c.hasTable ? "with a table" : "without"),
+                  [&] { rig.Step(c.step, c.excursion); });
     }
 }
 
 TEST(DynamicLut, ArraysGrowWithTheFormat)
 {
-    struct Case {
-        std::uint8_t storage;
-        std::uint8_t data;
-        const char* told;
-        const char* second = "1"; ///< entry of the table that the camera got
-    };
-    for (const Case& c : {Case{12, 12, R"(
-host KvGi__CalcLutDynam(null, 64, 48, 64, 12)
-host KvGi__GetLutDynam(12, statistics, 12)
-)"},
-                          Case{8, 8, R"(
-host KvGi__CalcLutDynam(null, 64, 48, 64, 8)
-host KvGi__GetLutDynam(8, statistics, 12)
-)"},
-                          Case{16, 16, R"(
-log3 kv_td_proc:ProcDynamLut: allocated CDF array for 16 bits pixel
-log3 kv_td_proc:ProcDynamLut: allocated LUT array for 16 bits pixel
-host KvGi__CalcLutDynam(null, 64, 48, 64, 16)
-host KvGi__GetLutDynam(16, statistics, 12)
-)",
-                               "32"}, // its knots, taken for a full table: the state says so
-                          Case{16, 12, R"(
-log3 kv_td_proc:ProcDynamLut: allocated CDF array for 16 bits pixel
-host KvGi__CalcLutDynam(null, 64, 48, 64, 16)
-host KvGi__GetLutDynam(12, statistics, 12)
-)"}}) {
+    Transcript told("dynamic_lut_formats", {"log", "host"});
+    for (const auto& [storage, data] : {std::pair(12, 12), {8, 8}, {16, 16}, {16, 12}}) {
         LutRig rig;
         rig.proc.dataBits = 12;
         rig.proc.pixelBits = 12;
         rig.Step(4, 6);
         ASSERT_EQ(rig.proc.reconfigState, 7);
         // Another user signal takes the steps back, and a new format comes before the calculation.
-        rig.proc.pixelBits = c.storage;
-        rig.proc.dataBits = c.data;
-        Rig::Clear();
-        rig.Step(4, 7);
-        Texts told = LutRig::Told();
-        ASSERT_FALSE(told.empty());
-        EXPECT_EQ(told.back(),
-                  "log3 kv_td_proc:ProcDynamLut: a new LUT was dynamically calculated...");
-        told.pop_back();
-        EXPECT_EQ(Story(told), c.told);
+        rig.proc.pixelBits = static_cast<std::uint8_t>(storage);
+        rig.proc.dataBits = static_cast<std::uint8_t>(data);
+        told.Tell(Words(storage, data), [&] { rig.Step(4, 7); });
         rig.proc.dataBits = 8;
         rig.proc.ProcDynamLut(&rig.Cam());
         ASSERT_EQ(LutRig::Entries().size(), 256U);
-        EXPECT_EQ(LutRig::Entries()[1], c.second) << "never what the table before left behind";
+        // Never what the table before left behind. 16 bits' knots are taken for a full table.
+        EXPECT_EQ(LutRig::Entries()[1], data == 16 ? "32" : "1");
     }
 }
 
@@ -206,36 +144,28 @@ TEST(DynamicLut, WithoutMemoryTheRequestIsDropped)
     if (!CountsAllocations()) {
         GTEST_SKIP() << "allocations can't be refused under a sanitizer";
     }
+    Transcript told("dynamic_lut_no_memory", {"log", "host", "cam", "gev"});
     for (const std::size_t refused : {std::size_t{4} << 12, std::size_t{2} << 12}) {
         LutRig rig;
         rig.proc.pixelBits = 12;
         rig.proc.dataBits = 12;
-        rig.proc.usrSignalPending = 4;
-        rig.proc.reconfigState = 6;
-        RefuseAllocationsOf(refused);
-        rig.proc.ProcDynamLut(&rig.Cam());
-        RefuseAllocationsOf(0);
-        EXPECT_EQ(rig.proc.usrSignalPending, 0U);
-        EXPECT_EQ(rig.proc.reconfigState, 6);
-        EXPECT_EQ(rig.proc.dynLut, nullptr);
-        EXPECT_EQ(rig.proc.dynCdf, nullptr);
-        EXPECT_EQ(Story(LutRig::Told()), R"(
-log3 kv_td_proc:ProcDynamLut: allocated CDF array for 12 bits pixel
-log3 kv_td_proc:ProcDynamLut: allocated LUT array for 12 bits pixel
-)");
+        told.state = [&] { return rig.State(); };
+        told.Tell(Words(refused, "bytes"), [&] {
+            RefuseAllocationsOf(refused);
+            rig.Step(4, 6);
+            RefuseAllocationsOf(0);
+        });
     }
 }
 
 TEST(DynamicLut, FailedTableWriteIsNotLookedAt)
 {
+    Transcript told("dynamic_lut_refused", {"log2", "log3", "cam"});
     LutRig rig;
     rig.proc.dataBits = 12; // refuses the table
     rig.proc.pixelBits = 16;
-    rig.proc.usrSignalPending = 4;
-    rig.proc.ProcDynamLut(&rig.Cam());
-    EXPECT_EQ(rig.proc.usrSignalPending, 0U);
-    EXPECT_EQ(Count(Rig::Logs(), "LUT is not supported for 12 bit pixel format"), 1U);
-    EXPECT_EQ(Count(Rig::Logs("ProcDynamLut"), "continue operation with new LUT"), 1U);
+    told.state = [&] { return rig.State(); };
+    TELL(told, rig.Step(4, 0));
 }
 
 TEST(DynamicLut, LoopTakesARequestUpBehindTheNextGoodFrame)
@@ -245,19 +175,9 @@ TEST(DynamicLut, LoopTakesARequestUpBehindTheNextGoodFrame)
     rig.host.fnum = 8;
     sim::AddFault(FrameFault(sim::Effect::Incomplete, 3));
     EXPECT_EQ(rig.Session(), 0);
-    EXPECT_THAT(Rig::Of({"log", "gev"}), Not(IsEmpty()));
-    std::vector<std::size_t> waits; // how many waits for a frame came before each line
-    std::size_t count = 0;
-    for (const std::string& text : Rig::Of({"log", "gev"})) {
-        count += text.find("GevWaitForNextFrame") != std::string::npos ? 1 : 0;
-        if (text.find("SIGUSR1") != std::string::npos ||
-            text.find("ProcDynamLut") != std::string::npos) {
-            waits.push_back(count);
-        }
-    }
     // The request comes with frame 2, the third round has no frame, 4 and 5 wait, 6 computes.
-    EXPECT_THAT(waits, ElementsAre(2, 4, 5, 6, 6, 6, 6));
-    EXPECT_EQ(LutRig::Entries().size(), 256U);
+    EXPECT_TRUE(IsStory("dynamic_lut_request",
+                        LutRig::Told({"GevWaitForNextFrame", "SIGUSR1", "ProcDynamLut"})));
     EXPECT_EQ(rig.proc.dynLut, nullptr) << "freed with the session";
 }
 
@@ -272,42 +192,12 @@ TEST(DynamicLut, ExcursionComputesInTwelveBitsAndComesBack)
         }
     };
     EXPECT_EQ(rig.Session(), 0);
-    EXPECT_EQ(Story(LutRig::Told()), R"(
-cam PixelFormat=Mono8
-log3 kv_td_proc:ProcLoop: START GRABBING
-gev GevStartTransfer(-1)=0
-log3 kv_td_proc:ProcSignal: Grabbed 2 images, processing SIGUSR2...
-gev GevAbortTransfer()=0
-log3 kv_td_proc:ProcSignal: ...Switching to 12-bit mode for dynamic LUT calculation/applying...
-cam PixelFormat=Mono12Packed
-log3 kv_td_proc:ProcLoop: START GRABBING
-gev GevStartTransfer(-1)=0
-log3 kv_td_proc:ProcDynamLut: dynamic LUT is waiting for new clear picture 2 frames yet
-log3 kv_td_proc:ProcDynamLut: dynamic LUT is waiting for new clear picture 1 frame yet
-log3 kv_td_proc:ProcDynamLut: allocated CDF array for 12 bits pixel
-log3 kv_td_proc:ProcDynamLut: allocated LUT array for 12 bits pixel
-host KvGi__CalcLutDynam(buf3, 64, 48, 64, 12)
-gev GevAbortTransfer()=0
-host KvGi__GetLutDynam(12, statistics, 12)
-log3 kv_td_proc:ProcDynamLut: a new LUT was dynamically calculated...
-log3 kv_td_proc:ProcSignal: Grabbed 4 images, processing SIGUSR2...
-gev GevAbortTransfer()=0
-log3 kv_td_proc:ProcSignal: ...Switching back to 8-bit mode...
-cam PixelFormat=Mono8
-log3 kv_td_proc:ProcLoop: START GRABBING
-gev GevStartTransfer(-1)=0
-gev GevAbortTransfer()=0
-cam lutMode=Active
-gev GevStartTransfer(-1)=0
-log3 kv_td_proc:ProcDynamLut: continue operation with new LUT (dynamically calculated)...
-gev GevAbortTransfer()=0
-)");
-    const Texts entries = LutRig::Entries();
-    ASSERT_EQ(entries.size(), 256U);
-    EXPECT_EQ(entries[1], "1"); // every 16th of 4096, rounded
-    EXPECT_EQ(entries[255], "255");
-    EXPECT_EQ(rig.proc.reconfigState, 0);
-    EXPECT_EQ(rig.proc.usrSignalPending, 0U);
+    EXPECT_TRUE(IsStory(
+        "dynamic_lut_excursion",
+        LutRig::Told({"ProcDynamLut", "SIGUSR", "LutDynam", "lutMode", "LUT[", "GevAbort",
+                      "GevStart", "PixelFormat=", "START GRABBING", "12-bit mode", "8-bit mode"})));
+    EXPECT_EQ(LutRig::Entries()[1], "1"); // every 16th of 4096, rounded
+    EXPECT_EQ(rig.State(), "0 0 no table no CDF");
 }
 
 TEST(DynamicLut, TerminateThatStaysPendingEndsAnExcursionInAFewFrames)
@@ -324,6 +214,5 @@ TEST(DynamicLut, TerminateThatStaysPendingEndsAnExcursionInAFewFrames)
     EXPECT_EQ(rig.Session(), 0);
     EXPECT_EQ(frames, 7) << "2 in 8 bits, 4 in 12, 1 to write the table";
     EXPECT_EQ(rig.proc.loopRuns, 6U);
-    EXPECT_EQ(LutRig::Entries().size(), 256U);
     EXPECT_EQ(rig.host.format, kFormatMono8);
 }

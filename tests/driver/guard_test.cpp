@@ -1,60 +1,34 @@
-#include "kv_td_guard.h"
-#include "tests/driver/exception_cases.h"
+/** What a camera may throw, and what a guarded operation makes of it. */
+#include "tests/driver/words.h"
 #include "tests/support/rig.h"
+#include "tests/support/story.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 using namespace KvTd;
 using namespace rig;
-using testing::ElementsAre;
+using sim::ExceptionKind;
 
-class Guard : public testing::TestWithParam<ExceptionCase>
+/** The exposure time is read while the camera is configured, and once more in the loop. */
+TEST(Guard, StatusAndTextOfEachKind)
 {
-public:
-    /** A session whose camera fails the n-th reading of the exposure time. */
-    static Texts Failing(std::uint64_t nth, int exitCode)
-    {
-        Rig rig;
-        rig.host.fnum = 3;
-        sim::AddFault(AccessThrows(sim::Trigger::Read, "ExposureTime", GetParam().kind, nth));
-        EXPECT_EQ(Rig::Run(), exitCode);
-        Texts logs = Rig::Logs("ProcLoop");
-        std::erase_if(logs, [](const std::string& line) {
-            return !line.starts_with("1 ") && line.find("libError") == std::string::npos;
-        });
-        return logs;
+    Texts told;
+    for (const ExceptionKind kind :
+         {ExceptionKind::InvalidArgument, ExceptionKind::Property, ExceptionKind::LogicalError,
+          ExceptionKind::OutOfRange, ExceptionKind::Runtime, ExceptionKind::Access,
+          ExceptionKind::Timeout, ExceptionKind::DynamicCast, ExceptionKind::Standard,
+          ExceptionKind::Unknown}) {
+        for (const std::uint64_t nth : {1U, 2U}) {
+            Rig rig;
+            rig.host.fnum = 3;
+            sim::AddFault(AccessThrows(sim::Trigger::Read, "ExposureTime", kind, nth));
+            told.push_back(Words("exit code", Rig::Run()));
+            for (const std::string& line : Rig::Logs("ProcLoop")) {
+                if (line.starts_with("1 ") || line.find("libError") != line.npos) {
+                    told.push_back(line);
+                }
+            }
+        }
     }
-};
-
-TEST_P(Guard, StatusAndTextOfEachKind)
-{
-    const ExceptionCase& c = GetParam();
-    const std::string status =
-        "2 ProcLoop: An unhandled exception occured: libError = " + std::to_string(c.status);
-    const auto line = [&](const char* origin) { return "1 ProcLoop: " + c.Line(origin); };
-    EXPECT_THAT(Failing(1, kExitConfiguration), ElementsAre(line("init config"), status));
-    EXPECT_THAT(Failing(2, kExitGrabbing), ElementsAre(line("grabbing loop"), status));
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, Guard, testing::ValuesIn(kExceptionCases),
-                         [](const auto& it) { return std::string(it.param.name); });
-
-TEST(GuardGenApi, FirstExceptionEndsTheSteps)
-{
-    static constexpr char kLogSource[] = "guard_test";
-    Rig rig;
-    const LogSite site = KV_HERE;
-    int steps = 0;
-    EXPECT_FALSE(GuardGenApi(site, "steps", [&] { ++steps; }).caught);
-    EXPECT_TRUE(Rig::Logs().empty());
-    const GuardResult result = GuardGenApi(site, "steps", [&] {
-        ++steps;
-        throw GenICam::PropertyException("why");
-        ++steps;
-    });
-    EXPECT_TRUE(result.caught) << "though its status is 0";
-    EXPECT_EQ(steps, 2);
-    EXPECT_THAT(Rig::Of("log1"),
-                ElementsAre("guard_test:TestBody:  Origin steps - GenApi: Property Exception why"));
+    EXPECT_TRUE(IsStory("guard_kinds", told));
 }

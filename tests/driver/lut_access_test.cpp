@@ -1,18 +1,18 @@
 /** The camera's look-up table and gamma, operation by operation. */
-#include "tests/driver/exception_cases.h"
+#include "tests/driver/transcript.h"
+#include "tests/driver/words.h"
 #include "tests/support/rig.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <tuple>
 
 using namespace KvTd;
 using namespace rig;
+using sim::ExceptionKind;
 using sim::NodeKind;
 using sim::Trigger;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace
 {
@@ -23,6 +23,7 @@ sim::CameraSetup Tone(const char* mode, const char* type)
     return Having({{"lutMode", mode}, {"lutType", type}});
 }
 
+/** A feature mistyped as an enumeration has the entries "Off" and "On" only. */
 sim::CameraSetup Mistyped(const char* feature, NodeKind kind, const char* mode = "Off")
 {
     sim::CameraSetup setup = Having({{"lutMode", mode}});
@@ -30,32 +31,37 @@ sim::CameraSetup Mistyped(const char* feature, NodeKind kind, const char* mode =
     return setup;
 }
 
-std::string ToneNow()
+sim::CameraSetup ReadOnly(const char* feature)
 {
-    return Rig::Feature("lutMode") + " " + Rig::Feature("lutType");
+    sim::CameraSetup setup = SmallCamera(sim::Model::Color);
+    setup.readOnly = {feature};
+    return setup;
 }
+
+using Access = std::tuple<Trigger, const char*, std::uint64_t>; ///< of a feature, the n-th
 
 } // namespace
 
 TEST(LutMode, FollowsFromModeAndType)
 {
-    // A feature mistyped as an enumeration has the entries "Off" and "On" only.
-    const std::pair<sim::CameraSetup, td_lg_states> cases[] = {
-        {Tone("Off", "GammaCorrection"), LG_OFF},
-        {Tone("Active", "UserDefined"), LG_USER_LUT},
-        {Tone("Active", "GammaCorrection"), LG_GAMMA},
-        {Mistyped("lutType", NodeKind::Enumeration, "Active"), LG_OTHER},
-        {Lacking({"lutMode"}), LG_NONE},
-        {Lacking({"lutType"}), LG_NONE},
-        {Mistyped("lutMode", NodeKind::Integer), LG_NONE},
-        {Mistyped("lutType", NodeKind::Float), LG_NONE},
+    Transcript told("lut_modes", {"log", "cam"});
+    const std::pair<const char*, sim::CameraSetup> cases[] = {
+        {"off", Tone("Off", "GammaCorrection")},
+        {"table", Tone("Active", "UserDefined")},
+        {"gamma", Tone("Active", "GammaCorrection")},
+        {"active, other type", Mistyped("lutType", NodeKind::Enumeration, "Active")},
+        {"mode without Active", Mistyped("lutMode", NodeKind::Enumeration)},
+        {"no mode", Lacking({"lutMode"})},
+        {"no type", Lacking({"lutType"})},
+        {"mode is a number", Mistyped("lutMode", NodeKind::Integer)},
+        {"type is a number", Mistyped("lutType", NodeKind::Float)},
     };
-    for (const auto& [setup, state] : cases) {
+    for (const auto& [what, setup] : cases) {
         Rig rig(setup);
-        EXPECT_EQ(rig.Open().ExPropertyGetLUTMode(), state);
-        EXPECT_EQ(Rig::Logs().size(), state == LG_NONE ? 0U : 1U);
-        EXPECT_EQ(rig.Cam().ExPropertySetLUTMode(LG_OFF, nullptr), state == LG_NONE ? -2 : 0);
-        EXPECT_EQ(Rig::Logs().size(), state == LG_NONE ? 0U : 2U);
+        CExCam& cam = rig.Open();
+        told.Line(what);
+        TELL(told, cam.ExPropertyGetLUTMode());
+        TELL(told, cam.ExPropertySetLUTMode(LG_OTHER, nullptr));
     }
     Rig rig(Mistyped("lutMode", NodeKind::Enumeration));
     rig.Open();
@@ -63,320 +69,189 @@ TEST(LutMode, FollowsFromModeAndType)
     EXPECT_EQ(rig.Cam().ExPropertyGetLUTMode(), LG_OTHER);
 }
 
-TEST(LutMode, IsWrittenTypeFirst)
-{
-    Rig rig(Having({{"lutSize", "Bpp12"}}));
-    CExCam& cam = rig.Open();
-    unsigned short bits = 77;
-    for (const td_lg_states state : {LG_GAMMA, LG_NONE, LG_USER_LUT, LG_OTHER}) {
-        EXPECT_EQ(cam.ExPropertySetLUTMode(state, &bits), 0);
-        EXPECT_EQ(bits, state == LG_GAMMA || state == LG_NONE ? 77 : 12) << "for user tables only";
-    }
-    EXPECT_EQ(Story(Rig::Of({"log", "cam"})), R"(
-cam lutType=GammaCorrection
-cam lutMode=Active
-log3 kv_td_excam:ExPropertySetLUTMode: ### set Lut mode to "Active"; Lut type to "GammaCorrection" (status 0) ###
-cam lutMode=Off
-log3 kv_td_excam:ExPropertySetLUTMode: ### set Lut mode to "Off"; Lut type to "" (status 0) ###
-cam lutType=UserDefined
-log3 kv_td_excam:ExPropertySetLUTMode: Have current LUT size: Bpp12
-cam lutMode=Active
-log3 kv_td_excam:ExPropertySetLUTMode: ### set Lut mode to "Active"; Lut type to "UserDefined" (status 0) ###
-cam lutMode=Off
-log3 kv_td_excam:ExPropertySetLUTMode: ### set Lut mode to "Off"; Lut type to "" (status 0) ###
-)");
-}
-
 TEST(LutMode, WidthIsThatOfTheCamera)
 {
-    const std::pair<sim::CameraSetup, int> cases[] = {
-        {Having({{"lutSize", "Bpp8"}}), 8},
-        {Having({{"lutSize", "Bpp10"}}), 10},
-        {Mistyped("lutSize", NodeKind::Enumeration), 8}, // "Off"
-        {Mistyped("lutSize", NodeKind::Integer), 77},
-        {Lacking({"lutSize"}), 77},
-    };
-    for (const auto& [setup, expected] : cases) {
+    Transcript told("lut_widths", {"read", "log"});
+    for (const auto& setup :
+         {Having({{"lutSize", "Bpp8"}}), Having({{"lutSize", "Bpp10"}}),
+          Having({{"lutSize", "Bpp12"}}), Mistyped("lutSize", NodeKind::Enumeration), // "Off"
+          Mistyped("lutSize", NodeKind::Integer), Lacking({"lutSize"})}) {
         Rig rig(setup);
+        CExCam& cam = rig.Open();
         unsigned short bits = 77;
-        EXPECT_EQ(rig.Open().ExPropertySetLUTMode(LG_USER_LUT, &bits), 0);
-        EXPECT_EQ(bits, expected);
-        EXPECT_EQ(rig.Cam().ExPropertySetLUTMode(LG_USER_LUT, nullptr), 0);
-        EXPECT_EQ(Count(Rig::Of("read"), "lutSize"), bits == 77 ? 0U : 1U) << "for nobody";
+        told.state = [&] { return Words(bits); };
+        TELL(told, cam.ExPropertySetLUTMode(LG_USER_LUT, &bits));
+        TELL(told, cam.ExPropertySetLUTMode(LG_USER_LUT, nullptr)); // nobody wants to know
     }
 }
 
 TEST(LutMode, FailureIsOnlyLogged)
 {
-    struct Step {
-        Trigger trigger;
-        const char* feature;
-        const char* after;
-        int bits;
-    };
-    for (const ExceptionCase& c : kExceptionCases) {
-        for (const Step& step : {Step{Trigger::Write, "lutType", "Off GammaCorrection", 77},
-                                 Step{Trigger::Read, "lutSize", "Off UserDefined", 77},
-                                 Step{Trigger::Write, "lutMode", "Off UserDefined", 8}}) {
-            SCOPED_TRACE(std::string(c.name) + " at " + step.feature);
-            Rig rig(Tone("Off", "GammaCorrection"));
+    Transcript told("lut_mode_failures", {"log"});
+    for (const auto& [trigger, feature] : {std::pair(Trigger::Write, "lutType"),
+                                           {Trigger::Read, "lutSize"},
+                                           {Trigger::Write, "lutMode"}}) {
+        Rig rig(Tone("Off", "GammaCorrection"));
+        CExCam& cam = rig.Open();
+        sim::AddFault(AccessThrows(trigger, feature, ExceptionKind::Timeout));
+        unsigned short bits = 77;
+        told.state = [&] { return Words(bits, Rig::Feature("lutMode"), Rig::Feature("lutType")); };
+        TELL(told, cam.ExPropertySetLUTMode(LG_USER_LUT, &bits));
+    }
+}
+
+TEST(LutEntries, NeedIndexValueAndSelector)
+{
+    Transcript told("lut_entries", {"log", "cam"});
+    for (const char* feature : {"LUTIndex", "LUTValue", "LUTSelector"}) {
+        for (const auto& [how, setup] : {std::pair("lacking", Lacking({feature})),
+                                         {"mistyped", Mistyped(feature, NodeKind::Float)},
+                                         {"read only", ReadOnly(feature)}}) {
+            Rig rig(setup);
             CExCam& cam = rig.Open();
-            sim::AddFault(AccessThrows(step.trigger, step.feature, c.kind));
-            unsigned short bits = 77;
-            EXPECT_EQ(cam.ExPropertySetLUTMode(LG_USER_LUT, &bits), 0);
-            EXPECT_EQ(bits, step.bits);
-            EXPECT_EQ(ToneNow(), step.after);
-            Texts logs = Rig::Logs();
-            std::erase_if(logs, [](const auto& l) { return l.find("Have") != std::string::npos; });
-            EXPECT_THAT(logs,
-                        ElementsAre("1 ExPropertySetLUTMode: " + c.Line("set LUT mode"),
-                                    R"(3 ExPropertySetLUTMode: ### set Lut mode to "Active"; Lut )"
-                                    R"(type to "UserDefined" (status )" +
-                                        std::to_string(c.status) + ") ###"));
+            told.Line(Words(how, feature));
+            TELL(told, cam.ExPropertySetLUTValue(1, 1));
+            TELL(told, cam.ExPropertySetLUTChannel(0, 2));
         }
     }
-}
-
-TEST(LutValue, NeedsIndexAndValue)
-{
-    for (const char* feature : {"LUTIndex", "LUTValue"}) {
-        Rig rig(Lacking({feature}));
-        EXPECT_EQ(rig.Open().ExPropertySetLUTValue(1, 1), -2);
-        Rig mistyped(Mistyped(feature, NodeKind::Enumeration));
-        EXPECT_EQ(mistyped.Open().ExPropertySetLUTValue(1, 1), -2);
-        EXPECT_THAT(Rig::Of({"cam", "log"}), IsEmpty());
-    }
-    Rig rig;
-    EXPECT_THROW(rig.Open().ExPropertySetLUTValue(0, -1), GenICam::OutOfRangeException);
-    EXPECT_THROW(rig.Cam().ExPropertySetLUTValue(-1, 0), GenICam::OutOfRangeException);
-    EXPECT_THAT(Rig::Of({"cam", "log"}), ElementsAre("cam LUTIndex=0")) << "the index goes first";
-}
-
-TEST(LutChannel, IsSelectedFromTwoChannelsOn)
-{
     Rig rig(SmallCamera(sim::Model::Color));
-    for (const auto& [channel, count] :
-         {std::pair(1, 2), std::pair(0, 3), std::pair(5, 3), std::pair(-1, 3)}) {
-        EXPECT_EQ((channel == 1 ? rig.Open() : rig.Cam()).ExPropertySetLUTChannel(channel, count),
-                  0);
-    }
-    EXPECT_THAT(Rig::Of({"cam", "log"}),
-                ElementsAre("cam LUTSelector=Green", "cam LUTSelector=Red", "cam LUTSelector=Blue",
-                            "cam LUTSelector=Blue"));
-    Rig lacking(Lacking({"LUTSelector"}));
-    EXPECT_EQ(lacking.Open().ExPropertySetLUTChannel(0, 2), -2);
-    lacking.Cam().nodeMap = nullptr;
-    EXPECT_EQ(lacking.Cam().ExPropertySetLUTChannel(2, 1), 0);
-    EXPECT_EQ(Story(Rig::Logs()), R"(
-2 ExPropertySetLUTChannel: can't get LUTSelector parameter
-)");
+    CExCam& cam = rig.Open();
+    told.Line("all there");
+    TELL(told, cam.ExPropertySetLUTValue(0, -1));
+    TELL(told, cam.ExPropertySetLUTValue(-1, 0));
+    TELL(told, cam.ExPropertySetLUTChannel(0, 3));
+    TELL(told, cam.ExPropertySetLUTChannel(1, 2));
+    TELL(told, cam.ExPropertySetLUTChannel(5, 3));
+    TELL(told, cam.ExPropertySetLUTChannel(-1, 3));
+    TELL(told, cam.ExPropertySetLUTChannel(0, 1));
 }
 
 TEST(GammaRange, IsReadOnce)
 {
+    Transcript told("gamma_range", {"log", "cam", "read"});
     Rig rig(Tone("Off", "GammaCorrection")); // the type is right, though not in force
-    EXPECT_EQ(rig.Open().ExPropertyGetGammaRange(nullptr, nullptr), 0);
-    EXPECT_THAT(Rig::Of("cam"), IsEmpty());
-    EXPECT_EQ(Count(Rig::Logs(), "disabled"), 0U);
-    rig.Cam().nodeMap = nullptr;
-    Rig::Clear();
+    CExCam& cam = rig.Open();
     float min = 0;
     float max = 0;
-    EXPECT_EQ(rig.Cam().ExPropertyGetGammaRange(&min, nullptr), 0);
-    EXPECT_EQ(rig.Cam().ExPropertyGetGammaRange(nullptr, &max), 0);
-    EXPECT_THAT(Rig::Logs(), IsEmpty());
-    EXPECT_EQ(min, 0.1F);
-    EXPECT_EQ(max, 4);
-}
-
-TEST(GammaRange, WithoutControl)
-{
-    Rig rig(Lacking({"lutType"}));
-    EXPECT_EQ(rig.Open().ExPropertyGetGammaRange(nullptr, nullptr), 1);
-    EXPECT_THAT(Rig::Logs(), IsEmpty());
-    rig.Cam().nodeMap = nullptr;
-    EXPECT_EQ(rig.Cam().ExPropertyGetGammaRange(nullptr, nullptr), 1);
-    EXPECT_THAT(Rig::Logs(),
-                ElementsAre("2 ExPropertyGetLUTMode: can't get dev params to get LutGamma mode"));
-
-    Rig none(Lacking({"gammaCorrection"}));
-    EXPECT_EQ(none.Open().ExPropertyGetGammaRange(nullptr, nullptr), -2);
-    EXPECT_THAT(Rig::Of("cam"), ElementsAre("lutType=GammaCorrection", "lutType=UserDefined"));
-    EXPECT_THAT(Rig::Of("log4"), ElementsAre("kv_td_excam:ExPropertyGetGammaRange: Get Gamma range "
-                                             "is exited with status 0"));
+    told.state = [&] { return Words(min, max); };
+    TELL(told, cam.ExPropertyGetGammaRange(nullptr, nullptr));
+    cam.nodeMap = nullptr;
+    TELL(told, cam.ExPropertyGetGammaRange(&min, nullptr));
+    TELL(told, cam.ExPropertyGetGammaRange(nullptr, &max));
 }
 
 TEST(GammaRange, OnlyAPropertyExceptionRestoresTheType)
 {
-    struct Step {
-        Trigger trigger;
-        const char* feature;
-        std::uint64_t nth;
-        bool switched;
-    };
-    for (const ExceptionCase& c : kExceptionCases) {
-        for (const Step& step :
-             {Step{Trigger::Read, "lutType", 2, false}, Step{Trigger::Write, "lutType", 1, false},
-              Step{Trigger::Read, "gammaCorrection", 1, true},
-              Step{Trigger::Read, "gammaCorrection", 2, true},
-              Step{Trigger::Write, "lutType", 2, true}}) {
-            SCOPED_TRACE(std::string(c.name) + " at " + step.feature + std::to_string(step.nth));
+    Transcript told("gamma_range_failures", {"log"});
+    for (const ExceptionKind kind : {ExceptionKind::Property, ExceptionKind::Timeout}) {
+        for (const auto& [trigger, feature, nth] : std::initializer_list<Access>{
+                 {Trigger::Read, "lutType", 2},
+                 {Trigger::Write, "lutType", 1},
+                 {Trigger::Read, "gammaCorrection", 1},
+                 {Trigger::Read, "gammaCorrection", 2},
+                 {Trigger::Write, "lutType", 2},
+             }) {
             Rig rig;
             CExCam& cam = rig.Open();
-            sim::AddFault(AccessThrows(step.trigger, step.feature, c.kind, step.nth));
-            const int result = cam.ExPropertyGetGammaRange(nullptr, nullptr);
-            const bool restores = c.kind == Kind::Property;
-            EXPECT_EQ(result, restores ? -1 : c.status);
-            EXPECT_EQ(ToneNow(),
-                      step.switched && !restores ? "Off GammaCorrection" : "Off UserDefined");
-            EXPECT_THAT(Rig::Of("log1"), ElementsAre("kv_td_excam:ExPropertyGetGammaRange: " +
-                                                     c.Line("get Gamma range")));
-            EXPECT_EQ(Rig::Logs().back(),
-                      "4 ExPropertyGetGammaRange: Get Gamma range is exited with status " +
-                          std::to_string(c.status));
-            const bool read = step.trigger == Trigger::Write && step.nth == 2;
-            EXPECT_EQ(cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached, read);
+            sim::AddFault(AccessThrows(trigger, feature, kind, nth));
+            told.state = [&] {
+                return Words(Rig::Feature("lutMode"), Rig::Feature("lutType"),
+                             "range known:", cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached);
+            };
+            TELL(told, cam.ExPropertyGetGammaRange(nullptr, nullptr));
         }
     }
 }
 
 TEST(Gamma, IsReadWhereItAppliesOrNothingElseDoes)
 {
+    Transcript told("gamma_reading", {"log", "read"});
     sim::CameraSetup setup = Tone("Active", "GammaCorrection");
     setup.values.emplace_back("gammaCorrection", "2.5");
     Rig rig(setup);
     CExCam& cam = rig.Open();
     float value = 77;
-    for (td_lg_states state : {LG_OFF, LG_USER_LUT, LG_OTHER}) {
-        EXPECT_EQ(cam.ExPropertyGetGamma(&value, &state), 0);
-        EXPECT_EQ(value, 77);
+    td_lg_states state = LG_OFF;
+    told.state = [&] { return Words(value, state); };
+    for (const td_lg_states known : {LG_OFF, LG_USER_LUT, LG_OTHER, LG_NONE}) {
+        state = known;
+        TELL(told, cam.ExPropertyGetGamma(&value, &state));
     }
-    td_lg_states none = LG_NONE;
-    EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, &none), 0);
-    EXPECT_EQ(Story(Rig::Of({"log", "read"})), R"(
-log3 kv_td_excam:ExPropertyGetGamma: ### Gamma feature is disabled (1) ###
-log3 kv_td_excam:ExPropertyGetGamma: ### Gamma feature is disabled (2) ###
-log3 kv_td_excam:ExPropertyGetGamma: ### Gamma feature is disabled (4) ###
-read gammaCorrection=2.5
-log3 kv_td_excam:ExPropertyGetGamma: ### get Gamma value: 2.500000 ###
-)");
-    // A range that can't be read is told of, and the value read all the same.
-    Rig::Clear();
-    sim::AddFault(AccessThrows(Trigger::Read, "gammaCorrection", Kind::Property));
-    EXPECT_EQ(cam.ExPropertyGetGamma(&value, nullptr), 0);
-    EXPECT_EQ(value, 2.5F);
-    EXPECT_EQ(Story(Rig::Logs("ExPropertyGetGamma")), R"(
-2 ExPropertyGetGamma: Can't get Gamma range
-3 ExPropertyGetGamma: ### get Gamma value: 2.500000 ###
-)");
-    EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, nullptr), 0);
-    EXPECT_TRUE(cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached);
+    sim::AddFault(AccessThrows(Trigger::Read, "gammaCorrection", ExceptionKind::Property));
+    value = 77;
+    TELL(told, cam.ExPropertyGetGamma(&value, nullptr)); // though the range can't be read
+    TELL(told, cam.ExPropertyGetGamma(nullptr, nullptr));
+    TELL(told, cam.ExPropertyGetGamma(nullptr, nullptr));
+    sim::AddFault(AccessThrows(Trigger::Read, "gammaCorrection", ExceptionKind::Timeout));
+    TELL(told, cam.ExPropertyGetGamma(nullptr, nullptr));
 }
 
 TEST(Gamma, SetLeavesTheCallersState)
 {
+    Transcript told("gamma_setting", {"log", "cam", "read"});
     Rig rig;
     CExCam& cam = rig.Open();
-    sim::AddFault(AccessThrows(Trigger::Write, "lutMode", Kind::Runtime, 2));
-    td_lg_states state = LG_OFF;
-    EXPECT_EQ(cam.ExPropertySetGamma(2.5F, &state), 0);
-    EXPECT_EQ(state, LG_OFF);
-    EXPECT_EQ(ToneNow(), "Active GammaCorrection");
-    EXPECT_EQ(cam.ExPropertySetGamma(3, &state), 0) << "the mode can't be set, as the log tells";
-    EXPECT_EQ(Rig::Feature("gammaCorrection"), "3");
-    EXPECT_THROW(cam.ExPropertySetGamma(4.01F, &state), GenICam::OutOfRangeException);
-    EXPECT_EQ(Count(Rig::Of("read"), "gammaCorrection"), 0U) << "no range is asked";
+    sim::AddFault(AccessThrows(Trigger::Write, "lutMode", ExceptionKind::Runtime, 2));
+    td_lg_states off = LG_OFF;
+    told.state = [&] { return Words("state", off); };
+    TELL(told, cam.ExPropertySetGamma(2.5F, &off));
+    TELL(told, cam.ExPropertySetGamma(3, &off)); // the mode can't be set, as the log tells
+    TELL(told, cam.ExPropertySetGamma(4.01F, &off));
 }
 
 TEST(Gamma, MayBeSixHundredthsOutsideInDoublePrecision)
 {
     Rig rig(Tone("Active", "GammaCorrection"));
     CExCam& cam = rig.Open();
-    cam.propEntries[GAMMA_PROPERTY_TYPE].floatMin = 1; // narrower than the camera's
-    cam.propEntries[GAMMA_PROPERTY_TYPE].floatMax = 2;
-    cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached = true;
-    for (const auto& [value, rc] :
-         {std::pair(2.06F, 0), std::pair(std::nextafter(2.06F, 3.0F), -6), std::pair(0.94F, -6),
-          std::pair(std::nextafter(0.94F, 1.0F), 0), std::pair(std::nanf(""), -6)}) {
-        EXPECT_EQ(cam.ExPropertySetGamma(value, nullptr), rc) << value;
+    PropertyEntry& row = cam.propEntries[GAMMA_PROPERTY_TYPE];
+    std::tie(row.floatMin, row.floatMax) = std::pair(1.0F, 2.0F); // narrower than the camera's
+    row.floatRangeCached = true;
+    Transcript told("gamma_tolerance", {"cam", "log2"});
+    for (const float value :
+         {2.06F, std::nextafter(2.06F, 3.0F), 0.94F, std::nextafter(0.94F, 1.0F), std::nanf("")}) {
+        TELL(told, cam.ExPropertySetGamma(value, nullptr));
     }
-    EXPECT_EQ(Rig::Of("cam").size(), 2U);
-    EXPECT_EQ(Rig::Of("log2").front(), "kv_td_excam:ExPropertySetGamma: Asked Gamma value 2.060000 "
-                                       "is out of bounds [1.000000..2.000000]");
-    Rig camera(Tone("Active", "GammaCorrection"));
-    EXPECT_THROW(camera.Open().ExPropertySetGamma(4.05F, nullptr), GenICam::OutOfRangeException)
-        << "passed on as it is";
 }
 
 TEST(Gamma, ResultsOfRefusals)
 {
-    sim::CameraSetup setup = Lacking({"gammaCorrection"});
-    setup.values = {{"lutMode", "Active"}, {"lutType", "GammaCorrection"}};
-    Rig rig(setup);
-    CExCam& cam = rig.Open();
+    Transcript told("gamma_refusals", {"log", "cam"});
     td_lg_states none = LG_NONE;
     td_lg_states off = LG_OFF;
     td_lg_states gamma = LG_GAMMA;
-    EXPECT_EQ(cam.ExPropertySetGamma(1, &none), -1);
-    EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, &none), -2);
-    EXPECT_EQ(cam.ExPropertySetGamma(1, nullptr), -5);
-    EXPECT_EQ(cam.ExPropertySetGamma(1, &off), -2);
-    EXPECT_THAT(Rig::Of("log2"),
-                ElementsAre("kv_td_excam:ExPropertyGetGamma: Can't get Gamma enum parameter",
-                            "kv_td_excam:ExPropertySetGamma: Can't get Gamma range",
-                            "kv_td_excam:ExPropertySetGamma: Can't get Gamma enum parameter"));
-    Rig::Clear();
+    sim::CameraSetup setup = Tone("Active", "GammaCorrection");
+    setup.missing = {"gammaCorrection"};
+    for (const auto& [what, camera] : {std::pair("no gamma", setup),
+                                       {"no type", Lacking({"lutType"})},
+                                       {"read-only gamma", ReadOnly("gammaCorrection")},
+                                       {"read-only type", ReadOnly("lutType")},
+                                       {"read-only mode", ReadOnly("lutMode")}}) {
+        Rig rig(camera);
+        CExCam& cam = rig.Open();
+        told.Line(what);
+        TELL(told, cam.ExPropertySetGamma(1, &none));
+        TELL(told, cam.ExPropertyGetGamma(nullptr, &none));
+        TELL(told, cam.ExPropertySetGamma(1, nullptr));
+        TELL(told, cam.ExPropertySetGamma(1, &off));
+        TELL(told, cam.ExPropertyGetGammaRange(nullptr, nullptr));
+        TELL(told, cam.ExPropertySetLUTMode(LG_GAMMA, nullptr));
+    }
+    Rig rig;
+    CExCam& cam = rig.Open();
+    sim::AddFault(AccessThrows(Trigger::Read, "lutType", ExceptionKind::Timeout));
+    TELL(told, cam.ExPropertyGetLUTMode());
+    told.Line("no node map");
     cam.nodeMap = nullptr;
-    EXPECT_EQ(cam.ExPropertySetLUTMode(LG_OFF, nullptr), -1);
-    EXPECT_EQ(cam.ExPropertySetLUTValue(0, 0), -1);
-    EXPECT_EQ(cam.ExPropertySetLUTChannel(0, 2), -1);
-    EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, nullptr), -1);
-    EXPECT_EQ(cam.ExPropertySetGamma(1, nullptr), -1);
-    EXPECT_EQ(cam.ExPropertySetGamma(1, &off), -4);
-    EXPECT_EQ(cam.ExPropertyGetGamma(nullptr, &none), -1);
+    TELL(told, cam.ExPropertySetLUTMode(LG_OFF, nullptr));
+    TELL(told, cam.ExPropertySetLUTValue(0, 0));
+    TELL(told, cam.ExPropertySetLUTChannel(0, 2));
+    TELL(told, cam.ExPropertySetLUTChannel(2, 1));
+    TELL(told, cam.ExPropertyGetGammaRange(nullptr, nullptr));
+    TELL(told, cam.ExPropertyGetGamma(nullptr, nullptr));
+    TELL(told, cam.ExPropertySetGamma(1, nullptr));
+    TELL(told, cam.ExPropertySetGamma(1, &off));
+    TELL(told, cam.ExPropertyGetGamma(nullptr, &none));
     cam.propEntries[GAMMA_PROPERTY_TYPE].floatMax = 4;
     cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached = true;
-    EXPECT_EQ(cam.ExPropertySetGamma(1, &gamma), -1);
-    EXPECT_EQ(Story(Rig::Logs()), R"(
-2 ExPropertySetLUTMode: can't get dev params to change LutGamma mode
-2 ExPropertySetLUTValue: can't get dev params to set LUT value
-2 ExPropertySetLUTChannel: can't get dev params to set LUT value
-2 ExPropertyGetLUTMode: can't get dev params to get LutGamma mode
-2 ExPropertyGetLUTMode: can't get dev params to get LutGamma mode
-3 ExPropertySetGamma: ### Gamma feature is disabled ###
-2 ExPropertySetLUTMode: can't get dev params to change LutGamma mode
-2 ExPropertySetGamma: Can't enable Gamma feature
-2 ExPropertyGetGamma: Can't get Gamma enum parameter
-2 ExPropertySetGamma: Can't get Gamma enum parameter
-)");
-}
-
-TEST(Gamma, WritesAreVerifiedAndUnguardedExceptionsPass)
-{
-    td_lg_states state = LG_NONE;
-    for (const char* feature : {"LUTIndex", "LUTValue", "LUTSelector", "gammaCorrection"}) {
-        sim::CameraSetup setup = SmallCamera(sim::Model::Color);
-        setup.readOnly = {feature};
-        Rig rig(setup);
-        CExCam& cam = rig.Open();
-        const auto all = [&] {
-            cam.ExPropertySetLUTChannel(0, 3);
-            cam.ExPropertySetLUTValue(0, 0);
-            cam.ExPropertySetGamma(2, nullptr);
-        };
-        EXPECT_THROW(all(), GenICam::AccessException) << feature;
-    }
-    for (const char* feature : {"lutMode", "lutType"}) {
-        sim::CameraSetup setup = SmallCamera();
-        setup.readOnly = {feature};
-        Rig rig(setup);
-        EXPECT_EQ(rig.Open().ExPropertySetLUTMode(LG_GAMMA, nullptr), 0);
-        EXPECT_THAT(Rig::Logs().back(), testing::EndsWith("(status -17) ###"));
-        EXPECT_EQ(rig.Cam().ExPropertyGetGammaRange(nullptr, nullptr),
-                  std::string(feature) == "lutMode" ? 0 : -17);
-        sim::AddFault(AccessThrows(Trigger::Read, feature, Kind::Timeout));
-        EXPECT_THROW(rig.Cam().ExPropertyGetLUTMode(), GenICam::TimeoutException);
-        sim::AddFault(AccessThrows(Trigger::Read, "gammaCorrection", Kind::Timeout));
-        EXPECT_THROW(rig.Cam().ExPropertyGetGamma(nullptr, &state), GenICam::TimeoutException);
-    }
+    TELL(told, cam.ExPropertySetGamma(1, &gamma));
 }

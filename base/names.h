@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <vector>
 
 namespace base
 {
@@ -36,6 +37,16 @@ constexpr std::optional<Value> ValueIn(Names<Value> rows, std::string_view name)
         }
     }
     return std::nullopt;
+}
+
+/** All names, in the table's order. */
+template <class Value> std::vector<std::string_view> NameList(Names<Value> rows)
+{
+    std::vector<std::string_view> names;
+    for (const Named<Value>& row : rows) {
+        names.push_back(row.name);
+    }
+    return names;
 }
 
 } // namespace base

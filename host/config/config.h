@@ -4,6 +4,8 @@
  *  a getter hands the field out as it is. Plain values; compared table by table. */
 #pragma once
 
+#include "base/names.h"
+#include "base/text_error.h"
 #include "kv_td_pins.h"
 #include "kv_td_types.h"
 
@@ -193,14 +195,8 @@ const char* OutputLineOf(const IoSetConfig& set);
 /** Does a set that the driver reads drive a line? */
 bool DrivesOutputLines(const Config& config);
 
-/** Why a text is no configuration, and where. Lines and columns count from 1; 0: the whole text. */
-struct ConfigError {
-    std::string name; ///< of the text, usually its path
-    unsigned line = 0;
-    unsigned column = 0;
-    std::string text;
-    std::string Message() const; ///< "name:line:column: text"
-};
+/** Why a text is no configuration, and where. */
+using ConfigError = base::TextError;
 
 /** A configuration that can be used; `warnings` tell of keys that will have no effect. */
 struct ParsedConfig {
@@ -225,31 +221,22 @@ std::string FromConfigFolder(const std::string& path, std::string_view configNam
 bool NormalizeMemoryName(std::string* name);
 
 /** The names that choose a pixel format, and their codes. */
-struct FormatName {
-    std::string_view name;
-    std::uint32_t code;
-};
-inline constexpr FormatName kFormatNames[] = {
+inline constexpr base::Named<std::uint32_t> kFormatNames[] = {
     {"mono8", KvTd::kFormatMono8},   {"mono12p", KvTd::kFormatMono12Packed},
     {"mono12", KvTd::kFormatMono12}, {"yuv422", KvTd::kFormatYuv422},
     {"bayer8", KvTd::kFormatBayer8},
 };
 
-/** The names that choose the backends. */
-struct BackendName {
-    std::string_view name;
+/** Which backends are used, by the names that choose them. */
+struct Backends {
     bool simulated;
     bool network;
 };
-inline constexpr BackendName kBackendNames[] = {
-    {"sim", true, false}, {"net", false, true}, {"all", true, true}};
+inline constexpr base::Named<Backends> kBackendNames[] = {
+    {"sim", {true, false}}, {"net", {false, true}}, {"all", {true, true}}};
 
 /** The names of the log levels. */
-struct LevelName {
-    std::string_view name;
-    int level;
-};
-inline constexpr LevelName kLevelNames[] = {
+inline constexpr base::Named<int> kLevelNames[] = {
     {"error", 1}, {"warning", 2}, {"info", 3}, {"detail", 4}, {"trace", 5},
 };
 

@@ -1,12 +1,19 @@
 #include "sim/description/description_faults.h"
 
 #include "sim/description/fault_names.h"
+#include "sim/description/texts.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 namespace sim
 {
+
+using base::Put;
+using base::TableReader;
 
 namespace
 {
@@ -47,23 +54,24 @@ void ReadFaultValue(TableReader& reader, Fault* fault)
     switch (fault->effect) {
     case Effect::Fail:
         reader.Require("value", "the status that the call returns");
-        reader.Whole("value", std::numeric_limits<std::int32_t>::min(),
-                     std::numeric_limits<std::int32_t>::max(), &fault->value);
+        Put(reader.Integer("value", std::numeric_limits<std::int32_t>::min(),
+                           std::numeric_limits<std::int32_t>::max()),
+            &fault->value);
         return;
     case Effect::Delay:
         reader.Require("value", "nanoseconds");
-        reader.Whole("value", 1, kLongestNs, &fault->value);
+        Put(reader.Integer("value", 1, kLongestNs), &fault->value);
         return;
     case Effect::Timestamp:
         reader.Require("value", "ticks");
-        reader.Whole("value", 0, kMost, &fault->value);
+        Put(reader.Integer("value", 0, kMost), &fault->value);
         return;
     case Effect::JumpTicks:
         reader.Require("value", "ticks");
-        reader.Whole("value", kLeast, kMost, &fault->value);
+        Put(reader.Integer("value", kLeast, kMost), &fault->value);
         return;
     case Effect::Detach:
-        reader.Whole("value", 0, kLongestNs, &fault->value);
+        Put(reader.Integer("value", 0, kLongestNs), &fault->value);
         return;
     default:
         reader.Forbid("value", "this effect takes none");
@@ -78,7 +86,7 @@ void FaultReader::ReadCamera(TableReader& reader, Fault* fault) const
     if (node == nullptr) {
         return;
     }
-    reader.Text("camera", 0, kSerialMost, &fault->camera);
+    Put(ReadText(reader, "camera", 0, kSerialMost), &fault->camera);
     const auto named = [&](const CameraSetup& setup) { return setup.serial == fault->camera; };
     if (!fault->camera.empty() && std::none_of(cameras_.begin(), cameras_.end(), named)) {
         reader.RefuseValue("camera", *node, "the serial of a camera of this file");
@@ -100,7 +108,7 @@ void FaultReader::ReadName(TableReader& reader, Fault* fault)
     if (node == nullptr) {
         return;
     }
-    reader.Text("name", 0, kSerialMost, &fault->name);
+    Put(ReadText(reader, "name", 0, kSerialMost), &fault->name);
     if (fault->name.empty()) {
         return;
     }
@@ -113,14 +121,13 @@ void FaultReader::ReadName(TableReader& reader, Fault* fault)
     }
 }
 
-Fault FaultReader::Read(const toml::table& table)
+Fault FaultReader::Read(TableReader& reader)
 {
     Fault fault;
-    TableReader reader(table, "[[fault]]");
-    reader.Require("trigger", "access, read, write, call, frame or time");
-    reader.Require("effect", "what happens, such as throw or lose");
-    reader.Choice("trigger", base::Names<Trigger>(kTriggerNames), &fault.trigger);
-    reader.Choice("effect", base::Names<Effect>(kEffectNames), &fault.effect);
+    reader.Require("trigger", TableReader::OneOfNames(base::NameList<Trigger>(kTriggerNames)));
+    reader.Require("effect", "what happens, such as \"throw\" or \"lose\"");
+    Put(reader.OneOf<Trigger>("trigger", kTriggerNames), &fault.trigger);
+    Put(reader.OneOf<Effect>("effect", kEffectNames), &fault.effect);
     if (!Fits(fault.effect, fault.trigger)) {
         std::vector<std::string_view> fitting;
         for (const auto& [name, effect] : kEffectNames) {
@@ -128,29 +135,29 @@ Fault FaultReader::Read(const toml::table& table)
                 fitting.push_back(name);
             }
         }
-        reader.RefuseValue("effect", *table.get("effect"),
-                           reader.OneOf(fitting) + " with the trigger " +
-                               std::string(NameOf(fault.trigger)));
+        reader.RefuseValue("effect", *reader.Find("effect"),
+                           fmt::format("{} with the trigger \"{}\"",
+                                       TableReader::OneOfNames(fitting), NameOf(fault.trigger)));
     }
     ReadCamera(reader, &fault);
     ReadName(reader, &fault);
     if (fault.trigger == Trigger::Time) {
         reader.Require("nth", "nanoseconds from when the file is loaded");
-        reader.Whole("nth", 0, kLongestNs, &fault.nth);
+        Put(reader.Integer("nth", 0, kLongestNs), &fault.nth);
         reader.Forbid("times", "a point in time comes once");
     } else {
-        reader.Whole("nth", 1, kMost, &fault.nth);
-        reader.Whole("times", 0, kMost, &fault.times);
+        Put(reader.Integer("nth", 1, kMost), &fault.nth);
+        Put(reader.Integer("times", 0, kMost), &fault.times);
     }
     ReadFaultValue(reader, &fault);
     if (fault.effect == Effect::Throw) {
-        reader.Choice("exception", base::Names<ExceptionKind>(kExceptionNames), &fault.exception);
-        reader.Text("text", 0, kTextMost, &fault.text);
+        Put(reader.OneOf<ExceptionKind>("exception", kExceptionNames), &fault.exception);
+        Put(ReadText(reader, "text", 0, kTextMost), &fault.text);
     } else {
-        reader.Forbid("exception", "only throw raises one");
-        reader.Forbid("text", "only throw has one");
+        reader.Forbid("exception", "only \"throw\" raises one");
+        reader.Forbid("text", "only \"throw\" has one");
     }
-    reader.RefuseOthers();
+    reader.Finish();
     return fault;
 }
 

@@ -226,11 +226,11 @@ TEST_P(Refused, WithPlaceAndWhatWasExpected)
 
 INSTANTIATE_TEST_SUITE_P(
     Files, Refused,
-    ::testing::Values(Bad{"camera = 1", "1:10", "tables that start with [[camera]]"},
-                      Bad{"[camera]\n", "1:1", "tables that start with [[camera]]"},
-                      Bad{"camera = [1]", "1:11", "tables that start with [[camera]]"},
+    ::testing::Values(Bad{"camera = 1", "1:10", "tables, each headed [[camera]]"},
+                      Bad{"[camera]\n", "1:1", "tables, each headed [[camera]]"},
+                      Bad{"camera = [1]", "1:11", "tables, each headed [[camera]]"},
                       Bad{"\n[[cameras]]\n", "2:3",
-                          "unknown key \"cameras\" in the file; expected one of camera"},
+                          "unknown key cameras; known keys are camera, fault"},
                       Bad{"[[camera]]\nserial = ", "2:10", "end-of-file"},
                       Bad{"[[camera]]\na = 1\na = 2", "3:5", "redefine"},
                       Bad{"[[camera]]\nserial = \"\xFF\"", "2:10", "utf-8"}));
@@ -238,9 +238,9 @@ INSTANTIATE_TEST_SUITE_P(
 INSTANTIATE_TEST_SUITE_P(
     Cameras, Refused,
     ::testing::Values(
-        Bad{"[[camera]]\n  widht = 4\nseriel = 1\n", "2:3", "expected one of model, manufacturer"},
-        Bad{"[[camera]]\nmodel = \"grey\"", "2:9", "\"grey\"; expected one of mono, color"},
-        Bad{"[[camera]]\nmodel = 1", "2:9", "expected one of mono, color"},
+        Bad{"[[camera]]\n  widht = 4\nseriel = 1\n", "2:3", "known keys are model, manufacturer"},
+        Bad{"[[camera]]\nmodel = \"grey\"", "2:9", "\"grey\"; expected one of \"mono\", \"color\""},
+        Bad{"[[camera]]\nmodel = 1", "2:9", "expected one of \"mono\", \"color\""},
         Bad{"[[camera]]\nserial = \"\"", "2:10", "1 to 64 characters"},
         Bad{"[[camera]]\nserial = \"a\\u0000b\"", "2:10", "without control characters"},
         Bad{"[[camera]]\nattached = 1", "2:12", "true or false"},
@@ -255,7 +255,7 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"[[camera]]\ndrift_ppm = nan", "2:13", "a number from -100000 to 100000"},
         Bad{"[[camera]]\njitter_us = inf", "2:13", "a number from 0 to 1000000000"},
         Bad{"[[camera]]\njitter_us = \"1\"", "2:13", "a number"},
-        Bad{"[[camera]]\n[[camera]]\n", "2:1", "serial \"S0000001\" already"},
+        Bad{"[[camera]]\n[[camera]]\n", "2:1", "\"S0000001\", which another camera has"},
         Bad{"[[camera]]\nserial=\"B\"\n[[camera]]\nserial=\"B\"", "4:8", "one of its own"}));
 
 INSTANTIATE_TEST_SUITE_P(
@@ -269,12 +269,12 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"[[camera]]\nmissing_entries = [\"lutSize.0\"]", "2:20", "such as"},
         Bad{"[[camera]]\nnot_implemented_entries = [\"Gain.X\"]", "2:28", "such as"},
         Bad{"[[camera]]\nmistyped = [\"Gain\"]", "2:12", "a table"},
-        Bad{"[[camera]]\nmistyped = { Gian = \"float\" }", "2:21", "mistyped has \"Gian\""},
-        Bad{"[[camera]]\nmistyped = { Gain = \"real\" }", "2:21", "one of integer, float"},
+        Bad{"[[camera]]\nmistyped = { Gian = \"float\" }", "2:21", "camera.mistyped has \"Gian\""},
+        Bad{"[[camera]]\nmistyped = { Gain = \"real\" }", "2:21", "one of \"integer\", \"float\""},
         Bad{"[[camera]]\nrefused_formats = [0x0210001F]", "2:20", "of this model"},
         Bad{"[[camera]]\nrefused_formats = [\"Mono9\"]", "2:20", "by its name or code"},
         Bad{"[[camera]]\nrefused_formats = [[]]", "2:20", "by its name or code"},
-        Bad{"[[camera]]\nvalues = { Gian = 1 }", "2:19", "values has \"Gian\""},
+        Bad{"[[camera]]\nvalues = { Gian = 1 }", "2:19", "camera.values has \"Gian\""},
         Bad{"[[camera]]\nvalues = { Width = 2.5 }", "2:20", "a value of this feature"},
         Bad{"[[camera]]\nvalues = { Gain = nan }", "2:19", "a value of this feature"},
         Bad{"[[camera]]\nvalues = { Gain = \"-inf\" }", "2:19", "a value of this feature"},
@@ -282,39 +282,43 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"[[camera]]\nvalues = { Gain = [1] }", "2:19", "a text, a number, true or false"},
         Bad{"[[camera]]\nvalues = [[\"Gain\"]]", "2:11", "such as [\"Gain\", 2.0]"},
         Bad{"[[camera]]\nvalues = [\"Gain\", 2]", "2:11", "such as [\"Gain\", 2.0]"},
-        Bad{"[[camera]]\nvalues = [[\"Gian\", 2]]", "2:12", "values has \"Gian\""},
+        Bad{"[[camera]]\nvalues = [[\"Gian\", 2]]", "2:12", "camera.values has \"Gian\""},
         Bad{"[[camera]]\nvalues = [[\"Width\", 2.5]]", "2:21", "a value of this feature"},
         Bad{"[[camera]]\nvalues = 3", "2:10", "a table of features and values"}));
 
 INSTANTIATE_TEST_SUITE_P(
     Faults, Refused,
     ::testing::Values(
-        Bad{"[[fault]]\neffect=\"lose\"", "1:1", "no trigger; expected access, read"},
-        Bad{"[[fault]]\ntrigger=\"frame\"", "1:1", "no effect"},
-        Bad{"[[fault]]\ntrigger=\"frames\"\neffect=\"lose\"", "2:9", "one of access, read"},
-        Bad{"[[fault]]\ntrigger=\"frame\"\neffect=\"throw\"", "3:8", "with the trigger frame"},
+        Bad{"[[fault]]\neffect=\"lose\"", "1:1",
+            "trigger is missing; expected one of \"access\", \"read"},
+        Bad{"[[fault]]\ntrigger=\"frame\"", "1:1", "effect is missing"},
+        Bad{"[[fault]]\ntrigger=\"frames\"\neffect=\"lose\"", "2:9", "one of \"access\", \"read\""},
+        Bad{"[[fault]]\ntrigger=\"frame\"\neffect=\"throw\"", "3:8", "with the trigger \"frame\""},
         Bad{"[[fault]]\ntrigger=\"read\"\neffect=\"fail\"\nvalue=1", "3:8",
-            "one of throw, delay, detach with the trigger read"},
-        Bad{"[[fault]]\ntrigger=\"call\"\neffect=\"lose\"", "3:8", "one of fail, delay, detach"},
+            "one of \"throw\", \"delay\", \"detach\" with the trigger \"read\""},
+        Bad{"[[fault]]\ntrigger=\"call\"\neffect=\"lose\"", "3:8",
+            "one of \"fail\", \"delay\", \"detach\""},
         Bad{"[[fault]]\ntrigger=\"time\"\nnth=1\neffect=\"delay\"\nvalue=1", "4:8",
-            "one of jump_ticks, detach"},
-        Bad{"[[fault]]\ntrigger=\"time\"\neffect=\"detach\"", "1:1", "no nth"},
+            "one of \"jump_ticks\", \"detach\""},
+        Bad{"[[fault]]\ntrigger=\"time\"\neffect=\"detach\"", "1:1", "nth is missing"},
         Bad{"[[fault]]\ntrigger=\"time\"\nnth=1\ntimes=2\neffect=\"detach\"", "4:7", "comes once"},
         Bad{"[[fault]]\ntrigger=\"frame\"\nnth=0\neffect=\"lose\"", "3:5", "from 1"},
         Bad{"[[fault]]\ntrigger=\"frame\"\nname=\"Gain\"\neffect=\"lose\"", "3:6", "no meaning"},
         Bad{"[[fault]]\ntrigger=\"frame\"\neffect=\"lose\"\nvalue=1", "4:7", "no meaning"},
-        Bad{"[[fault]]\ntrigger=\"frame\"\neffect=\"lose\"\ntext=\"a\"", "4:6", "only throw"},
-        Bad{"[[fault]]\ntrigger=\"frame\"\neffect=\"delay\"", "1:1", "no value; expected nano"},
+        Bad{"[[fault]]\ntrigger=\"frame\"\neffect=\"lose\"\ntext=\"a\"", "4:6", "only \"throw\""},
+        Bad{"[[fault]]\ntrigger=\"frame\"\neffect=\"delay\"", "1:1",
+            "value is missing; expected nano"},
         Bad{"[[fault]]\ntrigger=\"frame\"\neffect=\"delay\"\nvalue=-1", "4:7", "from 1"},
         Bad{"[[fault]]\ntrigger=\"call\"\neffect=\"fail\"\nvalue=3000000000", "4:7", "2147483647"},
         Bad{"[[fault]]\ntrigger=\"call\"\nname=\"GevOpen\"\neffect=\"fail\"\nvalue=1", "3:6",
             "a camera call"},
         Bad{"[[fault]]\ntrigger=\"read\"\nname=\"Gian\"\neffect=\"throw\"", "3:6", "a feature"},
         Bad{"[[fault]]\ntrigger=\"read\"\neffect=\"throw\"\nexception=\"bad\"", "4:11",
-            "one of invalid_argument, property"},
+            "one of \"invalid_argument\", \"property\""},
         Bad{"[[fault]]\ntrigger=\"frame\"\ncamera=\"X\"\neffect=\"lose\"", "3:8",
             "the serial of a camera of this file"},
-        Bad{"[[fault]]\ntrigger=\"frame\"\neffect=\"lose\"\ncount=1", "4:1", "in [[fault]]"}));
+        Bad{"[[fault]]\ntrigger=\"frame\"\neffect=\"lose\"\ncount=1", "4:1",
+            "unknown key fault.count"}));
 
 TEST(Description, AFailureLeavesTheNetworkGivenAsItWas)
 {
@@ -363,7 +367,7 @@ TEST(LoadNetwork, AFailureLeavesEverythingAsItWas)
     const ScratchFile file("[[camera]]\nserial=\"N1\"\n[[camera]]\nseed=-1\n");
     std::string error;
     EXPECT_FALSE(LoadNetwork(file.Path(), &error));
-    EXPECT_THAT(error, StartsWith(file.Path() + ":4:6: seed is -1"));
+    EXPECT_THAT(error, StartsWith(file.Path() + ":4:6: camera.seed is -1"));
     EXPECT_FALSE(LoadNetwork("/nowhere/network.toml", &error));
     EXPECT_THAT(error, StartsWith("/nowhere/network.toml: can't be opened"));
     EXPECT_FALSE(LoadNetwork("/", &error));

@@ -144,7 +144,7 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"DecimalComma", "0;0,5\n", "t.csv:1:4: commas and semicolons are mixed"},
         BadCase{"MixedOnLines", "1,2,3\n4;5;6\n", "t.csv:2:2: commas and semicolons are mixed"},
         BadCase{"MissingInTheMiddle", "1 2 3\n4 5\n6 7 8\n",
-                "t.csv:3:1: a line goes on below line 2"},
+                "t.csv:3:1: line 2 above has fewer numbers"},
         BadCase{"MoreThanAtFirst", "1\n2 3\n", "t.csv:2:3: numbers on this line: 2; expected 1"},
         BadCase{"NumberInHeader", "index,1\n", "t.csv:1:7: a number among the words"},
         BadCase{"ThreeColumns", "a;b;c\n", "t.csv:1:5: the header has 3 columns"},

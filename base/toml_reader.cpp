@@ -26,6 +26,11 @@ std::string Shown(const toml::node& node)
     if (const auto* text = node.as_string()) {
         return Quoted(text->get());
     }
+    if (const auto* number = node.as_floating_point()) {
+        const std::string text = fmt::format("{}", number->get());
+        const bool looksWhole = text.find_first_not_of("-0123456789") == std::string::npos;
+        return fmt::format("{}{}", text, looksWhole ? ".0" : "");
+    }
     std::ostringstream out;
     node.visit([&out](const auto& value) {
         if constexpr (toml::is_value<decltype(value)>) {

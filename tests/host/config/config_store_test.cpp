@@ -1,6 +1,7 @@
 // Reading again: what is taken over when, what is reported once, what stays valid.
 
 #include "config/config_store.h"
+#include "tests/base/text_cases.h"
 
 #include <gmock/gmock.h>
 
@@ -23,12 +24,19 @@ struct Store {
     std::map<std::string, std::pair<std::string, FileStamp>> others;
     int reads = 0;
     std::int64_t nowNs = 0;
-    ConfigStore store{ConfigSource{"mem.toml", [this](const std::string& path) { return At(path); },
-                                   [this](const std::string& path, std::string* out,
-                                          std::string* error) { return Read(path, out, error); },
-                                   [](Config*) {}}};
+    ConfigStore store;
 
-    explicit Store(std::string first) : text(std::move(first)) { store.Reload(); }
+    explicit Store(
+        std::string first, std::function<void(Config*)> overrides = [](Config*) {})
+        : text(std::move(first)),
+          store({"mem.toml", [this](const std::string& path) { return At(path); },
+                 [this](const std::string& path, std::string* out, std::string* error) {
+                     return Read(path, out, error);
+                 },
+                 std::move(overrides)})
+    {
+        store.Reload();
+    }
     FileStamp At(const std::string& path) const
     {
         const auto other = others.find(path);
@@ -51,20 +59,37 @@ struct Store {
         text = changed;
         ++stamp.mtimeNs;
     }
+    void Load(const std::string& changed)
+    {
+        Save(changed);
+        store.Reload();
+    }
     void SaveOther(const std::string& path, const std::string& changed)
     {
         others[path].first = changed;
         ++others[path].second.mtimeNs;
     }
-    /** Polls until the file has been at rest for a look. */
+    /** Polls until the file has been at rest for a look. What it tells is told once. */
     std::optional<ConfigStore::Result> PollAtRest()
     {
-        nowNs += kLookNs;
-        EXPECT_FALSE(store.Poll(nowNs).has_value());
-        nowNs += kLookNs;
-        return store.Poll(nowNs);
+        std::optional<ConfigStore::Result> news[4];
+        for (auto& result : news) {
+            result = store.Poll(nowNs += kLookNs);
+        }
+        EXPECT_FALSE(news[0] || news[2] || news[3]);
+        return news[1];
     }
 };
+
+/** A configuration with a table of 256 equal entries. */
+std::string Lut(int bits, int entry)
+{
+    std::string text = "[lut]\nmode = \"table\"\nbits = " + std::to_string(bits) + "\nvalues = [";
+    for (int i = 0; i < 256; ++i) {
+        text += std::to_string(entry) + ",";
+    }
+    return text + "]\n";
+}
 
 /** -1: there is no table. */
 int FirstEntry(const std::uint16_t* table)
@@ -72,59 +97,27 @@ int FirstEntry(const std::uint16_t* table)
     return table != nullptr ? table[0] : -1;
 }
 
-struct ChangeCase {
-    const char* before;
-    const char* after;
-    std::vector<std::string> ConfigChanges::*list;
-    const char* name;
-};
-
-class Changes : public testing::TestWithParam<ChangeCase>
+/** What differs between the defaults and a text. */
+std::string ChangesOf(const std::string& text)
 {
-};
-
-TEST_P(Changes, AreSortedByWhatTheyTake)
-{
-    const auto parse = [](const std::string& text) {
-        return std::get<ParsedConfig>(ParseConfig(text, "", {})).config;
-    };
-    const ChangeCase& change = GetParam();
-    const ConfigChanges changes = Compare(parse(change.before), parse(change.after));
-    EXPECT_THAT(changes.*change.list, ElementsAre(change.name));
-    EXPECT_EQ(changes.dynamic.size() + changes.reload.size() + changes.newSession.size() +
-                  changes.restart.size(),
-              1U);
-    EXPECT_EQ(changes.OnlyDynamic(), change.list == &ConfigChanges::dynamic);
+    const auto parsed = ParseConfig(text, "", {});
+    const ConfigChanges changes = Compare({}, std::get<ParsedConfig>(parsed).config);
+    std::string listed;
+    for (const auto& [name, list] :
+         {std::pair(" dynamic: ", changes.dynamic), std::pair(" reload: ", changes.reload),
+          std::pair(" new session: ", changes.newSession),
+          std::pair(" restart: ", changes.restart)}) {
+        listed += list.empty() ? "" : name + Listed(list);
+    }
+    EXPECT_TRUE(changes.Any());
+    EXPECT_EQ(changes.OnlyDynamic(), listed == " dynamic: " + Listed(changes.dynamic));
+    return listed.substr(1);
 }
 
-constexpr auto kDynamic = &ConfigChanges::dynamic;
-constexpr auto kReload = &ConfigChanges::reload;
-constexpr auto kNewSession = &ConfigChanges::newSession;
-constexpr auto kRestart = &ConfigChanges::restart;
-INSTANTIATE_TEST_SUITE_P(
-    ConfigStore, Changes,
-    testing::Values(
-        ChangeCase{"[exposure]\ntime_us = 1", "[exposure]\ntime_us = 2", kDynamic, "exposure"},
-        ChangeCase{"", "[gain]\ndb = 2", kDynamic, "gain"},
-        ChangeCase{"", "[auto]\nbrightness = 0.5", kDynamic, "auto"},
-        ChangeCase{"", "[white_balance]\nred = 5", kDynamic, "white_balance"},
-        ChangeCase{"", "[lut]\nmode = \"off\"", kDynamic, "lut"},
-        ChangeCase{"", "[gamma]\nvalue = 1", kDynamic, "gamma"},
-        ChangeCase{"", "[[iobox]]\npin = \"Out1\"\nsource = \"off\"", kDynamic, "iobox"},
-        ChangeCase{"", "[region]\nwidth = 8\nheight = 8", kReload, "region"},
-        ChangeCase{"", "[timing]\nfps = 8", kReload, "timing"},
-        ChangeCase{"", "[image]\nrotate = 180", kReload, "image.rotate"},
-        ChangeCase{"", "[log]\nlevel = \"error\"", kReload, "log.level"},
-        ChangeCase{"", "[image]\nformat = \"mono12\"", kNewSession, "image.format"},
-        ChangeCase{"", "[stream]\nbuffers = 3", kNewSession, "stream"},
-        ChangeCase{"", "[stream]\npacket_size = 9000", kNewSession, "stream"},
-        ChangeCase{"", "[camera]\nmodel = \"a\"", kNewSession, "camera"},
-        ChangeCase{"", "[camera]\nserial = \"a\"", kNewSession, "camera"},
-        ChangeCase{"", "[camera]\npositions = [1]", kNewSession, "camera"},
-        ChangeCase{"", "[session]\nframes = 1", kNewSession, "session.frames"},
-        ChangeCase{"", "[export]\nformat = \"png\"", kRestart, "export"},
-        ChangeCase{"", "[memory]\nname = \"a\"", kRestart, "memory"},
-        ChangeCase{"", "[log]\nfile = \"a\"", kRestart, "log.file"}));
+TEST(ConfigStore, ChangesAreSortedByWhatTheyTake)
+{
+    ExpectOutcomes(CONFIG_CASES "/change_cases.txt", ChangesOf);
+}
 
 TEST(ConfigStore, BrokenFileKeepsTheOldConfiguration)
 {
@@ -136,38 +129,31 @@ TEST(ConfigStore, BrokenFileKeepsTheOldConfiguration)
     EXPECT_EQ(file.store.Current().session.frames, 5U);
 }
 
-TEST(ConfigStore, PollTakesADynamicChangeOnce)
+TEST(ConfigStore, PollTakesDynamicChangesAndReportsOthersOnce)
 {
     Store file("");
     EXPECT_FALSE(file.PollAtRest().has_value());
     file.Save("[gamma]\nvalue = 2\n");
-    const auto news = file.PollAtRest();
-    ASSERT_TRUE(news.has_value());
-    EXPECT_TRUE(news->adopted);
+    const auto taken = file.PollAtRest();
+    ASSERT_TRUE(taken.has_value());
+    EXPECT_TRUE(taken->adopted);
     EXPECT_EQ(file.store.Current().gamma.value, 2.0F);
-    EXPECT_FALSE(file.PollAtRest().has_value());
-}
 
-TEST(ConfigStore, PollReportsOnceWhatItCannotTake)
-{
-    Store file("");
-    file.Save("[gamma]\nvalue = 2\n[timing]\nfps = 5\n");
-    const auto news = file.PollAtRest();
-    ASSERT_TRUE(news.has_value());
-    EXPECT_TRUE(news->usable);
-    EXPECT_FALSE(news->adopted);
-    EXPECT_THAT(news->changes.reload, ElementsAre("timing"));
-    EXPECT_EQ(file.store.Current().gamma.value, KvTd::kGammaUnset) << "nothing in part";
-    EXPECT_FALSE(file.PollAtRest().has_value());
+    file.Save("[gamma]\nvalue = 3\n[timing]\nfps = 5\n");
+    const auto reported = file.PollAtRest();
+    ASSERT_TRUE(reported.has_value());
+    EXPECT_TRUE(reported->usable);
+    EXPECT_FALSE(reported->adopted);
+    EXPECT_THAT(reported->changes.reload, ElementsAre("timing"));
+    EXPECT_EQ(file.store.Current().gamma.value, 2.0F) << "nothing in part";
 
     file.Save("[gamma\n");
     const auto broken = file.PollAtRest();
     ASSERT_TRUE(broken.has_value());
     EXPECT_FALSE(broken->usable);
-    EXPECT_FALSE(file.PollAtRest().has_value());
 
     // Touched, or written as it was: no news.
-    file.Save("# nothing\n");
+    file.Save("[gamma]\nvalue = 2.0\n");
     EXPECT_FALSE(file.PollAtRest().has_value());
 }
 
@@ -186,41 +172,27 @@ TEST(ConfigStore, PollLeavesAFileAloneWhileItIsWritten)
 
 TEST(ConfigStore, AnotherLutHasAnotherAddressAndTheOldOneLives)
 {
-    const auto lut = [](int bits, int fill) {
-        std::string text =
-            "[lut]\nmode = \"table\"\nbits = " + std::to_string(bits) + "\nvalues = [";
-        for (int i = 0; i < 300; ++i) {
-            text += std::to_string(fill) + ",";
-        }
-        return text + "]\n";
-    };
-    Store file(lut(8, 1));
+    Store file(Lut(8, 1));
     const std::uint16_t* first = file.store.LutData();
     ASSERT_NE(first, nullptr);
-
-    file.Save(lut(8, 1) + "[gamma]\nvalue = 3\n");
-    file.store.Reload();
+    file.Load(Lut(8, 1) + "[gamma]\nvalue = 3\n");
     EXPECT_EQ(file.store.LutData(), first) << "the same table, so the driver writes nothing";
 
     std::vector<const std::uint16_t*> seen{first};
-    for (const auto& [bits, fill] : {std::pair(8, 2), std::pair(9, 2), std::pair(8, 3)}) {
-        file.Save(lut(bits, fill));
-        file.store.Reload();
+    for (const auto& [bits, entry] : {std::pair(8, 2), std::pair(9, 2), std::pair(8, 3)}) {
+        file.Load(Lut(bits, entry));
         EXPECT_THAT(seen, testing::Not(testing::Contains(file.store.LutData())));
         seen.push_back(file.store.LutData());
     }
-    EXPECT_EQ(first[299], 1);
-    file.Save("");
-    file.store.Reload();
+    EXPECT_EQ(first[255], 1);
+    file.Load("");
     EXPECT_EQ(file.store.LutData(), nullptr);
     EXPECT_EQ(FirstEntry(seen[1]), 2);
 
     // The last table again: the driver would take the address that it knows for a loaded table.
-    file.Save(lut(8, 3));
-    file.store.Reload();
-    const std::uint16_t* again = file.store.LutData();
-    EXPECT_NE(again, seen.back());
-    EXPECT_EQ(FirstEntry(again), 3);
+    file.Load(Lut(8, 3));
+    EXPECT_NE(file.store.LutData(), seen.back());
+    EXPECT_EQ(FirstEntry(file.store.LutData()), 3);
 }
 
 TEST(ConfigStore, TheFileOfALutCountsAsThePartOfTheConfigurationThatItIs)
@@ -236,8 +208,7 @@ TEST(ConfigStore, TheFileOfALutCountsAsThePartOfTheConfigurationThatItIs)
     Store file("");
     file.SaveOther("a.csv", lut("1"));
     file.SaveOther("b.csv", lut("1"));
-    file.Save(named + "a.csv\"\n");
-    ASSERT_TRUE(file.store.Reload().adopted);
+    file.Load(named + "a.csv\"\n");
     const std::uint16_t* first = file.store.LutData();
     ASSERT_NE(first, nullptr);
     EXPECT_FALSE(file.PollAtRest().has_value());
@@ -246,14 +217,12 @@ TEST(ConfigStore, TheFileOfALutCountsAsThePartOfTheConfigurationThatItIs)
     EXPECT_FALSE(file.PollAtRest().has_value()) << "nobody names that file";
     file.SaveOther("a.csv", "# the same\n" + lut("0x01"));
     EXPECT_FALSE(file.PollAtRest().has_value()) << "written anew, with the same entries";
-    file.Save(named + "b.csv\"\n");
-    ASSERT_TRUE(file.store.Reload().adopted);
+    file.Load(named + "b.csv\"\n");
     EXPECT_EQ(file.store.LutData(), first) << "another file, the same table";
 
     file.SaveOther("b.csv", lut("2"));
     auto news = file.PollAtRest();
-    ASSERT_TRUE(news.has_value());
-    EXPECT_TRUE(news->adopted);
+    ASSERT_TRUE(news && news->adopted);
     EXPECT_THAT(news->changes.dynamic, ElementsAre("lut"));
     const std::uint16_t* second = file.store.LutData();
     EXPECT_NE(second, first);
@@ -266,10 +235,9 @@ TEST(ConfigStore, TheFileOfALutCountsAsThePartOfTheConfigurationThatItIs)
     ASSERT_TRUE(news.has_value());
     EXPECT_THAT(news->error, HasSubstr("b.csv:1:1: this is \"256\""));
     EXPECT_EQ(file.store.LutData(), second);
-    EXPECT_FALSE(file.PollAtRest().has_value());
     file.SaveOther("b.csv", lut("3"));
     news = file.PollAtRest();
-    ASSERT_TRUE(news.has_value() && news->adopted);
+    ASSERT_TRUE(news && news->adopted);
     EXPECT_EQ(FirstEntry(file.store.LutData()), 3);
 }
 
@@ -288,22 +256,12 @@ TEST(ConfigStore, WhatTheDriverForcesEndsWithTheSession)
     EXPECT_EQ(file.store.Buffers(), 4U);
 }
 
-TEST(ConfigStore, CommandLineHoldsAlsoWhenReadAgain)
+TEST(ConfigStore, CommandLineOverridesAlsoWhenReadAgain)
 {
-    std::string text = "[session]\nframes = 5\n";
-    ConfigStore store({"f",
-                       [](const std::string&) {
-                           return FileStamp{1, 1, 1};
-                       },
-                       [&text](const std::string&, std::string* out, std::string*) {
-                           *out = text;
-                           return true;
-                       },
-                       [](Config* config) { config->session.frames = 9; }});
-    store.Reload();
-    text = "[session]\nframes = 6\n";
-    EXPECT_FALSE(store.Reload().changes.Any());
-    EXPECT_EQ(store.Current().session.frames, 9U);
+    Store file("[session]\nframes = 5\n", [](Config* config) { config->session.frames = 9; });
+    file.Save("[session]\nframes = 6\n");
+    EXPECT_FALSE(file.store.Reload().changes.Any());
+    EXPECT_EQ(file.store.Current().session.frames, 9U);
 }
 
 TEST(ConfigStore, AFileThatIsNoneIsRefused)

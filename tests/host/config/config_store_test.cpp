@@ -3,6 +3,8 @@
 #include "config/config_store.h"
 #include "tests/base/text_cases.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <gmock/gmock.h>
 
 #include <map>
@@ -19,55 +21,32 @@ constexpr std::int64_t kLookNs = 500'000'000;
 
 /** A configuration file in memory, and others that it may name. */
 struct Store {
-    std::string text;
-    FileStamp stamp{1, 0, 1};
-    std::map<std::string, std::pair<std::string, FileStamp>> others;
+    std::map<std::string, std::pair<std::string, FileStamp>> files;
     int reads = 0;
     std::int64_t nowNs = 0;
     ConfigStore store;
 
     explicit Store(
-        std::string first, std::function<void(Config*)> overrides = [](Config*) {})
-        : text(std::move(first)),
-          store({"mem.toml", [this](const std::string& path) { return At(path); },
-                 [this](const std::string& path, std::string* out, std::string* error) {
-                     return Read(path, out, error);
+        const std::string& text, std::function<void(Config*)> overrides = [](Config*) {})
+        : store({"mem.toml", [this](const std::string& path) { return files[path].second; },
+                 [this](const std::string& path, std::string* out, std::string*) {
+                     ++reads;
+                     *out = files[path].first;
+                     return true;
                  },
                  std::move(overrides)})
     {
+        Load(text);
+    }
+    void Save(const std::string& text, const std::string& path = "mem.toml")
+    {
+        files[path].first = text;
+        ++files[path].second.mtimeNs;
+    }
+    void Load(const std::string& text)
+    {
+        Save(text);
         store.Reload();
-    }
-    FileStamp At(const std::string& path) const
-    {
-        const auto other = others.find(path);
-        return path == "mem.toml"      ? stamp
-               : other != others.end() ? other->second.second
-                                       : FileStamp();
-    }
-    bool Read(const std::string& path, std::string* out, std::string* error)
-    {
-        ++reads;
-        if (path != "mem.toml" && !others.contains(path)) {
-            *error = "not there";
-            return false;
-        }
-        *out = path == "mem.toml" ? text : others[path].first;
-        return true;
-    }
-    void Save(const std::string& changed)
-    {
-        text = changed;
-        ++stamp.mtimeNs;
-    }
-    void Load(const std::string& changed)
-    {
-        Save(changed);
-        store.Reload();
-    }
-    void SaveOther(const std::string& path, const std::string& changed)
-    {
-        others[path].first = changed;
-        ++others[path].second.mtimeNs;
     }
     /** Polls until the file has been at rest for a look. What it tells is told once. */
     std::optional<ConfigStore::Result> PollAtRest()
@@ -84,11 +63,8 @@ struct Store {
 /** A configuration with a table of 256 equal entries. */
 std::string Lut(int bits, int entry)
 {
-    std::string text = "[lut]\nmode = \"table\"\nbits = " + std::to_string(bits) + "\nvalues = [";
-    for (int i = 0; i < 256; ++i) {
-        text += std::to_string(entry) + ",";
-    }
-    return text + "]\n";
+    return fmt::format("[lut]\nmode = \"table\"\nbits = {}\nvalues = [{}]\n", bits,
+                       fmt::join(std::vector(256, entry), ","));
 }
 
 /** -1: there is no table. */
@@ -197,30 +173,26 @@ TEST(ConfigStore, AnotherLutHasAnotherAddressAndTheOldOneLives)
 
 TEST(ConfigStore, TheFileOfALutCountsAsThePartOfTheConfigurationThatItIs)
 {
-    const auto lut = [](const std::string& entry) {
-        std::string text;
-        for (int i = 0; i < 256; ++i) {
-            text += entry + "\n";
-        }
-        return text;
+    const auto lut = [](const char* entry) {
+        return fmt::format("{}\n", fmt::join(std::vector(256, entry), "\n"));
     };
     const std::string named = "[lut]\nmode = \"table\"\nbits = 8\nfile = \"";
     Store file("");
-    file.SaveOther("a.csv", lut("1"));
-    file.SaveOther("b.csv", lut("1"));
+    file.Save(lut("1"), "a.csv");
+    file.Save(lut("1"), "b.csv");
     file.Load(named + "a.csv\"\n");
     const std::uint16_t* first = file.store.LutData();
     ASSERT_NE(first, nullptr);
     EXPECT_FALSE(file.PollAtRest().has_value());
 
-    file.SaveOther("b.csv", lut("1"));
+    file.Save(lut("1"), "b.csv");
     EXPECT_FALSE(file.PollAtRest().has_value()) << "nobody names that file";
-    file.SaveOther("a.csv", "# the same\n" + lut("0x01"));
+    file.Save("# the same\n" + lut("0x01"), "a.csv");
     EXPECT_FALSE(file.PollAtRest().has_value()) << "written anew, with the same entries";
     file.Load(named + "b.csv\"\n");
     EXPECT_EQ(file.store.LutData(), first) << "another file, the same table";
 
-    file.SaveOther("b.csv", lut("2"));
+    file.Save(lut("2"), "b.csv");
     auto news = file.PollAtRest();
     ASSERT_TRUE(news && news->adopted);
     EXPECT_THAT(news->changes.dynamic, ElementsAre("lut"));
@@ -230,12 +202,12 @@ TEST(ConfigStore, TheFileOfALutCountsAsThePartOfTheConfigurationThatItIs)
     EXPECT_EQ(FirstEntry(first), 1);
 
     // A broken table is told once, and mending it is noticed, though it was never in force.
-    file.SaveOther("b.csv", lut("256"));
+    file.Save(lut("256"), "b.csv");
     news = file.PollAtRest();
     ASSERT_TRUE(news.has_value());
     EXPECT_THAT(news->error, HasSubstr("b.csv:1:1: this is \"256\""));
     EXPECT_EQ(file.store.LutData(), second);
-    file.SaveOther("b.csv", lut("3"));
+    file.Save(lut("3"), "b.csv");
     news = file.PollAtRest();
     ASSERT_TRUE(news && news->adopted);
     EXPECT_EQ(FirstEntry(file.store.LutData()), 3);
@@ -243,10 +215,11 @@ TEST(ConfigStore, TheFileOfALutCountsAsThePartOfTheConfigurationThatItIs)
 
 TEST(ConfigStore, WhatTheDriverForcesEndsWithTheSession)
 {
-    Store file("[image]\nformat = \"bayer8\"\n[stream]\nbuffers = 4\n");
+    const std::string text = "[image]\nformat = \"bayer8\"\n[stream]\nbuffers = 4\n";
+    Store file(text);
     file.store.ForceFormat(2);
     file.store.ForceBuffers(3);
-    file.Save(file.text + "[gamma]\nvalue = 1\n");
+    file.Save(text + "[gamma]\nvalue = 1\n");
     EXPECT_THAT(file.store.Reload().changes.newSession, IsEmpty())
         << "only configured values are compared";
     EXPECT_EQ(file.store.Format(), 2U);

@@ -4,6 +4,8 @@
 #include "config/options.h"
 #include "tests/base/text_cases.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -18,18 +20,7 @@ using namespace kvgrab;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/** Knows one file, a look-up table, which lies beside the configuration. */
-bool ReadBeside(const std::string& path, std::string* text, std::string* error)
-{
-    if (path != "etc/ramp.csv") {
-        *error = "there is no such file";
-        return false;
-    }
-    for (int i = 0; i < 256; ++i) {
-        *text += std::to_string(i) + "\n";
-    }
-    return true;
-}
+const std::string kFolder = CONFIG_CASES "/"; ///< with a look-up table, ramp.csv
 
 bool ReadFromDisk(const std::string& path, std::string* text, std::string* error)
 {
@@ -49,10 +40,9 @@ std::string TextOf(const std::string& path)
     return text;
 }
 
-ParsedConfig Accepted(const std::string& text, const std::string& name = "etc/test.toml",
-                      const FileReader& read = ReadBeside)
+ParsedConfig Accepted(const std::string& text, const std::string& name = kFolder + "test.toml")
 {
-    auto outcome = ParseConfig(text, name, read);
+    auto outcome = ParseConfig(text, name, ReadFromDisk);
     if (const auto* error = std::get_if<ConfigError>(&outcome)) {
         ADD_FAILURE() << error->Message() << "\nin:\n" << text;
         return {};
@@ -60,28 +50,30 @@ ParsedConfig Accepted(const std::string& text, const std::string& name = "etc/te
     return std::get<ParsedConfig>(outcome);
 }
 
-/** The error or the warnings of a text named etc/test.toml. */
+/** The error or the warnings, without the folder. */
 std::string Outcome(const std::string& text)
 {
-    const auto outcome = ParseConfig(text, "etc/test.toml", ReadBeside);
-    if (const auto* error = std::get_if<ConfigError>(&outcome)) {
-        return "refused: " + error->Message();
+    const auto parsed = ParseConfig(text, kFolder + "test.toml", ReadFromDisk);
+    std::string outcome;
+    if (const auto* error = std::get_if<ConfigError>(&parsed)) {
+        outcome = "refused: " + error->Message();
+    } else if (const auto& warnings = std::get<ParsedConfig>(parsed).warnings; !warnings.empty()) {
+        outcome = fmt::format("warned: {}", fmt::join(warnings, " "));
     }
-    std::string warnings;
-    for (const std::string& warning : std::get<ParsedConfig>(outcome).warnings) {
-        warnings += (warnings.empty() ? "warned: " : " ") + warning;
+    for (std::size_t at; (at = outcome.find(kFolder)) != std::string::npos;) {
+        outcome.erase(at, kFolder.size());
     }
-    return warnings.empty() ? "accepted" : warnings;
+    return outcome.empty() ? "accepted" : outcome;
 }
 
 TEST(Config, IsRefusedOrWarnedOfWithPlaceAndExpectation)
 {
-    ExpectOutcomes(CONFIG_CASES "/config_cases.txt", Outcome);
+    ExpectOutcomes(kFolder + "config_cases.txt", Outcome);
 }
 
 TEST(Config, EveryKeyReachesItsField)
 {
-    const ParsedConfig parsed = Accepted(TextOf(CONFIG_CASES "/every_key.toml"));
+    const ParsedConfig parsed = Accepted(TextOf(kFolder + "every_key.toml"));
     EXPECT_THAT(parsed.warnings, IsEmpty());
     Config wanted;
     wanted.camera = {"Abc", "S1", 5};
@@ -94,9 +86,9 @@ TEST(Config, EveryKeyReachesItsField)
     wanted.gain = {1, 3.5F, 0, 12};
     wanted.automatic = {1, 0.5F};
     wanted.whiteBalance = {150, 0};
-    wanted.lut = {1, 12, std::vector<std::uint16_t>(256)};
-    for (std::size_t i = 0; i < wanted.lut.values.size(); ++i) {
-        wanted.lut.values[i] = static_cast<std::uint16_t>(i * 16);
+    wanted.lut = {1, 12, {}};
+    for (unsigned i = 0; i < 256; ++i) {
+        wanted.lut.values.push_back(static_cast<std::uint16_t>(i * 16));
     }
     wanted.gamma = {1};
     wanted.iobox = {{KvTd::TD_PIN_OUT1, 1, 2, 2, {10, 100}},
@@ -113,7 +105,8 @@ TEST(Config, EmptyTextEmptyTablesAndTheExampleAreTheDefaults)
 {
     EXPECT_EQ(Accepted("").config, Config());
     EXPECT_EQ(Accepted("[camera]\n[region]\n[lut]\n[export]\n[auto]\n").config, Config());
-    EXPECT_EQ(Accepted(TextOf(KVGRAB_EXAMPLE), KVGRAB_EXAMPLE, ReadFromDisk).config, Config());
+    EXPECT_EQ(Accepted(TextOf(KVGRAB_EXAMPLE), KVGRAB_EXAMPLE).config, Config());
+    EXPECT_EQ(Accepted("[image]\nrotate = 0\n").config.image.rotate, 1) << "set to upright";
 }
 
 TEST(Config, ExamplesCommentedKeysAreUsable)
@@ -126,18 +119,13 @@ TEST(Config, ExamplesCommentedKeysAreUsable)
         const bool used = std::regex_match(line, commentedKey) && !line.starts_with("# values = ");
         text += line.substr(used ? 2 : 0) + "\n";
     }
-    const ParsedConfig parsed = Accepted(text, KVGRAB_EXAMPLE, ReadFromDisk);
+    const ParsedConfig parsed = Accepted(text, KVGRAB_EXAMPLE);
     EXPECT_THAT(parsed.warnings, IsEmpty());
     EXPECT_EQ(parsed.config.region, (RegionConfig{640, 360, 640, 360}));
     EXPECT_EQ(parsed.config.exposure, (ExposureConfig{1, 10000, 100, 20000}));
     EXPECT_EQ(parsed.config.iobox.size(), 1U);
     EXPECT_EQ(parsed.config.whiteBalance, (WhiteBalanceConfig{150, 150}));
     EXPECT_EQ(parsed.config.lut.values.size(), 256U);
-}
-
-TEST(Config, UprightRotationIsNotTheUnsetOne)
-{
-    EXPECT_EQ(Accepted("[image]\nrotate = 0\n").config.image.rotate, 1);
 }
 
 TEST(Config, LutComesFromAFileBesideTheConfigurationUnlessItIsOff)

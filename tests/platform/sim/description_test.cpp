@@ -4,17 +4,16 @@
 
 #include <gmock/gmock.h>
 
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <unistd.h>
 
 namespace sim
 {
 
 namespace
 {
+
+const std::string kFolder = DESCRIPTION_CASES "/";
 
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -46,74 +45,34 @@ std::string TextOf(const std::string& path)
     return text.str();
 }
 
-/** A file of its own for each test process. */
-class ScratchFile
-{
-public:
-    explicit ScratchFile(std::string_view text)
-        : path_(std::filesystem::temp_directory_path() /
-                ("network-" + std::to_string(::getpid()) + ".toml"))
-    {
-        std::ofstream(path_) << text;
-    }
-    ~ScratchFile() { std::filesystem::remove(path_); }
-    std::string Path() const { return path_.string(); }
-
-private:
-    std::filesystem::path path_;
-};
-
 } // namespace
 
 TEST(Description, EveryKeyArrives)
 {
-    const NetworkDescription network = Parsed(TextOf(DESCRIPTION_CASES "/every_key.toml"));
-    CameraSetup camera{
-        .model = Model::Color,
-        .manufacturer = "Somebody",
-        .modelName = "M1",
-        .serial = "A1",
-        .version = "2.5",
-        .attached = false,
-        .sensorWidth = 1280,
-        .sensorHeight = 960,
-        .picture = Picture::Plain,
-        .noise = 0.5,
-        .seed = 9,
-        .tickFrequency = 125'000'000,
-        .tickOffset = -5,
-        .tickBits = 32,
-        .driftPpm = -20,
-        .jitterUs = 1.5,
-        .lockRegulated = true,
-        .linkMBytesPerSecond = 400,
-        .temperatureC = 55.5,
-        .missing = {"Gain"},
+    const NetworkDescription network = Parsed(TextOf(kFolder + "every_key.toml"));
+    // clang-format off
+    const CameraSetup camera{
+        .model = Model::Color, .manufacturer = "Somebody", .modelName = "M1", .serial = "A1",
+        .version = "2.5", .attached = false, .sensorWidth = 1280, .sensorHeight = 960,
+        .picture = Picture::Plain, .noise = 0.5, .seed = 9, .tickFrequency = 125'000'000,
+        .tickOffset = -5, .tickBits = 32, .driftPpm = -20, .jitterUs = 1.5, .lockRegulated = true,
+        .linkMBytesPerSecond = 400, .temperatureC = 55.5, .missing = {"Gain"},
         .mistyped = {{"ExposureTime", NodeKind::Integer}, {"Width", NodeKind::Enumeration}},
-        .readOnly = {"Height"},
-        .notAvailable = {"OffsetX", "OffsetY"},
-        .notImplementedEntries = {"ChunkSelector.Gain"},
-        .missingEntries = {"lutSize.Bpp12"},
-        .refusedFormats = {0x01080001, 0x0210001F}};
-    // In the file's order, not by the alphabet: selectors come before what they select.
-    camera.values = {{"LUTSelector", "Green"},
-                     {"BalanceRatioSelector", "Blue"},
-                     {"BalanceRatio", "2"},
-                     {"ExposureTime", "5000.5"},
-                     {"ReverseX", "true"}};
+        .readOnly = {"Height"}, .notAvailable = {"OffsetX", "OffsetY"},
+        .notImplementedEntries = {"ChunkSelector.Gain"}, .missingEntries = {"lutSize.Bpp12"},
+        .refusedFormats = {0x01080001, 0x0210001F},
+        // In the file's order, not by the alphabet: selectors come before what they select.
+        .values = {{"LUTSelector", "Green"}, {"BalanceRatioSelector", "Blue"},
+                   {"BalanceRatio", "2"}, {"ExposureTime", "5000.5"}, {"ReverseX", "true"}}};
     EXPECT_THAT(network.cameras, ElementsAre(camera));
-    const Fault write{.trigger = Trigger::Write,
-                      .name = "Gain",
-                      .camera = "A1",
-                      .nth = 3,
-                      .times = 0,
-                      .effect = Effect::Throw,
-                      .exception = ExceptionKind::DynamicCast,
-                      .text = "no"};
+    const Fault write{
+        .trigger = Trigger::Write, .name = "Gain", .camera = "A1", .nth = 3, .times = 0,
+        .effect = Effect::Throw, .exception = ExceptionKind::DynamicCast, .text = "no"};
     const Fault time{
         .trigger = Trigger::Time, .nth = 5'000'000'000, .effect = Effect::Detach, .value = 7};
-    const Fault call{
-        .trigger = Trigger::Call, .name = "GevStartTransfer", .effect = Effect::Fail, .value = -12};
+    const Fault call{.trigger = Trigger::Call, .name = "GevStartTransfer",
+                     .effect = Effect::Fail, .value = -12};
+    // clang-format on
     EXPECT_THAT(network.faults, ElementsAre(write, time, call));
 }
 
@@ -123,10 +82,12 @@ TEST(Description, PairsSetASelectedFeatureMoreThanOnce)
 model = "color"
 values = [["BalanceRatioSelector", "Red"], ["BalanceRatio", 1.5],
           ["BalanceRatioSelector", "Blue"], ["BalanceRatio", 2]])");
-    ASSERT_EQ(network.cameras.size(), 1U);
-    EXPECT_THAT(network.cameras[0].values,
-                ElementsAre(Pair("BalanceRatioSelector", "Red"), Pair("BalanceRatio", "1.5"),
-                            Pair("BalanceRatioSelector", "Blue"), Pair("BalanceRatio", "2")));
+    CameraSetup camera{.model = Model::Color};
+    for (const auto& [selected, ratio] : {std::pair("Red", "1.5"), std::pair("Blue", "2")}) {
+        camera.values.emplace_back("BalanceRatioSelector", selected);
+        camera.values.emplace_back("BalanceRatio", ratio);
+    }
+    EXPECT_THAT(network.cameras, ElementsAre(camera));
 }
 
 TEST(Description, AbsentKeysLeaveTheDefaultsAndAnEmptyFileIsAnEmptyNetwork)
@@ -139,17 +100,17 @@ TEST(Description, AbsentKeysLeaveTheDefaultsAndAnEmptyFileIsAnEmptyNetwork)
 
 TEST(Description, IsRefusedWithPlaceAndWhatWasExpected)
 {
-    ExpectOutcomes(DESCRIPTION_CASES "/description_cases.txt", Error);
+    ExpectOutcomes(kFolder + "description_cases.txt", Error);
     EXPECT_THAT(Error("[[camera]]\nserial = \"\xFF\""), StartsWith("2:10: not valid TOML: "));
 }
 
 TEST(Description, AFailureLeavesTheNetworkGivenAsItWas)
 {
-    NetworkDescription network = Parsed("[[camera]]\nserial=\"kept\"");
+    NetworkDescription network{
+        .cameras = {CameraSetup{.serial = "kept"}}, .scenes = {}, .faults = {}};
     std::string error;
     EXPECT_FALSE(ParseNetwork("[[camera]]\n[[camera]]", "n", &network, &error));
-    ASSERT_EQ(network.cameras.size(), 1U);
-    EXPECT_EQ(network.cameras[0].serial, "kept");
+    EXPECT_THAT(network.cameras, ElementsAre(CameraSetup{.serial = "kept"}));
 }
 
 TEST(LoadNetwork, ReplacesCamerasAndFaultsAndKeepsTheClock)
@@ -159,11 +120,8 @@ TEST(LoadNetwork, ReplacesCamerasAndFaultsAndKeepsTheClock)
     SetClock(clock);
     AddDefaultCameras();
     AddFault({.trigger = Trigger::Time, .nth = 10, .effect = Effect::Detach});
-    const ScratchFile file("[[camera]]\nserial=\"N1\"\nvalues={Gain=3}\n"
-                           "[[fault]]\ntrigger=\"call\"\nname=\"GevGetCameraList\"\n"
-                           "effect=\"fail\"\nvalue=-12\n");
     std::string error;
-    ASSERT_TRUE(LoadNetwork(file.Path(), &error)) << error;
+    ASSERT_TRUE(LoadNetwork(kFolder + "usable.toml", &error)) << error;
     EXPECT_EQ(FeatureText("N1", "Gain"), "3");
     clock->AdvanceNs(20); // the detachment of before is forgotten
     GEV_DEVICE_INFO list[2];
@@ -186,9 +144,8 @@ TEST(LoadNetwork, AFailureLeavesEverythingAsItWas)
               .effect = Effect::Fail,
               .value = -12});
     SetFeatureText("S0000001", "Gain", "2");
-    const ScratchFile file("[[camera]]\nserial=\"N1\"\n[[camera]]\nseed=-1\n");
     for (const auto& [path, wanted] :
-         {std::pair(file.Path(), ":4:6: camera.seed is -1"),
+         {std::pair(kFolder + "unusable.toml", ":4:8: camera.seed is -1"),
           std::pair(std::string("/nowhere/network.toml"), ": can't be opened"),
           std::pair(std::string("/"), ": can't be read"),
           std::pair(std::string("/dev/zero"), ": too large")}) {

@@ -18,7 +18,7 @@ constexpr std::size_t kIoSetsMost = 8;
 /** Sources of an IO-box set in the driver's numbers. */
 enum IoSource : int { kSourceOff = 0, kSourceStrobe = 2, kSourceStrobe2 = 3, kSourceUser = 5 };
 
-/** The keys of the two parameters, and where they have a meaning. */
+/** The keys of the two parameters, and where each has a meaning. */
 void ReadIoParameters(TableReader& in, IoSetConfig* out)
 {
     const std::int64_t most = 0xFFFFFFFE; // one below the mark of an unset parameter

@@ -4,9 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <fstream>
-#include <sstream>
-
 namespace sim
 {
 
@@ -30,19 +27,12 @@ std::string Error(const std::string& text)
     return taken ? "accepted" : error.substr(error.find(':') + 1);
 }
 
-NetworkDescription Parsed(std::string_view text)
+NetworkDescription Parsed(std::string_view text, const std::string& name = "net.toml")
 {
     NetworkDescription network;
     std::string error;
-    EXPECT_TRUE(ParseNetwork(text, "net.toml", &network, &error)) << error;
+    EXPECT_TRUE(ParseNetwork(text, name, &network, &error)) << error;
     return network;
-}
-
-std::string TextOf(const std::string& path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
 }
 
 } // namespace
@@ -168,15 +158,8 @@ TEST(LoadNetwork, TheExampleCanBeUsed)
     EXPECT_EQ(FeatureText("S0000001", "ExposureTime"), "8000");
     EXPECT_EQ(FeatureText("S0000002", "PixelFormat"), "BayerRG8");
 
-    std::ifstream file(EXAMPLE_NETWORK);
-    std::string all;
-    for (std::string line; std::getline(file, line);) {
-        const bool key = line.starts_with("# ") && (line.find(" = ") != std::string::npos ||
-                                                    line.find("[[") != std::string::npos);
-        all += (key ? line.substr(2) : line) + "\n";
-    }
-    NetworkDescription network;
-    ASSERT_TRUE(ParseNetwork(all, EXAMPLE_NETWORK, &network, &error)) << error;
+    const NetworkDescription network =
+        Parsed(Uncommented(TextOf(EXAMPLE_NETWORK)), EXAMPLE_NETWORK);
     EXPECT_EQ(network.faults.size(), 4U);
     ASSERT_EQ(network.cameras.size(), 2U);
     EXPECT_THAT(network.cameras[1].missingEntries, ElementsAre("lutSize.Bpp12"));

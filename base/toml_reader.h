@@ -34,7 +34,7 @@ struct NumberRule {
     std::string_view expected = {}; ///< "frames per second from 1 to 9"; empty: "a number from ..."
 };
 
-/** Reads one table. A key that is absent gives nothing. `expected` completes "key is value; expected
+/** Reads one table. The value of an absent key is nothing. `expected` completes "key is value; expected
  *  ...". The context and the table outlive the reader. */
 class TableReader
 {
@@ -108,7 +108,7 @@ private:
     std::vector<std::string> known_;
 };
 
-/** What was read, if anything, into a field. */
+/** Stores a value in a field, if there is one. */
 template <class Value, class Field> void Put(std::optional<Value> value, Field* field)
 {
     if (value) {

@@ -19,7 +19,7 @@ constexpr base::Named<std::uint32_t> kModes[] = {
     {"automatic", KvTd::kSweepAuto},
 };
 
-/** Listing positions beyond these are never looked at. */
+/** The driver looks at no more positions of the list. */
 constexpr int kPositions = 8;
 constexpr int kPacketLimit = 9180;
 constexpr int kLargestSide = 65536;
@@ -94,7 +94,7 @@ void ReadTiming(TableReader& in, TimingConfig* out)
         &out->driftNsPerS);
 }
 
-/** The pair of limits of an automatic function: both or none, in order. */
+/** The limits of an automatic function: both or none, the lower one first. */
 static void ReadLimits(TableReader& in, const char* lowKey, const char* highKey,
                        const base::NumberRule& rule, float* low, float* high)
 {
@@ -112,7 +112,7 @@ static void ReadLimits(TableReader& in, const char* lowKey, const char* highKey,
     Put(highValue, high);
 }
 
-/** Says so when a manual value is there and its mode is not. */
+/** Warns of a manual value without its mode. */
 static void WarnWithoutMode(TableReader& in, const char* key)
 {
     if (in.Has(key) && !in.Has("mode")) {
@@ -237,7 +237,7 @@ void ReadLut(TableReader& in, const std::string& configName, const FileReader& r
                   "is \"table\" but there is no table; expected lut.bits, and lut.values or "
                   "lut.file");
     }
-    // "off" asks the driver to apply a table that isn't there, which drops the camera's.
+    // With "off" the driver is told to apply a table but gets none, and drops the camera's.
     out->mode = 1;
     if (*mode == 1) {
         out->bits = static_cast<std::uint16_t>(*bits);

@@ -12,7 +12,7 @@ namespace kvgrab
 namespace
 {
 
-constexpr std::size_t kIoSetsRead = 3; // the driver looks at no more
+constexpr std::size_t kIoSetsRead = 3; // the driver reads no more
 constexpr std::size_t kIoSetsMost = 8;
 
 /** Sources of an IO-box set in the driver's numbers. */

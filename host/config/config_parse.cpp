@@ -1,4 +1,4 @@
-// The tables of the host's own work, and the reading of the whole text.
+// The tables of what the host itself does, and the reading of a whole text.
 
 #include "config/config_tables.h"
 
@@ -84,7 +84,7 @@ void ReadTable(TableReader& root, const char* name, void (*read)(TableReader&, R
     ReadTable(root, name, [read, out](TableReader& in) { read(in, out); });
 }
 
-/** Warns of settings that are right each by itself and don't go together. */
+/** Warns of settings that are valid each by itself but conflict. */
 void WarnOfConflicts(TableReader& root, const Config& config)
 {
     if (config.gain.mode == KvTd::kSweepAuto && config.exposure.mode == KvTd::kSweepManual) {

@@ -57,7 +57,7 @@ public:
     }
 };
 
-/** Like CLI::Range, which lets NaN through. */
+/** Like CLI::Range, but refuses NaN. */
 CLI::Validator Between(double low, double high)
 {
     return CLI::Validator(
@@ -80,7 +80,7 @@ template <class Value> CLI::Validator NameIn(base::Names<Value> rows)
     return CLI::IsMember(names);
 }
 
-/** The value of the name that an option gives, if it is given. */
+/** The value that the name of an option stands for, if the option is given. */
 template <class Value>
 std::optional<Value> Chosen(base::Names<Value> rows, const std::optional<std::string>& name)
 {
@@ -221,7 +221,7 @@ void ApplyOverrides(const Options& options, Config* config)
     config->exporting.overwrite = config->exporting.overwrite || options.overwrite;
     put(options.memoryName, &config->memory.name);
     if (options.simulation) {
-        // Relative to the current folder here, to the file's folder in the file.
+        // Relative to the current folder; in the file a path is relative to the file's folder.
         config->simulation.network = std::filesystem::absolute(*options.simulation).string();
     }
     put(options.logFile, &config->log.file);

@@ -2,7 +2,7 @@
 
 #include "sim/description/description_faults.h"
 #include "sim/description/feature_probe.h"
-#include "sim/description/texts.h"
+#include "sim/description/read_text.h"
 
 #include "base/printable.h"
 #include "base/toml_reader.h"
@@ -39,7 +39,7 @@ constexpr std::size_t kPathMost = 4096;
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
 
-/** A list of names, each of which the camera has to know. */
+/** A list of names that the camera has to know. */
 template <class Knows>
 void ReadNames(TableReader& reader, std::string_view key, std::string_view expected, Knows knows,
                std::vector<std::string>* names)
@@ -53,7 +53,7 @@ void ReadNames(TableReader& reader, std::string_view key, std::string_view expec
     }
 }
 
-/** A value at power-up as the text that a feature reads. */
+/** A value at power-up as text, as a feature takes it. */
 std::string ValueText(const TableReader& reader, std::string_view key, const toml::node& node)
 {
     if (const auto* text = node.as_string()) {
@@ -141,7 +141,8 @@ void ReadFeatureLists(TableReader& reader, CameraSetup* setup)
     ReadValues(reader, setup);
 }
 
-/** Reads the scene that a camera looks at; null: it has none. Its path becomes one from here. */
+/** Reads the scene that a camera looks at; null without one. Its path, which is relative to the
+ *  file, becomes relative to the current folder. */
 std::shared_ptr<const LightImage> ReadScene(TableReader& reader, const std::string& file,
                                             CameraSetup* setup)
 {

@@ -1,7 +1,7 @@
 #include "sim/description/description_faults.h"
 
 #include "sim/description/fault_names.h"
-#include "sim/description/texts.h"
+#include "sim/description/read_text.h"
 
 #include <fmt/format.h>
 
@@ -22,7 +22,7 @@ constexpr std::size_t kSerialMost = kGevTextSize - 1;
 constexpr std::size_t kTextMost = 1000;
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
-/** Over thirty years: added to any clock it stays within 64 bits. */
+/** Thirty years; the sum with any clock stays within 64 bits. */
 constexpr std::int64_t kLongestNs = 1'000'000'000'000'000'000;
 
 bool IsAccess(Trigger trigger)
@@ -48,7 +48,7 @@ bool Fits(Effect effect, Trigger trigger)
     }
 }
 
-/** What `value` may be, as the effect takes it. */
+/** Reads `value`, which means something else for each effect. */
 void ReadFaultValue(TableReader& reader, Fault* fault)
 {
     switch (fault->effect) {

@@ -163,13 +163,13 @@ TEST(CommandLine, OverridesTheFileAndTheLastOfTwoWins)
 
 TEST(CommandLine, ChoosesTheCommand)
 {
-    EXPECT_EQ(CommandLine({}).options.command, Options::Command::Run);
-    EXPECT_EQ(CommandLine({"--frames", "1"}).options.command, Options::Command::Run);
+    using Command = Options::Command;
+    EXPECT_EQ(CommandLine({}).options.command, Command::Run);
+    EXPECT_EQ(CommandLine({"--frames", "1"}).options.command, Command::Run);
+    EXPECT_EQ(CommandLine({"features", "--serial", "S"}).options.command, Command::Features);
     const CommandLine list({"list", "--config", "a.toml"});
-    EXPECT_EQ(list.options.command, Options::Command::List);
+    EXPECT_EQ(list.options.command, Command::List);
     EXPECT_EQ(list.options.configPath, "a.toml");
-    EXPECT_EQ(CommandLine({"features", "--serial", "S"}).options.command,
-              Options::Command::Features);
 }
 
 TEST(CommandLine, RefusesWhatItDoesNotUnderstandAndHelpsEverywhere)

@@ -13,9 +13,7 @@ namespace
 const std::string kFolder = DESCRIPTION_CASES "/";
 
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Pair;
 using ::testing::StartsWith;
 
 /** What is wrong with a text, without the text's name. */
@@ -54,7 +52,11 @@ TEST(Description, EveryKeyArrives)
         // In the file's order, not by the alphabet: selectors come before what they select.
         .values = {{"LUTSelector", "Green"}, {"BalanceRatioSelector", "Blue"},
                    {"BalanceRatio", "2"}, {"ExposureTime", "5000.5"}, {"ReverseX", "true"}}};
-    EXPECT_THAT(network.cameras, ElementsAre(camera));
+    const CameraSetup second{
+        .model = Model::Color, .serial = "A2",
+        .values = {{"BalanceRatioSelector", "Red"}, {"BalanceRatio", "1.5"},
+                   {"BalanceRatioSelector", "Blue"}, {"BalanceRatio", "2"}}};
+    EXPECT_THAT(network.cameras, ElementsAre(camera, second));
     const Fault write{
         .trigger = Trigger::Write, .name = "Gain", .camera = "A1", .nth = 3, .times = 0,
         .effect = Effect::Throw, .exception = ExceptionKind::DynamicCast, .text = "no"};
@@ -64,20 +66,6 @@ TEST(Description, EveryKeyArrives)
                      .effect = Effect::Fail, .value = -12};
     // clang-format on
     EXPECT_THAT(network.faults, ElementsAre(write, time, call));
-}
-
-TEST(Description, PairsSetASelectedFeatureMoreThanOnce)
-{
-    const auto network = Parsed(R"([[camera]]
-model = "color"
-values = [["BalanceRatioSelector", "Red"], ["BalanceRatio", 1.5],
-          ["BalanceRatioSelector", "Blue"], ["BalanceRatio", 2]])");
-    CameraSetup camera{.model = Model::Color};
-    for (const auto& [selected, ratio] : {std::pair("Red", "1.5"), std::pair("Blue", "2")}) {
-        camera.values.emplace_back("BalanceRatioSelector", selected);
-        camera.values.emplace_back("BalanceRatio", ratio);
-    }
-    EXPECT_THAT(network.cameras, ElementsAre(camera));
 }
 
 TEST(Description, AbsentKeysLeaveTheDefaultsAndAnEmptyFileIsAnEmptyNetwork)

@@ -1,4 +1,4 @@
-#include "sim/description/texts.h"
+#include "sim/description/read_text.h"
 
 #include <fmt/format.h>
 

@@ -1,5 +1,5 @@
-/** Disables thread cancellation for a scope in which a cancelled thread would leave a lock held or a
- *  buffer half handed over. */
+/** Disables thread cancellation for a scope in which a cancelled thread would leave a lock held or
+ *  a buffer half handed over. */
 #pragma once
 
 #include <pthread.h>

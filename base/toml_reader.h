@@ -34,8 +34,8 @@ struct NumberRule {
     std::string_view expected = {}; ///< "frames per second from 1 to 9"; empty: "a number from ..."
 };
 
-/** Reads one table. The value of an absent key is nothing. `expected` completes "key is value; expected
- *  ...". The context and the table outlive the reader. */
+/** Reads one table. The value of an absent key is nothing. `expected` completes the message "key is
+ *  value; expected ...". The context and the table outlive the reader. */
 class TableReader
 {
 public:

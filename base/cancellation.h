@@ -1,5 +1,5 @@
-/** Holds thread cancellation off for a scope: a thread that is cancelled inside would leave a lock
- *  held or a buffer half handed over. */
+/** Disables thread cancellation for a scope in which a cancelled thread would leave a lock held or
+ *  a buffer half handed over. */
 #pragma once
 
 #include <pthread.h>

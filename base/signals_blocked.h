@@ -1,5 +1,5 @@
-/** Blocks all signals for a scope: threads that are started inside inherit that, so that signals
- *  reach the threads of the program alone. */
+/** Blocks all signals for a scope. Threads that are started inside inherit the mask, so that only
+ *  the program's other threads receive signals. */
 #pragma once
 
 #include <csignal>

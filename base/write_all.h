@@ -8,8 +8,8 @@
 namespace base
 {
 
-/** 0 or an error number (errno's); what was written before an error stays. Goes on when a signal
- *  interrupts it; a file that takes nothing counts as full (ENOSPC). */
+/** Returns 0 or an error number as in errno; what was written before an error stays. Continues
+ *  after a signal. A file that accepts no byte counts as full (ENOSPC). */
 int WriteAll(int fd, std::span<const std::uint8_t> bytes);
 int WriteAll(int fd, std::string_view text);
 

@@ -161,14 +161,14 @@ ExitStatus RunGrabbing(const Options& options)
             log.Line(2, advice);
         }
     }
-    const std::string noControlThread = WhyNoControlThread();
+    const std::string noControlThread = CheckRealTimePriority();
     if (!noControlThread.empty()) {
         log.Line(start.iobox.empty() ? 3 : 2, noControlThread);
     }
 
     const std::int64_t beginNs = MonotonicNs();
     const auto runSession = [&] {
-        const std::string trouble = WhyLinesCannotBeDriven(config.Current());
+        const std::string trouble = CheckOutputLines(config.Current());
         if (!trouble.empty()) {
             log.Line(1, trouble);
             return static_cast<int>(KvTd::kExitConfiguration);

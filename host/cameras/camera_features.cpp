@@ -1,7 +1,9 @@
 #include "cameras/camera_features.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <array>
-#include <cstdio>
 #include <exception>
 
 namespace kvgrab
@@ -9,13 +11,6 @@ namespace kvgrab
 
 namespace
 {
-
-std::string Number(double value)
-{
-    std::array<char, 40> text{};
-    std::snprintf(text.data(), text.size(), "%.10g", value);
-    return text.data();
-}
 
 const char* AccessText(GenApi::EAccessMode mode)
 {
@@ -25,14 +20,14 @@ const char* AccessText(GenApi::EAccessMode mode)
 
 std::string EntriesOf(GenApi::IEnumeration& node)
 {
-    std::string entries;
+    std::vector<std::string> entries;
     for (std::size_t i = 0; i < node.GetEntryCount(); ++i) {
         GenApi::IEnumEntry* const entry = node.GetEntry(i);
         if (entry != nullptr && GenApi::IsImplemented(entry->GetAccessMode())) {
-            entries += (entries.empty() ? "" : " ") + std::string(entry->GetSymbolic());
+            entries.emplace_back(entry->GetSymbolic());
         }
     }
-    return entries;
+    return fmt::format("{}", fmt::join(entries, " "));
 }
 
 void ReadType(GenApi::INode& node, FeatureRow* row)
@@ -48,7 +43,7 @@ void ReadValue(GenApi::INode& node, FeatureRow* row)
     if (auto* const integer = node.AsInteger()) {
         row->value = std::to_string(integer->GetValue());
     } else if (auto* const number = node.AsFloat()) {
-        row->value = Number(number->GetValue());
+        row->value = fmt::format("{:.10g}", number->GetValue());
     } else if (auto* const enumeration = node.AsEnumeration()) {
         row->value = enumeration->ToString().c_str();
     } else if (auto* const boolean = node.AsBoolean()) {
@@ -60,23 +55,22 @@ void ReadRange(GenApi::INode& node, FeatureRow* row)
 {
     if (auto* const integer = node.AsInteger()) {
         const std::int64_t inc = integer->GetInc();
-        row->range = std::to_string(integer->GetMin()) + " .. " +
-                     std::to_string(integer->GetMax()) +
-                     (inc == 1 ? "" : " step " + std::to_string(inc));
+        row->range = fmt::format("{} .. {}", integer->GetMin(), integer->GetMax());
+        row->range += inc == 1 ? "" : fmt::format(" step {}", inc);
     } else if (auto* const number = node.AsFloat()) {
-        row->range = Number(number->GetMin()) + " .. " + Number(number->GetMax());
+        row->range = fmt::format("{:.10g} .. {:.10g}", number->GetMin(), number->GetMax());
     } else if (auto* const enumeration = node.AsEnumeration()) {
         row->range = EntriesOf(*enumeration);
     }
 }
 
-/** What keeps `read` from it stands in its place, in brackets. */
+/** If `read` fails, the text says why, in brackets. */
 template <class Read> void Try(const Read& read, std::string* text)
 {
     try {
         read();
     } catch (const std::exception& e) {
-        *text = std::string("(") + e.what() + ")";
+        *text = fmt::format("({})", e.what());
     }
 }
 

@@ -10,7 +10,7 @@
 namespace kvgrab
 {
 
-/** All features of a camera, in its order. What can't be read says why in its own row. */
+/** All features of a camera, in its order. The row of one that can't be read says why. */
 std::vector<FeatureRow> ReadFeatures(const GenApi::CNodeMapRef& map);
 
 } // namespace kvgrab

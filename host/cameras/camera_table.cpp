@@ -2,6 +2,8 @@
 
 #include "cameras/feature_table.h"
 
+#include <fmt/format.h>
+
 #include <cstring>
 
 namespace kvgrab
@@ -13,7 +15,7 @@ std::string WhyNotTaken(const CameraRow& camera, std::size_t position)
         return "beyond the first eight";
     }
     if (strcasestr(camera.manufacturer.c_str(), "Dalsa") == nullptr) {
-        return "another maker: " + Shown(camera.manufacturer);
+        return fmt::format("another maker: {}", Shown(camera.manufacturer));
     }
     return "";
 }
@@ -27,7 +29,7 @@ std::string CameraTable(const std::vector<CameraRow>& cameras)
         const std::string why = WhyNotTaken(camera, i);
         rows.push_back({std::to_string(i), Shown(camera.model), Shown(camera.serial),
                         Shown(camera.version), Shown(camera.backend), Shown(camera.address),
-                        why.empty() ? "takes it" : "no (" + why + ")"});
+                        why.empty() ? "takes it" : fmt::format("no ({})", why)});
     }
     return Columns(rows);
 }
@@ -37,11 +39,8 @@ std::string AddressText(std::uint32_t address)
     if (address == 0) {
         return "";
     }
-    std::string text;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        text += std::to_string(address >> shift & 0xFF) + (shift == 0 ? "" : ".");
-    }
-    return text;
+    return fmt::format("{}.{}.{}.{}", address >> 24, address >> 16 & 0xFF, address >> 8 & 0xFF,
+                       address & 0xFF);
 }
 
 } // namespace kvgrab

@@ -18,14 +18,14 @@ struct CameraRow {
     std::string address; ///< on the network; empty: none
 };
 
-/** The driver looks at no more of the list. */
+/** The driver looks at no more cameras of the list. */
 constexpr std::size_t kDriverList = 8;
 
-/** Whether the driver takes the camera at a position of the list: empty for yes, else why not. */
+/** Why the driver does not take the camera at a position of the list; empty if it does. */
 std::string WhyNotTaken(const CameraRow& camera, std::size_t position);
 
-/** Columns in the order position, model, serial, version, backend, address, driver; a heading, then
- * a row for each camera. */
+/** A heading and a row for each camera; the columns are position, model, serial, version, backend,
+ *  address, driver. */
 std::string CameraTable(const std::vector<CameraRow>& cameras);
 
 /** "192.168.1.20" of an IPv4 address in host byte order; empty of 0. */

@@ -5,6 +5,8 @@
 #include "gev_backend_choice.h"
 #include "sim_control.h"
 
+#include <fmt/format.h>
+
 #include <array>
 
 namespace kvgrab
@@ -30,8 +32,9 @@ bool SetUpCameras(const CamerasConfig& cameras, const std::string& path, std::st
 
 PlatformLog::PlatformLog(Log& log)
 {
-    gevplat::SetLogSink(
-        [&log](int level, const std::string& text) { log.Line(level, "platform: " + text); });
+    gevplat::SetLogSink([&log](int level, const std::string& text) {
+        log.Line(level, fmt::format("platform: {}", text));
+    });
 }
 
 PlatformLog::~PlatformLog()
@@ -54,7 +57,7 @@ bool ListCameras(std::vector<CameraRow>* cameras, std::string* error)
     GevApiUninitialize();
     _CloseSocketAPI();
     if (status != kGevOk) {
-        *error = "the cameras can't be listed (status " + std::to_string(status) + ")";
+        *error = fmt::format("the cameras can't be listed (status {})", status);
         return false;
     }
     return true;
@@ -65,7 +68,7 @@ std::string DrawOutputLines()
     std::vector<CameraRow> cameras;
     std::string error;
     if (!ListCameras(&cameras, &error)) {
-        return error + "\n";
+        return fmt::format("{}\n", error);
     }
     constexpr double kNsPerUs = 1000;
     std::string drawings;

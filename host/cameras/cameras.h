@@ -12,12 +12,12 @@
 namespace kvgrab
 {
 
-/** Chooses the backends, and puts the simulated ones on their network: those of the
- *  description file, or the two built-in ones when `path` is empty. False: `*error` says what is
- *  wrong, with the file and where, or why network cameras can't be used. */
+/** Chooses the backends and sets up the simulated cameras: those of the description file, or the
+ * two built-in ones if `path` is empty. False: `*error` says what is wrong where in the file, or
+ * why network cameras can't be used. */
 bool SetUpCameras(const CamerasConfig& cameras, const std::string& path, std::string* error);
 
-/** What the platform layer has to say goes to this log until the object goes. */
+/** Passes the messages of the platform layer to a log, as long as the object lives. */
 class PlatformLog
 {
 public:
@@ -27,10 +27,10 @@ public:
     PlatformLog& operator=(const PlatformLog&) = delete;
 };
 
-/** Lists all cameras. False: the platform layer refused; `*error` says how. */
+/** Lists all cameras. False: the platform layer refused, and `*error` says how. */
 bool ListCameras(std::vector<CameraRow>* cameras, std::string* error);
 
-/** Drawings of the newest pulse of each output line that a simulated camera drives. */
+/** Draws the newest pulse of each output line that a simulated camera drives. */
 std::string DrawOutputLines();
 
 /** Counts of the newest transfer. */

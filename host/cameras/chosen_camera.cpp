@@ -2,6 +2,8 @@
 
 #include "cameras/camera_table.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -46,17 +48,16 @@ ChosenCamera::ChosenCamera(const CameraConfig& wanted)
     GevGetCameraList(list.data(), kDriverList, &count);
     const GEV_DEVICE_INFO* const chosen = Chosen(list, count, wanted);
     if (chosen == nullptr) {
-        whyNot_ =
-            count == 0 ? "there is no camera" : "none of the cameras is the one that is asked for";
+        whyNot_ = count == 0 ? "there is no camera" : "none of the cameras is the configured one";
         return;
     }
     info_ = *chosen;
     const int status = GevOpenCamera(chosen, kControl, &handle_);
     if (status != kGevOk) {
-        whyNot_ = std::string("the camera ") + info_.serial + " can't be opened";
-        whyNot_ += status == kGevAccessDenied ? ": another program holds it"
-                   : status == kGevNotFound   ? ": it does not answer"
-                                              : " (status " + std::to_string(status) + ")";
+        const std::string why = status == kGevAccessDenied ? "another program holds it"
+                                : status == kGevNotFound   ? "it does not answer"
+                                                           : fmt::format("status {}", status);
+        whyNot_ = fmt::format("the camera {} can't be opened: {}", info_.serial, why);
     }
 }
 

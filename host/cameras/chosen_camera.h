@@ -11,8 +11,8 @@
 namespace kvgrab
 {
 
-/** Lists the cameras, opens the one that the driver will choose, and leaves the platform layer as
- *  the driver expects to find it. */
+/** Lists the cameras and opens the one that the driver will choose; afterwards leaves the platform
+ *  layer as the driver expects to find it. */
 class ChosenCamera
 {
 public:
@@ -22,7 +22,7 @@ public:
     ChosenCamera& operator=(const ChosenCamera&) = delete;
 
     bool IsOpen() const { return handle_ != nullptr; }
-    /** Why it isn't, a sentence without its full stop. */
+    /** Why it isn't open, as a sentence without a full stop. */
     const std::string& WhyNot() const { return whyNot_; }
     /** While it is open. */
     const GEV_DEVICE_INFO& Info() const { return info_; }

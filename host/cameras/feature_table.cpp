@@ -1,15 +1,15 @@
 #include "cameras/feature_table.h"
 
+#include "base/printable.h"
+
 #include <algorithm>
 
 namespace kvgrab
 {
 
-std::string Shown(std::string text)
+std::string Shown(std::string_view text)
 {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, '?');
-    return text.empty() ? "-" : text;
+    return text.empty() ? "-" : base::Printable(text);
 }
 
 std::string Columns(const std::vector<std::vector<std::string>>& rows)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kvgrab
@@ -17,13 +18,13 @@ struct FeatureRow {
     std::string unit;
 };
 
-/** A heading, then a line for each feature, in their order. Nothing that moves a cursor. */
+/** A heading, then a line for each feature, in their order. Printable characters only. */
 std::string FeatureTable(const std::vector<FeatureRow>& features);
 
-/** Lines of equal columns, the last one as long as it is. */
+/** Lines with columns of equal width; the last column isn't padded. */
 std::string Columns(const std::vector<std::vector<std::string>>& rows);
 
-/** A camera's text as it may be shown: nothing that moves a cursor, "-" for an empty one. */
-std::string Shown(std::string text);
+/** A camera's text in printable characters; "-" for an empty one. */
+std::string Shown(std::string_view text);
 
 } // namespace kvgrab

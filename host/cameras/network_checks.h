@@ -1,4 +1,4 @@
-/** What of this machine's set-up costs frames of network cameras, and what to do about it. */
+/** What in this machine's setup costs frames of network cameras, and what to do about it. */
 #pragma once
 
 #include "config/config.h"
@@ -14,7 +14,7 @@ namespace kvgrab
 struct NetworkInterface {
     std::string name;
     int mtu = 0;               ///< bytes
-    bool strictFilter = false; ///< drops packets that it would answer on another interface
+    bool strictFilter = false; ///< drops packets that would be answered on another interface
 };
 
 struct NetworkFacts {
@@ -23,10 +23,10 @@ struct NetworkFacts {
     std::vector<NetworkInterface> interfaces; ///< up, with an IPv4 address, loopback left out
 };
 
-/** Looks at the machine. `interface`: the configured one by name or address; empty: all. */
+/** Asks the system. `interface`: the configured one, by name or address; empty: all. */
 NetworkFacts LookAtNetwork(const std::string& interface);
 
-/** One sentence or two for each thing that is amiss. Pure. */
+/** One sentence or two for each thing that is wrong. Pure. */
 std::vector<std::string> NetworkAdvice(const NetworkFacts& facts, int packetSize);
 
 } // namespace kvgrab

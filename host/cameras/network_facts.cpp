@@ -1,5 +1,7 @@
 #include "cameras/network_checks.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <arpa/inet.h>
 #include <cstring>
@@ -17,7 +19,7 @@ namespace kvgrab
 namespace
 {
 
-/** 0 when there is no such number. */
+/** 0 if there is no such number. */
 std::uint64_t NumberIn(const std::string& path)
 {
     std::uint64_t number = 0;
@@ -33,13 +35,13 @@ bool HasNetRaw()
            (rights[0].effective & 1U << CAP_NET_RAW) != 0;
 }
 
-/** Of all and of this one the stricter holds. */
+/** The kernel applies the stricter of `all` and this interface. */
 bool IsStrict(const std::string& interface)
 {
     constexpr std::uint64_t kStrict = 1;
-    const std::string folder = "/proc/sys/net/ipv4/conf/";
-    return std::max(NumberIn(folder + "all/rp_filter"),
-                    NumberIn(folder + interface + "/rp_filter")) == kStrict;
+    return std::max(NumberIn("/proc/sys/net/ipv4/conf/all/rp_filter"),
+                    NumberIn(fmt::format("/proc/sys/net/ipv4/conf/{}/rp_filter", interface))) ==
+           kStrict;
 }
 
 bool IsAddress(const ifaddrs& entry, const std::string& text)
@@ -73,7 +75,7 @@ NetworkFacts LookAtNetwork(const std::string& interface)
         if (wanted && !known) {
             const std::string name = entry->ifa_name;
             facts.interfaces.push_back(
-                {name, static_cast<int>(NumberIn("/sys/class/net/" + name + "/mtu")),
+                {name, static_cast<int>(NumberIn(fmt::format("/sys/class/net/{}/mtu", name))),
                  IsStrict(name)});
         }
     }

@@ -3,63 +3,64 @@
 #include "cameras/chosen_camera.h"
 #include "gen_api.h"
 
+#include <fmt/format.h>
+
 namespace kvgrab
 {
 
 namespace
 {
 
-/** What keeps a feature from being used as the driver will use it; empty for nothing. */
-template <class Pointer> std::string Trouble(const Pointer& node, const std::string& name)
+/** Why the driver can't use a feature; empty if it can. */
+template <class Pointer> std::string CheckWritable(const Pointer& node, const char* name)
 {
     if (!node) {
-        return "has no " + name;
+        return fmt::format("has no {}", name);
     }
-    return GenApi::IsWritable(node->GetAccessMode()) ? "" : "does not let " + name + " be set";
+    return GenApi::IsWritable(node->GetAccessMode()) ? ""
+                                                     : fmt::format("does not let {} be set", name);
 }
 
-std::string EntryTrouble(const GenApi::CEnumerationPtr& node, const std::string& name,
-                         const char* entry)
+std::string CheckEntry(const GenApi::CEnumerationPtr& node, const char* name, const char* entry)
 {
     const GenApi::IEnumEntry* const found = node->GetEntryByName(entry);
     const bool there = found != nullptr && GenApi::IsReadable(found->GetAccessMode());
-    return there ? "" : "has no entry " + std::string(entry) + " of " + name;
+    return there ? "" : fmt::format("has no entry {} of {}", entry, name);
 }
 
-std::string LineTrouble(const GenApi::CNodeMapRef& map, const char* line)
+std::string CheckLine(const GenApi::CNodeMapRef& map, const char* line)
 {
     const GenApi::CEnumerationPtr selector = map.GetNode("LineSelector");
     const GenApi::CEnumerationPtr source = map.GetNode("outputLineSource");
     const GenApi::CBooleanPtr inverter = map.GetNode("LineInverter");
-    std::string trouble = Trouble(selector, "LineSelector");
-    if (trouble.empty()) {
-        trouble = EntryTrouble(selector, "LineSelector", line);
+    std::string missing = CheckWritable(selector, "LineSelector");
+    if (missing.empty()) {
+        missing = CheckEntry(selector, "LineSelector", line);
     }
-    if (!trouble.empty()) {
-        return trouble;
+    if (!missing.empty()) {
+        return missing;
     }
     const GenApi::gcstring before = selector->ToString();
     selector->FromString(line);
-    trouble = Trouble(source, "outputLineSource");
+    missing = CheckWritable(source, "outputLineSource");
     for (const char* entry : {"Off", "ExposureActive"}) {
-        trouble = trouble.empty() ? EntryTrouble(source, "outputLineSource", entry) : trouble;
+        missing = missing.empty() ? CheckEntry(source, "outputLineSource", entry) : missing;
     }
-    trouble = trouble.empty() ? Trouble(inverter, "LineInverter") : trouble;
+    missing = missing.empty() ? CheckWritable(inverter, "LineInverter") : missing;
     for (const char* name : {"outputLinePulseDelay", "outputLinePulseDuration"}) {
-        // One that can't be written is left as it is; it only has to be there and to tell its
-        // range.
+        // The driver leaves one alone that it can't write; it only has to read its range.
         const GenApi::CIntegerPtr pulse = map.GetNode(name);
-        if (trouble.empty() && (!pulse || !GenApi::IsReadable(pulse->GetAccessMode()))) {
-            trouble = "has no " + std::string(name) + " that can be read";
+        if (missing.empty() && (!pulse || !GenApi::IsReadable(pulse->GetAccessMode()))) {
+            missing = fmt::format("has no {} that can be read", name);
         }
     }
     selector->FromString(before);
-    return trouble;
+    return missing;
 }
 
 } // namespace
 
-std::string WhyLinesCannotBeDriven(const Config& config)
+std::string CheckOutputLines(const Config& config)
 {
     if (!DrivesOutputLines(config)) {
         return "";
@@ -68,20 +69,21 @@ std::string WhyLinesCannotBeDriven(const Config& config)
     if (!camera.IsOpen()) {
         return "";
     }
-    const std::string who = std::string("the camera ") + camera.Info().serial + " ";
+    const char* const serial = camera.Info().serial;
     try {
         const auto* const map = camera.NodeMap();
         for (const IoSetConfig& set : SetsRead(config)) {
             const char* const line = map == nullptr ? nullptr : OutputLineOf(set);
-            const std::string trouble = line == nullptr ? "" : LineTrouble(*map, line);
-            if (!trouble.empty()) {
-                return who + trouble + ", which the [[iobox]] set for " +
-                       KvTd::KvCfgIoPinMapT[set.pin].name +
-                       " needs: take the set out, or use another camera";
+            const std::string missing = line == nullptr ? "" : CheckLine(*map, line);
+            if (!missing.empty()) {
+                return fmt::format("the camera {} {}, which the [[iobox]] set for {} needs: remove "
+                                   "the set, or use another camera",
+                                   serial, missing, KvTd::KvCfgIoPinMapT[set.pin].name);
             }
         }
     } catch (const std::exception& e) {
-        return who + "refuses a look at its output lines: " + e.what();
+        return fmt::format("the output lines of the camera {} can't be checked: {}", serial,
+                           e.what());
     }
     return "";
 }

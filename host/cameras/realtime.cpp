@@ -1,5 +1,7 @@
 #include "cameras/realtime.h"
 
+#include <fmt/format.h>
+
 #include <cstring>
 #include <pthread.h>
 #include <sys/resource.h>
@@ -37,7 +39,7 @@ int TryThread()
 
 } // namespace
 
-std::string WhyNoControlThread()
+std::string CheckRealTimePriority()
 {
     const int status = TryThread();
     if (status == 0) {
@@ -45,12 +47,15 @@ std::string WhyNoControlThread()
     }
     rlimit limit{};
     getrlimit(RLIMIT_RTPRIO, &limit);
-    return "no real-time priority of " + std::to_string(kPriority) + " here (" +
-           std::strerror(status) + "; the limit is " + std::to_string(limit.rlim_cur) +
-           "), so the driver works without its second thread: output lines are not set, and a "
-           "camera that leaves is noticed by its missing frames alone. To allow it, raise the "
-           "limit (ulimit -r 98; rtprio 98 in /etc/security/limits.conf; LimitRTPRIO=98 in a "
-           "systemd unit) or give the installed program the capability (setcap cap_sys_nice+ep)";
+    return fmt::format(
+        "no real-time priority of {} here ({}; the limit is {}), so the driver works without its "
+        "second thread: output lines are not set, and a camera that leaves is noticed by its "
+        "missing "
+        "frames alone. To allow it, raise the limit (ulimit -r 98; rtprio 98 in "
+        "/etc/security/limits.conf; LimitRTPRIO=98 in a systemd unit) or give the installed "
+        "program "
+        "the capability (setcap cap_sys_nice+ep)",
+        kPriority, std::strerror(status), limit.rlim_cur);
 }
 
 } // namespace kvgrab

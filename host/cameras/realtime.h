@@ -6,8 +6,8 @@
 namespace kvgrab
 {
 
-/** Empty when a thread of the priority that the driver asks for can be created; else why not, what
- *  it costs and how to allow it. Creates such a thread and joins it. */
-std::string WhyNoControlThread();
+/** Creates a thread of the priority that the driver asks for, and joins it. Empty if that works;
+ *  otherwise why not, what it costs and how to allow it. */
+std::string CheckRealTimePriority();
 
 } // namespace kvgrab

@@ -1,7 +1,8 @@
 #include "cameras/waveform.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <cstdio>
 
 namespace kvgrab
 {
@@ -11,7 +12,7 @@ namespace
 
 constexpr int kColumns = 60;
 
-/** '#' where `[startUs, endUs)` has the middle of a column, `rest` elsewhere. */
+/** `inside` in the columns whose middle is in `[startUs, endUs)`, `rest` in the others. */
 std::string Row(double beginUs, double stepUs, double startUs, double endUs, char inside, char rest)
 {
     std::string row;
@@ -29,20 +30,15 @@ std::string DrawPulse(const LinePulse& pulse)
     const double lastUs = std::max({pulse.exposureEndUs, pulse.endUs, 1.0});
     const double marginUs = lastUs / 10;
     const double stepUs = (lastUs + 2 * marginUs) / kColumns;
-    char text[512];
-    std::snprintf(text, sizeof text,
-                  "Line%d of %s, frame %llu%s:\n"
-                  "  exposure  %s  0 to %.0f us\n"
-                  "  level     %s  %s from %.0f to %.0f us\n",
-                  pulse.line, pulse.camera.c_str(), static_cast<unsigned long long>(pulse.frame),
-                  pulse.inverted ? ", inverted" : "",
-                  Row(-marginUs, stepUs, 0, pulse.exposureEndUs, '#', '.').c_str(),
-                  pulse.exposureEndUs,
-                  Row(-marginUs, stepUs, pulse.startUs, pulse.endUs, pulse.inverted ? '_' : '^',
-                      pulse.inverted ? '^' : '_')
-                      .c_str(),
-                  pulse.inverted ? "low" : "high", pulse.startUs, pulse.endUs);
-    return text;
+    return fmt::format("Line{} of {}, frame {}{}:\n"
+                       "  exposure  {}  0 to {:.0f} us\n"
+                       "  level     {}  {} from {:.0f} to {:.0f} us\n",
+                       pulse.line, pulse.camera, pulse.frame, pulse.inverted ? ", inverted" : "",
+                       Row(-marginUs, stepUs, 0, pulse.exposureEndUs, '#', '.'),
+                       pulse.exposureEndUs,
+                       Row(-marginUs, stepUs, pulse.startUs, pulse.endUs,
+                           pulse.inverted ? '_' : '^', pulse.inverted ? '^' : '_'),
+                       pulse.inverted ? "low" : "high", pulse.startUs, pulse.endUs);
 }
 
 } // namespace kvgrab

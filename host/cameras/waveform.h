@@ -7,7 +7,7 @@
 namespace kvgrab
 {
 
-/** What a line did with one frame; times in microseconds from the begin of the exposure. */
+/** What a line did with one frame; times in microseconds from the beginning of the exposure. */
 struct LinePulse {
     std::string camera; ///< serial number
     int line = 0;

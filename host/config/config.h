@@ -1,9 +1,11 @@
-/** The configuration as the program uses it: one record per table of the configuration file.
+/** The configuration as the program uses it: one record for each table of the configuration file.
  *
  *  A value that is not configured holds the marker that the driver expects (kv_td_types.h), so that
- *  a getter hands the field out as it is. Plain values; compared table by table. */
+ *  a getter returns the field as it is. Plain values, which compare table by table. */
 #pragma once
 
+#include "base/names.h"
+#include "base/text_error.h"
 #include "kv_td_pins.h"
 #include "kv_td_types.h"
 
@@ -190,66 +192,51 @@ std::span<const IoSetConfig> SetsRead(const Config& config);
  *  drives none. */
 const char* OutputLineOf(const IoSetConfig& set);
 
-/** Does a set that the driver reads drive a line? */
+/** Whether a set that the driver reads drives a line. */
 bool DrivesOutputLines(const Config& config);
 
-/** Why a text is no configuration, and where. Lines and columns count from 1; 0: the whole text. */
-struct ConfigError {
-    std::string name; ///< of the text, usually its path
-    unsigned line = 0;
-    unsigned column = 0;
-    std::string text;
-    std::string Message() const; ///< "name:line:column: text"
-};
+/** Why a text is no configuration, and where. */
+using ConfigError = base::TextError;
 
-/** A configuration that can be used; `warnings` tell of keys that will have no effect. */
+/** A configuration that can be used, and warnings of keys that will have no effect. */
 struct ParsedConfig {
     Config config;
     std::vector<std::string> warnings; ///< each with name, line and column
 };
 
-/** Reads a whole file; false: it can't be read, and why not. */
+/** Reads a whole file. False: it can't be read, and `*error` says why. */
 using FileReader =
     std::function<bool(const std::string& path, std::string* text, std::string* error)>;
 
-/** Turns a TOML text into a configuration. Depends on nothing but its arguments: `name` is the
- *  text's path, for messages and for the files that it names; those come through `read`. The first
- *  thing that can't be used is the error, which may lie in such a file. */
+/** Turns a TOML text into a configuration. Depends on its arguments alone: `name` is the text's
+ *  path, for messages and for the files that it names, which come through `read`. The error is the
+ *  first thing that can't be used; it may be in such a file. */
 std::variant<ParsedConfig, ConfigError> ParseConfig(std::string_view text, std::string_view name,
                                                     const FileReader& read);
 
-/** A path that the configuration `configName` holds: relative to that file's folder. */
+/** Resolves a path in the configuration `configName`: it is relative to that file's folder. */
 std::string FromConfigFolder(const std::string& path, std::string_view configName);
 
-/** Puts the leading slash before a shared memory's name. False: it can't be such a name. */
+/** Adds the leading slash of a shared memory's name. False: it can't be such a name. */
 bool NormalizeMemoryName(std::string* name);
 
 /** The names that choose a pixel format, and their codes. */
-struct FormatName {
-    std::string_view name;
-    std::uint32_t code;
-};
-inline constexpr FormatName kFormatNames[] = {
+inline constexpr base::Named<std::uint32_t> kFormatNames[] = {
     {"mono8", KvTd::kFormatMono8},   {"mono12p", KvTd::kFormatMono12Packed},
     {"mono12", KvTd::kFormatMono12}, {"yuv422", KvTd::kFormatYuv422},
     {"bayer8", KvTd::kFormatBayer8},
 };
 
-/** The names that choose the backends. */
-struct BackendName {
-    std::string_view name;
+/** Which backends are used, by the names that choose them. */
+struct Backends {
     bool simulated;
     bool network;
 };
-inline constexpr BackendName kBackendNames[] = {
-    {"sim", true, false}, {"net", false, true}, {"all", true, true}};
+inline constexpr base::Named<Backends> kBackendNames[] = {
+    {"sim", {true, false}}, {"net", {false, true}}, {"all", {true, true}}};
 
 /** The names of the log levels. */
-struct LevelName {
-    std::string_view name;
-    int level;
-};
-inline constexpr LevelName kLevelNames[] = {
+inline constexpr base::Named<int> kLevelNames[] = {
     {"error", 1}, {"warning", 2}, {"info", 3}, {"detail", 4}, {"trace", 5},
 };
 

@@ -1,5 +1,8 @@
 #include "config/config_changes.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 namespace kvgrab
 {
 
@@ -53,11 +56,7 @@ ConfigChanges Compare(const Config& before, const Config& after)
 
 std::string Listed(const std::vector<std::string>& names)
 {
-    std::string text;
-    for (const std::string& name : names) {
-        text += (text.empty() ? "" : ", ") + name;
-    }
-    return text;
+    return fmt::format("{}", fmt::join(names, ", "));
 }
 
 } // namespace kvgrab

@@ -1,4 +1,4 @@
-/** What differs between two configurations, by what it takes to apply it. Pure. */
+/** What differs between two configurations, by what it takes to apply the change. Pure. */
 #pragma once
 
 #include "config/config.h"
@@ -9,7 +9,7 @@
 namespace kvgrab
 {
 
-/** The tables (or keys) that differ, by the least that takes them over. */
+/** The tables (or keys) that differ, by the least that applies them. */
 struct ConfigChanges {
     std::vector<std::string> dynamic;    ///< while frames flow
     std::vector<std::string> reload;     ///< while frames flow, when asked to by HUP
@@ -17,7 +17,7 @@ struct ConfigChanges {
     std::vector<std::string> restart;    ///< not before kvgrab starts again
 
     bool Any() const;
-    /** All that differs can be applied without being asked for it. */
+    /** Whether everything that differs can be applied unasked, while frames flow. */
     bool OnlyDynamic() const;
 };
 

@@ -2,6 +2,8 @@
 
 #include "config/config_tables.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 
 namespace kvgrab
@@ -10,13 +12,13 @@ namespace kvgrab
 namespace
 {
 
-constexpr std::size_t kIoSetsRead = 3; // the driver looks at no more
+constexpr std::size_t kIoSetsRead = 3; // the driver reads no more
 constexpr std::size_t kIoSetsMost = 8;
 
 /** Sources of an IO-box set in the driver's numbers. */
 enum IoSource : int { kSourceOff = 0, kSourceStrobe = 2, kSourceStrobe2 = 3, kSourceUser = 5 };
 
-/** The keys of the two parameters, and where they have a meaning. */
+/** The keys of the two parameters, and where each has a meaning. */
 void ReadIoParameters(TableReader& in, IoSetConfig* out)
 {
     const std::int64_t most = 0xFFFFFFFE; // one below the mark of an unset parameter
@@ -37,15 +39,13 @@ void ReadIoParameters(TableReader& in, IoSetConfig* out)
         {"timeout_us", 0, user && out->mode == 2, "a user input", 0, most},
     };
     for (const auto& key : keys) {
-        const auto value = in.Integer(key.key, key.min, key.max,
-                                      "an integer from " + std::to_string(key.min) + " to " +
-                                          std::to_string(key.max));
+        const auto value = in.Integer(key.key, key.min, key.max);
         if (!value) {
             continue;
         }
         if (!key.fits) {
-            in.Refuse(key.key, std::string("belongs to ") + key.where +
-                                   "; this set's mode and source are others");
+            in.Refuse(key.key,
+                      fmt::format("belongs to {}; this set has another mode or source", key.where));
         }
         out->parameters[key.index] = static_cast<std::uint32_t>(*value);
     }
@@ -55,32 +55,27 @@ void ReadIoParameters(TableReader& in, IoSetConfig* out)
 
 IoSetConfig ReadIoSet(TableReader& in)
 {
-    constexpr Choice kIoModes[] = {{"output", 1}, {"input", 2}};
-    constexpr Choice kSources[] = {{"off", kSourceOff},
-                                   {"strobe", kSourceStrobe},
-                                   {"strobe2", kSourceStrobe2},
-                                   {"user", kSourceUser}};
-    std::vector<Choice> pins;
+    constexpr base::Named<int> kIoModes[] = {{"output", 1}, {"input", 2}};
+    constexpr base::Named<int> kSources[] = {{"off", kSourceOff},
+                                             {"strobe", kSourceStrobe},
+                                             {"strobe2", kSourceStrobe2},
+                                             {"user", kSourceUser}};
+    std::vector<base::Named<int>> pins;
     for (const KvTd::KvCfgIoPinMapRow& row : KvTd::KvCfgIoPinMapT) {
         if (row.pin != KvTd::TD_PIN_NONE) {
             pins.push_back({row.name, static_cast<int>(row.pin)});
         }
     }
     IoSetConfig set;
-    const auto pin = in.OneOf("pin", pins);
-    const auto source = in.OneOf("source", kSources);
-    if (!pin) {
-        in.Refuse("pin", "is missing; expected the name of a pin, like \"Out1\"");
-    }
-    if (!source) {
-        in.Refuse("source", "is missing; expected \"off\", \"strobe\", \"strobe2\" or \"user\"");
-    }
-    set.pin = *pin;
-    set.source = *source;
-    set.mode = in.OneOf("mode", kIoModes).value_or(1);
+    in.Require("pin", "the name of a pin, such as \"Out1\"");
+    in.Require("source", TableReader::OneOfNames(base::NameList<int>(kSources)));
+    Put(in.OneOf<int>("pin", pins), &set.pin);
+    Put(in.OneOf<int>("source", kSources), &set.source);
+    set.mode = in.OneOf<int>("mode", kIoModes).value_or(1);
     set.invert = in.Flag("invert").value_or(false) ? 2 : 0;
     if (set.mode == 2 && set.source != kSourceUser) {
-        in.Refuse("mode", "is \"input\"; expected \"output\": only source = \"user\" can be one");
+        in.Refuse("mode",
+                  "is \"input\"; expected \"output\": only source = \"user\" can be an input");
     }
     ReadIoParameters(in, &set);
     return set;
@@ -88,14 +83,13 @@ IoSetConfig ReadIoSet(TableReader& in)
 
 } // namespace
 
-void ReadIoBox(TableReader& root, ReadContext& context, std::vector<IoSetConfig>* out)
+void ReadIoBox(TableReader& root, std::vector<IoSetConfig>* out)
 {
-    const std::vector<const toml::table*> tables = root.Tables("iobox");
+    std::vector<TableReader> tables = root.Tables("iobox");
     if (tables.size() > kIoSetsMost) {
-        root.Refuse("iobox", "has " + std::to_string(tables.size()) + " sets; expected 8 at most");
+        root.Refuse("iobox", fmt::format("has {} sets; expected 8 at most", tables.size()));
     }
-    for (const toml::table* table : tables) {
-        TableReader in(context, *table, "iobox");
+    for (TableReader& in : tables) {
         out->push_back(ReadIoSet(in));
         in.Finish();
     }
@@ -106,13 +100,11 @@ void ReadIoBox(TableReader& root, ReadContext& context, std::vector<IoSetConfig>
 
 std::span<const IoSetConfig> SetsRead(const Config& config)
 {
-    constexpr std::size_t kMost = 3;
-    return std::span(config.iobox).first(std::min(config.iobox.size(), kMost));
+    return std::span(config.iobox).first(std::min(config.iobox.size(), kIoSetsRead));
 }
 
 const char* OutputLineOf(const IoSetConfig& set)
 {
-    constexpr int kSourceUser = 5;
     if (set.source == kSourceUser) {
         return nullptr;
     }

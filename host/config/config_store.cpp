@@ -2,6 +2,8 @@
 
 #include "file_handle.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -16,7 +18,7 @@ namespace
 {
 
 constexpr std::int64_t kPollNs = 500'000'000;
-/** Larger files are refused: one with the largest look-up table has less than a megabyte. */
+/** Larger files are refused; one with the largest look-up table has less than a megabyte. */
 constexpr std::size_t kLargestFile = 4 << 20;
 
 FileStamp StampOf(const std::string& path)
@@ -31,7 +33,7 @@ FileStamp StampOf(const std::string& path)
 
 bool ReadFile(const std::string& path, std::string* text, std::string* error)
 {
-    // Not blocking: a FIFO without a writer would hold the program here.
+    // Not blocking: opening a FIFO that nobody writes to would stop the program here.
     const FileHandle file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     struct stat status = {};
     if (!file.Valid() || fstat(file.Get(), &status) != 0) {
@@ -77,7 +79,7 @@ ConfigStore::ConfigStore(ConfigSource source) : source_(std::move(source))
 
 bool ConfigStore::ReadStamped(const std::string& path, std::string* text, std::string* error)
 {
-    // Taken before the text, so that a change in between is seen at the next look.
+    // Before the text is read, so that a change in between is seen at the next look.
     seen_[path] = source_.stamp(path);
     return source_.read(path, text, error);
 }
@@ -91,7 +93,8 @@ ConfigStore::Result ConfigStore::Read(Config* config)
         std::string text;
         std::string why;
         if (!ReadStamped(source_.path, &text, &why)) {
-            result.error = "can't read the configuration file " + source_.path + ": " + why;
+            result.error =
+                fmt::format("can't read the configuration file {}: {}", source_.path, why);
             return result;
         }
         auto outcome =
@@ -144,7 +147,7 @@ std::optional<ConfigStore::Result> ConfigStore::Poll(std::int64_t nowNs)
     Result result = Read(&config);
     for (const auto& [path, stamp] : stamps) {
         if (seen_.contains(path)) {
-            seen_[path] = stamp; // a change since this look is one for the next
+            seen_[path] = stamp; // the next look finds what changed since this one
         }
     }
     if (result.usable && !result.changes.Any()) {
@@ -168,7 +171,7 @@ void ConfigStore::Adopt(Config config)
     if (lut_ != nullptr && *lut_ == wanted) {
         return;
     }
-    // One that comes back gets another address than it had: the camera may have dropped it.
+    // A table that comes back gets a new address: the camera may have dropped it meanwhile.
     auto kept = std::find_if(luts_.begin(), luts_.end(), [&](const KeptLut& candidate) {
         return &candidate != lastLut_ && candidate == wanted;
     });

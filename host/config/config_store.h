@@ -1,6 +1,8 @@
-/** The configuration in force: where it comes from, when it is read again, what the driver forced.
+/** The configuration in force: where it comes from, when it is read again, and what the driver
+ *  has put in place of it.
  *
- *  Grab thread only. The look-up tables that were ever in force stay valid as long as the store. */
+ *  Grab thread only. Every look-up table that was ever in force stays valid as long as the store.
+ */
 #pragma once
 
 #include "config/config.h"
@@ -18,7 +20,7 @@
 namespace kvgrab
 {
 
-/** What tells one state of a file from another. */
+/** Identifies one state of a file. */
 struct FileStamp {
     std::int64_t mtimeNs = -1; ///< -1: the file can't be read
     std::int64_t size = 0;
@@ -26,12 +28,12 @@ struct FileStamp {
     bool operator==(const FileStamp&) const = default;
 };
 
-/** How the store reaches the file; tests put their own in its place. */
+/** How the store reaches files; tests put others in their place. */
 struct ConfigSource {
-    std::string path; ///< empty: there is no file, the defaults hold
+    std::string path; ///< empty: no file, the defaults apply
     std::function<FileStamp(const std::string&)> stamp;
     FileReader read;
-    /** What the command line says is put on top of every configuration that is read. */
+    /** Lets the command line override every configuration that is read. */
     std::function<void(Config*)> overrides;
 };
 
@@ -48,17 +50,17 @@ public:
         bool usable = false;               ///< a configuration was read
         bool adopted = false;              ///< and it is in force now
         std::string error;                 ///< why it can't be used
-        std::vector<std::string> warnings; ///< about keys without effect
+        std::vector<std::string> warnings; ///< of keys without effect
         ConfigChanges changes;             ///< against the one in force before
     };
 
-    /** Reads the file and takes it over whatever changed. On an error the old one stays. */
+    /** Reads the file and applies it, whatever changed. On an error the old one stays. */
     Result Reload();
 
-    /** Looks at the file and at those that it names, at most every half second, and takes them over
-     *  when they changed in nothing but what can be applied while grabbing. A result only when
-     *  there is news: a change is reported once. Files are looked into when they have been at rest
-     *  for one look, so that a half written one is left alone. */
+    /** Looks at the file and at those that it names, at most every half second, and applies them if
+     *  nothing changed but what can be applied while grabbing. There is a result only for a change,
+     *  once. Files are read when they are unchanged since the look before, so that a half-written
+     *  one is left alone. */
     std::optional<Result> Poll(std::int64_t nowNs);
 
     const Config& Current() const { return current_; }
@@ -68,15 +70,15 @@ public:
     std::uint32_t Buffers() const;
     void ForceFormat(std::uint32_t format) { forcedFormat_ = format; }
     void ForceBuffers(std::uint32_t buffers) { forcedBuffers_ = buffers; }
-    /** A device session is over: what the driver forced ended with it. */
+    /** What the driver forced ends with its device session. */
     void DropForced();
 
-    /** The table in force, null when none is. Another table has another address, and so has one
-     *  that comes back after there was none. */
+    /** The table in force; null without one. A different table has a different address, and so has
+     *  a table that comes back after there was none. */
     const std::uint16_t* LutData() const { return lut_ != nullptr ? lut_->second.data() : nullptr; }
 
 private:
-    /** A table and the bits of its entries: the same numbers of another width are another table. */
+    /** A table and the width of its entries: equal numbers of another width make another table. */
     using KeptLut = std::pair<std::uint16_t, std::vector<std::uint16_t>>;
 
     /** The configuration file and the files that it names, by path. */
@@ -89,14 +91,14 @@ private:
 
     ConfigSource source_;
     Config current_;
-    FileStamps seen_;   ///< of the files as they were last looked into
+    FileStamps seen_;   ///< of the files when they were last read
     FileStamps atPoll_; ///< of the last look
     std::int64_t nextPollNs_ = 0;
     std::optional<std::uint32_t> forcedFormat_;
     std::optional<std::uint32_t> forcedBuffers_;
     std::deque<KeptLut> luts_;         ///< never shrinks; a deque moves no element when it grows
     const KeptLut* lut_ = nullptr;     ///< in force
-    const KeptLut* lastLut_ = nullptr; ///< the last that was
+    const KeptLut* lastLut_ = nullptr; ///< the last one in force
 };
 
 } // namespace kvgrab

@@ -2,13 +2,16 @@
  */
 #pragma once
 
+#include "base/toml_reader.h"
 #include "config/config.h"
-#include "config/config_reader.h"
 
 #include <vector>
 
 namespace kvgrab
 {
+
+using base::Put;
+using base::TableReader;
 
 void ReadCamera(TableReader& in, CameraConfig* out);
 void ReadStream(TableReader& in, StreamConfig* out);
@@ -19,10 +22,12 @@ void ReadExposure(TableReader& in, ExposureConfig* out);
 void ReadGain(TableReader& in, GainConfig* out);
 void ReadAuto(TableReader& in, AutoConfig* out);
 void ReadWhiteBalance(TableReader& in, WhiteBalanceConfig* out);
-void ReadLut(TableReader& in, LutConfig* out);
+/** `read` reads the file of the table, whose path is relative to that of `configName`. */
+void ReadLut(TableReader& in, const std::string& configName, const FileReader& read,
+             LutConfig* out);
 void ReadGamma(TableReader& in, GammaConfig* out);
 
 /** All [[iobox]] tables of the text. */
-void ReadIoBox(TableReader& root, ReadContext& context, std::vector<IoSetConfig>* out);
+void ReadIoBox(TableReader& root, std::vector<IoSetConfig>* out);
 
 } // namespace kvgrab

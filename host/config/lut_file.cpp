@@ -1,9 +1,12 @@
 #include "config/lut_file.h"
 
+#include "base/printable.h"
+
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cctype>
 #include <charconv>
-#include <cstdio>
 #include <string>
 #include <system_error>
 
@@ -14,7 +17,6 @@ namespace
 {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-constexpr std::string_view kExpectedCount = "expected 256 to 65535";
 
 /** What stands between two separators, and its place on the line, counted from 1. */
 struct Word {
@@ -36,17 +38,7 @@ bool IsDigit(char c)
 std::string Shown(std::string_view word)
 {
     constexpr std::size_t kLongest = 20;
-    std::string text;
-    for (const char c : word.substr(0, kLongest)) {
-        if (c >= ' ' && c <= '~') {
-            text += c;
-            continue;
-        }
-        char code[8];
-        std::snprintf(code, sizeof code, "\\x%02x", static_cast<unsigned char>(c));
-        text += code;
-    }
-    return "\"" + text + (word.size() > kLongest ? "..." : "") + "\"";
+    return base::Quoted(word, kLongest);
 }
 
 class LutText
@@ -74,9 +66,9 @@ public:
     std::vector<std::uint16_t> Finish()
     {
         if (entries_.size() < kLutSmallest) {
-            throw ConfigError{std::string(name_), 0, 0,
-                              "holds " + std::to_string(entries_.size()) + " entries; " +
-                                  std::string(kExpectedCount)};
+            throw ConfigError{
+                std::string(name_), 0, 0,
+                fmt::format("holds {} entries; expected 256 to 65535", entries_.size())};
         }
         return std::move(entries_);
     }
@@ -133,15 +125,17 @@ private:
             const char first = word.text.front();
             if (first != '"' && first != '_' &&
                 std::isalpha(static_cast<unsigned char>(first)) == 0) {
-                Refuse(word.column, "this is " + Shown(word.text) +
-                                        "; expected a whole number without a sign, or a header of "
-                                        "words");
+                Refuse(word.column,
+                       fmt::format("this is {}; expected a whole number without a sign, "
+                                   "or a header of words",
+                                   Shown(word.text)));
             }
         }
         if (words_.size() > 2) {
-            Refuse(words_[2].column, "the header has " + std::to_string(words_.size()) +
-                                         " columns; expected one of values, or an index and a "
-                                         "value");
+            Refuse(words_[2].column,
+                   fmt::format("the header has {} columns; expected one of values, "
+                               "or an index and a value",
+                               words_.size()));
         }
         shape_ = words_.size() == 2 ? Shape::Indexed : Shape::List;
         perLine_ = words_.size();
@@ -158,15 +152,16 @@ private:
             return;
         }
         if (shortLine_ != 0) {
-            Refuse(words_.front().column,
-                   "a line goes on below line " + std::to_string(shortLine_) +
-                       ", which has fewer numbers than the first; expected as many on every line "
-                       "but the last");
+            Refuse(
+                words_.front().column,
+                fmt::format("line {} above has fewer numbers than the first; expected as many on "
+                            "every line but the last",
+                            shortLine_));
         }
         if (words_.size() > perLine_) {
             Refuse(words_[perLine_].column,
-                   "numbers on this line: " + std::to_string(words_.size()) + "; expected " +
-                       std::to_string(perLine_) + " as on the first line");
+                   fmt::format("numbers on this line: {}; expected {} as on the first line",
+                               words_.size(), perLine_));
         }
         shortLine_ = words_.size() < perLine_ ? line_ : 0;
         for (const Word& word : words_) {
@@ -178,27 +173,27 @@ private:
     {
         if (words_.size() != 2) {
             Refuse(words_[std::min<std::size_t>(words_.size() - 1, 2)].column,
-                   "numbers on this line: " + std::to_string(words_.size()) +
-                       "; expected an index and a value, as the first line has two columns");
+                   fmt::format("numbers on this line: {}; expected an index and a value, as the "
+                               "first line has two columns",
+                               words_.size()));
         }
         const std::uint32_t index = Number(words_[0], UINT32_MAX, "an index");
         if (index != entries_.size()) {
-            Refuse(words_[0].column,
-                   "index " + std::to_string(index) + "; expected " +
-                       std::to_string(entries_.size()) +
-                       ": on lines of two numbers the first ones count 0, 1, 2, ... (a list has "
-                       "one entry a line, or more than two)");
+            Refuse(
+                words_[0].column,
+                fmt::format("index {}; expected {}: on lines of two numbers the first ones count "
+                            "0, 1, 2, ... (a list has one entry a line, or more than two)",
+                            index, entries_.size()));
         }
         Keep(words_[1]);
     }
 
     void Keep(const Word& word)
     {
-        const std::uint32_t value = Number(word, largest_,
-                                           "an entry from 0 to " + std::to_string(largest_) +
-                                               " (lut.bits is " + std::to_string(bits_) + ")");
+        const std::uint32_t value = Number(
+            word, largest_, fmt::format("an entry from 0 to {} (lut.bits is {})", largest_, bits_));
         if (entries_.size() == kLutLargest) {
-            Refuse(word.column, "entry 65536; " + std::string(kExpectedCount) + " entries");
+            Refuse(word.column, "entry 65536; expected 256 to 65535 entries");
         }
         entries_.push_back(static_cast<std::uint16_t>(value));
     }
@@ -211,7 +206,7 @@ private:
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(),
                                                   number, hexadecimal ? 16 : 10);
         if (error != std::errc() || end != digits.data() + digits.size() || number > largest) {
-            Refuse(word.column, "this is " + Shown(word.text) + "; expected " + expected);
+            Refuse(word.column, fmt::format("this is {}; expected {}", Shown(word.text), expected));
         }
         return number;
     }

@@ -12,7 +12,7 @@
 namespace kvgrab
 {
 
-/** Entries that a table may have: the driver takes 256 out of them, evenly spaced. */
+/** How many entries a table may have; the driver takes 256 of them, evenly spaced. */
 inline constexpr std::size_t kLutSmallest = 256;
 inline constexpr std::size_t kLutLargest = 65535;
 
@@ -21,14 +21,14 @@ inline constexpr std::size_t kLutLargest = 65535;
  *
  *  Numbers are decimal or 0x hexadecimal, whole and without a sign. On a line they are separated by
  *  blanks and tabs, or by one kind of commas and semicolons throughout the text, of which one may
- *  stand at a line's end. "#" begins a comment; lines without content don't count. The first line
+ *  stand at a line's end. "#" begins a comment; lines without content are skipped. The first line
  *  is a header when none of its words begins with a digit. Two shapes:
  *  - a list: every line has as many entries as the first, the last may have fewer. Below a header
  *    it is one entry a line;
  *  - index and value: two numbers on every line, the first of which count 0, 1, 2, ... It takes a
  *    header of two words, or no header and two numbers on the first line.
  *
- *  The first thing that doesn't fit is the error. */
+ *  The error is the first thing that doesn't fit. */
 std::variant<std::vector<std::uint16_t>, ConfigError>
 ParseLutFile(std::string_view text, std::string_view name, unsigned bits);
 

@@ -3,6 +3,7 @@
 #include "exit_status.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -56,7 +57,7 @@ public:
     }
 };
 
-/** Like CLI::Range, which lets NaN through. */
+/** Like CLI::Range, but refuses NaN. */
 CLI::Validator Between(double low, double high)
 {
     return CLI::Validator(
@@ -65,20 +66,25 @@ CLI::Validator Between(double low, double high)
             if (CLI::detail::lexical_cast(text, value) && value >= low && value <= high) {
                 return std::string();
             }
-            std::ostringstream expected;
-            expected << text << " is not a number from " << low << " to " << high;
-            return expected.str();
+            return fmt::format("{} is not a number from {} to {}", text, low, high);
         },
         "");
 }
 
-template <typename Names> std::vector<std::string> NamesOf(const Names& rows)
+template <class Value> CLI::Validator NameIn(base::Names<Value> rows)
 {
     std::vector<std::string> names;
-    for (const auto& row : rows) {
-        names.emplace_back(row.name);
+    for (const std::string_view name : base::NameList<Value>(rows)) {
+        names.emplace_back(name);
     }
-    return names;
+    return CLI::IsMember(names);
+}
+
+/** The value that the name of an option stands for, if the option is given. */
+template <class Value>
+std::optional<Value> Chosen(base::Names<Value> rows, const std::optional<std::string>& name)
+{
+    return name ? base::ValueIn<Value>(rows, *name) : std::nullopt;
 }
 
 void AddOptions(CLI::App& app, Options* options)
@@ -87,21 +93,21 @@ void AddOptions(CLI::App& app, Options* options)
         [](std::string& name) {
             return NormalizeMemoryName(&name)
                        ? std::string()
-                       : name + " is no name of a shared memory, like /kvgrab";
+                       : fmt::format("{} is no name of a shared memory, such as /kvgrab", name);
         },
         "");
-    // A script's options may be followed by its user's: the last one holds.
+    // A user may append options to those of a script: the last one wins.
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     app.add_option("-c,--config", options->configPath, "configuration file (docs/kvgrab.md)")
         ->option_text("FILE");
     app.add_option("--cameras", options->backends,
                    "backends: sim (simulated cameras, the default), net (network cameras) or all")
         ->option_text("sim|net|all")
-        ->check(CLI::IsMember(NamesOf(kBackendNames)));
+        ->check(NameIn<Backends>(kBackendNames));
     app.add_option("--interface", options->interface,
                    "look for network cameras on this network interface alone")
         ->option_text("NAME");
-    app.add_option("--model", options->model, "use a camera whose model begins so")
+    app.add_option("--model", options->model, "use a camera whose model begins with this")
         ->option_text("TEXT");
     app.add_option("--serial", options->serial, "use the camera with this serial number")
         ->option_text("TEXT");
@@ -113,7 +119,7 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_option("--format", options->format,
                    "pixel format: mono8, mono12, mono12p, yuv422 or bayer8")
         ->option_text("NAME")
-        ->check(CLI::IsMember(NamesOf(kFormatNames)));
+        ->check(NameIn<std::uint32_t>(kFormatNames));
     app.add_option("-n,--frames", options->frames, "end after so many frames; 0: never")
         ->option_text("N");
     app.add_option("--buffers", options->buffers, "frame buffers")
@@ -148,7 +154,7 @@ void AddOptions(CLI::App& app, Options* options)
         ->option_text("FILE");
     app.add_option("--log-level", options->logLevel, "error, warning, info, detail or trace")
         ->option_text("LEVEL")
-        ->check(CLI::IsMember(NamesOf(kLevelNames)));
+        ->check(NameIn<int>(kLevelNames));
     app.add_flag("--no-status", options->noStatus, "no status line on a terminal");
     app.add_flag("--show-lines", options->showLines,
                  "at the end, draw what the output lines of simulated cameras did");
@@ -184,7 +190,7 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
         *exitStatus = static_cast<int>(ExitStatus::Done);
         return false;
     } catch (const CLI::ParseError& error) {
-        err << "kvgrab: " << error.what() << "\nkvgrab --help tells what is understood.\n";
+        err << "kvgrab: " << error.what() << "\nkvgrab --help lists the options.\n";
         *exitStatus = static_cast<int>(ExitStatus::Usage);
         return false;
     }
@@ -215,29 +221,19 @@ void ApplyOverrides(const Options& options, Config* config)
     config->exporting.overwrite = config->exporting.overwrite || options.overwrite;
     put(options.memoryName, &config->memory.name);
     if (options.simulation) {
-        // Relative to the current folder here, to the file's folder in the file.
+        // Relative to the current folder; in the file a path is relative to the file's folder.
         config->simulation.network = std::filesystem::absolute(*options.simulation).string();
     }
     put(options.logFile, &config->log.file);
     put(options.retryIntervalS, &config->session.retryIntervalS);
     config->session.retry = config->session.retry && !options.noRetry;
-    for (const BackendName& row : kBackendNames) {
-        if (options.backends == row.name) {
-            config->cameras.simulated = row.simulated;
-            config->cameras.network = row.network;
-        }
+    if (const auto backends = Chosen<Backends>(kBackendNames, options.backends)) {
+        config->cameras.simulated = backends->simulated;
+        config->cameras.network = backends->network;
     }
     put(options.interface, &config->cameras.interface);
-    for (const FormatName& row : kFormatNames) {
-        if (options.format == row.name) {
-            config->image.format = row.code;
-        }
-    }
-    for (const LevelName& row : kLevelNames) {
-        if (options.logLevel == row.name) {
-            config->log.level = row.level;
-        }
-    }
+    put(Chosen<std::uint32_t>(kFormatNames, options.format), &config->image.format);
+    put(Chosen<int>(kLevelNames, options.logLevel), &config->log.level);
 }
 
 } // namespace kvgrab

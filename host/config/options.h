@@ -12,8 +12,7 @@
 namespace kvgrab
 {
 
-/** What is given on the command line holds over the configuration file, also when that is read
- *  again. */
+/** Options override the configuration file, also when it is read again. */
 struct Options {
     enum class Command { Run, List, Features };
     Command command = Command::Run;
@@ -44,12 +43,12 @@ struct Options {
     std::optional<double> retryIntervalS;
 };
 
-/** Reads the command line. False: there is nothing more to do, the text is printed and
- *  `*exitStatus` says with what to end. */
+/** Reads the command line. False: there is nothing more to do, a text has been printed, and
+ *  `*exitStatus` is what to end with. */
 bool ParseOptions(int argc, const char* const* argv, Options* options, int* exitStatus,
                   std::ostream& out, std::ostream& err);
 
-/** Puts what the command line says on top of a configuration. */
+/** Overrides a configuration by the options that were given. */
 void ApplyOverrides(const Options& options, Config* config);
 
 } // namespace kvgrab

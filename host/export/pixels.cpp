@@ -1,5 +1,7 @@
 #include "export/pixels.h"
 
+#include "base/names.h"
+
 #include <algorithm>
 
 namespace kvgrab
@@ -26,40 +28,12 @@ std::uint32_t After(std::uint32_t index, std::uint32_t count)
 
 PixelLayout LayoutOfCodec(std::string_view codec)
 {
-    if (codec == "MONO8T") {
-        return PixelLayout::kGrey8;
-    }
-    if (codec == "MONO12PT") {
-        return PixelLayout::kGrey12Packed;
-    }
-    if (codec == "MONO12T") {
-        return PixelLayout::kGrey12;
-    }
-    if (codec == "UYVY") {
-        return PixelLayout::kUyvy;
-    }
-    if (codec == "BayerRG8T") {
-        return PixelLayout::kBayerRg8;
-    }
-    return PixelLayout::kUnknown;
-}
-
-std::size_t PictureBytes(PixelLayout layout, std::uint32_t width, std::uint32_t height)
-{
-    const std::size_t pixels = std::size_t{width} * height;
-    switch (layout) {
-    case PixelLayout::kGrey8:
-    case PixelLayout::kBayerRg8:
-        return pixels;
-    case PixelLayout::kGrey12Packed:
-        return pixels / 2 * 3 + pixels % 2 * 2;
-    case PixelLayout::kGrey12:
-    case PixelLayout::kUyvy:
-        return pixels * 2;
-    case PixelLayout::kUnknown:
-        break;
-    }
-    return 0;
+    constexpr base::Named<PixelLayout> kCodecs[] = {{"MONO8T", PixelLayout::kGrey8},
+                                                    {"MONO12PT", PixelLayout::kGrey12Packed},
+                                                    {"MONO12T", PixelLayout::kGrey12},
+                                                    {"UYVY", PixelLayout::kUyvy},
+                                                    {"BayerRG8T", PixelLayout::kBayerRg8}};
+    return base::ValueIn<PixelLayout>(kCodecs, codec).value_or(PixelLayout::kUnknown);
 }
 
 void UnpackMono12Packed(std::span<const std::uint8_t> packed, std::span<std::uint16_t> pixels)

@@ -2,6 +2,8 @@
  *  a picture's lines follow each other without padding. */
 #pragma once
 
+#include "base/pixel_format.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -10,20 +12,23 @@
 namespace kvgrab
 {
 
-/** What a codec's pixels become in a PNG file. */
-enum class PixelLayout {
-    kUnknown,
-    kGrey8,
-    kGrey12Packed,
-    kGrey12,
-    kUyvy,
-    kBayerRg8,
+/** How the pixels of a codec lie in memory. */
+enum class PixelLayout : std::uint32_t {
+    kUnknown = 0,
+    kGrey8 = base::kMono8,
+    kGrey12Packed = base::kMono12Packed,
+    kGrey12 = base::kMono12,
+    kUyvy = base::kYuv422Packed,
+    kBayerRg8 = base::kBayerRg8,
 };
 
 /** By the codec's name: "MONO8T", "MONO12PT", "MONO12T", "UYVY", "BayerRG8T". */
 PixelLayout LayoutOfCodec(std::string_view codec);
 /** Bytes of a picture; 0 for kUnknown. */
-std::size_t PictureBytes(PixelLayout layout, std::uint32_t width, std::uint32_t height);
+constexpr std::size_t PictureBytes(PixelLayout layout, std::uint32_t width, std::uint32_t height)
+{
+    return base::PictureBytes(width, height, static_cast<std::uint32_t>(layout));
+}
 
 /** 12 bits to 16, so that 0 stays 0 and 4095 becomes 65535. */
 constexpr std::uint16_t Scale12To16(std::uint32_t value)

@@ -3,6 +3,7 @@
 #include "gev_api.h"
 
 #include "base/cancellation.h"
+#include "base/pixel_format.h"
 #include "core/handle_table.h"
 #include "genapi/raw_value.h"
 #include "injection/call_script.h"
@@ -303,8 +304,7 @@ int GevGetPayloadParameters(void* handle, std::uint64_t* payloadSize, std::uint3
 
 int GetPixelSizeInBytes(std::uint32_t pixelFormat)
 {
-    // Bits 16 to 23 of a format code are the bits that one pixel takes.
-    return static_cast<int>((((pixelFormat >> 16) & 0xFF) + 7) / 8);
+    return static_cast<int>((base::BitsPerPixel(pixelFormat) + 7) / 8);
 }
 
 int GevInitializeTransfer(void* handle, int mode, std::uint64_t size, std::uint32_t count,

@@ -1,5 +1,7 @@
 #include "tools/kvcam/registers.h"
 
+#include "base/pixel_format.h"
+
 #include <algorithm>
 #include <bit>
 #include <vector>
@@ -11,7 +13,6 @@ namespace
 {
 
 constexpr std::uint32_t kTickFrequency = 1'000'000'000; // Hz
-constexpr std::uint32_t kMono8 = 0x01080001;
 constexpr std::uint32_t kLut = 0x4000;
 constexpr std::uint32_t kLutEntries = 256;
 
@@ -31,7 +32,7 @@ constexpr Number kNumbers[] = {
     {kSensorHeight, 1080},
     {kWidth, 1920},
     {kHeight, 1080},
-    {kPixelFormat, kMono8},
+    {kPixelFormat, base::kMono8},
     {kAcquisitionMode, kContinuous},
     {0x202C, 128}, // autoBrightnessTarget
     {0x2048, 8},   // lutSize: Bpp8

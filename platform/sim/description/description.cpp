@@ -1,13 +1,17 @@
 #include "sim/description/description.h"
 
 #include "sim/description/description_faults.h"
-#include "sim/description/description_reader.h"
 #include "sim/description/feature_probe.h"
+#include "sim/description/read_text.h"
 
+#include "base/printable.h"
+#include "base/toml_reader.h"
 #include "genapi/value_text.h"
 
-#include <algorithm>
+#include <fmt/format.h>
+
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -18,27 +22,24 @@ namespace sim
 namespace
 {
 
-constexpr std::pair<std::string_view, Model> kModels[] = {{"mono", Model::Mono},
-                                                          {"color", Model::Color}};
-constexpr std::pair<std::string_view, Picture> kPictures[] = {{"pattern", Picture::Pattern},
-                                                              {"plain", Picture::Plain}};
-constexpr std::pair<std::string_view, NodeKind> kNodeKinds[] = {
-    {"integer", NodeKind::Integer},
-    {"float", NodeKind::Float},
-    {"enumeration", NodeKind::Enumeration},
-    {"boolean", NodeKind::Boolean}};
+using base::Put;
+using base::TableReader;
+
+constexpr base::Named<Model> kModels[] = {{"mono", Model::Mono}, {"color", Model::Color}};
+constexpr base::Named<Picture> kPictures[] = {{"pattern", Picture::Pattern},
+                                              {"plain", Picture::Plain}};
+constexpr base::Named<NodeKind> kNodeKinds[] = {{"integer", NodeKind::Integer},
+                                                {"float", NodeKind::Float},
+                                                {"enumeration", NodeKind::Enumeration},
+                                                {"boolean", NodeKind::Boolean}};
 constexpr std::string_view kFeature = "the name of a feature of this model";
 
 constexpr std::size_t kTextMost = kGevTextSize - 1;
 constexpr std::size_t kPathMost = 4096;
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
-std::string Quoted(std::string_view text)
-{
-    return Shown(toml::value<std::string>{std::string(text)});
-}
 
-/** A list of names, each of which the camera has to know. */
+/** A list of names that the camera has to know. */
 template <class Knows>
 void ReadNames(TableReader& reader, std::string_view key, std::string_view expected, Knows knows,
                std::vector<std::string>* names)
@@ -52,8 +53,8 @@ void ReadNames(TableReader& reader, std::string_view key, std::string_view expec
     }
 }
 
-/** A value at power-up as the text that a feature reads. */
-std::string ValueText(const TableReader& reader, const toml::node& node)
+/** A value at power-up as text, as a feature takes it. */
+std::string ValueText(const TableReader& reader, std::string_view key, const toml::node& node)
 {
     if (const auto* text = node.as_string()) {
         return text->get();
@@ -67,7 +68,7 @@ std::string ValueText(const TableReader& reader, const toml::node& node)
     if (const auto* flag = node.as_boolean()) {
         return genapi::ToText(flag->get());
     }
-    reader.RefuseValue("a value", node, "a text, a number, true or false");
+    reader.RefuseValue(key, node, "a text, a number, true or false");
 }
 
 /** The values as a table, or as an array of pairs in which a feature may stand more than once. */
@@ -79,12 +80,13 @@ void ReadValues(TableReader& reader, CameraSetup* setup)
     const auto take = [&](const std::string& name, const toml::node& named,
                           const toml::node& node) {
         if (!probe.HasFeature(name)) {
-            TableReader::RefuseAt(named, "values has " + Quoted(name) + "; expected " +
-                                             std::string(kFeature));
+            reader.RefuseAt(named, fmt::format("camera.values has {}; expected {}",
+                                               base::Quoted(name), kFeature));
         }
-        const std::string text = ValueText(reader, node);
+        const std::string key = fmt::format("values.{}", name);
+        const std::string text = ValueText(reader, key, node);
         if (!probe.Takes(name, text)) {
-            reader.RefuseValue(name, node, "a value of this feature");
+            reader.RefuseValue(key, node, "a value of this feature");
         }
         setup->values.emplace_back(name, text);
     };
@@ -98,7 +100,7 @@ void ReadValues(TableReader& reader, CameraSetup* setup)
     for (const toml::node& element : *values->as_array()) {
         const toml::array* pair = element.as_array();
         if (pair == nullptr || pair->size() != 2 || !(*pair)[0].is_string()) {
-            reader.RefuseValue("a pair of values", element, "such as [\"Gain\", 2.0]");
+            reader.RefuseValue("values", element, "pairs such as [\"Gain\", 2.0]");
         }
         take((*pair)[0].as_string()->get(), (*pair)[0], (*pair)[1]);
     }
@@ -119,16 +121,16 @@ void ReadFeatureLists(TableReader& reader, CameraSetup* setup)
     for (const auto& [name, node] :
          reader.Entries("mistyped", "a table of features and kinds: { Gain = \"integer\" }")) {
         if (!probe.HasFeature(name)) {
-            reader.RefuseAt(*node,
-                            "mistyped has " + Quoted(name) + "; expected " + std::string(kFeature));
+            reader.RefuseAt(*node, fmt::format("camera.mistyped has {}; expected {}",
+                                               base::Quoted(name), kFeature));
         }
-        setup->mistyped.emplace_back(name,
-                                     reader.Chosen(name, *node, Choices<NodeKind>(kNodeKinds)));
+        setup->mistyped.emplace_back(
+            name, reader.Chosen<NodeKind>(fmt::format("mistyped.{}", name), *node, kNodeKinds));
     }
     for (const toml::node* node : reader.Array("refused_formats", "an array of pixel formats")) {
         std::optional<std::uint32_t> format;
         if (node->is_string() || node->is_integer()) {
-            format = probe.Format(ValueText(reader, *node));
+            format = probe.Format(ValueText(reader, "refused_formats", *node));
         }
         if (!format) {
             reader.RefuseValue("refused_formats", *node,
@@ -139,7 +141,8 @@ void ReadFeatureLists(TableReader& reader, CameraSetup* setup)
     ReadValues(reader, setup);
 }
 
-/** Reads the scene that a camera looks at; null: it has none. Its path becomes one from here. */
+/** Reads the scene that a camera looks at; null without one. Its path, which is relative to the
+ *  file, becomes relative to the current folder. */
 std::shared_ptr<const LightImage> ReadScene(TableReader& reader, const std::string& file,
                                             CameraSetup* setup)
 {
@@ -147,75 +150,61 @@ std::shared_ptr<const LightImage> ReadScene(TableReader& reader, const std::stri
     if (node == nullptr) {
         return nullptr;
     }
-    reader.Text("scene", 1, kPathMost, &setup->scene);
+    Put(ReadText(reader, "scene", 1, kPathMost), &setup->scene);
     setup->scene = (std::filesystem::path(file).parent_path() / setup->scene).string();
     try {
         return LightImage::Load(setup->scene);
     } catch (const std::runtime_error& failure) {
-        reader.RefuseValue("scene", *node, std::string("a PNG file (") + failure.what() + ")");
+        reader.RefuseValue("scene", *node, fmt::format("a PNG file ({})", failure.what()));
     }
 }
 
-CameraSetup ReadCamera(const toml::table& table, const std::string& file,
+CameraSetup ReadCamera(TableReader& reader, const std::string& file,
                        std::shared_ptr<const LightImage>* scene)
 {
     CameraSetup setup;
-    TableReader reader(table, "[[camera]]");
-    reader.Choice("model", Choices<Model>(kModels), &setup.model);
-    reader.Text("manufacturer", 0, kTextMost, &setup.manufacturer);
-    reader.Text("model_name", 0, kTextMost, &setup.modelName);
-    reader.Text("serial", 1, kTextMost, &setup.serial);
-    reader.Text("version", 0, kTextMost, &setup.version);
-    reader.Flag("attached", &setup.attached);
-    reader.Whole("sensor_width", 16, 65536, &setup.sensorWidth);
-    reader.Whole("sensor_height", 16, 65536, &setup.sensorHeight);
-    reader.Choice("picture", Choices<Picture>(kPictures), &setup.picture);
+    Put(reader.OneOf<Model>("model", kModels), &setup.model);
+    Put(ReadText(reader, "manufacturer", 0, kTextMost), &setup.manufacturer);
+    Put(ReadText(reader, "model_name", 0, kTextMost), &setup.modelName);
+    Put(ReadText(reader, "serial", 1, kTextMost), &setup.serial);
+    Put(ReadText(reader, "version", 0, kTextMost), &setup.version);
+    Put(reader.Flag("attached"), &setup.attached);
+    Put(reader.Integer("sensor_width", 16, 65536), &setup.sensorWidth);
+    Put(reader.Integer("sensor_height", 16, 65536), &setup.sensorHeight);
+    Put(reader.OneOf<Picture>("picture", kPictures), &setup.picture);
     *scene = ReadScene(reader, file, &setup);
-    reader.Number("noise", 0, 100, &setup.noise);
-    reader.Whole("seed", 0, kMost, &setup.seed);
-    reader.Whole("tick_frequency", 0, 1'000'000'000'000, &setup.tickFrequency);
-    reader.Whole("tick_offset", kLeast, kMost, &setup.tickOffset);
-    reader.Whole("tick_bits", 1, 64, &setup.tickBits);
-    reader.Number("drift_ppm", -1e5, 1e5, &setup.driftPpm);
-    reader.Number("jitter_us", 0, 1e9, &setup.jitterUs);
-    reader.Flag("lock_regulated", &setup.lockRegulated);
-    reader.Number("link_mbytes_per_second", 0, 1e6, &setup.linkMBytesPerSecond);
-    reader.Number("temperature_c", -100, 200, &setup.temperatureC);
+    Put(reader.Number("noise", {0, 100}), &setup.noise);
+    Put(reader.Integer("seed", 0, kMost), &setup.seed);
+    Put(reader.Integer("tick_frequency", 0, 1'000'000'000'000), &setup.tickFrequency);
+    Put(reader.Integer("tick_offset", kLeast, kMost), &setup.tickOffset);
+    Put(reader.Integer("tick_bits", 1, 64), &setup.tickBits);
+    Put(reader.Number("drift_ppm", {-1e5, 1e5}), &setup.driftPpm);
+    Put(reader.Number("jitter_us", {0, 1e9}), &setup.jitterUs);
+    Put(reader.Flag("lock_regulated"), &setup.lockRegulated);
+    Put(reader.Number("link_mbytes_per_second", {0, 1e6}), &setup.linkMBytesPerSecond);
+    Put(reader.Number("temperature_c", {-100, 200}), &setup.temperatureC);
     ReadFeatureLists(reader, &setup);
-    reader.RefuseOthers();
+    reader.Finish();
     return setup;
 }
 
-/** The tables of [[camera]] or [[fault]]. */
-std::vector<const toml::table*> Tables(TableReader& reader, std::string_view key)
-{
-    const std::string expected = "tables that start with [[" + std::string(key) + "]]";
-    std::vector<const toml::table*> tables;
-    for (const toml::node* node : reader.Array(key, expected)) {
-        if (!node->is_table()) {
-            reader.RefuseValue(key, *node, expected);
-        }
-        tables.push_back(node->as_table());
-    }
-    return tables;
-}
-
-NetworkDescription ReadNetwork(const toml::table& file, const std::string& name)
+NetworkDescription ReadNetwork(std::string_view text, const std::string& name)
 {
     NetworkDescription network;
-    TableReader reader(file, "the file");
-    const auto cameras = Tables(reader, "camera");
-    const auto faults = Tables(reader, "fault");
-    reader.RefuseOthers();
-    for (const toml::table* table : cameras) {
+    base::TomlContext context{name};
+    const toml::table file = base::ParseToml(text, context);
+    TableReader root(context, file);
+    auto cameras = root.Tables("camera");
+    auto faults = root.Tables("fault");
+    root.Finish();
+    for (TableReader& reader : cameras) {
         std::shared_ptr<const LightImage> scene;
-        CameraSetup setup = ReadCamera(*table, name, &scene);
+        CameraSetup setup = ReadCamera(reader, name, &scene);
         for (const CameraSetup& other : network.cameras) {
             if (other.serial == setup.serial) {
-                const toml::node* serial = table->get("serial");
-                TableReader::RefuseAt(serial != nullptr ? *serial : *table,
-                                      "another camera has the serial " + Quoted(setup.serial) +
-                                          " already; expected one of its own");
+                reader.Refuse("serial", fmt::format("is {}, which another camera has already; "
+                                                    "expected one of its own",
+                                                    base::Quoted(setup.serial)));
             }
         }
         network.cameras.push_back(std::move(setup));
@@ -223,18 +212,11 @@ NetworkDescription ReadNetwork(const toml::table& file, const std::string& name)
     }
     if (!faults.empty()) {
         FaultReader faultReader(network.cameras);
-        for (const toml::table* table : faults) {
-            network.faults.push_back(faultReader.Read(*table));
+        for (TableReader& reader : faults) {
+            network.faults.push_back(faultReader.Read(reader));
         }
     }
     return network;
-}
-
-std::string Located(const std::string& name, const toml::source_position& where,
-                    std::string_view text)
-{
-    return name + ":" + std::to_string(where.line) + ":" + std::to_string(where.column) + ": " +
-           std::string(text);
 }
 
 } // namespace
@@ -243,12 +225,10 @@ bool ParseNetwork(std::string_view text, const std::string& name, NetworkDescrip
                   std::string* error)
 {
     try {
-        *network = ReadNetwork(toml::parse(text), name);
+        *network = ReadNetwork(text, name);
         return true;
-    } catch (const Refusal& refusal) {
-        *error = Located(name, refusal.where, refusal.text);
-    } catch (const toml::parse_error& failure) {
-        *error = Located(name, failure.source().begin, failure.description());
+    } catch (const base::TextError& refusal) {
+        *error = refusal.Message();
     }
     return false;
 }

@@ -19,10 +19,10 @@ struct NetworkDescription {
     std::vector<Fault> faults;
 };
 
-/** Touches no network and never throws; of files it reads the cameras' scenes only. `name` stands
- *  for the text in messages, usually the file's path: scenes lie beside it. On failure `*network`
- *  is as before and `*error` is "name:line:column: what was found and what was expected"; lines and
- *  columns count from 1. */
+/** Changes no network and throws nothing; the only files that it reads are the cameras' scenes,
+ *  which lie beside the text. `name` stands for the text in messages and is usually its path. On
+ *  failure `*network` is as before and `*error` is "name:line:column: what was found and what was
+ *  expected"; lines and columns count from 1. */
 bool ParseNetwork(std::string_view text, const std::string& name, NetworkDescription* network,
                   std::string* error);
 

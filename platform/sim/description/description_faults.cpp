@@ -1,75 +1,29 @@
 #include "sim/description/description_faults.h"
 
+#include "sim/description/fault_names.h"
+#include "sim/description/read_text.h"
+
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <iterator>
+#include <limits>
 
 namespace sim
 {
 
+using base::Put;
+using base::TableReader;
+
 namespace
 {
-
-constexpr std::pair<std::string_view, Trigger> kTriggers[] = {
-    {"access", Trigger::Access}, {"read", Trigger::Read},   {"write", Trigger::Write},
-    {"call", Trigger::Call},     {"frame", Trigger::Frame}, {"time", Trigger::Time}};
-constexpr std::pair<std::string_view, Effect> kEffects[] = {
-    {"throw", Effect::Throw},
-    {"fail", Effect::Fail},
-    {"lose", Effect::Lose},
-    {"incomplete", Effect::Incomplete},
-    {"delay", Effect::Delay},
-    {"null_image", Effect::NullImage},
-    {"null_frame", Effect::NullFrame},
-    {"timestamp", Effect::Timestamp},
-    {"zero_timestamp", Effect::ZeroTimestamp},
-    {"jump_ticks", Effect::JumpTicks},
-    {"detach", Effect::Detach}};
-constexpr std::pair<std::string_view, ExceptionKind> kExceptions[] = {
-    {"invalid_argument", ExceptionKind::InvalidArgument},
-    {"property", ExceptionKind::Property},
-    {"logical_error", ExceptionKind::LogicalError},
-    {"out_of_range", ExceptionKind::OutOfRange},
-    {"runtime", ExceptionKind::Runtime},
-    {"access", ExceptionKind::Access},
-    {"timeout", ExceptionKind::Timeout},
-    {"dynamic_cast", ExceptionKind::DynamicCast},
-    {"standard", ExceptionKind::Standard},
-    {"unknown", ExceptionKind::Unknown}};
-
-/** The calls of gev_api.h that a fault can be tied to. */
-constexpr std::string_view kCalls[] = {"GevGetCameraList",
-                                       "GevOpenCamera",
-                                       "GevCloseCamera",
-                                       "GevApiUninitialize",
-                                       "_CloseSocketAPI",
-                                       "GevGetCameraInfo",
-                                       "GevGetFeatureNodeMap",
-                                       "GevGetCameraInterfaceOptions",
-                                       "GevSetCameraInterfaceOptions",
-                                       "GevGetFeatureValue",
-                                       "GevSetFeatureValue",
-                                       "GevGetPayloadParameters",
-                                       "GevInitializeTransfer",
-                                       "GevStartTransfer",
-                                       "GevAbortTransfer",
-                                       "GevFreeTransfer",
-                                       "GevWaitForNextFrame",
-                                       "GevReleaseFrame",
-                                       "GevGetTransferStatistics"};
 
 constexpr std::size_t kSerialMost = kGevTextSize - 1;
 constexpr std::size_t kTextMost = 1000;
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
-/** Over thirty years: added to any clock it stays within 64 bits. */
+/** Thirty years; the sum with any clock stays within 64 bits. */
 constexpr std::int64_t kLongestNs = 1'000'000'000'000'000'000;
-
-template <class Value> std::string_view NameOf(Choices<Value> choices, Value value)
-{
-    const auto found = std::find_if(choices.begin(), choices.end(),
-                                    [&](const auto& choice) { return choice.second == value; });
-    return found == choices.end() ? std::string_view() : found->first;
-}
 
 bool IsAccess(Trigger trigger)
 {
@@ -94,29 +48,30 @@ bool Fits(Effect effect, Trigger trigger)
     }
 }
 
-/** What `value` may be, as the effect takes it. */
+/** Reads `value`, which means something else for each effect. */
 void ReadFaultValue(TableReader& reader, Fault* fault)
 {
     switch (fault->effect) {
     case Effect::Fail:
         reader.Require("value", "the status that the call returns");
-        reader.Whole("value", std::numeric_limits<std::int32_t>::min(),
-                     std::numeric_limits<std::int32_t>::max(), &fault->value);
+        Put(reader.Integer("value", std::numeric_limits<std::int32_t>::min(),
+                           std::numeric_limits<std::int32_t>::max()),
+            &fault->value);
         return;
     case Effect::Delay:
         reader.Require("value", "nanoseconds");
-        reader.Whole("value", 1, kLongestNs, &fault->value);
+        Put(reader.Integer("value", 1, kLongestNs), &fault->value);
         return;
     case Effect::Timestamp:
         reader.Require("value", "ticks");
-        reader.Whole("value", 0, kMost, &fault->value);
+        Put(reader.Integer("value", 0, kMost), &fault->value);
         return;
     case Effect::JumpTicks:
         reader.Require("value", "ticks");
-        reader.Whole("value", kLeast, kMost, &fault->value);
+        Put(reader.Integer("value", kLeast, kMost), &fault->value);
         return;
     case Effect::Detach:
-        reader.Whole("value", 0, kLongestNs, &fault->value);
+        Put(reader.Integer("value", 0, kLongestNs), &fault->value);
         return;
     default:
         reader.Forbid("value", "this effect takes none");
@@ -131,7 +86,7 @@ void FaultReader::ReadCamera(TableReader& reader, Fault* fault) const
     if (node == nullptr) {
         return;
     }
-    reader.Text("camera", 0, kSerialMost, &fault->camera);
+    Put(ReadText(reader, "camera", 0, kSerialMost), &fault->camera);
     const auto named = [&](const CameraSetup& setup) { return setup.serial == fault->camera; };
     if (!fault->camera.empty() && std::none_of(cameras_.begin(), cameras_.end(), named)) {
         reader.RefuseValue("camera", *node, "the serial of a camera of this file");
@@ -153,57 +108,56 @@ void FaultReader::ReadName(TableReader& reader, Fault* fault)
     if (node == nullptr) {
         return;
     }
-    reader.Text("name", 0, kSerialMost, &fault->name);
+    Put(ReadText(reader, "name", 0, kSerialMost), &fault->name);
     if (fault->name.empty()) {
         return;
     }
     if (IsAccess(fault->trigger) && !Knows(fault->name)) {
         reader.RefuseValue("name", *node, "the name of a feature");
     }
-    if (fault->trigger == Trigger::Call &&
-        std::find(std::begin(kCalls), std::end(kCalls), fault->name) == std::end(kCalls)) {
+    if (fault->trigger == Trigger::Call && std::find(std::begin(kCallNames), std::end(kCallNames),
+                                                     fault->name) == std::end(kCallNames)) {
         reader.RefuseValue("name", *node, "a camera call such as \"GevOpenCamera\"");
     }
 }
 
-Fault FaultReader::Read(const toml::table& table)
+Fault FaultReader::Read(TableReader& reader)
 {
     Fault fault;
-    TableReader reader(table, "[[fault]]");
-    reader.Require("trigger", "access, read, write, call, frame or time");
-    reader.Require("effect", "what happens, such as throw or lose");
-    reader.Choice("trigger", Choices<Trigger>(kTriggers), &fault.trigger);
-    reader.Choice("effect", Choices<Effect>(kEffects), &fault.effect);
+    reader.Require("trigger", TableReader::OneOfNames(base::NameList<Trigger>(kTriggerNames)));
+    reader.Require("effect", "what happens, such as \"throw\" or \"lose\"");
+    Put(reader.OneOf<Trigger>("trigger", kTriggerNames), &fault.trigger);
+    Put(reader.OneOf<Effect>("effect", kEffectNames), &fault.effect);
     if (!Fits(fault.effect, fault.trigger)) {
         std::vector<std::string_view> fitting;
-        for (const auto& [name, effect] : kEffects) {
+        for (const auto& [name, effect] : kEffectNames) {
             if (Fits(effect, fault.trigger)) {
                 fitting.push_back(name);
             }
         }
-        reader.RefuseValue("effect", *table.get("effect"),
-                           reader.OneOf(fitting) + " with the trigger " +
-                               std::string(NameOf(Choices<Trigger>(kTriggers), fault.trigger)));
+        reader.RefuseValue("effect", *reader.Find("effect"),
+                           fmt::format("{} with the trigger \"{}\"",
+                                       TableReader::OneOfNames(fitting), NameOf(fault.trigger)));
     }
     ReadCamera(reader, &fault);
     ReadName(reader, &fault);
     if (fault.trigger == Trigger::Time) {
         reader.Require("nth", "nanoseconds from when the file is loaded");
-        reader.Whole("nth", 0, kLongestNs, &fault.nth);
+        Put(reader.Integer("nth", 0, kLongestNs), &fault.nth);
         reader.Forbid("times", "a point in time comes once");
     } else {
-        reader.Whole("nth", 1, kMost, &fault.nth);
-        reader.Whole("times", 0, kMost, &fault.times);
+        Put(reader.Integer("nth", 1, kMost), &fault.nth);
+        Put(reader.Integer("times", 0, kMost), &fault.times);
     }
     ReadFaultValue(reader, &fault);
     if (fault.effect == Effect::Throw) {
-        reader.Choice("exception", Choices<ExceptionKind>(kExceptions), &fault.exception);
-        reader.Text("text", 0, kTextMost, &fault.text);
+        Put(reader.OneOf<ExceptionKind>("exception", kExceptionNames), &fault.exception);
+        Put(ReadText(reader, "text", 0, kTextMost), &fault.text);
     } else {
-        reader.Forbid("exception", "only throw raises one");
-        reader.Forbid("text", "only throw has one");
+        reader.Forbid("exception", "only \"throw\" raises one");
+        reader.Forbid("text", "only \"throw\" has one");
     }
-    reader.RefuseOthers();
+    reader.Finish();
     return fault;
 }
 

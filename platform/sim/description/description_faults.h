@@ -1,7 +1,7 @@
 /** Reads the [[fault]] tables of a description file. */
 #pragma once
 
-#include "sim/description/description_reader.h"
+#include "base/toml_reader.h"
 #include "sim/description/feature_probe.h"
 #include "sim_control.h"
 
@@ -16,12 +16,12 @@ class FaultReader
 public:
     /** `cameras` are those of the file; they outlive the reader. */
     explicit FaultReader(const std::vector<CameraSetup>& cameras) : cameras_(cameras) {}
-    /** Throws Refusal. */
-    Fault Read(const toml::table& table);
+    /** Throws TextError. */
+    Fault Read(base::TableReader& reader);
 
 private:
-    void ReadCamera(TableReader& reader, Fault* fault) const;
-    void ReadName(TableReader& reader, Fault* fault);
+    void ReadCamera(base::TableReader& reader, Fault* fault) const;
+    void ReadName(base::TableReader& reader, Fault* fault);
     bool Knows(std::string_view feature);
 
     const std::vector<CameraSetup>& cameras_;

@@ -40,7 +40,7 @@ bool FeatureProbe::HasEntry(std::string_view entry)
     }
     genapi::EnumerationNode* node = Enumeration(entry.substr(0, dot));
     const std::string_view symbolic = entry.substr(dot + 1);
-    // A number is taken as well, so the name has to come back.
+    // Numbers are accepted too; only a name reads back as it was written.
     return node != nullptr && node->SetText(symbolic) && node->Text() == symbolic;
 }
 

@@ -1,5 +1,5 @@
-/** Tells which features, entries and values a camera knows, on a camera of its own that stands on
- *  no network. One thread at a time. */
+/** Knows which features, entries and values a camera has, from a camera of its own that is on no
+ *  network. One thread at a time. */
 #pragma once
 
 #include "genapi/nodes.h"

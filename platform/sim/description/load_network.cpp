@@ -2,6 +2,8 @@
 #include "sim/network.h"
 #include "sim_control.h"
 
+#include <fmt/format.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -24,17 +26,17 @@ std::optional<std::string> ReadFile(const std::string& path, std::string* error)
     constexpr std::size_t kLargest = std::size_t{1} << 20;
     const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rbe"));
     if (file == nullptr) {
-        *error = path + ": can't be opened: " + std::strerror(errno);
+        *error = fmt::format("{}: can't be opened: {}", path, std::strerror(errno));
         return std::nullopt;
     }
     std::string text(kLargest + 1, '\0');
     text.resize(std::fread(text.data(), 1, text.size(), file.get()));
     if (std::ferror(file.get()) != 0) {
-        *error = path + ": can't be read: " + std::strerror(errno);
+        *error = fmt::format("{}: can't be read: {}", path, std::strerror(errno));
         return std::nullopt;
     }
     if (text.size() > kLargest) {
-        *error = path + ": too large; expected a description of at most 1 MiB";
+        *error = fmt::format("{}: too large; expected a description of at most 1 MiB", path);
         return std::nullopt;
     }
     return text;

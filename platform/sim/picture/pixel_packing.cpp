@@ -34,16 +34,13 @@ constexpr unsigned kLowBits = kSampleBits - 8;
 
 std::size_t PictureBytes(std::uint32_t width, std::uint32_t height, std::uint32_t pixelFormat)
 {
-    const std::size_t pixels = std::size_t{width} * height;
     switch (pixelFormat) {
     case kMono8:
     case kBayerRg8:
-        return pixels;
     case kMono12Packed:
-        return pixels + pixels / 2 + pixels % 2;
     case kMono12:
     case kYuv422Packed:
-        return pixels * 2;
+        return base::PictureBytes(width, height, pixelFormat);
     default:
         return 0;
     }

@@ -2,18 +2,19 @@
  *  samples is laid out in them. Pure; no state. */
 #pragma once
 
+#include "base/pixel_format.h"
+
 #include <cstddef>
 #include <cstdint>
 
 namespace sim
 {
 
-/** GigE Vision codes. */
-constexpr std::uint32_t kMono8 = 0x01080001;
-constexpr std::uint32_t kMono12Packed = 0x010C0006;
-constexpr std::uint32_t kMono12 = 0x01100005;
-constexpr std::uint32_t kBayerRg8 = 0x01080009;
-constexpr std::uint32_t kYuv422Packed = 0x0210001F;
+using base::kBayerRg8;
+using base::kMono12;
+using base::kMono12Packed;
+using base::kMono8;
+using base::kYuv422Packed;
 
 /** Whether a picture in this format is taken through colour filters. */
 constexpr bool IsColor(std::uint32_t pixelFormat)

@@ -1,12 +1,14 @@
-// What a configuration text is accepted as, and how it is refused.
+// What a configuration text is accepted as, and how it is refused; the command line.
 
 #include "config/config.h"
 #include "config/options.h"
+#include "tests/base/text_cases.h"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <gmock/gmock.h>
 
-#include <fstream>
-#include <regex>
+#include <numeric>
 #include <sstream>
 
 namespace
@@ -16,22 +18,19 @@ using namespace kvgrab;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/** Knows one file, a look-up table, which lies beside the configuration. */
-bool ReadBeside(const std::string& path, std::string* text, std::string* error)
+const std::string kFolder = CONFIG_CASES "/"; ///< with a look-up table, ramp.csv
+
+bool ReadFromDisk(const std::string& path, std::string* text, std::string* error)
 {
-    if (path != "etc/ramp.csv") {
-        *error = "there is no such file";
-        return false;
-    }
-    for (int i = 0; i < 256; ++i) {
-        *text += std::to_string(i) + "\n";
-    }
-    return true;
+    std::ifstream file(path);
+    text->assign(std::istreambuf_iterator<char>(file), {});
+    *error = "can't be opened";
+    return file.is_open();
 }
 
-ParsedConfig Accepted(const std::string& text)
+ParsedConfig Accepted(const std::string& text, const std::string& name = kFolder + "test.toml")
 {
-    auto outcome = ParseConfig(text, "etc/test.toml", ReadBeside);
+    auto outcome = ParseConfig(text, name, ReadFromDisk);
     if (const auto* error = std::get_if<ConfigError>(&outcome)) {
         ADD_FAILURE() << error->Message() << "\nin:\n" << text;
         return {};
@@ -39,178 +38,31 @@ ParsedConfig Accepted(const std::string& text)
     return std::get<ParsedConfig>(outcome);
 }
 
-std::string Refusal(const std::string& text)
+/** The error or the warnings, without the folder. */
+std::string Outcome(const std::string& text)
 {
-    auto outcome = ParseConfig(text, "etc/test.toml", ReadBeside);
-    const auto* error = std::get_if<ConfigError>(&outcome);
-    return error != nullptr ? error->Message() : "accepted";
+    const auto parsed = ParseConfig(text, kFolder + "test.toml", ReadFromDisk);
+    std::string outcome;
+    if (const auto* error = std::get_if<ConfigError>(&parsed)) {
+        outcome = "refused: " + error->Message();
+    } else if (const auto& warnings = std::get<ParsedConfig>(parsed).warnings; !warnings.empty()) {
+        outcome = fmt::format("warned: {}", fmt::join(warnings, " "));
+    }
+    for (std::size_t at; (at = outcome.find(kFolder)) != std::string::npos;) {
+        outcome.erase(at, kFolder.size());
+    }
+    return outcome.empty() ? "accepted" : outcome;
 }
 
-struct RefusedCase {
-    const char* text;
-    const char* place; ///< "line:column"
-    const char* part;  ///< of the message
-};
-
-class Refused : public testing::TestWithParam<RefusedCase>
+TEST(Config, IsRefusedOrWarnedOfWithPlaceAndExpectation)
 {
-};
-
-TEST_P(Refused, WithPlaceAndExpectation)
-{
-    const std::string message = Refusal(GetParam().text);
-    EXPECT_THAT(message,
-                testing::StartsWith(std::string("etc/test.toml:") + GetParam().place + ": "));
-    EXPECT_THAT(message, HasSubstr(GetParam().part));
+    ExpectOutcomes(kFolder + "config_cases.txt", Outcome);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Config, Refused,
-    testing::Values(
-        // form, unknown names, wrong types
-        RefusedCase{"[camera]\nmodel = \n", "2:9", "not valid TOML"},
-        RefusedCase{"[camera]\nmodel = \"a\"\nmodel = \"b\"\n", "3:9", "not valid TOML"},
-        RefusedCase{"[camera]\n[kamera]\n", "2:2", "unknown key kamera; known tables: camera"},
-        RefusedCase{"frames = 3\n", "1:1", "unknown key frames"},
-        RefusedCase{"[gain]\n  dB = 3\n", "2:3", "unknown key gain.dB; known keys of [gain]: "},
-        RefusedCase{"camera = 3\n", "1:10", "camera is 3; expected a table"},
-        RefusedCase{"[camera]\nserial = 12\n", "2:10", "expected a serial number as text"},
-        RefusedCase{"[camera]\nmodel = \"a\\u0000b\"\n", "2:9", "zero character"},
-        RefusedCase{"[camera]\npositions = [0, 8]\n", "2:17", "positions from 0 to 7"},
-        RefusedCase{"[stream]\nbuffers = 4.0\n", "2:11", "expected 2 to 256 buffers"},
-        RefusedCase{"[image]\nformat = \"mono10\"\n", "2:10", "\"mono8\", \"mono12p\""},
-        RefusedCase{"[exposure]\nmode = true\n", "2:8", "one of \"manual\", \"automatic\""},
-        RefusedCase{"[session]\nretry = 1\n", "2:9", "true or false"},
-        // values that make no sense
-        RefusedCase{"[stream]\nbuffers = 1\n", "2:11", "single buffer"},
-        RefusedCase{"[image]\nrotate = 90\n", "2:10", "0 or 180 degrees"},
-        RefusedCase{"[image]\nconvert = \"mono8\"\n", "2:11", "nothing fills converted frames"},
-        RefusedCase{"[timing]\nfps = nan\n", "2:7", "frames per second from"},
-        RefusedCase{"[timing]\nfps = -25\n", "2:7", "fps is -25"},
-        RefusedCase{"[timing]\nfps = 0\n", "2:7", "fps is 0"},
-        RefusedCase{"[exposure]\ntime_us = inf\n", "2:11", "microseconds"},
-        RefusedCase{"[exposure]\ntime_us = 1e300\n", "2:11", "microseconds"},
-        RefusedCase{"[gain]\ndb = -100.0\n", "2:6", "dB from -90"},
-        RefusedCase{"[gain]\nauto_min_db = 0\n", "2:15", "needs gain.auto_max_db"},
-        RefusedCase{"[gain]\nauto_min_db = 9\nauto_max_db = 3\n", "2:15", "is above auto_max_db"},
-        RefusedCase{"[auto]\nbrightness = 1.5\n", "2:14", "from 0 to 1"},
-        RefusedCase{"[white_balance]\nblue = 100\n", "2:8", "needs white_balance.red"},
-        RefusedCase{"[white_balance]\nred = -1\n", "2:7", "takes for not configured"},
-        RefusedCase{"[timing]\ndrift_ns_per_s = 9999999999\n", "2:18", "nanoseconds per second"},
-        RefusedCase{"[session]\nframes = 4294967296\n", "2:10", "frames from 1"},
-        RefusedCase{"[session]\nretry_interval_s = nan\n", "2:20", "seconds from 0.1"},
-        RefusedCase{"[memory]\nname = \"a/b\"\n", "2:8", "no name of a shared memory"},
-        RefusedCase{"[export]\ndirectory = \"\"\n", "2:13", "expected a folder"},
-        // regions
-        RefusedCase{"[region]\noffset_x = 8\nheight = 8\n", "2:12", "needs region.width"},
-        RefusedCase{"[region]\nwidth = 8\n", "2:9", "needs region.height"},
-        RefusedCase{"[region]\nwidth = 8\nheight = 0\n", "3:10", "pixels from 1"},
-        RefusedCase{"[region]\noffset_x = -1\nwidth = 8\nheight = 8\n", "2:12", "pixels from 0"},
-        // look-up tables
-        RefusedCase{"[lut]\nmode = \"table\"\n", "2:8", "there is no table"},
-        RefusedCase{"[lut]\nbits = 8\nvalues = [1, 2, 3]\n", "3:10", "has 3 entries"},
-        RefusedCase{"[lut]\nbits = 8\nvalues = [1, 256]\n", "3:14", "values[1] is 256"},
-        RefusedCase{"[lut]\nvalues = [1, 2]\n", "2:10", "needs lut.bits"},
-        RefusedCase{"[lut]\nbits = 8\n", "2:8", "needs lut.values or lut.file"},
-        RefusedCase{"[lut]\nfile = \"ramp.csv\"\n", "2:8", "needs lut.bits"},
-        RefusedCase{"[lut]\nbits = 8\nfile = \"\"\n", "3:8", "expected the path of a text"},
-        RefusedCase{"[lut]\nbits = 8\nfile = \"ramp.txt\"\n", "3:8",
-                    "can't be read: etc/ramp.txt: there is no such file"},
-        RefusedCase{"[lut]\nbits = 8\nvalues = [1]\nfile = \"ramp.csv\"\n", "4:8",
-                    "one of the two"},
-        // IO box
-        RefusedCase{"[iobox]\npin = \"Out1\"\n", "1:1", "[[iobox]]"},
-        RefusedCase{"[[iobox]]\nsource = \"off\"\n", "1:1", "iobox.pin is missing"},
-        RefusedCase{"[[iobox]]\npin = \"None\"\nsource = \"off\"\n", "2:7", "\"Line1\""},
-        RefusedCase{"[[iobox]]\npin = \"Out1\"\nsource = \"strobe\"\nbits = 3\n", "4:8",
-                    "belongs to a user output"},
-        RefusedCase{"[[iobox]]\npin = \"Out1\"\nsource = \"strobe\"\nmode = \"input\"\n", "4:8",
-                    "only source = \"user\""}));
 
 TEST(Config, EveryKeyReachesItsField)
 {
-    std::string values;
-    for (int i = 0; i < 256; ++i) {
-        values += std::to_string(i * 16) + ",";
-    }
-    const ParsedConfig parsed = Accepted(R"(
-[camera]
-model = "Abc"
-serial = "S1"
-positions = [0, 2]
-[cameras]
-backends = "all"
-interface = "eth1"
-[stream]
-packet_size = 9000
-buffers = 5
-[image]
-format = "mono12p"
-rotate = 180
-[region]
-offset_x = 16
-offset_y = 8
-width = 640
-height = 480
-[timing]
-fps = 30
-drift_ns_per_s = -20000
-[exposure]
-mode = "automatic"
-time_us = 5000.5
-auto_min_us = 10
-auto_max_us = 20000
-[gain]
-mode = "manual"
-db = 3.5
-auto_min_db = 0
-auto_max_db = 12
-[auto]
-brightness_control = true
-brightness = 0.5
-[white_balance]
-red = 150
-blue = 0
-[lut]
-mode = "table"
-bits = 12
-values = [)" + values + R"(]
-[gamma]
-value = 1.0
-[[iobox]]
-pin = "Out1"
-source = "strobe"
-invert = true
-delay_us = 10
-width_us = 100
-[[iobox]]
-pin = "Line2"
-source = "user"
-mode = "input"
-timeout_us = 7
-[session]
-frames = 100
-retry = false
-retry_interval_s = 0.5
-[export]
-format = "raw"
-directory = "out"
-queue = 3
-writers = 4
-png_compression = 9
-every_frame = true
-overwrite = true
-on_error = "stop"
-[memory]
-name = "mine"
-[simulation]
-network = "net.toml"
-[log]
-file = "x.log"
-level = "trace"
-)");
+    const ParsedConfig parsed = Accepted(TextOf(kFolder + "every_key.toml"));
     EXPECT_THAT(parsed.warnings, IsEmpty());
-    const Config& c = parsed.config;
     Config wanted;
     wanted.camera = {"Abc", "S1", 5};
     wanted.cameras = {true, true, "eth1"};
@@ -222,6 +74,10 @@ level = "trace"
     wanted.gain = {1, 3.5F, 0, 12};
     wanted.automatic = {1, 0.5F};
     wanted.whiteBalance = {150, 0};
+    wanted.lut = {1, 12, {}};
+    for (unsigned i = 0; i < 256; ++i) {
+        wanted.lut.values.push_back(static_cast<std::uint16_t>(i * 16));
+    }
     wanted.gamma = {1};
     wanted.iobox = {{KvTd::TD_PIN_OUT1, 1, 2, 2, {10, 100}},
                     {KvTd::TD_PIN_LINE2, 2, 5, 0, {7, KvTd::kIoboxParamUnset}}};
@@ -230,65 +86,23 @@ level = "trace"
     wanted.memory = {"/mine"};
     wanted.simulation = {"net.toml"};
     wanted.log = {"x.log", 5};
-    wanted.lut = c.lut;
-    EXPECT_EQ(c, wanted);
-    EXPECT_EQ(c.lut.mode, 1U);
-    EXPECT_EQ(c.lut.bits, 12);
-    ASSERT_EQ(c.lut.values.size(), 256U);
-    EXPECT_EQ(c.lut.values[255], 4080);
+    EXPECT_EQ(parsed.config, wanted);
 }
 
-TEST(Config, EmptyTextAndEmptyTablesAreTheDefaults)
+TEST(Config, EmptyTextEmptyTablesAndTheExampleAreTheDefaults)
 {
     EXPECT_EQ(Accepted("").config, Config());
     EXPECT_EQ(Accepted("[camera]\n[region]\n[lut]\n[export]\n[auto]\n").config, Config());
-}
-
-bool ReadFromDisk(const std::string& path, std::string* text, std::string* error)
-{
-    std::ostringstream content;
-    const std::ifstream file(path);
-    content << file.rdbuf();
-    *text = content.str();
-    *error = "can't be opened";
-    return file.is_open();
-}
-
-/** The commented example, which shows every key. */
-std::string ExampleText()
-{
-    std::string text;
-    std::string error;
-    EXPECT_TRUE(ReadFromDisk(KVGRAB_EXAMPLE, &text, &error)) << error;
-    return text;
-}
-
-ParsedConfig AcceptedExample(const std::string& text)
-{
-    auto outcome = ParseConfig(text, KVGRAB_EXAMPLE, ReadFromDisk);
-    if (const auto* error = std::get_if<ConfigError>(&outcome)) {
-        ADD_FAILURE() << error->Message();
-        return {};
-    }
-    return std::get<ParsedConfig>(std::move(outcome));
-}
-
-TEST(Config, ExampleHoldsTheDefaults)
-{
-    EXPECT_EQ(AcceptedExample(ExampleText()).config, Config());
+    EXPECT_EQ(Accepted(TextOf(KVGRAB_EXAMPLE), KVGRAB_EXAMPLE).config, Config());
+    EXPECT_EQ(Accepted("[image]\nrotate = 0\n").config.image.rotate, 1) << "set to upright";
 }
 
 TEST(Config, ExamplesCommentedKeysAreUsable)
 {
-    const std::regex commentedKey("# (\\[+[a-z]+\\]+|[a-z_]+ = ).*");
-    std::istringstream lines(ExampleText());
-    std::string text;
-    for (std::string line; std::getline(lines, line);) {
-        // Of the two keys for a table the file shows both; they exclude each other.
-        const bool used = std::regex_match(line, commentedKey) && !line.starts_with("# values = ");
-        text += line.substr(used ? 2 : 0) + "\n";
-    }
-    const ParsedConfig parsed = AcceptedExample(text);
+    std::string text = Uncommented(TextOf(KVGRAB_EXAMPLE));
+    // Of the two keys for a table the file shows both; they exclude each other.
+    text.insert(text.find("\nvalues = ") + 1, "# ");
+    const ParsedConfig parsed = Accepted(text, KVGRAB_EXAMPLE);
     EXPECT_THAT(parsed.warnings, IsEmpty());
     EXPECT_EQ(parsed.config.region, (RegionConfig{640, 360, 640, 360}));
     EXPECT_EQ(parsed.config.exposure, (ExposureConfig{1, 10000, 100, 20000}));
@@ -297,53 +111,13 @@ TEST(Config, ExamplesCommentedKeysAreUsable)
     EXPECT_EQ(parsed.config.lut.values.size(), 256U);
 }
 
-TEST(Config, UprightRotationIsNotTheUnsetOne)
+TEST(Config, LutComesFromAFileBesideTheConfigurationUnlessItIsOff)
 {
-    EXPECT_EQ(Accepted("[image]\nrotate = 0\n").config.image.rotate, 1);
-}
-
-TEST(Config, LutOffAsksForNoTable)
-{
-    std::string text = "[lut]\nmode = \"off\"\nbits = 8\nvalues = [";
-    for (int i = 0; i < 256; ++i) {
-        text += "1,";
-    }
-    const LutConfig lut = Accepted(text + "]\n").config.lut;
-    EXPECT_EQ(lut.mode, 1U);
-    EXPECT_THAT(lut.values, IsEmpty());
-}
-
-TEST(Config, LutComesFromAFileBesideTheConfiguration)
-{
-    const ParsedConfig parsed =
-        Accepted("[lut]\nmode = \"table\"\nbits = 8\nfile = \"ramp.csv\"\n");
-    EXPECT_THAT(parsed.warnings, IsEmpty());
-    ASSERT_EQ(parsed.config.lut.values.size(), 256U);
-    EXPECT_EQ(parsed.config.lut.values[255], 255);
-    EXPECT_EQ(
-        Refusal("[lut]\nmode = \"table\"\nbits = 7\nfile = \"ramp.csv\"\n"),
-        "etc/ramp.csv:129:1: this is \"128\"; expected an entry from 0 to 127 (lut.bits is 7)");
-}
-
-TEST(Config, ValuesWithoutEffectAreWarnedOf)
-{
-    EXPECT_THAT(Accepted("[gain]\nmode = \"automatic\"\n[exposure]\nmode = \"manual\"\n").warnings,
-                testing::ElementsAre(HasSubstr("test.toml:2:8: gain.mode is \"automatic\" while")));
-    EXPECT_THAT(Accepted("[gain]\nmode = \"manual\"\n[exposure]\nmode = \"automatic\"\n").warnings,
-                IsEmpty());
-    const std::string table = "[lut]\nmode = \"table\"\nbits = 8\nfile = \"ramp.csv\"\n";
-    EXPECT_THAT(Accepted(table + "[gamma]\nvalue = 0.5\n").warnings,
-                testing::ElementsAre(HasSubstr("test.toml:6:9: gamma.value stands beside")));
-    EXPECT_THAT(Accepted(table + "[gamma]\nvalue = 1.0\n").warnings, IsEmpty());
-    EXPECT_THAT(Accepted("[lut]\nbits = 8\nfile = \"ramp.csv\"\n").warnings,
-                testing::ElementsAre(HasSubstr("test.toml:3:8: lut.file has no effect")));
-    EXPECT_THAT(
-        Accepted("[exposure]\ntime_us = 100\n").warnings,
-        testing::ElementsAre(HasSubstr("etc/test.toml:2:11: exposure.time_us has no effect")));
-    EXPECT_THAT(Accepted("[stream]\npacket_size = 9181\n").warnings,
-                testing::ElementsAre(HasSubstr("the driver uses 1500")));
-    EXPECT_THAT(Accepted("[stream]\npacket_size = 9180\n").warnings, IsEmpty());
-    EXPECT_THAT(Accepted("[exposure]\nmode = \"automatic\"\ntime_us = 100\n").warnings, IsEmpty());
+    const std::string table = "bits = 8\nfile = \"ramp.csv\"\n";
+    LutConfig wanted{1, 8, std::vector<std::uint16_t>(256)};
+    std::iota(wanted.values.begin(), wanted.values.end(), std::uint16_t{0});
+    EXPECT_EQ(Accepted("[lut]\nmode = \"table\"\n" + table).config.lut, wanted);
+    EXPECT_EQ(Accepted("[lut]\nmode = \"off\"\n" + table).config.lut, (LutConfig{1, 0, {}}));
 }
 
 // ---- command line ------------------------------------------------------------------------------
@@ -362,74 +136,58 @@ struct CommandLine {
     std::ostringstream err;
 };
 
-TEST(CommandLine, HoldsOverTheFile)
+using Arguments = std::vector<const char*>;
+
+TEST(CommandLine, OverridesTheFileAndTheLastOfTwoWins)
 {
-    const CommandLine line({"run",        "--frames",    "7",          "--format",   "bayer8",
-                            "--position", "1",           "--position", "3",          "--memory",
-                            "x",          "--log-level", "error",      "--no-retry", "--no-status",
-                            "--export",   "png",         "--cameras",  "net",        "--interface",
-                            "10.0.0.1"});
+    // clang-format off
+    const CommandLine line({"run", "--frames", "3", "--frames", "7", "--format", "bayer8",
+                            "--position", "1", "--position", "3", "--memory", "x", "--log-level",
+                            "error", "--no-retry", "--no-status", "--export", "png", "-e", "raw",
+                            "--cameras", "net", "--interface", "10.0.0.1"});
+    // clang-format on
     ASSERT_TRUE(line.goesOn) << line.err.str();
+    Config wanted;
+    wanted.camera = {"M", "", 10};
+    wanted.cameras = {false, true, "10.0.0.1"};
+    wanted.image.format = KvTd::kFormatBayer8;
+    wanted.session = {7, false, 2};
+    wanted.exporting.format = "raw";
+    wanted.memory.name = "/x";
+    wanted.log.level = 1;
     Config config = Accepted("[session]\nframes = 1\n[camera]\nmodel = \"M\"\n").config;
     ApplyOverrides(line.options, &config);
-    EXPECT_EQ(config.session.frames, 7U);
-    EXPECT_FALSE(config.session.retry);
-    EXPECT_EQ(config.image.format, KvTd::kFormatBayer8);
-    EXPECT_EQ(config.camera, (CameraConfig{"M", "", 10}));
-    EXPECT_EQ(config.cameras, (CamerasConfig{false, true, "10.0.0.1"}));
-    EXPECT_EQ(config.memory.name, "/x");
-    EXPECT_EQ(config.log.level, 1);
-    EXPECT_EQ(config.exporting.format, "png");
+    EXPECT_EQ(config, wanted);
     EXPECT_TRUE(line.options.noStatus);
-}
-
-TEST(CommandLine, LastOfTwoHolds)
-{
-    const CommandLine line(
-        {"run", "--frames", "7", "--export", "png", "--frames", "3", "-e", "raw"});
-    ASSERT_TRUE(line.goesOn) << line.err.str();
-    EXPECT_EQ(line.options.frames, 3U);
-    EXPECT_EQ(line.options.exportFormat, "raw");
 }
 
 TEST(CommandLine, ChoosesTheCommand)
 {
-    EXPECT_EQ(CommandLine({}).options.command, Options::Command::Run);
-    EXPECT_EQ(CommandLine({"--frames", "1"}).options.command, Options::Command::Run);
+    using Command = Options::Command;
+    EXPECT_EQ(CommandLine({}).options.command, Command::Run);
+    EXPECT_EQ(CommandLine({"--frames", "1"}).options.command, Command::Run);
+    EXPECT_EQ(CommandLine({"features", "--serial", "S"}).options.command, Command::Features);
     const CommandLine list({"list", "--config", "a.toml"});
-    EXPECT_EQ(list.options.command, Options::Command::List);
+    EXPECT_EQ(list.options.command, Command::List);
     EXPECT_EQ(list.options.configPath, "a.toml");
-    EXPECT_EQ(CommandLine({"features", "--serial", "S"}).options.command,
-              Options::Command::Features);
 }
 
-TEST(CommandLine, RefusesWhatItDoesNotUnderstand)
+TEST(CommandLine, RefusesWhatItDoesNotUnderstandAndHelpsEverywhere)
 {
-    for (const std::vector<const char*>& wrong :
-         std::vector<std::vector<const char*>>{{"--frame"},
-                                               {"grab"},
-                                               {"run", "list"},
-                                               {"--frames", "-1"},
-                                               {"--frames", "4294967296"},
-                                               {"--buffers", "1"},
-                                               {"--format", "mono9"},
-                                               {"--retry-interval", "nan"},
-                                               {"--retry-interval", "1e9"},
-                                               {"--memory", "a/b"},
-                                               {"--directory", ""},
-                                               {"--cameras", "usb"},
-                                               {"--position", "8"}}) {
+    // clang-format off
+    for (const Arguments& wrong : std::vector<Arguments>{
+             {"--frame"}, {"grab"}, {"run", "list"}, {"--frames", "-1"}, {"--frames", "4294967296"},
+             {"--buffers", "1"}, {"--format", "mono9"}, {"--retry-interval", "nan"},
+             {"--retry-interval", "1e9"}, {"--memory", "a/b"}, {"--directory", ""},
+             {"--cameras", "usb"}, {"--position", "8"}, {"--log-level", "6"}}) {
+        // clang-format on
         const CommandLine line(wrong);
         EXPECT_FALSE(line.goesOn) << wrong.front();
         EXPECT_EQ(line.status, 2) << wrong.front();
         EXPECT_THAT(line.err.str(), HasSubstr("--help")) << wrong.front();
     }
-}
-
-TEST(CommandLine, HelpComesFromAllPlaces)
-{
-    for (const std::vector<const char*>& asked :
-         std::vector<std::vector<const char*>>{{"--help"}, {"run", "--help"}, {"list", "-h"}}) {
+    for (const Arguments& asked :
+         std::vector<Arguments>{{"--help"}, {"run", "--help"}, {"list", "-h"}}) {
         const CommandLine line(asked);
         EXPECT_FALSE(line.goesOn);
         EXPECT_EQ(line.status, 0);

@@ -8,6 +8,7 @@
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 
@@ -62,7 +63,7 @@ bool SignalCatcher::Install(SignalState* state, Hurry hurry, void* context, std:
 {
     wakeUp_ = FileHandle(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!wakeUp_.Valid()) {
-        *error = std::string("can't wait for signals: ") + std::strerror(errno);
+        *error = fmt::format("can't wait for signals: {}", std::strerror(errno));
         return false;
     }
     handlerContext = {state, hurry, context, wakeUp_.Get()};

@@ -74,31 +74,54 @@ double Flat(double level)
 TEST(LevelCount, EveryLayoutCountsUpToItsLevels)
 {
     // Widths are odd or no multiple of four, so that the ends of lines count too.
-    Cdf cdf = Levels(PixelLayout::kGrey8, {0, 255, 3, 3, 3, 9, 0, 1, 2, 3, 4, 5}, 6, 2, 8);
-    EXPECT_EQ(cdf[0], 2U);
-    EXPECT_EQ(cdf[3], 8U);
-    EXPECT_EQ(cdf[254], 11U);
-    EXPECT_EQ(cdf[255], 12U);
-    cdf = Levels(PixelLayout::kBayerRg8, {10, 20, 30, 40}, 2, 2, 8);
-    EXPECT_EQ(cdf[30], 3U);
-    // 0x123 and 0xABC; 0x004 and 0x123; a single 0xFFF
-    cdf = Levels(PixelLayout::kGrey12Packed, {0x12, 0xC3, 0xAB, 0x00, 0x34, 0x12, 0xFF, 0x0F}, 5, 1,
-                 12);
-    EXPECT_EQ(cdf[3], 0U);
-    EXPECT_EQ(cdf[4], 1U);
-    EXPECT_EQ(cdf[0x123], 3U);
-    EXPECT_EQ(cdf[0xABB], 3U);
-    EXPECT_EQ(cdf[0xABC], 4U);
-    EXPECT_EQ(cdf[0xFFF], 5U);
-    cdf = Levels(PixelLayout::kGrey12, {0x23, 0x01, 0xFF, 0x0F, 0x00, 0x10}, 3, 1, 16);
-    EXPECT_EQ(cdf[0], 1U) << "bits above twelve don't count";
-    EXPECT_EQ(cdf[0x123], 2U);
-    EXPECT_EQ(cdf[0xFFFF], 3U);
-    cdf = Levels(PixelLayout::kUyvy, {128, 1, 128, 2, 9, 255, 9, 2}, 4, 1, 16);
-    EXPECT_EQ(cdf[0x00FF], 0U);
-    EXPECT_EQ(cdf[0x0100], 1U);
-    EXPECT_EQ(cdf[0x0200], 3U);
-    EXPECT_EQ(cdf[0xFFFF], 4U);
+    const struct {
+        PixelLayout layout;
+        unsigned bits;
+        std::uint32_t width;
+        std::uint32_t height;
+        std::vector<std::uint8_t> image;
+        std::vector<std::pair<std::size_t, std::uint32_t>> counts; ///< up to a level
+    } cases[] = {
+        {PixelLayout::kGrey8,
+         8,
+         6,
+         2,
+         {0, 255, 3, 3, 3, 9, 0, 1, 2, 3, 4, 5},
+         {{0, 2}, {3, 8}, {254, 11}, {255, 12}}},
+        {PixelLayout::kBayerRg8, 8, 2, 2, {10, 20, 30, 40}, {{30, 3}}},
+        // 0x123 and 0xABC; 0x004 and 0x123; a single 0xFFF
+        {PixelLayout::kGrey12Packed,
+         12,
+         5,
+         1,
+         {0x12, 0xC3, 0xAB, 0x00, 0x34, 0x12, 0xFF, 0x0F},
+         {{3, 0}, {4, 1}, {0x123, 3}, {0xABB, 3}, {0xABC, 4}, {0xFFF, 5}}},
+        // bits above twelve don't count
+        {PixelLayout::kGrey12,
+         16,
+         3,
+         1,
+         {0x23, 0x01, 0xFF, 0x0F, 0x00, 0x10},
+         {{0, 1}, {0x123, 2}, {0xFFFF, 3}}},
+        {PixelLayout::kUyvy,
+         16,
+         4,
+         1,
+         {128, 1, 128, 2, 9, 255, 9, 2},
+         {{0x00FF, 0}, {0x0100, 1}, {0x0200, 3}, {0xFFFF, 4}}},
+        // what doesn't fit is empty
+        {PixelLayout::kUnknown, 8, 2, 1, {5, 5}, {{255, 0}}},
+        {PixelLayout::kGrey8, 12, 2, 1, {5, 5}, {{4095, 0}}},
+        {PixelLayout::kGrey8, 8, 0, 4, {5, 5}, {{255, 0}}},
+    };
+    for (const auto& c : cases) {
+        const Cdf cdf = Levels(c.layout, c.image, c.width, c.height, c.bits);
+        for (const auto& [level, count] : c.counts) {
+            EXPECT_EQ(cdf[level], count) << "row " << &c - cases << " level " << level;
+        }
+    }
+    CountLevels({}, 40, nullptr);
+    DynamicLut().MakeTable(40, nullptr, 12, nullptr);
 }
 
 TEST(LevelCount, LargePicturesAreSampledEvenly)
@@ -118,16 +141,6 @@ TEST(LevelCount, LargePicturesAreSampledEvenly)
     }
 }
 
-TEST(LevelCount, WhatDoesNotFitIsEmpty)
-{
-    const std::vector<std::uint8_t> image(16, 5);
-    EXPECT_EQ(Levels(PixelLayout::kUnknown, image, 4, 4, 8).back(), 0U);
-    EXPECT_EQ(Levels(PixelLayout::kGrey8, image, 4, 4, 12).back(), 0U);
-    EXPECT_EQ(Levels(PixelLayout::kGrey8, image, 0, 4, 8).back(), 0U);
-    CountLevels({}, 40, nullptr);
-    DynamicLut().MakeTable(40, nullptr, 12, nullptr);
-}
-
 TEST(DynamicTable, WithoutPixelsItChangesNothing)
 {
     for (const unsigned bits : {8U, 12U, 16U}) {
@@ -142,25 +155,18 @@ TEST(DynamicTable, WithoutPixelsItChangesNothing)
 
 TEST(DynamicTable, SpreadsAFlatPictureWithinTheLimit)
 {
+    const auto oneLevel = [](double level) { return level == 0.5 ? 1e6 : 0; };
     for (const unsigned bits : {8U, 12U, 16U}) {
         DynamicLut dynamic;
-        const auto table = DeviceTable(Table(dynamic, Distribution(bits, Flat), bits), bits);
-        const unsigned span = table[127] - table[64]; // a quarter of the range before
-        EXPECT_GT(span, 2 * 63U) << bits;
+        const auto flat = DeviceTable(Table(dynamic, Distribution(bits, Flat), bits), bits);
+        EXPECT_GT(flat[127] - flat[64], 2 * 63U) << bits << ": a quarter of the range before";
+        EXPECT_GT(flat[254], 250U);
+        dynamic.Forget();
+        const auto even = DeviceTable(Table(dynamic, Distribution(bits, oneLevel), bits), bits);
         for (unsigned i = 1; i < 255; ++i) {
-            EXPECT_LE(table[i] - table[i - 1], 6U) << "steeper than the limit at " << i;
+            EXPECT_LE(flat[i] - flat[i - 1], 6U) << "steeper than the limit at " << i;
+            EXPECT_LE(even[i] - even[i - 1], 6U) << "one level is torn apart at " << i;
         }
-        EXPECT_GT(table[254], 250U);
-    }
-}
-
-TEST(DynamicTable, OneLevelIsNotTornApart)
-{
-    DynamicLut dynamic;
-    const auto table = DeviceTable(
-        Table(dynamic, Distribution(8, [](double level) { return level == 0.5 ? 1e6 : 0; }), 8), 8);
-    for (unsigned i = 1; i < 255; ++i) {
-        EXPECT_LE(table[i] - table[i - 1], 6U);
     }
 }
 

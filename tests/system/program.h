@@ -8,16 +8,30 @@
 #include <filesystem>
 #include <string>
 #include <sys/types.h>
+#include <thread>
 #include <vector>
+
+/** Only what hangs takes so long, however slow the machine is. */
+constexpr std::chrono::seconds kPatience{120};
+
+/** Waits until `condition` is true; false when it never becomes so. */
+template <class Condition> bool Eventually(Condition condition)
+{
+    const auto until = std::chrono::steady_clock::now() + kPatience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > until) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
+}
 
 /** One run of a program. Output and errors go to one text, in the order they came. A program that
  *  still runs when this goes is killed. */
 class Program
 {
 public:
-    /** Only a program that hangs takes so long, however slow the machine is. */
-    static constexpr std::chrono::seconds kPatience{120};
-
     Program(const std::vector<std::string>& command, const std::filesystem::path& folder);
     ~Program();
     Program(const Program&) = delete;

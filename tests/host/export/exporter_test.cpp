@@ -1,7 +1,7 @@
 #include "export/exporter.h"
 #include "tests/support/alloc_count.h"
-#include "tests/system/files.h"
 #include "tests/system/png_file.h"
+#include "tests/system/program.h"
 
 #include <fcntl.h>
 #include <filesystem>
@@ -123,14 +123,6 @@ private:
     rlimit before_ = {};
 };
 
-/** What it waits for comes, unless the test is to fail at its time limit. */
-template <class Condition> void WaitUntil(Condition condition)
-{
-    while (!condition()) {
-        std::this_thread::yield();
-    }
-}
-
 TEST_F(ExporterTest, PngHoldsThePixelsOfEveryCodec)
 {
     options_.format = ExportFormat::kPng;
@@ -214,7 +206,7 @@ TEST_F(ExporterTest, FullQueueSkipsAndGoesOnWithTheFramesThatItTook)
     EXPECT_THAT(reports_, ElementsAre(HasSubstr("frames are skipped"))) << "said once";
     worker.Release();
     for (std::uint64_t frames = 3; frames < 12; ++frames) {
-        WaitUntil([&] { return exporter.Counters().exported == frames; });
+        ASSERT_TRUE(Eventually([&] { return exporter.Counters().exported == frames; }));
         EXPECT_EQ(exporter.Export(View(four_)), ExportResult::kQueued) << "no slot is lost";
     }
     exporter.Close();
@@ -253,7 +245,7 @@ TEST_F(ExporterTest, FullDiskFailsTheFrameLeavesNothingAndGoesOn)
         const FileSizeLimit limit(1000);
         for (std::uint64_t frames = 1; frames <= 5; ++frames) {
             EXPECT_EQ(exporter.Export(View(large)), ExportResult::kQueued) << "no slot is lost";
-            WaitUntil([&] { return exporter.Counters().failed == frames; });
+            ASSERT_TRUE(Eventually([&] { return exporter.Counters().failed == frames; }));
         }
         exporter.Export(View(small));
         exporter.Close();

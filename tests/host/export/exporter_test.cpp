@@ -211,6 +211,7 @@ TEST_F(ExporterTest, FullQueueSkipsAndGoesOnWithTheFramesThatItTook)
     }
     exporter.Close();
     EXPECT_EQ(exporter.Counters().exported, 12U);
+    EXPECT_EQ(exporter.Counters().failed, 0U);
     EXPECT_EQ(exporter.Counters().skipped, 2U);
     const std::string index = ReadFile(File("index.csv"));
     EXPECT_THAT(index, HasSubstr("3,frame_000003.raw,0,0,0,0,0,4,1,MONO8T\n"));

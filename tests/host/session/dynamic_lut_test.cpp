@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <sstream>
+#include <string>
 #include <vector>
 
 using namespace kvgrab;
@@ -73,51 +75,35 @@ double Flat(double level)
 
 TEST(LevelCount, EveryLayoutCountsUpToItsLevels)
 {
-    // Widths are odd or no multiple of four, so that the ends of lines count too.
-    const struct {
-        PixelLayout layout;
-        unsigned bits;
-        std::uint32_t width;
-        std::uint32_t height;
-        std::vector<std::uint8_t> image;
-        std::vector<std::pair<std::size_t, std::uint32_t>> counts; ///< up to a level
-    } cases[] = {
-        {PixelLayout::kGrey8,
-         8,
-         6,
-         2,
-         {0, 255, 3, 3, 3, 9, 0, 1, 2, 3, 4, 5},
-         {{0, 2}, {3, 8}, {254, 11}, {255, 12}}},
-        {PixelLayout::kBayerRg8, 8, 2, 2, {10, 20, 30, 40}, {{30, 3}}},
+    // Layout, bits, size, bytes; how many pixels lie up to a level. Widths are odd or no multiple
+    // of four, so that the ends of lines count too.
+    const std::pair<PixelLayout, const char*> cases[] = {
+        {PixelLayout::kGrey8, "8 6x2 00 FF 03 03 03 09 00 01 02 03 04 05 = 0:2 3:8 FE:B FF:C"},
+        {PixelLayout::kBayerRg8, "8 2x2 0A 14 1E 28 = 1E:3"},
         // 0x123 and 0xABC; 0x004 and 0x123; a single 0xFFF
         {PixelLayout::kGrey12Packed,
-         12,
-         5,
-         1,
-         {0x12, 0xC3, 0xAB, 0x00, 0x34, 0x12, 0xFF, 0x0F},
-         {{3, 0}, {4, 1}, {0x123, 3}, {0xABB, 3}, {0xABC, 4}, {0xFFF, 5}}},
-        // bits above twelve don't count
-        {PixelLayout::kGrey12,
-         16,
-         3,
-         1,
-         {0x23, 0x01, 0xFF, 0x0F, 0x00, 0x10},
-         {{0, 1}, {0x123, 2}, {0xFFFF, 3}}},
-        {PixelLayout::kUyvy,
-         16,
-         4,
-         1,
-         {128, 1, 128, 2, 9, 255, 9, 2},
-         {{0x00FF, 0}, {0x0100, 1}, {0x0200, 3}, {0xFFFF, 4}}},
-        // what doesn't fit is empty
-        {PixelLayout::kUnknown, 8, 2, 1, {5, 5}, {{255, 0}}},
-        {PixelLayout::kGrey8, 12, 2, 1, {5, 5}, {{4095, 0}}},
-        {PixelLayout::kGrey8, 8, 0, 4, {5, 5}, {{255, 0}}},
+         "12 5x1 12 C3 AB 00 34 12 FF 0F = 3:0 4:1 123:3 ABB:3 ABC:4 FFF:5"},
+        {PixelLayout::kGrey12, "16 3x1 23 01 FF 0F 00 10 = 0:1 123:2 FFFF:3"}, // 12 bits count
+        {PixelLayout::kUyvy, "16 4x1 80 01 80 02 09 FF 09 02 = FF:0 100:1 200:3 FFFF:4"},
+        {PixelLayout::kUnknown, "8 2x1 05 05 = FF:0"}, // what doesn't fit is empty
+        {PixelLayout::kGrey8, "12 2x1 05 05 = FFF:0"},
+        {PixelLayout::kGrey8, "8 0x4 05 05 = FF:0"},
     };
-    for (const auto& c : cases) {
-        const Cdf cdf = Levels(c.layout, c.image, c.width, c.height, c.bits);
-        for (const auto& [level, count] : c.counts) {
-            EXPECT_EQ(cdf[level], count) << "row " << &c - cases << " level " << level;
+    for (const auto& [layout, text] : cases) {
+        std::istringstream row(text);
+        unsigned bits = 0;
+        unsigned width = 0;
+        unsigned height = 0;
+        char mark = 0;
+        row >> bits >> width >> mark >> height >> std::hex;
+        std::vector<std::uint8_t> image;
+        for (std::string byte; row >> byte && byte != "=";) {
+            image.push_back(static_cast<std::uint8_t>(std::stoul(byte, nullptr, 16)));
+        }
+        const Cdf cdf = Levels(layout, image, width, height, bits);
+        std::size_t level = 0;
+        for (std::uint32_t count = 0; row >> level >> mark >> count;) {
+            EXPECT_EQ(cdf[level], count) << "level " << level << " of " << text;
         }
     }
     CountLevels({}, 40, nullptr);

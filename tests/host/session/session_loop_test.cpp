@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <gmock/gmock.h>
+#include <stdexcept>
 
 namespace
 {
@@ -69,8 +70,10 @@ struct Loop : HostUnderTest {
                             [this](std::int64_t ms) {
                                 waits.push_back(ms);
                                 nowNs += waitsAreCutShort ? 0 : ms * 1'000'000;
-                                ASSERT_LT(waits.size(), 10U);
                                 duringWait();
+                                if (waits.size() > 10) {
+                                    throw std::runtime_error("it waits for ever");
+                                }
                             }});
     }
     /** Grabs so many frames in one loop of the driver's. */

@@ -282,30 +282,6 @@ TEST_F(ExporterTest, IndexThatCannotGrowEndsWithAWholeRowAndDropsThePicture)
     EXPECT_FALSE(files.empty());
 }
 
-TEST_F(ExporterTest, FolderWithFramesIsRefusedUnlessOverwritingIsAllowed)
-{
-    Put("frame_000001.png", "of an earlier run");
-    EXPECT_FALSE(Exporter(options_).Start());
-    EXPECT_THAT(Names(), ElementsAre("frame_000001.png"));
-    EXPECT_THAT(reports_, ElementsAre(HasSubstr("holds exported frames already")));
-
-    Put("index.csv", "an older and longer index\n" + std::string(500, 'x'));
-    Put("frame_000001.raw", "old");
-    Put("frame_000007.raw.kvpart", "of a killed run");
-    Put("mine.kvpart", "the user's own");
-    options_.overwrite = true;
-    Exporter exporter(options_);
-    ASSERT_TRUE(exporter.Start());
-    EXPECT_FALSE(Exporter(options_).Start()) << "one export at a time";
-    EXPECT_THAT(reports_.back(), HasSubstr("Another process is exporting"));
-    exporter.Export(View(four_));
-    exporter.Close();
-    EXPECT_THAT(Names(), UnorderedElementsAre("frame_000001.png", "frame_000001.raw", "index.csv",
-                                              "mine.kvpart"));
-    EXPECT_EQ(ReadFile(File("frame_000001.raw")), "xxxx");
-    EXPECT_THAT(IndexedFiles(), ElementsAre("frame_000001.raw"));
-}
-
 TEST_F(ExporterTest, FileThatAppearsMeanwhileIsNotReplaced)
 {
     options_.onError = ExportErrorPolicy::kStop;
@@ -318,17 +294,6 @@ TEST_F(ExporterTest, FileThatAppearsMeanwhileIsNotReplaced)
     EXPECT_THAT(exporter.ErrorText(), HasSubstr("File exists"));
     EXPECT_EQ(ReadFile(File("frame_000001.raw")), "somebody else's");
     EXPECT_THAT(Names(), UnorderedElementsAre("frame_000001.raw", "index.csv"));
-}
-
-TEST_F(ExporterTest, FolderThatCannotBeMadeIsToldAndFramesFail)
-{
-    folder_.Write("frames", "a file where the folder should be");
-    Exporter exporter(options_);
-    EXPECT_FALSE(exporter.Start());
-    EXPECT_THAT(exporter.ErrorText(), HasSubstr("The folder '"));
-    EXPECT_EQ(exporter.Export(View(four_)), ExportResult::kFailed);
-    EXPECT_EQ(exporter.Counters().failed, 1U);
-    EXPECT_FALSE(exporter.Failed()) << "grabbing goes on";
 }
 
 TEST_F(ExporterTest, FramesThatMakeNoPictureAreRefusedWithTheReason)

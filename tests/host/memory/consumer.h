@@ -51,13 +51,6 @@ public:
         return reinterpret_cast<const std::uint8_t*>(base_) + Header().pixelOffset +
                index * Header().stride;
     }
-    bool HasOwner() const
-    {
-        struct flock lock = {};
-        lock.l_type = F_RDLCK;
-        lock.l_whence = SEEK_SET;
-        return fcntl(fd_, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
-    }
     std::size_t Bytes() const { return static_cast<std::size_t>(status_.st_size); }
     /** Of the object, on the disk or in memory, when it was mapped. */
     std::size_t ReservedBytes() const { return static_cast<std::size_t>(status_.st_blocks) * 512; }

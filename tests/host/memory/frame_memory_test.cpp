@@ -246,35 +246,6 @@ TEST(FrameMemory, BadNamesAndForeignObjectsAreRefused)
     shm_unlink(OwnMemoryName().c_str());
 }
 
-TEST(FrameMemory, LiveOwnerIsAnErrorAndADeadOnesObjectIsTakenOver)
-{
-    const std::string name = OwnMemoryName();
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        const Memory memory(100, 4, name);
-        EXPECT_EQ(write(ends[1], "y", 1), 1);
-        pause();
-    }
-    close(ends[1]); // so that a dead child ends the waiting
-    char ready = 0;
-    ASSERT_EQ(read(ends[0], &ready, 1), 1);
-    const Consumer consumer(name);
-    EXPECT_TRUE(consumer.HasOwner());
-    FrameMemory memory;
-    EXPECT_FALSE(memory.Open(name));
-    EXPECT_THAT(memory.Error(), HasSubstr("running process " + std::to_string(child)));
-
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    EXPECT_FALSE(consumer.HasOwner()) << "a consumer sees the death";
-    EXPECT_TRUE(Exists(name));
-    ASSERT_TRUE(memory.Open(name)) << memory.Error();
-    EXPECT_EQ(consumer.Header().ownerPid, static_cast<std::uint64_t>(child)) << "untouched";
-    EXPECT_EQ(Consumer(name).Header().ownerPid, static_cast<std::uint64_t>(getpid()));
-}
-
 TEST(FrameMemory, EveryExitRemovesTheNameButNotARivals)
 {
     const std::string name = OwnMemoryName();

@@ -163,28 +163,6 @@ TEST(SessionLoop, HangUpWhileWaitingReadsTheFileAndLooksAgainAtOnce)
     EXPECT_FALSE(loop.signals.ReconfigurationAsked());
 }
 
-TEST(HostSession, ReconfigurationTellsWhatItTakes)
-{
-    HostUnderTest tested;
-    const struct {
-        const char* config;
-        int result;
-        int newSession;
-    } cases[] = {{"[session]\nframes = 2\n[gain]\nmode = \"manual\"\ndb = 3\n", 0, 0},
-                 {"[session]\nframes = 2\n[image]\nformat = \"mono12\"\n", 0, 1},
-                 {"[image]\nformat = 12\n", -1, 0}};
-    for (const auto& c : cases) {
-        int flag = 0;
-        tested.configText = c.config;
-        tested.signals.Raise(KvTd::kSignalReconfigure);
-        EXPECT_EQ(tested.host.Reconfigure(&flag), c.result) << c.config;
-        EXPECT_EQ(flag, c.newSession) << c.config;
-        EXPECT_FALSE(tested.signals.ReconfigurationAsked());
-    }
-    EXPECT_EQ(tested.config.Current().image.format, 3U) << "the old configuration holds";
-    EXPECT_THAT(tested.logged.Content(), HasSubstr("f.toml:2:10: image.format is 12"));
-}
-
 TEST(HostSession, AUserHearsOfMissingFramesOnceAndOfTheirReturn)
 {
     HostUnderTest tested;

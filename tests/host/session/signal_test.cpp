@@ -99,27 +99,4 @@ TEST(SignalCatcher, EachSignalHasItsStateAndEndsAWait)
     }
 }
 
-TEST(SignalCatcher, SecondInterruptHurriesOutWithItsOwnStatus)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            SignalState state;
-            SignalCatcher catcher;
-            std::string error;
-            char mark[] = "hurry was called";
-            catcher.Install(
-                &state,
-                [](void* text) noexcept {
-                    [[maybe_unused]] const auto written =
-                        write(STDERR_FILENO, text, sizeof(mark) - 1);
-                },
-                mark, &error);
-            std::raise(SIGINT);
-            std::raise(SIGTERM);
-            std::exit(0);
-        },
-        testing::ExitedWithCode(130), "hurry was called");
-}
-
 } // namespace

@@ -38,13 +38,6 @@ struct Memory : FrameMemory {
         EXPECT_EQ(Trigger(0, 1000 + arrived, BufPtr(index), 0, {}), kTriggerAccepted);
         return index;
     }
-    /** One that is exported and given back. */
-    std::uint32_t Frame()
-    {
-        const std::uint32_t index = Arrive();
-        Release();
-        return index;
-    }
     std::uint32_t arrived = 0;
 };
 
@@ -170,21 +163,6 @@ TEST(FrameMemory, TwoBuffersAreReadableOnlyWhileHeld)
     memory.Trigger(0, 1, memory.BufPtr(1 - index), 0, {}); // without a round: the first is dropped
     EXPECT_EQ(consumer.State(index), kFrameFilling);
     EXPECT_EQ(consumer.State(1 - index), kFrameHeld);
-}
-
-TEST(FrameMemory, AConsumerNoticesAnOverwrittenFrame)
-{
-    Memory memory(100, 4);
-    const Consumer consumer;
-    memory.Frame();
-    const std::uint64_t before = consumer.Info(0).word;
-    memory.Frame(); // harmless: another buffer
-    EXPECT_TRUE(FrameStillWhole(consumer.Info(0), before));
-    for (int i = 0; i < 3; ++i) {
-        memory.Frame(); // once around: the buffer holds another frame
-    }
-    EXPECT_EQ(consumer.State(0), kFrameReleased);
-    EXPECT_FALSE(FrameStillWhole(consumer.Info(0), before));
 }
 
 TEST(FrameMemory, ResizeRaisesTheGenerationAndKeepsOldMappingsAccessible)

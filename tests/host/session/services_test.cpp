@@ -134,17 +134,15 @@ TEST(Services, MissedRoundTellsUsrAgain)
 
 TEST(Services, TimeDifferenceIsNormalised)
 {
-    struct {
-        timeval later, earlier, difference;
-    } const cases[] = {
+    const timeval cases[][3] = {
         {{5, 250'000}, {3, 750'000}, {1, 500'000}}, {{5, 750'000}, {3, 250'000}, {2, 500'000}},
         {{3, 0}, {3, 250'000}, {-1, 750'000}},      {{3, 250'000}, {5, 0}, {-2, 250'000}},
         {{1, 2'500'000}, {0, 0}, {3, 500'000}},
     };
-    for (const auto& c : cases) {
-        const timeval* difference = KvUtl__TimeValDiff(&c.later, &c.earlier);
-        EXPECT_EQ(difference->tv_sec, c.difference.tv_sec);
-        EXPECT_EQ(difference->tv_usec, c.difference.tv_usec);
+    for (const auto& [later, earlier, expected] : cases) {
+        const timeval* difference = KvUtl__TimeValDiff(&later, &earlier);
+        EXPECT_EQ(difference->tv_sec, expected.tv_sec);
+        EXPECT_EQ(difference->tv_usec, expected.tv_usec);
     }
 }
 

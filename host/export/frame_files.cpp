@@ -63,7 +63,7 @@ FrameFiles::~FrameFiles()
 
 std::string FrameFiles::Text(const std::string& name, const char* what, int error) const
 {
-    return fmt::format("'{}/{}' can't be {}: {}.", folder_, name, what, SystemText(error));
+    return fmt::format("'{}/{}' {}: {}.", folder_, name, what, SystemText(error));
 }
 
 std::string FrameFiles::Open(const std::string& folder, std::string_view extension, bool overwrite)
@@ -96,7 +96,7 @@ std::string FrameFiles::BeginIndex()
         indexFd_ = openat(folderFd_, kIndexName, O_WRONLY | O_CLOEXEC);
     }
     if (indexFd_ < 0) {
-        return Text(kIndexName, "opened", errno);
+        return Text(kIndexName, "can't be opened", errno);
     }
     if (flock(indexFd_, LOCK_EX | LOCK_NB) != 0) {
         return fmt::format("Another process is exporting to '{}'. Choose another folder.", folder_);
@@ -114,7 +114,7 @@ std::string FrameFiles::BeginIndex()
                               ? errno
                               : base::WriteAll(indexFd_, Bytes(IndexRow::kColumns));
         if (error != 0) {
-            trouble = Text(kIndexName, "written", error);
+            trouble = Text(kIndexName, "can't be written", error);
         }
     }
     if (!trouble.empty() && fresh) {
@@ -145,7 +145,7 @@ std::string FrameFiles::CheckContents(bool* hasFrames)
     }
     for (const std::string& name : unfinished) {
         if (unlinkat(folderFd_, name.c_str(), 0) != 0) {
-            return Text(name, "removed", errno);
+            return Text(name, "can't be removed", errno);
         }
     }
     return {};
@@ -172,13 +172,13 @@ std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
     Unfinished& unfinished = unfinished_.at(worker);
     const std::string temporary = fmt::format("{}{}", name, kUnfinishedSuffix);
     if (temporary.size() >= unfinished.name.size()) {
-        return Text(name, "written", ENAMETOOLONG);
+        return Text(name, "can't be written", ENAMETOOLONG);
     }
     std::memcpy(unfinished.name.data(), temporary.c_str(), temporary.size() + 1);
     unfinished.pending.store(true);
     if (abandoned_.load()) {
         unfinished.pending.store(false);
-        return Text(name, "written", ECANCELED);
+        return Text(name, "can't be written", ECANCELED);
     }
     std::string trouble;
     const int fd =
@@ -188,7 +188,7 @@ std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
         error = errno; // file systems over a network tell of a full disk only here
     }
     if (error != 0) {
-        trouble = Text(name, "written", error);
+        trouble = Text(name, "can't be written", error);
     } else {
         trouble = Publish(temporary.c_str(), name);
     }
@@ -205,20 +205,21 @@ std::string FrameFiles::Publish(const char* temporary, const std::string& name)
     if (overwrite_) {
         return renameat(folderFd_, temporary, folderFd_, target) == 0
                    ? std::string()
-                   : Text(name, "written", errno);
+                   : Text(name, "can't be written", errno);
     }
     if (renameat2(folderFd_, temporary, folderFd_, target, RENAME_NOREPLACE) == 0) {
         return {};
     }
     if (errno != EINVAL && errno != ENOSYS) {
-        return Text(name, "written", errno);
+        return Text(name, "can't be written", errno);
     }
     // This file system knows no such rename: look first, which leaves a moment in between.
     if (faccessat(folderFd_, target, F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
-        return Text(name, "written", EEXIST);
+        return Text(name, "can't be written", EEXIST);
     }
-    return renameat(folderFd_, temporary, folderFd_, target) == 0 ? std::string()
-                                                                  : Text(name, "written", errno);
+    return renameat(folderFd_, temporary, folderFd_, target) == 0
+               ? std::string()
+               : Text(name, "can't be written", errno);
 }
 
 void FrameFiles::RemoveFile(const std::string& name)
@@ -234,7 +235,7 @@ std::string FrameFiles::AppendRow(std::string_view row)
         return {};
     }
     // A part of the row may stand there; cutting it off needs no room on the disk.
-    const std::string trouble = Text(kIndexName, "written", error);
+    const std::string trouble = Text(kIndexName, "can't be written", error);
     if (ftruncate(indexFd_, static_cast<off_t>(indexBytes_)) != 0 ||
         lseek(indexFd_, static_cast<off_t>(indexBytes_), SEEK_SET) < 0) {
         return fmt::format("{} Its last row may be incomplete.", trouble);

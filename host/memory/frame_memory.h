@@ -39,7 +39,7 @@ public:
     bool Open(const std::string& name);
     /** Tells consumers that the host ended, removes the name, unmaps. Buffer addresses end. */
     void Close();
-    /** The way out in a hurry, from any thread or a signal handler: tells consumers, removes the
+    /** For leaving at once, from any thread or a signal handler: tells consumers, removes the
      *  name. Async-signal-safe; the memory itself stays mapped. */
     void UnlinkNow() noexcept;
 

@@ -114,13 +114,12 @@ bool FrameObject::Open(const std::string& name)
 bool FrameObject::TryCreate(bool* again)
 {
     const auto fail = [this](const char* what, int error) {
-        return Fail(
-            fmt::format("The frame memory '{}' can't be {}: {}.", name_, what, SystemText(error)));
+        return Fail(fmt::format("The frame memory '{}' {}: {}.", name_, what, SystemText(error)));
     };
     FileHandle object(shm_open(name_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0640));
     if (!object.Valid()) {
         *again = errno == EEXIST;
-        return *again ? false : fail("made", errno);
+        return *again ? false : fail("can't be made", errno);
     }
     if (!LockObject(object.Get()) || !HasName(object.Get())) {
         *again = true;
@@ -129,7 +128,7 @@ bool FrameObject::TryCreate(bool* again)
     const int error = TakeRoom(object.Get(), HeaderBytes());
     if (error != 0) {
         shm_unlink(name_.c_str());
-        return fail("given its room", error);
+        return fail("can't be given its room", error);
     }
     const int access = PROT_READ | PROT_WRITE;
     void* header = mmap(nullptr, HeaderBytes(), access, MAP_SHARED, object.Get(), 0);
@@ -142,7 +141,7 @@ bool FrameObject::TryCreate(bool* again)
             munmap(header, HeaderBytes());
         }
         shm_unlink(name_.c_str());
-        return fail("mapped", mapError);
+        return fail("can't be mapped", mapError);
     }
     fd_ = std::move(object);
     creator_ = getpid();

@@ -77,7 +77,7 @@ TEST(SignalState, OnlyTerminatesAreCounted)
     EXPECT_EQ(state.Raise(KvTd::kSignalTerminate), 2);
 }
 
-void NoHurry(void*) noexcept {}
+void NoCleanup(void*) noexcept {}
 
 TEST(SignalCatcher, EachSignalHasItsStateAndEndsAWait)
 {
@@ -90,7 +90,7 @@ TEST(SignalCatcher, EachSignalHasItsStateAndEndsAWait)
         SignalState state;
         SignalCatcher catcher;
         std::string error;
-        ASSERT_TRUE(catcher.Install(&state, NoHurry, nullptr, &error)) << error;
+        ASSERT_TRUE(catcher.Install(&state, NoCleanup, nullptr, &error)) << error;
         std::raise(number);
         EXPECT_TRUE(catcher.Wait(60'000)) << "came before the wait, counts all the same";
         EXPECT_FALSE(catcher.Wait(0)) << "told once";

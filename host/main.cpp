@@ -1,7 +1,9 @@
 #include "config/options.h"
+#include "report/failure.h"
 #include "run.h"
 
 #include <exception>
+#include <fmt/format.h>
 #include <iostream>
 
 int main(int argc, char** argv)
@@ -23,7 +25,8 @@ int main(int argc, char** argv)
         }
         return static_cast<int>(RunGrabbing(options));
     } catch (const std::exception& unforeseen) {
-        std::cerr << "kvgrab: ended by something unforeseen: " << unforeseen.what() << ".\n";
-        return static_cast<int>(ExitStatus::Internal);
+        return static_cast<int>(
+            Fail(ExitStatus::Internal,
+                 fmt::format("ended by something unforeseen: {}.", unforeseen.what())));
     }
 }

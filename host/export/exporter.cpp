@@ -13,6 +13,7 @@
 #include <csignal>
 #include <cstring>
 #include <exception>
+#include <fmt/format.h>
 #include <mutex>
 #include <pthread.h>
 #include <span>
@@ -154,7 +155,7 @@ bool Exporter::State::Start()
             started = true;
             return true;
         } catch (const std::exception& error) {
-            text = std::string("The export can't start: ") + error.what() + ".";
+            text = fmt::format("The export can't start: {}.", error.what());
         }
     }
     Trouble(text, text);
@@ -177,15 +178,13 @@ bool Exporter::State::Acceptable(const FrameView& frame)
     }
     const PixelLayout layout = LayoutOfCodec(frame.codec);
     if (layout == PixelLayout::kUnknown) {
-        return refuse("Pixel format '" + std::string(frame.codec) +
-                      "' has no PNG form; export it as raw.");
+        return refuse(
+            fmt::format("Pixel format '{}' has no PNG form; export it as raw.", frame.codec));
     }
     const std::size_t needed = PictureBytes(layout, frame.width, frame.height);
     if (needed == 0 || frame.bytes < needed) {
-        return refuse("A frame of " + std::to_string(frame.width) + " x " +
-                      std::to_string(frame.height) + " pixels " + std::string(frame.codec) +
-                      " takes " + std::to_string(needed) + " bytes, but " +
-                      std::to_string(frame.bytes) + " came.");
+        return refuse(fmt::format("A frame of {} x {} pixels {} takes {} bytes, but {} came.",
+                                  frame.width, frame.height, frame.codec, needed, frame.bytes));
     }
     return true;
 }
@@ -226,17 +225,20 @@ void Exporter::State::WriteFrame(unsigned worker, PngEncoder& encoder,
     const std::string name = files.Name(slot.number);
     std::span<const std::uint8_t> content(slot.pixels.data(), slot.bytes);
     std::string text;
+    const auto notEncoded = [&name](std::string_view why) {
+        return fmt::format("'{}' can't be encoded: {}.", name, why);
+    };
     try {
         if (options.format == ExportFormat::kPng) {
             const Picture picture = {content, LayoutOfCodec(slot.values.codec), slot.values.width,
                                      slot.values.height};
             if (!encoder.Encode(picture, &file, &text)) {
-                text = "'" + name + "' can't be encoded: " + text + ".";
+                text = notEncoded(text);
             }
             content = file;
         }
     } catch (const std::exception& error) { // out of memory
-        text = "'" + name + "' can't be encoded: " + error.what() + ".";
+        text = notEncoded(error.what());
     }
     if (text.empty()) {
         text = files.WriteFile(worker, name, content);
@@ -319,8 +321,8 @@ void Exporter::Prepare(std::size_t frameBytes)
         }
         state.preparedBytes = frameBytes;
     } catch (const std::exception&) {
-        state.Trouble("There is no memory for " + std::to_string(state.slots.size()) +
-                          " export slots of " + std::to_string(frameBytes) + " bytes.",
+        state.Trouble(fmt::format("There is no memory for {} export slots of {} bytes.",
+                                  state.slots.size(), frameBytes),
                       "slots");
     }
 }
@@ -390,8 +392,8 @@ void Exporter::Close()
         unreported = std::exchange(state.unreported, 0);
     }
     if (unreported > 0) {
-        state.Report(std::to_string(unreported) +
-                     " more frames could not be exported, for the reasons reported before.");
+        state.Report(fmt::format(
+            "{} more frames could not be exported, for the reasons reported before.", unreported));
     }
 }
 

@@ -94,7 +94,7 @@ public:
     /** Waits until all queued frames are written, ends the workers. Frames that come later fail. */
     void Close();
 
-    /** The way out in a hurry: removes the files that are being written just now; nothing is
+    /** For leaving at once: removes the files that are being written just now; nothing is
      *  written after it. Async-signal-safe; from any thread that doesn't run beside Close. */
     void AbandonNow() noexcept;
 

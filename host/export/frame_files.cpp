@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <fmt/format.h>
 #include <memory>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -63,7 +63,7 @@ FrameFiles::~FrameFiles()
 
 std::string FrameFiles::Text(const std::string& name, const char* what, int error) const
 {
-    return "'" + folder_ + "/" + name + "' can't be " + what + ": " + SystemText(error) + ".";
+    return fmt::format("'{}/{}' {}: {}.", folder_, name, what, SystemText(error));
 }
 
 std::string FrameFiles::Open(const std::string& folder, std::string_view extension, bool overwrite)
@@ -74,11 +74,11 @@ std::string FrameFiles::Open(const std::string& folder, std::string_view extensi
     std::error_code made;
     std::filesystem::create_directories(folder, made);
     if (made) {
-        return "The folder '" + folder + "' can't be made: " + made.message() + ".";
+        return fmt::format("The folder '{}' can't be made: {}.", folder, made.message());
     }
     folderFd_ = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (folderFd_ < 0) {
-        return "The folder '" + folder + "' can't be opened: " + SystemText(errno) + ".";
+        return fmt::format("The folder '{}' can't be opened: {}.", folder, SystemText(errno));
     }
     std::string trouble = BeginIndex();
     if (!trouble.empty()) {
@@ -96,24 +96,25 @@ std::string FrameFiles::BeginIndex()
         indexFd_ = openat(folderFd_, kIndexName, O_WRONLY | O_CLOEXEC);
     }
     if (indexFd_ < 0) {
-        return Text(kIndexName, "opened", errno);
+        return Text(kIndexName, "can't be opened", errno);
     }
     if (flock(indexFd_, LOCK_EX | LOCK_NB) != 0) {
-        return "Another process is exporting to '" + folder_ + "'. Choose another folder.";
+        return fmt::format("Another process is exporting to '{}'. Choose another folder.", folder_);
     }
 
     bool hasFrames = false;
     std::string trouble = CheckContents(&hasFrames);
     if (trouble.empty() && !overwrite_ && (!fresh || hasFrames)) {
-        trouble = "The folder '" + folder_ +
-                  "' holds exported frames already. Choose another folder or allow overwriting.";
+        trouble = fmt::format("The folder '{}' holds exported frames already. Choose another "
+                              "folder or allow overwriting.",
+                              folder_);
     }
     if (trouble.empty()) {
         const int error = ftruncate(indexFd_, 0) != 0
                               ? errno
                               : base::WriteAll(indexFd_, Bytes(IndexRow::kColumns));
         if (error != 0) {
-            trouble = Text(kIndexName, "written", error);
+            trouble = Text(kIndexName, "can't be written", error);
         }
     }
     if (!trouble.empty() && fresh) {
@@ -133,7 +134,7 @@ std::string FrameFiles::CheckContents(bool* hasFrames)
         if (fd >= 0) {
             close(fd);
         }
-        return "The folder '" + folder_ + "' can't be read: " + SystemText(error) + ".";
+        return fmt::format("The folder '{}' can't be read: {}.", folder_, SystemText(error));
     }
     std::vector<std::string> unfinished;
     while (const dirent* entry = readdir(entries.get())) {
@@ -144,7 +145,7 @@ std::string FrameFiles::CheckContents(bool* hasFrames)
     }
     for (const std::string& name : unfinished) {
         if (unlinkat(folderFd_, name.c_str(), 0) != 0) {
-            return Text(name, "removed", errno);
+            return Text(name, "can't be removed", errno);
         }
     }
     return {};
@@ -162,25 +163,22 @@ void FrameFiles::Close()
 
 std::string FrameFiles::Name(std::uint64_t number) const
 {
-    std::array<char, 48> text = {};
-    std::snprintf(text.data(), text.size(), "frame_%06llu.%s",
-                  static_cast<unsigned long long>(number), extension_.c_str());
-    return text.data();
+    return fmt::format("{}{:06}.{}", kPrefix, number, extension_);
 }
 
 std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
                                   std::span<const std::uint8_t> bytes)
 {
     Unfinished& unfinished = unfinished_.at(worker);
-    const std::string temporary = name + std::string(kUnfinishedSuffix);
+    const std::string temporary = fmt::format("{}{}", name, kUnfinishedSuffix);
     if (temporary.size() >= unfinished.name.size()) {
-        return Text(name, "written", ENAMETOOLONG);
+        return Text(name, "can't be written", ENAMETOOLONG);
     }
     std::memcpy(unfinished.name.data(), temporary.c_str(), temporary.size() + 1);
     unfinished.pending.store(true);
     if (abandoned_.load()) {
         unfinished.pending.store(false);
-        return Text(name, "written", ECANCELED);
+        return Text(name, "can't be written", ECANCELED);
     }
     std::string trouble;
     const int fd =
@@ -190,7 +188,7 @@ std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
         error = errno; // file systems over a network tell of a full disk only here
     }
     if (error != 0) {
-        trouble = Text(name, "written", error);
+        trouble = Text(name, "can't be written", error);
     } else {
         trouble = Publish(temporary.c_str(), name);
     }
@@ -207,20 +205,21 @@ std::string FrameFiles::Publish(const char* temporary, const std::string& name)
     if (overwrite_) {
         return renameat(folderFd_, temporary, folderFd_, target) == 0
                    ? std::string()
-                   : Text(name, "written", errno);
+                   : Text(name, "can't be written", errno);
     }
     if (renameat2(folderFd_, temporary, folderFd_, target, RENAME_NOREPLACE) == 0) {
         return {};
     }
     if (errno != EINVAL && errno != ENOSYS) {
-        return Text(name, "written", errno);
+        return Text(name, "can't be written", errno);
     }
     // This file system knows no such rename: look first, which leaves a moment in between.
     if (faccessat(folderFd_, target, F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
-        return Text(name, "written", EEXIST);
+        return Text(name, "can't be written", EEXIST);
     }
-    return renameat(folderFd_, temporary, folderFd_, target) == 0 ? std::string()
-                                                                  : Text(name, "written", errno);
+    return renameat(folderFd_, temporary, folderFd_, target) == 0
+               ? std::string()
+               : Text(name, "can't be written", errno);
 }
 
 void FrameFiles::RemoveFile(const std::string& name)
@@ -236,10 +235,10 @@ std::string FrameFiles::AppendRow(std::string_view row)
         return {};
     }
     // A part of the row may stand there; cutting it off needs no room on the disk.
-    std::string trouble = Text(kIndexName, "written", error);
+    const std::string trouble = Text(kIndexName, "can't be written", error);
     if (ftruncate(indexFd_, static_cast<off_t>(indexBytes_)) != 0 ||
         lseek(indexFd_, static_cast<off_t>(indexBytes_), SEEK_SET) < 0) {
-        trouble += " Its last row may be incomplete.";
+        return fmt::format("{} Its last row may be incomplete.", trouble);
     }
     return trouble;
 }

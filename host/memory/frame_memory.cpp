@@ -1,7 +1,10 @@
 #include "memory/frame_memory.h"
 
+#include "memory/publish_frame.h"
+
 #include <algorithm>
 #include <cstring>
+#include <fmt/format.h>
 #include <new>
 #include <span>
 #include <utility>
@@ -87,23 +90,31 @@ bool FrameMemory::Init(std::uint32_t bufferBytes, std::uint32_t bufferCount)
     }
     ForgetFrames();
     if (bufferBytes == 0 || bufferCount == 0 || bufferCount > kMostBuffers) {
-        WriteLayout(0, 0);
-        return Fail("The frame memory takes 1 to " + std::to_string(kMostBuffers) +
-                    " buffers of at least one byte; asked were " + std::to_string(bufferCount) +
-                    " of " + std::to_string(bufferBytes) + ".");
+        DropBuffers();
+        return Fail(fmt::format("The frame memory takes 1 to {} buffers of at least one byte; {} "
+                                "of {} bytes were asked for.",
+                                kMostBuffers, bufferCount, bufferBytes));
     }
     const std::uint64_t bytes =
         PixelOffset(bufferCount) + WholePages(bufferBytes) * std::uint64_t{bufferCount};
     if (!object_.Grow(bytes)) {
-        WriteLayout(0, 0);
-        return Fail("There is no room in shared memory for " + std::to_string(bufferCount) +
-                    " frame buffers of " + std::to_string(bufferBytes) + " bytes (" +
-                    object_.Error() +
-                    "). Ask for fewer buffers or a smaller region, or make /dev/shm larger.");
+        DropBuffers();
+        return Fail(fmt::format("There is no room in shared memory for {} frame buffers of {} "
+                                "bytes ({}). Ask for fewer buffers or a smaller region, or make "
+                                "/dev/shm larger.",
+                                bufferCount, bufferBytes, object_.Error()));
     }
     WriteLayout(bufferBytes, bufferCount);
     takenRound_.assign(bufferCount, 0);
     return InstanceInit(0, bufferBytes);
+}
+
+void FrameMemory::DropBuffers()
+{
+    if (Header() != nullptr) {
+        ForgetFrames();
+        WriteLayout(0, 0);
+    }
 }
 
 void FrameMemory::WriteLayout(std::uint32_t bufferBytes, std::uint32_t bufferCount)
@@ -164,14 +175,13 @@ void* FrameMemory::BufPtr(std::uint32_t index) const
 bool FrameMemory::InstanceInit(std::uint32_t instance, std::uint32_t bufferBytes)
 {
     if (Header() == nullptr || instance >= kMemoryInstances) {
-        return Fail("There is no memory instance " + std::to_string(instance) + ".");
+        return Fail(fmt::format("There is no memory instance {}.", instance));
     }
     MemoryInstanceInfo& info = Header()->instances[instance];
     if (bufferCount_ == 0 || bufferBytes == 0 || bufferBytes > stride_) {
         info.bufferBytes.store(0, kRelaxed);
-        return Fail("Memory instance " + std::to_string(instance) + " needs " +
-                    std::to_string(bufferBytes) + " bytes, the frame buffers hold " +
-                    std::to_string(stride_) + ".");
+        return Fail(fmt::format("Memory instance {} needs {} bytes, the frame buffers hold {}.",
+                                instance, bufferBytes, stride_));
     }
     if (instance == 0) {
         ForgetFrames();
@@ -262,17 +272,8 @@ int FrameMemory::Trigger(std::uint32_t instance, std::uint64_t timeUs, const voi
 
     if (instance == 0) {
         Release();
-        FrameBufferInfo& info = Infos()[index];
-        info.word.store(PackFrameWord(sequence_, kFrameFilling), kRelaxed);
-        std::atomic_thread_fence(kRelease);
-        info.timeUs.store(timeUs, kRelaxed);
-        info.cameraTicks.store(values.cameraTicks, kRelaxed);
-        info.frameCounter.store(values.frameCounter, kRelaxed);
-        info.frameBytes.store(target.frameBytes.load(kRelaxed), kRelaxed);
-        info.gainDb.store(values.gainDb, kRelaxed);
-        info.exposureUs.store(values.exposureUs, kRelaxed);
         ++sequence_;
-        info.word.store(PackFrameWord(sequence_, kFrameHeld), kRelease);
+        PublishFrame(Infos()[index], {sequence_, timeUs, target.frameBytes.load(kRelaxed), values});
         takenRound_[index] = round_;
         heldIndex_ = index;
         Header()->newestIndex.store(index, kRelaxed);
@@ -344,7 +345,7 @@ FrameBufferInfo* FrameMemory::Infos() const
     return reinterpret_cast<FrameBufferInfo*>(object_.Base() + sizeof(FrameMemoryHeader));
 }
 
-/** kNoBuffer unless the image is the begin of a buffer. */
+/** kNoBuffer unless the image is the start of a buffer. */
 std::uint32_t FrameMemory::IndexOf(const void* image) const
 {
     const auto first = reinterpret_cast<std::uintptr_t>(object_.Base()) + pixelOffset_;

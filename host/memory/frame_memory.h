@@ -4,6 +4,7 @@
 
 #include "kv_frame_memory.h"
 #include "memory/frame_object.h"
+#include "memory/frame_values.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -14,19 +15,11 @@
 namespace kvgrab
 {
 
-/** What is known of a frame besides its pixels. */
-struct FrameValues {
-    std::uint64_t cameraTicks = 0;
-    std::uint32_t frameCounter = 0;
-    float gainDb = 0;
-    float exposureUs = 0;
-};
-
 /** Results of FrameMemory::Trigger. */
 enum TriggerResult : int {
     kTriggerAccepted = 0,
     kTriggerNoInstance = -1, ///< no such instance, or it was not prepared
-    kTriggerNotOurs = -2,    ///< the image is not the begin of one of the buffers
+    kTriggerNotOurs = -2,    ///< the image is not the start of one of the buffers
 };
 
 /** Owns the object from Open to Close or destruction: holds its lock and removes its name.
@@ -46,7 +39,7 @@ public:
     bool Open(const std::string& name);
     /** Tells consumers that the host ended, removes the name, unmaps. Buffer addresses end. */
     void Close();
-    /** The way out in a hurry, from any thread or a signal handler: tells consumers, removes the
+    /** For leaving at once, from any thread or a signal handler: tells consumers, removes the
      *  name. Async-signal-safe; the memory itself stays mapped. */
     void UnlinkNow() noexcept;
 
@@ -55,6 +48,8 @@ public:
      *  generation goes up when anything changed. No frame is valid afterwards. False: there are no
      *  buffers now, and Error() says why. */
     bool Init(std::uint32_t bufferBytes, std::uint32_t bufferCount);
+    /** No buffers until the next Init. */
+    void DropBuffers();
     void SetActFsize(std::uint32_t bytes); ///< bytes of a frame without spare room
     /** The index-th buffer, null when there is none. Addresses rise by Stride(). */
     void* BufPtr(std::uint32_t index) const;

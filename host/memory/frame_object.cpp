@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <new>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -60,26 +61,6 @@ int TakeRoom(int fd, std::uint64_t bytes)
     return error;
 }
 
-/** Owns a file descriptor until it is handed on. */
-class Descriptor
-{
-public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor()
-    {
-        if (fd_ >= 0) {
-            close(fd_);
-        }
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int Get() const { return fd_; }
-    int Take() { return std::exchange(fd_, -1); }
-
-private:
-    int fd_;
-};
-
 } // namespace
 
 std::size_t PageBytes()
@@ -110,9 +91,9 @@ bool FrameObject::Open(const std::string& name)
     error_.clear();
     if (name.size() < 2 || name.size() > kNameLimit || name[0] != '/' ||
         name.find('/', 1) != std::string::npos || name == "/." || name == "/..") {
-        return Fail("'" + name +
-                    "' can't name the frame memory: it takes a slash and up to 249 characters "
-                    "without another slash.");
+        return Fail(fmt::format("'{}' can't name the frame memory: it takes a slash and up to 249 "
+                                "characters without another slash.",
+                                name));
     }
     name_ = name;
     for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
@@ -124,21 +105,21 @@ bool FrameObject::Open(const std::string& name)
             return false;
         }
     }
-    return Fail("The frame memory '" + name_ +
-                "' can't be made: other processes keep making and removing it.");
+    return Fail(fmt::format(
+        "The frame memory '{}' can't be made: other processes keep making and removing it.",
+        name_));
 }
 
 /** `*again`: an object has the name already, or a rival took the new one for a leftover. */
 bool FrameObject::TryCreate(bool* again)
 {
     const auto fail = [this](const char* what, int error) {
-        return Fail("The frame memory '" + name_ + "' can't be " + what + ": " + SystemText(error) +
-                    ".");
+        return Fail(fmt::format("The frame memory '{}' {}: {}.", name_, what, SystemText(error)));
     };
-    Descriptor object(shm_open(name_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0640));
-    if (object.Get() < 0) {
+    FileHandle object(shm_open(name_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0640));
+    if (!object.Valid()) {
         *again = errno == EEXIST;
-        return *again ? false : fail("made", errno);
+        return *again ? false : fail("can't be made", errno);
     }
     if (!LockObject(object.Get()) || !HasName(object.Get())) {
         *again = true;
@@ -147,7 +128,7 @@ bool FrameObject::TryCreate(bool* again)
     const int error = TakeRoom(object.Get(), HeaderBytes());
     if (error != 0) {
         shm_unlink(name_.c_str());
-        return fail("given its room", error);
+        return fail("can't be given its room", error);
     }
     const int access = PROT_READ | PROT_WRITE;
     void* header = mmap(nullptr, HeaderBytes(), access, MAP_SHARED, object.Get(), 0);
@@ -160,9 +141,9 @@ bool FrameObject::TryCreate(bool* again)
             munmap(header, HeaderBytes());
         }
         shm_unlink(name_.c_str());
-        return fail("mapped", mapError);
+        return fail("can't be mapped", mapError);
     }
-    fd_ = object.Take();
+    fd_ = std::move(object);
     creator_ = getpid();
     base_ = static_cast<std::byte*>(whole);
     bytes_ = HeaderBytes();
@@ -187,12 +168,13 @@ bool FrameObject::TryCreate(bool* again)
 bool FrameObject::TryRemoveStale(bool* again)
 {
     *again = false;
-    Descriptor object(shm_open(name_.c_str(), O_RDWR | O_CLOEXEC, 0));
-    if (object.Get() < 0) {
+    FileHandle object(shm_open(name_.c_str(), O_RDWR | O_CLOEXEC, 0));
+    if (!object.Valid()) {
         *again = errno == ENOENT;
         return *again ? false
-                      : Fail("The frame memory '" + name_ +
-                             "' exists already and can't be opened: " + SystemText(errno) + ".");
+                      : Fail(fmt::format(
+                            "The frame memory '{}' exists already and can't be opened: {}.", name_,
+                            SystemText(errno)));
     }
     std::uint64_t words[3] = {}; // magic, version with running, owner
     static_assert(offsetof(FrameMemoryHeader, ownerPid) == sizeof(std::uint64_t) * 2);
@@ -205,8 +187,9 @@ bool FrameObject::TryRemoveStale(bool* again)
         status.st_size == 0 ||
         (words[0] == 0 && static_cast<std::uint64_t>(status.st_size) == HeaderBytes());
     if (!ours && !unfinished) {
-        return Fail("The shared-memory object '" + name_ +
-                    "' is not a frame memory. Remove it or choose another name.");
+        return Fail(fmt::format("The shared-memory object '{}' is not a frame memory. Remove it or "
+                                "choose another name.",
+                                name_));
     }
     if (!LockObject(object.Get())) {
         *again = unfinished;
@@ -214,8 +197,9 @@ bool FrameObject::TryRemoveStale(bool* again)
             usleep(1000); // its host is about to finish it
             return false;
         }
-        return Fail("The frame memory '" + name_ + "' belongs to the running process " +
-                    std::to_string(words[2]) + ". End that or choose another name.");
+        return Fail(fmt::format("The frame memory '{}' belongs to the running process {}. End that "
+                                "or choose another name.",
+                                name_, words[2]));
     }
     if (HasName(object.Get())) {
         shm_unlink(name_.c_str());
@@ -234,7 +218,7 @@ void FrameObject::Close()
     munmap(header, HeaderBytes());
     munmap(std::exchange(base_, nullptr), bytes_);
     bytes_ = 0;
-    close(std::exchange(fd_, -1));
+    fd_ = FileHandle();
 }
 
 void FrameObject::UnlinkNow() noexcept
@@ -245,7 +229,7 @@ void FrameObject::UnlinkNow() noexcept
     }
     const int savedErrno = errno;
     header->running.store(0, kRelease);
-    if (HasName(fd_)) {
+    if (HasName(fd_.Get())) {
         unlink(path_); // a signal handler may call it, other than shm_unlink
     }
     errno = savedErrno;
@@ -256,10 +240,10 @@ bool FrameObject::Grow(std::uint64_t bytes)
     if (bytes <= bytes_) {
         return true;
     }
-    const int error = TakeRoom(fd_, bytes);
+    const int error = TakeRoom(fd_.Get(), bytes);
     if (error != 0) {
         // Gives back what was taken before it ran out; that this can fail as well changes nothing.
-        const int shrunk = ftruncate(fd_, static_cast<off_t>(bytes_));
+        const int shrunk = ftruncate(fd_.Get(), static_cast<off_t>(bytes_));
         return Fail(SystemText(shrunk == 0 ? error : errno));
     }
     void* larger = mremap(base_, bytes_, bytes, MREMAP_MAYMOVE);

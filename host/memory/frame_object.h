@@ -1,6 +1,7 @@
 /** The shared-memory object of the frame memory: its name, its lock, its mapping. */
 #pragma once
 
+#include "file_handle.h"
 #include "kv_frame_memory.h"
 
 #include <atomic>
@@ -45,7 +46,7 @@ private:
     std::string name_;
     std::string error_;
     char path_[288] = {}; ///< the object as a file, ready for UnlinkNow
-    int fd_ = -1;
+    FileHandle fd_;
     int creator_ = 0; ///< process that opened: a forked child must not remove what it inherited
     std::atomic<KvFrames::FrameMemoryHeader*> header_ = nullptr; ///< set last, cleared first
     std::byte* base_ = nullptr;

@@ -1,8 +1,8 @@
 #include "report/frame_trace.h"
 
 #include <cerrno>
-#include <cinttypes>
 #include <cstring>
+#include <fmt/format.h>
 
 namespace kvgrab
 {
@@ -12,7 +12,7 @@ bool FrameTrace::Open(const std::string& path, std::string* error)
     constexpr std::size_t kBuffer = 32 * 1024;
     file_.reset(std::fopen(path.c_str(), "we"));
     if (file_ == nullptr) {
-        *error = "the trace '" + path + "' can't be written: " + std::strerror(errno);
+        *error = fmt::format("the trace '{}' can't be written: {}", path, std::strerror(errno));
         return false;
     }
     std::setvbuf(file_.get(), nullptr, _IOFBF, kBuffer);
@@ -35,11 +35,12 @@ void FrameTrace::Frame(std::int64_t arrivalUs, std::uint64_t cameraTicks, const 
             settings.periodUs != 0
                 ? settings.periodUs
                 : static_cast<double>(cameraTicks - first_.cameraTicks) * settings.tickNs / 1e3;
-        std::fprintf(file_.get(),
-                     "# tick_frequency = %.9g\n# fps = %.9g\n# exposure_us = %.9g\n"
-                     "# loop_start_us = %" PRId64 "\narrival_us,camera_ticks\n",
-                     1e9 / settings.tickNs, 1e6 / periodUs,
-                     static_cast<double>(settings.exposureUs), startUs_);
+        const std::string head =
+            fmt::format("# tick_frequency = {:.9g}\n# fps = {:.9g}\n# exposure_us = {:.9g}\n"
+                        "# loop_start_us = {}\narrival_us,camera_ticks\n",
+                        1e9 / settings.tickNs, 1e6 / periodUs,
+                        static_cast<double>(settings.exposureUs), startUs_);
+        std::fputs(head.c_str(), file_.get()); // Close tells when it failed
         Write(first_);
     }
     Write({arrivalUs, cameraTicks});
@@ -47,7 +48,8 @@ void FrameTrace::Frame(std::int64_t arrivalUs, std::uint64_t cameraTicks, const 
 
 void FrameTrace::Write(const Line& line)
 {
-    std::fprintf(file_.get(), "%" PRId64 ",%" PRIu64 "\n", line.arrivalUs, line.cameraTicks);
+    const std::string text = fmt::format("{},{}\n", line.arrivalUs, line.cameraTicks);
+    std::fputs(text.c_str(), file_.get());
 }
 
 bool FrameTrace::Close()

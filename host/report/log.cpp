@@ -1,4 +1,5 @@
 #include "report/log.h"
+
 #include "base/cancellation.h"
 #include "base/write_all.h"
 
@@ -8,7 +9,10 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <utility>
 
 namespace kvgrab
 {
@@ -46,12 +50,9 @@ std::string StampedLine(const timespec& when, int level, std::string_view text)
     std::array<char, 16> zone{};
     std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &local);
     std::strftime(zone.data(), zone.size(), "%z", &local);
-    std::array<char, 80> head{};
     const char letter = kLetters[static_cast<std::size_t>(std::clamp(level, 1, 5) - 1)];
-    std::snprintf(head.data(), head.size(), "%s.%06ld%s %c ", date.data(), when.tv_nsec / 1000,
-                  zone.data(), letter);
-    std::string line = head.data();
-    line += text;
+    std::string line = fmt::format("{}.{:06}{} {} {}", date.data(), when.tv_nsec / 1000,
+                                   zone.data(), letter, text);
     MakeHarmless(&line);
     line += '\n';
     return line;
@@ -71,12 +72,12 @@ bool Log::OpenFile(const std::string& path, std::string* error)
 {
     FileHandle file(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
     if (!file.Valid()) {
-        *error = "can't open the log file " + path + ": " + std::strerror(errno);
+        *error = fmt::format("can't open the log file {}: {}", path, std::strerror(errno));
         return false;
     }
     const std::lock_guard lock(mutex_);
     file_ = std::move(file);
-    fileFailed_ = false;
+    linesLost_ = 0;
     return true;
 }
 
@@ -111,7 +112,7 @@ void Log::DriverLine(const char* source, int line, const char* function, int lev
     va_copy(again, arguments);
     std::array<char, 512> room{};
     const int length = std::vsnprintf(room.data(), room.size(), format, arguments);
-    std::string text = std::string(source) + ":" + std::to_string(line) + " " + function + ": ";
+    std::string text = fmt::format("{}:{} {}: ", source, line, function);
     if (length >= 0 && static_cast<std::size_t>(length) < room.size()) {
         text += room.data();
     } else if (length >= 0) {
@@ -129,31 +130,49 @@ void Log::DriverLine(const char* source, int line, const char* function, int lev
 void Log::Write(int level, std::string_view text)
 {
     const std::lock_guard lock(mutex_);
-    // Stamped under the lock, so that the stamps rise from line to line.
-    WriteLocked(StampedLine(clock_(), level, text));
+    const timespec now = clock_(); // under the lock, so that the stamps rise from line to line
+    const std::string line = StampedLine(now, level, text);
+    if (file_.Valid()) {
+        WriteToFile(now, line);
+    } else if (statusShown_) {
+        ShowStatus(line);
+    } else {
+        base::WriteAll(terminal_, line);
+    }
 }
 
-void Log::WriteLocked(std::string_view line)
+/** When the file begins to fail the terminal says so; when it works again, both do. */
+void Log::WriteToFile(const timespec& now, std::string_view line)
 {
-    if (file_.Valid()) {
-        if (base::WriteAll(file_.Get(), line) == 0) {
-            fileFailed_ = false;
-            return;
-        }
-        if (fileFailed_) {
-            return;
-        }
-        fileFailed_ = true;
-        const std::string text = std::string("the log file can't be written: ") +
-                                 std::strerror(errno) + "; lines are lost until it can";
-        ShowStatus(StampedLine(clock_(), 1, text));
-        return;
+    std::string news;
+    if (linesLost_ != 0) {
+        news = StampedLine(
+            now, 2,
+            fmt::format("the log file can be written again; {} lines are lost", linesLost_));
     }
-    if (!statusShown_) {
-        base::WriteAll(terminal_, line);
-        return;
+    const int error = AppendToFile(fmt::format("{}{}", news, line));
+    if (error == 0) {
+        if (std::exchange(linesLost_, 0) != 0) {
+            ShowStatus(news);
+        }
+    } else if (++linesLost_ == 1) {
+        ShowStatus(StampedLine(
+            now, 1,
+            fmt::format("the log file can't be written: {}; lines are lost until it can",
+                        std::strerror(error))));
     }
-    ShowStatus(line);
+}
+
+/** All of it or nothing. 0 or an error number. */
+int Log::AppendToFile(std::string_view text)
+{
+    struct stat before = {};
+    const bool known = fstat(file_.Get(), &before) == 0 && S_ISREG(before.st_mode);
+    const int error = base::WriteAll(file_.Get(), text);
+    if (error != 0 && known) {
+        [[maybe_unused]] const int cut = ftruncate(file_.Get(), before.st_size);
+    }
+    return error;
 }
 
 /** Writes a line in place of the status line and the status line below it, in one piece. */

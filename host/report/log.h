@@ -8,6 +8,7 @@
 #include "file_handle.h"
 
 #include <cstdarg>
+#include <cstdint>
 #include <ctime>
 #include <functional>
 #include <mutex>
@@ -49,7 +50,8 @@ public:
 private:
     bool Wanted(int level) const;
     void Write(int level, std::string_view text);
-    void WriteLocked(std::string_view line);
+    void WriteToFile(const timespec& now, std::string_view line);
+    int AppendToFile(std::string_view text);
     void ShowStatus(std::string_view before);
 
     const int terminal_;
@@ -58,7 +60,7 @@ private:
     mutable std::mutex mutex_; ///< guards what follows, and the order of what is written
     int level_;
     FileHandle file_;
-    bool fileFailed_ = false;
+    std::uint64_t linesLost_ = 0; ///< since the file could be written last
     std::string status_;
     bool statusShown_ = false;
 };

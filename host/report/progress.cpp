@@ -2,9 +2,7 @@
 
 #include "kv_td_types.h"
 
-#include <array>
-#include <cinttypes>
-#include <cstdio>
+#include <fmt/format.h>
 
 namespace kvgrab
 {
@@ -75,62 +73,46 @@ bool Progress::StatusDue(std::int64_t nowNs)
 
 std::string Progress::StatusLine(const StatusValues& values) const
 {
-    std::array<char, 64> temperature{"no temperature"};
-    if (hasTemperature_) {
-        std::snprintf(temperature.data(), temperature.size(), "%.1f C",
-                      static_cast<double>(temperature_));
-    }
-    std::array<char, 64> nominal{};
-    if (periodUs_ != 0) {
-        std::snprintf(nominal.data(), nominal.size(), " of %.1f", 1e6 / periodUs_);
-    }
-    std::array<char, 80> packets{};
-    if (values.packetsResent != 0 || values.packetsMissing != 0) {
-        std::snprintf(packets.data(), packets.size(),
-                      ", packets %" PRIu64 " resent %" PRIu64 " missing", values.packetsResent,
-                      values.packetsMissing);
-    }
-    std::array<char, 300> line{};
-    std::snprintf(line.data(), line.size(),
-                  "%" PRIu64 " frames, %.1f%s fps, %" PRIu64
-                  " dropped%s, exposure %.0f us, gain %.1f dB, %s, %.1f MB/s",
-                  grabbed_, rate_, nominal.data(), values.dropped, packets.data(),
-                  static_cast<double>(values.exposureUs), static_cast<double>(values.gainDb),
-                  temperature.data(), rate_ * values.frameBytes / 1e6);
-    return line.data();
+    const std::string nominal = periodUs_ == 0 ? "" : fmt::format(" of {:.1f}", 1e6 / periodUs_);
+    const std::string packets = values.packetsResent == 0 && values.packetsMissing == 0
+                                    ? ""
+                                    : fmt::format(", packets {} resent {} missing",
+                                                  values.packetsResent, values.packetsMissing);
+    const std::string temperature =
+        hasTemperature_ ? fmt::format("{:.1f} C", temperature_) : "no temperature";
+    return fmt::format("{} frames, {:.1f}{} fps, {} dropped{}, exposure {:.0f} us, gain {:.1f} dB, "
+                       "{}, {:.1f} MB/s",
+                       grabbed_, rate_, nominal, values.dropped, packets, values.exposureUs,
+                       values.gainDb, temperature, rate_ * values.frameBytes / 1e6);
 }
 
 std::string Progress::Summary(const PictureCounts& pictures, const TransferCounts& transfers,
                               std::int64_t runNs) const
 {
-    std::array<char, 600> text{};
-    std::snprintf(text.data(), text.size(),
-                  "grabbed %" PRIu64 ", exported %" PRIu64 ", skipped %" PRIu64 ", failed %" PRIu64
-                  ", dropped %" PRIu64 ", time %.1f s\n",
-                  grabbed_, pictures.exported, pictures.skipped, pictures.failed,
-                  transfers.Dropped(), static_cast<double>(runNs) / 1e9);
-    std::string summary = text.data();
+    std::string summary =
+        fmt::format("grabbed {}, exported {}, skipped {}, failed {}, dropped {}, time {:.1f} s\n",
+                    grabbed_, pictures.exported, pictures.skipped, pictures.failed,
+                    transfers.Dropped(), static_cast<double>(runNs) / 1e9);
     if (transfers.Dropped() != 0 || missed_ != 0) {
-        std::snprintf(text.data(), text.size(),
-                      "dropped: %" PRIu64 " lost on the link, %" PRIu64 " incomplete, %" PRIu64
-                      " without a free buffer; waits without a frame: %" PRIu64 "\n",
-                      transfers.lost, transfers.incomplete, transfers.underruns, missed_);
-        summary += text.data();
+        summary += fmt::format("dropped: {} lost on the link, {} incomplete, {} without a free "
+                               "buffer; waits without a frame: {}\n",
+                               transfers.lost, transfers.incomplete, transfers.underruns, missed_);
     }
     if (transfers.packetsReceived != 0) {
-        std::snprintf(text.data(), text.size(),
-                      "packets: %" PRIu64 " received, %" PRIu64 " resent, %" PRIu64 " missing\n",
-                      transfers.packetsReceived, transfers.packetsResent, transfers.packetsMissing);
-        summary += text.data();
+        summary +=
+            fmt::format("packets: {} received, {} resent, {} missing\n", transfers.packetsReceived,
+                        transfers.packetsResent, transfers.packetsMissing);
     }
     if (!pictures.wanted) {
-        return summary + "no pictures were asked for (--export png writes them)\n";
+        summary += "no pictures were asked for (--export png writes them)\n";
+    } else if (pictures.exported == 0) {
+        summary += "no picture was written\n";
+    } else {
+        summary += fmt::format("pictures are in {}; the first frame of a session only starts the "
+                               "clock and is never exported\n",
+                               pictures.directory);
     }
-    if (pictures.exported == 0) {
-        return summary + "no picture was written\n";
-    }
-    return summary + "pictures are in " + pictures.directory +
-           "; the first frame of a session only starts the clock and is never exported\n";
+    return summary;
 }
 
 bool WaitNotice::Due(int what, std::int64_t nowNs)

@@ -55,7 +55,8 @@ public:
 
     std::uint64_t Grabbed() const { return grabbed_; }
 
-    /** Two lines and, when something was lost, a third; each ends with a line feed. */
+    /** Two lines, and a line more each when something was lost and when packets were counted; each
+     *  ends with a line feed. */
     std::string Summary(const PictureCounts& pictures, const TransferCounts& transfers,
                         std::int64_t runNs) const;
 

@@ -10,8 +10,8 @@
 namespace kvgrab
 {
 
-/** The object behind the services. The driver calls none of them but LogWrite outside KvLibProc,
- *  and that is only called while it stands. */
+/** The object behind the services. Outside KvLibProc the driver calls no service but LogWrite, and
+ *  KvLibProc only runs while the object exists. */
 inline HostSession& Host()
 {
     return *HostSession::Current();

@@ -17,7 +17,7 @@ int KvGi__CheckDynConfig(void)
     return Host().CheckDynamic();
 }
 
-// The pair comes always together; the second one tells.
+// The driver always calls the two as a pair; the second call is the one that counts.
 void KvGi__SetNewCfgVendor(void) {}
 
 void KvGi__SetNewCfgPlugin(void)

@@ -38,7 +38,6 @@ std::uint32_t KvGiMainCtx__GetActiveCamMask(void)
 
 int KvGiMainCtx__GetDatachunk(void)
 {
-    Host().CameraIsOpen();
     return Configured().stream.packetSize;
 }
 

@@ -18,7 +18,7 @@ void KvGiMem__SetActFsize(std::uint32_t size)
 
 void* KvGiMem__GetBufPtr(std::uint32_t index)
 {
-    return Host().BufferForDriver(index);
+    return Host().parts.memory.BufPtr(index);
 }
 
 int KvGiMem__IsFactoryUsed(void)
@@ -28,11 +28,7 @@ int KvGiMem__IsFactoryUsed(void)
 
 void KvGiMemInst__Init(std::uint32_t instance, std::uint32_t size, std::uint32_t)
 {
-    kvgrab::HostParts& host = Host().parts;
-    if (!host.memory.InstanceInit(instance, size)) {
-        host.log.Line(1, "no memory instance " + std::to_string(instance) + ": " +
-                             host.memory.Error());
-    }
+    Host().PrepareInstance(instance, size);
 }
 
 void KvGiMemInst__SetActFsize(std::uint32_t instance, std::uint32_t size)

@@ -9,11 +9,7 @@ extern "C" {
 
 int KvSc__SetParamVal(std::uint32_t id, const void* value)
 {
-    const int result = Host().scenario.Set(id, value);
-    if (id == KvTd::kParamFrameCounter && result == 0) { // the last of a frame's values
-        Host().FrameDescribed();
-    }
-    return result;
+    return Host().Publish(id, value);
 }
 
 int KvSc__InstSetParamVal(std::uint32_t instance, std::uint32_t id, const char* text)

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <filesystem>
+#include <fmt/format.h>
 #include <system_error>
 
 namespace kvgrab
@@ -28,7 +29,7 @@ std::string DefaultPath()
 /** A plain name is a file of the current folder, as elsewhere on the command line. */
 std::string AsPath(const std::string& path)
 {
-    return path.find('/') == std::string::npos ? "./" + path : path;
+    return path.find('/') == std::string::npos ? fmt::format("./{}", path) : path;
 }
 
 std::string LastError()
@@ -52,12 +53,12 @@ bool DriverLibrary::Load(const std::string& path, std::string* error)
     // Lazily: the driver binds each host service at its first call.
     handle_ = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);
     if (handle_ == nullptr) {
-        *error = "can't load the driver: " + LastError() + "; --driver names another file";
+        *error = fmt::format("can't load the driver: {}; --driver names another file", LastError());
         return false;
     }
     entry_ = reinterpret_cast<int (*)()>(dlsym(handle_, "KvLibProc"));
     if (entry_ == nullptr) {
-        *error = file + " is no driver: " + LastError();
+        *error = fmt::format("{} is no driver: {}", file, LastError());
         return false;
     }
     return true;

@@ -1,5 +1,8 @@
 #include "session/host_session.h"
 
+#include <algorithm>
+#include <fmt/format.h>
+
 namespace kvgrab
 {
 
@@ -41,6 +44,7 @@ void HostSession::SessionBegins()
     frameLimit_ = 0;
     sessionFrames_ = 0;
     loopsPastTheEnd_ = 0;
+    PlanNextLoop();
     timing.Begins(parts.monotonicNs());
     dynamicLut.Forget();
 }
@@ -68,8 +72,8 @@ void HostSession::ReportWarnings(const ConfigStore::Result& result)
         parts.log.Line(2, warning);
     }
     if (!result.changes.restart.empty()) {
-        parts.log.Line(2, "changed, but kept as it was until kvgrab starts again: " +
-                              Listed(result.changes.restart));
+        parts.log.Line(2, fmt::format("changed, but kept as it was until kvgrab starts again: {}",
+                                      Listed(result.changes.restart)));
     }
 }
 
@@ -83,8 +87,8 @@ int HostSession::Reconfigure(int* flag)
     }
     const ConfigStore::Result result = parts.config.Reload();
     if (!result.usable) {
-        parts.log.Line(1,
-                       "the old configuration stays, the new one can't be used: " + result.error);
+        parts.log.Line(1, fmt::format("the old configuration stays, the new one can't be used: {}",
+                                      result.error));
         return -1;
     }
     parts.log.SetLevel(parts.config.Current().log.level);
@@ -93,8 +97,8 @@ int HostSession::Reconfigure(int* flag)
     ForgetTableIfChanged(result.changes);
     if (!result.changes.newSession.empty()) {
         *flag = 1;
-        parts.log.Line(3, "a new device session is needed, because these changed: " +
-                              Listed(result.changes.newSession));
+        parts.log.Line(3, fmt::format("a new device session is needed, because these changed: {}",
+                                      Listed(result.changes.newSession)));
     } else if (OutputLinesNeedACheck()) {
         *flag = 1;
         parts.log.Line(3, "a new device session is needed, to look at the camera's output lines "
@@ -110,8 +114,9 @@ int HostSession::CheckDynamic()
         return 0;
     }
     if (!news->usable) {
-        parts.log.Line(2, "the configuration file changed, but the old configuration stays: " +
-                              news->error);
+        parts.log.Line(
+            2, fmt::format("the configuration file changed, but the old configuration stays: {}",
+                           news->error));
         return 0;
     }
     if (!news->adopted) {
@@ -119,8 +124,9 @@ int HostSession::CheckDynamic()
         waiting.insert(waiting.end(), news->changes.newSession.begin(),
                        news->changes.newSession.end());
         waiting.insert(waiting.end(), news->changes.restart.begin(), news->changes.restart.end());
-        parts.log.Line(2, "the configuration file changed in what is not applied by itself (" +
-                              Listed(waiting) + "): send kvgrab the signal HUP to take it over");
+        parts.log.Line(2, fmt::format("the configuration file changed in what is not applied by "
+                                      "itself ({}): send kvgrab the signal HUP to take it over",
+                                      Listed(waiting)));
         return 0;
     }
     ReportWarnings(*news);
@@ -129,7 +135,8 @@ int HostSession::CheckDynamic()
         parts.signals.Raise(KvTd::kSignalReconfigure); // asks for a new session then
         return 0;
     }
-    parts.log.Line(3, "the configuration file changed, applying: " + Listed(news->changes.dynamic));
+    parts.log.Line(3, fmt::format("the configuration file changed, applying: {}",
+                                  Listed(news->changes.dynamic)));
     return 1;
 }
 
@@ -150,15 +157,27 @@ bool HostSession::OutputLinesNeedACheck() const
 
 void HostSession::PrepareMemory(std::uint32_t size)
 {
-    if (terminateTaken_ || FrameCountReached()) {
-        ++loopsPastTheEnd_;
+    const bool shouldEnd = terminateTaken_ || FrameCountReached();
+    if (shouldEnd && ++loopsPastTheEnd_ > kLoopsPastTheEnd) {
+        keptFromGoingOn_ = true;
+        parts.memory.DropBuffers();
+        parts.log.Line(2, "the driver goes on although it should end; it gets no buffers, so that "
+                          "the session ends");
+        return;
     }
     if (!parts.memory.Init(size, parts.config.Buffers())) {
-        parts.log.Line(1, "no frame memory: " + parts.memory.Error());
+        parts.log.Line(1, fmt::format("no frame memory: {}", parts.memory.Error()));
         return;
     }
     parts.memory.Describe(scenario.width, scenario.height, parts.config.Format() & 0xFF,
                           scenario.codec);
+}
+
+void HostSession::PrepareInstance(std::uint32_t instance, std::uint32_t size)
+{
+    if (!parts.memory.InstanceInit(instance, size)) {
+        parts.log.Line(1, fmt::format("no memory instance {}: {}", instance, parts.memory.Error()));
+    }
 }
 
 void HostSession::SetFrameSize(std::uint32_t size)
@@ -188,6 +207,15 @@ void HostSession::GrabbingEnds()
             newestFinished_ = counts.number;
         }
     }
+    PlanNextLoop();
+}
+
+/** What is left of the frame count, at least the one that a loop can be asked for. */
+void HostSession::PlanNextLoop()
+{
+    const std::uint64_t limit = parts.config.Current().session.frames;
+    const std::uint64_t left = limit - std::min(limit, sessionFrames_);
+    framesToGrab_ = limit == 0 ? 0 : static_cast<std::uint32_t>(std::max<std::uint64_t>(left, 1));
 }
 
 TransferCounts HostSession::Transfers() const
@@ -232,9 +260,9 @@ void HostSession::FrameMissed()
     progress.FrameMissed(now);
     if (++missesInRow_ >= kMissesToTell && noFrames_.Due(kWaitsForFrames, now)) {
         noFramesReported_ = true;
-        parts.log.Line(2, "waiting for frames: the camera is open, but " +
-                              std::to_string(missesInRow_) +
-                              " waits in a row brought no whole frame");
+        parts.log.Line(2, fmt::format("waiting for frames: the camera is open, but {} waits in a "
+                                      "row brought no whole frame",
+                                      missesInRow_));
     }
     if (parts.signals.Terminating() && !endIsOverdue_) {
         endIsOverdue_ = true;
@@ -269,6 +297,19 @@ std::optional<ClockDrift::Estimate> HostSession::Drift() const
     return drift_ ? drift_->Fit() : std::nullopt;
 }
 
+int HostSession::Publish(std::uint32_t id, const void* value)
+{
+    const int result = scenario.Set(id, value);
+    if (result == 0 && id == KvTd::kParamCodec) {
+        timing.Opened(parts.monotonicNs());
+    }
+    if (result == 0 && id == KvTd::kParamFrameCounter) {
+        FrameDescribed();
+    }
+    return result;
+}
+
+/** The frame counter is the last of a frame's values; all of them are in the scenario. */
 void HostSession::FrameDescribed()
 {
     if (scenario.tickNs == 0) {
@@ -318,26 +359,6 @@ void HostSession::SignalAction(int action)
     newSessionAsked_ = newSessionAsked_ || action == KvTd::kSignalReconfigure;
     terminateTaken_ =
         terminateTaken_ || action == KvTd::kSignalTerminate || action == KvTd::kSignalQuit;
-}
-
-std::uint32_t HostSession::FramesToGrab() const
-{
-    const std::uint32_t limit = parts.config.Current().session.frames;
-    if (limit == 0 || sessionFrames_ < limit) {
-        return limit == 0 ? 0 : limit - static_cast<std::uint32_t>(sessionFrames_);
-    }
-    return 1; // the least that a loop can be asked for
-}
-
-void* HostSession::BufferForDriver(std::uint32_t index)
-{
-    if (loopsPastTheEnd_ <= kLoopsPastTheEnd) {
-        return parts.memory.BufPtr(index);
-    }
-    keptFromGoingOn_ = true;
-    parts.log.Line(2, "the driver goes on although it should end; it gets no buffers, so that the "
-                      "session ends");
-    return nullptr;
 }
 
 } // namespace kvgrab

@@ -71,24 +71,23 @@ public:
     void ReportWarnings(const ConfigStore::Result& result);
 
     // ---- frames ----
+    /** The driver begins a loop with buffers of `size` bytes. When it took the terminate or has
+     *  grabbed all frames it may begin some more loops, to bring the dynamic look-up table to an
+     *  end; then there are no buffers, and without buffers it ends the session. */
     void PrepareMemory(std::uint32_t size);
+    void PrepareInstance(std::uint32_t instance, std::uint32_t size);
     void SetFrameSize(std::uint32_t size);
-    void CameraIsOpen() { timing.Opened(parts.monotonicNs()); }
     void GrabbingBegins();
     void GrabbingEnds();
     void FrameGrabbed(float temperature);
-    /** Its values are in the scenario. */
-    void FrameDescribed();
+    /** A KvTd::ScenarioParam; -1 for an unknown one or a null value. */
+    int Publish(std::uint32_t id, const void* value);
     void FrameMissed();
     int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag);
     int Export(std::uint64_t timeUs);
     void SignalAction(int action);
     /** Frames that the next loop of this device session is to grab; 0: no limit. */
-    std::uint32_t FramesToGrab() const;
-    /** A frame buffer for the driver. When it took the terminate or has grabbed all frames it may
-     *  begin some more loops, to bring the dynamic look-up table to an end; then it gets none, and
-     *  without buffers it ends the session. */
-    void* BufferForDriver(std::uint32_t index);
+    std::uint32_t FramesToGrab() const { return framesToGrab_; }
     /** Whether the session ended because it got no more buffers. */
     bool WasKeptFromGoingOn() const { return keptFromGoingOn_; }
 
@@ -105,6 +104,8 @@ public:
     int grabState = 0; ///< as the driver reported it last
 
 private:
+    void PlanNextLoop();
+    void FrameDescribed();
     void ShowStatus(std::int64_t nowNs);
     void CheckExporter();
     void ForgetTableIfChanged(const ConfigChanges& changes);
@@ -116,6 +117,7 @@ private:
     std::int64_t arrivalNs_ = 0;       ///< of the newest frame, on the wall clock
     bool grabbing_ = false;
     std::uint32_t frameLimit_ = 0; ///< of the device session
+    std::uint32_t framesToGrab_ = 0;
     std::uint64_t sessionFrames_ = 0;
     unsigned loopsPastTheEnd_ = 0;
     bool newSessionAsked_ = false;

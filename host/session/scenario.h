@@ -1,7 +1,7 @@
 /** The scenario parameters as the driver published them last. Grab thread only. */
 #pragma once
 
-#include "memory/frame_memory.h"
+#include "memory/frame_values.h"
 
 #include <cstdint>
 #include <string>

@@ -1,6 +1,7 @@
 #include "session/session_loop.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 
 namespace kvgrab
 {
@@ -80,7 +81,7 @@ NextStep Decide(const SessionOutcome& outcome, bool retry)
     }
     if (outcome.driverCode != KvTd::kExitDone && outcome.driverCode != KvTd::kExitReconfigFailed) {
         return {Kind::End, ExitStatus::UnknownDriverCode,
-                "the driver ended with the unknown code " + std::to_string(outcome.driverCode)};
+                fmt::format("the driver ended with the unknown code {}", outcome.driverCode)};
     }
     if (outcome.frameCountReached) {
         return {Kind::End, ExitStatus::Done, "all frames that were asked for are grabbed"};
@@ -115,8 +116,9 @@ NextStep RunSessions(const SessionLoopParts& parts)
         }
         host.SessionFailed();
         if (notice.Due(outcome.driverCode, host.parts.monotonicNs())) {
-            host.parts.log.Line(2, "waiting: " + step.sentence +
-                                       "; trying again until it works or a signal ends kvgrab");
+            host.parts.log.Line(
+                2, fmt::format("waiting: {}; trying again until it works or a signal ends kvgrab",
+                               step.sentence));
         }
         WaitForRetry(parts);
         if (host.parts.signals.Terminating()) {

@@ -1,7 +1,7 @@
 #include "session/session_timing.h"
 
-#include <array>
-#include <cstdio>
+#include <fmt/format.h>
+#include <utility>
 
 namespace kvgrab
 {
@@ -35,19 +35,13 @@ std::string SessionTiming::Frame(std::int64_t nowNs)
     const auto ms = [this](std::int64_t atNs) {
         return static_cast<double>(atNs - beginNs_) / 1e6;
     };
-    std::array<char, 200> text{};
-    std::snprintf(text.data(), text.size(),
-                  "the camera was found and opened after %.0f ms, configured after %.0f ms; the "
-                  "first frame came after %.0f ms",
-                  ms(openedNs_), ms(configuredNs_), ms(nowNs));
-    std::string line = text.data();
-    if (failed_ && before != 0) {
-        std::snprintf(text.data(), text.size(), "; there was none for %.1f s",
-                      static_cast<double>(nowNs - before) / 1e9);
-        line += text.data();
-    }
-    failed_ = false;
-    return line;
+    const std::string gap = std::exchange(failed_, false) && before != 0
+                                ? fmt::format("; there was none for {:.1f} s",
+                                              static_cast<double>(nowNs - before) / 1e9)
+                                : "";
+    return fmt::format("the camera was found and opened after {:.0f} ms, configured after {:.0f} "
+                       "ms; the first frame came after {:.0f} ms{}",
+                       ms(openedNs_), ms(configuredNs_), ms(nowNs), gap);
 }
 
 } // namespace kvgrab

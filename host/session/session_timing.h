@@ -1,4 +1,4 @@
-/** How long the steps of a device session take, from what the driver asks the host for. Grab thread
+/** How long the steps of a device session take, from what the driver tells the host. Grab thread
  *  only; times in nanoseconds of the monotonic clock. */
 #pragma once
 
@@ -12,9 +12,10 @@ class SessionTiming
 {
 public:
     void Begins(std::int64_t nowNs);
-    /** The driver asks how to set the camera up, so it has found and opened it. */
+    /** The driver publishes the pixel format, which is the first that it says of a camera: it has
+     *  found it, opened it and read its settings. */
     void Opened(std::int64_t nowNs);
-    /** It starts the camera. The first time in a session counts, as it does above. */
+    /** It has started the acquisition. The first time in a session counts, as it does above. */
     void Configured(std::int64_t nowNs);
     /** A frame came. With the first one of a session: a line for the log, which also tells how long
      *  there was none when a session before failed; else empty. */

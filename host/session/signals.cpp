@@ -8,6 +8,7 @@
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 
@@ -32,8 +33,8 @@ constexpr std::array<Caught, 6> kCaught = {{{SIGINT, KvTd::kSignalTerminate},
 /** What the handler works on; set before it is installed. */
 struct HandlerContext {
     SignalState* state = nullptr;
-    SignalCatcher::Hurry hurry = nullptr;
-    void* hurryContext = nullptr;
+    SignalCatcher::Cleanup cleanup = nullptr;
+    void* cleanupContext = nullptr;
     int wakeUp = -1;
 };
 HandlerContext handlerContext;
@@ -46,7 +47,7 @@ extern "C" void OnSignal(int number)
         std::find_if(kCaught.begin(), kCaught.end(),
                      [number](const Caught& candidate) { return candidate.number == number; });
     if (caught != kCaught.end() && handlerContext.state->Raise(caught->state) >= 2) {
-        handlerContext.hurry(handlerContext.hurryContext);
+        handlerContext.cleanup(handlerContext.cleanupContext);
         constexpr char kText[] = "\nkvgrab: left at once on the second signal.\n";
         [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, kText, sizeof(kText) - 1);
         _exit(static_cast<int>(ExitStatus::LeftAtOnce));
@@ -58,14 +59,14 @@ extern "C" void OnSignal(int number)
 
 } // namespace
 
-bool SignalCatcher::Install(SignalState* state, Hurry hurry, void* context, std::string* error)
+bool SignalCatcher::Install(SignalState* state, Cleanup cleanup, void* context, std::string* error)
 {
     wakeUp_ = FileHandle(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!wakeUp_.Valid()) {
-        *error = std::string("can't wait for signals: ") + std::strerror(errno);
+        *error = fmt::format("can't wait for signals: {}", std::strerror(errno));
         return false;
     }
-    handlerContext = {state, hurry, context, wakeUp_.Get()};
+    handlerContext = {state, cleanup, context, wakeUp_.Get()};
     struct sigaction action = {};
     action.sa_handler = OnSignal;
     action.sa_flags = SA_RESTART;

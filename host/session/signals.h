@@ -1,7 +1,7 @@
 /** Catches the process's signals for a SignalState.
  *
  *  INT and TERM terminate, QUIT quits, HUP reconfigures, USR1 and USR2 go to the driver; PIPE is
- *  ignored. The second INT or TERM calls the way out in a hurry and leaves at once. */
+ *  ignored. The second INT or TERM cleans up what must not stay and leaves at once. */
 #pragma once
 
 #include "file_handle.h"
@@ -16,8 +16,8 @@ namespace kvgrab
 class SignalCatcher
 {
 public:
-    /** What is left to do when there is no time; runs in a signal handler. */
-    using Hurry = void (*)(void* context) noexcept;
+    /** Removes what must not stay when the process leaves at once. Runs in a signal handler. */
+    using Cleanup = void (*)(void* context) noexcept;
 
     SignalCatcher() = default;
     ~SignalCatcher(); ///< the signals do what they did before
@@ -25,7 +25,7 @@ public:
     SignalCatcher& operator=(const SignalCatcher&) = delete;
 
     /** One catcher of the process at a time. False: `*error` says why not. */
-    bool Install(SignalState* state, Hurry hurry, void* context, std::string* error);
+    bool Install(SignalState* state, Cleanup cleanup, void* context, std::string* error);
 
     /** Waits so long, or until a signal comes: true. A signal that came before the call counts, and
      *  each is told once. */

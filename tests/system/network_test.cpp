@@ -3,7 +3,6 @@
 #include "tests/system/program.h"
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <gmock/gmock.h>
@@ -18,8 +17,6 @@ using testing::Not;
 
 namespace
 {
-
-constexpr std::chrono::seconds kPatience(60);
 
 class KvgrabOnTheWire : public testing::Test
 {
@@ -45,7 +42,7 @@ protected:
     std::string OutputOf(const std::vector<std::string>& command, int status = 0) const
     {
         Program program(command, folder_.Path());
-        EXPECT_EQ(program.Wait(kPatience), status) << program.Output();
+        EXPECT_EQ(program.Wait(), status) << program.Output();
         return program.Output();
     }
 
@@ -106,13 +103,13 @@ TEST_F(KvgrabOnTheWire, GoesOnWithACameraThatComesBack)
                  Configured("[cameras]\nbackends = \"net\"\n[camera]\nserial = \"N1\"\n"),
                  "--retry-interval", "0.5"}),
         folder_.Path());
-    ASSERT_TRUE(program.WaitFor("the first frame came after", kPatience)) << program.Output();
+    ASSERT_TRUE(program.WaitFor("the first frame came after")) << program.Output();
     camera.Kill();
-    ASSERT_TRUE(program.WaitFor("Loop completed (exitCode = -10)", kPatience)) << program.Output();
+    ASSERT_TRUE(program.WaitFor("Loop completed (exitCode = -10)")) << program.Output();
     SwitchOn("N1", "127.0.0.1");
-    ASSERT_TRUE(program.WaitFor("there was none for", kPatience)) << program.Output();
+    ASSERT_TRUE(program.WaitFor("there was none for")) << program.Output();
     program.Signal(SIGTERM);
-    EXPECT_EQ(program.Wait(kPatience), 0) << program.Output();
+    EXPECT_EQ(program.Wait(), 0) << program.Output();
 }
 
 TEST_F(KvgrabOnTheWire, SaysSoWhenItsNetworkLibraryCannotBeLoaded)

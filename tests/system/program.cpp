@@ -1,43 +1,12 @@
 #include "tests/system/program.h"
 
-#include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
-#include <fstream>
-#include <gtest/gtest.h>
 #include <poll.h>
-#include <sstream>
+#include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
 
 using Clock = std::chrono::steady_clock;
-
-TempFolder::TempFolder()
-{
-    std::string pattern = (std::filesystem::temp_directory_path() / "kvgrab-test-XXXXXX").string();
-    path_ = mkdtemp(pattern.data());
-}
-
-TempFolder::~TempFolder()
-{
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
-std::string TempFolder::Write(const std::string& name, const std::string& text) const
-{
-    const std::string path = *this / name;
-    std::ofstream(path) << text;
-    return path;
-}
-
-std::string ReadFile(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
 
 Program::Program(const std::vector<std::string>& command, const std::filesystem::path& folder)
 {
@@ -75,6 +44,12 @@ Program::~Program()
 void Program::Signal(int number) const
 {
     kill(pid_, number);
+}
+
+void Program::Stop() const
+{
+    Signal(SIGSTOP);
+    waitpid(pid_, nullptr, WUNTRACED);
 }
 
 /** Takes what the program wrote; false at the end of its output or when nothing came in time. */

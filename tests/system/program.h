@@ -1,28 +1,31 @@
 /** Runs a program beside the test: its output, its signals, its end. */
 #pragma once
 
+#include "tests/system/files.h"
+
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <string>
 #include <sys/types.h>
+#include <thread>
 #include <vector>
 
-/** A folder that goes when the test goes. */
-class TempFolder
-{
-public:
-    TempFolder();
-    ~TempFolder();
-    TempFolder(const TempFolder&) = delete;
-    TempFolder& operator=(const TempFolder&) = delete;
-    const std::filesystem::path& Path() const { return path_; }
-    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-    /** Writes a file and returns its path. */
-    std::string Write(const std::string& name, const std::string& text) const;
+/** Only what hangs takes so long, however slow the machine is. */
+constexpr std::chrono::seconds kPatience{120};
 
-private:
-    std::filesystem::path path_;
-};
+/** Waits until `condition` is true; false when it never becomes so. */
+template <class Condition> bool Eventually(Condition condition)
+{
+    const auto until = std::chrono::steady_clock::now() + kPatience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > until) {
+            return false;
+        }
+        std::this_thread::yield();
+    }
+    return true;
+}
 
 /** One run of a program. Output and errors go to one text, in the order they came. A program that
  *  still runs when this goes is killed. */
@@ -37,12 +40,14 @@ public:
     void Signal(int number) const;
     /** Waits until the output contains `text`; false when the program ended or `limit` passed
      *  first. Looks on from where the last success ended. */
-    bool WaitFor(const std::string& text, std::chrono::seconds limit = std::chrono::seconds(20));
+    bool WaitFor(const std::string& text, std::chrono::seconds limit = kPatience);
     /** Waits for its end. The exit status; 1000 plus the signal that killed it; -1 when it did not
      *  end in time. */
-    int Wait(std::chrono::seconds limit = std::chrono::seconds(30));
+    int Wait(std::chrono::seconds limit = kPatience);
     const std::string& Output() const { return output_; }
-    pid_t Pid() const { return pid_; }
+    /** Stops it and waits until it has stopped. */
+    void Stop() const;
+    void Continue() const { Signal(SIGCONT); }
 
 private:
     bool Read(int timeoutMs);
@@ -53,6 +58,3 @@ private:
     std::string output_;
     std::size_t seen_ = 0;
 };
-
-/** A text file's content; empty when there is none. */
-std::string ReadFile(const std::filesystem::path& path);

@@ -1,16 +1,18 @@
-// Form of the lines, the status line on a terminal, and lines from two threads.
+// Form of the lines, the status line on a terminal, files that fail, and lines from two threads.
 
 #include "report/log.h"
+#include "tests/system/files.h"
 
 #include <gmock/gmock.h>
 
-#include <cstdio>
+#include <atomic>
+#include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
-#include <filesystem>
 #include <map>
-#include <memory>
 #include <pthread.h>
+#include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
 
@@ -19,30 +21,9 @@ namespace
 
 using namespace kvgrab;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
-
-/** Everything that a descriptor's file holds. */
-std::string ContentOf(int fd)
-{
-    std::string all(static_cast<std::size_t>(lseek(fd, 0, SEEK_END)), '\0');
-    EXPECT_EQ(pread(fd, all.data(), all.size(), 0), static_cast<ssize_t>(all.size()));
-    return all;
-}
-
-/** A file without a name that stands for the terminal. */
-class Terminal
-{
-public:
-    int Fd() const { return fileno(file_.get()); }
-    /** Everything that was written. */
-    std::string Taken() const { return ContentOf(Fd()); }
-
-private:
-    struct Closer {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-    std::unique_ptr<std::FILE, Closer> file_{std::tmpfile()};
-};
+using testing::UnorderedElementsAre;
 
 timespec FixedClock()
 {
@@ -80,7 +61,7 @@ TEST(Log, LineHasLocalTimeLevelAndText)
 
 TEST(Log, DriverLineKeepsLongTextsWhole)
 {
-    const Terminal terminal;
+    const NamelessFile terminal;
     {
         Log log(terminal.Fd(), false, 3, FixedClock);
         DriverSays(log, 3, "Grabbed %u of %s", 7U, "many");
@@ -89,15 +70,15 @@ TEST(Log, DriverLineKeepsLongTextsWhole)
         log.SetLevel(4);
         DriverSays(log, 4, "wanted now");
     }
-    EXPECT_THAT(LinesOf(terminal.Taken()),
-                ElementsAre(testing::EndsWith(" I kv_td_proc:12 ProcLoop: Grabbed 7 of many"),
-                            testing::EndsWith(": " + std::string(3000, 'x') + "|"),
-                            testing::EndsWith(" D kv_td_proc:12 ProcLoop: wanted now")));
+    EXPECT_THAT(LinesOf(terminal.Content()),
+                ElementsAre(EndsWith(" I kv_td_proc:12 ProcLoop: Grabbed 7 of many"),
+                            EndsWith(": " + std::string(3000, 'x') + "|"),
+                            EndsWith(" D kv_td_proc:12 ProcLoop: wanted now")));
 }
 
 TEST(Log, StatusLineStepsAsideForLogLines)
 {
-    const Terminal terminal;
+    const NamelessFile terminal;
     {
         Log log(terminal.Fd(), true, 3, FixedClock);
         log.SetStatus("1 frame");
@@ -106,74 +87,132 @@ TEST(Log, StatusLineStepsAsideForLogLines)
         log.SetStatus("2 frames");
     }
     const std::string stamped = StampedLine(FixedClock(), 3, "hello");
-    EXPECT_EQ(terminal.Taken(), "1 frame\r\033[K" + stamped + "1 frame\r\033[K2 frames\r\033[K");
+    EXPECT_EQ(terminal.Content(), "1 frame\r\033[K" + stamped + "1 frame\r\033[K2 frames\r\033[K");
+    const NamelessFile plain;
+    Log(plain.Fd(), false, 3, FixedClock).SetStatus("1 frame");
+    EXPECT_EQ(plain.Content(), "");
 }
 
-TEST(Log, WithoutATerminalThereIsNoStatusLine)
+TEST(Log, FileTakesTheLinesAndGivesBackItsTroubles)
 {
-    const Terminal terminal;
-    {
-        Log log(terminal.Fd(), false, 3, FixedClock);
-        log.SetStatus("1 frame");
-    }
-    EXPECT_EQ(terminal.Taken(), "");
-}
-
-TEST(Log, FileTakesTheLinesAndFailureIsToldOnce)
-{
-    const std::string path = testing::TempDir() + "kvgrab_log_" + std::to_string(getpid());
-    const Terminal terminal;
+    const TempFolder folder;
+    const std::string path = folder / "log";
+    const NamelessFile terminal;
     std::string error;
-    {
-        Log log(terminal.Fd(), false, 3, FixedClock);
-        ASSERT_TRUE(log.OpenFile(path, &error)) << error;
-        log.Line(3, "one");
-        ASSERT_TRUE(log.OpenFile(path, &error)) << error;
-        log.Line(3, "two");
-        EXPECT_FALSE(log.OpenFile("/nonexistent/log", &error));
-        EXPECT_THAT(error, HasSubstr("/nonexistent/log"));
-        ASSERT_TRUE(log.OpenFile("/dev/full", &error)) << error;
+    Log log(terminal.Fd(), false, 3, FixedClock);
+    EXPECT_FALSE(log.OpenFile("/nonexistent/log", &error));
+    EXPECT_THAT(error, HasSubstr("/nonexistent/log"));
+    ASSERT_TRUE(log.OpenFile(path, &error)) << error;
+    log.Line(3, std::string(10'000, '-') + "one"); // so that the limits concern this file alone
+    ASSERT_TRUE(log.OpenFile(path, &error)) << error;
+    log.Line(3, "two");
+    rlimit before = {};
+    getrlimit(RLIMIT_FSIZE, &before);
+    std::signal(SIGXFSZ, SIG_IGN);
+    for (int time = 0; time < 2; ++time) { // the disk fills up in the middle of a line
+        const rlimit full = {ReadFile(path).size() + 10, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &full);
+        log.Line(3, "lost");
+        log.Line(3, "lost, too");
+        setrlimit(RLIMIT_FSIZE, &before);
         log.Line(3, "three");
         log.Line(3, "four");
     }
-    const FileHandle file(open(path.c_str(), O_RDONLY));
-    const std::string text = ContentOf(file.Get());
-    std::filesystem::remove(path);
-    EXPECT_THAT(LinesOf(text), ElementsAre(HasSubstr("one"), HasSubstr("two")));
-    EXPECT_THAT(LinesOf(terminal.Taken()), ElementsAre(HasSubstr("can't be written")));
+    std::string again =
+        StampedLine(FixedClock(), 2, "the log file can be written again; 2 lines are lost");
+    again.pop_back();
+    EXPECT_THAT(LinesOf(ReadFile(path)),
+                ElementsAre(EndsWith("one"), EndsWith("two"), again, EndsWith(" I three"),
+                            EndsWith("four"), again, EndsWith(" I three"), EndsWith("four")));
+    const auto fails = HasSubstr("E the log file can't be written: File too large; lines are lost");
+    EXPECT_THAT(LinesOf(terminal.Content()), ElementsAre(fails, again, fails, again));
+}
+
+TEST(Log, ALineThatASignalCutsShortIsWrittenToItsEnd)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const int room = fcntl(ends[1], F_GETPIPE_SZ);
+    struct sigaction interrupt = {};
+    interrupt.sa_handler = [](int) {}; // no SA_RESTART: a write ends with what it has done so far
+    sigaction(SIGUSR1, &interrupt, nullptr);
+    const std::string text(3 * static_cast<std::size_t>(room), 'x');
+    std::thread writer([&] {
+        Log(ends[1], false, 3, FixedClock).Line(3, text);
+        close(ends[1]);
+    });
+    for (int held = 0; held < room; ioctl(ends[0], FIONREAD, &held)) {
+        std::this_thread::yield(); // until the pipe is full, and the writer in the middle of it
+    }
+    pthread_kill(writer.native_handle(), SIGUSR1);
+    std::string taken(1 << 16, '\0');
+    std::string all;
+    for (ssize_t got = 0; (got = read(ends[0], taken.data(), taken.size())) > 0;) {
+        all.append(taken, 0, static_cast<std::size_t>(got));
+    }
+    writer.join();
+    EXPECT_EQ(all, StampedLine(FixedClock(), 3, text));
+}
+
+/** Whether a thread of this process sleeps, as it does while it waits for a lock. */
+bool Sleeps(pid_t thread)
+{
+    const std::string status = ReadFile("/proc/self/task/" + std::to_string(thread) + "/status");
+    return status.find("\nState:\tS") != std::string::npos;
+}
+
+TEST(Log, StampsRiseFromLineToLine)
+{
+    const NamelessFile terminal;
+    std::thread second;
+    std::atomic<pid_t> secondId = 0;
+    std::atomic<bool> secondDone = false;
+    std::atomic<int> stamps = 0;
+    Log* speaker = nullptr;
+    Log log(terminal.Fd(), false, 3, [&] {
+        const timespec stamp = {++stamps, 0};
+        if (stamp.tv_sec == 1) { // the first line has its stamp: may another overtake it now?
+            second = std::thread([&] {
+                secondId = gettid();
+                speaker->Line(3, "second");
+                secondDone = true;
+            });
+            while (!secondDone && (secondId == 0 || !Sleeps(secondId))) {
+                std::this_thread::yield();
+            }
+        }
+        return stamp;
+    });
+    speaker = &log;
+    log.Line(3, "first");
+    second.join();
+    EXPECT_EQ(terminal.Content(),
+              StampedLine({1, 0}, 3, "first") + StampedLine({2, 0}, 3, "second"));
 }
 
 TEST(Log, LinesOfTwoThreadsStayWhole)
 {
-    constexpr int kLines = 300;
-    const Terminal terminal;
-    {
-        Log log(terminal.Fd(), false, 5, FixedClock);
-        const auto speak = [&log](char letter) {
-            for (int i = 0; i < kLines; ++i) {
-                log.Line(3, std::string(200, letter));
-            }
-        };
-        std::thread one(speak, 'a');
-        std::thread two(speak, 'b');
-        one.join();
-        two.join();
+    const NamelessFile terminal;
+    Log log(terminal.Fd(), false, 5, FixedClock);
+    const auto speak = [&log](char letter) {
+        for (int i = 0; i < 300; ++i) {
+            log.Line(3, std::string(200, letter));
+        }
+    };
+    std::thread other(speak, 'a');
+    speak('b');
+    other.join();
+    std::map<std::string, int> counts;
+    for (const std::string& line : LinesOf(terminal.Content())) {
+        ++counts[line.substr(line.rfind(' ') + 1)];
     }
-    const std::string head = StampedLine(FixedClock(), 3, "");
-    std::map<char, int> counts;
-    for (const std::string& line : LinesOf(terminal.Taken())) {
-        ASSERT_EQ(line.size(), head.size() - 1 + 200);
-        const char letter = line.back();
-        ASSERT_EQ(line.substr(head.size() - 1), std::string(200, letter));
-        ++counts[letter];
-    }
-    EXPECT_EQ(counts['a'], kLines);
-    EXPECT_EQ(counts['b'], kLines);
+    EXPECT_THAT(counts, UnorderedElementsAre(std::pair(std::string(200, 'a'), 300),
+                                             std::pair(std::string(200, 'b'), 300)));
 }
 
 TEST(Log, WritingIsNoPlaceToBeCancelledAt)
 {
-    const Terminal terminal;
+    const NamelessFile terminal;
     Log log(terminal.Fd(), true, 5, FixedClock);
     bool reached = false;
     std::thread cancelled([&] {
@@ -187,7 +226,7 @@ TEST(Log, WritingIsNoPlaceToBeCancelledAt)
     });
     cancelled.join();
     EXPECT_TRUE(reached);
-    EXPECT_THAT(terminal.Taken(), testing::EndsWith("ProcLoop: two\nthree"));
+    EXPECT_THAT(terminal.Content(), EndsWith("ProcLoop: two\nthree"));
 }
 
 } // namespace

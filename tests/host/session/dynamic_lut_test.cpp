@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <sstream>
+#include <string>
 #include <vector>
 
 using namespace kvgrab;
@@ -73,32 +75,39 @@ double Flat(double level)
 
 TEST(LevelCount, EveryLayoutCountsUpToItsLevels)
 {
-    // Widths are odd or no multiple of four, so that the ends of lines count too.
-    Cdf cdf = Levels(PixelLayout::kGrey8, {0, 255, 3, 3, 3, 9, 0, 1, 2, 3, 4, 5}, 6, 2, 8);
-    EXPECT_EQ(cdf[0], 2U);
-    EXPECT_EQ(cdf[3], 8U);
-    EXPECT_EQ(cdf[254], 11U);
-    EXPECT_EQ(cdf[255], 12U);
-    cdf = Levels(PixelLayout::kBayerRg8, {10, 20, 30, 40}, 2, 2, 8);
-    EXPECT_EQ(cdf[30], 3U);
-    // 0x123 and 0xABC; 0x004 and 0x123; a single 0xFFF
-    cdf = Levels(PixelLayout::kGrey12Packed, {0x12, 0xC3, 0xAB, 0x00, 0x34, 0x12, 0xFF, 0x0F}, 5, 1,
-                 12);
-    EXPECT_EQ(cdf[3], 0U);
-    EXPECT_EQ(cdf[4], 1U);
-    EXPECT_EQ(cdf[0x123], 3U);
-    EXPECT_EQ(cdf[0xABB], 3U);
-    EXPECT_EQ(cdf[0xABC], 4U);
-    EXPECT_EQ(cdf[0xFFF], 5U);
-    cdf = Levels(PixelLayout::kGrey12, {0x23, 0x01, 0xFF, 0x0F, 0x00, 0x10}, 3, 1, 16);
-    EXPECT_EQ(cdf[0], 1U) << "bits above twelve don't count";
-    EXPECT_EQ(cdf[0x123], 2U);
-    EXPECT_EQ(cdf[0xFFFF], 3U);
-    cdf = Levels(PixelLayout::kUyvy, {128, 1, 128, 2, 9, 255, 9, 2}, 4, 1, 16);
-    EXPECT_EQ(cdf[0x00FF], 0U);
-    EXPECT_EQ(cdf[0x0100], 1U);
-    EXPECT_EQ(cdf[0x0200], 3U);
-    EXPECT_EQ(cdf[0xFFFF], 4U);
+    // Layout, bits, size, bytes; how many pixels lie up to a level. Widths are odd or no multiple
+    // of four, so that the ends of lines count too.
+    const std::pair<PixelLayout, const char*> cases[] = {
+        {PixelLayout::kGrey8, "8 6x2 00 FF 03 03 03 09 00 01 02 03 04 05 = 0:2 3:8 FE:B FF:C"},
+        {PixelLayout::kBayerRg8, "8 2x2 0A 14 1E 28 = 1E:3"},
+        // 0x123 and 0xABC; 0x004 and 0x123; a single 0xFFF
+        {PixelLayout::kGrey12Packed,
+         "12 5x1 12 C3 AB 00 34 12 FF 0F = 3:0 4:1 123:3 ABB:3 ABC:4 FFF:5"},
+        {PixelLayout::kGrey12, "16 3x1 23 01 FF 0F 00 10 = 0:1 123:2 FFFF:3"}, // 12 bits count
+        {PixelLayout::kUyvy, "16 4x1 80 01 80 02 09 FF 09 02 = FF:0 100:1 200:3 FFFF:4"},
+        {PixelLayout::kUnknown, "8 2x1 05 05 = FF:0"}, // what doesn't fit is empty
+        {PixelLayout::kGrey8, "12 2x1 05 05 = FFF:0"},
+        {PixelLayout::kGrey8, "8 0x4 05 05 = FF:0"},
+    };
+    for (const auto& [layout, text] : cases) {
+        std::istringstream row(text);
+        unsigned bits = 0;
+        unsigned width = 0;
+        unsigned height = 0;
+        char mark = 0;
+        row >> bits >> width >> mark >> height >> std::hex;
+        std::vector<std::uint8_t> image;
+        for (std::string byte; row >> byte && byte != "=";) {
+            image.push_back(static_cast<std::uint8_t>(std::stoul(byte, nullptr, 16)));
+        }
+        const Cdf cdf = Levels(layout, image, width, height, bits);
+        std::size_t level = 0;
+        for (std::uint32_t count = 0; row >> level >> mark >> count;) {
+            EXPECT_EQ(cdf[level], count) << "level " << level << " of " << text;
+        }
+    }
+    CountLevels({}, 40, nullptr);
+    DynamicLut().MakeTable(40, nullptr, 12, nullptr);
 }
 
 TEST(LevelCount, LargePicturesAreSampledEvenly)
@@ -118,16 +127,6 @@ TEST(LevelCount, LargePicturesAreSampledEvenly)
     }
 }
 
-TEST(LevelCount, WhatDoesNotFitIsEmpty)
-{
-    const std::vector<std::uint8_t> image(16, 5);
-    EXPECT_EQ(Levels(PixelLayout::kUnknown, image, 4, 4, 8).back(), 0U);
-    EXPECT_EQ(Levels(PixelLayout::kGrey8, image, 4, 4, 12).back(), 0U);
-    EXPECT_EQ(Levels(PixelLayout::kGrey8, image, 0, 4, 8).back(), 0U);
-    CountLevels({}, 40, nullptr);
-    DynamicLut().MakeTable(40, nullptr, 12, nullptr);
-}
-
 TEST(DynamicTable, WithoutPixelsItChangesNothing)
 {
     for (const unsigned bits : {8U, 12U, 16U}) {
@@ -142,25 +141,18 @@ TEST(DynamicTable, WithoutPixelsItChangesNothing)
 
 TEST(DynamicTable, SpreadsAFlatPictureWithinTheLimit)
 {
+    const auto oneLevel = [](double level) { return level == 0.5 ? 1e6 : 0; };
     for (const unsigned bits : {8U, 12U, 16U}) {
         DynamicLut dynamic;
-        const auto table = DeviceTable(Table(dynamic, Distribution(bits, Flat), bits), bits);
-        const unsigned span = table[127] - table[64]; // a quarter of the range before
-        EXPECT_GT(span, 2 * 63U) << bits;
+        const auto flat = DeviceTable(Table(dynamic, Distribution(bits, Flat), bits), bits);
+        EXPECT_GT(flat[127] - flat[64], 2 * 63U) << bits << ": a quarter of the range before";
+        EXPECT_GT(flat[254], 250U);
+        dynamic.Forget();
+        const auto even = DeviceTable(Table(dynamic, Distribution(bits, oneLevel), bits), bits);
         for (unsigned i = 1; i < 255; ++i) {
-            EXPECT_LE(table[i] - table[i - 1], 6U) << "steeper than the limit at " << i;
+            EXPECT_LE(flat[i] - flat[i - 1], 6U) << "steeper than the limit at " << i;
+            EXPECT_LE(even[i] - even[i - 1], 6U) << "one level is torn apart at " << i;
         }
-        EXPECT_GT(table[254], 250U);
-    }
-}
-
-TEST(DynamicTable, OneLevelIsNotTornApart)
-{
-    DynamicLut dynamic;
-    const auto table = DeviceTable(
-        Table(dynamic, Distribution(8, [](double level) { return level == 0.5 ? 1e6 : 0; }), 8), 8);
-    for (unsigned i = 1; i < 255; ++i) {
-        EXPECT_LE(table[i] - table[i - 1], 6U);
     }
 }
 

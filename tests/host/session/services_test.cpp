@@ -1,162 +1,130 @@
 // The services as the driver calls them.
 
 #include "cameras/camera_table.h"
-#include "kv_host_services.h"
-#include "session/host_session.h"
-
 #include "cameras/waveform.h"
+#include "kv_host_services.h"
+#include "tests/host/memory/consumer.h"
+#include "tests/host/session/host_under_test.h"
 
 #include <algorithm>
+#include <cstring>
+#include <fmt/format.h>
 #include <gmock/gmock.h>
-
-#include <unistd.h>
 
 namespace
 {
 
 using namespace kvgrab;
+using testing::HasSubstr;
 
-struct Services : testing::Test {
-    Services() { config.Reload(); }
-    void Configure(const std::string& changed)
-    {
-        text = changed;
-        ASSERT_TRUE(config.Reload().usable);
-    }
-
-    std::string text;
-    ConfigStore config{ConfigSource{"f",
-                                    [](const std::string&) {
-                                        return FileStamp{1, 1, 1};
-                                    },
-                                    [this](const std::string&, std::string* out, std::string*) {
-                                        *out = text;
-                                        return true;
-                                    },
-                                    [](Config*) {}}};
-    SignalState signals;
-    Log log{STDERR_FILENO, false, 1, [] { return timespec{}; }};
-    FrameMemory memory;
-    Exporter exporter{ExportOptions()};
-    HostSession host{{config, signals, log, memory, exporter, [] { return std::int64_t{1}; },
-                      [] { return TransferCounts(); }, [] { return std::int64_t{1}; }}};
-};
-
-TEST_F(Services, EmptyConfigurationGivesTheMarkersOfUnsetValues)
+TEST(Services, GettersDoNotMixUpTheirKeys)
 {
-    EXPECT_STREQ(KvGiMainCtx__GetModelStr(), "") << "never null: that would match no camera";
-    EXPECT_STREQ(KvGiMainCtx__GetIdStr(), "");
-    EXPECT_EQ(KvGiMainCtx__GetActiveCamMask(), 0U);
-    EXPECT_EQ(KvGiMainCtx__GetDatachunk(), 1500);
-    EXPECT_EQ(KvGiMainCtx__GetFormat(), 1U);
-    EXPECT_EQ(KvGiMainCtx__GetCformat(), 0);
-    EXPECT_EQ(KvGiMainCtx__GetOffsetX(), -1);
-    EXPECT_EQ(KvGiMainCtx__GetOffsetY(), -1);
-    EXPECT_EQ(KvGiMainCtx__GetWidth(), -1);
-    EXPECT_EQ(KvGiMainCtx__GetHeight(), -1);
-    EXPECT_EQ(KvGiMainCtx__GetFps(), -1.0F);
-    EXPECT_EQ(KvGiMainCtx__GetExptMan(), -1.0F);
-    EXPECT_EQ(KvGiMainCtx__GetGainMan(), -100.0F);
-    EXPECT_EQ(KvGiMainCtx__GetWbred(), -1);
-    EXPECT_EQ(KvGiMainCtx__GetWbblu(), -1);
-    EXPECT_EQ(KvGiMainCtx__GetRotate(), 0);
-    EXPECT_EQ(KvGiMainCtx__GetGamma(), -1.0F);
-    EXPECT_EQ(KvGiMainCtx__GetLutArrCount(), 0);
-    EXPECT_EQ(KvGiMainCtx__GetLutBitSize(), 0);
-    EXPECT_EQ(KvGiMainCtx__GetLutDataU16(), nullptr);
-    EXPECT_EQ(KvGiMainCtx__GetAtbright(), -1.0F);
-    EXPECT_EQ(KvGiMainCtx__GetGainlimsLow(), -100.0F);
-    EXPECT_EQ(KvGiMainCtx__GetGainlimsHigh(), -100.0F);
-    EXPECT_EQ(KvGiMainCtx__GetEtlimsLow(), -1.0F);
-    EXPECT_EQ(KvGiMainCtx__GetEtlimsHigh(), -1.0F);
-    EXPECT_EQ(KvGiMainCtx__GetSweepProf(), 0U);
-    EXPECT_EQ(KvGiMainCtx__GetSweepGainMod(), 0U);
-    EXPECT_EQ(KvGiMainCtx__GetSweepEtimeMod(), 0U);
-    EXPECT_EQ(KvGiMainCtx__GetSweepLutMod(), 0U);
-    EXPECT_EQ(KvGiMainCtx__GetTsadjns(), 0);
-    EXPECT_EQ(KvGiMainCtx__GetFnum(), 0U);
-    EXPECT_EQ(KvGiMainCtx__GetBnum(), 8U);
-    EXPECT_EQ(KvGiMainCtx__GetIoboxNum(), 0);
-    EXPECT_EQ(KvGiMainCtx__GetIoboxPar(0, 0), 0xFFFFFFFFU);
-    EXPECT_EQ(KvGiMem__IsFactoryUsed(), 1);
-}
-
-TEST_F(Services, GettersDoNotMixUpTheirKeys)
-{
-    Configure("[camera]\nmodel = \"M\"\nserial = \"S\"\n"
-              "[region]\noffset_x = 1\noffset_y = 2\nwidth = 3\nheight = 4\n"
-              "[exposure]\nmode = \"manual\"\ntime_us = 5\nauto_min_us = 6\nauto_max_us = 7\n"
-              "[gain]\nmode = \"automatic\"\ndb = 8\nauto_min_db = 9\nauto_max_db = 10\n"
-              "[white_balance]\nred = 11\nblue = 12\n"
-              "[timing]\nfps = 13\ndrift_ns_per_s = 14\n[gamma]\nvalue = 15\n"
-              "[auto]\nbrightness_control = true\nbrightness = 0.5\n"
-              "[[iobox]]\npin = \"Out2\"\nsource = \"strobe2\"\ninvert = true\ndelay_us = 16\n"
-              "width_us = 17\n");
-    EXPECT_STREQ(KvGiMainCtx__GetModelStr(), "M");
-    EXPECT_STREQ(KvGiMainCtx__GetIdStr(), "S");
-    EXPECT_EQ(KvGiMainCtx__GetOffsetX(), 1);
-    EXPECT_EQ(KvGiMainCtx__GetOffsetY(), 2);
-    EXPECT_EQ(KvGiMainCtx__GetWidth(), 3);
-    EXPECT_EQ(KvGiMainCtx__GetHeight(), 4);
-    EXPECT_EQ(KvGiMainCtx__GetSweepEtimeMod(), 1U);
-    EXPECT_EQ(KvGiMainCtx__GetExptMan(), 5.0F);
-    EXPECT_EQ(KvGiMainCtx__GetEtlimsLow(), 6.0F);
-    EXPECT_EQ(KvGiMainCtx__GetEtlimsHigh(), 7.0F);
-    EXPECT_EQ(KvGiMainCtx__GetSweepGainMod(), 2U);
-    EXPECT_EQ(KvGiMainCtx__GetGainMan(), 8.0F);
-    EXPECT_EQ(KvGiMainCtx__GetGainlimsLow(), 9.0F);
-    EXPECT_EQ(KvGiMainCtx__GetGainlimsHigh(), 10.0F);
-    EXPECT_EQ(KvGiMainCtx__GetWbred(), 11);
-    EXPECT_EQ(KvGiMainCtx__GetWbblu(), 12);
-    EXPECT_EQ(KvGiMainCtx__GetFps(), 13.0F);
-    EXPECT_EQ(KvGiMainCtx__GetTsadjns(), 14);
-    EXPECT_EQ(KvGiMainCtx__GetGamma(), 15.0F);
-    EXPECT_EQ(KvGiMainCtx__GetSweepProf(), 1U);
-    EXPECT_EQ(KvGiMainCtx__GetAtbright(), 0.5F);
-    EXPECT_EQ(KvGiMainCtx__GetIoboxNum(), 1);
-    EXPECT_EQ(KvGiMainCtx__GetIoboxPin(0), 6);
-    EXPECT_EQ(KvGiMainCtx__GetIoboxMod(0), 1);
-    EXPECT_EQ(KvGiMainCtx__GetIoboxSrc(0), 3);
-    EXPECT_EQ(KvGiMainCtx__GetIoboxInv(0), 2);
-    EXPECT_EQ(KvGiMainCtx__GetIoboxPar(0, 0), 16U);
-    EXPECT_EQ(KvGiMainCtx__GetIoboxPar(0, 1), 17U);
+    HostUnderTest tested;
+    ASSERT_TRUE(tested.Configure(
+        "[camera]\nmodel = \"M\"\nserial = \"S\"\n"
+        "[region]\noffset_x = 1\noffset_y = 2\nwidth = 3\nheight = 4\n"
+        "[exposure]\nmode = \"manual\"\ntime_us = 5\nauto_min_us = 6\nauto_max_us = 7\n"
+        "[gain]\nmode = \"automatic\"\ndb = 8\nauto_min_db = 9\nauto_max_db = 10\n"
+        "[white_balance]\nred = 11\nblue = 12\n[timing]\nfps = 13\ndrift_ns_per_s = 14\n"
+        "[gamma]\nvalue = 15\n[auto]\nbrightness_control = true\nbrightness = 0.5\n"
+        "[session]\nframes = 18\n[[iobox]]\npin = \"Out2\"\nsource = \"strobe2\"\n"
+        "invert = true\ndelay_us = 16\nwidth_us = 17\n"));
+    tested.host.SessionBegins();
+    const auto shown = [](auto... values) { return (fmt::format("{} ", values) + ...); };
+    EXPECT_EQ(shown(KvGiMainCtx__GetModelStr(), KvGiMainCtx__GetIdStr(), KvGiMainCtx__GetOffsetX(),
+                    KvGiMainCtx__GetOffsetY(), KvGiMainCtx__GetWidth(), KvGiMainCtx__GetHeight(),
+                    KvGiMainCtx__GetExptMan(), KvGiMainCtx__GetEtlimsLow(),
+                    KvGiMainCtx__GetEtlimsHigh(), KvGiMainCtx__GetGainMan(),
+                    KvGiMainCtx__GetGainlimsLow(), KvGiMainCtx__GetGainlimsHigh(),
+                    KvGiMainCtx__GetWbred(), KvGiMainCtx__GetWbblu(), KvGiMainCtx__GetFps(),
+                    KvGiMainCtx__GetTsadjns(), KvGiMainCtx__GetGamma(),
+                    KvGiMainCtx__GetIoboxPar(0, 0), KvGiMainCtx__GetIoboxPar(0, 1),
+                    KvGiMainCtx__GetFnum()),
+              "M S 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 ");
+    EXPECT_EQ(shown(KvGiMainCtx__GetAtbright(), KvGiMainCtx__GetSweepEtimeMod(),
+                    KvGiMainCtx__GetSweepGainMod(), KvGiMainCtx__GetSweepProf(),
+                    KvGiMainCtx__GetIoboxNum(), KvGiMainCtx__GetIoboxPin(0),
+                    KvGiMainCtx__GetIoboxMod(0), KvGiMainCtx__GetIoboxSrc(0),
+                    KvGiMainCtx__GetIoboxInv(0)),
+              "0.5 1 2 1 1 6 1 3 2 ");
     for (const auto& [set, index] :
          {std::pair(0, 2), std::pair(0, -1), std::pair(1, 0), std::pair(-1, 0)}) {
         EXPECT_EQ(KvGiMainCtx__GetIoboxPar(set, index), 0xFFFFFFFFU) << set << "," << index;
     }
 }
 
-TEST_F(Services, ForcedValuesAreHandedBack)
+TEST(Services, ForcedValuesAreHandedBack)
 {
+    HostUnderTest tested;
     KvGiMainCtx__SetFormat(2);
     KvGiMainCtx__SetBnum(3);
     EXPECT_EQ(KvGiMainCtx__GetFormat(), 2U);
     EXPECT_EQ(KvGiMainCtx__GetBnum(), 3U);
-    host.SessionEnded();
+    tested.host.SessionEnded();
     EXPECT_EQ(KvGiMainCtx__GetFormat(), 1U);
+    EXPECT_EQ(KvGiMainCtx__GetBnum(), 8U);
 }
 
-TEST_F(Services, ParametersAreCopiedByTheirTypes)
+/** Publishes a value, which is the driver's again afterwards. */
+template <class Value> int Publish(KvTd::ScenarioParam id, Value value)
 {
-    std::uint64_t ticks = 0x123456789ABCDEF0;
-    float gain = 2.5F;
-    char codec[] = "MONO12PT";
-    EXPECT_EQ(KvSc__SetParamVal(KvTd::kParamCameraTicks, &ticks), 0);
-    EXPECT_EQ(KvSc__SetParamVal(KvTd::kParamGain, &gain), 0);
+    const int result = KvSc__SetParamVal(id, &value);
+    std::memset(&value, 0xEE, sizeof value);
+    return result;
+}
+
+TEST(Services, AFrameReachesMemoryAndFilesAsTheDriverPublishedIt)
+{
+    const TempFolder folder;
+    ExportOptions options;
+    options.folder = folder / "out";
+    options.format = ExportFormat::kRaw;
+    HostUnderTest tested(options);
+    ASSERT_TRUE(tested.memory.Open(OwnMemoryName()));
+    ASSERT_TRUE(tested.exporter.Start());
+    char codec[] = "MONO8T";
     EXPECT_EQ(KvSc__SetParamVal(KvTd::kParamCodec, codec), 0);
-    ticks = 0;
-    codec[0] = 'x';
-    EXPECT_EQ(host.scenario.frame.cameraTicks, 0x123456789ABCDEF0U);
-    EXPECT_EQ(host.scenario.frame.gainDb, 2.5F);
-    EXPECT_EQ(host.scenario.codec, "MONO12PT");
-    EXPECT_NE(KvSc__SetParamVal(3, &ticks), 0);
+    std::memset(codec, 'x', sizeof codec - 1);
+    EXPECT_EQ(Publish<std::uint32_t>(KvTd::kParamWidth, 4), 0);
+    EXPECT_EQ(Publish<std::uint32_t>(KvTd::kParamHeight, 1), 0);
+    KvGiMem__Init(16, 0);
+    KvGiMem__SetActFsize(4);
+    const Consumer consumer;
+    const auto frame = [&](std::uint32_t index) {
+        KvGi__HaltStop(4, 1, 20);
+        Publish(KvTd::kParamGain, 3.5F);
+        Publish(KvTd::kParamExposure, 10000.25F);
+        Publish<std::uint64_t>(KvTd::kParamCameraTicks, 0x123456789ABCDEF0);
+        Publish<std::uint32_t>(KvTd::kParamFrameCounter, 0xFEDCBA98);
+        EXPECT_EQ(KvGiMemInst__Trigger(0, 0, 1'700'000'000'000'001, KvGiMem__GetBufPtr(index), 0),
+                  0);
+        EXPECT_EQ(consumer.State(index), KvFrames::kFrameHeld);
+        const int result = KvSc__ProcExport(1'700'000'000'000'001);
+        EXPECT_EQ(consumer.State(index), KvFrames::kFrameReleased);
+        return result;
+    };
+    EXPECT_EQ(frame(0), 0);
+    EXPECT_EQ(consumer.Info(0).frameCounter, 0xFEDCBA98);
+    EXPECT_EQ(consumer.Info(0).cameraTicks, 0x123456789ABCDEF0U);
+    EXPECT_EQ(consumer.Info(0).gainDb, 3.5F);
+    EXPECT_EQ(consumer.Info(0).exposureUs, 10000.25F);
+    EXPECT_STREQ(consumer.Header().codec, "MONO8T");
+    tested.exporter.Close();
+    EXPECT_THAT(ReadFile(folder / "out/index.csv"),
+                HasSubstr("\n1,frame_000001.raw,1700000000000001,1311768467463790320,4275878552,"
+                          "3.5,10000.25,4,1,MONO8T\n"));
+    EXPECT_EQ(frame(1), -1) << "the exporter is closed; the buffer is the camera's all the same";
+    EXPECT_EQ(KvSc__ProcExport(1), -1) << "there is no frame";
+
+    EXPECT_NE(Publish(static_cast<KvTd::ScenarioParam>(3), 1.0F), 0) << "there is none";
     EXPECT_NE(KvSc__SetParamVal(KvTd::kParamGain, nullptr), 0);
     EXPECT_NE(KvSc__InstSetParamVal(0, KvTd::kParamGain, "x"), 0);
 }
 
-TEST_F(Services, MissedRoundTellsUsrAgain)
+TEST(Services, MissedRoundTellsUsrAgain)
 {
-    signals.Raise(KvTd::kSignalUsr1);
+    HostUnderTest tested;
+    tested.signals.Raise(KvTd::kSignalUsr1);
     EXPECT_EQ(KvUtl__CheckSignal(), 3U);
     KvGi__HaltUpdate(1, 1, 20);
     EXPECT_EQ(KvUtl__CheckSignal(), 3U);
@@ -164,19 +132,17 @@ TEST_F(Services, MissedRoundTellsUsrAgain)
     EXPECT_EQ(KvUtl__CheckSignal(), 0U);
 }
 
-TEST_F(Services, TimeDifferenceIsNormalised)
+TEST(Services, TimeDifferenceIsNormalised)
 {
-    struct {
-        timeval later, earlier, difference;
-    } const cases[] = {
+    const timeval cases[][3] = {
         {{5, 250'000}, {3, 750'000}, {1, 500'000}}, {{5, 750'000}, {3, 250'000}, {2, 500'000}},
         {{3, 0}, {3, 250'000}, {-1, 750'000}},      {{3, 250'000}, {5, 0}, {-2, 250'000}},
         {{1, 2'500'000}, {0, 0}, {3, 500'000}},
     };
-    for (const auto& c : cases) {
-        const timeval* difference = KvUtl__TimeValDiff(&c.later, &c.earlier);
-        EXPECT_EQ(difference->tv_sec, c.difference.tv_sec);
-        EXPECT_EQ(difference->tv_usec, c.difference.tv_usec);
+    for (const auto& [later, earlier, expected] : cases) {
+        const timeval* difference = KvUtl__TimeValDiff(&later, &earlier);
+        EXPECT_EQ(difference->tv_sec, expected.tv_sec);
+        EXPECT_EQ(difference->tv_usec, expected.tv_usec);
     }
 }
 
@@ -191,12 +157,12 @@ TEST(Waveform, ShowsThePulseBesideTheExposure)
     EXPECT_THAT(high, testing::StartsWith("Line3 of S1, frame 7:\n  exposure  .....#"));
     EXPECT_EQ(count(high, '#'), 50);
     EXPECT_EQ(count(high, '^'), 10);
-    EXPECT_THAT(high, testing::HasSubstr("_  high from 1000 to 3000 us\n"));
+    EXPECT_THAT(high, HasSubstr("_  high from 1000 to 3000 us\n"));
     pulse.inverted = true;
     const std::string low = DrawPulse(pulse);
     EXPECT_EQ(count(low, '_'), 10);
-    EXPECT_THAT(low, testing::HasSubstr("frame 7, inverted:"));
-    EXPECT_THAT(DrawPulse({}), testing::HasSubstr("0 to 0 us"));
+    EXPECT_THAT(low, HasSubstr("frame 7, inverted:"));
+    EXPECT_THAT(DrawPulse({}), HasSubstr("0 to 0 us"));
 }
 
 TEST(CameraTable, SaysWhichCamerasTheDriverTakes)

@@ -1,123 +1,83 @@
 // What follows a device session: the decision, and the loop around it on a driver made here.
 
 #include "session/session_loop.h"
+#include "tests/host/memory/consumer.h"
+#include "tests/host/session/host_under_test.h"
 
+#include <functional>
 #include <gmock/gmock.h>
-
-#include <cstdio>
-#include <memory>
-#include <unistd.h>
+#include <stdexcept>
 
 namespace
 {
 
 using namespace kvgrab;
-using Kind = NextStep::Kind;
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-struct DecisionCase {
-    SessionOutcome outcome;
-    bool retry;
-    Kind kind;
-    ExitStatus status;
-};
-
-/** Names the case in the test's name. */
-void PrintTo(const DecisionCase& c, std::ostream* out)
+TEST(SessionLoop, DecidesByTheDriversCode)
 {
-    *out << "code " << c.outcome.driverCode << (c.outcome.terminating ? " terminating" : "")
-         << (c.outcome.frameCountReached ? " counted" : "")
-         << (c.outcome.exportFailed ? " export failed" : "") << (c.retry ? " retry" : "");
-}
-
-class Decision : public testing::TestWithParam<DecisionCase>
-{
-};
-
-TEST_P(Decision, FollowsTheDriversCode)
-{
-    const DecisionCase& c = GetParam();
-    const NextStep step = Decide(c.outcome, c.retry);
-    EXPECT_EQ(step.kind, c.kind) << c.outcome.driverCode;
-    if (c.kind == Kind::End) {
-        EXPECT_EQ(step.status, c.status) << c.outcome.driverCode;
-        EXPECT_FALSE(step.sentence.empty());
+    constexpr auto kNext = NextStep::Kind::NextSession;
+    constexpr auto kLater = NextStep::Kind::RetryLater;
+    constexpr auto kEnd = NextStep::Kind::End;
+    constexpr auto kDone = ExitStatus::Done;
+    const struct {
+        SessionOutcome outcome; // code, terminating, frame count reached, export failed, worked
+        bool retry;
+        NextStep::Kind kind;
+        ExitStatus status;
+    } cases[] = {
+        {{0, false, false, false}, true, kNext, kDone},
+        {{0, false, true, false}, true, kEnd, kDone},
+        {{0, true, false, false}, true, kEnd, kDone},
+        {{1, false, false, false}, false, kNext, kDone},
+        {{1, true, false, false}, true, kEnd, kDone},
+        {{2, false, false, false}, true, kLater, ExitStatus::NoCamera},
+        {{3, false, false, false}, true, kLater, ExitStatus::NoMatchingCamera},
+        {{-5, false, false, false}, true, kLater, ExitStatus::OpenFailed},
+        {{-10, false, false, false}, true, kLater, ExitStatus::GrabbingFailed},
+        {{2, false, false, false}, false, kEnd, ExitStatus::NoCamera},
+        {{3, false, false, false}, false, kEnd, ExitStatus::NoMatchingCamera},
+        {{-5, false, false, false}, false, kEnd, ExitStatus::OpenFailed},
+        {{-10, false, false, false}, false, kEnd, ExitStatus::GrabbingFailed},
+        {{-10, true, false, false}, false, kEnd, kDone},
+        {{-1, false, false, false}, true, kEnd, ExitStatus::Buffers},
+        {{-2, true, false, false}, true, kEnd, ExitStatus::CameraRefused},
+        {{-2, false, false, false, true}, true, kLater, ExitStatus::CameraRefused},
+        {{-2, false, false, false, true}, false, kEnd, ExitStatus::CameraRefused},
+        {{7, false, false, false}, true, kEnd, ExitStatus::UnknownDriverCode},
+        {{0, true, true, true}, true, kEnd, ExitStatus::ExportFailed},
+    };
+    for (const auto& c : cases) {
+        const NextStep step = Decide(c.outcome, c.retry);
+        EXPECT_TRUE(step.kind == c.kind && step.status == c.status && !step.sentence.empty())
+            << "row " << &c - cases << " of code " << c.outcome.driverCode << ": " << step.sentence;
     }
 }
 
-constexpr auto kDone = ExitStatus::Done;
-INSTANTIATE_TEST_SUITE_P(
-    SessionLoop, Decision,
-    testing::Values(
-        // in order: code, terminating, frame count reached, export failed
-        DecisionCase{{0, false, false, false}, true, Kind::NextSession, kDone},
-        DecisionCase{{0, false, true, false}, true, Kind::End, kDone},
-        DecisionCase{{0, true, false, false}, true, Kind::End, kDone},
-        DecisionCase{{1, false, false, false}, false, Kind::NextSession, kDone},
-        DecisionCase{{1, true, false, false}, true, Kind::End, kDone},
-        DecisionCase{{2, false, false, false}, true, Kind::RetryLater, kDone},
-        DecisionCase{{3, false, false, false}, true, Kind::RetryLater, kDone},
-        DecisionCase{{-5, false, false, false}, true, Kind::RetryLater, kDone},
-        DecisionCase{{-10, false, false, false}, true, Kind::RetryLater, kDone},
-        DecisionCase{{2, false, false, false}, false, Kind::End, ExitStatus::NoCamera},
-        DecisionCase{{3, false, false, false}, false, Kind::End, ExitStatus::NoMatchingCamera},
-        DecisionCase{{-5, false, false, false}, false, Kind::End, ExitStatus::OpenFailed},
-        DecisionCase{{-10, false, false, false}, false, Kind::End, ExitStatus::GrabbingFailed},
-        DecisionCase{{-10, true, false, false}, false, Kind::End, kDone},
-        DecisionCase{{-1, false, false, false}, true, Kind::End, ExitStatus::Buffers},
-        DecisionCase{{-2, true, false, false}, true, Kind::End, ExitStatus::CameraRefused},
-        DecisionCase{
-            {-2, false, false, false, true}, true, Kind::RetryLater, ExitStatus::CameraRefused},
-        DecisionCase{{-2, false, false, false, true}, false, Kind::End, ExitStatus::CameraRefused},
-        DecisionCase{{7, false, false, false}, true, Kind::End, ExitStatus::UnknownDriverCode},
-        DecisionCase{{0, true, true, true}, true, Kind::End, ExitStatus::ExportFailed}));
-
-/** A host with its parts, a driver made of a list of steps, and a clock that waits advance. */
-struct Loop {
-    std::string configText = "[session]\nframes = 2\n";
-    std::int64_t nowNs = 1;
+/** A host with a driver that is a list of sessions. */
+struct Loop : HostUnderTest {
     std::vector<std::function<int()>> sessions;
     std::size_t sessionsRun = 0;
-    std::uint64_t transfer = 0; ///< number of the newest
     std::vector<std::int64_t> waits;
     std::function<void()> duringWait = [] {};
+    bool waitsAreCutShort = false; ///< as by a signal
 
-    ConfigStore config{ConfigSource{"f.toml",
-                                    [](const std::string&) {
-                                        return FileStamp{1, 1, 1};
-                                    },
-                                    [this](const std::string&, std::string* out, std::string*) {
-                                        *out = configText;
-                                        return true;
-                                    },
-                                    [](Config*) {}}};
-    SignalState signals;
-    struct Closer {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-    std::unique_ptr<std::FILE, Closer> logFile{std::tmpfile()};
-    Log log{fileno(logFile.get()), false, 5, [] { return timespec{}; }};
-    FrameMemory memory;
-    Exporter exporter{ExportOptions()};
-    HostSession host{{config, signals, log, memory, exporter, [this] { return nowNs; },
-                      [this] {
-                          return TransferCounts{transfer, 1, 2, 3};
-                      },
-                      [this] { return nowNs; }}};
-
-    Loop() { config.Reload(); }
     NextStep Run()
     {
         return RunSessions({host, [this] { return sessions.at(sessionsRun++)(); },
                             [this](std::int64_t ms) {
                                 waits.push_back(ms);
-                                nowNs += ms * 1'000'000;
+                                nowNs += waitsAreCutShort ? 0 : ms * 1'000'000;
                                 duringWait();
+                                if (waits.size() > 10) {
+                                    throw std::runtime_error("it waits for ever");
+                                }
                             }});
     }
     /** Grabs so many frames in one loop of the driver's. */
-    void Grab(int frames)
+    int Grab(int frames)
     {
         ++transfer;
         host.GrabbingBegins();
@@ -125,33 +85,29 @@ struct Loop {
             host.FrameGrabbed(20);
         }
         host.GrabbingEnds();
-    }
-    std::string LogText() const
-    {
-        std::string all(static_cast<std::size_t>(lseek(fileno(logFile.get()), 0, SEEK_END)), ' ');
-        EXPECT_GE(pread(fileno(logFile.get()), all.data(), all.size(), 0), 0);
-        return all;
+        return 0;
     }
 };
+
+std::size_t CountOf(const std::string& text, const std::string& part)
+{
+    std::size_t count = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
 
 TEST(SessionLoop, WaitsForACameraAndSaysSoOnce)
 {
     Loop loop;
-    for (int i = 0; i < 5; ++i) {
-        loop.sessions.push_back([] { return 2; });
-    }
-    loop.sessions.push_back([] { return 3; });
-    loop.sessions.push_back([&loop] {
-        loop.Grab(2);
-        return 0;
-    });
+    loop.sessions.assign(5, [] { return 2; });
+    loop.sessions.emplace_back([] { return 3; });
+    loop.sessions.emplace_back([&loop] { return loop.Grab(2); });
     EXPECT_EQ(loop.Run().status, ExitStatus::Done);
-    EXPECT_EQ(loop.sessionsRun, 7U);
-    EXPECT_THAT(loop.waits, testing::Each(2000));
-    EXPECT_EQ(loop.waits.size(), 6U);
-    const std::string log = loop.LogText();
-    EXPECT_EQ(log.find("no camera"), log.rfind("no camera"));
-    EXPECT_THAT(log, HasSubstr("none of the cameras is the one"));
+    EXPECT_EQ(loop.waits, std::vector<std::int64_t>(6, 2000));
+    EXPECT_EQ(CountOf(loop.logged.Content(), "no camera"), 1U);
+    EXPECT_EQ(CountOf(loop.logged.Content(), "none of the cameras is the one"), 1U);
 }
 
 TEST(SessionLoop, FrameCountIsThatOfADeviceSession)
@@ -162,10 +118,7 @@ TEST(SessionLoop, FrameCountIsThatOfADeviceSession)
                          loop.host.SignalAction(KvTd::kSignalReconfigure);
                          return 0;
                      },
-                     [&loop] {
-                         loop.Grab(1);
-                         return 0;
-                     },
+                     [&loop] { return loop.Grab(1); },
                      [&loop] {
                          EXPECT_EQ(loop.host.FramesToGrab(), 2U);
                          loop.Grab(1); // the loop runs twice in a session that changes the format
@@ -181,18 +134,20 @@ TEST(SessionLoop, FrameCountIsThatOfADeviceSession)
     EXPECT_EQ(loop.host.Transfers().incomplete, 8U) << "two of each transfer, and each counts once";
 }
 
-TEST(SessionLoop, SignalEndsTheWait)
+TEST(SessionLoop, ASignalEndsTheWait)
 {
     Loop loop;
+    loop.waitsAreCutShort = true;
     loop.sessions = {[] { return -5; }};
     loop.duringWait = [&loop] { loop.signals.Raise(KvTd::kSignalTerminate); };
     EXPECT_EQ(loop.Run().status, ExitStatus::Done);
-    EXPECT_EQ(loop.waits.size(), 1U);
+    EXPECT_THAT(loop.waits, ElementsAre(2000)) << "without waiting for the rest of the interval";
 }
 
 TEST(SessionLoop, HangUpWhileWaitingReadsTheFileAndLooksAgainAtOnce)
 {
     Loop loop;
+    loop.waitsAreCutShort = true;
     std::string seenModel;
     loop.sessions = {[] { return 3; },
                      [&] {
@@ -208,40 +163,56 @@ TEST(SessionLoop, HangUpWhileWaitingReadsTheFileAndLooksAgainAtOnce)
     EXPECT_FALSE(loop.signals.ReconfigurationAsked());
 }
 
-TEST(HostSession, ReconfigurationTellsWhatItTakes)
-{
-    Loop loop;
-    int flag = 0;
-    loop.configText = "[session]\nframes = 2\n[gain]\nmode = \"manual\"\ndb = 3\n";
-    EXPECT_EQ(loop.host.Reconfigure(&flag), 0);
-    EXPECT_EQ(flag, 0);
-    loop.configText = "[session]\nframes = 2\n[image]\nformat = \"mono12\"\n";
-    EXPECT_EQ(loop.host.Reconfigure(&flag), 0);
-    EXPECT_EQ(flag, 1);
-    flag = 0;
-    loop.configText = "[image]\nformat = 12\n";
-    loop.signals.Raise(KvTd::kSignalReconfigure);
-    EXPECT_LT(loop.host.Reconfigure(&flag), 0);
-    EXPECT_EQ(flag, 0) << "grabbing goes on with the old configuration";
-    EXPECT_EQ(loop.config.Current().image.format, 3U);
-    EXPECT_FALSE(loop.signals.ReconfigurationAsked());
-    EXPECT_THAT(loop.LogText(), HasSubstr("f.toml:2:10: image.format is 12"));
-}
-
 TEST(HostSession, AUserHearsOfMissingFramesOnceAndOfTheirReturn)
 {
-    Loop loop;
+    HostUnderTest tested;
     for (int i = 0; i < 30; ++i) {
-        loop.host.FrameMissed();
-        loop.nowNs += 1'000'000'000;
+        tested.host.FrameMissed();
+        tested.nowNs += 1'000'000'000;
     }
-    loop.host.FrameGrabbed(20);
-    loop.host.FrameMissed();
-    loop.host.FrameGrabbed(20);
-    const std::string log = loop.LogText();
-    EXPECT_THAT(log, HasSubstr("waiting for frames"));
-    EXPECT_EQ(log.find("waiting for frames"), log.rfind("waiting for frames"));
-    EXPECT_EQ(log.find("coming again"), log.rfind("coming again"));
+    tested.host.FrameGrabbed(20);
+    tested.host.FrameMissed();
+    tested.host.FrameGrabbed(20);
+    EXPECT_EQ(CountOf(tested.logged.Content(), "waiting for frames"), 1U);
+    EXPECT_EQ(CountOf(tested.logged.Content(), "coming again"), 1U);
+}
+
+TEST(HostSession, ADriverThatShouldEndGetsBuffersForSomeMoreLoopsOnly)
+{
+    Loop loop;
+    ASSERT_TRUE(loop.memory.Open(OwnMemoryName()));
+    loop.sessions = {[&loop] {
+        const auto begin = [&loop] {
+            loop.host.PrepareMemory(16);
+            return loop.memory.BufPtr(0) != nullptr;
+        };
+        EXPECT_TRUE(begin());
+        loop.Grab(2);
+        for (int more = 0; more < 8; ++more) {
+            EXPECT_TRUE(begin()) << "the dynamic table needs loops of its own";
+        }
+        EXPECT_FALSE(begin());
+        return static_cast<int>(KvTd::kExitBuffers);
+    }};
+    EXPECT_EQ(loop.Run().status, ExitStatus::Done);
+    EXPECT_EQ(CountOf(loop.logged.Content(), "goes on although it should end"), 1U);
+}
+
+TEST(HostSession, TimesOfASessionAreTakenFromWhatTheDriverTells)
+{
+    HostUnderTest tested;
+    tested.host.SessionBegins();
+    const auto after = [&tested](std::int64_t ms) { tested.nowNs += ms * 1'000'000; };
+    after(800);
+    EXPECT_EQ(tested.host.Publish(KvTd::kParamCodec, "MONO8T"), 0);
+    after(200);
+    EXPECT_EQ(tested.host.Publish(KvTd::kParamCodec, "MONO12T"), 0) << "of another loop";
+    tested.host.GrabbingBegins();
+    after(50);
+    tested.host.FrameGrabbed(20);
+    EXPECT_THAT(tested.logged.Content(),
+                HasSubstr("opened after 800 ms, configured after 1000 ms; the first frame came "
+                          "after 1050 ms\n"));
 }
 
 TEST(Progress, StatusLineAndSummaryCarryTheNumbers)
@@ -262,14 +233,13 @@ TEST(Progress, StatusLineAndSummaryCarryTheNumbers)
     EXPECT_FALSE(progress.StatusDue(1000 + 199'999'999));
     EXPECT_TRUE(progress.StatusDue(1000 + 200'000'000));
 
-    const std::string whole =
-        progress.Summary({true, 48, 2, 1, "out"}, {1, 3, 2, 1, 900, 7, 4}, 2'040'000'000);
-    EXPECT_THAT(whole, testing::StartsWith("grabbed 52, exported 48, skipped 2, failed 1, "
-                                           "dropped 6, time 2.0 s\n"));
-    EXPECT_THAT(whole, HasSubstr("3 lost on the link, 2 incomplete, 1 without a free "
-                                 "buffer; waits without a frame: 1\n"));
-    EXPECT_THAT(whole, HasSubstr("packets: 900 received, 7 resent, 4 missing\n"));
-    EXPECT_THAT(whole, HasSubstr("pictures are in out; the first frame"));
+    EXPECT_THAT(progress.Summary({true, 48, 2, 1, "out"}, {1, 3, 2, 1, 900, 7, 4}, 2'040'000'000),
+                AllOf(testing::StartsWith("grabbed 52, exported 48, skipped 2, failed 1, dropped "
+                                          "6, time 2.0 s\n"),
+                      HasSubstr("3 lost on the link, 2 incomplete, 1 without a free buffer; waits "
+                                "without a frame: 1\n"),
+                      HasSubstr("packets: 900 received, 7 resent, 4 missing\n"),
+                      HasSubstr("pictures are in out; the first frame")));
 }
 
 } // namespace

@@ -7,149 +7,96 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <sstream>
+#include <string>
+#include <string_view>
 
 namespace
 {
 
 using namespace kvgrab;
-using KvTd::kSignalNone;
-using KvTd::kSignalQuit;
-using KvTd::kSignalReconfigure;
-using KvTd::kSignalTerminate;
-using KvTd::kSignalUsr1;
-using KvTd::kSignalUsr2;
 
-TEST(SignalState, TerminateAndQuitStay)
+/** One step of a script: +T, +Q, +R, +1, +2 raise a signal, ?T and so on (?- for none) checks what
+ *  the driver is told; what the host does has a word. */
+void Play(SignalState& state, const std::string& step)
 {
-    for (const KvTd::SignalState signal : {kSignalTerminate, kSignalQuit}) {
-        SignalState state;
-        EXPECT_FALSE(state.Terminating());
-        state.Raise(signal);
-        for (int round = 0; round < 3; ++round) {
-            EXPECT_EQ(state.Check(), signal);
-            state.RoundHadFrame();
-        }
-        state.SessionEnded();
-        EXPECT_EQ(state.Check(), signal) << "also for the driver's look after the session";
-        EXPECT_TRUE(state.Terminating());
-    }
-}
-
-TEST(SignalState, ReconfigureStaysUntilTheFileIsRead)
-{
-    SignalState state;
-    state.Raise(kSignalReconfigure);
-    EXPECT_EQ(state.Check(), kSignalReconfigure);
-    state.RoundMissed();
-    EXPECT_EQ(state.Check(), kSignalReconfigure);
-    state.ReconfigurationBegins();
-    state.Raise(kSignalReconfigure); // while the file is read
-    EXPECT_EQ(state.Check(), kSignalReconfigure);
-    state.ReconfigurationBegins();
-    EXPECT_EQ(state.Check(), kSignalNone);
-}
-
-TEST(SignalState, UsrIsToldOnceToARoundWithAFrame)
-{
-    for (const KvTd::SignalState signal : {kSignalUsr1, kSignalUsr2}) {
-        SignalState state;
-        state.Raise(signal);
-        for (int missed = 0; missed < 3; ++missed) {
-            EXPECT_EQ(state.Check(), signal);
-            state.RoundMissed();
-        }
-        EXPECT_EQ(state.Check(), signal);
+    constexpr std::string_view kLetters = "-TR12Q"; // by KvTd::SignalState
+    if (step == "frame") {
         state.RoundHadFrame();
-        EXPECT_EQ(state.Check(), kSignalNone);
+    } else if (step == "miss") {
         state.RoundMissed();
-        EXPECT_EQ(state.Check(), kSignalNone) << "a later miss brings nothing back";
+    } else if (step == "end") {
+        state.SessionEnded();
+    } else if (step == "read") {
+        state.ReconfigurationBegins();
+    } else if (step[0] == '+') {
+        state.Raise(static_cast<KvTd::SignalState>(kLetters.find(step[1])));
+    } else {
+        EXPECT_EQ(kLetters.at(state.Check()), step[1]);
     }
 }
 
-TEST(SignalState, UsrThatTheEndOfASessionSwallowedWaitsForTheNext)
+TEST(SignalState, TellsEachSignalForAsLongAsItHolds)
 {
-    SignalState state;
-    state.Raise(kSignalUsr2);
-    EXPECT_EQ(state.Check(), kSignalUsr2); // the driver's look after the session
-    state.SessionEnded();
-    EXPECT_EQ(state.Check(), kSignalUsr2);
-    state.RoundHadFrame();
-    state.SessionEnded();
-    EXPECT_EQ(state.Check(), kSignalNone);
-}
-
-TEST(SignalState, SeveralAreToldInOrderAndNoneIsLost)
-{
-    SignalState state;
-    state.Raise(kSignalUsr2);
-    state.Raise(kSignalUsr1);
-    state.Raise(kSignalReconfigure);
-    EXPECT_EQ(state.Check(), kSignalReconfigure);
-    state.ReconfigurationBegins();
-    EXPECT_EQ(state.Check(), kSignalUsr1);
-    state.Raise(kSignalUsr1); // again, while the first one is worked on
-    state.RoundHadFrame();
-    EXPECT_EQ(state.Check(), kSignalUsr1);
-    state.RoundHadFrame();
-    EXPECT_EQ(state.Check(), kSignalUsr2);
-    state.RoundHadFrame();
-    EXPECT_EQ(state.Check(), kSignalNone);
-    state.Raise(kSignalUsr1);
-    state.Raise(kSignalTerminate);
-    EXPECT_EQ(state.Check(), kSignalTerminate);
+    const struct {
+        const char* rule;
+        const char* script;
+        bool terminating;
+    } cases[] = {
+        {"terminate stays, also after the session", "?- +T ?T miss ?T frame ?T end ?T", true},
+        {"quit stays, also after the session", "+Q ?Q frame ?Q frame ?Q end ?Q", true},
+        {"reconfigure stays until the file is read; one that comes meanwhile counts again",
+         "+R ?R miss ?R frame ?R read +R ?R read ?-", false},
+        {"usr1 is told once, to a round with a frame", "+1 ?1 miss ?1 miss ?1 frame ?- miss ?-",
+         false},
+        {"usr2 too", "+2 ?2 miss ?2 frame ?- miss ?-", false},
+        {"usr that the end of a session swallowed waits for the next", "+2 ?2 end ?2 frame end ?-",
+         false},
+        {"several are told in order, and none is lost",
+         "+2 +1 +R ?R read ?1 +1 frame ?1 frame ?2 frame ?-", false},
+        {"the end comes first", "+1 +R +T ?T", true},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.rule);
+        SignalState state;
+        std::istringstream steps(c.script);
+        for (std::string step; steps >> step;) {
+            SCOPED_TRACE(step + " at " + std::to_string(steps.tellg()));
+            Play(state, step);
+        }
+        EXPECT_EQ(state.Terminating(), c.terminating);
+    }
 }
 
 TEST(SignalState, OnlyTerminatesAreCounted)
 {
     SignalState state;
-    EXPECT_EQ(state.Raise(kSignalQuit), 0);
-    EXPECT_EQ(state.Raise(kSignalTerminate), 1);
-    EXPECT_EQ(state.Raise(kSignalReconfigure), 0);
-    EXPECT_EQ(state.Raise(kSignalTerminate), 2);
+    EXPECT_EQ(state.Raise(KvTd::kSignalQuit), 0);
+    EXPECT_EQ(state.Raise(KvTd::kSignalTerminate), 1);
+    EXPECT_EQ(state.Raise(KvTd::kSignalReconfigure), 0);
+    EXPECT_EQ(state.Raise(KvTd::kSignalTerminate), 2);
 }
 
-void NoHurry(void*) noexcept {}
+void NoCleanup(void*) noexcept {}
 
 TEST(SignalCatcher, EachSignalHasItsStateAndEndsAWait)
 {
     const std::pair<int, KvTd::SignalState> signals[] = {
-        {SIGHUP, kSignalReconfigure}, {SIGUSR1, kSignalUsr1},      {SIGUSR2, kSignalUsr2},
-        {SIGQUIT, kSignalQuit},       {SIGTERM, kSignalTerminate},
+        {SIGHUP, KvTd::kSignalReconfigure}, {SIGUSR1, KvTd::kSignalUsr1},
+        {SIGUSR2, KvTd::kSignalUsr2},       {SIGQUIT, KvTd::kSignalQuit},
+        {SIGTERM, KvTd::kSignalTerminate},
     };
     for (const auto& [number, expected] : signals) {
         SignalState state;
         SignalCatcher catcher;
         std::string error;
-        ASSERT_TRUE(catcher.Install(&state, NoHurry, nullptr, &error)) << error;
+        ASSERT_TRUE(catcher.Install(&state, NoCleanup, nullptr, &error)) << error;
         std::raise(number);
         EXPECT_TRUE(catcher.Wait(60'000)) << "came before the wait, counts all the same";
         EXPECT_FALSE(catcher.Wait(0)) << "told once";
         EXPECT_EQ(state.Check(), expected);
         std::raise(SIGPIPE); // must not end the process
     }
-}
-
-TEST(SignalCatcher, SecondInterruptHurriesOutWithItsOwnStatus)
-{
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(
-        {
-            SignalState state;
-            SignalCatcher catcher;
-            std::string error;
-            char mark[] = "hurry was called";
-            catcher.Install(
-                &state,
-                [](void* text) noexcept {
-                    [[maybe_unused]] const auto written =
-                        write(STDERR_FILENO, text, sizeof(mark) - 1);
-                },
-                mark, &error);
-            std::raise(SIGINT);
-            std::raise(SIGTERM);
-            std::exit(0);
-        },
-        testing::ExitedWithCode(130), "hurry was called");
 }
 
 } // namespace

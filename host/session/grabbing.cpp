@@ -1,0 +1,258 @@
+#include "session/grabbing.h"
+
+#include "cameras/network_checks.h"
+#include "cameras/output_lines.h"
+#include "cameras/realtime.h"
+#include "report/failure.h"
+
+#include <cstdio>
+#include <ctime>
+#include <fmt/format.h>
+#include <unistd.h>
+#include <utility>
+
+namespace kvgrab
+{
+
+namespace
+{
+
+timespec Now(clockid_t clock)
+{
+    timespec now = {};
+    clock_gettime(clock, &now);
+    return now;
+}
+
+std::int64_t NanosecondsOf(const timespec& time)
+{
+    return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
+}
+
+std::int64_t MonotonicNs()
+{
+    return NanosecondsOf(Now(CLOCK_MONOTONIC));
+}
+
+std::int64_t WallClockNs()
+{
+    return NanosecondsOf(Now(CLOCK_REALTIME));
+}
+
+ExportOptions ExportOptionsFrom(const ExportConfig& config, Log* log)
+{
+    ExportOptions options;
+    options.folder = config.directory;
+    ParseExportFormat(config.format, &options.format);
+    options.overwrite = config.overwrite;
+    options.everyFrame = config.everyFrame;
+    options.onError = config.stopOnError ? ExportErrorPolicy::kStop : ExportErrorPolicy::kContinue;
+    options.workers = config.writers;
+    options.queueLength = config.queue;
+    options.pngCompression = config.pngCompression;
+    options.report = [log](const std::string& trouble) { log->Line(2, trouble); };
+    return options;
+}
+
+std::string DriftLine(const ClockDrift::Estimate& drift)
+{
+    // A microsecond a second. After a minute of frames it is a tenth of that.
+    constexpr double kSureEnoughNsPerS = 1000;
+    const std::string measured = fmt::format(
+        "clocks: the host's gained {:.0f} ns a second on the camera's (give or take {:.0f}, over "
+        "{:.0f} s)",
+        drift.nsPerS, drift.uncertainNsPerS, drift.seconds);
+    if (drift.uncertainNsPerS > kSureEnoughNsPerS) {
+        return fmt::format("{}; a longer run tells which timing.drift_ns_per_s to configure\n",
+                           measured);
+    }
+    return fmt::format("{}; timing.drift_ns_per_s = {:.0f} stamps by the camera's\n", measured,
+                       drift.nsPerS);
+}
+
+} // namespace
+
+Grabbing::Grabbing(const Options& options, ConfigSource source)
+    : options_(options), config_(std::move(source))
+{
+}
+
+ExitStatus Grabbing::Run()
+{
+    const bool ready = ReadConfiguration() && OpenLog() && FindCameras() && LoadDriver() &&
+                       CatchSignals() && OpenMemory() && StartExport() && OpenTrace();
+    if (!ready) {
+        return status_;
+    }
+    GiveAdvice();
+    const std::int64_t beginNs = MonotonicNs();
+    NextStep last = RunSessions();
+    Finish(&last);
+    PrintSummary(MonotonicNs() - beginNs);
+    return SayWhyItEnds(last);
+}
+
+bool Grabbing::Fails(ExitStatus status, std::string_view why)
+{
+    status_ = Fail(status, why);
+    return false;
+}
+
+bool Grabbing::ReadConfiguration()
+{
+    ConfigStore::Result loaded = config_.Reload();
+    if (!loaded.usable) {
+        return Fails(ExitStatus::Configuration, loaded.error);
+    }
+    start_ = config_.Current();
+    startWarnings_ = std::move(loaded.warnings);
+    return true;
+}
+
+bool Grabbing::OpenLog()
+{
+    log_.emplace(STDERR_FILENO, !options_.noStatus && isatty(STDERR_FILENO) != 0, start_.log.level,
+                 [] { return Now(CLOCK_REALTIME); });
+    std::string error;
+    if (!start_.log.file.empty() && !log_->OpenFile(start_.log.file, &error)) {
+        return Fails(ExitStatus::SetUp, error);
+    }
+    for (const std::string& warning : startWarnings_) {
+        log_->Line(2, warning);
+    }
+    return true;
+}
+
+bool Grabbing::FindCameras()
+{
+    platformLog_.emplace(*log_);
+    std::string error;
+    return SetUpCameras(start_.cameras,
+                        FromConfigFolder(start_.simulation.network, options_.configPath), &error) ||
+           Fails(ExitStatus::SetUp, error);
+}
+
+bool Grabbing::LoadDriver()
+{
+    std::string error;
+    return driver_.Load(options_.driverPath, &error) || Fails(ExitStatus::Driver, error);
+}
+
+/** Memory and exporter exist from here on, though closed: a second INT may come at any time. */
+bool Grabbing::CatchSignals()
+{
+    exporter_.emplace(ExportOptionsFrom(start_.exporting, &*log_));
+    std::string error;
+    return catcher_.Install(&signals_, RemoveTraces, this, &error) ||
+           Fails(ExitStatus::SetUp, error);
+}
+
+/** What must not stay when kvgrab leaves at once. */
+void Grabbing::RemoveTraces(void* grabbing) noexcept
+{
+    auto* const self = static_cast<Grabbing*>(grabbing);
+    self->memory_.UnlinkNow();
+    self->exporter_->AbandonNow();
+}
+
+bool Grabbing::OpenMemory()
+{
+    return memory_.Open(start_.memory.name) || Fails(ExitStatus::SetUp, memory_.Error());
+}
+
+bool Grabbing::StartExport()
+{
+    if (exporter_->Start()) {
+        return true;
+    }
+    if (start_.exporting.stopOnError) {
+        return Fails(ExitStatus::ExportFailed, exporter_->ErrorText());
+    }
+    log_->Line(
+        1, fmt::format("grabbing goes on without writing pictures: {}", exporter_->ErrorText()));
+    return true;
+}
+
+bool Grabbing::OpenTrace()
+{
+    std::string error;
+    return !options_.traceFile || trace_.Open(*options_.traceFile, &error) ||
+           Fails(ExitStatus::SetUp, error);
+}
+
+/** What of this machine will cost frames or features. */
+void Grabbing::GiveAdvice()
+{
+    if (start_.cameras.network) {
+        const NetworkFacts facts = LookAtNetwork(start_.cameras.interface);
+        for (const std::string& advice : NetworkAdvice(facts, start_.stream.packetSize)) {
+            log_->Line(2, advice);
+        }
+    }
+    const std::string noControlThread = CheckRealTimePriority();
+    if (!noControlThread.empty()) {
+        log_->Line(start_.iobox.empty() ? 3 : 2, noControlThread);
+    }
+}
+
+NextStep Grabbing::RunSessions()
+{
+    host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
+                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr});
+    return kvgrab::RunSessions(
+        {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
+}
+
+/** The driver's exit code, or the one that it would have ended with. */
+int Grabbing::RunSession()
+{
+    const std::string trouble = CheckOutputLines(config_.Current());
+    if (!trouble.empty()) {
+        log_->Line(1, trouble);
+        return KvTd::kExitConfiguration;
+    }
+    host_->OutputLinesChecked(DrivesOutputLines(config_.Current()));
+    return driver_.RunSession();
+}
+
+/** Waits for pictures and trace to be on the disk; that may change how the run ends. */
+void Grabbing::Finish(NextStep* last)
+{
+    exporter_->Close();
+    if (options_.traceFile && !trace_.Close()) {
+        log_->Line(1, "the trace is not whole: the disk did not take all of it");
+    }
+    if (last->status == ExitStatus::Done && exporter_->Failed()) {
+        last->status = ExitStatus::ExportFailed;
+    }
+    if (last->status == ExitStatus::ExportFailed) {
+        last->sentence = exporter_->ErrorText();
+    }
+}
+
+void Grabbing::PrintSummary(std::int64_t runNs) const
+{
+    const ExportConfig& config = config_.Current().exporting;
+    const ExportCounters written = exporter_->Counters();
+    const PictureCounts pictures = {config.format != "none", written.exported, written.skipped,
+                                    written.failed, config.directory};
+    std::fputs(host_->progress.Summary(pictures, host_->Transfers(), runNs).c_str(), stdout);
+    if (const auto drift = host_->Drift()) {
+        std::fputs(DriftLine(*drift).c_str(), stdout);
+    }
+    if (options_.showLines) {
+        std::fputs(DrawOutputLines().c_str(), stdout);
+    }
+}
+
+ExitStatus Grabbing::SayWhyItEnds(const NextStep& last) const
+{
+    if (last.status == ExitStatus::Done) {
+        std::fputs(fmt::format("kvgrab: {}.\n", last.sentence).c_str(), stdout);
+        return last.status;
+    }
+    std::fflush(stdout);
+    return Fail(last.status, last.sentence);
+}
+
+} // namespace kvgrab

@@ -1,0 +1,70 @@
+/** `kvgrab run`, from reading the configuration to the summary. */
+#pragma once
+
+#include "cameras/cameras.h"
+#include "config/config_store.h"
+#include "config/options.h"
+#include "exit_status.h"
+#include "session/driver_library.h"
+#include "session/host_session.h"
+#include "session/session_loop.h"
+#include "session/signals.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kvgrab
+{
+
+/** Owns all that a run needs, in the order in which it starts; it stops in the opposite order.
+ *
+ *  Each step that can fail returns false then, and has said why on standard error and set the exit
+ *  status. Grab thread only, but for RemoveTraces, which a signal handler calls. */
+class Grabbing
+{
+public:
+    /** `options` must outlive it. */
+    Grabbing(const Options& options, ConfigSource source);
+    Grabbing(const Grabbing&) = delete;
+    Grabbing& operator=(const Grabbing&) = delete;
+
+    /** Once only. */
+    ExitStatus Run();
+
+private:
+    bool ReadConfiguration();
+    bool OpenLog();
+    bool FindCameras();
+    bool LoadDriver();
+    bool CatchSignals();
+    bool OpenMemory();
+    bool StartExport();
+    bool OpenTrace();
+    void GiveAdvice();
+    NextStep RunSessions();
+    int RunSession();
+    void Finish(NextStep* last);
+    void PrintSummary(std::int64_t runNs) const;
+    ExitStatus SayWhyItEnds(const NextStep& last) const;
+
+    bool Fails(ExitStatus status, std::string_view why);
+    static void RemoveTraces(void* grabbing) noexcept;
+
+    const Options& options_;
+    ExitStatus status_ = ExitStatus::Done;
+    ConfigStore config_;
+    Config start_; ///< what was configured at the start, for what can't change later
+    std::vector<std::string> startWarnings_;
+    std::optional<Log> log_;
+    std::optional<PlatformLog> platformLog_;
+    DriverLibrary driver_;
+    FrameMemory memory_;
+    std::optional<Exporter> exporter_;
+    SignalState signals_;
+    SignalCatcher catcher_;
+    FrameTrace trace_;
+    std::optional<HostSession> host_;
+};
+
+} // namespace kvgrab

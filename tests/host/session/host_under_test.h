@@ -1,0 +1,49 @@
+/** A host with its parts, without camera and driver. Time stands still unless a test moves it. */
+#pragma once
+
+#include "session/host_session.h"
+#include "tests/system/files.h"
+
+#include <string>
+#include <utility>
+
+namespace kvgrab
+{
+
+struct HostUnderTest {
+    explicit HostUnderTest(ExportOptions exporting = {}) : exporter(std::move(exporting))
+    {
+        config.Reload();
+    }
+    bool Configure(const std::string& text)
+    {
+        configText = text;
+        return config.Reload().usable;
+    }
+
+    std::string configText = "[session]\nframes = 2\n";
+    std::int64_t nowNs = 1;
+    std::uint64_t transfer = 0; ///< number of the newest
+    NamelessFile logged;
+
+    ConfigStore config{ConfigSource{"f.toml",
+                                    [](const std::string&) {
+                                        return FileStamp{1, 1, 1};
+                                    },
+                                    [this](const std::string&, std::string* out, std::string*) {
+                                        *out = configText;
+                                        return true;
+                                    },
+                                    [](Config*) {}}};
+    SignalState signals;
+    Log log{logged.Fd(), false, 5, [] { return timespec{}; }};
+    FrameMemory memory;
+    Exporter exporter;
+    HostSession host{{config, signals, log, memory, exporter, [this] { return nowNs; },
+                      [this] {
+                          return TransferCounts{transfer, 1, 2, 3};
+                      },
+                      [this] { return nowNs; }}};
+};
+
+} // namespace kvgrab

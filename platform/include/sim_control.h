@@ -57,6 +57,7 @@ struct RangeSetup {
     double min = 0; ///< of integers the whole number nearest to it
     double max = 0;
     std::int64_t inc = 1;
+    bool operator==(const RangeSetup&) const = default;
 };
 
 /** One simulated camera as it stands on the network. */
@@ -92,6 +93,7 @@ struct CameraSetup {
     std::vector<std::string> missingEntries = {};                 ///< "lutSize.Bpp12"
     std::vector<std::uint32_t> refusedFormats = {};               ///< pixel-format codes
     std::vector<std::pair<std::string, std::string>> values = {}; ///< feature, value at power-up
+    bool operator==(const CameraSetup&) const = default;
 };
 
 /** Where a fault strikes. */
@@ -143,6 +145,7 @@ struct Fault {
     ExceptionKind exception = ExceptionKind::Runtime;
     std::int64_t value = 0;
     std::string text = "scripted fault";
+    bool operator==(const Fault&) const = default;
 };
 
 /** Removes all cameras, faults and journal entries and goes back to the real clock. */

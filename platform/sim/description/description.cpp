@@ -18,15 +18,13 @@ namespace sim
 namespace
 {
 
-constexpr std::pair<std::string_view, Model> kModels[] = {{"mono", Model::Mono},
-                                                          {"color", Model::Color}};
-constexpr std::pair<std::string_view, Picture> kPictures[] = {{"pattern", Picture::Pattern},
-                                                              {"plain", Picture::Plain}};
-constexpr std::pair<std::string_view, NodeKind> kNodeKinds[] = {
-    {"integer", NodeKind::Integer},
-    {"float", NodeKind::Float},
-    {"enumeration", NodeKind::Enumeration},
-    {"boolean", NodeKind::Boolean}};
+constexpr base::Named<Model> kModels[] = {{"mono", Model::Mono}, {"color", Model::Color}};
+constexpr base::Named<Picture> kPictures[] = {{"pattern", Picture::Pattern},
+                                              {"plain", Picture::Plain}};
+constexpr base::Named<NodeKind> kNodeKinds[] = {{"integer", NodeKind::Integer},
+                                                {"float", NodeKind::Float},
+                                                {"enumeration", NodeKind::Enumeration},
+                                                {"boolean", NodeKind::Boolean}};
 constexpr std::string_view kFeature = "the name of a feature of this model";
 
 constexpr std::size_t kTextMost = kGevTextSize - 1;
@@ -123,7 +121,7 @@ void ReadFeatureLists(TableReader& reader, CameraSetup* setup)
                             "mistyped has " + Quoted(name) + "; expected " + std::string(kFeature));
         }
         setup->mistyped.emplace_back(name,
-                                     reader.Chosen(name, *node, Choices<NodeKind>(kNodeKinds)));
+                                     reader.Chosen(name, *node, base::Names<NodeKind>(kNodeKinds)));
     }
     for (const toml::node* node : reader.Array("refused_formats", "an array of pixel formats")) {
         std::optional<std::uint32_t> format;
@@ -161,7 +159,7 @@ CameraSetup ReadCamera(const toml::table& table, const std::string& file,
 {
     CameraSetup setup;
     TableReader reader(table, "[[camera]]");
-    reader.Choice("model", Choices<Model>(kModels), &setup.model);
+    reader.Choice("model", base::Names<Model>(kModels), &setup.model);
     reader.Text("manufacturer", 0, kTextMost, &setup.manufacturer);
     reader.Text("model_name", 0, kTextMost, &setup.modelName);
     reader.Text("serial", 1, kTextMost, &setup.serial);
@@ -169,7 +167,7 @@ CameraSetup ReadCamera(const toml::table& table, const std::string& file,
     reader.Flag("attached", &setup.attached);
     reader.Whole("sensor_width", 16, 65536, &setup.sensorWidth);
     reader.Whole("sensor_height", 16, 65536, &setup.sensorHeight);
-    reader.Choice("picture", Choices<Picture>(kPictures), &setup.picture);
+    reader.Choice("picture", base::Names<Picture>(kPictures), &setup.picture);
     *scene = ReadScene(reader, file, &setup);
     reader.Number("noise", 0, 100, &setup.noise);
     reader.Whole("seed", 0, kMost, &setup.seed);

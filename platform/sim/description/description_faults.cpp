@@ -1,5 +1,7 @@
 #include "sim/description/description_faults.h"
 
+#include "sim/description/fault_names.h"
+
 #include <algorithm>
 #include <iterator>
 
@@ -9,67 +11,12 @@ namespace sim
 namespace
 {
 
-constexpr std::pair<std::string_view, Trigger> kTriggers[] = {
-    {"access", Trigger::Access}, {"read", Trigger::Read},   {"write", Trigger::Write},
-    {"call", Trigger::Call},     {"frame", Trigger::Frame}, {"time", Trigger::Time}};
-constexpr std::pair<std::string_view, Effect> kEffects[] = {
-    {"throw", Effect::Throw},
-    {"fail", Effect::Fail},
-    {"lose", Effect::Lose},
-    {"incomplete", Effect::Incomplete},
-    {"delay", Effect::Delay},
-    {"null_image", Effect::NullImage},
-    {"null_frame", Effect::NullFrame},
-    {"timestamp", Effect::Timestamp},
-    {"zero_timestamp", Effect::ZeroTimestamp},
-    {"jump_ticks", Effect::JumpTicks},
-    {"detach", Effect::Detach}};
-constexpr std::pair<std::string_view, ExceptionKind> kExceptions[] = {
-    {"invalid_argument", ExceptionKind::InvalidArgument},
-    {"property", ExceptionKind::Property},
-    {"logical_error", ExceptionKind::LogicalError},
-    {"out_of_range", ExceptionKind::OutOfRange},
-    {"runtime", ExceptionKind::Runtime},
-    {"access", ExceptionKind::Access},
-    {"timeout", ExceptionKind::Timeout},
-    {"dynamic_cast", ExceptionKind::DynamicCast},
-    {"standard", ExceptionKind::Standard},
-    {"unknown", ExceptionKind::Unknown}};
-
-/** The calls of gev_api.h that a fault can be tied to. */
-constexpr std::string_view kCalls[] = {"GevGetCameraList",
-                                       "GevOpenCamera",
-                                       "GevCloseCamera",
-                                       "GevApiUninitialize",
-                                       "_CloseSocketAPI",
-                                       "GevGetCameraInfo",
-                                       "GevGetFeatureNodeMap",
-                                       "GevGetCameraInterfaceOptions",
-                                       "GevSetCameraInterfaceOptions",
-                                       "GevGetFeatureValue",
-                                       "GevSetFeatureValue",
-                                       "GevGetPayloadParameters",
-                                       "GevInitializeTransfer",
-                                       "GevStartTransfer",
-                                       "GevAbortTransfer",
-                                       "GevFreeTransfer",
-                                       "GevWaitForNextFrame",
-                                       "GevReleaseFrame",
-                                       "GevGetTransferStatistics"};
-
 constexpr std::size_t kSerialMost = kGevTextSize - 1;
 constexpr std::size_t kTextMost = 1000;
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
 /** Over thirty years: added to any clock it stays within 64 bits. */
 constexpr std::int64_t kLongestNs = 1'000'000'000'000'000'000;
-
-template <class Value> std::string_view NameOf(Choices<Value> choices, Value value)
-{
-    const auto found = std::find_if(choices.begin(), choices.end(),
-                                    [&](const auto& choice) { return choice.second == value; });
-    return found == choices.end() ? std::string_view() : found->first;
-}
 
 bool IsAccess(Trigger trigger)
 {
@@ -160,8 +107,8 @@ void FaultReader::ReadName(TableReader& reader, Fault* fault)
     if (IsAccess(fault->trigger) && !Knows(fault->name)) {
         reader.RefuseValue("name", *node, "the name of a feature");
     }
-    if (fault->trigger == Trigger::Call &&
-        std::find(std::begin(kCalls), std::end(kCalls), fault->name) == std::end(kCalls)) {
+    if (fault->trigger == Trigger::Call && std::find(std::begin(kCallNames), std::end(kCallNames),
+                                                     fault->name) == std::end(kCallNames)) {
         reader.RefuseValue("name", *node, "a camera call such as \"GevOpenCamera\"");
     }
 }
@@ -172,18 +119,18 @@ Fault FaultReader::Read(const toml::table& table)
     TableReader reader(table, "[[fault]]");
     reader.Require("trigger", "access, read, write, call, frame or time");
     reader.Require("effect", "what happens, such as throw or lose");
-    reader.Choice("trigger", Choices<Trigger>(kTriggers), &fault.trigger);
-    reader.Choice("effect", Choices<Effect>(kEffects), &fault.effect);
+    reader.Choice("trigger", base::Names<Trigger>(kTriggerNames), &fault.trigger);
+    reader.Choice("effect", base::Names<Effect>(kEffectNames), &fault.effect);
     if (!Fits(fault.effect, fault.trigger)) {
         std::vector<std::string_view> fitting;
-        for (const auto& [name, effect] : kEffects) {
+        for (const auto& [name, effect] : kEffectNames) {
             if (Fits(effect, fault.trigger)) {
                 fitting.push_back(name);
             }
         }
         reader.RefuseValue("effect", *table.get("effect"),
                            reader.OneOf(fitting) + " with the trigger " +
-                               std::string(NameOf(Choices<Trigger>(kTriggers), fault.trigger)));
+                               std::string(NameOf(fault.trigger)));
     }
     ReadCamera(reader, &fault);
     ReadName(reader, &fault);
@@ -197,7 +144,7 @@ Fault FaultReader::Read(const toml::table& table)
     }
     ReadFaultValue(reader, &fault);
     if (fault.effect == Effect::Throw) {
-        reader.Choice("exception", Choices<ExceptionKind>(kExceptions), &fault.exception);
+        reader.Choice("exception", base::Names<ExceptionKind>(kExceptionNames), &fault.exception);
         reader.Text("text", 0, kTextMost, &fault.text);
     } else {
         reader.Forbid("exception", "only throw raises one");

@@ -1,6 +1,8 @@
 /** Reads one table of a description file, key by key, and refuses what it doesn't know. */
 #pragma once
 
+#include "base/names.h"
+
 #include <cstdint>
 #include <limits>
 #include <span>
@@ -18,9 +20,6 @@ struct Refusal {
     toml::source_position where;
     std::string text;
 };
-
-/** A name in the file and the value that it stands for. */
-template <class Value> using Choices = std::span<const std::pair<std::string_view, Value>>;
 
 /** A value as a message shows it: short and on one line. */
 std::string Shown(const toml::node& node);
@@ -44,14 +43,15 @@ public:
             *value = static_cast<Integer>(CheckedWhole(key, *node, min, max));
         }
     }
-    template <class Value> void Choice(std::string_view key, Choices<Value> choices, Value* value)
+    template <class Value>
+    void Choice(std::string_view key, base::Names<Value> choices, Value* value)
     {
         if (const toml::node* node = Find(key)) {
             *value = Chosen(key, *node, choices);
         }
     }
     template <class Value>
-    Value Chosen(std::string_view key, const toml::node& node, Choices<Value> choices) const
+    Value Chosen(std::string_view key, const toml::node& node, base::Names<Value> choices) const
     {
         std::vector<std::string_view> names;
         for (const auto& [name, value] : choices) {

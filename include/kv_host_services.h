@@ -5,6 +5,8 @@
  *  loaded globally. All are called on the thread that called KvLibProc, except LogWrite, which is
  *  called from the control thread too and must be safe for concurrent calls.
  *
+ *  kv_default_services.cpp has a default for each, to be compiled into a host.
+ *
  *  The driver never frees what a service returns. Getters are asked each time a value is applied;
  *  what they return for a value that is not configured stands in kv_td_types.h. */
 #pragma once

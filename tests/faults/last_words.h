@@ -1,4 +1,4 @@
-/** What a process still says when a session breaks it: how to do that again. */
+/** What a process still prints when a session breaks it: how to do that again. */
 #pragma once
 
 #include <string>
@@ -6,13 +6,15 @@
 namespace faults
 {
 
-/** From now on a process that a signal ends, that a sanitizer stops, or that comes no further for
- *  `seconds` of real time says `text` on standard output. Again for each session. Replaces what was
- *  to be said; one thread sets it. */
+/** From now on a process that is ended by a signal or by a sanitizer, or that hangs, prints `text`
+ *  on standard output. It hangs when it has computed for `seconds`, or when ten times as long has
+ *  gone by: a session waits for nothing but its own thread, and a busy machine slows a process down
+ *  without having it compute more. To be called for each session, by one thread; replaces what was
+ *  set before. */
 void SetLastWords(const std::string& text, unsigned seconds);
 
-/** Nothing is said any more, and signals do what they did before. The time still runs; it ends the
- *  process by SIGALRM. */
+/** Nothing is printed any more, and signals do what they did before. The time still runs, unless it
+ *  is 0, and ends the process. */
 void SayNothing(unsigned seconds);
 
 } // namespace faults

@@ -40,6 +40,14 @@ std::string FakeHost::Text(const char* format, va_list arguments)
     return text;
 }
 
+void FakeHost::AskForManual(float gainDb, float exposureUs)
+{
+    sweepGainMod = KvTd::kSweepManual;
+    sweepEtimeMod = KvTd::kSweepManual;
+    gainMan = gainDb;
+    exptMan = exposureUs;
+}
+
 void FakeHost::AskForAutomatics()
 {
     sweepProf = 1;

@@ -89,6 +89,7 @@ public:
     std::uint32_t bnum = 4;
     std::vector<IoBoxConfig> ioboxes;
 
+    void AskForManual(float gainDb, float exposureUs);
     /** A camera that regulates exposure and gain itself, within limits, and balanced colours. */
     void AskForAutomatics();
 

@@ -62,28 +62,18 @@ void FakeHost::AskForAutomatics()
     wbblu = 120;
 }
 
-void FakeHost::Called(const char* service)
-{
-    if (onCall) {
-        onCall(service);
-    }
-    if (recording) {
-        sim::AddJournal("host", std::string(service) + "()");
-    }
-}
-
 void FakeHost::Called(const char* service, const char* arguments, ...)
 {
     if (onCall) {
         onCall(service);
     }
-    if (!recording) {
-        return;
+    if (recording) {
+        va_list values;
+        va_start(values, arguments);
+        const std::string text = arguments == nullptr ? "" : Text(arguments, values);
+        va_end(values);
+        sim::AddJournal("host", std::string(service) + "(" + text + ")");
     }
-    va_list values;
-    va_start(values, arguments);
-    sim::AddJournal("host", std::string(service) + "(" + Text(arguments, values) + ")");
-    va_end(values);
 }
 
 const char* FakeHost::TextOf(Extreme extreme)
@@ -138,8 +128,8 @@ void* FakeHost::BufferAt(std::uint32_t index) const
 
 std::string FakeHost::NameOf(const void* address) const
 {
-    if (address == nullptr) {
-        return "null";
+    if (!recording || address == nullptr) {
+        return recording ? "null" : "";
     }
     for (std::uint32_t i = 0; first_ != nullptr && i < bufferCount; ++i) {
         if (address == first_ + i * stride_) {

@@ -104,56 +104,30 @@ std::vector<std::string> RunInChild(Kind kind, const std::vector<Fault>& given, 
     return {};
 }
 
-class Runner
+/** Runs one session with these faults; whether it ended as it should. */
+bool Try(Kind kind, const std::vector<Fault>& given, const char* program)
 {
-public:
-    Runner(Kind kind, std::string program) : kind_(kind), program_(std::move(program)) {}
-
-    void Try(const std::vector<Fault>& given)
-    {
-        ++runs_;
-        const std::string command = Command(given);
-        faults::SetLastWords("FAILED: the session breaks the process, or does not end\n        " +
-                                 command + "\n",
-                             kSessionSeconds);
-        const auto any = [&given](bool (Fault::*is)() const) {
-            return std::any_of(given.begin(), given.end(),
-                               [is](const Fault& fault) { return (fault.*is)(); });
-        };
-        const bool throws = any(&Fault::ThrowsOnControlThread);
-        const std::vector<std::string> wrong =
-            throws || any(&Fault::MayThrowOnControlThread)
-                ? RunInChild(kind_, given, throws && given.size() == 1)
-                : faults::RunWith(kind_, given);
-        faults::SayNothing(0);
-        if (wrong.empty()) {
-            return;
-        }
-        ++failures_;
-        for (const std::string& sentence : wrong) {
-            std::printf("FAILED: %s\n", sentence.c_str());
-        }
-        std::printf("        %s\n", command.c_str());
-        std::fflush(stdout);
+    std::string command = std::string(program) + " --session " + faults::NameOf(kind);
+    bool throws = false;
+    bool mayThrow = false;
+    for (const Fault& fault : given) {
+        command += " --one " + fault.Text();
+        throws |= fault.ThrowsOnControlThread();
+        mayThrow |= fault.MayThrowOnControlThread();
     }
-    int Runs() const { return runs_; }
-    int Failures() const { return failures_; }
-
-private:
-    std::string Command(const std::vector<Fault>& given) const
-    {
-        std::string command = program_ + " --session " + faults::NameOf(kind_);
-        for (const Fault& fault : given) {
-            command += " --one " + fault.Text();
-        }
-        return command;
+    faults::SetLastWords("FAILED: the session breaks the process, or does not end\n        " +
+                             command + "\n",
+                         kSessionSeconds);
+    const std::vector<std::string> wrong =
+        throws || mayThrow ? RunInChild(kind, given, throws && given.size() == 1)
+                           : faults::RunWith(kind, given);
+    faults::SayNothing(0);
+    for (const std::string& sentence : wrong) {
+        std::printf("FAILED: %s\n        %s\n", sentence.c_str(), command.c_str());
     }
-
-    Kind kind_;
-    std::string program_;
-    int runs_ = 0;
-    int failures_ = 0;
-};
+    std::fflush(stdout);
+    return wrong.empty();
+}
 
 struct Options {
     std::vector<std::string> ones;
@@ -193,17 +167,19 @@ int Work(Kind kind, const Options& options, const std::vector<Fault>& ones, cons
     for (const std::string& sentence : wrong) {
         std::printf("FAILED without a fault: %s\n", sentence.c_str());
     }
-    Runner runner(kind, program);
-    if (!ones.empty()) {
-        runner.Try(ones);
-    } else if (wrong.empty()) {
-        const auto trials = Trials(options, census);
-        for (std::size_t i = options.part - 1; i < trials.size(); i += options.parts) {
-            runner.Try(trials[i]);
-        }
+    if (!wrong.empty()) {
+        return 1;
     }
-    std::printf("%s: %d runs, %d failed\n", faults::NameOf(kind), runner.Runs(), runner.Failures());
-    return wrong.empty() && runner.Failures() == 0 ? 0 : 1;
+    const auto trials =
+        ones.empty() ? Trials(options, census) : std::vector<std::vector<Fault>>{ones};
+    int runs = 0;
+    int failures = 0;
+    for (std::size_t i = options.part - 1; i < trials.size(); i += options.parts) {
+        ++runs;
+        failures += Try(kind, trials[i], program) ? 0 : 1;
+    }
+    std::printf("%s: %d runs, %d failed\n", faults::NameOf(kind), runs, failures);
+    return failures == 0 ? 0 : 1;
 }
 
 } // namespace

@@ -12,27 +12,6 @@ namespace rig
 static constexpr std::size_t kPage = 4096;
 static constexpr std::uint32_t kLargestFrame = 16U << 20;
 
-static FakeHost*& Current()
-{
-    static FakeHost* current = nullptr;
-    return current;
-}
-
-FakeHost::FakeHost()
-{
-    Current() = this;
-}
-
-FakeHost::~FakeHost()
-{
-    Current() = nullptr;
-}
-
-FakeHost& FakeHost::Get()
-{
-    return *Current();
-}
-
 std::string FakeHost::Text(const char* format, va_list arguments)
 {
     char text[1024];
@@ -79,7 +58,9 @@ void FakeHost::Called(const char* service, const char* arguments, ...)
 const char* FakeHost::TextOf(Extreme extreme)
 {
     static const std::string longText(64, 'x');
-    return extreme == Extreme::LongText ? longText.c_str() : "";
+    return extreme == Extreme::Null       ? nullptr
+           : extreme == Extreme::LongText ? longText.c_str()
+                                          : "";
 }
 
 std::optional<Extreme> FakeHost::Tampered(const char* service, AnswerKind kind)

@@ -64,7 +64,8 @@ struct IoBoxConfig {
     std::uint32_t parameters[2] = {KvTd::kIoboxParamUnset, KvTd::kIoboxParamUnset};
 };
 
-/** What a service answers in place of its own value, as far as its type has such a value. */
+/** What a service answers in place of its own value: numbers the first seven, pointers and texts
+ *  the others. */
 enum class Extreme {
     Zero,
     MinusOne,
@@ -85,11 +86,11 @@ enum class AnswerKind { Integer, Float, Text, Pointer };
 class FakeHost
 {
 public:
-    FakeHost();
-    ~FakeHost();
+    FakeHost() { current_ = this; }
+    ~FakeHost() { current_ = nullptr; }
     FakeHost(const FakeHost&) = delete;
     FakeHost& operator=(const FakeHost&) = delete;
-    static FakeHost& Get();
+    static FakeHost& Get() { return *current_; }
 
     // ---- configuration ------------------------------------------------------------------------
 #define RIG_FIELD(Type, getter, field, value) Type field = value;
@@ -156,10 +157,8 @@ public:
     /** `value`, or the extreme that stands in for it at this call. */
     template <class T> T Answered(const char* service, T value)
     {
-        if (const std::optional<Extreme> extreme = Tampered(service, KindOf<T>())) {
-            Replace(*extreme, &value);
-        }
-        return value;
+        const std::optional<Extreme> extreme = Tampered(service, KindOf<T>());
+        return extreme ? ValueOf<T>(*extreme) : value;
     }
     void AllocateMemory(std::uint32_t size);
     void* BufferAt(std::uint32_t index) const;
@@ -181,30 +180,28 @@ private:
             return AnswerKind::Integer;
         }
     }
-    template <class T> static void Replace(Extreme extreme, T* value)
+    template <class T> static T ValueOf(Extreme extreme)
     {
         using Limits = std::numeric_limits<T>;
         if constexpr (std::is_same_v<T, const char*>) {
-            *value = extreme == Extreme::Null ? nullptr : TextOf(extreme);
+            return TextOf(extreme);
         } else if constexpr (std::is_pointer_v<T>) {
-            *value = nullptr;
-        } else if constexpr (std::is_floating_point_v<T>) {
-            *value = extreme == Extreme::NotANumber      ? Limits::quiet_NaN()
-                     : extreme == Extreme::Infinite      ? Limits::infinity()
-                     : extreme == Extreme::MinusInfinite ? -Limits::infinity()
-                     : extreme == Extreme::Lowest        ? Limits::lowest()
-                     : extreme == Extreme::Highest       ? Limits::max()
-                                                         : T{0};
+            return nullptr;
         } else {
-            *value = extreme == Extreme::Lowest     ? Limits::min()
-                     : extreme == Extreme::Highest  ? Limits::max()
-                     : extreme == Extreme::MinusOne ? static_cast<T>(-1)
-                                                    : T{0};
+            const T values[] = {T{0},
+                                static_cast<T>(-1),
+                                Limits::lowest(),
+                                Limits::max(),
+                                Limits::quiet_NaN(),
+                                Limits::infinity(),
+                                static_cast<T>(-Limits::infinity())}; // in the order of Extreme
+            return values[static_cast<std::size_t>(extreme)];
         }
     }
     static const char* TextOf(Extreme extreme);
     std::optional<Extreme> Tampered(const char* service, AnswerKind kind);
 
+    static inline FakeHost* current_ = nullptr;
     std::vector<std::uint64_t> tamperingMatches_;
     std::vector<std::uint8_t> memory_;
     std::uint8_t* first_ = nullptr;

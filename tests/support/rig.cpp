@@ -35,7 +35,7 @@ sim::CameraSetup Lacking(std::vector<std::string> features, sim::Model model)
 
 Rig::Rig(std::nullptr_t)
 {
-    ManualTime::Current() = &time;
+    ManualTime::current = &time;
     sim::Reset();
     sim::SetClock(time.clock);
     sim::SetJournal(true);
@@ -53,7 +53,7 @@ Rig::~Rig()
         GevCloseCamera(&handle);
     }
     sim::Reset();
-    ManualTime::Current() = nullptr;
+    ManualTime::current = nullptr;
 }
 
 KvTd::CExCam& Rig::Open()

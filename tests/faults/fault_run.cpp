@@ -77,11 +77,12 @@ std::vector<Fault> FaultsOf(const Census& census, bool eachTime)
 std::vector<std::string> RunInChild(Kind kind, const std::vector<Fault>& given, bool mustAbort)
 {
     std::fflush(stdout);
-    faults::SayNothing(0); // the process that waits says how the child ended
+    faults::SayNothing(0); // the waiting process prints how the child ended
     const pid_t child = fork();
     if (child == 0) {
         faults::SayNothing(kSessionSeconds);
-        if (std::freopen("/dev/null", "w", stderr) == nullptr) { // the runtime's last words
+        if (std::freopen("/dev/null", "w", stderr) ==
+            nullptr) { // what the runtime prints when it aborts
             _exit(2);
         }
         const std::vector<std::string> wrong = faults::RunWith(kind, given);
@@ -96,7 +97,7 @@ std::vector<std::string> RunInChild(Kind kind, const std::vector<Fault>& given, 
     const bool aborted = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
     const bool ended = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     if (mustAbort && !aborted) {
-        return {"the process goes on, although an exception left the control thread"};
+        return {"the process goes on although an exception left the control thread"};
     }
     if (!aborted && !ended) {
         return {"the child ends with wait status " + std::to_string(status)};
@@ -160,7 +161,7 @@ int Work(Kind kind, const Options& options, const std::vector<Fault>& ones, cons
     faults::SetLastWords(
         "FAILED: the session without a fault breaks the process, or does not end\n",
         kSessionSeconds);
-    faults::RunWith(kind, {}); // what is made once in a process is made now
+    faults::RunWith(kind, {}); // what is allocated once in a process is allocated now
     Census census;
     const std::vector<std::string> wrong = faults::RunWith(kind, {}, &census);
     faults::SayNothing(0);

@@ -7,7 +7,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-/** There only in a process with a sanitizer. */
+/** Exists only in a process with a sanitizer. */
 extern "C" void __sanitizer_set_death_callback(void (*callback)()) // NOLINT
     __attribute__((weak));
 

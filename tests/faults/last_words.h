@@ -6,15 +6,14 @@
 namespace faults
 {
 
-/** From now on a process that is ended by a signal or by a sanitizer, or that hangs, prints `text`
- *  on standard output. It hangs when it has computed for `seconds`, or when ten times as long has
- *  gone by: a session waits for nothing but its own thread, and a busy machine slows a process down
- *  without having it compute more. To be called for each session, by one thread; replaces what was
- *  set before. */
+/** From now on a process prints `text` on standard output when a signal or a sanitizer ends it, or
+ *  when it hangs. It counts as hanging when it has used `seconds` of processor time, however busy
+ *  the machine is, or when ten times as long has gone by. To be called for each session, from one
+ *  thread; replaces what was set before. */
 void SetLastWords(const std::string& text, unsigned seconds);
 
-/** Nothing is printed any more, and signals do what they did before. The time still runs, unless it
- *  is 0, and ends the process. */
+/** Prints nothing any more, and lets signals do what they did before. A process that hangs, in the
+ *  same sense, is ended; with 0 it is not. */
 void SayNothing(unsigned seconds);
 
 } // namespace faults

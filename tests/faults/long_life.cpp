@@ -68,7 +68,7 @@ public:
         host.onTrigger = [this](std::uint64_t stampUs) { Triggered(stampUs); };
     }
 
-    /** Sessions until the time is over. */
+    /** Runs sessions until the time is over. */
     void Run()
     {
         while (Now() < endNs_) {
@@ -110,7 +110,7 @@ private:
         }
     }
 
-    /** Keeps the newest few, for whoever has to find out. */
+    /** Keeps the newest few events, which are printed with what is wrong. */
     void Note(const std::string& event)
     {
         constexpr std::size_t kKept = 4;
@@ -141,11 +141,11 @@ private:
         CheckMemory();
     }
 
-    /** One allocation a session is found in an hour: there are some ten sessions in it. */
+    /** An hour has about ten sessions, enough to find a leak of one allocation per session. */
     void CheckMemory()
     {
-        constexpr std::uint64_t kSettled = 3; // what is made once was made by that session
-        constexpr std::uint64_t kOwn = 4;     // room that this program's own lists still take
+        constexpr std::uint64_t kSettled = 3; // by then, what is allocated once is there
+        constexpr std::uint64_t kOwn = 4;     // for the lists of this program
         recent_.clear();
         rig_.host.signals.clear();
         const std::uint64_t live = rig::LiveAllocations();
@@ -172,7 +172,7 @@ private:
         }
         GEV_TRANSFER_STATISTICS counts{};
         GevGetTransferStatistics(&counts);
-        // The stream holds few frames back, so those that come in a burst may find no place.
+        // The stream holds few frames back, so frames that come in a burst may find no buffer.
         if (counts.underruns > late_) {
             Wrong(std::to_string(counts.underruns) +
                   " frames found no free buffer: not all were released");
@@ -196,7 +196,7 @@ private:
         }
     }
 
-    /** What chance brings with a round. */
+    /** Draws what happens in this round. */
     void Happen()
     {
         rig_.host.signals.clear();
@@ -261,7 +261,7 @@ private:
         StampsMayGoBack();
     }
 
-    /** Where the driver says that it moves the stamps, or starts the camera anew. */
+    /** Finds the lines with which the driver moves the stamps or restarts the camera. */
     void Logged(std::string_view format)
     {
         for (const char* moved : {"TS readjusting", "init TS trigger", "bTS wrap", "overflow prot",
@@ -274,8 +274,7 @@ private:
         }
     }
 
-    /** The driver makes a stamp ahead of its frame, so that what happens now shows some frames on.
-     */
+    /** The driver makes a stamp ahead of its frame, so this event shows some frames later. */
     void StampsMayGoBack()
     {
         constexpr int kFrames = 4;

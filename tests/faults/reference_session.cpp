@@ -19,9 +19,9 @@ using rig::FakeHost;
 using rig::Rig;
 
 constexpr std::uint32_t kBuffers = 4;
-constexpr std::uint32_t kRoundsAtMost = 60; ///< then a terminate comes, whatever else happened
+constexpr std::uint32_t kRoundsAtMost = 60; ///< after which the session is told to terminate
 
-/** What CheckSignal tells in the rounds of the session, by round. */
+/** The signals that KvUtl__CheckSignal returns, by round. */
 struct Signal {
     std::uint32_t round;
     std::uint32_t state;
@@ -51,8 +51,8 @@ void PlayRound(FakeHost& host, std::uint32_t round)
     }
 }
 
-/** Configures everything that can be configured, asks for the camera by all that it tells, and has
- *  the script played. */
+/** Configures everything that can be configured, asks for the camera by its model and serial
+ * number, and plays the script. */
 void ScriptHost(FakeHost& host, Kind kind, const sim::CameraSetup& camera)
 {
     host.model = camera.modelName.c_str();
@@ -102,7 +102,7 @@ sim::CameraSetup Camera(Kind kind, const std::vector<Fault>& faults)
     return camera;
 }
 
-/** Frames that stay away in every run, so that missed frames belong to the session. */
+/** Loses some frames in every run, so that missed frames are part of the session. */
 void MissSomeFrames()
 {
     sim::AddFault(rig::FrameFault(sim::Effect::Lose, 7));
@@ -129,7 +129,7 @@ void Count(const Rig& rig, Census* census)
             ++census->calls[entry.text.substr(0, entry.text.find_first_of("=("))];
         }
     }
-    // The control thread asks in real time: how often is chance.
+    // The control thread calls it in real time, so the number of calls differs from run to run.
     census->calls.erase("GevGetCameraInfo");
     census->answers = rig.host.answers;
     census->frames = sim::GetCounts().frames;
@@ -141,7 +141,8 @@ std::size_t ThreadCount()
     return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
 }
 
-/** Whether there are more than before. The system lists a thread a moment longer than it lives. */
+/** Whether there are more threads than before. The system lists a thread a little longer than it
+ *  lives. */
 bool IsThreadLeft(std::size_t before)
 {
     constexpr int kLooks = 5000;
@@ -151,8 +152,7 @@ bool IsThreadLeft(std::size_t before)
     return ThreadCount() > before;
 }
 
-/** One session through the library's entry; an exception that leaves it is a fault of the driver.
- */
+/** Runs one session through the library's entry, which no exception may leave. */
 int Run(FakeHost* host, std::vector<std::string>* wrong)
 {
     host->formats.clear();
@@ -194,7 +194,7 @@ void CheckCameraIsFree(std::vector<std::string>* wrong)
     GevCloseCamera(&handle);
 }
 
-/** The codes with which a camera that is made so may be refused, each time again. */
+/** The exit codes with which a camera of this shape may be refused, each time that it is used. */
 std::vector<int> RefusalsOf(const std::vector<Fault>& faults)
 {
     std::vector<int> codes;
@@ -208,7 +208,7 @@ std::vector<int> RefusalsOf(const std::vector<Fault>& faults)
     return codes;
 }
 
-/** Texts of a camera change nothing but whether it is the maker's, and are logged whole. */
+/** A camera's texts decide only whether it is the manufacturer's, and are logged in full. */
 void CheckTexts(const std::vector<Fault>& faults, const sim::CameraSetup& camera, int exitCode,
                 std::vector<std::string>* wrong)
 {
@@ -223,12 +223,12 @@ void CheckTexts(const std::vector<Fault>& faults, const sim::CameraSetup& camera
     for (const std::string& told :
          {camera.manufacturer, camera.modelName, camera.serial, camera.version}) {
         if (!hidden && rig::Count(logs, told) == 0) {
-            wrong->push_back("the log does not tell " + told);
+            wrong->push_back("the log does not contain " + told);
         }
     }
 }
 
-/** A session without faults that follows in the same process. */
+/** Runs a session without faults in the same process. */
 void CheckNextSession(Rig& rig, const std::vector<int>& refusals, std::vector<std::string>* wrong)
 {
     rig.host.onCall = nullptr;
@@ -294,8 +294,8 @@ const char* NameOf(Kind kind)
 
 std::vector<std::string> RunWith(Kind kind, const std::vector<Fault>& faults, Census* census)
 {
-    // The system keeps something of a thread that ended, or doesn't, as it happens; a leak is there
-    // each time.
+    // Whether the system frees all that belongs to an ended thread differs from run to run; a leak
+    // shows each time.
     constexpr int kTries = 3;
     std::vector<std::string> wrong;
     for (int i = 0; i < kTries; ++i) {

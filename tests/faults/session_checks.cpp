@@ -11,7 +11,7 @@ namespace faults
 namespace
 {
 
-/** What the driver says on its way out, and the code that goes with it. */
+/** What the driver logs on its way out, and the exit code that goes with it. */
 struct Ending {
     std::string_view format; ///< part of it
     int exitCode;
@@ -84,15 +84,14 @@ void CheckCalls(const Circumstances& circumstances, std::vector<std::string>* wr
     const unsigned closed = life.made["GevCloseCamera"];
     const unsigned released = life.made["GevReleaseFrame"];
     const unsigned loops = life.made["GevFreeTransfer"];
-    // Where the host's buffers aren't used there is no transfer; a loop ends with the same call all
-    // the same.
+    // Without the host's buffers there is no transfer, but a loop frees it nevertheless.
     if (life.freedTwice && circumstances.factoryUsed) {
         wrong->push_back("a transfer is freed twice");
     }
     if (life.freedRunning && circumstances.orderly) {
-        wrong->push_back("a transfer is freed that was not stopped");
+        wrong->push_back("a transfer is freed while it runs");
     }
-    // The driver asks for each buffer a second time and hands over what it is told.
+    // The driver asks for each buffer a second time and hands over whatever it gets.
     if (!life.senseless.empty() &&
         !(circumstances.buffersGone && NameOf(life.senseless) == "GevInitializeTransfer")) {
         wrong->push_back("a call that makes no sense: " + life.senseless);
@@ -101,7 +100,7 @@ void CheckCalls(const Circumstances& circumstances, std::vector<std::string>* wr
         wrong->push_back("the camera is opened " + std::to_string(life.opened) +
                          " times and closed " + std::to_string(closed) + " times");
     }
-    // The last frame of a loop goes with the transfer.
+    // The last frame of a loop is released with the transfer.
     const unsigned kept = loops + circumstances.nullFrames;
     if (life.delivered > released + kept || released > life.delivered) {
         wrong->push_back("of " + std::to_string(life.delivered) + " frames " +
@@ -125,7 +124,7 @@ void CheckExitCode(const rig::FakeHost& host, int exitCode, std::vector<std::str
             return;
         }
     }
-    // An exception that isn't the loop's is the configuration's; frames that stay away are told.
+    // An exception comes from the loop or else from the configuration; missing frames are logged.
     const int code = Told(host, "An unhandled exception") ? KvTd::kExitConfiguration
                      : Told(host, "error description")    ? KvTd::kExitGrabbing
                                                           : KvTd::kExitDone;

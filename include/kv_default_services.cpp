@@ -45,7 +45,7 @@ FrameMemory frameMemory;
 
 } // namespace
 
-#define KV_DEFAULT extern "C" __attribute__((weak, visibility("default")))
+#define KV_DEFAULT extern "C" __attribute__((weak))
 #define KV_ANSWERS(Type, service, value)                                                           \
     KV_DEFAULT Type service                                                                        \
     {                                                                                              \

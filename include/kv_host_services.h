@@ -19,6 +19,7 @@ struct KVSCUVAL {
     static std::uint32_t _s_valU32;
 };
 
+#pragma GCC visibility push(default) // exported also by a host that hides its other symbols
 extern "C" {
 
 /** The driver's one entry: one call is one device session. Returns an exit code of kv_td_types.h.
@@ -147,3 +148,4 @@ void LogWrite(const char* sourceFile, int line, const char* function, int level,
               ...) __attribute__((format(printf, 5, 6)));
 
 } // extern "C"
+#pragma GCC visibility pop

@@ -25,7 +25,6 @@ static bench::Host& TheHost()
 static volatile std::uint64_t sink;
 
 // What a default service does not do; the others are the default ones.
-#pragma GCC visibility push(default)
 
 int KvGiMainCtx__GetWidth()
 {
@@ -79,5 +78,3 @@ std::uint32_t KvUtl__CheckSignal()
     return TheHost().endAsked ? KvTd::kSignalTerminate : KvTd::kSignalNone;
 }
 void LogWrite(const char*, int, const char*, int, const char*, ...) {}
-
-#pragma GCC visibility pop

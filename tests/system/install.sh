@@ -15,8 +15,9 @@ lib=$(dirname "$(find "$prefix" -name 'libdriver-dalsa.so.0')")
 # A host that starts from the default services, built from the installed files alone.
 headers=$prefix/include/libdriver-dalsa
 host=$prefix/minimal_host
-"$compiler" -std=c++20 -Wall -Wextra -Werror -I "$headers" "$source/examples/minimal_host.cpp" \
-    "$headers/kv_default_services.cpp" -o "$host" -rdynamic -L "$lib" -lgevplat -Wl,-rpath,"$lib"
+"$compiler" -std=c++20 -fvisibility=hidden -Wall -Wextra -Werror -I "$headers" -o "$host" \
+    "$source/examples/minimal_host.cpp" "$headers/kv_default_services.cpp" -rdynamic \
+    -L "$lib" -lgevplat -Wl,-rpath,"$lib"
 "$host" "$lib/libdriver-dalsa.so.0" >"$prefix/out" 2>"$prefix/errors"
 [ "$(grep -c '^frame at ' "$prefix/out")" = 9 ] || {
     echo "nine frames were expected:" >&2

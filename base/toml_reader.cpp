@@ -282,9 +282,9 @@ void TableReader::Finish() const
         }
     }
     if (unknown != nullptr) {
-        throw ErrorAt(unknown->source(), fmt::format("unknown key {}; known keys are {}",
-                                                     FullName(unknown->str()),
-                                                     fmt::join(known_, ", ")));
+        throw ErrorAt(unknown->source(),
+                      fmt::format("unknown key {}; known keys are {}", FullName(unknown->str()),
+                                  fmt::join(known_, ", ")));
     }
 }
 

@@ -5,6 +5,8 @@
  *  loaded globally. All are called on the thread that called KvLibProc, except LogWrite, which is
  *  called from the control thread too and must be safe for concurrent calls.
  *
+ *  kv_default_services.cpp has a default for each, to be compiled into a host.
+ *
  *  The driver never frees what a service returns. Getters are asked each time a value is applied;
  *  what they return for a value that is not configured stands in kv_td_types.h. */
 #pragma once
@@ -17,6 +19,7 @@ struct KVSCUVAL {
     static std::uint32_t _s_valU32;
 };
 
+#pragma GCC visibility push(default) // exported also by a host that hides its other symbols
 extern "C" {
 
 /** The driver's one entry: one call is one device session. Returns an exit code of kv_td_types.h.
@@ -145,3 +148,4 @@ void LogWrite(const char* sourceFile, int line, const char* function, int level,
               ...) __attribute__((format(printf, 5, 6)));
 
 } // extern "C"
+#pragma GCC visibility pop

@@ -49,8 +49,8 @@ pid_t Start(const std::vector<std::string>& words, Rights rights, int output)
     _exit(127);
 }
 
-constexpr const char* kReceiver = "arv_gv_stream"; // the library's thread
-constexpr double kSettleS = 0.4;                   // from its start to an even load
+constexpr const char* kReceiver = "arv_gv_stream"; // the thread of the network library
+constexpr double kSettleS = 0.4;                   // from its start until the load is even
 constexpr int kLookMs = 20;
 
 double Now()
@@ -59,7 +59,7 @@ double Now()
     return std::chrono::duration<double>(now).count();
 }
 
-/** Watches a program's threads from outside. */
+/** Measures the CPU time of another program's threads. */
 class Watch
 {
 public:
@@ -68,7 +68,7 @@ public:
     {
     }
     bool IsDone() const { return lengthS_ <= 0 || end_ != 0; }
-    /** us of CPU a second; 0 when it isn't done. */
+    /** us of CPU time per second; 0 while the measurement is not complete. */
     double Load() const { return end_ == 0 ? 0 : (after_ - before_) / (end_ - begin_); }
 
     void Look()

@@ -11,16 +11,16 @@ namespace bench
 struct Outcome {
     bool ended = false; ///< by itself, with status 0
     std::string output; ///< standard output and error
-    double load = 0;    ///< us of CPU a second while frames flow; 0: it did not run long enough
+    double load = 0;    ///< us of CPU time per second while frames flow; 0: the run was too short
 };
 
 enum class Rights { All, NoRealTime };
 
-/** Runs a program to its end. Its load is taken over `watchedS` seconds that begin soon after it
- *  has a thread that receives frames; 0: not at all. */
+/** Runs a program to its end. Its load is measured over `watchedS` seconds, which begin soon after
+ *  its thread that receives frames has started; with 0 it is not measured. */
 Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double watchedS);
 
-/** A program in the background for the life of this object; then it is asked to end (SIGTERM). */
+/** A program that runs in the background until this object is destroyed, which sends it SIGTERM. */
 class Background
 {
 public:

@@ -1,12 +1,13 @@
 /** The whole path (kvgrab, driver, platform) against the network library alone, on one camera on
  *  loopback, in turns. Prints the medians of each side and of the sides' ratios.
  *
- *  The whole path runs twice in each turn: as it is meant, and as it is for a user without
- * real-time rights, where the driver has no second thread. That one wakes at any frame rate, so per
- * frame it costs the less, the more frames there are.
+ *  The whole path runs twice in each turn: as usual, and as for a user without real-time rights,
+ *  where the driver has no second thread. That thread wakes equally often at any frame rate, so it
+ *  costs less per frame when there are more frames.
  *
- *  The camera knows no flow control: asked for more than the machine carries, it only loses frames.
- *  So the full rate is the highest of a ladder at which the library alone misses next to none. */
+ *  The camera has no flow control: at a rate that is too high for the machine, frames are lost. The
+ *  full rate is therefore the highest of a ladder of rates at which the library alone misses at
+ * most one frame in a hundred. */
 #include "benchmarks/median.h"
 #include "benchmarks/network/child.h"
 #include "benchmarks/network/plain_loop.h"
@@ -40,13 +41,13 @@ struct Case {
     std::int64_t height;
     int packetSize;
     double fps = 0;
-    const char* name = ""; ///< of the rate
+    const char* name = ""; ///< what the rate is called in the table
 };
 
 constexpr Case kCases[] = {
     {640, 480, 1500}, {640, 480, 9000}, {1920, 1080, 1500}, {1920, 1080, 9000}};
 
-/** Frames a second. */
+/** Frames per second. */
 constexpr double kLadder[] = {18, 25, 35, 50, 70, 100, 140, 200, 280, 400, 560, 800};
 constexpr double kStepS = 1.5;      ///< on each step
 constexpr double kSustained = 0.97; ///< of the rate
@@ -66,16 +67,16 @@ struct Run {
     double framesPerSecond = 0;
     double received = 0;
     double missed = 0; ///< failed, lost or without a buffer
-    double load = 0;   ///< us of CPU a second
+    double load = 0;   ///< us of CPU time per second
 };
 
-/** Ends it all; what is in the background is ended on the way out. */
+/** Ends the benchmark. Programs in the background are ended on the way out. */
 [[noreturn]] void GiveUp(const std::string& what, const std::string& output)
 {
     throw std::runtime_error(what + ":\n" + output);
 }
 
-/** The number behind `mark` in a program's output. */
+/** The number that follows `mark` in the output of a program. */
 double NumberAfter(const std::string& output, const std::string& mark)
 {
     const std::size_t at = output.rfind(mark);
@@ -85,7 +86,7 @@ double NumberAfter(const std::string& output, const std::string& mark)
     return std::strtod(output.c_str() + at + mark.size(), nullptr);
 }
 
-/** Frames a second of so many in the time from the first to the last. */
+/** The rate of this many frames in the time from the first to the last, per second. */
 double RateOf(double frames, double us)
 {
     return us <= 0 ? 0 : (frames - 1) / us * 1e6;
@@ -117,14 +118,14 @@ Run Plain(const Programs& programs, const Case& one, double seconds)
     return run;
 }
 
-/** From the first to the last arrival in a trace of kvgrab's. */
+/** The time from the first to the last arrival in a trace that kvgrab wrote. */
 double TraceUs(const std::string& path)
 {
     std::ifstream trace(path);
     double first = 0;
     double last = 0;
     for (std::string line; std::getline(trace, line);) {
-        last = std::strtod(line.c_str(), nullptr); // 0 for what is no frame
+        last = std::strtod(line.c_str(), nullptr); // 0 where the line is not a frame
         first = first == 0 ? last : first;
     }
     return last - first;
@@ -162,7 +163,7 @@ Run OneThread(const Programs& programs, const Case& one, double seconds)
     return KvGrab(programs, one, bench::Rights::NoRealTime, seconds);
 }
 
-/** One kind of program in one case: what its runs say. */
+/** The results of all runs of one kind of program in one case. */
 struct Side {
     Run (*run)(const Programs&, const Case&, double);
     std::vector<double> framesPerSecond{};
@@ -209,7 +210,7 @@ bool IsSustained(const Programs& programs, const Case& one)
            run.framesPerSecond >= one.fps * kSustained;
 }
 
-/** At the highest rate that is sustained, and at the one below. */
+/** Compares the sides at the highest rate that is sustained, and at the one below it. */
 void CompareAtItsRates(const Programs& programs, Case one)
 {
     std::size_t step = 0;
@@ -219,7 +220,7 @@ void CompareAtItsRates(const Programs& programs, Case one)
             break;
         }
     }
-    step = std::max<std::size_t>(step, 2); // a moment's disturbance must not end it all
+    step = std::max<std::size_t>(step, 2); // a short disturbance must not end the benchmark
     one.fps = kLadder[step - 2];
     one.name = "fixed";
     Compare(programs, one);

@@ -20,7 +20,7 @@ ArvGcFeatureNode* Node(ArvDevice* device, const char* name)
     return ARV_GC_FEATURE_NODE(arv_device_get_feature(device, name));
 }
 
-/** The five nodes that the driver reaches for with each frame. */
+/** The five nodes that the driver accesses with each frame. */
 struct FrameNodes {
     explicit FrameNodes(ArvDevice* device)
         : temperatureSelector(Node(device, "DeviceTemperatureSelector")),

@@ -1,5 +1,5 @@
 /** The other side of the comparison: the network library alone, in the shortest loop that receives
- *  frames and makes the driver's camera accesses of each. */
+ *  frames and makes the driver's camera accesses for each. */
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 namespace bench
 {
 
-/** Short, so that it isn't what limits the rate. */
+/** Short enough not to limit the frame rate. */
 constexpr double kExposureUs = 100;
 
 struct PlainLoop {
@@ -18,7 +18,7 @@ struct PlainLoop {
     double fps = 0;
     int packetSize = 0; ///< bytes
     int buffers = 0;
-    std::uint64_t frames = 0; ///< to receive whole
+    std::uint64_t frames = 0; ///< complete ones to receive
 };
 
 /** Prints "received N failed N took N us", from the first frame to the last, and returns the exit

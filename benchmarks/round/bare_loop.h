@@ -7,7 +7,7 @@
 namespace bench
 {
 
-/** Rounds on an open camera whose transfer is started, until so many frames went by. */
+/** Runs rounds on an open camera whose transfer is started, one for each of `frames` frames. */
 void RunBareLoop(void* handle, std::uint64_t frames);
 
 } // namespace bench

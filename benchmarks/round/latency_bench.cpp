@@ -1,9 +1,9 @@
-/** How long after a frame's arrival the host gets it, with the machine idle and with every core
- *  busy.
+/** Measures how long after a frame's arrival the host gets it, with the machine idle and with every
+ *  core busy.
  *
- *  The camera stamps a frame when its exposure begins, on the clock that is read here. From there
- *  to the arrival it is always as long; the quickest frame of all stands for that, so what is
- *  printed is how much longer than the quickest each frame took. */
+ *  The camera stamps a frame when its exposure begins, on the clock that is read here. The time
+ * from then to the arrival is the same for each frame. The quickest frame of all stands for it:
+ * what is printed is how much longer each frame took than the quickest one. */
 #include "benchmarks/round/bench_host.h"
 #include "kv_host_services.h"
 #include "sim_control.h"
@@ -22,7 +22,7 @@ namespace
 constexpr std::uint32_t kFrames = 2000;
 constexpr std::size_t kWarmUp = 50;
 
-/** Between trigger and trigger as the host's clock has it, less the camera's. */
+/** Notes for each triggered frame the time since the camera stamped it. */
 struct Watch {
     std::vector<double> us;
 

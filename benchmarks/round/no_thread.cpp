@@ -1,4 +1,4 @@
-/** No control thread: a round is measured without what goes on beside it. */
+/** Refuses the control thread, so that rounds are measured without anything beside them. */
 #include "kv_td_thread.h"
 
 #include <cerrno>

@@ -1,5 +1,5 @@
-/** What a round of the driver costs beside a bare loop that makes the same calls, on the same
- *  objects, in turns; and whether that depends on anything. */
+/** Compares what a round of the driver costs with a bare loop that makes the same calls on the same
+ *  objects. The sides run in turns, in several cases, to see what the cost depends on. */
 #include "benchmarks/median.h"
 #include "benchmarks/round/sessions.h"
 
@@ -15,13 +15,13 @@ namespace
 
 using bench::Load;
 
-/** What the pairs of a case took, in ns a round. */
+/** What the pairs of sessions of a case took, in ns per round. */
 struct Pairs {
     std::vector<double> driver;
     std::vector<double> bare;
 };
 
-/** A session of each side, one right after the other; now one first, now the other. */
+/** Runs a session of each side, one right after the other. The sides take turns in being first. */
 void MeasurePair(benchmark::State& state, const Load& load, Pairs* pairs)
 {
     for (auto pair : state) {
@@ -36,7 +36,7 @@ void MeasurePair(benchmark::State& state, const Load& load, Pairs* pairs)
     }
 }
 
-/** The table in the end says it all. */
+/** Prints nothing, since the table at the end has all of it. */
 class Silent : public benchmark::ConsoleReporter
 {
 public:
@@ -77,7 +77,7 @@ std::vector<Case> Cases()
 
 void Register(Case& one)
 {
-    constexpr std::uint64_t kFrames = 500'000; // of a side, in all pairs
+    constexpr std::uint64_t kFrames = 500'000; // of each side, in all pairs together
     const auto pairs = std::clamp<std::uint64_t>(kFrames / one.load.frames, 15, 80);
     benchmark::RegisterBenchmark(one.name.c_str(), MeasurePair, one.load, &one.pairs)
         ->Iterations(1)
@@ -88,7 +88,7 @@ void Register(Case& one)
 
 int main(int argc, char** argv)
 {
-    // One case's pairs after another's would let a slow minute hit one case alone.
+    // If the pairs of a case ran in a row, a slow minute of the machine would hit that case alone.
     std::string interleaved = "--benchmark_enable_random_interleaving=true";
     std::vector<char*> arguments = {argv[0], interleaved.data()};
     for (int i = 1; i < argc; ++i) {
@@ -103,7 +103,7 @@ int main(int argc, char** argv)
     std::printf("medians of 15 to 80 pairs of sessions, also of their ratios\n");
     std::printf("%-24s %10s %10s %7s\n", "ns a round", "driver", "bare", "ratio");
     for (const Case& one : cases) {
-        if (!one.pairs.driver.empty()) { // else it was filtered out
+        if (!one.pairs.driver.empty()) { // otherwise the case was filtered out
             std::printf("%-24s %10.0f %10.0f %7.3f\n", one.name.c_str(),
                         bench::Median(one.pairs.driver), bench::Median(one.pairs.bare),
                         bench::MedianRatio(one.pairs.driver, one.pairs.bare));

@@ -22,7 +22,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t kWarmUp = 200; ///< rounds
 
-/** Features that neither side touches in a round, nor needs to come to one. */
+/** Features that neither side needs, neither in a round nor to get to the first one. */
 const std::vector<std::string> kDispensable = {"autoBrightnessMode",
                                                "autoBrightnessSequence",
                                                "autoBrightnessTarget",
@@ -60,9 +60,9 @@ void SetUp(const Load& load)
     host.buffers = load.buffers;
 }
 
-/** Looks at the clock and the heap when the rounds that count begin, and when they are over. */
+/** Reads the clock and the number of allocations when the rounds to be measured begin and end. */
 struct Watch {
-    std::uint64_t frames = 0; ///< to count
+    std::uint64_t frames = 0; ///< to measure
     std::uint64_t seen = 0;
     Clock::time_point begin;
     Clock::time_point end;
@@ -89,7 +89,7 @@ struct Watch {
     }
 };
 
-/** As the driver leaves them, since the camera's part of a round depends on it. */
+/** Sets the chunks as the driver does, since the camera's part of a round depends on them. */
 void SwitchChunksOn(void* handle)
 {
     const GenApi::CNodeMapRef& map = *GevGetFeatureNodeMap(handle);

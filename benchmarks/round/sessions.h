@@ -7,20 +7,20 @@
 namespace bench
 {
 
-/** What a frame's cost might depend on. */
+/** What the cost of a frame might depend on. */
 struct Load {
     std::uint32_t width = 640;
     std::uint32_t height = 480;
     std::uint32_t buffers = 8;
-    std::size_t featuresLess = 0; ///< features that the camera lacks, of those that no round needs
+    std::size_t featuresLess = 0; ///< how many of the features that no round needs the camera lacks
     std::uint64_t frames = 5'000;
 };
 
-/** Nanoseconds of a round, over so many rounds of a session that runs already. */
+/** Nanoseconds per round, measured over `frames` rounds after a warm-up. */
 double DriverRoundNs(const Load& load);
 double BareRoundNs(const Load& load);
 
-/** Heap allocations of so many rounds of the driver, platform and host included. */
+/** Heap allocations in `frames` rounds of the driver, those of platform and host included. */
 std::uint64_t DriverAllocations(const Load& load);
 
 } // namespace bench

@@ -45,7 +45,7 @@ std::string Size(double us)
     return std::abs(us) >= 10'000 ? Text("%.1f ms", us / 1000) : Text("%.1f us", us);
 }
 
-/** Least and largest error at each place from left to right. */
+/** The smallest and the largest error at each place from left to right. */
 std::vector<Range> Columns(const Played& played, double seconds)
 {
     std::vector<Range> columns(kWidth);

@@ -14,8 +14,8 @@ struct Panel {
     const Played* played;
 };
 
-/** An SVG picture, a panel above the other, each with a scale of its own. Where many frames fall on
- *  one place of the picture, it shows the least and the largest of their errors. */
+/** Makes an SVG picture with the panels one below the other, each with a scale of its own. Where
+ *  many frames fall on one place of the picture, it shows the range of their errors. */
 std::string Draw(const std::vector<Panel>& panels);
 
 } // namespace stamps

@@ -43,7 +43,8 @@ std::int64_t CameraNs(const Trace& trace, const TraceFrame& frame)
     return std::llround(static_cast<double>(frame.ticks) / trace.tickFrequency * 1e9);
 }
 
-/** Between two frames in order; where the counter went back, whole periods as the arrivals tell. */
+/** The time between two frames in a row. Where the counter went back, it is a number of whole
+ *  periods that follows from the arrivals. */
 double CameraDistanceUs(const Trace& trace, const TraceFrame& before, const TraceFrame& frame)
 {
     if (frame.ticks >= before.ticks) {

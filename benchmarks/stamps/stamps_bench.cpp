@@ -1,4 +1,4 @@
-/** Plays a trace, recorded or made up, through both ways of making time stamps, and tells how far
+/** Plays a trace, recorded or generated, through both ways of making time stamps, and tells how far
  *  the stamps are from the truth. */
 #include "benchmarks/stamps/drawing.h"
 #include "benchmarks/stamps/play.h"
@@ -16,7 +16,7 @@ namespace
 
 using namespace stamps;
 
-struct Wish {
+struct Options {
     Recipe recipe;
     std::string traceFile;
     std::string writeFile;
@@ -25,30 +25,31 @@ struct Wish {
     std::optional<std::int32_t> tsAdjNs;
 };
 
-bool ParseSteps(Wish* wish)
+bool ParseSteps(Options* options)
 {
-    for (const std::string& text : wish->steps) {
+    for (const std::string& text : options->steps) {
         double atS = 0;
         double us = 0;
         if (std::sscanf(text.c_str(), "%lf:%lf", &atS, &us) != 2) {
-            std::fprintf(stderr, "stamps_bench: '%s' is no step like 30:-2500\n", text.c_str());
+            std::fprintf(stderr, "stamps_bench: '%s' is not a step such as 30:-2500\n",
+                         text.c_str());
             return false;
         }
-        wish->recipe.clockSteps.emplace_back(atS, us);
+        options->recipe.clockSteps.emplace_back(atS, us);
     }
     return true;
 }
 
-bool Load(const Wish& wish, Trace* trace)
+bool Load(const Options& options, Trace* trace)
 {
-    if (wish.traceFile.empty()) {
-        *trace = MakeTrace(wish.recipe);
+    if (options.traceFile.empty()) {
+        *trace = MakeTrace(options.recipe);
         return true;
     }
-    std::ifstream file(wish.traceFile);
+    std::ifstream file(options.traceFile);
     std::string error = "can't be opened";
     if (!file || !ReadTrace(file, trace, &error)) {
-        std::fprintf(stderr, "stamps_bench: %s: %s\n", wish.traceFile.c_str(), error.c_str());
+        std::fprintf(stderr, "stamps_bench: %s: %s\n", options.traceFile.c_str(), error.c_str());
         return false;
     }
     if (!trace->startIsKnown) {
@@ -76,18 +77,19 @@ void Print(const std::string& name, const Played& played)
     }
 }
 
-int Run(const Wish& wish)
+int Run(const Options& options)
 {
     Trace trace;
-    if (!Load(wish, &trace)) {
+    if (!Load(options, &trace)) {
         return 1;
     }
-    if (!wish.writeFile.empty()) {
-        std::ofstream file(wish.writeFile);
+    if (!options.writeFile.empty()) {
+        std::ofstream file(options.writeFile);
         WriteTrace(trace, file);
     }
-    const auto tuned = wish.tsAdjNs ? *wish.tsAdjNs
-                                    : static_cast<std::int32_t>(std::llround(MeasuredDrift(trace)));
+    const auto tuned = options.tsAdjNs
+                           ? *options.tsAdjNs
+                           : static_cast<std::int32_t>(std::llround(MeasuredDrift(trace)));
     struct Way {
         std::string name;
         std::int32_t tsAdjNs;
@@ -110,9 +112,9 @@ int Run(const Wish& wish)
         Print(way.name, played.back());
         panels.push_back({way.name, &played.back()});
     }
-    if (!wish.svgFile.empty()) {
-        std::ofstream(wish.svgFile) << Draw(panels);
-        std::printf("\ndrawn into %s\n", wish.svgFile.c_str());
+    if (!options.svgFile.empty()) {
+        std::ofstream(options.svgFile) << Draw(panels);
+        std::printf("\ndrawn into %s\n", options.svgFile.c_str());
     }
     return 0;
 }
@@ -121,15 +123,16 @@ int Run(const Wish& wish)
 
 int main(int argc, char** argv)
 {
-    Wish wish;
+    Options options;
     CLI::App app("How far time stamps are from the truth, in both modes (docs/time_stamps.md).",
                  "stamps_bench");
     app.option_defaults()->always_capture_default();
-    app.add_option("--trace", wish.traceFile, "CSV file to play; without it one is made up");
-    app.add_option("--write", wish.writeFile, "write the trace to this CSV file");
-    app.add_option("--svg", wish.svgFile, "draw the errors over time");
-    app.add_option("--drift-ns-per-s", wish.tsAdjNs, "instead of the measured one");
-    Recipe& recipe = wish.recipe;
+    app.add_option("--trace", options.traceFile,
+                   "CSV file to play; without it a trace is generated");
+    app.add_option("--write", options.writeFile, "write the trace to this CSV file");
+    app.add_option("--svg", options.svgFile, "draw the errors over time");
+    app.add_option("--drift-ns-per-s", options.tsAdjNs, "instead of the measured one");
+    Recipe& recipe = options.recipe;
     app.add_option("--seconds", recipe.seconds, "length");
     app.add_option("--fps", recipe.fps, "frames per second");
     app.add_option("--exposure-us", recipe.exposureUs, "exposure time");
@@ -144,9 +147,9 @@ int main(int argc, char** argv)
         ->check(CLI::Range(8, 64));
     app.add_option("--first-tick", recipe.firstTick, "the camera's counter at the first frame");
     app.add_option("--seed", recipe.seed, "of all that is random");
-    app.add_option("--clock-step", wish.steps,
+    app.add_option("--clock-step", options.steps,
                    "SECONDS:US, the host's clock is set then by so much; may be repeated")
         ->take_all();
     CLI11_PARSE(app, argc, argv);
-    return ParseSteps(&wish) ? Run(wish) : 1;
+    return ParseSteps(&options) ? Run(options) : 1;
 }

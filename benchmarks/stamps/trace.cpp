@@ -68,7 +68,7 @@ bool ParseFrame(std::string_view line, bool hasTruth, TraceFrame* frame)
            std::isfinite(frame->arrivalUs) && std::isfinite(frame->truthUs);
 }
 
-/** Frames a second by the camera's own ticks; 0 where they don't tell. */
+/** Frames per second by the camera's own ticks; 0 when it can't be derived from them. */
 double RateOf(const Trace& trace)
 {
     std::vector<double> distances;

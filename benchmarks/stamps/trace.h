@@ -1,5 +1,4 @@
-/** What came from a camera, frame by frame, with the truth about when it was: recorded, or made up.
- */
+/** A trace of frames with the true time of each, recorded from a camera or generated. */
 #pragma once
 
 #include <cstdint>
@@ -11,8 +10,7 @@ namespace stamps
 {
 
 struct TraceFrame {
-    double arrivalUs =
-        0; ///< at which the wait returned with it, on the host's clock, since the epoch
+    double arrivalUs = 0; ///< when the wait for it returned, on the host's clock, since the epoch
     std::uint64_t ticks = 0; ///< camera time stamp
     double truthUs = 0;      ///< begin of its exposure, on the host's clock
 };
@@ -27,7 +25,7 @@ struct Trace {
     std::vector<TraceFrame> frames;
 };
 
-/** How to make a trace up. */
+/** How to generate a trace. */
 struct Recipe {
     double seconds = 60;
     double fps = 100;
@@ -37,7 +35,7 @@ struct Recipe {
     double driftPpm = 50;     ///< how much slower than the host's the camera's clock runs
     double jitterUs = 30;     ///< mean of the exponential delay of an arrival
     double tailRatio = 0.01;  ///< of arrivals that are very late
-    double tailUs = 5000;     ///< how late those are, at most
+    double tailUs = 5000;     ///< how late those are at most
     double lostRatio = 0;     ///< of frames that never arrive
     unsigned tickBits = 64;   ///< the camera's counter wraps at 2^tickBits
     double firstTick = 1e9;
@@ -46,10 +44,10 @@ struct Recipe {
 };
 Trace MakeTrace(const Recipe& recipe);
 
-/** CSV: a line "arrival_us,camera_ticks,truth_us" and then a frame a line; before it, lines
- *  "# tick_frequency = 1e9", and so for fps, exposure_us and loop_start_us. The third column may be
- *  missing, and so may all lines that aren't frames: the rate is then that of the ticks.
- *  False: `*error` says what is wrong, and where. */
+/** Reads CSV: a heading "arrival_us,camera_ticks,truth_us", then one line for each frame. Lines
+ * such as "# tick_frequency = 1e9" may come before, also for fps, exposure_us and loop_start_us.
+ * Only the lines of frames are required, and of these only the first two columns; a rate that is
+ * not given follows from the ticks. On failure `*error` says what is wrong, and where. */
 bool ReadTrace(std::istream& from, Trace* trace, std::string* error);
 void WriteTrace(const Trace& trace, std::ostream& to);
 

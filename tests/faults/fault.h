@@ -1,63 +1,48 @@
-/** One fault at one place: what an injector puts into a session, and its name on a command line. */
+/** One fault at one place of a session, as a command line names it. */
 #pragma once
 
 #include "sim_control.h"
 #include "tests/support/fake_host.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <variant>
+#include <vector>
 
 namespace faults
 {
 
-/** A range of a camera that makes no sense, for the whole session. */
-enum class Nonsense { Inverted, Empty, ZeroIncrement, NegativeIncrement, Huge, NotANumber };
-struct StrangeRange {
-    std::string feature;
-    Nonsense nonsense = Nonsense::Inverted;
-    std::uint64_t nth = 1; ///< there is only one
-    sim::RangeSetup Setup() const;
-};
-
-/** A text that a camera tells of itself, of no or of as many characters as fit, for the whole
- *  session. A long maker's name still is the maker's. */
-struct CameraText {
-    std::string field;
-    rig::Extreme extreme = rig::Extreme::EmptyText;
-    std::uint64_t nth = 1; ///< there is only one
-    void Apply(sim::CameraSetup* camera) const;
-    /** Without the maker's name the camera is nobody's. */
-    bool Hides() const;
-};
-
-/** The camera's, an answer of the host's, or how the camera is made. */
+/** "write:Width:2:timeout" makes the second write of Width time out. */
 struct Fault {
-    std::variant<sim::Fault, rig::FakeHost::Tampering, StrangeRange, CameraText> what;
+    std::string where;     ///< read, write, call, frame, host, range or text
+    std::string name;      ///< of the feature, camera call, host service or text; of frames "any"
+    std::uint64_t nth = 1; ///< occurrence, from 1; of range and text there is only one
+    std::string how;       ///< one of WaysOf; of a call any status
 
-    /** "write:Width:2:Timeout", "call:GevOpenCamera:1:-12", "range:Width:1:Inverted",
-     *  "host:KvGiMainCtx__GetFps:1:NotANumber", "frame:any:7:Lose", "text:serial:1:LongText":
-     *  where, name, which occurrence, how. */
     std::string Text() const;
     static std::optional<Fault> Parse(std::string_view text);
+
+    /** Injects itself into a session. Ranges and texts are part of the camera from the start. */
+    void ShapeCamera(sim::CameraSetup* camera) const;
+    void Arm(rig::FakeHost* host) const;
 
     /** Raises an exception in an access that the control thread makes (the output lines). */
     bool ThrowsOnControlThread() const;
     /** May do so: the camera leaves, perhaps just when that thread reaches for it, or a line's
      *  range makes no sense. */
     bool MayThrowOnControlThread() const;
+    /** Without the manufacturer's name no driver takes the camera for its own. */
+    bool HidesCamera() const
+    {
+        return where == "text" && name == "manufacturer" && how == "empty_text";
+    }
 };
 
-/** All the ways in which a place can fail. Each fault is for the first occurrence. */
-std::vector<Fault> WaysOfRead(const std::string& feature);
-std::vector<Fault> WaysOfWrite(const std::string& feature);
-std::vector<Fault> WaysOfCall(const std::string& call);
-std::vector<Fault> WaysOfAnswer(const std::string& service, rig::AnswerKind kind);
-std::vector<Fault> WaysOfFrame();
-std::vector<Fault> WaysOfRange(const std::string& feature);
-std::vector<Fault> WaysOfCameraTexts();
-
-void SetOccurrence(Fault* fault, std::uint64_t nth);
+using Ways = std::vector<std::string>;
+/** All the ways in which a place can fail; those of a host service depend on what it answers. */
+Ways WaysOf(std::string_view where, rig::AnswerKind kind = rig::AnswerKind::Integer);
+/** What a camera tells of itself, by name. */
+std::vector<std::string> CameraTexts();
 
 } // namespace faults

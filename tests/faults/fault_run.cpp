@@ -1,4 +1,4 @@
-/** Puts each single fault into a session, one after the other, and looks how it ends. */
+/** Injects each single fault into a session, one after the other, and checks how it ends. */
 #include "tests/faults/last_words.h"
 #include "tests/faults/reference_session.h"
 
@@ -18,75 +18,71 @@ using faults::Census;
 using faults::Fault;
 using faults::Kind;
 
-constexpr unsigned kSessionSeconds = 30; ///< of real time; a few thousandths are usual
-
-/** How many occurrences of a place are tried. */
-enum class Occurrences { FirstSecondLast, All };
+constexpr unsigned kSessionSeconds = 30; ///< to compute in; a few thousandths are usual
 
 /** One place with the ways in which it can fail. */
 struct Place {
-    std::vector<Fault> ways;
+    std::string where;
+    std::string name;
     std::uint64_t occurrences;
+    faults::Ways ways;
 };
 
 std::vector<Place> PlacesOf(const Census& census)
 {
     std::vector<Place> places;
-    for (const auto& [feature, count] : census.reads) {
-        places.push_back({faults::WaysOfRead(feature), count});
-    }
-    for (const auto& [feature, count] : census.writes) {
-        places.push_back({faults::WaysOfWrite(feature), count});
-    }
-    for (const auto& [call, count] : census.calls) {
-        places.push_back({faults::WaysOfCall(call), count});
-    }
+    const auto add = [&places](const std::string& where, const auto& counts) {
+        for (const auto& [name, count] : counts) {
+            places.push_back({where, name, count, faults::WaysOf(where)});
+        }
+    };
+    add("read", census.reads);
+    add("write", census.writes);
+    add("call", census.calls);
     for (const auto& [service, answers] : census.answers) {
-        places.push_back({faults::WaysOfAnswer(service, answers.kind), answers.count});
+        places.push_back({"host", service, answers.count, faults::WaysOf("host", answers.kind)});
     }
     for (const std::string& feature : census.ranges) {
-        places.push_back({faults::WaysOfRange(feature), 1});
+        places.push_back({"range", feature, 1, faults::WaysOf("range")});
     }
-    places.push_back({faults::WaysOfCameraTexts(), 1});
-    places.push_back({faults::WaysOfFrame(), census.frames});
+    for (const std::string& text : faults::CameraTexts()) {
+        // Without a model the camera has its model's own name.
+        places.push_back({"text", text, 1,
+                          text == "model" ? faults::Ways{"long_text"} : faults::WaysOf("text")});
+    }
+    places.push_back({"frame", "any", census.frames, faults::WaysOf("frame")});
     return places;
 }
 
-std::vector<std::uint64_t> Chosen(std::uint64_t count, Occurrences occurrences)
-{
-    std::vector<std::uint64_t> chosen;
-    for (std::uint64_t nth = 1; nth <= count; ++nth) {
-        if (occurrences == Occurrences::All || nth <= 2 || nth == count) {
-            chosen.push_back(nth);
-        }
-    }
-    return chosen;
-}
-
-std::vector<Fault> AllFaults(const Census& census, Occurrences occurrences)
+/** Each way of each place to fail, at the first, second and last time that it is reached, or each
+ *  time. */
+std::vector<Fault> FaultsOf(const Census& census, bool eachTime)
 {
     std::vector<Fault> all;
     for (const Place& place : PlacesOf(census)) {
-        for (const std::uint64_t nth : Chosen(place.occurrences, occurrences)) {
-            for (Fault fault : place.ways) {
-                faults::SetOccurrence(&fault, nth);
-                all.push_back(fault);
+        for (std::uint64_t nth = 1; nth <= place.occurrences; ++nth) {
+            if (!eachTime && nth > 2 && nth != place.occurrences) {
+                continue;
+            }
+            for (const std::string& how : place.ways) {
+                all.push_back({place.where, place.name, nth, how});
             }
         }
     }
     return all;
 }
 
-/** Where the control thread may meet an exception, a process of its own runs the session: the
- *  process ends by that, as documented, and nothing of it may stand in the next one's way. */
+/** Where the control thread may meet an exception, a process of its own runs the session: that
+ *  exception ends the process, as documented, and must not get in the way of the next session. */
 std::vector<std::string> RunInChild(Kind kind, const std::vector<Fault>& given, bool mustAbort)
 {
     std::fflush(stdout);
-    faults::SayNothing(0); // the process that waits says how the child ended
+    faults::SayNothing(0); // the waiting process prints how the child ended
     const pid_t child = fork();
     if (child == 0) {
         faults::SayNothing(kSessionSeconds);
-        if (std::freopen("/dev/null", "w", stderr) == nullptr) { // the runtime's last words
+        if (std::freopen("/dev/null", "w", stderr) ==
+            nullptr) { // what the runtime prints when it aborts
             _exit(2);
         }
         const std::vector<std::string> wrong = faults::RunWith(kind, given);
@@ -101,7 +97,7 @@ std::vector<std::string> RunInChild(Kind kind, const std::vector<Fault>& given, 
     const bool aborted = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
     const bool ended = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     if (mustAbort && !aborted) {
-        return {"the process goes on, although an exception left the control thread"};
+        return {"the process goes on although an exception left the control thread"};
     }
     if (!aborted && !ended) {
         return {"the child ends with wait status " + std::to_string(status)};
@@ -109,125 +105,117 @@ std::vector<std::string> RunInChild(Kind kind, const std::vector<Fault>& given, 
     return {};
 }
 
-class Runner
+/** Runs one session with these faults; whether it ended as it should. */
+bool Try(Kind kind, const std::vector<Fault>& given, const char* program)
 {
-public:
-    Runner(Kind kind, std::string program) : kind_(kind), program_(std::move(program)) {}
-
-    void Try(const std::vector<Fault>& given)
-    {
-        ++runs_;
-        const std::string command = Command(given);
-        faults::SetLastWords("FAILED: the session breaks the process, or does not end\n        " +
-                                 command + "\n",
-                             kSessionSeconds);
-        const auto any = [&given](bool (Fault::*is)() const) {
-            return std::any_of(given.begin(), given.end(),
-                               [is](const Fault& fault) { return (fault.*is)(); });
-        };
-        const bool throws = any(&Fault::ThrowsOnControlThread);
-        const std::vector<std::string> wrong =
-            throws || any(&Fault::MayThrowOnControlThread)
-                ? RunInChild(kind_, given, throws && given.size() == 1)
-                : faults::RunWith(kind_, given);
-        faults::SayNothing(0);
-        if (wrong.empty()) {
-            return;
-        }
-        ++failures_;
-        for (const std::string& sentence : wrong) {
-            std::printf("FAILED: %s\n", sentence.c_str());
-        }
-        std::printf("        %s\n", command.c_str());
-        std::fflush(stdout);
+    std::string command = std::string(program) + " --session " + faults::NameOf(kind);
+    bool throws = false;
+    bool mayThrow = false;
+    for (const Fault& fault : given) {
+        command += " --one " + fault.Text();
+        throws |= fault.ThrowsOnControlThread();
+        mayThrow |= fault.MayThrowOnControlThread();
     }
-    int Runs() const { return runs_; }
-    int Failures() const { return failures_; }
-
-private:
-    std::string Command(const std::vector<Fault>& given) const
-    {
-        std::string command = program_ + " --session " + faults::NameOf(kind_);
-        for (const Fault& fault : given) {
-            command += " --one " + fault.Text();
-        }
-        return command;
+    faults::SetLastWords("FAILED: the session breaks the process, or does not end\n        " +
+                             command + "\n",
+                         kSessionSeconds);
+    const std::vector<std::string> wrong =
+        throws || mayThrow ? RunInChild(kind, given, throws && given.size() == 1)
+                           : faults::RunWith(kind, given);
+    faults::SayNothing(0);
+    for (const std::string& sentence : wrong) {
+        std::printf("FAILED: %s\n        %s\n", sentence.c_str(), command.c_str());
     }
+    std::fflush(stdout);
+    return wrong.empty();
+}
 
-    Kind kind_;
-    std::string program_;
-    int runs_ = 0;
-    int failures_ = 0;
-};
-
-struct Wish {
+struct Options {
     std::vector<std::string> ones;
     std::string session;
     bool all = false;
     int pairs = 0;
     std::uint64_t seed = 1;
+    std::size_t part = 1;
+    std::size_t parts = 1;
 };
 
-int Work(Kind kind, const Wish& wish, const std::string& program)
+/** What is to be tried, in order; each entry is injected into one session. */
+std::vector<std::vector<Fault>> Trials(const Options& options, const Census& census)
+{
+    const std::vector<Fault> all = FaultsOf(census, options.all || options.pairs > 0);
+    std::vector<std::vector<Fault>> trials;
+    std::mt19937_64 random(options.seed);
+    for (int i = 0; i < options.pairs; ++i) {
+        const std::size_t first = random() % all.size();
+        trials.push_back({all[first], all[random() % all.size()]});
+    }
+    for (std::size_t i = 0; options.pairs == 0 && i < all.size(); ++i) {
+        trials.push_back({all[i]});
+    }
+    return trials;
+}
+
+int Work(Kind kind, const Options& options, const std::vector<Fault>& ones, const char* program)
 {
     faults::SetLastWords(
         "FAILED: the session without a fault breaks the process, or does not end\n",
         kSessionSeconds);
-    faults::RunWith(kind, {}); // what is made once in a process is made now
+    faults::RunWith(kind, {}); // what is allocated once in a process is allocated now
+    Census census;
+    const std::vector<std::string> wrong = faults::RunWith(kind, {}, &census);
     faults::SayNothing(0);
-    Runner runner(kind, program);
-    if (!wish.ones.empty()) {
-        std::vector<Fault> given;
-        for (const std::string& text : wish.ones) {
-            const auto fault = Fault::Parse(text);
-            if (!fault) {
-                std::printf("'%s' is no fault\n", text.c_str());
-                return 1;
-            }
-            given.push_back(*fault);
-        }
-        runner.Try(given);
-    } else {
-        Census census;
-        for (const std::string& sentence : faults::RunWith(kind, {}, &census)) {
-            std::printf("FAILED without a fault: %s\n", sentence.c_str());
-            return 1;
-        }
-        const std::vector<Fault> all = AllFaults(
-            census, wish.all || wish.pairs > 0 ? Occurrences::All : Occurrences::FirstSecondLast);
-        std::mt19937_64 random(wish.seed);
-        for (int i = 0; i < wish.pairs; ++i) {
-            const std::size_t first = random() % all.size();
-            runner.Try({all[first], all[random() % all.size()]});
-        }
-        for (std::size_t i = 0; wish.pairs == 0 && i < all.size(); ++i) {
-            runner.Try({all[i]});
-        }
+    for (const std::string& sentence : wrong) {
+        std::printf("FAILED without a fault: %s\n", sentence.c_str());
     }
-    std::printf("%s: %d runs, %d failed\n", faults::NameOf(kind), runner.Runs(), runner.Failures());
-    return runner.Failures() == 0 ? 0 : 1;
+    if (!wrong.empty()) {
+        return 1;
+    }
+    const auto trials =
+        ones.empty() ? Trials(options, census) : std::vector<std::vector<Fault>>{ones};
+    int runs = 0;
+    int failures = 0;
+    for (std::size_t i = options.part - 1; i < trials.size(); i += options.parts) {
+        ++runs;
+        failures += Try(kind, trials[i], program) ? 0 : 1;
+    }
+    std::printf("%s: %d runs, %d failed\n", faults::NameOf(kind), runs, failures);
+    return failures == 0 ? 0 : 1;
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    Wish wish;
-    CLI::App app("Puts faults into a session, one after the other, and looks how it ends.\n"
-                 "Without options: at each place the first, second and last time it is reached.",
-                 "fault_run");
-    app.add_flag("--all", wish.all, "each time that a place is reached");
-    app.add_option("--pairs", wish.pairs, "so many pairs of faults, chosen at random");
-    app.add_option("--seed", wish.seed, "of the choice of pairs");
-    app.add_option("--one", wish.ones,
+    Options options;
+    CLI::App app(
+        "Injects faults into a session, one after the other, and checks how the session ends.\n"
+        "Without options: at each place the first, second and last time that it is reached.",
+        "fault_run");
+    app.add_flag("--all", options.all, "each time that a place is reached");
+    app.add_option("--pairs", options.pairs, "this many pairs of faults, chosen at random");
+    app.add_option("--seed", options.seed, "of the choice of pairs");
+    app.add_option("--one", options.ones,
                    "this fault alone, as a failing run prints it; may be repeated")
         ->take_all();
-    app.add_option("--session", wish.session, "manual-mono or automatic-color; both without it");
+    app.add_option("--session", options.session, "manual-mono or automatic-color; without it both");
+    app.add_option("--part", options.part, "which of --parts, from 1")->check(CLI::PositiveNumber);
+    app.add_option("--parts", options.parts, "split the sessions into so many parts and run one")
+        ->check(CLI::PositiveNumber);
     CLI11_PARSE(app, argc, argv);
+    std::vector<Fault> ones;
+    for (const std::string& text : options.ones) {
+        const auto fault = Fault::Parse(text);
+        if (!fault) {
+            std::printf("'%s' is not a fault\n", text.c_str());
+            return 1;
+        }
+        ones.push_back(*fault);
+    }
     int result = 0;
     for (const Kind kind : faults::kKinds) {
-        if (wish.session.empty() || wish.session == faults::NameOf(kind)) {
-            result |= Work(kind, wish, argv[0]);
+        if (options.session.empty() || options.session == faults::NameOf(kind)) {
+            result |= Work(kind, options, ones, argv[0]);
         }
     }
     return result;

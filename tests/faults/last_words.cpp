@@ -4,9 +4,10 @@
 #include <array>
 #include <csignal>
 #include <cstring>
+#include <sys/time.h>
 #include <unistd.h>
 
-/** There only in a process with a sanitizer. */
+/** Exists only in a process with a sanitizer. */
 extern "C" void __sanitizer_set_death_callback(void (*callback)()) // NOLINT
     __attribute__((weak));
 
@@ -16,7 +17,7 @@ namespace faults
 namespace
 {
 
-constexpr std::array kSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGALRM};
+constexpr std::array kSignals = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGALRM, SIGPROF};
 
 char words[1024]; ///< for a signal's handler, which can't use the heap
 std::size_t length = 0;
@@ -45,8 +46,8 @@ void Died(int signal)
 {
     Say();
     Restore();
-    if (signal == SIGALRM) {
-        raise(signal);
+    if (signal == SIGALRM || signal == SIGPROF) {
+        raise(signal); // the others come again by themselves
     }
 }
 
@@ -63,6 +64,15 @@ void Install()
     installed = true;
 }
 
+void LimitTo(unsigned seconds)
+{
+    constexpr unsigned kWaiting = 10; // times as long as computing
+    itimerval computing{};
+    computing.it_value.tv_sec = seconds;
+    setitimer(ITIMER_PROF, &computing, nullptr);
+    alarm(kWaiting * seconds);
+}
+
 } // namespace
 
 void SetLastWords(const std::string& text, unsigned seconds)
@@ -74,7 +84,7 @@ void SetLastWords(const std::string& text, unsigned seconds)
     const std::size_t fitting = std::min(text.size(), sizeof words);
     std::memcpy(words, text.data(), fitting);
     length = fitting;
-    alarm(seconds);
+    LimitTo(seconds);
 }
 
 void SayNothing(unsigned seconds)
@@ -83,7 +93,7 @@ void SayNothing(unsigned seconds)
     if (installed) {
         Restore();
     }
-    alarm(seconds);
+    LimitTo(seconds);
 }
 
 } // namespace faults

@@ -1,4 +1,4 @@
-/** What a process still says when a session breaks it: how to do that again. */
+/** What a process still prints when a session breaks it: how to do that again. */
 #pragma once
 
 #include <string>
@@ -6,13 +6,14 @@
 namespace faults
 {
 
-/** From now on a process that a signal ends, that a sanitizer stops, or that comes no further for
- *  `seconds` of real time says `text` on standard output. Again for each session. Replaces what was
- *  to be said; one thread sets it. */
+/** From now on a process prints `text` on standard output when a signal or a sanitizer ends it, or
+ *  when it hangs. It counts as hanging when it has used `seconds` of processor time, however busy
+ *  the machine is, or when ten times as long has gone by. To be called for each session, from one
+ *  thread; replaces what was set before. */
 void SetLastWords(const std::string& text, unsigned seconds);
 
-/** Nothing is said any more, and signals do what they did before. The time still runs; it ends the
- *  process by SIGALRM. */
+/** Prints nothing any more, and lets signals do what they did before. A process that hangs, in the
+ *  same sense, is ended; with 0 it is not. */
 void SayNothing(unsigned seconds);
 
 } // namespace faults

@@ -1,13 +1,16 @@
 /** Hours and days of grabbing in virtual time: frames are lost, late and incomplete, signals and
- *  changes of configuration come, the camera leaves and returns, clocks are set and wrap. All by
- *  chance, the same chance for the same seed; looked at with every frame and every session. */
+ *  changes of configuration come, the camera leaves and returns, clocks are set and wrap. All of it
+ *  is random, the same for the same seed; every frame and every session is checked. */
+#include "sim/description/fault_names.h"
 #include "tests/faults/last_words.h"
 #include "tests/support/alloc_count.h"
 #include "tests/support/quick_thread.h"
 #include "tests/support/rig.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <deque>
@@ -24,7 +27,7 @@ using sim::Effect;
 constexpr double kFps = 100;
 constexpr const char* kSerial = "S0000001";
 
-/** How often each thing happens: once in so many frames on average. */
+/** How often things happen: on average once in this many frames. */
 struct Odds {
     double missed = 500;
     double badStamp = 20'000;
@@ -43,17 +46,16 @@ struct Odds {
 class Life
 {
 public:
-    /** `lastWords` are for a process that a session breaks. */
+    /** `lastWords` are printed when a session breaks the process. */
     Life(double hours, std::uint64_t seed, std::string lastWords)
-        : rig_(Camera(seed)), random_(seed), endNs_(EndNs(hours)), lastWords_(std::move(lastWords))
+        : rig_(Camera(seed)), random_(seed),
+          endNs_(Now() + static_cast<std::int64_t>(hours * 3600e9)),
+          lastWords_(std::move(lastWords))
     {
         rig_.BeQuiet();
         rig::FakeHost& host = rig_.host;
         host.fps = kFps;
-        host.gainMan = 3;
-        host.exptMan = 2000;
-        host.sweepGainMod = KvTd::kSweepManual;
-        host.sweepEtimeMod = KvTd::kSweepManual;
+        host.AskForManual(3, 2000);
         host.sweepLutMod = KvTd::kSweepManual;
         host.lut.assign(256, 7);
         host.lutBitSize = 8;
@@ -66,7 +68,7 @@ public:
         host.onTrigger = [this](std::uint64_t stampUs) { Triggered(stampUs); };
     }
 
-    /** Sessions until the time is over. */
+    /** Runs sessions until the time is over. */
     void Run()
     {
         while (Now() < endNs_) {
@@ -77,12 +79,10 @@ public:
     int Wrong() const { return wrong_; }
     void Print() const
     {
-        std::printf(
-            "%llu frames, %llu exports, %llu sessions, %llu missed, %llu changes, %llu "
-            "signals, %llu detachments, %llu clock troubles, %llu re-anchorings: %d wrong\n",
-            Long(frames_), Long(rig_.host.exported), Long(sessions_), Long(rig_.host.haltUpdates),
-            Long(changes_), Long(signals_), Long(detachments_), Long(clockTroubles_),
-            Long(reanchorings_), wrong_);
+        std::printf("%lu frames, %lu exports, %lu sessions, %lu missed, %lu changes, %lu signals, "
+                    "%lu detachments, %lu clock troubles, %lu re-anchorings: %d wrong\n",
+                    frames_, rig_.host.exported, sessions_, rig_.host.haltUpdates, changes_,
+                    signals_, detachments_, clockTroubles_, reanchorings_, wrong_);
     }
 
 private:
@@ -94,12 +94,7 @@ private:
         camera.seed = seed;
         return camera;
     }
-    static unsigned long long Long(std::uint64_t value) { return value; }
     std::int64_t Now() const { return rig_.time.clock->NowNs(); }
-    std::int64_t EndNs(double hours) const
-    {
-        return Now() + static_cast<std::int64_t>(hours * 3600e9);
-    }
     bool Chance(double once)
     {
         return std::uniform_real_distribution<double>(0, once)(random_) < 1;
@@ -108,15 +103,14 @@ private:
     {
         constexpr int kEnough = 20;
         if (++wrong_ <= kEnough) {
-            std::printf("WRONG in session %llu, frame %llu: %s\n", Long(sessions_), Long(frames_),
-                        what.c_str());
+            std::printf("WRONG in session %lu, frame %lu: %s\n", sessions_, frames_, what.c_str());
             for (const std::string& event : recent_) {
                 std::printf("        %s\n", event.c_str());
             }
         }
     }
 
-    /** Keeps the newest few, for whoever has to find out. */
+    /** Keeps the newest few events, which are printed with what is wrong. */
     void Note(const std::string& event)
     {
         constexpr std::size_t kKept = 4;
@@ -134,7 +128,7 @@ private:
         late_ = 0;
         constexpr std::array kDrifts = {0, 1, 50'000, -1500};
         rig_.host.tsadjns = kDrifts[sessions_ % kDrifts.size()];
-        constexpr unsigned kSeconds = 600; // of real time; an hour of frames takes some seconds
+        constexpr unsigned kSeconds = 600; // to compute in; an hour of frames takes some seconds
         faults::SetLastWords(lastWords_, kSeconds);
         const int exitCode = Rig::Run();
         faults::SayNothing(0);
@@ -147,11 +141,11 @@ private:
         CheckMemory();
     }
 
-    /** One allocation a session is found in an hour: there are some ten sessions in it. */
+    /** An hour has about ten sessions, enough to find a leak of one allocation per session. */
     void CheckMemory()
     {
-        constexpr std::uint64_t kSettled = 3; // what is made once was made by that session
-        constexpr std::uint64_t kOwn = 4;     // room that this program's own lists still take
+        constexpr std::uint64_t kSettled = 3; // by then, what is allocated once is there
+        constexpr std::uint64_t kOwn = 4;     // for the lists of this program
         recent_.clear();
         rig_.host.signals.clear();
         const std::uint64_t live = rig::LiveAllocations();
@@ -166,11 +160,11 @@ private:
     {
         const bool detached = detached_;
         detached_ = false;
-        const std::array expected = {KvTd::kExitDone, KvTd::kExitReconfigFailed};
-        const bool usual = exitCode == expected[0] || exitCode == expected[1];
-        if (!usual &&
-            !(detached && (exitCode == KvTd::kExitGrabbing || exitCode == KvTd::kExitNoDevice ||
-                           exitCode == KvTd::kExitOpen || exitCode == KvTd::kExitConfiguration))) {
+        constexpr std::array kExpected = {KvTd::kExitDone,     KvTd::kExitReconfigFailed,
+                                          KvTd::kExitGrabbing, KvTd::kExitNoDevice,
+                                          KvTd::kExitOpen,     KvTd::kExitConfiguration};
+        const auto* const end = detached ? kExpected.end() : kExpected.begin() + 2;
+        if (std::find(kExpected.begin(), end, exitCode) == end) {
             Wrong("exit code " + std::to_string(exitCode));
         }
         if (rig_.host.exported - exportedBefore != accepted_) {
@@ -178,7 +172,7 @@ private:
         }
         GEV_TRANSFER_STATISTICS counts{};
         GevGetTransferStatistics(&counts);
-        // The stream holds few frames back, so those that come in a burst may find no place.
+        // The stream holds few frames back, so frames that come in a burst may find no buffer.
         if (counts.underruns > late_) {
             Wrong(std::to_string(counts.underruns) +
                   " frames found no free buffer: not all were released");
@@ -202,7 +196,7 @@ private:
         }
     }
 
-    /** What chance brings with a round. */
+    /** Draws what happens in this round. */
     void Happen()
     {
         rig_.host.signals.clear();
@@ -213,7 +207,7 @@ private:
                                           Effect::NullFrame, Effect::Delay};
             const Effect way = kWays[random_() % kWays.size()];
             const std::uint64_t times = random_() % 5 + 1;
-            Note("frames missed, way " + std::to_string(static_cast<int>(way)));
+            Note("frames missed: " + std::string(sim::NameOf(way)));
             late_ += way == Effect::Delay ? times : 0;
             sim::AddFault(
                 rig::FrameFault(way, 1, times, static_cast<std::int64_t>(random_() % 50'000'000)));
@@ -262,13 +256,12 @@ private:
     void TroubleClocks(const sim::Fault& fault)
     {
         ++clockTroubles_;
-        Note("clock trouble " + std::to_string(static_cast<int>(fault.effect)) + " by " +
-             std::to_string(fault.value));
+        Note(std::string(sim::NameOf(fault.effect)) + " by " + std::to_string(fault.value));
         sim::AddFault(fault);
         StampsMayGoBack();
     }
 
-    /** Where the driver says that it moves the stamps, or starts the camera anew. */
+    /** Finds the lines with which the driver moves the stamps or restarts the camera. */
     void Logged(std::string_view format)
     {
         for (const char* moved : {"TS readjusting", "init TS trigger", "bTS wrap", "overflow prot",
@@ -281,8 +274,7 @@ private:
         }
     }
 
-    /** The driver makes a stamp ahead of its frame, so that what happens now shows some frames on.
-     */
+    /** The driver makes a stamp ahead of its frame, so this event shows some frames later. */
     void StampsMayGoBack()
     {
         constexpr int kFrames = 4;
@@ -332,10 +324,7 @@ int main(int argc, char** argv)
     app.add_option("--hours", hours, "how long");
     app.add_option("--seed", seed, "of all that happens");
     CLI11_PARSE(app, argc, argv);
-    std::array<char, 32> hoursText{};
-    std::snprintf(hoursText.data(), hoursText.size(), "%g", hours);
-    const std::string again = std::string("again: ") + argv[0] + " --hours " + hoursText.data() +
-                              " --seed " + std::to_string(seed) + "\n";
+    const std::string again = fmt::format("again: {} --hours {} --seed {}\n", argv[0], hours, seed);
     Life life(hours, seed, "WRONG: a session breaks the process, or does not end\n" + again);
     life.Run();
     life.Print();

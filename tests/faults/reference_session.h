@@ -1,5 +1,5 @@
-/** The session that faults are put into: every setting is used, signals come, the dynamic LUT runs
- *  on the stream and through its excursion, output lines change, frames are missed. In virtual
+/** The session that faults are injected into: every setting is used, signals come, the dynamic LUT
+ * runs on the stream and through its excursion, output lines change, frames are missed. In virtual
  *  time, the same in every run. */
 #pragma once
 
@@ -14,7 +14,7 @@
 namespace faults
 {
 
-/** Settings can't all be used at once: what is manual in one is automatic in the other. */
+/** Not all settings can be used at once: what is manual in one kind is automatic in the other. */
 enum class Kind { ManualMono, AutomaticColor };
 inline constexpr Kind kKinds[] = {Kind::ManualMono, Kind::AutomaticColor};
 const char* NameOf(Kind kind);
@@ -29,8 +29,8 @@ struct Census {
     std::uint64_t frames = 0;
 };
 
-/** Runs the session, then, with the faults gone, a short one in the same process. Returns what is
- *  wrong with how they ended, a sentence each; empty when all is well. */
+/** Runs the session and then, without the faults, a short one in the same process. Returns a
+ *  sentence for each thing that is wrong with how they ended. */
 std::vector<std::string> RunWith(Kind kind, const std::vector<Fault>& faults,
                                  Census* census = nullptr);
 

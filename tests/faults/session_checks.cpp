@@ -1,7 +1,8 @@
 #include "tests/faults/session_checks.h"
 
 #include <algorithm>
-#include <array>
+#include <cstdlib>
+#include <map>
 #include <string_view>
 
 namespace faults
@@ -10,7 +11,7 @@ namespace faults
 namespace
 {
 
-/** What the driver says on its way out, and the code that goes with it. */
+/** What the driver logs on its way out, and the exit code that goes with it. */
 struct Ending {
     std::string_view format; ///< part of it
     int exitCode;
@@ -34,16 +35,13 @@ std::string_view NameOf(std::string_view call)
     return call.substr(0, call.find_first_of("(="));
 }
 
-/** Calls of a camera's life, in the order in which they came. */
+/** The calls of a camera's life, in the order in which they came. */
 struct Life {
+    std::map<std::string, unsigned, std::less<>> made; ///< calls by name
     unsigned opened = 0;
-    unsigned closed = 0;
-    unsigned shutDown = 0;
-    unsigned loops = 0;
     unsigned delivered = 0;
-    unsigned released = 0;
     bool freedTwice = false;
-    bool closedLate = false; ///< by somebody else then
+    bool closedLate = false; ///< after the shut-down, which would have closed the camera
     bool freedRunning = false;
     std::string senseless; ///< the last call that was refused for its arguments
 };
@@ -54,26 +52,22 @@ Life Lived(const rig::Texts& calls)
     bool freed = false;
     bool running = false;
     for (const std::string& call : calls) {
-        const std::string_view name = NameOf(call);
-        const bool done = call.ends_with("=0");
-        for (const int status : {int{kGevInvalidHandle}, int{kGevInvalidArgument}}) {
-            life.senseless = call.ends_with("=" + std::to_string(status)) ? call : life.senseless;
+        const std::string name(NameOf(call));
+        const int status = std::atoi(call.substr(call.rfind('=') + 1).c_str());
+        const bool done = status == kGevOk;
+        ++life.made[name];
+        if (status == kGevInvalidHandle || status == kGevInvalidArgument) {
+            life.senseless = call;
         }
         if (name == "GevOpenCamera") {
             life.opened += done ? 1 : 0;
         } else if (name == "GevCloseCamera") {
-            ++life.closed;
-            life.closedLate = life.closedLate || life.shutDown != 0;
-        } else if (name == "GevApiUninitialize") {
-            ++life.shutDown;
+            life.closedLate |= life.made["GevApiUninitialize"] != 0;
         } else if (name == "GevFreeTransfer") {
-            ++life.loops;
-            life.freedTwice = life.freedTwice || freed;
-            life.freedRunning = life.freedRunning || running;
+            life.freedTwice |= freed;
+            life.freedRunning |= running;
         } else if (name == "GevWaitForNextFrame") {
-            life.delivered += done || call.ends_with("=" + std::to_string(kGevIncomplete)) ? 1 : 0;
-        } else if (name == "GevReleaseFrame") {
-            ++life.released;
+            life.delivered += done || status == kGevIncomplete ? 1 : 0;
         }
         running = name == "GevStartTransfer" ? done : running && name != "GevAbortTransfer";
         freed = name == "GevFreeTransfer" || (freed && name != "GevInitializeTransfer");
@@ -86,35 +80,35 @@ Life Lived(const rig::Texts& calls)
 void CheckCalls(const Circumstances& circumstances, std::vector<std::string>* wrong)
 {
     const rig::Texts calls = rig::Rig::Of("gev");
-    const Life life = Lived(calls);
-    // Where the host's buffers aren't used there is no transfer; a loop ends with the same call all
-    // the same.
+    Life life = Lived(calls);
+    const unsigned closed = life.made["GevCloseCamera"];
+    const unsigned released = life.made["GevReleaseFrame"];
+    const unsigned loops = life.made["GevFreeTransfer"];
+    // Without the host's buffers there is no transfer, but a loop frees it nevertheless.
     if (life.freedTwice && circumstances.factoryUsed) {
         wrong->push_back("a transfer is freed twice");
     }
     if (life.freedRunning && circumstances.orderly) {
-        wrong->push_back("a transfer is freed that was not stopped");
+        wrong->push_back("a transfer is freed while it runs");
     }
-    // The driver asks for each buffer a second time and hands over what it is told.
+    // The driver asks for each buffer a second time and hands over whatever it gets.
     if (!life.senseless.empty() &&
         !(circumstances.buffersGone && NameOf(life.senseless) == "GevInitializeTransfer")) {
         wrong->push_back("a call that makes no sense: " + life.senseless);
     }
-    if (life.closed != life.opened || life.closedLate) {
+    if (closed != life.opened || life.closedLate) {
         wrong->push_back("the camera is opened " + std::to_string(life.opened) +
-                         " times and closed " + std::to_string(life.closed) + " times");
+                         " times and closed " + std::to_string(closed) + " times");
     }
-    // The last frame of a loop goes with the transfer.
-    const unsigned kept = life.loops + circumstances.nullFrames;
-    if (life.delivered > life.released + kept || life.released > life.delivered) {
+    // The last frame of a loop is released with the transfer.
+    const unsigned kept = loops + circumstances.nullFrames;
+    if (life.delivered > released + kept || released > life.delivered) {
         wrong->push_back("of " + std::to_string(life.delivered) + " frames " +
-                         std::to_string(life.released) + " are released in " +
-                         std::to_string(life.loops) + " loops");
+                         std::to_string(released) + " are released in " + std::to_string(loops) +
+                         " loops");
     }
-    const auto sockets = std::count_if(calls.begin(), calls.end(), [](const std::string& call) {
-        return NameOf(call) == "_CloseSocketAPI";
-    });
-    if (life.shutDown != 1 || sockets != 1 || NameOf(calls.back()) != "_CloseSocketAPI") {
+    if (life.made["GevApiUninitialize"] != 1 || life.made["_CloseSocketAPI"] != 1 ||
+        NameOf(calls.back()) != "_CloseSocketAPI") {
         wrong->push_back("the camera calls are not shut down once, at the end");
     }
 }
@@ -130,7 +124,7 @@ void CheckExitCode(const rig::FakeHost& host, int exitCode, std::vector<std::str
             return;
         }
     }
-    // An exception that isn't the loop's is the configuration's; frames that stay away are told.
+    // An exception comes from the loop or else from the configuration; missing frames are logged.
     const int code = Told(host, "An unhandled exception") ? KvTd::kExitConfiguration
                      : Told(host, "error description")    ? KvTd::kExitGrabbing
                                                           : KvTd::kExitDone;

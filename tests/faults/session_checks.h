@@ -1,5 +1,5 @@
-/** What has to hold at the end of a session, whatever was put into it: looked up in the journal and
- *  in the log. Each check adds a sentence for what is wrong. */
+/** What has to hold at the end of a session, whatever was injected into it, checked in the journal
+ *  and in the log. Each check adds a sentence for each thing that is wrong. */
 #pragma once
 
 #include "tests/support/rig.h"
@@ -10,19 +10,19 @@
 namespace faults
 {
 
-/** What of the session a fault has changed, as far as the checks have to know. */
+/** How a fault has changed the session, as far as the checks have to know. */
 struct Circumstances {
     bool factoryUsed = true;  ///< the camera gets the host's buffers in each run of the loop
     unsigned nullFrames = 0;  ///< waits that succeed without a frame
-    bool buffersGone = false; ///< the host tells a buffer once and then no more
+    bool buffersGone = false; ///< the host returns a buffer once and then null
     bool orderly = false;     ///< nothing keeps a loop from stopping the camera at its end
 };
 
-/** Cameras closed, transfers freed and calls shut down, each once and in this order; frames that
- *  came were released. Nothing was called with what makes no sense. */
+/** Cameras were closed, transfers freed and calls shut down, each once and in order; frames that
+ *  came were released; no call had arguments that make no sense. */
 void CheckCalls(const Circumstances& circumstances, std::vector<std::string>* wrong);
 
-/** The exit code is a documented one, and the one of what the log told. */
+/** The exit code is a documented one and agrees with the log. */
 void CheckExitCode(const rig::FakeHost& host, int exitCode, std::vector<std::string>* wrong);
 
 } // namespace faults

@@ -7,7 +7,7 @@
 namespace rig
 {
 
-/** False in sanitizer builds, whose allocator can't be watched this way. */
+/** False in sanitizer builds, whose allocator can't be replaced. */
 bool CountsAllocations();
 /** Allocations since the process started, of all threads. */
 std::uint64_t Allocations();
@@ -18,7 +18,8 @@ std::uint64_t AllocationsOfThisThread();
  *  leaks themselves. */
 std::uint64_t LiveAllocations();
 
-/** From now on malloc refuses blocks of exactly this size; 0: none. Nothing in sanitizer builds. */
+/** From now on malloc refuses blocks of exactly this size; 0: none. Has no effect in sanitizer
+ * builds. */
 void RefuseAllocationsOf(std::size_t bytes);
 
 } // namespace rig

@@ -12,32 +12,19 @@ namespace rig
 static constexpr std::size_t kPage = 4096;
 static constexpr std::uint32_t kLargestFrame = 16U << 20;
 
-static FakeHost*& Current()
-{
-    static FakeHost* current = nullptr;
-    return current;
-}
-
-FakeHost::FakeHost()
-{
-    Current() = this;
-}
-
-FakeHost::~FakeHost()
-{
-    Current() = nullptr;
-}
-
-FakeHost& FakeHost::Get()
-{
-    return *Current();
-}
-
 std::string FakeHost::Text(const char* format, va_list arguments)
 {
     char text[1024];
     vsnprintf(text, sizeof text, format, arguments);
     return text;
+}
+
+void FakeHost::AskForManual(float gainDb, float exposureUs)
+{
+    sweepGainMod = KvTd::kSweepManual;
+    sweepEtimeMod = KvTd::kSweepManual;
+    gainMan = gainDb;
+    exptMan = exposureUs;
 }
 
 void FakeHost::AskForAutomatics()
@@ -54,34 +41,26 @@ void FakeHost::AskForAutomatics()
     wbblu = 120;
 }
 
-void FakeHost::Called(const char* service)
-{
-    if (onCall) {
-        onCall(service);
-    }
-    if (recording) {
-        sim::AddJournal("host", std::string(service) + "()");
-    }
-}
-
 void FakeHost::Called(const char* service, const char* arguments, ...)
 {
     if (onCall) {
         onCall(service);
     }
-    if (!recording) {
-        return;
+    if (recording) {
+        va_list values;
+        va_start(values, arguments);
+        const std::string text = arguments == nullptr ? "" : Text(arguments, values);
+        va_end(values);
+        sim::AddJournal("host", std::string(service) + "(" + text + ")");
     }
-    va_list values;
-    va_start(values, arguments);
-    sim::AddJournal("host", std::string(service) + "(" + Text(arguments, values) + ")");
-    va_end(values);
 }
 
 const char* FakeHost::TextOf(Extreme extreme)
 {
     static const std::string longText(64, 'x');
-    return extreme == Extreme::LongText ? longText.c_str() : "";
+    return extreme == Extreme::Null       ? nullptr
+           : extreme == Extreme::LongText ? longText.c_str()
+                                          : "";
 }
 
 std::optional<Extreme> FakeHost::Tampered(const char* service, AnswerKind kind)
@@ -130,8 +109,8 @@ void* FakeHost::BufferAt(std::uint32_t index) const
 
 std::string FakeHost::NameOf(const void* address) const
 {
-    if (address == nullptr) {
-        return "null";
+    if (!recording || address == nullptr) {
+        return recording ? "null" : "";
     }
     for (std::uint32_t i = 0; first_ != nullptr && i < bufferCount; ++i) {
         if (address == first_ + i * stride_) {

@@ -1,5 +1,5 @@
-/** A host made of plain fields: what each service answers is set beforehand, and each call lands in
- *  the simulated network's journal as kind "host", each log line as "log1" to "log5". */
+/** A host made of plain fields: what each service answers is set beforehand. Each call is recorded
+ *  in the simulated network's journal as kind "host", each log line as "log1" to "log5". */
 #pragma once
 
 #include "kv_host_services.h"
@@ -20,6 +20,42 @@
 namespace rig
 {
 
+/** Getters that answer from a field of FakeHost: the type, the field and its first value, which is
+ *  the one for "not configured" where there is one. */
+// clang-format off
+#define RIG_GETTERS(X)                                                         \
+    X(const char*, GetModelStr, model, "")                                     \
+    X(const char*, GetIdStr, id, "")                                           \
+    X(std::uint32_t, GetActiveCamMask, activeCamMask, 0)                       \
+    X(int, GetDatachunk, datachunk, 1500)                                      \
+    X(std::uint32_t, GetFormat, format, KvTd::kFormatMono8)                    \
+    X(std::uint8_t, GetCformat, cformat, 0)                                    \
+    X(int, GetOffsetX, offsetX, KvTd::kIntUnset)                               \
+    X(int, GetOffsetY, offsetY, KvTd::kIntUnset)                               \
+    X(int, GetWidth, width, KvTd::kIntUnset)                                   \
+    X(int, GetHeight, height, KvTd::kIntUnset)                                 \
+    X(float, GetFps, fps, KvTd::kFpsUnset)                                     \
+    X(float, GetExptMan, exptMan, KvTd::kExposureUnset)                        \
+    X(float, GetGainMan, gainMan, KvTd::kGainUnset)                            \
+    X(int, GetWbred, wbred, KvTd::kIntUnset)                                   \
+    X(int, GetWbblu, wbblu, KvTd::kIntUnset)                                   \
+    X(int, GetRotate, rotate, KvTd::kRotateUnset)                              \
+    X(float, GetGamma, gamma, KvTd::kGammaUnset)                               \
+    X(std::uint16_t, GetLutBitSize, lutBitSize, 0)                             \
+    X(float, GetAtbright, atbright, KvTd::kExposureUnset)                      \
+    X(float, GetGainlimsLow, gainlimsLow, KvTd::kGainUnset)                    \
+    X(float, GetGainlimsHigh, gainlimsHigh, KvTd::kGainUnset)                  \
+    X(float, GetEtlimsLow, etlimsLow, KvTd::kExposureUnset)                    \
+    X(float, GetEtlimsHigh, etlimsHigh, KvTd::kExposureUnset)                  \
+    X(std::uint32_t, GetSweepProf, sweepProf, KvTd::kSweepUnset)               \
+    X(std::uint32_t, GetSweepGainMod, sweepGainMod, KvTd::kSweepUnset)         \
+    X(std::uint32_t, GetSweepEtimeMod, sweepEtimeMod, KvTd::kSweepUnset)       \
+    X(std::uint32_t, GetSweepLutMod, sweepLutMod, KvTd::kSweepUnset)           \
+    X(int, GetTsadjns, tsadjns, 0)                                             \
+    X(std::uint32_t, GetFnum, fnum, 0)                                         \
+    X(std::uint32_t, GetBnum, bnum, 4)
+// clang-format on
+
 struct IoBoxConfig {
     int pin = 0;
     int mode = 0;
@@ -28,7 +64,8 @@ struct IoBoxConfig {
     std::uint32_t parameters[2] = {KvTd::kIoboxParamUnset, KvTd::kIoboxParamUnset};
 };
 
-/** What a service answers in place of its own value, as far as its type has such a value. */
+/** What a service answers in place of its own value: numbers the first seven, pointers and texts
+ *  the others. */
 enum class Extreme {
     Zero,
     MinusOne,
@@ -49,46 +86,20 @@ enum class AnswerKind { Integer, Float, Text, Pointer };
 class FakeHost
 {
 public:
-    FakeHost();
-    ~FakeHost();
+    FakeHost() { current_ = this; }
+    ~FakeHost() { current_ = nullptr; }
     FakeHost(const FakeHost&) = delete;
     FakeHost& operator=(const FakeHost&) = delete;
-    static FakeHost& Get();
+    static FakeHost& Get() { return *current_; }
 
-    // ---- configuration, unset at first --------------------------------------------------------
-    const char* model = "";
-    const char* id = "";
-    std::uint32_t activeCamMask = 0;
-    int datachunk = 1500;
-    std::uint32_t format = KvTd::kFormatMono8;
-    std::uint8_t cformat = 0;
-    int offsetX = KvTd::kIntUnset;
-    int offsetY = KvTd::kIntUnset;
-    int width = KvTd::kIntUnset;
-    int height = KvTd::kIntUnset;
-    float fps = KvTd::kFpsUnset;
-    float exptMan = KvTd::kExposureUnset;
-    float gainMan = KvTd::kGainUnset;
-    int wbred = KvTd::kIntUnset;
-    int wbblu = KvTd::kIntUnset;
-    int rotate = KvTd::kRotateUnset;
-    float gamma = KvTd::kGammaUnset;
+    // ---- configuration ------------------------------------------------------------------------
+#define RIG_FIELD(Type, getter, field, value) Type field = value;
+    RIG_GETTERS(RIG_FIELD)
+#undef RIG_FIELD
     std::vector<std::uint16_t> lut; ///< the configured table
-    std::uint16_t lutBitSize = 0;
-    float atbright = KvTd::kExposureUnset;
-    float gainlimsLow = KvTd::kGainUnset;
-    float gainlimsHigh = KvTd::kGainUnset;
-    float etlimsLow = KvTd::kExposureUnset;
-    float etlimsHigh = KvTd::kExposureUnset;
-    std::uint32_t sweepProf = KvTd::kSweepUnset;
-    std::uint32_t sweepGainMod = KvTd::kSweepUnset;
-    std::uint32_t sweepEtimeMod = KvTd::kSweepUnset;
-    std::uint32_t sweepLutMod = KvTd::kSweepUnset;
-    int tsadjns = 0;
-    std::uint32_t fnum = 0;
-    std::uint32_t bnum = 4;
     std::vector<IoBoxConfig> ioboxes;
 
+    void AskForManual(float gainDb, float exposureUs);
     /** A camera that regulates exposure and gain itself, within limits, and balanced colours. */
     void AskForAutomatics();
 
@@ -96,7 +107,7 @@ public:
     int factoryUsed = 1;
     std::uint32_t bufferCount = 16; ///< how many buffers the memory has once it is initialised
     std::function<void*(std::uint32_t)> bufferAt; ///< instead of the memory
-    /** "buf2", "null", or the address. */
+    /** "buf2", "null", or the address; empty while nothing is recorded. */
     std::string NameOf(const void* address) const;
 
     // ---- scripted answers ---------------------------------------------------------------------
@@ -141,16 +152,13 @@ public:
     const void* statistics = nullptr; ///< filled last for the dynamic table
 
     // Used by the services.
-    void Called(const char* service);
-    void Called(const char* service, const char* arguments, ...)
+    void Called(const char* service, const char* arguments = nullptr, ...)
         __attribute__((format(printf, 3, 4)));
     /** `value`, or the extreme that stands in for it at this call. */
     template <class T> T Answered(const char* service, T value)
     {
-        if (const std::optional<Extreme> extreme = Tampered(service, KindOf<T>())) {
-            Replace(*extreme, &value);
-        }
-        return value;
+        const std::optional<Extreme> extreme = Tampered(service, KindOf<T>());
+        return extreme ? ValueOf<T>(*extreme) : value;
     }
     void AllocateMemory(std::uint32_t size);
     void* BufferAt(std::uint32_t index) const;
@@ -172,30 +180,28 @@ private:
             return AnswerKind::Integer;
         }
     }
-    template <class T> static void Replace(Extreme extreme, T* value)
+    template <class T> static T ValueOf(Extreme extreme)
     {
         using Limits = std::numeric_limits<T>;
         if constexpr (std::is_same_v<T, const char*>) {
-            *value = extreme == Extreme::Null ? nullptr : TextOf(extreme);
+            return TextOf(extreme);
         } else if constexpr (std::is_pointer_v<T>) {
-            *value = nullptr;
-        } else if constexpr (std::is_floating_point_v<T>) {
-            *value = extreme == Extreme::NotANumber      ? Limits::quiet_NaN()
-                     : extreme == Extreme::Infinite      ? Limits::infinity()
-                     : extreme == Extreme::MinusInfinite ? -Limits::infinity()
-                     : extreme == Extreme::Lowest        ? Limits::lowest()
-                     : extreme == Extreme::Highest       ? Limits::max()
-                                                         : T{0};
+            return nullptr;
         } else {
-            *value = extreme == Extreme::Lowest     ? Limits::min()
-                     : extreme == Extreme::Highest  ? Limits::max()
-                     : extreme == Extreme::MinusOne ? static_cast<T>(-1)
-                                                    : T{0};
+            const T values[] = {T{0},
+                                static_cast<T>(-1),
+                                Limits::lowest(),
+                                Limits::max(),
+                                Limits::quiet_NaN(),
+                                Limits::infinity(),
+                                static_cast<T>(-Limits::infinity())}; // in the order of Extreme
+            return values[static_cast<std::size_t>(extreme)];
         }
     }
     static const char* TextOf(Extreme extreme);
     std::optional<Extreme> Tampered(const char* service, AnswerKind kind);
 
+    static inline FakeHost* current_ = nullptr;
     std::vector<std::uint64_t> tamperingMatches_;
     std::vector<std::uint8_t> memory_;
     std::uint8_t* first_ = nullptr;

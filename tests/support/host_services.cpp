@@ -1,4 +1,4 @@
-/** The services of the host: each notes its call and answers from the fields of FakeHost. */
+/** The services of the host: each records its call and answers from the fields of FakeHost. */
 #include "tests/support/fake_host.h"
 
 #include "base/cancellation.h"
@@ -17,13 +17,7 @@ static FakeHost& Host()
     return FakeHost::Get();
 }
 
-template <class T> static T Answer(const char* service, T value)
-{
-    Host().Called(service);
-    return Host().Answered(service, value);
-}
-
-/** For 2^bits values of an array that malloc gave? */
+/** Whether an array that malloc gave has room for 2^bits values. */
 template <class T> static bool HasRoom(void* array, std::uint8_t bits)
 {
     return malloc_usable_size(array) >= sizeof(T) << bits;
@@ -39,57 +33,36 @@ template <class T> static T Next(std::deque<T>& script)
     return value;
 }
 
-extern "C" {
-
-// The field is read after the call was noted, since a script may have changed it.
-#define GETTER(Type, name, field)                                                                  \
-    Type KvGiMainCtx__##name(void)                                                                 \
+// The arguments are recorded as the format tells. The answer is taken after the call was recorded,
+// since a script may have changed it.
+#define RECORDS(service, parameters, ...)                                                          \
+    void service parameters                                                                        \
     {                                                                                              \
-        Host().Called("KvGiMainCtx__" #name);                                                      \
-        return Host().Answered("KvGiMainCtx__" #name, Host().field);                               \
+        Host().Called(#service __VA_OPT__(, ) __VA_ARGS__);                                        \
+    }
+#define ANSWERS(Type, service, parameters, value, ...)                                             \
+    Type service parameters                                                                        \
+    {                                                                                              \
+        Host().Called(#service __VA_OPT__(, ) __VA_ARGS__);                                        \
+        return Host().Answered<Type>(#service, value);                                             \
     }
 
-GETTER(const char*, GetModelStr, model)
-GETTER(const char*, GetIdStr, id)
-GETTER(std::uint32_t, GetActiveCamMask, activeCamMask)
-GETTER(int, GetDatachunk, datachunk)
-GETTER(std::uint32_t, GetFormat, format)
-GETTER(std::uint8_t, GetCformat, cformat)
-GETTER(int, GetOffsetX, offsetX)
-GETTER(int, GetOffsetY, offsetY)
-GETTER(int, GetWidth, width)
-GETTER(int, GetHeight, height)
-GETTER(float, GetFps, fps)
-GETTER(float, GetExptMan, exptMan)
-GETTER(float, GetGainMan, gainMan)
-GETTER(int, GetWbred, wbred)
-GETTER(int, GetWbblu, wbblu)
-GETTER(int, GetRotate, rotate)
-GETTER(float, GetGamma, gamma)
-GETTER(std::uint16_t, GetLutBitSize, lutBitSize)
-GETTER(float, GetAtbright, atbright)
-GETTER(float, GetGainlimsLow, gainlimsLow)
-GETTER(float, GetGainlimsHigh, gainlimsHigh)
-GETTER(float, GetEtlimsLow, etlimsLow)
-GETTER(float, GetEtlimsHigh, etlimsHigh)
-GETTER(std::uint32_t, GetSweepProf, sweepProf)
-GETTER(std::uint32_t, GetSweepGainMod, sweepGainMod)
-GETTER(std::uint32_t, GetSweepEtimeMod, sweepEtimeMod)
-GETTER(std::uint32_t, GetSweepLutMod, sweepLutMod)
-GETTER(int, GetTsadjns, tsadjns)
-GETTER(std::uint32_t, GetFnum, fnum)
-GETTER(std::uint32_t, GetBnum, bnum)
-#undef GETTER
+extern "C" {
 
-std::uint16_t KvGiMainCtx__GetLutArrCount(void)
-{
-    return Answer("KvGiMainCtx__GetLutArrCount", static_cast<std::uint16_t>(Host().lut.size()));
-}
+// ---- configuration -----------------------------------------------------------------------------
 
-const std::uint16_t* KvGiMainCtx__GetLutDataU16(void)
-{
-    return Answer<const std::uint16_t*>("KvGiMainCtx__GetLutDataU16", Host().lut.data());
-}
+#define GETTER(Type, getter, field, unset) ANSWERS(Type, KvGiMainCtx__##getter, (), Host().field)
+RIG_GETTERS(GETTER)
+ANSWERS(std::uint16_t, KvGiMainCtx__GetLutArrCount, (),
+        static_cast<std::uint16_t>(Host().lut.size()))
+ANSWERS(const std::uint16_t*, KvGiMainCtx__GetLutDataU16, (), Host().lut.data())
+ANSWERS(int, KvGiMainCtx__GetIoboxNum, (), static_cast<int>(Host().ioboxes.size()))
+ANSWERS(int, KvGiMainCtx__GetIoboxPin, (int set), Host().SetAt(set).pin, "%i", set)
+ANSWERS(int, KvGiMainCtx__GetIoboxMod, (int set), Host().SetAt(set).mode, "%i", set)
+ANSWERS(int, KvGiMainCtx__GetIoboxSrc, (int set), Host().SetAt(set).source, "%i", set)
+ANSWERS(int, KvGiMainCtx__GetIoboxInv, (int set), Host().SetAt(set).inverted, "%i", set)
+ANSWERS(std::uint32_t, KvGiMainCtx__GetIoboxPar, (int set, int index),
+        Host().SetAt(set).parameters[index], "%i, %i", set, index)
 
 void KvGiMainCtx__SetFormat(int format)
 {
@@ -103,30 +76,6 @@ void KvGiMainCtx__SetBnum(std::uint32_t buffers)
     Host().bnum = buffers;
 }
 
-int KvGiMainCtx__GetIoboxNum(void)
-{
-    return Answer("KvGiMainCtx__GetIoboxNum", static_cast<int>(Host().ioboxes.size()));
-}
-
-#define IOBOX_GETTER(name, field)                                                                  \
-    int KvGiMainCtx__##name(int set)                                                               \
-    {                                                                                              \
-        Host().Called("KvGiMainCtx__" #name, "%i", set);                                           \
-        return Host().Answered("KvGiMainCtx__" #name, Host().SetAt(set).field);                    \
-    }
-
-IOBOX_GETTER(GetIoboxPin, pin)
-IOBOX_GETTER(GetIoboxMod, mode)
-IOBOX_GETTER(GetIoboxSrc, source)
-IOBOX_GETTER(GetIoboxInv, inverted)
-#undef IOBOX_GETTER
-
-std::uint32_t KvGiMainCtx__GetIoboxPar(int set, int index)
-{
-    Host().Called("KvGiMainCtx__GetIoboxPar", "%i, %i", set, index);
-    return Host().Answered("KvGiMainCtx__GetIoboxPar", Host().SetAt(set).parameters[index]);
-}
-
 // ---- frame memory ------------------------------------------------------------------------------
 
 void KvGiMem__Init(std::uint32_t size, std::uint32_t flags)
@@ -135,42 +84,20 @@ void KvGiMem__Init(std::uint32_t size, std::uint32_t flags)
     Host().AllocateMemory(size);
 }
 
-void KvGiMem__SetActFsize(std::uint32_t size)
-{
-    Host().Called("KvGiMem__SetActFsize", "%u", size);
-}
-
-void* KvGiMem__GetBufPtr(std::uint32_t index)
-{
-    Host().Called("KvGiMem__GetBufPtr", "%u", index);
-    return Host().Answered("KvGiMem__GetBufPtr", Host().BufferAt(index));
-}
-
-int KvGiMem__IsFactoryUsed(void)
-{
-    return Answer("KvGiMem__IsFactoryUsed", Host().factoryUsed);
-}
-
-void KvGiMemInst__Init(std::uint32_t instance, std::uint32_t size, std::uint32_t flags)
-{
-    Host().Called("KvGiMemInst__Init", "%u, %u, %u", instance, size, flags);
-}
-
-void KvGiMemInst__SetActFsize(std::uint32_t instance, std::uint32_t size)
-{
-    Host().Called("KvGiMemInst__SetActFsize", "%u, %u", instance, size);
-}
+RECORDS(KvGiMem__SetActFsize, (std::uint32_t size), "%u", size)
+ANSWERS(void*, KvGiMem__GetBufPtr, (std::uint32_t index), Host().BufferAt(index), "%u", index)
+ANSWERS(int, KvGiMem__IsFactoryUsed, (), Host().factoryUsed)
+RECORDS(KvGiMemInst__Init, (std::uint32_t instance, std::uint32_t size, std::uint32_t flags),
+        "%u, %u, %u", instance, size, flags)
+RECORDS(KvGiMemInst__SetActFsize, (std::uint32_t instance, std::uint32_t size), "%u, %u", instance,
+        size)
 
 int KvGiMemInst__Trigger(std::uint32_t instance, int reserved, std::uint64_t timeUs, void* image,
                          int flag)
 {
     const char* const service = "KvGiMemInst__Trigger";
-    if (Host().recording) {
-        Host().Called(service, "%u, %i, %llu, %s, %i", instance, reserved,
-                      static_cast<unsigned long long>(timeUs), Host().NameOf(image).c_str(), flag);
-    } else {
-        Host().Called(service);
-    }
+    Host().Called(service, "%u, %i, %lu, %s, %i", instance, reserved, timeUs,
+                  Host().NameOf(image).c_str(), flag);
     if (Host().onTrigger) {
         Host().onTrigger(timeUs);
     }
@@ -188,60 +115,24 @@ int KvGi__DoReconfig(int* flag)
     return Host().Answered("KvGi__DoReconfig", Host().reconfigResult);
 }
 
-int KvGi__CheckDynConfig(void)
-{
-    Host().Called("KvGi__CheckDynConfig");
-    return Host().Answered("KvGi__CheckDynConfig", Host().dynConfig);
-}
-
-void KvGi__SetNewCfgVendor(void)
-{
-    Host().Called("KvGi__SetNewCfgVendor");
-}
-
-void KvGi__SetNewCfgPlugin(void)
-{
-    Host().Called("KvGi__SetNewCfgPlugin");
-}
-
-void KvGi__SetSignalAction(int action)
-{
-    Host().Called("KvGi__SetSignalAction", "%i", action);
-}
-
-void KvGi__SetTermSigProc(void)
-{
-    Host().Called("KvGi__SetTermSigProc");
-}
-
-void KvGi__ResetTermSigProc(void)
-{
-    Host().Called("KvGi__ResetTermSigProc");
-}
-
 void KvGi__HaltUpdate(std::uint32_t width, std::uint32_t height, float temperature)
 {
     ++Host().haltUpdates;
-    Host().Called("KvGi__HaltUpdate", "%u, %u, %.1f", width, height,
-                  static_cast<double>(temperature));
+    Host().Called("KvGi__HaltUpdate", "%u, %u, %.1f", width, height, temperature);
 }
 
-void KvGi__HaltStop(std::uint32_t width, std::uint32_t height, float temperature)
-{
-    Host().Called("KvGi__HaltStop", "%u, %u, %.1f", width, height,
-                  static_cast<double>(temperature));
-}
-
-void KvGi__SetCurrFpsUs(std::uint32_t periodUs)
-{
-    Host().Called("KvGi__SetCurrFpsUs", "%u", periodUs);
-}
-
-void KvGi__CommTriggerAll(std::uint64_t timeUs, std::uint32_t latencyUs, std::uint32_t exposureUs)
-{
-    Host().Called("KvGi__CommTriggerAll", "%llu, %u, %u", static_cast<unsigned long long>(timeUs),
-                  latencyUs, exposureUs);
-}
+ANSWERS(int, KvGi__CheckDynConfig, (), Host().dynConfig)
+RECORDS(KvGi__SetNewCfgVendor, ())
+RECORDS(KvGi__SetNewCfgPlugin, ())
+RECORDS(KvGi__SetSignalAction, (int action), "%i", action)
+RECORDS(KvGi__SetTermSigProc, ())
+RECORDS(KvGi__ResetTermSigProc, ())
+RECORDS(KvGi__HaltStop, (std::uint32_t width, std::uint32_t height, float temperature),
+        "%u, %u, %.1f", width, height, temperature)
+RECORDS(KvGi__SetCurrFpsUs, (std::uint32_t periodUs), "%u", periodUs)
+RECORDS(KvGi__CommTriggerAll,
+        (std::uint64_t timeUs, std::uint32_t latencyUs, std::uint32_t exposureUs), "%lu, %u, %u",
+        timeUs, latencyUs, exposureUs)
 
 void KvGi__CalcLutDynam(void* image, std::uint32_t width, std::uint32_t height,
                         std::uint32_t lineLength, std::uint8_t bits, void* cdf)
@@ -251,12 +142,8 @@ void KvGi__CalcLutDynam(void* image, std::uint32_t width, std::uint32_t height,
         std::fill_n(static_cast<std::uint32_t*>(cdf), std::size_t{1} << bits, 0);
     }
     Host().statistics = cdf;
-    if (Host().recording) {
-        Host().Called("KvGi__CalcLutDynam", "%s, %u, %u, %u, %u%s", Host().NameOf(image).c_str(),
-                      width, height, lineLength, bits, fits ? "" : ", too small");
-    } else {
-        Host().Called("KvGi__CalcLutDynam");
-    }
+    Host().Called("KvGi__CalcLutDynam", "%s, %u, %u, %u, %u%s", Host().NameOf(image).c_str(), width,
+                  height, lineLength, bits, fits ? "" : ", too small");
 }
 
 void KvGi__GetLutDynam(std::uint8_t bits, void* cdf, int outBits, void* lut)
@@ -281,13 +168,11 @@ int KvSc__SetParamVal(std::uint32_t id, const void* value)
         break;
     case KvTd::kParamGain:
     case KvTd::kParamExposure:
-        Host().Called(service, "%u, %.2f", id,
-                      static_cast<double>(*static_cast<const float*>(value)));
+        Host().Called(service, "%u, %.2f", id, *static_cast<const float*>(value));
         break;
     case KvTd::kParamCameraTicks:
     case KvTd::kParamFrameTime:
-        Host().Called(service, "%u, %llu", id,
-                      static_cast<unsigned long long>(*static_cast<const std::uint64_t*>(value)));
+        Host().Called(service, "%u, %lu", id, *static_cast<const std::uint64_t*>(value));
         break;
     default:
         Host().Called(service, "%u, %u", id, *static_cast<const std::uint32_t*>(value));
@@ -296,26 +181,20 @@ int KvSc__SetParamVal(std::uint32_t id, const void* value)
     return Host().Answered(service, 0);
 }
 
-int KvSc__InstSetParamVal(std::uint32_t instance, std::uint32_t id, const char* text)
-{
-    Host().Called("KvSc__InstSetParamVal", "%u, %u, %s", instance, id, text);
-    return Host().Answered("KvSc__InstSetParamVal", 0);
-}
+ANSWERS(int, KvSc__InstSetParamVal, (std::uint32_t instance, std::uint32_t id, const char* text), 0,
+        "%u, %u, %s", instance, id, text)
 
 int KvSc__ProcExport(std::uint64_t timeUs)
 {
     ++Host().exported;
-    Host().Called("KvSc__ProcExport", "%llu", static_cast<unsigned long long>(timeUs));
+    Host().Called("KvSc__ProcExport", "%lu", timeUs);
     return Host().Answered("KvSc__ProcExport", 0);
 }
 
 // ---- utilities and log -------------------------------------------------------------------------
 
-std::uint32_t KvUtl__CheckSignal(void)
-{
-    Host().Called("KvUtl__CheckSignal");
-    return Host().Answered("KvUtl__CheckSignal", Next(Host().signals));
-}
+ANSWERS(std::uint32_t, KvUtl__CheckSignal, (), Next(Host().signals))
+RECORDS(KvUtl__UpdateGrabState, (int state), "%i", state)
 
 const struct timeval* KvUtl__TimeValDiff(const struct timeval* later, const struct timeval* earlier)
 {
@@ -323,11 +202,6 @@ const struct timeval* KvUtl__TimeValDiff(const struct timeval* later, const stru
     Host().Called("KvUtl__TimeValDiff");
     timersub(later, earlier, &difference);
     return &difference;
-}
-
-void KvUtl__UpdateGrabState(int state)
-{
-    Host().Called("KvUtl__UpdateGrabState", "%i", state);
 }
 
 void LogWrite(const char* sourceFile, int, const char* function, int level, const char* format, ...)

@@ -4,23 +4,12 @@
 
 #include <sys/time.h>
 
-namespace rig
-{
-
-ManualTime*& ManualTime::Current()
-{
-    static ManualTime* current = nullptr;
-    return current;
-}
-
-} // namespace rig
-
 namespace KvTd
 {
 
 timeval TimeOfDay()
 {
-    const rig::ManualTime* const manual = rig::ManualTime::Current();
+    const rig::ManualTime* const manual = rig::ManualTime::current;
     if (manual == nullptr) {
         timeval now{};
         gettimeofday(&now, nullptr);

@@ -21,8 +21,7 @@ struct ManualTime {
     std::int64_t WallUs() const { return kEpochUs + clock->NowNs() / 1000 + wallStepUs; }
     void AdvanceUs(std::int64_t us) { clock->AdvanceNs(us * 1000); }
 
-    /** The one that the driver asks. */
-    static ManualTime*& Current();
+    static inline ManualTime* current = nullptr; ///< the one that the driver asks
 };
 
 } // namespace rig

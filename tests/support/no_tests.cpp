@@ -1,4 +1,4 @@
-/** A program of nothing: it is there for the headers that are compiled with it. */
+/** An empty program, built only to precompile the headers of the tests. */
 int main()
 {
     return 0;

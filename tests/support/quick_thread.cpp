@@ -2,13 +2,45 @@
 
 #include "kv_td_thread.h"
 
+#include <atomic>
 #include <cerrno>
+#include <limits>
 #include <unistd.h>
 
-namespace KvTd
+namespace
 {
 
-static std::string Scheduling(const pthread_attr_t* attributes)
+constexpr unsigned kEnded = std::numeric_limits<unsigned>::max();
+std::atomic<unsigned> passes{kEnded}; ///< of the newest control thread
+std::atomic<unsigned> awaited{0};     ///< up to this pass it does not sleep
+thread_local bool isControlThread = false;
+
+void Await(unsigned pass)
+{
+    awaited = pass;
+    for (unsigned seen = passes; seen < pass; seen = passes) {
+        passes.wait(seen);
+    }
+}
+
+void Publish(unsigned pass)
+{
+    passes = pass;
+    passes.notify_all();
+}
+
+void* (*theFunction)(void*) = nullptr; ///< that the newest thread runs
+
+void* Run(void* argument)
+{
+    struct Ending {
+        ~Ending() { Publish(kEnded); } // also when the thread is cancelled
+    } const ending;
+    isControlThread = true;
+    return theFunction(argument);
+}
+
+std::string Scheduling(const pthread_attr_t* attributes)
 {
     int policy = -1;
     int inherit = -1;
@@ -21,23 +53,47 @@ static std::string Scheduling(const pthread_attr_t* attributes)
            std::to_string(parameters.sched_priority);
 }
 
-int CreateThread(pthread_t* thread, const pthread_attr_t* attributes, void* (*function)(void*),
-                 void* argument)
+} // namespace
+
+void rig::QuickThread::AwaitPass()
+{
+    constexpr unsigned kWhole = 2; // the first may have begun before
+    const unsigned now = passes;
+    Await(now == kEnded ? kEnded : now + kWhole);
+}
+
+int KvTd::CreateThread(pthread_t* thread, const pthread_attr_t* attributes,
+                       void* (*function)(void*), void* argument)
 {
     rig::QuickThread::scheduling = Scheduling(attributes);
     if (!rig::QuickThread::allowed) {
         return EPERM;
     }
     ++rig::QuickThread::created;
-    return pthread_create(thread, nullptr, function, argument);
+    passes = 0;
+    awaited = 0;
+    theFunction = function;
+    const int error = pthread_create(thread, nullptr, Run, argument);
+    if (error != 0) {
+        passes = kEnded;
+    }
+    return error;
 }
 
-void SleepUs(std::uint32_t us)
+void KvTd::SleepUs(std::uint32_t us)
 {
     if (rig::QuickThread::onSleep) {
         rig::QuickThread::onSleep(us);
     }
+    if (!isControlThread && rig::QuickThread::patient) {
+        Await(kEnded);
+        return;
+    }
+    if (isControlThread) {
+        Publish(passes + 1);
+        if (passes < awaited) {
+            return;
+        }
+    }
     usleep(us / 10);
 }
-
-} // namespace KvTd

@@ -8,8 +8,8 @@
 namespace rig
 {
 
-/** What creating the thread does: refused, so that a test has the driver to itself, unless it asks
- *  for the thread. Set it before the session. */
+/** Creating the thread is refused, so that a test has the driver to itself, unless the test allows
+ *  it. All of this is set before the session. */
 struct QuickThread {
     static inline bool allowed = false;
     static inline int created = 0;
@@ -17,6 +17,12 @@ struct QuickThread {
     static inline std::string scheduling;
     /** Runs before each sleep, by its length, on the thread that sleeps. */
     static inline std::function<void(std::uint32_t us)> onSleep;
+    /** The driver waits for the end of its thread for as long as that takes. Otherwise it cancels
+     *  the thread after forty looks, which a slow machine may not have run by then. */
+    static inline bool patient = false;
+
+    /** Returns when the thread has made a whole pass from here on, or has ended. */
+    static void AwaitPass();
 };
 
 } // namespace rig

@@ -35,7 +35,7 @@ sim::CameraSetup Lacking(std::vector<std::string> features, sim::Model model)
 
 Rig::Rig(std::nullptr_t)
 {
-    ManualTime::Current() = &time;
+    ManualTime::current = &time;
     sim::Reset();
     sim::SetClock(time.clock);
     sim::SetJournal(true);
@@ -53,7 +53,7 @@ Rig::~Rig()
         GevCloseCamera(&handle);
     }
     sim::Reset();
-    ManualTime::Current() = nullptr;
+    ManualTime::current = nullptr;
 }
 
 KvTd::CExCam& Rig::Open()
@@ -94,11 +94,9 @@ int Rig::Loop()
 
 Texts Rig::Of(std::string_view kind)
 {
-    Texts texts;
-    for (const sim::JournalEntry& entry : sim::Journal()) {
-        if (entry.kind == kind) {
-            texts.push_back(entry.text);
-        }
+    Texts texts = Of({kind});
+    for (std::string& text : texts) {
+        text.erase(0, kind.size() + 1);
     }
     return texts;
 }
@@ -107,11 +105,10 @@ Texts Rig::Of(std::initializer_list<std::string_view> kinds)
 {
     Texts texts;
     for (const sim::JournalEntry& entry : sim::Journal()) {
-        const bool wanted = std::any_of(kinds.begin(), kinds.end(), [&](std::string_view kind) {
-            return entry.kind == kind || (kind == "log" && entry.kind.starts_with(kind));
-        });
-        if (wanted) {
-            texts.push_back(entry.kind + " " + entry.text);
+        for (const std::string_view kind : kinds) {
+            if (entry.kind == kind || (kind == "log" && entry.kind.starts_with(kind))) {
+                texts.push_back(entry.kind + " " + entry.text);
+            }
         }
     }
     return texts;
@@ -120,13 +117,10 @@ Texts Rig::Of(std::initializer_list<std::string_view> kinds)
 Texts Rig::Logs(std::string_view function)
 {
     Texts texts;
-    for (const sim::JournalEntry& entry : sim::Journal()) {
-        if (!entry.kind.starts_with("log")) {
-            continue;
-        }
-        const std::string line = entry.text.substr(entry.text.find(':') + 1);
+    for (const std::string& entry : Of({"log"})) { // "log3 source:function: message"
+        const std::string line = entry.substr(entry.find(':') + 1);
         if (function.empty() || line.starts_with(std::string(function) + ": ")) {
-            texts.push_back(entry.kind.substr(3) + " " + line);
+            texts.push_back(entry.substr(3, 2) + line);
         }
     }
     return texts;
@@ -147,50 +141,46 @@ void Rig::BeQuiet()
 
 sim::Fault CallFails(const char* call, int status, std::uint64_t nth, std::uint64_t times)
 {
-    sim::Fault fault;
-    fault.trigger = sim::Trigger::Call;
-    fault.name = call;
-    fault.nth = nth;
-    fault.times = times;
-    fault.effect = sim::Effect::Fail;
-    fault.value = status;
-    return fault;
+    return {.trigger = sim::Trigger::Call,
+            .name = call,
+            .nth = nth,
+            .times = times,
+            .effect = sim::Effect::Fail,
+            .value = status};
 }
 
 sim::Fault FrameFault(sim::Effect effect, std::uint64_t nth, std::uint64_t times,
                       std::int64_t value)
 {
-    sim::Fault fault;
-    fault.trigger = sim::Trigger::Frame;
-    fault.nth = nth;
-    fault.times = times;
-    fault.effect = effect;
-    fault.value = value;
-    return fault;
+    return {.trigger = sim::Trigger::Frame,
+            .nth = nth,
+            .times = times,
+            .effect = effect,
+            .value = value};
 }
 
 sim::Fault AccessThrows(sim::Trigger trigger, const char* feature, sim::ExceptionKind kind,
                         std::uint64_t nth)
 {
-    sim::Fault fault;
-    fault.trigger = trigger;
-    fault.name = feature;
-    fault.nth = nth;
-    fault.exception = kind;
-    return fault;
+    return {.trigger = trigger, .name = feature, .nth = nth, .exception = kind};
+}
+
+static bool Has(const std::string& text, std::string_view part)
+{
+    return text.find(part) != std::string::npos;
 }
 
 Texts Between(const Texts& texts, std::string_view from, std::string_view to)
 {
     const auto has = [](std::string_view part) {
-        return [part](const std::string& text) { return text.find(part) != std::string::npos; };
+        return [part](const std::string& text) { return Has(text, part); };
     };
     const auto first = std::find_if(texts.begin(), texts.end(), has(from));
     if (first == texts.end()) {
         return {};
     }
     const auto last = std::find_if(first + 1, texts.end(), has(to));
-    return last == texts.end() ? Texts(first, last) : Texts(first, last + 1);
+    return Texts(first, last == texts.end() ? last : last + 1);
 }
 
 std::string Story(const Texts& texts)
@@ -228,10 +218,8 @@ Texts FoldTables(const Texts& texts)
 
 std::size_t Count(const Texts& texts, std::string_view part)
 {
-    return static_cast<std::size_t>(
-        std::count_if(texts.begin(), texts.end(), [part](const std::string& text) {
-            return text.find(part) != std::string::npos;
-        }));
+    const auto has = [part](const std::string& text) { return Has(text, part); };
+    return static_cast<std::size_t>(std::count_if(texts.begin(), texts.end(), has));
 }
 
 } // namespace rig

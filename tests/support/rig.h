@@ -67,7 +67,7 @@ public:
         sim::SetFeatureText("S0000001", name, value);
     }
 
-    /** Camera and driver quiet: no journal, no host records. */
+    /** Records nothing from now on, neither in the journal nor in the host. */
     void BeQuiet();
 
     ManualTime time;
@@ -81,7 +81,7 @@ private:
     GEV_DEVICE_INFO info_{};
 };
 
-/** A fault that strikes at the n-th match and so often. */
+/** Faults that strike at the n-th match, `times` times in a row. */
 sim::Fault CallFails(const char* call, int status = kGevError, std::uint64_t nth = 1,
                      std::uint64_t times = 0);
 sim::Fault FrameFault(sim::Effect effect, std::uint64_t nth, std::uint64_t times = 1,
@@ -90,8 +90,7 @@ sim::Fault AccessThrows(sim::Trigger trigger, const char* feature,
                         sim::ExceptionKind kind = sim::ExceptionKind::Runtime,
                         std::uint64_t nth = 1);
 
-/** The part of `texts` that lies between the first that contains `from` and the next that contains
- *  `to`, both included. */
+/** From the first of `texts` that contains `from` to the next that contains `to`, both included. */
 Texts Between(const Texts& texts, std::string_view from, std::string_view to);
 /** One text a line, between two line feeds: as it stands in a raw string. */
 std::string Story(const Texts& texts);

@@ -1,0 +1,10 @@
+/** Settings of the default host services, which stand in kv_default_services.cpp. */
+#pragma once
+
+namespace KvDefault
+{
+
+/** Log lines of this level and below go to standard error: 2 means errors and warnings, 5 all. */
+extern int logLevel;
+
+} // namespace KvDefault

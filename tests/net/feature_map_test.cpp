@@ -1,6 +1,7 @@
 /** Features of a network camera: what reaches the camera and what is refused before. */
 #include "net/control/commands.h"
 #include "net/library_owners.h"
+#include "sim_control.h"
 #include "tests/net/described_camera.h"
 #include "tests/support/alloc_count.h"
 
@@ -254,6 +255,50 @@ TEST_F(Features, ACameraThatIsGoneIsNotAsked)
     EXPECT_EQ(camera.Mode("StatusMirror"), GenApi::RW); // as it was last
     camera.map.LockTransferParameters(true);
     EXPECT_EQ(camera.Traffic(), "0r 0w");
+}
+
+TEST_F(Features, FaultsAreInjectedAndTheJournalKeepsItsForms)
+{
+    using sim::Trigger;
+    const auto width = camera.Integer("Width");
+    const auto gain = camera.Float("Gain");
+    sim::SetJournal(true);
+    sim::ResetCounts();
+    sim::AddFault({.trigger = Trigger::Read,
+                   .name = "Width",
+                   .camera = "S1",
+                   .exception = sim::ExceptionKind::Timeout,
+                   .text = "planned"});
+    sim::AddFault({.trigger = Trigger::Access, .name = "Gain", .camera = "another", .times = 0});
+    EXPECT_EQ(Raised([&] { width->GetValue(); }), "Timeout planned");
+    EXPECT_EQ(camera.Traffic(), "0r 0w");
+    EXPECT_EQ(width->GetValue(), 640);
+    sim::AddFault({.trigger = Trigger::Write, .effect = sim::Effect::Delay, .value = 1});
+    EXPECT_THAT(Raised([&] { width->SetValue(66, false); }), HasSubstr("Runtime")); // stays here
+    width->SetValue(800);
+    sim::AddFault({.trigger = Trigger::Access, .name = "Gain", .effect = sim::Effect::Detach});
+    EXPECT_EQ(gain->GetMax(), 8.3); // there is nobody who could take this camera away
+    camera.map.SetFrameValue("Gain", 6);
+    EXPECT_EQ(gain->GetValue(), 6);
+    camera.Boolean("ReverseX")->SetValue(true);
+    camera.Boolean("ReverseX")->GetValue();
+    camera.Enumeration("GainSelector")->FromString("Sensor1");
+    camera.Enumeration("GainSelector")->GetIntValue();
+    camera.Mode("WidthMax");
+    camera.Enumeration("PixelFormat")->GetEntryByName("Mono12")->GetAccessMode();
+    net::ExecuteCommand(camera.device, "AcquisitionStart"); // no node
+    std::vector<std::string> lines;
+    for (const sim::JournalEntry& entry : sim::Journal()) {
+        lines.push_back(entry.kind + " " + entry.text);
+    }
+    EXPECT_THAT(lines, ElementsAre("fault read Width", "read Width=640", "fault write Width",
+                                   "cam Width=800", "fault read Gain", "read Gain.Max=8.3",
+                                   "read Gain=6", "cam ReverseX=true", "read ReverseX=true",
+                                   "cam GainSelector=Sensor1", "read GainSelector=Sensor1",
+                                   "mode WidthMax:RO", "mode PixelFormat.Mono12:NI"));
+    EXPECT_EQ(sim::GetCounts().reads, 6U);
+    EXPECT_EQ(sim::GetCounts().writes, 3U);
+    sim::Reset();
 }
 
 TEST_F(Features, CommandsAreNoNodesAndRun)

@@ -21,7 +21,7 @@ public:
 
     const char* GetName() const override { return Name().c_str(); }
     const char* GetUnit() const override { return unit_.c_str(); }
-    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
     double GetValue(bool verify, bool ignoreCache) override;
     void SetValue(double value, bool verify) override;
     double GetMin() override;
@@ -32,10 +32,6 @@ public:
     void ForgetFrameValue() { frameValue_.reset(); }
 
 private:
-    struct Limits {
-        double min;
-        double max;
-    };
     ArvGcFloat* Handle() const { return ARV_GC_FLOAT(node_); }
     double Min() const;
     double Max() const;
@@ -66,7 +62,7 @@ public:
 
     const char* GetName() const override { return Name().c_str(); }
     const char* GetUnit() const override { return unit_.c_str(); }
-    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
     std::int64_t GetValue(bool verify, bool ignoreCache) override;
     void SetValue(std::int64_t value, bool verify) override;
     std::int64_t GetMin() override;
@@ -83,7 +79,6 @@ private:
     std::int64_t Min() const;
     std::int64_t Max() const;
     std::int64_t Inc() const;
-    std::string Misfit(std::int64_t value) const;
     void Write(std::int64_t value);
 
     std::string unit_;
@@ -96,7 +91,7 @@ public:
     using Feature::Feature;
 
     const char* GetName() const override { return Name().c_str(); }
-    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
     bool GetValue(bool verify, bool ignoreCache) override;
     void SetValue(bool value, bool verify) override;
 
@@ -112,7 +107,7 @@ public:
     ~EnumerationNode() override;
 
     const char* GetName() const override { return Name().c_str(); }
-    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
     GenApi_3_0::gcstring ToString(bool verify, bool ignoreCache) override;
     void FromString(const GenApi_3_0::gcstring& symbolic, bool verify) override;
     std::int64_t GetIntValue(bool verify, bool ignoreCache) override;
@@ -128,8 +123,9 @@ private:
     class Entry;
     ArvGcEnumeration* Handle() const { return ARV_GC_ENUMERATION(node_); }
     std::int64_t Read() const;
-    /** `entry` is null for one that does not exist; `text` gives what was asked for. */
-    template <class Text> void Write(const Entry* entry, const Text& text, bool verify);
+    /** `entry` is null for one that does not exist; `valueText` gives what was asked for. */
+    template <class ValueText>
+    void Write(const Entry* entry, const ValueText& valueText, bool verify);
     const Entry* Find(std::string_view symbolic) const;
     const Entry* Find(std::int64_t value) const;
 

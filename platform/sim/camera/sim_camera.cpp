@@ -1,5 +1,6 @@
 #include "sim/camera/sim_camera.h"
 
+#include "core/simulated_backend.h"
 #include "genapi/raw_value.h"
 #include "sim/network.h"
 
@@ -171,3 +172,9 @@ int SimBackend::Open(const GEV_DEVICE_INFO& device, int, std::unique_ptr<gevplat
 }
 
 } // namespace sim
+
+gevplat::Backend& gevplat::SimulatedBackend()
+{
+    static auto* backend = new sim::SimBackend; // kept for threads that run while the process ends
+    return *backend;
+}

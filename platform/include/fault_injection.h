@@ -59,6 +59,7 @@ struct Fault {
     ExceptionKind exception = ExceptionKind::Runtime;
     std::int64_t value = 0;
     std::string text = "scripted fault";
+    bool operator==(const Fault&) const = default;
 };
 
 /** How many accesses, calls and frames there were, for scripts that strike each of them once. */

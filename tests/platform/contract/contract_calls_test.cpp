@@ -24,7 +24,8 @@ TEST_F(Calls, WrongOrderGivesAStatus)
     ASSERT_EQ(Initialize(3), kGevOk); // anew, as long as it wasn't started
     ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
     EXPECT_EQ(GevStartTransfer(handle, kForEver), kGevBusy);
-    EXPECT_EQ(Initialize(2), kGevBusy);
+    GrabFrames(4);
+    EXPECT_EQ(GevInitializeTransfer(handle, 1, memory[0].size(), 3, buffers.data()), kGevBusy);
     EXPECT_EQ(GevFreeTransfer(handle), kGevOk); // stops as well
     EXPECT_EQ(GevFreeTransfer(handle), kGevNotReady);
 }

@@ -25,10 +25,6 @@ enum : std::uint64_t {
     kSelector = 0x2030,
     kReverse = 0x2034,
     kFormat = 0x2038,
-    kHas12 = 0x203c,
-    kReady = 0x2040,
-    kCommand = 0x2044,
-    kStatus = 0x2048,
 };
 
 /** A camera with a feature of each kind: camera.xml. */
@@ -42,11 +38,12 @@ struct Opened {
     {
     }
 
-    GenApi::CIntegerPtr Integer(const char* name) { return map.GetNode(name); }
+    /** One access, as text: "Gain" and "Gain.Max" are read, "Gain=4" is a verified write and
+     *  "Gain~4" one that isn't, "Gain?" asks for the access mode, "Start!" executes a command.
+     *  What came of it: the value, "" for a write or command, or what was raised. */
+    std::string Do(const std::string& access);
     GenApi::CFloatPtr Float(const char* name) { return map.GetNode(name); }
     GenApi::CEnumerationPtr Enumeration(const char* name) { return map.GetNode(name); }
-    GenApi::CBooleanPtr Boolean(const char* name) { return map.GetNode(name); }
-    GenApi::EAccessMode Mode(const char* name) { return map.GetNode(name)->GetAccessMode(); }
 
     /** Register reads and writes since the last time, as "1r 0w". */
     std::string Traffic()

@@ -37,12 +37,6 @@ gboolean WriteMemory(ArvDevice* device, guint64 address, guint32 size, void* dat
     return RegistersOf(device).Access(address, size, data, true, error);
 }
 
-const char* Description(ArvDevice* device, std::size_t* size)
-{
-    *size = Of(device)->description->size();
-    return Of(device)->description->c_str();
-}
-
 ArvGc* Features(ArvDevice* device)
 {
     return Of(device)->features;
@@ -63,7 +57,6 @@ void InitClass(gpointer type, gpointer)
     auto* const calls = static_cast<ArvDeviceClass*>(type);
     calls->read_memory = ReadMemory;
     calls->write_memory = WriteMemory;
-    calls->get_genicam_xml = Description;
     calls->get_genicam = Features;
     G_OBJECT_CLASS(type)->finalize = Finalize;
 }

@@ -1,10 +1,7 @@
 #include "tests/net/described_camera.h"
 
-#include "genapi/access_rules.h"
 #include "net/control/commands.h"
 
-#include <algorithm>
-#include <cctype>
 #include <fmt/format.h>
 #include <fstream>
 #include <sstream>
@@ -12,63 +9,13 @@
 namespace test
 {
 
-namespace
-{
-
-std::string Read(GenApi::INode* node, const std::string& limit)
-{
-    const auto number = [&](auto* of) {
-        return fmt::format("{}", limit == "Min"   ? of->GetMin()
-                                 : limit == "Max" ? of->GetMax()
-                                                  : of->GetValue());
-    };
-    if (auto* const integer = node->AsInteger()) {
-        return limit == "Inc" ? std::to_string(integer->GetInc()) : number(integer);
-    }
-    if (auto* const real = node->AsFloat()) {
-        return number(real);
-    }
-    if (auto* const boolean = node->AsBoolean()) {
-        return boolean->GetValue() ? "true" : "false";
-    }
-    return node->AsEnumeration()->ToString().c_str();
-}
-
-void Write(GenApi::INode* node, const std::string& value, bool verify)
-{
-    if (auto* const integer = node->AsInteger()) {
-        integer->SetValue(std::stoll(value), verify);
-    } else if (auto* const real = node->AsFloat()) {
-        real->SetValue(std::stod(value), verify);
-    } else if (auto* const boolean = node->AsBoolean()) {
-        boolean->SetValue(value == "true", verify);
-    } else if (std::isdigit(static_cast<unsigned char>(value[0])) != 0) {
-        node->AsEnumeration()->SetIntValue(std::stoll(value), verify);
-    } else {
-        node->AsEnumeration()->FromString(value.c_str(), verify);
-    }
-}
-
-} // namespace
-
 std::string Opened::Do(const std::string& access)
 {
-    const std::size_t end = std::min(access.find_first_of(".=~?!"), access.size());
-    GenApi::INode* const node = map.GetNode(access.substr(0, end).c_str());
-    const std::string rest = access.substr(std::min(end + 1, access.size()));
-    std::string result;
-    const std::string raised = Raised([&] {
-        if (end == access.size() || access[end] == '.') {
-            result = Read(node, rest);
-        } else if (access[end] == '!') {
-            net::ExecuteCommand(device, access.substr(0, end).c_str());
-        } else if (access[end] == '?') {
-            result = genapi::ModeName(node->GetAccessMode());
-        } else {
-            Write(node, rest, access[end] == '=');
-        }
-    });
-    return raised.empty() ? result : raised;
+    if (!access.ends_with('!')) {
+        return DoAccess(map, access);
+    }
+    return Raised(
+        [&] { net::ExecuteCommand(device, access.substr(0, access.size() - 1).c_str()); });
 }
 
 std::string Register(const std::string& name, std::uint64_t address)

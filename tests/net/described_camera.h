@@ -3,7 +3,7 @@
 
 #include "net/nodes/feature_map.h"
 #include "tests/net/memory_device.h"
-#include "tests/platform/raised.h"
+#include "tests/platform/do_access.h"
 
 #include <cstdint>
 #include <string>
@@ -38,9 +38,7 @@ struct Opened {
     {
     }
 
-    /** One access, as text: "Gain" and "Gain.Max" are read, "Gain=4" is a verified write and
-     *  "Gain~4" one that isn't, "Gain?" asks for the access mode, "Start!" executes a command.
-     *  What came of it: the value, "" for a write or command, or what was raised. */
+    /** An access as do_access.h has it; "Start!" executes a command. */
     std::string Do(const std::string& access);
     GenApi::CFloatPtr Float(const char* name) { return map.GetNode(name); }
     GenApi::CEnumerationPtr Enumeration(const char* name) { return map.GetNode(name); }

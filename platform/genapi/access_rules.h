@@ -2,8 +2,8 @@
  *  their order, their limits, and the exceptions that tell which of them was broken.
  *
  *  The access mode comes first, then the value. A verified write that breaks a rule raises that
- *  rule's exception before the camera is reached. What becomes of an unverified one is the one
- *  thing in which the two kinds of nodes differ (Unverified). */
+ *  rule's exception before the camera is reached. The two families of nodes differ only in what
+ *  happens to an unverified write that breaks a rule (Unverified). */
 #pragma once
 
 #include "gen_api.h"
@@ -30,7 +30,7 @@ enum class Unverified {
 struct IntegerRange {
     std::int64_t min = 0;
     std::int64_t max = 0;
-    std::int64_t inc = 1; ///< 0 and less: none
+    std::int64_t inc = 1; ///< not checked when it is 0 or negative
 };
 
 struct FloatRange {
@@ -38,7 +38,7 @@ struct FloatRange {
     double max = 0;
 };
 
-/** A rule that a write breaks; none without a text. */
+/** The rule that a write breaks; with an empty text it breaks none. */
 struct Violation {
     enum class Rule {
         Mode,  ///< AccessException: not writable, or an entry that is not
@@ -76,9 +76,9 @@ struct WriteAttempt {
 [[noreturn]] void RefuseByCamera(const WriteAttempt& attempt, std::string_view value,
                                  const Violation& broken);
 
-/** Checks a write and returns when the camera may take it. `valueText` gives the value for texts,
- *  `violation` checks the value and is asked only when the mode allows to go on, `reach` is called
- *  when the write reaches the camera. */
+/** Checks a write and returns when the camera may take it. `valueText` returns the value for
+ *  descriptions, `violation` checks the value and is called only when the mode allows writing, and
+ *  `reach` is called when the write reaches the camera. */
 template <class ValueText, class Check, class Reach>
 void CheckWrite(const WriteAttempt& attempt, EAccessMode mode, const ValueText& valueText,
                 const Check& violation, const Reach& reach)

@@ -38,7 +38,7 @@ public:
     virtual std::size_t Positions() const = 0;
 };
 
-/** What all nodes are described by. */
+/** What every node is described by. */
 struct NodeSpec {
     std::string name = {};
     std::string unit = {};
@@ -74,7 +74,7 @@ public:
     /** False when the text is no value of this feature. Limits and modes are not checked. */
     virtual bool SetText(std::string_view text) = 0;
     void SetMode(EAccessMode mode) { spec_.mode = mode; }
-    /** Nothing for features that are no numbers. */
+    /** No effect on features that are not numbers. */
     void Report(const ReportedRange& range) { reported_ = range; }
     EAccessMode Mode() const;
 
@@ -209,9 +209,9 @@ public:
         std::string symbolic = {};
         std::int64_t value = 0;
         bool implemented = true;
-        bool listed = true; ///< false: unknown to users, but it keeps its place among the cells
+        bool listed = true; ///< false: hidden from clients, but it keeps its cells
     };
-    /** `refuses` tells the values that the camera turns down although it lists them. */
+    /** `refuses` says which values the camera refuses although it lists them. */
     EnumerationNode(AccessHook& hook, NodeSpec spec, const std::vector<EntrySpec>& entries,
                     std::string_view value, std::function<bool(std::int64_t)> refuses = nullptr);
     ~EnumerationNode() override;

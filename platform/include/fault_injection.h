@@ -9,7 +9,7 @@
 namespace injection
 {
 
-/** Where a fault strikes. */
+/** Where a fault takes effect. */
 enum class Trigger {
     Access, ///< any value access to a node
     Read,   ///< reading a node's value or range
@@ -53,7 +53,7 @@ struct Fault {
     Trigger trigger = Trigger::Access;
     std::string name = {};   ///< feature or call; empty: any
     std::string camera = {}; ///< serial; empty: any
-    std::uint64_t nth = 1;   ///< strikes first at the n-th match after AddFault, from 1
+    std::uint64_t nth = 1;   ///< takes effect first at this match after AddFault, from 1
     std::uint64_t times = 1; ///< and then this often in a row; 0: for ever
     Effect effect = Effect::Throw;
     ExceptionKind exception = ExceptionKind::Runtime;
@@ -62,7 +62,8 @@ struct Fault {
     bool operator==(const Fault&) const = default;
 };
 
-/** How many accesses, calls and frames there were, for scripts that strike each of them once. */
+/** How many accesses, calls and frames there were: for a series of sessions that injects a fault
+ *  into each of them once. */
 struct Counts {
     std::uint64_t accesses = 0; ///< node reads and writes
     std::uint64_t reads = 0;
@@ -73,8 +74,8 @@ struct Counts {
 
 /** One thing that happened. Kinds of the camera: "cam" (a write: "Width=640"), "read"
  *  ("Width=1920", ranges as "Width.Min=16"), "mode" (access mode asked: "ChunkEnable:RW",
- *  "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0"), "fault" (a scripted
- *  fault that struck: "write Width", in place of the access that it refused). Others add kinds of
+ *  "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0"), "fault" (a fault
+ *  that took effect: "write Width", in place of the access that it made fail). Others add kinds of
  *  their own. */
 struct JournalEntry {
     std::string kind;

@@ -1,7 +1,7 @@
 /** The simulated network: its cameras and its clock.
  *
- *  Threads: any. The network's lock is held only to look at the list; a camera is worked with
- *  after it was released. */
+ *  Threads: any. The network's lock is held only while the list is looked at, never while a
+ *  camera does something. */
 #pragma once
 
 #include "injection/effects.h"

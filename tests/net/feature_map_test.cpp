@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <bit>
 #include <fmt/format.h>
 #include <fstream>
 #include <memory>
@@ -34,8 +35,8 @@ struct FilledCamera : Opened {
     {
         registers.Put(test::kWidth, 640);
         registers.Put(test::kGain, 2500);
-        registers.PutFloat(test::kExposure, 5000);
-        registers.PutFloat(test::kTemperature, 41.5F);
+        registers.Put(test::kExposure, std::bit_cast<std::uint32_t>(5000.0F));
+        registers.Put(test::kTemperature, std::bit_cast<std::uint32_t>(41.5F));
         registers.Put(test::kSelector, 1);
         registers.Put(test::kFormat, 8);
     }

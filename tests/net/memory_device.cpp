@@ -1,6 +1,5 @@
 #include "tests/net/memory_device.h"
 
-#include <bit>
 #include <cstring>
 
 namespace test
@@ -82,11 +81,6 @@ void Registers::Put(std::uint64_t address, std::uint32_t value)
 {
     value = GUINT32_TO_BE(value);
     std::memcpy(bytes_ + address, &value, sizeof value);
-}
-
-void Registers::PutFloat(std::uint64_t address, float value)
-{
-    Put(address, std::bit_cast<std::uint32_t>(value));
 }
 
 bool Registers::Access(std::uint64_t address, std::uint32_t size, void* data, bool write,

@@ -37,7 +37,7 @@ private:
     double Max() const;
 
     std::string unit_;
-    std::optional<double> frameValue_; ///< what the feature was for the frame delivered last
+    std::optional<double> frameValue_; ///< its value for the frame that was delivered last
 };
 
 /** The features whose frame values end when a selector moves. */
@@ -45,8 +45,8 @@ class Selected
 {
 public:
     void Add(FloatNode* feature) { features_.push_back(feature); }
-    /** Before a write. The value that was written last moves nothing; it goes to the camera all the
-     *  same, since a camera may have changed its selector by itself. */
+    /** Before a write. Writing the selector's last value again ends no frame values; it goes to the
+     *  camera all the same, since a camera may have changed its selector by itself. */
     void Writing(std::int64_t value);
     void Written(std::int64_t value) { last_ = value; }
 
@@ -71,7 +71,8 @@ public:
 
     // For the map.
     Selected& Selects() { return selected_; }
-    /** Past every check but that the camera is there, if that matters. */
+    /** Writes without any check, but raises TimeoutException when a value in the camera is to be
+     *  written while the camera is gone. */
     void Force(std::int64_t value);
 
 private:

@@ -1,11 +1,12 @@
 /** The backends behind the contract, which of them are chosen, the platform's log, and the
  *  interfaces' out-of-line members. */
 #include "base/cancellation.h"
+#include "core/simulated_backend.h"
 #include "gev_backend.h"
 #include "gev_backend_choice.h"
-#include "sim/camera/sim_camera.h"
 
 #include <dlfcn.h>
+#include <fmt/format.h>
 #include <mutex>
 #include <shared_mutex>
 
@@ -20,7 +21,7 @@ namespace
 
 constexpr const char* kNetworkLibrary = "libgevplat-net.so.0";
 
-/** What is chosen. Kept for threads that run while the process ends. */
+/** The backends in use. Kept for threads that run while the process ends. */
 struct Choice {
     std::mutex mutex;
     bool simulated = true;
@@ -68,13 +69,14 @@ NetworkBackendEntry LoadNetworkBackend(std::string* error)
     }
     if (library == nullptr) {
         *error =
-            std::string("network cameras can't be used, their library doesn't load: ") + dlerror();
+            fmt::format("network cameras can't be used, their library doesn't load: {}", dlerror());
         return nullptr;
     }
     void* const entry = dlsym(library, kNetworkBackendEntry);
     if (entry == nullptr) {
-        *error = std::string("network cameras can't be used, ") + kNetworkLibrary +
-                 " is not the library that belongs to this one";
+        *error = fmt::format(
+            "network cameras can't be used, {} is not the library that belongs to this one",
+            kNetworkLibrary);
     }
     return reinterpret_cast<NetworkBackendEntry>(entry);
 }
@@ -104,13 +106,11 @@ bool ChooseBackends(const BackendChoice& choice, std::string* error)
 
 std::vector<Backend*> Backends()
 {
-    static auto* simulated =
-        new sim::SimBackend; // kept for threads that run while the process ends
     Choice& chosen = Chosen();
     const std::lock_guard lock(chosen.mutex);
     std::vector<Backend*> backends;
     if (chosen.simulated) {
-        backends.push_back(simulated);
+        backends.push_back(&SimulatedBackend());
     }
     if (chosen.network != nullptr) {
         backends.push_back(chosen.network);

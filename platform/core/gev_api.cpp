@@ -1,12 +1,14 @@
-/** The camera calls: check, hold cancellation off, let the script strike, forward to the camera's
- *  backend, record. */
+/** The camera calls. Each one holds thread cancellation off, injects the faults that are due,
+ * checks handle and arguments, forwards to the camera's backend, and records itself in the journal.
+ */
 #include "gev_api.h"
 
 #include "base/cancellation.h"
 #include "base/pixel_format.h"
 #include "core/handle_table.h"
 #include "genapi/raw_value.h"
-#include "injection/call_script.h"
+#include "injection/call_faults.h"
+#include "injection/record.h"
 
 #include <cstring>
 #include <memory>
@@ -79,13 +81,13 @@ int Run(const char* call, const char* serial, const Arguments& arguments, const 
     const base::CancellationGuard hold;
     int status = kGevError;
     try {
-        const auto failed = sim::BeginCall(call, serial);
+        const auto failed = injection::BeginCall(call, serial);
         status = failed ? static_cast<int>(*failed) : work();
     } catch (...) { // cancellation is held off, so this is nothing but an error
         status = genapi::StatusOfException();
     }
-    if (sim::JournalIsOn()) {
-        sim::JournalCall(call, arguments(), std::to_string(status));
+    if (injection::Record::Get().On()) {
+        injection::JournalCall(call, arguments(), std::to_string(status));
     }
     return status;
 }
@@ -110,18 +112,18 @@ int OnCamera(const char* call, const void* handle, bool valid, const Arguments& 
     });
 }
 
-/** A call that returns a pointer, null when the script fails it. */
+/** A call that returns a pointer, null when a fault makes it fail. */
 template <class Pointer, class Work>
 Pointer* PointerOnCamera(const char* call, const void* handle, const Work& work) noexcept
 {
     const base::CancellationGuard hold;
     const Opened opened = HandleTable::Get().Find(handle);
     Pointer* result = nullptr;
-    if (!sim::BeginCall(call, opened == nullptr ? "" : opened->device.serial)) {
+    if (!injection::BeginCall(call, opened == nullptr ? "" : opened->device.serial)) {
         result = opened == nullptr ? nullptr : work(*opened->camera);
     }
-    if (sim::JournalIsOn()) {
-        sim::JournalCall(call, "", result == nullptr ? "null" : "ok");
+    if (injection::Record::Get().On()) {
+        injection::JournalCall(call, "", result == nullptr ? "null" : "ok");
     }
     return result;
 }

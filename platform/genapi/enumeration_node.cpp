@@ -1,8 +1,8 @@
 #include "genapi/nodes.h"
 #include "genapi/value_text.h"
-#include "genapi/write_check.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <utility>
 
 namespace genapi
@@ -17,12 +17,12 @@ public:
     EAccessMode GetAccessMode() const override
     {
         const AccessScope scope(owner_.hook_);
-        if (owner_.hook_.Recording()) {
-            owner_.hook_.Record("mode", owner_.Name() + "." + spec_.symbolic +
-                                            (spec_.implemented ? ":RW" : ":NI"));
+        if (injection::JournalIsOn()) {
+            injection::JournalMode(owner_.Name(), spec_.symbolic, ModeName(Mode()));
         }
-        return spec_.implemented ? GenApi_3_0::RW : GenApi_3_0::NI;
+        return Mode();
     }
+    EAccessMode Mode() const { return spec_.implemented ? GenApi_3_0::RW : GenApi_3_0::NI; }
     const EntrySpec& Spec() const { return spec_; }
 
 private:
@@ -91,8 +91,8 @@ std::int64_t EnumerationNode::Value() const
 void EnumerationNode::ReadEntry()
 {
     BeginRead();
-    if (hook_.Recording()) {
-        EndRead("", Text());
+    if (injection::JournalIsOn()) {
+        injection::JournalRead(spec_.name, "", Text());
     }
 }
 
@@ -116,24 +116,20 @@ std::int64_t EnumerationNode::GetIntValue(bool, bool)
 }
 
 /** An index behind the last entry stands for one that does not exist. Under the lock. */
-template <class Asked>
-void EnumerationNode::Write(std::size_t entry, const Asked& asked, bool verify)
+template <class ValueText>
+void EnumerationNode::Write(std::size_t entry, const ValueText& valueText, bool verify)
 {
-    using GenICam_3_0::InvalidArgumentException;
-    hook_.Enter();
     const bool exists = entry < entries_.size();
-    if (verify && exists && !entries_[entry]->Spec().implemented &&
-        GenApi_3_0::IsWritable(Mode())) {
-        throw GenICam_3_0::AccessException(Name() + " = " + asked() + ": entry not implemented");
-    }
-    CheckWrite<InvalidArgumentException>(
-        hook_, *this, verify, asked, [&] { return std::string(exists ? "" : "no such entry"); });
+    BeginWrite(verify, valueText, [&] {
+        return EntryError(exists, exists ? entries_[entry]->Mode() : GenApi_3_0::NI);
+    });
     const EntrySpec& chosen = entries_[entry]->Spec();
-    if (!chosen.implemented || (refuses_ && refuses_(chosen.value))) {
-        throw InvalidArgumentException(Name() + " = " + asked() + ": refused by the camera");
+    if (refuses_ && refuses_(chosen.value)) {
+        throw GenICam_3_0::InvalidArgumentException(
+            fmt::format("{} = {}: refused by the camera", Name(), valueText()));
     }
-    if (hook_.Recording()) {
-        hook_.Record("cam", Name() + "=" + chosen.symbolic);
+    if (injection::JournalIsOn()) {
+        injection::JournalWrite(spec_.name, chosen.symbolic);
     }
     cells_[CellIndex()] = entry;
     Written();

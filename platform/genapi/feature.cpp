@@ -1,31 +1,10 @@
+#include "genapi/access_rules.h"
 #include "genapi/nodes.h"
 
 #include <utility>
 
 namespace genapi
 {
-
-namespace
-{
-
-const char* ModeName(EAccessMode mode)
-{
-    switch (mode) {
-    case GenApi_3_0::NI:
-        return "NI";
-    case GenApi_3_0::NA:
-        return "NA";
-    case GenApi_3_0::WO:
-        return "WO";
-    case GenApi_3_0::RO:
-        return "RO";
-    case GenApi_3_0::RW:
-        return "RW";
-    }
-    return "?";
-}
-
-} // namespace
 
 Feature::Feature(AccessHook& hook, NodeSpec spec) : hook_(hook), spec_(std::move(spec)) {}
 Feature::~Feature() = default;
@@ -57,8 +36,8 @@ EAccessMode Feature::AskMode() const
 {
     const AccessScope scope(hook_);
     const EAccessMode mode = Mode();
-    if (hook_.Recording()) {
-        hook_.Record("mode", spec_.name + ":" + ModeName(mode));
+    if (injection::JournalIsOn()) {
+        injection::JournalMode(spec_.name, ModeName(mode));
     }
     return mode;
 }
@@ -66,16 +45,8 @@ EAccessMode Feature::AskMode() const
 void Feature::BeginRead()
 {
     hook_.Enter();
-    const EAccessMode mode = Mode();
-    if (!GenApi_3_0::IsReadable(mode)) {
-        RefuseMode(mode, "readable");
-    }
-    hook_.Strike(AccessKind::Read, spec_.name.c_str());
-}
-
-void Feature::EndRead(const char* range, const std::string& value)
-{
-    hook_.Record("read", spec_.name + range + "=" + value);
+    RequireReadable(spec_.name, Mode());
+    hook_.InjectFaults(injection::AccessKind::Read, spec_.name.c_str());
 }
 
 void Feature::Written()
@@ -83,12 +54,6 @@ void Feature::Written()
     if (spec_.written) {
         spec_.written();
     }
-}
-
-void Feature::RefuseMode(EAccessMode mode, const char* access) const
-{
-    throw GenICam_3_0::AccessException(spec_.name + ": not " + access + " now (access mode " +
-                                       ModeName(mode) + ")");
 }
 
 } // namespace genapi

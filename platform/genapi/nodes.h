@@ -1,4 +1,4 @@
-/** Nodes whose values lie in memory: range, increment, access mode, verification and selectors.
+/** Nodes whose values are in memory: range, increment, access mode, verification and selectors.
  *
  *  A selected feature has one cell for every position of its selectors; an access goes to the cell
  *  under the selectors' present positions. Limits and access mode may follow other features: they
@@ -13,6 +13,7 @@
 
 #include "gen_api.h"
 #include "genapi/access_hook.h"
+#include "genapi/access_rules.h"
 
 #include <cstdint>
 #include <functional>
@@ -26,7 +27,6 @@
 namespace genapi
 {
 
-using GenApi_3_0::EAccessMode;
 using GenApi_3_0::gcstring;
 
 /** A feature whose value picks the cell of others. */
@@ -38,7 +38,7 @@ public:
     virtual std::size_t Positions() const = 0;
 };
 
-/** What all nodes are described by. */
+/** What every node is described by. */
 struct NodeSpec {
     std::string name = {};
     std::string unit = {};
@@ -74,7 +74,7 @@ public:
     /** False when the text is no value of this feature. Limits and modes are not checked. */
     virtual bool SetText(std::string_view text) = 0;
     void SetMode(EAccessMode mode) { spec_.mode = mode; }
-    /** Nothing for features that are no numbers. */
+    /** No effect on features that are not numbers. */
     void Report(const ReportedRange& range) { reported_ = range; }
     EAccessMode Mode() const;
 
@@ -82,11 +82,19 @@ protected:
     std::size_t CellCount() const;
     std::size_t CellIndex() const;
     EAccessMode AskMode() const;
-    /** Start of every value access; `scope` of the caller holds the lock. */
+    // With an AccessScope of the caller's.
+    /** Start of every read of a value or limit. */
     void BeginRead();
-    void EndRead(const char* range, const std::string& value);
+    /** Start of every write: `valueText` and `violation` as CheckWrite has them. */
+    template <class ValueText, class Check>
+    void BeginWrite(bool verify, const ValueText& valueText, const Check& violation)
+    {
+        hook_.Enter();
+        CheckWrite({spec_.name, verify, Unverified::ReachesCamera}, Mode(), valueText, violation,
+                   [&] { hook_.InjectFaults(injection::AccessKind::Write, spec_.name.c_str()); });
+    }
+    /** End of every write. */
     void Written();
-    [[noreturn]] void RefuseMode(EAccessMode mode, const char* access) const;
 
     AccessHook& hook_;
     NodeSpec spec_;
@@ -130,8 +138,6 @@ public:
     std::size_t Positions() const override;
 
 private:
-    bool Fits(std::int64_t value) const;
-    std::string Misfit(std::int64_t value) const;
     Limits limits_;
     std::function<std::int64_t()> computed_;
     std::vector<std::int64_t> cells_;
@@ -169,9 +175,6 @@ public:
     double Max() const;
 
 private:
-    std::string Misfit(double value) const;
-    /** A limit in place of a value that is beyond it by no more than rounding. */
-    double Settled(double value) const;
     Limits limits_;
     std::function<double(double)> shown_;
     std::vector<double> cells_;
@@ -206,9 +209,9 @@ public:
         std::string symbolic = {};
         std::int64_t value = 0;
         bool implemented = true;
-        bool listed = true; ///< false: unknown to users, but it keeps its place among the cells
+        bool listed = true; ///< false: hidden from clients, but it keeps its cells
     };
-    /** `refuses` tells the values that the camera turns down although it lists them. */
+    /** `refuses` says which values the camera refuses although it lists them. */
     EnumerationNode(AccessHook& hook, NodeSpec spec, const std::vector<EntrySpec>& entries,
                     std::string_view value, std::function<bool(std::int64_t)> refuses = nullptr);
     ~EnumerationNode() override;
@@ -236,11 +239,13 @@ public:
 
 private:
     class Entry;
-    template <class Asked> void Write(std::size_t entry, const Asked& asked, bool verify);
+    template <class ValueText>
+    void Write(std::size_t entry, const ValueText& valueText, bool verify);
     /** Index of a listed entry, or the number of entries when there is none. */
     std::size_t Find(std::string_view symbolic) const;
     std::size_t Find(std::int64_t value) const;
     void ReadEntry();
+
     std::vector<std::unique_ptr<Entry>> entries_;
     std::vector<Entry*> listed_;
     std::function<bool(std::int64_t)> refuses_;

@@ -1,6 +1,5 @@
 #include "genapi/nodes.h"
 #include "genapi/value_text.h"
-#include "genapi/write_check.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +11,7 @@ namespace genapi
 namespace
 {
 
-/** The nearest that there is. */
+/** The nearest one that a 64-bit number can hold. */
 std::int64_t WholeNumber(double value)
 {
     constexpr double kBeyond = 9223372036854775808.0;
@@ -40,8 +39,8 @@ std::int64_t IntegerNode::GetValue(bool, bool)
     const AccessScope scope(hook_);
     BeginRead();
     const std::int64_t value = Value();
-    if (hook_.Recording()) {
-        EndRead("", ToText(value));
+    if (injection::JournalIsOn()) {
+        injection::JournalRead(spec_.name, "", ToText(value));
     }
     return value;
 }
@@ -59,33 +58,16 @@ std::int64_t IntegerNode::Max() const
     return limits_.maxNow ? limits_.maxNow() : limits_.max;
 }
 
-bool IntegerNode::Fits(std::int64_t value) const
-{
-    if (value < Min() || value > Max()) {
-        return false;
-    }
-    // Unsigned, since the distance of extreme values does not fit a signed number.
-    const auto distance = static_cast<std::uint64_t>(value) - static_cast<std::uint64_t>(Min());
-    return Inc() <= 0 || distance % static_cast<std::uint64_t>(Inc()) == 0;
-}
-
-std::string IntegerNode::Misfit(std::int64_t value) const
-{
-    if (Fits(value)) {
-        return {};
-    }
-    return "outside minimum " + ToText(Min()) + ", maximum " + ToText(Max()) + " or increment " +
-           ToText(Inc());
-}
-
 void IntegerNode::SetValue(std::int64_t value, bool verify)
 {
     const AccessScope scope(hook_);
-    hook_.Enter();
-    CheckWrite<GenICam_3_0::OutOfRangeException>(
-        hook_, *this, verify, [&] { return ToText(value); }, [&] { return Misfit(value); });
-    if (hook_.Recording()) {
-        hook_.Record("cam", spec_.name + "=" + ToText(value));
+    BeginWrite(
+        verify, [&] { return ToText(value); },
+        [&] {
+            return RangeError(value, IntegerRange{Min(), Max(), Inc()});
+        });
+    if (injection::JournalIsOn()) {
+        injection::JournalWrite(spec_.name, ToText(value));
     }
     Store(value);
     Written();
@@ -95,8 +77,8 @@ std::int64_t IntegerNode::GetMin()
 {
     const AccessScope scope(hook_);
     BeginRead();
-    if (hook_.Recording()) {
-        EndRead(".Min", ToText(Min()));
+    if (injection::JournalIsOn()) {
+        injection::JournalRead(spec_.name, ".Min", ToText(Min()));
     }
     return Min();
 }
@@ -106,8 +88,8 @@ std::int64_t IntegerNode::GetMax()
     const AccessScope scope(hook_);
     BeginRead();
     const std::int64_t max = Max();
-    if (hook_.Recording()) {
-        EndRead(".Max", ToText(max));
+    if (injection::JournalIsOn()) {
+        injection::JournalRead(spec_.name, ".Max", ToText(max));
     }
     return max;
 }
@@ -116,8 +98,8 @@ std::int64_t IntegerNode::GetInc()
 {
     const AccessScope scope(hook_);
     BeginRead();
-    if (hook_.Recording()) {
-        EndRead(".Inc", ToText(Inc()));
+    if (injection::JournalIsOn()) {
+        injection::JournalRead(spec_.name, ".Inc", ToText(Inc()));
     }
     return Inc();
 }
@@ -175,29 +157,8 @@ double FloatNode::GetValue(bool, bool)
     const AccessScope scope(hook_);
     BeginRead();
     const double value = Value();
-    if (hook_.Recording()) {
-        EndRead("", ToText(value));
-    }
-    return value;
-}
-
-std::string FloatNode::Misfit(double value) const
-{
-    if (value >= Min() && value <= Max()) { // false for a NaN, as it must be
-        return {};
-    }
-    return "outside minimum " + ToText(Min()) + ", maximum " + ToText(Max());
-}
-
-double FloatNode::Settled(double value) const
-{
-    constexpr double kRounding = 1e-6; // of the limit
-    const double max = Max();
-    if (value > max && value - max < kRounding * std::abs(max)) {
-        return max;
-    }
-    if (value < Min() && Min() - value < kRounding * std::abs(Min())) {
-        return Min();
+    if (injection::JournalIsOn()) {
+        injection::JournalRead(spec_.name, "", ToText(value));
     }
     return value;
 }
@@ -205,14 +166,15 @@ double FloatNode::Settled(double value) const
 void FloatNode::SetValue(double value, bool verify)
 {
     const AccessScope scope(hook_);
-    hook_.Enter();
-    if (verify) {
-        value = Settled(value);
-    }
-    CheckWrite<GenICam_3_0::OutOfRangeException>(
-        hook_, *this, verify, [&] { return ToText(value); }, [&] { return Misfit(value); });
-    if (hook_.Recording()) {
-        hook_.Record("cam", spec_.name + "=" + ToText(value));
+    BeginWrite(
+        verify, [&] { return ToText(value); },
+        [&] {
+            const FloatRange range{Min(), Max()};
+            value = verify ? SnappedToLimit(value, range) : value;
+            return RangeError(value, range);
+        });
+    if (injection::JournalIsOn()) {
+        injection::JournalWrite(spec_.name, ToText(value));
     }
     cells_[CellIndex()] = value;
     Written();
@@ -222,8 +184,8 @@ double FloatNode::GetMin()
 {
     const AccessScope scope(hook_);
     BeginRead();
-    if (hook_.Recording()) {
-        EndRead(".Min", ToText(Min()));
+    if (injection::JournalIsOn()) {
+        injection::JournalRead(spec_.name, ".Min", ToText(Min()));
     }
     return Min();
 }
@@ -233,8 +195,8 @@ double FloatNode::GetMax()
     const AccessScope scope(hook_);
     BeginRead();
     const double max = Max();
-    if (hook_.Recording()) {
-        EndRead(".Max", ToText(max));
+    if (injection::JournalIsOn()) {
+        injection::JournalRead(spec_.name, ".Max", ToText(max));
     }
     return max;
 }
@@ -265,8 +227,8 @@ bool BooleanNode::GetValue(bool, bool)
     const AccessScope scope(hook_);
     BeginRead();
     const bool value = Value();
-    if (hook_.Recording()) {
-        EndRead("", ToText(value));
+    if (injection::JournalIsOn()) {
+        injection::JournalRead(spec_.name, "", ToText(value));
     }
     return value;
 }
@@ -274,11 +236,10 @@ bool BooleanNode::GetValue(bool, bool)
 void BooleanNode::SetValue(bool value, bool verify)
 {
     const AccessScope scope(hook_);
-    hook_.Enter();
-    CheckWrite<GenICam_3_0::OutOfRangeException>(
-        hook_, *this, verify, [&] { return ToText(value); }, [] { return std::string(); });
-    if (hook_.Recording()) {
-        hook_.Record("cam", spec_.name + "=" + ToText(value));
+    BeginWrite(
+        verify, [&] { return ToText(value); }, [] { return Violation(); });
+    if (injection::JournalIsOn()) {
+        injection::JournalWrite(spec_.name, ToText(value));
     }
     cells_[CellIndex()] = value ? 1 : 0;
     Written();

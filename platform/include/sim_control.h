@@ -7,6 +7,7 @@
  *  Threads: every call may come from any thread. */
 #pragma once
 
+#include "fault_injection.h"
 #include "gev_api.h"
 
 #include <cstdint>
@@ -96,57 +97,13 @@ struct CameraSetup {
     bool operator==(const CameraSetup&) const = default;
 };
 
-/** Where a fault strikes. */
-enum class Trigger {
-    Access, ///< any value access to a node
-    Read,   ///< reading a node's value or range
-    Write,  ///< writing a node's value
-    Call,   ///< a camera call, by its name
-    Frame,  ///< a frame leaving the sensor
-    Time    ///< a point in time, `nth` nanoseconds after AddFault
-};
-
-/** What the fault does. */
-enum class Effect {
-    Throw,         ///< Access, Read, Write: `exception` with `text`
-    Fail,          ///< Call: returns `value` as status without doing its work; calls that return a
-                   ///  pointer return null
-    Lose,          ///< Frame: lost on the link
-    Incomplete,    ///< Frame: delivered with data missing
-    Delay,         ///< Frame: arrives `value` nanoseconds late. Access, Call: takes so long
-    NullImage,     ///< Frame: its image address is null
-    NullFrame,     ///< Frame: the wait succeeds with a null frame
-    Timestamp,     ///< Frame: its time stamp is `value` ticks, halves included
-    ZeroTimestamp, ///< Frame: its time stamp is 0, the halves are right
-    JumpTicks,     ///< Frame: the tick counter jumps by `value` before it, for good
-    Detach         ///< any: the camera leaves, and returns after `value` nanoseconds (0: never)
-};
-
-enum class ExceptionKind {
-    InvalidArgument,
-    Property,
-    LogicalError,
-    OutOfRange,
-    Runtime,
-    Access,
-    Timeout,
-    DynamicCast,
-    Standard, ///< std::runtime_error
-    Unknown   ///< something that is no std::exception
-};
-
-struct Fault {
-    Trigger trigger = Trigger::Access;
-    std::string name = {};   ///< feature or call; empty: any
-    std::string camera = {}; ///< serial; empty: any
-    std::uint64_t nth = 1;   ///< strikes first at the n-th match after AddFault, from 1
-    std::uint64_t times = 1; ///< and then this often in a row; 0: for ever
-    Effect effect = Effect::Throw;
-    ExceptionKind exception = ExceptionKind::Runtime;
-    std::int64_t value = 0;
-    std::string text = "scripted fault";
-    bool operator==(const Fault&) const = default;
-};
+// Faults, counts and journal are those of every backend (fault_injection.h).
+using injection::Counts;
+using injection::Effect;
+using injection::ExceptionKind;
+using injection::Fault;
+using injection::JournalEntry;
+using injection::Trigger;
 
 /** Removes all cameras, faults and journal entries and goes back to the real clock. */
 GEVPLAT_API void Reset();
@@ -169,6 +126,8 @@ GEVPLAT_API bool LoadNetwork(const std::string& path, std::string* error);
 
 GEVPLAT_API void SetAttached(const std::string& serial, bool attached);
 
+/** Arms a fault, whatever the camera's backend. A point in time, and a camera that leaves, concern
+ *  simulated cameras alone. */
 GEVPLAT_API void AddFault(const Fault& fault);
 GEVPLAT_API void ClearFaults();
 
@@ -200,28 +159,11 @@ struct LineWaveform {
 /** False: no such camera, or no output line of it (3 and 4 are). */
 GEVPLAT_API bool GetLineWaveform(const std::string& serial, int line, LineWaveform* waveform);
 
-/** Numbers of accesses and calls since Reset or ResetCounts, for scripts that strike each once. */
-struct Counts {
-    std::uint64_t accesses = 0; ///< node reads and writes
-    std::uint64_t reads = 0;
-    std::uint64_t writes = 0;
-    std::uint64_t calls = 0;  ///< camera calls
-    std::uint64_t frames = 0; ///< frames that left a sensor
-};
+/** Counted since Reset or ResetCounts. */
 GEVPLAT_API Counts GetCounts();
 GEVPLAT_API void ResetCounts();
 
-/** One thing that happened. Kinds of the camera: "cam" (a write: "Width=640"), "read"
- *  ("Width=1920", ranges as "Width.Min=16"), "mode" (access mode asked: "ChunkEnable:RW",
- *  "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0"), "fault" (a scripted
- *  fault that struck: "write Width", in place of the access that it refused). Others add kinds of
- *  their own. */
-struct JournalEntry {
-    std::string kind;
-    std::string text;
-};
-
-/** Off at first. While it is off nothing is recorded and nothing is allocated. */
+/** The journal is off at first. While it is off nothing is recorded and nothing is allocated. */
 GEVPLAT_API void SetJournal(bool on);
 /** Takes its place in the one order; ignored while the journal is off. */
 GEVPLAT_API void AddJournal(std::string kind, std::string text);

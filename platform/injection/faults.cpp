@@ -1,9 +1,11 @@
 #include "injection/faults.h"
 
+#include "gen_api.h"
+
 #include <stdexcept>
 #include <string>
 
-namespace sim
+namespace injection
 {
 
 namespace
@@ -93,4 +95,4 @@ void RaiseFault(const Fault& fault)
     throw UnknownError{};
 }
 
-} // namespace sim
+} // namespace injection

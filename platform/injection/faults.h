@@ -1,19 +1,19 @@
-/** The script of faults: who strikes where, and when.
+/** The faults that are armed, and which of them are due at an event.
  *
  *  A fault counts its own matches from the moment it was added. Where several match, all of them
- *  count and all that are due strike, in the order in which they were added.
+ *  count, and those that are due take effect in the order in which they were added.
  *
- *  Threads: any. Its lock is a leaf: effects are done by the caller, after it was released. */
+ *  Threads: any. Its lock is a leaf: the caller carries out the effects after it was released. */
 #pragma once
 
-#include "sim_control.h"
+#include "fault_injection.h"
 
 #include <atomic>
 #include <mutex>
 #include <string_view>
 #include <vector>
 
-namespace sim
+namespace injection
 {
 
 class FaultTable
@@ -23,10 +23,10 @@ public:
 
     void Add(const Fault& fault);
     void Clear();
-    /** Whether there is any fault at all; the price of an access without a script. */
+    /** Whether there is any fault at all; all that an access costs while there is none. */
     bool Empty() const { return count_.load(std::memory_order_relaxed) == 0; }
 
-    /** The faults that strike at this event. An access is given as Read or Write; faults on
+    /** The faults that are due at this event. An access is given as Read or Write; faults on
      *  Access match both. `name` is empty for frames. */
     std::vector<Fault> Due(Trigger trigger, std::string_view name, std::string_view camera);
 
@@ -40,7 +40,7 @@ private:
     std::vector<Armed> armed_;
 };
 
-/** Raises the exception that the fault asks for. */
+/** Raises the exception that the fault names. */
 [[noreturn]] void RaiseFault(const Fault& fault);
 
-} // namespace sim
+} // namespace injection

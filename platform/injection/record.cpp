@@ -2,7 +2,7 @@
 
 #include <utility>
 
-namespace sim
+namespace injection
 {
 
 Record& Record::Get()
@@ -55,4 +55,4 @@ void Record::ResetNumbers()
     }
 }
 
-} // namespace sim
+} // namespace injection

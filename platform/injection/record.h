@@ -1,17 +1,17 @@
-/** What happened: the one ordered journal and the counts. One of each for the process, since the
+/** What happened: the one ordered journal and the counts. The process has one of each, since the
  *  order across cameras and callers is what the journal is for.
  *
  *  Threads: any. The journal's lock is a leaf: nothing is called under it. */
 #pragma once
 
-#include "sim_control.h"
+#include "fault_injection.h"
 
 #include <atomic>
 #include <mutex>
 #include <string>
 #include <vector>
 
-namespace sim
+namespace injection
 {
 
 class Record
@@ -41,4 +41,4 @@ private:
     std::atomic<std::uint64_t> frames_{0};
 };
 
-} // namespace sim
+} // namespace injection

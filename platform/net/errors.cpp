@@ -2,6 +2,8 @@
 
 #include "gen_api.h"
 
+#include <fmt/format.h>
+
 namespace net
 {
 
@@ -60,7 +62,7 @@ using namespace GenICam_3_0;
 
 void Raise(const GError& error, const std::string& attempt, Value kind)
 {
-    const std::string text = attempt + ": " + error.message;
+    const std::string text = fmt::format("{}: {}", attempt, error.message);
     if (error.domain == ARV_DEVICE_ERROR) {
         RaiseDeviceError(error.code, text);
     }

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <exception>
+#include <fmt/format.h>
 #include <string>
 
 namespace net
@@ -35,28 +36,28 @@ void AcquireForEver(FeatureMap& features)
     }
 }
 
-/** In a handler: tells the log what failed, as far as there is memory to tell it. */
-void TellException(const GEV_DEVICE_INFO& camera, const char* what) noexcept
+/** In a handler: logs what failed, as far as there is memory for that. */
+void LogException(DeferredLog& log, const GEV_DEVICE_INFO& camera, const char* what) noexcept
 {
     try {
         try {
             throw;
         } catch (const std::exception& e) {
-            gevplat::WriteLog(2, std::string("network camera ") + camera.serial + ": " + what +
-                                     ": " + e.what());
+            log.Add(2, fmt::format("network camera {}: {}: {}", camera.serial, what, e.what()));
         }
     } catch (...) {
     }
 }
 
-/** The status of what `work` does, also when it throws; `what` tells the log that it did. */
+/** The status of what `work` does, also when it throws; then `what` goes to the log. */
 template <class Work>
-int Try(const GEV_DEVICE_INFO& camera, const char* what, const Work& work) noexcept
+int Try(DeferredLog& log, const GEV_DEVICE_INFO& camera, const char* what,
+        const Work& work) noexcept
 {
     try {
         return work();
     } catch (...) { // cancellation is held off by the caller
-        TellException(camera, what);
+        LogException(log, camera, what);
         return genapi::StatusOfException();
     }
 }
@@ -73,14 +74,14 @@ int NetCamera::Make(Ref<ArvDevice> opened, const GEV_DEVICE_INFO& info, std::uin
                     std::unique_ptr<gevplat::Camera>* camera)
 {
     if (arv_device_get_genicam(opened.get()) == nullptr) {
-        gevplat::WriteLog(2, std::string("network camera ") + info.serial +
-                                 " gives no description of its features");
+        gevplat::WriteLog(
+            2, fmt::format("network camera {} gives no description of its features", info.serial));
         return kGevError;
     }
     std::unique_ptr<NetCamera> made(new NetCamera(std::move(opened), info, address));
     if (!made->options_.Fault().empty()) {
-        gevplat::WriteLog(2, std::string("network camera ") + info.serial + " doesn't tell its " +
-                                 made->options_.Fault());
+        gevplat::WriteLog(2, fmt::format("network camera {} doesn't tell its {}", info.serial,
+                                         made->options_.Fault()));
         return kGevError;
     }
     *camera = std::move(made);
@@ -92,8 +93,10 @@ NetCamera::~NetCamera()
     FreeTransfer();
     if (!device_.IsPresent()) {
         // The library goes on asking for some seconds. The process may be about to open it again.
-        gevplat::WriteLog(3, std::string("network camera ") + info_.serial +
-                                 " is closed without its answer; this takes up to ten seconds");
+        gevplat::WriteLog(
+            3, fmt::format("network camera {} is closed without its answer; this takes up to ten "
+                           "seconds",
+                           info_.serial));
     }
 }
 
@@ -112,8 +115,9 @@ int NetCamera::GetOptions(GEV_CAMERA_OPTIONS* options)
 
 int NetCamera::SetOptions(const GEV_CAMERA_OPTIONS& options)
 {
+    DeferredLog log;
     const std::lock_guard lock(mutex_);
-    return Try(info_, "the options can't be set", [&] { return options_.Set(options); });
+    return Try(log, info_, "the options can't be set", [&] { return options_.Set(options, log); });
 }
 
 int NetCamera::GetFeatureValue(const char* feature, int size, void* value)
@@ -144,22 +148,26 @@ int NetCamera::InitializeTransfer(std::uint64_t size, std::uint32_t count, void*
             return kGevInvalidArgument;
         }
     }
+    DeferredLog log;
     const std::lock_guard lock(mutex_);
-    const std::shared_ptr<Transfer> before = Current();
+    std::shared_ptr<Transfer> before = Current();
     if (before != nullptr && before->IsStarted()) {
         return kGevBusy;
     }
     if (!device_.IsPresent()) {
         return kGevTimeout;
     }
-    if (before != nullptr) { // the stream channel is free only when it is gone
+    if (before != nullptr) {
         before->Retire();
-        const std::lock_guard change(transferMutex_);
-        transfer_.reset();
+        {
+            const std::lock_guard change(transferMutex_);
+            transfer_.reset();
+        }
+        before.reset(); // the stream channel is free only when its stream is gone
     }
     std::shared_ptr<Transfer> made;
     const int status = Transfer::Make(device_, features_, options_.Get().streamFrameTimeoutMs, size,
-                                      count, buffers, &made);
+                                      count, buffers, &made, log);
     const std::lock_guard change(transferMutex_);
     transfer_ = made;
     return status;
@@ -183,6 +191,7 @@ Geometry NetCamera::ReadGeometry()
 
 int NetCamera::StartTransfer(std::uint32_t frames)
 {
+    DeferredLog log;
     const std::lock_guard lock(mutex_);
     const std::shared_ptr<Transfer> transfer = Current();
     if (transfer == nullptr) {
@@ -194,7 +203,7 @@ int NetCamera::StartTransfer(std::uint32_t frames)
     if (transfer->IsStarted()) {
         return kGevBusy;
     }
-    const int status = Try(info_, "frames can't be started", [&]() -> int {
+    const int status = Try(log, info_, "frames can't be started", [&]() -> int {
         const Geometry geometry = ReadGeometry();
         AcquireForEver(features_);
         features_.LockTransferParameters(true);
@@ -203,19 +212,19 @@ int NetCamera::StartTransfer(std::uint32_t frames)
         return kGevOk;
     });
     if (status != kGevOk) {
-        Halt(*transfer);
+        Halt(*transfer, log);
     }
     return status;
 }
 
-int NetCamera::Halt(Transfer& transfer)
+int NetCamera::Halt(Transfer& transfer, DeferredLog& log)
 {
-    const int status = Try(info_, "frames can't be stopped", [&]() -> int {
+    const int status = Try(log, info_, "frames can't be stopped", [&]() -> int {
         ExecuteCommand(device_, "AcquisitionStop");
         return kGevOk;
     });
     transfer.Stop();
-    const int unlocked = Try(info_, "the region can't be unlocked", [&]() -> int {
+    const int unlocked = Try(log, info_, "the region can't be unlocked", [&]() -> int {
         features_.LockTransferParameters(false);
         return kGevOk;
     });
@@ -224,20 +233,22 @@ int NetCamera::Halt(Transfer& transfer)
 
 int NetCamera::AbortTransfer()
 {
+    DeferredLog log;
     const std::lock_guard lock(mutex_);
     const std::shared_ptr<Transfer> transfer = Current();
-    return transfer == nullptr ? static_cast<int>(kGevNotReady) : Halt(*transfer);
+    return transfer == nullptr ? static_cast<int>(kGevNotReady) : Halt(*transfer, log);
 }
 
 int NetCamera::FreeTransfer()
 {
+    DeferredLog log;
     const std::lock_guard lock(mutex_);
     std::shared_ptr<Transfer> transfer = Current();
     if (transfer == nullptr) {
         return kGevNotReady;
     }
     if (transfer->IsStarted()) {
-        Halt(*transfer);
+        Halt(*transfer, log);
     }
     transfer->Retire();
     const GEV_TRANSFER_STATISTICS counts = transfer->Statistics();

@@ -4,6 +4,7 @@
 #include "gev_backend.h"
 #include "net/control/device.h"
 #include "net/control/presence.h"
+#include "net/deferred_log.h"
 #include "net/library_owners.h"
 #include "net/nodes/feature_map.h"
 #include "net/stream/stream_options.h"
@@ -16,7 +17,21 @@ namespace net
 {
 
 /** Threads: as gev_backend.h says. The mutex keeps the calls apart that change what the camera
- *  does; a wait for a frame, the camera's record and its nodes go by it. */
+ *  does; a wait for a frame, the camera's record and its nodes don't take it.
+ *
+ *  Lock order, outermost first; a thread that holds one of these takes only those behind it:
+ *
+ *      NetCamera::mutex_         one call that changes something, whatever it waits for
+ *      NetCamera::transferMutex_ which transfer there is; held for a few instructions, also while
+ *                                the transfer's counts are read
+ *      Transfer::mutex_          the state of one transfer, held while a frame is handed over; the
+ *                                values that frames bring along are set under the next one
+ *      Device::Mutex()           each access to the camera and to the library's tree of features;
+ *                                recursive
+ *
+ *  NetworkBackend's mutex and that of Presence are leaves: none of ours is taken under them.
+ *  The host's log is written when none of them is held (DeferredLog), since its sink may call
+ *  back. */
 class NetCamera : public gevplat::Camera
 {
 public:
@@ -45,15 +60,15 @@ private:
     std::shared_ptr<Transfer> Current() const;
     Geometry ReadGeometry();
     /** Under the mutex. */
-    int Halt(Transfer& transfer);
+    int Halt(Transfer& transfer, DeferredLog& log);
 
     GEV_DEVICE_INFO info_;
     Device device_;
     FeatureMap features_;
     GenApi_3_0::CNodeMapRef nodeMap_;
-    std::mutex mutex_;
+    std::mutex mutex_; ///< the outermost lock: see above
     StreamOptions options_;
-    mutable std::mutex transferMutex_; ///< of the pointer alone
+    mutable std::mutex transferMutex_; ///< of transfer_ and counts_
     std::shared_ptr<Transfer> transfer_;
     GEV_TRANSFER_STATISTICS counts_{}; ///< of the transfer that was freed last
     Presence presence_;                ///< last, so that it ends before what it looks at

@@ -1,6 +1,6 @@
 #include "net/network_backend.h"
-#include "base/signals_blocked.h"
 
+#include "base/signals_blocked.h"
 #include "net/control/gvcp.h"
 #include "net/library_owners.h"
 #include "net/net_camera.h"
@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <fmt/format.h>
 
 namespace net
 {
@@ -41,7 +42,7 @@ void ReadVersion(std::uint32_t address, char (&text)[kGevTextSize])
     Put(text, terminated.c_str());
 }
 
-/** What the control register says about somebody who wants control. */
+/** kGevOk when the control register says that nobody controls the camera. */
 int MayControl(std::uint32_t address)
 {
     GvcpClient camera(address);
@@ -119,7 +120,7 @@ int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
     if (!address) {
         return kGevNotFound;
     }
-    // Asked first, since the library takes seconds to find out, and loses a race without a word.
+    // Asked first: the library takes seconds to find out, and doesn't tell when it loses a race.
     if (const int status = MayControl(*address); status != kGevOk) {
         return status;
     }
@@ -131,8 +132,8 @@ int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
         opened.reset(arv_open_device(device.address, error.Out()));
     }
     if (opened == nullptr) {
-        gevplat::WriteLog(2, std::string("network camera ") + device.serial +
-                                 " can't be opened: " + error.Text());
+        gevplat::WriteLog(
+            2, fmt::format("network camera {} can't be opened: {}", device.serial, error.Text()));
         return kGevNotFound;
     }
     if (!ARV_IS_GV_DEVICE(opened.get())) {
@@ -153,8 +154,9 @@ extern "C" GEVPLAT_API gevplat::Backend* GevplatNetworkBackend(const std::string
     static auto* backend =
         new net::NetworkBackend; // kept for threads that run while the process ends
     if (!backend->LookOn(interface)) {
-        *error = "network cameras can't be looked for on '" + interface +
-                 "': there is no network interface of that name or address, or it has no address";
+        *error = fmt::format("network cameras can't be looked for on '{}': there is no network "
+                             "interface of that name or address, or it has no address",
+                             interface);
         return nullptr;
     }
     return backend;

@@ -1,4 +1,4 @@
-/** sim_control.h: the network, its script and its journal, for programs. */
+/** sim_control.h: the simulated network, fault injection and the journal, for programs. */
 #include "injection/faults.h"
 #include "injection/record.h"
 #include "sim/network.h"
@@ -58,12 +58,12 @@ void AddFault(const Fault& fault)
         Network::Get().Schedule(fault);
         return;
     }
-    FaultTable::Get().Add(fault);
+    injection::FaultTable::Get().Add(fault);
 }
 
 void ClearFaults()
 {
-    FaultTable::Get().Clear();
+    injection::FaultTable::Get().Clear();
     Network::Get().ForgetScheduled();
 }
 
@@ -103,32 +103,32 @@ bool GetLineWaveform(const std::string& serial, int line, LineWaveform* waveform
 
 Counts GetCounts()
 {
-    return Record::Get().Numbers();
+    return injection::Record::Get().Numbers();
 }
 
 void ResetCounts()
 {
-    Record::Get().ResetNumbers();
+    injection::Record::Get().ResetNumbers();
 }
 
 void SetJournal(bool on)
 {
-    Record::Get().Switch(on);
+    injection::Record::Get().Switch(on);
 }
 
 void AddJournal(std::string kind, std::string text)
 {
-    Record::Get().Add(std::move(kind), std::move(text));
+    injection::Record::Get().Add(std::move(kind), std::move(text));
 }
 
 std::vector<JournalEntry> Journal()
 {
-    return Record::Get().Entries();
+    return injection::Record::Get().Entries();
 }
 
 void ClearJournal()
 {
-    Record::Get().ClearJournal();
+    injection::Record::Get().ClearJournal();
 }
 
 } // namespace sim

@@ -8,7 +8,11 @@ namespace sim
 
 Network& Network::Get()
 {
-    static auto* network = new Network; // kept for threads that still run while the process ends
+    static auto* network = [] {
+        auto* made = new Network; // kept for threads that still run while the process ends
+        injection::RegisterEffects(*made);
+        return made;
+    }();
     return *network;
 }
 
@@ -66,6 +70,13 @@ void Network::Apply(const Scheduled& scheduled, CameraModel* camera)
     } else if (fault.effect == Effect::JumpTicks) {
         const genapi::AccessScope scope(*camera);
         camera->Ticks().Jump(scheduled.atNs, fault.value);
+    }
+}
+
+void Network::DetachCamera(const char* serial, std::int64_t forNs)
+{
+    if (const auto camera = Find(serial)) {
+        camera->Detach(clock_.NowNs(), forNs);
     }
 }
 

@@ -2,7 +2,9 @@
 
 #include "gev_backend_choice.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
+#include <chrono>
 #include <csignal>
 #include <gtest/gtest.h>
 #include <ifaddrs.h>
@@ -21,13 +23,10 @@ bool IsOwnAddress(const std::string& address)
         return false;
     }
     const std::unique_ptr<ifaddrs, decltype(&freeifaddrs)> owner(interfaces, &freeifaddrs);
+    const in_addr_t asked = inet_addr(address.c_str());
     for (const ifaddrs* one = interfaces; one != nullptr; one = one->ifa_next) {
-        if (one->ifa_addr == nullptr || one->ifa_addr->sa_family != AF_INET) {
-            continue;
-        }
-        in_addr own{};
-        inet_pton(AF_INET, address.c_str(), &own);
-        if (reinterpret_cast<const sockaddr_in*>(one->ifa_addr)->sin_addr.s_addr == own.s_addr) {
+        if (one->ifa_addr != nullptr && one->ifa_addr->sa_family == AF_INET &&
+            reinterpret_cast<const sockaddr_in*>(one->ifa_addr)->sin_addr.s_addr == asked) {
             return true;
         }
     }
@@ -44,6 +43,32 @@ void UseNetworkCameras()
     const gevplat::BackendChoice onlyNetwork{.simulated = false, .network = true, .interface = ""};
     std::string error;
     ASSERT_TRUE(gevplat::ChooseBackends(onlyNetwork, &error)) << error;
+}
+
+PlatformLog::PlatformLog(std::function<void()> heard)
+{
+    gevplat::SetLogSink([this, heard = std::move(heard)](int, const std::string& text) {
+        {
+            const std::lock_guard lock(mutex_);
+            lines_.push_back(text);
+        }
+        changed_.notify_all();
+        heard();
+    });
+}
+
+PlatformLog::~PlatformLog()
+{
+    gevplat::SetLogSink(nullptr);
+}
+
+bool PlatformLog::WaitFor(const std::string& text)
+{
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, std::chrono::minutes(1), [&] {
+        return std::any_of(lines_.begin(), lines_.end(),
+                           [&](const std::string& line) { return line.starts_with(text); });
+    });
 }
 
 LoopbackCamera::LoopbackCamera(const std::string& serial, const std::string& address,

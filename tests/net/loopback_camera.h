@@ -3,14 +3,33 @@
 
 #include "tests/system/program.h"
 
+#include <condition_variable>
 #include <csignal>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
 /** Network cameras and no others from here on. Skips the test, and says so, where there is no
  *  loopback. */
 void UseNetworkCameras();
+
+/** What the platform logs for the life of this object; there is one at a time. */
+class PlatformLog
+{
+public:
+    /** `heard` is called for each line, on the thread that logs it. */
+    explicit PlatformLog(std::function<void()> heard = [] {});
+    ~PlatformLog();
+    /** Until a line begins with `text`; false: none did for a minute. */
+    bool WaitFor(const std::string& text);
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<std::string> lines_;
+};
 
 /** On the network for the life of this object. Skips the test, and says so, where no interface has
  *  the address; the other calls then do nothing. */

@@ -1,6 +1,5 @@
 #include "tests/net/memory_device.h"
 
-#include <bit>
 #include <cstring>
 
 namespace test
@@ -37,25 +36,6 @@ gboolean WriteMemory(ArvDevice* device, guint64 address, guint32 size, void* dat
     return RegistersOf(device).Access(address, size, data, true, error);
 }
 
-gboolean ReadRegister(ArvDevice* device, guint64 address, guint32* value, GError** error)
-{
-    const bool done = RegistersOf(device).Access(address, sizeof *value, value, false, error);
-    *value = GUINT32_FROM_BE(*value);
-    return done;
-}
-
-gboolean WriteRegister(ArvDevice* device, guint64 address, guint32 value, GError** error)
-{
-    value = GUINT32_TO_BE(value);
-    return RegistersOf(device).Access(address, sizeof value, &value, true, error);
-}
-
-const char* Description(ArvDevice* device, std::size_t* size)
-{
-    *size = Of(device)->description->size();
-    return Of(device)->description->c_str();
-}
-
 ArvGc* Features(ArvDevice* device)
 {
     return Of(device)->features;
@@ -76,9 +56,6 @@ void InitClass(gpointer type, gpointer)
     auto* const calls = static_cast<ArvDeviceClass*>(type);
     calls->read_memory = ReadMemory;
     calls->write_memory = WriteMemory;
-    calls->read_register = ReadRegister;
-    calls->write_register = WriteRegister;
-    calls->get_genicam_xml = Description;
     calls->get_genicam = Features;
     G_OBJECT_CLASS(type)->finalize = Finalize;
 }
@@ -104,11 +81,6 @@ void Registers::Put(std::uint64_t address, std::uint32_t value)
 {
     value = GUINT32_TO_BE(value);
     std::memcpy(bytes_ + address, &value, sizeof value);
-}
-
-void Registers::PutFloat(std::uint64_t address, float value)
-{
-    Put(address, std::bit_cast<std::uint32_t>(value));
 }
 
 bool Registers::Access(std::uint64_t address, std::uint32_t size, void* data, bool write,

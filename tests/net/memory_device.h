@@ -21,7 +21,6 @@ public:
 
     std::uint32_t At(std::uint64_t address) const;
     void Put(std::uint64_t address, std::uint32_t value);
-    void PutFloat(std::uint64_t address, float value);
 
     std::atomic<int> reads{0};
     std::atomic<int> writes{0};

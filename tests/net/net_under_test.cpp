@@ -1,16 +1,9 @@
-#include "tests/platform/contract/camera_under_test.h"
-
+#include "gev_backend_choice.h"
 #include "tests/net/loopback_camera.h"
-
-#include <chrono>
-#include <thread>
+#include "tests/platform/contract/camera_under_test.h"
 
 namespace
 {
-
-/** The promise: within half a second everybody knows that a camera is gone, or back. What is
- *  looked at afterwards must be so without another wait. */
-constexpr std::chrono::milliseconds kNoticed(500);
 
 class NetUnderTest : public CameraUnderTest
 {
@@ -18,12 +11,14 @@ public:
     std::string Serial() const override { return "T1"; }
     void SetAttached(bool attached) override
     {
+        PlatformLog log;
         if (attached) {
             camera_.Continue();
+            EXPECT_TRUE(log.WaitFor("network camera T1 answers again"));
         } else {
             camera_.Freeze();
+            EXPECT_TRUE(log.WaitFor("network camera T1 does not answer"));
         }
-        std::this_thread::sleep_for(kNoticed);
     }
 
 private:

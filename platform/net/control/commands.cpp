@@ -15,10 +15,12 @@ public:
 
     void Execute() const
     {
-        CheckWrite<GenICam_3_0::AccessException>(
-            true, [] { return "execute"; }, [] { return std::string(); });
+        RequireUsable();
+        genapi::CheckWrite(
+            {Name(), true, genapi::Unverified::StaysHere}, Mode(), [] { return "execute"; },
+            [] { return genapi::Violation(); }, [] {});
         Checked([&](GError** error) { arv_gc_command_execute(ARV_GC_COMMAND(node_), error); },
-                [&] { return Name() + " can't be executed"; });
+                [&] { return fmt::format("{} can't be executed", Name()); });
     }
 };
 
@@ -30,7 +32,7 @@ void ExecuteCommand(Device& device, const char* name)
     ArvGc* const features = arv_device_get_genicam(device.Handle());
     ArvGcNode* const node = features == nullptr ? nullptr : arv_gc_get_node(features, name);
     if (!ARV_IS_GC_COMMAND(node)) {
-        throw GenICam_3_0::LogicalErrorException(std::string(name) + ": no such command");
+        throw GenICam_3_0::LogicalErrorException(fmt::format("{}: no such command", name));
     }
     ArvGcFeatureNode* const feature = ARV_GC_FEATURE_NODE(node);
     Command(device, feature, Description().Examine(feature)).Execute();

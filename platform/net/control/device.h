@@ -3,10 +3,12 @@
 #pragma once
 
 #include "gen_api.h"
+#include "injection/node_faults.h"
 
 #include <arv.h>
 
 #include <atomic>
+#include <fmt/format.h>
 #include <mutex>
 #include <string>
 
@@ -38,9 +40,15 @@ public:
     void RequirePresent(const char* feature) const
     {
         if (!IsPresent()) {
-            throw GenICam_3_0::TimeoutException(std::string(feature) + ": camera " + serial_ +
-                                                " does not answer");
+            throw GenICam_3_0::TimeoutException(
+                fmt::format("{}: camera {} does not answer", feature, serial_));
         }
+    }
+
+    /** For accesses to nodes, under the lock. May raise anything. */
+    void InjectFaults(injection::AccessKind kind, const char* feature)
+    {
+        injection::InjectFaults(kind, feature, serial_.c_str(), effects_);
     }
 
 private:
@@ -48,6 +56,7 @@ private:
     std::string serial_;
     mutable std::recursive_mutex mutex_;
     std::atomic<bool> present_{true};
+    injection::Effects effects_; ///< real time, and a camera that nobody can take away
 };
 
 } // namespace net

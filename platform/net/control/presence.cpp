@@ -1,11 +1,12 @@
 #include "net/control/presence.h"
-#include "base/signals_blocked.h"
 
+#include "base/signals_blocked.h"
 #include "gev_backend.h"
 #include "net/control/gvcp.h"
 #include "net/library_owners.h"
 
 #include <chrono>
+#include <fmt/format.h>
 
 namespace net
 {
@@ -74,7 +75,6 @@ bool Presence::Sleep(int ms)
 void Presence::Watch()
 {
     GvcpClient camera(address_);
-    const std::string who = "network camera " + device_.Serial();
     State before = State::Ours;
     Clock::time_point since;
     while (before != State::NotOurs && Sleep(kPauseMs)) {
@@ -89,13 +89,16 @@ void Presence::Watch()
         if (now == State::Ours) {
             const auto away =
                 std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since);
-            gevplat::WriteLog(2,
-                              who + " answers again after " + std::to_string(away.count()) + " ms");
+            gevplat::WriteLog(2, fmt::format("network camera {} answers again after {} ms",
+                                             device_.Serial(), away.count()));
         } else if (now == State::NotOurs) {
-            gevplat::WriteLog(2, who + " doesn't know us any more: it was started anew, or its "
-                                       "heartbeat time-out went by; it has to be opened again");
+            gevplat::WriteLog(2, fmt::format("network camera {} doesn't know us any more: it was "
+                                             "started anew, or its heartbeat time-out went by; it "
+                                             "has to be opened again",
+                                             device_.Serial()));
         } else {
-            gevplat::WriteLog(2, who + " does not answer");
+            gevplat::WriteLog(2,
+                              fmt::format("network camera {} does not answer", device_.Serial()));
         }
         since = before == State::Ours ? Clock::now() : since;
         before = now;

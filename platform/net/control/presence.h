@@ -1,4 +1,4 @@
-/** Watches whether a camera is still there, and still ours. */
+/** Watches whether a camera is still there and still under our control. */
 #pragma once
 
 #include "net/control/device.h"
@@ -12,10 +12,9 @@ namespace net
 {
 
 /** Asks the camera ten times a second who controls it, over a socket of its own and in a thread of
- *  its own, so that no answer depends on a call that hangs. A camera that is switched off,
- *  unplugged or frozen is marked gone within half a second, one whose process died at once; one
- *  that answers again is present again, if it still grants control. Tells both to the platform's
- *  log. */
+ *  its own, so that no call that hangs can delay an answer. A camera that is switched off,
+ * unplugged or frozen is marked as gone within half a second, one whose process died at once; one
+ * that answers again is marked as present if we still control it. Both are logged. */
 class Presence
 {
 public:

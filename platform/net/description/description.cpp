@@ -2,6 +2,7 @@
 
 #include "net/library_owners.h"
 
+#include <fmt/format.h>
 #include <string_view>
 
 namespace net
@@ -12,8 +13,8 @@ namespace
 
 using GenApi_3_0::EAccessMode;
 
-// A formula over formulas of a real camera stays far below. What lies above would overflow the
-// stack or never end; it is faulty with all that is on the way.
+// The formulas of a real camera stay far below. Beyond these limits reading a value would overflow
+// the stack or never end, so the feature is faulty, and so is every one that depends on it.
 constexpr unsigned kMaxDepth = 100;
 constexpr unsigned kMaxSteps = 10'000;
 
@@ -57,7 +58,7 @@ bool HasEntry(ArvGcNode* enumeration)
 
 } // namespace
 
-/** What an element is made of. */
+/** The parts of an element. */
 struct Description::Parts {
     bool value = false;
     bool command = false;
@@ -86,24 +87,24 @@ std::string LinkText(ArvDomNode* link)
     return text;
 }
 
-/** Adds what is behind a link. */
+/** Adds what it takes to read what a link refers to. */
 void Description::Follow(ArvGcNode* target, const char* link, Reading* reading, unsigned depth)
 {
     if (!reading->fault.empty()) {
         return;
     }
     if (target == nullptr) {
-        reading->fault = std::string(link) + " refers to a feature that is not there";
+        reading->fault = fmt::format("{} refers to a feature that is not there", link);
         return;
     }
     const bool asks = std::string_view(link).starts_with("pIs"); // for yes or no
     if (!IsNumber(target) && !(asks && ARV_IS_GC_BOOLEAN(target))) {
-        reading->fault = std::string(link) + " refers to what is no number";
+        reading->fault = fmt::format("{} refers to what is no number", link);
         return;
     }
     const Reading& behind = Read(target, depth + 1);
     if (behind.underWay) {
-        reading->fault = std::string(link) + " leads back to itself";
+        reading->fault = fmt::format("{} leads back to itself", link);
         return;
     }
     reading->onCamera = reading->onCamera || behind.onCamera;
@@ -152,7 +153,7 @@ void Description::ReadParts(ArvDomNode* element, Reading* reading, Parts* parts,
             break;
         case ARV_GC_PROPERTY_NODE_TYPE_P_LENGTH:
             Follow(Target(child), name, reading, depth);
-            if (reading->onCamera) { // sizes the library's memory for the register
+            if (reading->onCamera) { // the library would allocate as much as the camera asks for
                 reading->fault = "the camera decides about the length of its register";
             }
             [[fallthrough]];

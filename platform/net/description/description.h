@@ -1,8 +1,8 @@
-/** What a camera's description says of a feature, before the camera is asked.
+/** What a camera's description says about a feature, before the camera is asked.
  *
- *  The library takes much on trust: a reference to nothing reads as 0, one in a circle never
- *  returns, and a register of negative length ends the process. So every feature is looked through
- *  once, when the camera is opened. */
+ *  The library takes much on trust: a reference to nothing reads as 0, a circular one never
+ * returns, and a register of negative length ends the process. So every feature is examined once,
+ * when the camera is opened. */
 #pragma once
 
 #include "gen_api.h"
@@ -16,11 +16,11 @@
 namespace net
 {
 
-/** Another feature that decides about the access to one. */
+/** A condition on the access to a feature, which the value of another feature decides. */
 struct Gate {
     enum class Kind { Implemented, Available, Locked };
     Kind kind;
-    ArvGcFeatureNode* node; ///< that has the gate, of the feature or of what stands behind it
+    ArvGcFeatureNode* node; ///< has the gate: the feature itself, or one that its value comes from
 };
 
 struct Facts {
@@ -28,19 +28,19 @@ struct Facts {
     std::string limitFault; ///< the same for its limits
     std::vector<Gate> gates;
     GenApi_3_0::EAccessMode mode = GenApi_3_0::NI; ///< with every gate open; NI of a faulty feature
-    bool onCamera = false;                         ///< its value lies in the camera
+    bool onCamera = false;                         ///< its value is kept in the camera
 };
 
-/** Looks features through. Reads nothing from the camera; under the device's lock. */
+/** Examines features. Reads nothing from the camera; under the device's lock. */
 class Description
 {
 public:
     Facts Examine(ArvGcFeatureNode* node);
-    /** Only what decides about the access to an enumeration's entry; false when that is faulty. */
+    /** Only the gates of an enumeration's entry; false when one of them is faulty. */
     bool ExamineEntry(ArvGcFeatureNode* entry, std::vector<Gate>* gates);
 
 private:
-    /** What has to be done to learn a value. */
+    /** What it takes to read a value. */
     struct Reading {
         bool underWay = true;
         bool onCamera = false;

@@ -25,13 +25,18 @@ public:
     EAccessMode GetAccessMode() const override
     {
         const AccessScope scope(owner_.device_);
-        return Mode();
+        const EAccessMode mode = Mode();
+        if (injection::JournalIsOn()) {
+            injection::JournalMode(owner_.Name(), symbolic_, genapi::ModeName(mode));
+        }
+        return mode;
     }
     /** Under the lock. */
     EAccessMode Mode() const
     {
         if (!gates_.empty() && open_ != GenApi_3_0::NI && owner_.device_.IsPresent()) {
-            lastMode_ = ModeBehind(gates_, open_, false, owner_.Name() + "." + symbolic_);
+            lastMode_ =
+                ModeBehind(gates_, open_, false, fmt::format("{}.{}", owner_.Name(), symbolic_));
         }
         return lastMode_;
     }
@@ -49,7 +54,7 @@ EnumerationNode::EnumerationNode(Device& device, ArvGcFeatureNode* node, Facts f
                                  Description& description)
     : Feature(device, node, std::move(facts))
 {
-    if (!Says().fault.empty()) {
+    if (!GetFacts().fault.empty()) {
         return;
     }
     // In the order of the text, which the library's own list is not.
@@ -80,12 +85,6 @@ EnumerationNode::EnumerationNode(Device& device, ArvGcFeatureNode* node, Facts f
 
 EnumerationNode::~EnumerationNode() = default;
 
-EAccessMode EnumerationNode::GetAccessMode() const
-{
-    const AccessScope scope(device_);
-    return Mode();
-}
-
 const EnumerationNode::Entry* EnumerationNode::Find(std::string_view symbolic) const
 {
     const auto found = std::find_if(entries_.begin(), entries_.end(), [&](const auto& entry) {
@@ -114,31 +113,33 @@ gcstring EnumerationNode::ToString(bool, bool)
     const std::int64_t value = Read();
     const Entry* const entry = Find(value);
     if (entry == nullptr) {
-        throw GenICam_3_0::RuntimeException(Name() + ": the camera gives " + genapi::ToText(value) +
-                                            ", which is no entry");
+        throw GenICam_3_0::RuntimeException(
+            fmt::format("{}: the camera gives {}, which is no entry", Name(), value));
     }
+    JournalRead("", [&] { return entry->GetSymbolic(); });
     return {entry->GetSymbolic()};
 }
 
 std::int64_t EnumerationNode::GetIntValue(bool, bool)
 {
     const AccessScope scope(device_);
-    return Read();
+    const std::int64_t value = Read();
+    JournalRead("", [&] {
+        const Entry* const entry = Find(value);
+        return entry == nullptr ? genapi::ToText(value) : std::string(entry->GetSymbolic());
+    });
+    return value;
 }
 
-/** The value goes straight to where it lies: the library would first ask for the access to each
+/** The value goes straight to where it is kept: the library would first ask for the access to each
  *  entry. */
-template <class Text> void EnumerationNode::Write(const Entry* entry, const Text& text, bool verify)
+template <class ValueText>
+void EnumerationNode::Write(const Entry* entry, const ValueText& valueText, bool verify)
 {
-    CheckWrite<GenICam_3_0::InvalidArgumentException>(
-        verify, text, [&] { return std::string(entry == nullptr ? "no such entry" : ""); });
-    const EAccessMode mode = entry->Mode();
-    if (mode == GenApi_3_0::NI) {
-        Refuse<GenICam_3_0::AccessException>(verify, text, "entry not implemented");
-    }
-    if (!GenApi_3_0::IsWritable(mode)) {
-        Refuse<GenICam_3_0::AccessException>(verify, text, "entry not available now");
-    }
+    BeginWrite(verify, valueText, [&] {
+        return genapi::EntryError(entry != nullptr,
+                                  entry != nullptr ? entry->Mode() : GenApi_3_0::NI);
+    });
     const std::int64_t value = entry->GetNumericValue();
     selected_.Writing(value);
     Checked(
@@ -149,8 +150,9 @@ template <class Text> void EnumerationNode::Write(const Entry* entry, const Text
                 arv_gc_enumeration_set_int_value(Handle(), value, error);
             }
         },
-        [&] { return Name() + " = " + text() + " can't be written"; }, Value::Entry);
+        [&] { return fmt::format("{} = {} can't be written", Name(), valueText()); }, Value::Entry);
     selected_.Written(value);
+    JournalWrite([&] { return entry->GetSymbolic(); });
 }
 
 void EnumerationNode::FromString(const gcstring& symbolic, bool verify)

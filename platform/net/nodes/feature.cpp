@@ -1,6 +1,5 @@
 #include "net/nodes/feature.h"
 
-#include <array>
 #include <utility>
 
 namespace net
@@ -10,12 +9,6 @@ namespace
 {
 
 using GenApi_3_0::EAccessMode;
-
-const char* ModeName(EAccessMode mode)
-{
-    constexpr std::array kNames = {"NI", "NA", "WO", "RO", "RW"};
-    return kNames.at(mode);
-}
 
 bool Is(const Gate& gate, GError** error)
 {
@@ -42,7 +35,7 @@ EAccessMode ModeBehind(const std::vector<Gate>& gates, EAccessMode open, bool on
             continue;
         }
         const bool is = Checked([&](GError** error) { return Is(gate, error); },
-                                [&] { return name + ": access mode can't be read"; });
+                                [&] { return fmt::format("{}: access mode can't be read", name); });
         if (lock && is) {
             mode = mode == GenApi_3_0::RW ? GenApi_3_0::RO : GenApi_3_0::NA;
         }
@@ -70,24 +63,32 @@ EAccessMode Feature::Mode() const
 void Feature::RequireSound(const std::string& fault) const
 {
     if (!fault.empty()) {
-        throw GenICam_3_0::PropertyException(name_ + ": faulty description, " + fault);
+        throw GenICam_3_0::PropertyException(
+            fmt::format("{}: faulty description, {}", name_, fault));
     }
+}
+
+void Feature::RequireUsable() const
+{
+    device_.RequirePresent(name_.c_str());
+    RequireSound(facts_.fault);
+}
+
+EAccessMode Feature::AskMode() const
+{
+    const AccessScope scope(device_);
+    const EAccessMode mode = Mode();
+    if (injection::JournalIsOn()) {
+        injection::JournalMode(name_, genapi::ModeName(mode));
+    }
+    return mode;
 }
 
 void Feature::BeginRead() const
 {
-    BeginWrite();
-    const EAccessMode mode = ModeBehind(facts_.gates, facts_.mode, true, name_);
-    if (!GenApi_3_0::IsReadable(mode)) {
-        throw GenICam_3_0::AccessException(name_ + ": not readable now (access mode " +
-                                           ModeName(mode) + ")");
-    }
-}
-
-void Feature::BeginWrite() const
-{
-    device_.RequirePresent(name_.c_str());
-    RequireSound(facts_.fault);
+    RequireUsable();
+    genapi::RequireReadable(name_, ModeBehind(facts_.gates, facts_.mode, true, name_));
+    InjectFaults(injection::AccessKind::Read);
 }
 
 } // namespace net

@@ -1,17 +1,21 @@
 /** What all nodes of a network camera share: access mode, checks in one order, the lock.
  *
- *  Each access goes: the camera is there, its description is sound, the access mode allows it, the
- *  value fits, and only then the library is called, which checks nothing of this. What the
- *  description forbids never goes out: some cameras keep silent on it for seconds. An unverified
- *  write of that raises RuntimeException, as the refusal of a camera would. */
+ *  Each access makes sure that the camera is there, that the feature's description is sound, and
+ *  that the access keeps the rules (genapi/access_rules.h). Then faults are injected, and only then
+ *  the library is called, which checks nothing of this. What the description forbids never goes
+ *  out, verified or not. */
 #pragma once
 
+#include "genapi/access_rules.h"
+#include "genapi/value_text.h"
+#include "injection/node_faults.h"
 #include "net/control/device.h"
 #include "net/description/description.h"
 #include "net/errors.h"
 
 #include "base/cancellation.h"
 
+#include <fmt/format.h>
 #include <mutex>
 #include <string>
 
@@ -29,8 +33,8 @@ private:
     std::lock_guard<std::recursive_mutex> lock_;
 };
 
-/** The access mode behind gates. Reads what they depend on; raises what that raises. Locks don't
- *  matter to who only reads: they are not asked then. Under the lock. */
+/** The access mode behind gates. Reads what they depend on; raises what that raises. Whether
+ *  the feature is locked doesn't matter to a reader and isn't asked then. Under the lock. */
 GenApi_3_0::EAccessMode ModeBehind(const std::vector<Gate>& gates, GenApi_3_0::EAccessMode open,
                                    bool onlyReads, const std::string& name);
 
@@ -43,45 +47,57 @@ public:
     Feature& operator=(const Feature&) = delete;
 
     const std::string& Name() const { return name_; }
-    const Facts& Says() const { return facts_; }
+    const Facts& GetFacts() const { return facts_; }
 
 protected:
-    // With a scope of the caller's.
+    /** What GetAccessMode of every node does. */
+    GenApi_3_0::EAccessMode AskMode() const;
+
+    // With an AccessScope of the caller's.
 
     /** Of a camera that is gone: as it was asked last. */
     GenApi_3_0::EAccessMode Mode() const;
+    /** Start of every read of a value or limit. */
     void BeginRead() const;
-    void BeginWrite() const;
-
-    /** `misfit` gives "" or why the camera can't take the value, raised as `Refusal` or,
-     *  unverified, as RuntimeException. `text` gives the value. */
-    template <class Refusal, class Text, class Misfit>
-    void CheckWrite(bool verify, const Text& text, const Misfit& misfit) const
+    /** Start of every write: `valueText` and `violation` as genapi::CheckWrite has them. */
+    template <class ValueText, class Check>
+    void BeginWrite(bool verify, const ValueText& valueText, const Check& violation) const
     {
-        BeginWrite();
-        if (!GenApi_3_0::IsWritable(Mode())) {
-            Refuse<GenICam_3_0::AccessException>(verify, text, "not writable now");
-        }
-        const std::string why = misfit();
-        if (!why.empty()) {
-            Refuse<Refusal>(verify, text, why);
+        RequireUsable();
+        genapi::CheckWrite({name_, verify, genapi::Unverified::StaysHere}, Mode(), valueText,
+                           violation, [&] { InjectFaults(injection::AccessKind::Write); });
+    }
+    void InjectFaults(injection::AccessKind kind) const
+    {
+        device_.InjectFaults(kind, name_.c_str());
+    }
+    /** The camera is there, and its description of the feature is sound. */
+    void RequireUsable() const;
+    /** End of every read: `text` gives the value and is asked only while the journal is on. */
+    template <class Text> void JournalRead(const char* range, const Text& text) const
+    {
+        if (injection::JournalIsOn()) {
+            injection::JournalRead(name_, range, text());
         }
     }
-
-    template <class Refusal, class Text>
-    [[noreturn]] void Refuse(bool verify, const Text& text, const std::string& why) const
+    /** The same for a number, which it returns. */
+    template <class Number> Number Journalled(const char* range, Number value) const
     {
-        const std::string attempt = name_ + " = " + text() + ": ";
-        if (verify) {
-            throw Refusal(attempt + why);
+        JournalRead(range, [&] { return genapi::ToText(value); });
+        return value;
+    }
+    /** End of every write that the camera took. */
+    template <class Text> void JournalWrite(const Text& text) const
+    {
+        if (injection::JournalIsOn()) {
+            injection::JournalWrite(name_, text());
         }
-        throw GenICam_3_0::RuntimeException(attempt + "refused, " + why);
     }
 
     /** A call of the library that reads. */
     template <class Call> auto Ask(const Call& call) const
     {
-        return Checked(call, [&] { return name_ + " can't be read"; });
+        return Checked(call, [&] { return fmt::format("{} can't be read", name_); });
     }
 
     /** A limit, or `none` where the description gives none. */
@@ -96,7 +112,7 @@ protected:
         if (g_error_matches(error.Get(), ARV_GC_ERROR, ARV_GC_ERROR_PROPERTY_NOT_DEFINED) != 0) {
             return none;
         }
-        Raise(*error.Get(), name_ + ": limit can't be read");
+        Raise(*error.Get(), fmt::format("{}: limit can't be read", name_));
     }
 
     Device& device_;

@@ -29,26 +29,34 @@ public:
     explicit TickFrequencyNode(Device& device) : device_(device) {}
     const char* GetName() const override { return kTickFrequency; }
     const char* GetUnit() const override { return "Hz"; }
-    GenApi_3_0::EAccessMode GetAccessMode() const override { return GenApi_3_0::RO; }
+    GenApi_3_0::EAccessMode GetAccessMode() const override
+    {
+        if (injection::JournalIsOn()) {
+            injection::JournalMode(kTickFrequency, "RO");
+        }
+        return GenApi_3_0::RO;
+    }
     std::int64_t GetValue(bool, bool) override
     {
         const AccessScope scope(device_);
         device_.RequirePresent(kTickFrequency);
-        return static_cast<std::int64_t>(Checked(
+        device_.InjectFaults(injection::AccessKind::Read, kTickFrequency);
+        const auto value = static_cast<std::int64_t>(Checked(
             [&](GError** error) {
                 return arv_gv_device_get_timestamp_tick_frequency(ARV_GV_DEVICE(device_.Handle()),
                                                                   error);
             },
-            [] { return std::string(kTickFrequency) + " can't be read"; }));
+            [] { return fmt::format("{} can't be read", kTickFrequency); }));
+        if (injection::JournalIsOn()) {
+            injection::JournalRead(kTickFrequency, "", genapi::ToText(value));
+        }
+        return value;
     }
     void SetValue(std::int64_t value, bool verify) override
     {
-        const std::string text =
-            std::string(kTickFrequency) + " = " + std::to_string(value) + ": not writable now";
-        if (verify) {
-            throw GenICam_3_0::AccessException(text);
-        }
-        throw GenICam_3_0::RuntimeException(text);
+        genapi::CheckWrite(
+            {kTickFrequency, verify, genapi::Unverified::StaysHere}, GenApi_3_0::RO,
+            [&] { return genapi::ToText(value); }, [] { return genapi::Violation(); }, [] {});
     }
     std::int64_t GetMin() override { return 0; }
     std::int64_t GetMax() override { return std::numeric_limits<std::int64_t>::max(); }

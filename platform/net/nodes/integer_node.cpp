@@ -23,52 +23,36 @@ void Selected::Writing(std::int64_t value)
 IntegerNode::IntegerNode(Device& device, ArvGcFeatureNode* node, Facts facts)
     : Feature(device, node, std::move(facts))
 {
-    const char* const unit = Says().fault.empty() ? arv_gc_integer_get_unit(Handle()) : nullptr;
+    const char* const unit = GetFacts().fault.empty() ? arv_gc_integer_get_unit(Handle()) : nullptr;
     unit_ = unit == nullptr ? "" : unit;
-}
-
-GenApi_3_0::EAccessMode IntegerNode::GetAccessMode() const
-{
-    const AccessScope scope(device_);
-    return Mode();
 }
 
 std::int64_t IntegerNode::GetValue(bool, bool)
 {
     const AccessScope scope(device_);
     BeginRead();
-    return Ask([&](GError** error) { return arv_gc_integer_get_value(Handle(), error); });
-}
-
-std::string IntegerNode::Misfit(std::int64_t value) const
-{
-    const std::int64_t min = Min();
-    const std::int64_t max = Max();
-    const std::int64_t inc = Inc();
-    // Unsigned, since the distance of extreme values does not fit a signed number.
-    const auto distance = static_cast<std::uint64_t>(value) - static_cast<std::uint64_t>(min);
-    if (value >= min && value <= max &&
-        (inc <= 0 || distance % static_cast<std::uint64_t>(inc) == 0)) {
-        return {};
-    }
-    return "outside minimum " + ToText(min) + ", maximum " + ToText(max) + " or increment " +
-           ToText(inc);
+    return Journalled("", Ask([&](GError** error) {
+                          return std::int64_t{arv_gc_integer_get_value(Handle(), error)};
+                      }));
 }
 
 void IntegerNode::SetValue(std::int64_t value, bool verify)
 {
     const AccessScope scope(device_);
-    CheckWrite<GenICam_3_0::OutOfRangeException>(
-        verify, [&] { return ToText(value); }, [&] { return Misfit(value); });
+    const auto text = [&] { return ToText(value); };
+    BeginWrite(verify, text, [&] {
+        return genapi::RangeError(value, genapi::IntegerRange{Min(), Max(), Inc()});
+    });
     Write(value);
+    JournalWrite(text);
 }
 
 void IntegerNode::Force(std::int64_t value)
 {
-    if (!Says().fault.empty()) {
+    if (!GetFacts().fault.empty()) {
         return;
     }
-    if (Says().onCamera) {
+    if (GetFacts().onCamera) {
         device_.RequirePresent(GetName());
     }
     Write(value);
@@ -78,7 +62,7 @@ void IntegerNode::Write(std::int64_t value)
 {
     selected_.Writing(value);
     Checked([&](GError** error) { arv_gc_integer_set_value(Handle(), value, error); },
-            [&] { return Name() + " = " + ToText(value) + " can't be written"; });
+            [&] { return fmt::format("{} = {} can't be written", Name(), value); });
     selected_.Written(value);
 }
 
@@ -107,21 +91,21 @@ std::int64_t IntegerNode::GetMin()
 {
     const AccessScope scope(device_);
     BeginRead();
-    return Min();
+    return Journalled(".Min", Min());
 }
 
 std::int64_t IntegerNode::GetMax()
 {
     const AccessScope scope(device_);
     BeginRead();
-    return Max();
+    return Journalled(".Max", Max());
 }
 
 std::int64_t IntegerNode::GetInc()
 {
     const AccessScope scope(device_);
     BeginRead();
-    return Inc();
+    return Journalled(".Inc", Inc());
 }
 
 } // namespace net

@@ -21,7 +21,7 @@ public:
 
     const char* GetName() const override { return Name().c_str(); }
     const char* GetUnit() const override { return unit_.c_str(); }
-    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
     double GetValue(bool verify, bool ignoreCache) override;
     void SetValue(double value, bool verify) override;
     double GetMin() override;
@@ -32,16 +32,12 @@ public:
     void ForgetFrameValue() { frameValue_.reset(); }
 
 private:
-    struct Limits {
-        double min;
-        double max;
-    };
     ArvGcFloat* Handle() const { return ARV_GC_FLOAT(node_); }
     double Min() const;
     double Max() const;
 
     std::string unit_;
-    std::optional<double> frameValue_; ///< what the feature was for the frame delivered last
+    std::optional<double> frameValue_; ///< its value for the frame that was delivered last
 };
 
 /** The features whose frame values end when a selector moves. */
@@ -49,8 +45,8 @@ class Selected
 {
 public:
     void Add(FloatNode* feature) { features_.push_back(feature); }
-    /** Before a write. The value that was written last moves nothing; it goes to the camera all the
-     *  same, since a camera may have changed its selector by itself. */
+    /** Before a write. Writing the selector's last value again ends no frame values; it goes to the
+     *  camera all the same, since a camera may have changed its selector by itself. */
     void Writing(std::int64_t value);
     void Written(std::int64_t value) { last_ = value; }
 
@@ -66,7 +62,7 @@ public:
 
     const char* GetName() const override { return Name().c_str(); }
     const char* GetUnit() const override { return unit_.c_str(); }
-    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
     std::int64_t GetValue(bool verify, bool ignoreCache) override;
     void SetValue(std::int64_t value, bool verify) override;
     std::int64_t GetMin() override;
@@ -75,7 +71,8 @@ public:
 
     // For the map.
     Selected& Selects() { return selected_; }
-    /** Past every check but that the camera is there, if that matters. */
+    /** Writes without any check, but raises TimeoutException when a value in the camera is to be
+     *  written while the camera is gone. */
     void Force(std::int64_t value);
 
 private:
@@ -83,7 +80,6 @@ private:
     std::int64_t Min() const;
     std::int64_t Max() const;
     std::int64_t Inc() const;
-    std::string Misfit(std::int64_t value) const;
     void Write(std::int64_t value);
 
     std::string unit_;
@@ -96,7 +92,7 @@ public:
     using Feature::Feature;
 
     const char* GetName() const override { return Name().c_str(); }
-    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
     bool GetValue(bool verify, bool ignoreCache) override;
     void SetValue(bool value, bool verify) override;
 
@@ -112,7 +108,7 @@ public:
     ~EnumerationNode() override;
 
     const char* GetName() const override { return Name().c_str(); }
-    GenApi_3_0::EAccessMode GetAccessMode() const override;
+    GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
     GenApi_3_0::gcstring ToString(bool verify, bool ignoreCache) override;
     void FromString(const GenApi_3_0::gcstring& symbolic, bool verify) override;
     std::int64_t GetIntValue(bool verify, bool ignoreCache) override;
@@ -128,8 +124,9 @@ private:
     class Entry;
     ArvGcEnumeration* Handle() const { return ARV_GC_ENUMERATION(node_); }
     std::int64_t Read() const;
-    /** `entry` is null for one that does not exist; `text` gives what was asked for. */
-    template <class Text> void Write(const Entry* entry, const Text& text, bool verify);
+    /** `entry` is null for one that does not exist; `valueText` gives what was asked for. */
+    template <class ValueText>
+    void Write(const Entry* entry, const ValueText& valueText, bool verify);
     const Entry* Find(std::string_view symbolic) const;
     const Entry* Find(std::int64_t value) const;
 

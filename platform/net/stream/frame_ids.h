@@ -23,7 +23,7 @@ public:
         } else if (last_ != 0 && last_ <= kNarrow && last_ - id > kFarBack) {
             missing = kNarrow - last_ + id - 1; // 0 is no number
         } else if (last_ != 0) {
-            return 0; // an older one, of no account
+            return 0; // an older frame, which is late and counts for nothing
         }
         last_ = id;
         return missing;

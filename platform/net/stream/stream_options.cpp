@@ -1,11 +1,12 @@
 #include "net/stream/stream_options.h"
 
-#include "gev_backend.h"
 #include "net/control/gvcp.h"
 #include "net/library_owners.h"
 
 #include <algorithm>
 #include <atomic>
+#include <fmt/format.h>
+#include <vector>
 
 namespace net
 {
@@ -13,7 +14,7 @@ namespace net
 namespace
 {
 
-// What the library does, whatever it is asked for.
+// What the library does, whatever the options say.
 constexpr std::uint32_t kCommandTimeoutMs = 500;
 constexpr std::uint32_t kCommandRetries = 5;
 
@@ -22,11 +23,11 @@ constexpr std::uint32_t kLargestPacket = 65535;
 constexpr std::uint32_t kShortestHeartbeatMs = 500;
 constexpr std::uint64_t kUsPerS = 1'000'000;
 
-struct Unheard {
+struct UnsupportedOption {
     std::uint32_t GEV_CAMERA_OPTIONS::*option;
     const char* name;
 };
-constexpr Unheard kUnheard[] = {
+constexpr UnsupportedOption kUnsupported[] = {
     {&GEV_CAMERA_OPTIONS::commandTimeoutMs, "command time-out"},
     {&GEV_CAMERA_OPTIONS::commandRetries, "command retries"},
     {&GEV_CAMERA_OPTIONS::streamFramesBuffered, "frames buffered by the stream"},
@@ -38,11 +39,12 @@ constexpr Unheard kUnheard[] = {
 
 StreamOptions::StreamOptions(Device& device) : device_(device)
 {
+    DeferredLog log;
     const std::lock_guard lock(device.Mutex());
     auto* const camera = ARV_GV_DEVICE(device.Handle());
     const auto needed = [this](const char* what, const ErrorSlot& error) {
         if (error && fault_.empty()) {
-            fault_ = std::string(what) + ": " + error.Text();
+            fault_ = fmt::format("{}: {}", what, error.Text());
         }
     };
     ErrorSlot error;
@@ -61,8 +63,8 @@ StreamOptions::StreamOptions(Device& device) : device_(device)
     guint32 delayTicks = 0;
     arv_device_read_register(device.Handle(), kStreamPacketDelay, &delayTicks, error.Out());
     if (error) { // a camera may be without it, and then delays nothing
-        gevplat::WriteLog(3, "network camera " + device_.Serial() +
-                                 " tells no packet delay: " + error.Text());
+        log.Add(3, fmt::format("network camera {} tells no packet delay: {}", device_.Serial(),
+                               error.Text()));
         delayTicks = 0;
     }
     options_.streamPacketDelay =
@@ -76,7 +78,7 @@ std::uint32_t StreamOptions::DelayTicks(std::uint32_t us) const
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(ticks, 0xFFFFFFFF));
 }
 
-int StreamOptions::Set(const GEV_CAMERA_OPTIONS& options)
+int StreamOptions::Set(const GEV_CAMERA_OPTIONS& options, DeferredLog& log)
 {
     if (options.streamPacketSize < kSmallestPacket || options.streamPacketSize > kLargestPacket ||
         options.heartbeatTimeoutMs < kShortestHeartbeatMs || options.streamFrameTimeoutMs == 0) {
@@ -100,28 +102,29 @@ int StreamOptions::Set(const GEV_CAMERA_OPTIONS& options)
                                       DelayTicks(options.streamPacketDelay), error.Out());
         }
         if (error) {
-            gevplat::WriteLog(2, "network camera " + device_.Serial() +
-                                     " refuses stream options: " + error.Text());
+            log.Add(2, fmt::format("network camera {} refuses stream options: {}", device_.Serial(),
+                                   error.Text()));
             return kGevBadValue;
         }
     }
-    TellWhatChangesNothing(options);
+    LogWithoutEffect(options, log);
     options_ = options;
     return kGevOk;
 }
 
-void StreamOptions::TellWhatChangesNothing(const GEV_CAMERA_OPTIONS& options) const
+void StreamOptions::LogWithoutEffect(const GEV_CAMERA_OPTIONS& options, DeferredLog& log) const
 {
     static std::atomic<bool> told{false};
-    std::string names;
-    for (const Unheard& row : kUnheard) {
+    std::vector<const char*> names;
+    for (const UnsupportedOption& row : kUnsupported) {
         if (options.*row.option != options_.*row.option) {
-            names += (names.empty() ? "" : ", ") + std::string(row.name);
+            names.push_back(row.name);
         }
     }
     if (!names.empty() && !told.exchange(true)) {
-        gevplat::WriteLog(3, "network cameras can't be told: " + names +
-                                 "; the network library decides these by itself");
+        log.Add(3, fmt::format("network cameras can't be told: {}; the network library decides "
+                               "these by itself",
+                               fmt::join(names, ", ")));
     }
 }
 

@@ -1,33 +1,34 @@
-/** How a camera's stream and control channel are run, as far as the network library lets us. */
+/** The options of a camera's stream and control channel, as far as the network library has them. */
 #pragma once
 
 #include "gev_api.h"
 #include "net/control/device.h"
+#include "net/deferred_log.h"
 
 #include <string>
 
 namespace net
 {
 
-/** Packet size, packet delay and heartbeat go to the camera at once; the frame time-out to the next
- *  transfer. The library fixes command time-out and retries, has no limit of frames or memory held
- *  back but the caller's buffers, and asks for lost packets again by its own rule: other values for
- *  those are kept, but change nothing, and the log says so once. */
+/** Packet size, packet delay and heartbeat take effect at once, the frame time-out with the next
+ *  transfer. The library fixes command time-out and retries, limits buffered frames by nothing but
+ *  the caller's buffers, and requests lost packets again by a rule of its own: other values of
+ * these options are kept but have no effect, and the log says so once. */
 class StreamOptions
 {
 public:
     /** Reads what the camera has. The device outlives this object. */
     explicit StreamOptions(Device& device);
 
-    /** What couldn't be read of what every camera has; empty: nothing. */
+    /** Which of the values that every camera has couldn't be read, and why; empty: all were. */
     const std::string& Fault() const { return fault_; }
     const GEV_CAMERA_OPTIONS& Get() const { return options_; }
     /** kGevBadValue: refused whole. Raises TimeoutException when the camera is gone. */
-    int Set(const GEV_CAMERA_OPTIONS& options);
+    int Set(const GEV_CAMERA_OPTIONS& options, DeferredLog& log);
 
 private:
     std::uint32_t DelayTicks(std::uint32_t us) const;
-    void TellWhatChangesNothing(const GEV_CAMERA_OPTIONS& options) const;
+    void LogWithoutEffect(const GEV_CAMERA_OPTIONS& options, DeferredLog& log) const;
 
     Device& device_;
     std::uint64_t tickFrequency_ = 0; ///< Hz

@@ -1,10 +1,10 @@
 #include "net/stream/transfer.h"
-#include "base/signals_blocked.h"
 
-#include "gev_backend.h"
+#include "base/signals_blocked.h"
 
 #include <algorithm>
 #include <chrono>
+#include <fmt/format.h>
 
 namespace net
 {
@@ -16,7 +16,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t kForEver = ~std::uint64_t{0};
 constexpr std::uint32_t kForEverAsked = 0xFFFFFFFF;
-constexpr auto kSlice = std::chrono::milliseconds(50); ///< how long a Wait goes without looking up
+constexpr auto kSlice = std::chrono::milliseconds(50); ///< after which a Wait looks at the state
 constexpr std::uint64_t kUsPerMs = 1000;
 constexpr std::uint64_t kHeaders = 36; ///< bytes of a packet that aren't the frame's
 constexpr std::uint64_t kEnds = 2;     ///< packets: the one before the image and the one behind it
@@ -32,7 +32,7 @@ std::uint64_t Info(ArvStream* stream, const char* name)
     return arv_stream_get_info_uint64_by_name(stream, name);
 }
 
-/** Chunks are read only where there is something to read, since a failing look costs each frame. */
+/** Null without a chunk that is read: looking for one that isn't there would cost every frame. */
 Ref<ArvChunkParser> MakeChunkParser(ArvDevice* device)
 {
     if (arv_device_get_feature(device, kChunkGain) == nullptr &&
@@ -55,7 +55,7 @@ Transfer::Transfer(Device& device, FeatureMap& features) : device_(device), feat
 
 int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTimeoutMs,
                    std::uint64_t size, std::uint32_t count, void** buffers,
-                   std::shared_ptr<Transfer>* transfer)
+                   std::shared_ptr<Transfer>* transfer, DeferredLog& log)
 {
     const base::SignalsBlocked blocked;
     const std::lock_guard lock(device.Mutex());
@@ -63,8 +63,8 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
     ErrorSlot error;
     made->stream_.reset(arv_device_create_stream(device.Handle(), nullptr, nullptr, error.Out()));
     if (made->stream_ == nullptr) {
-        gevplat::WriteLog(2, "network camera " + device.Serial() +
-                                 " gives no stream: " + error.Text());
+        log.Add(
+            2, fmt::format("network camera {} gives no stream: {}", device.Serial(), error.Text()));
         return kGevError;
     }
     g_object_set(made->stream_.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO,
@@ -75,8 +75,8 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
         made->tickFrequency_ = arv_gv_device_get_timestamp_tick_frequency(camera, error.Out());
     }
     if (error) {
-        gevplat::WriteLog(2, "network camera " + device.Serial() +
-                                 " doesn't tell how it streams: " + error.Text());
+        log.Add(2, fmt::format("network camera {} doesn't tell how it streams: {}", device.Serial(),
+                               error.Text()));
         return kGevError;
     }
     const std::uint64_t inPacket = std::max(packetSize, 2 * kHeaders) - kHeaders;
@@ -111,7 +111,7 @@ void Transfer::Start(std::uint32_t frames, const Geometry& geometry)
     geometry_ = geometry;
     framesLeft_ = frames == kForEverAsked ? kForEver : frames;
     ids_.Restart();
-    if (!running_) { // anew, or the frames that begin at 1 again pass for late ones
+    if (!running_) { // a new thread, or the frames that begin at 1 again are taken for late ones
         arv_stream_start_thread(stream_.get());
         running_ = true;
     }
@@ -136,8 +136,8 @@ void Transfer::Retire()
     const std::lock_guard lock(mutex_);
     started_ = false;
     retired_ = true;
-    // The stream lets go of its buffers only when its thread is stopped, and wants to find a thread
-    // when it goes itself; that one has no buffer to write to.
+    // The stream releases its buffers only when its thread is stopped, and needs a running thread
+    // when it is destroyed itself; the new one has no buffer to write to.
     if (!running_) {
         arv_stream_start_thread(stream_.get());
     }
@@ -147,7 +147,7 @@ void Transfer::Retire()
 }
 
 /** Gives a buffer, and the reference to it, to the stream. A frame whose first packet is lost
- * leaves number and time as they are, so those of the frame before must not be there. */
+ * leaves number and time as they are, so those of the buffer's last frame are taken out. */
 void Transfer::Push(ArvBuffer* buffer)
 {
     arv_buffer_set_frame_id(buffer, kNoNumber);
@@ -192,8 +192,8 @@ int Transfer::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
     }
 }
 
-/** Frames between the one before and this one. The library counts packets that found no buffer,
- * which tells why frames are missing, but not how many. */
+/** Counts frames that are missing before this one. The library counts packets that found no buffer,
+ *  which tells why frames are missing but not how many. */
 void Transfer::CountMissing(std::uint64_t frames)
 {
     if (frames == 0) {
@@ -245,7 +245,7 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
     return &place;
 }
 
-/** The library calls a frame a success that it cut to the buffer's size. */
+/** The library also calls a frame a success when it was cut to the buffer's size. */
 bool Transfer::HoldsImage(ArvBuffer* buffer) const
 {
     std::size_t size = 0;
@@ -283,7 +283,7 @@ void Transfer::Describe(Place& place, bool complete)
     }
 }
 
-/** There are none without a parser, and then nothing needs the device's lock. */
+/** Without a parser there are no such values, and the device's lock isn't needed. */
 void Transfer::ForgetFrameValues()
 {
     if (chunks_ != nullptr) {
@@ -291,7 +291,7 @@ void Transfer::ForgetFrameValues()
     }
 }
 
-/** Gain and exposure time of the frame itself, when it brings them. */
+/** Gain and exposure time of the frame itself, when it has them in its chunks. */
 void Transfer::ReadFrameValues(ArvBuffer* buffer)
 {
     ForgetFrameValues();

@@ -3,6 +3,7 @@
 
 #include "gev_api.h"
 #include "net/control/device.h"
+#include "net/deferred_log.h"
 #include "net/library_owners.h"
 #include "net/nodes/feature_map.h"
 #include "net/stream/frame_ids.h"
@@ -24,26 +25,27 @@ struct Geometry {
 
 /** Made by GevInitializeTransfer, gone with GevFreeTransfer. Statuses are GevStatus.
  *
- *  Threads: Wait may run beside every other operation. Where two of them need the same, the mutex
- *  keeps them apart; nobody waits for a frame or for the camera while holding it. */
+ *  Threads: Wait may run beside every other operation; the mutex keeps them apart, and nobody waits
+ *  for a frame while holding it. Where frames bring values of features along, the device's lock is
+ *  taken under it (lock order in net_camera.h). */
 class Transfer
 {
 public:
     /** Buffers of `size` bytes in the caller's memory, which outlives this object. */
     static int Make(Device& device, FeatureMap& features, std::uint32_t frameTimeoutMs,
                     std::uint64_t size, std::uint32_t count, void** buffers,
-                    std::shared_ptr<Transfer>* transfer);
+                    std::shared_ptr<Transfer>* transfer, DeferredLog& log);
     ~Transfer();
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
     bool IsStarted() const;
-    /** The library's side runs from here on; the camera's acquisition is the caller's affair. */
+    /** Starts the library's stream; starting the camera's acquisition is up to the caller. */
     void Start(std::uint32_t frames, const Geometry& geometry);
     /** Frames that are not in the caller's hands are dropped. */
     void Stop();
-    /** From now on nothing is written to the caller's memory, and every Wait returns kGevNotReady,
-     *  soon. Comes last. */
+    /** From now on nothing is written to the caller's memory, and every Wait returns kGevNotReady
+     *  soon. The last operation. */
     void Retire();
     int Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs);
     int Release(_tag_GEVBUF_ENTRY* frame);

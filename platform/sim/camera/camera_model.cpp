@@ -1,9 +1,10 @@
 #include "sim/camera/camera_model.h"
 
-#include "injection/record.h"
+#include "injection/node_faults.h"
 #include "sim/texts.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <utility>
 
 namespace sim
@@ -12,8 +13,8 @@ namespace sim
 namespace
 {
 
-/** Set-ups come from scripts and files: what no camera could be is brought within reach. */
-CameraSetup Sane(CameraSetup setup)
+/** Set-ups come from programs and files: what no camera could have is clamped to what one can. */
+CameraSetup Clamped(CameraSetup setup)
 {
     constexpr std::uint32_t kLargestSensor = 65536;
     constexpr double kMostNoise = 100;
@@ -30,7 +31,7 @@ CameraSetup Sane(CameraSetup setup)
 
 CameraModel::CameraModel(CameraSetup setup, const NetworkClock& clock,
                          std::shared_ptr<const LightImage> image)
-    : setup_(Sane(std::move(setup))), clock_(clock), ticks_(setup_),
+    : setup_(Clamped(std::move(setup))), clock_(clock), ticks_(setup_),
       features_(setup_, *this,
                 {.streaming = [this] { return stream_.IsRunning(); },
                  .nowNs = [this] { return clock_.NowNs(); }}),
@@ -83,46 +84,20 @@ void CameraModel::Enter()
     const std::int64_t nowNs = clock_.NowNs();
     stream_.Advance(nowNs);
     if (!presence_.At(nowNs)) {
-        throw GenICam_3_0::TimeoutException("camera " + setup_.serial + " does not answer");
+        throw GenICam_3_0::TimeoutException(
+            fmt::format("camera {} does not answer", setup_.serial));
     }
 }
 
-void CameraModel::Strike(genapi::AccessKind kind, const char* feature)
+void CameraModel::InjectFaults(injection::AccessKind kind, const char* feature)
 {
-    const bool write = kind == genapi::AccessKind::Write;
-    sim::Record& record = sim::Record::Get();
-    record.CountAccess(write);
-    if (FaultTable::Get().Empty()) {
-        return;
-    }
-    const auto due =
-        FaultTable::Get().Due(write ? Trigger::Write : Trigger::Read, feature, setup_.serial);
-    for (const Fault& fault : due) {
-        record.Add("fault", std::string(write ? "write " : "read ") + feature);
-        switch (fault.effect) {
-        case Effect::Delay:
-            clock_.SleepNs(fault.value);
-            break;
-        case Effect::Detach:
-            Detach(clock_.NowNs(), fault.value);
-            Enter(); // raises
-            break;
-        case Effect::Throw:
-            RaiseFault(fault);
-        default:
-            break;
-        }
-    }
+    injection::InjectFaults(kind, feature, setup_.serial.c_str(), *this);
 }
 
-bool CameraModel::Recording() const
+void CameraModel::DetachCamera(const char* /*serial*/, std::int64_t forNs)
 {
-    return sim::Record::Get().On();
-}
-
-void CameraModel::Record(const char* kind, std::string text)
-{
-    sim::Record::Get().Add(kind, std::move(text));
+    Detach(clock_.NowNs(), forNs);
+    Enter(); // raises
 }
 
 } // namespace sim

@@ -6,7 +6,7 @@
 #pragma once
 
 #include "genapi/access_hook.h"
-#include "injection/faults.h"
+#include "injection/effects.h"
 #include "sim/camera/camera_features.h"
 #include "sim/camera/output_lines.h"
 #include "sim/camera/presence.h"
@@ -22,7 +22,7 @@
 namespace sim
 {
 
-class CameraModel : public genapi::AccessHook
+class CameraModel : public genapi::AccessHook, public injection::Effects
 {
 public:
     /** `image` is what the camera looks at; null: a test pattern. */
@@ -56,9 +56,12 @@ public:
     void Lock() override { mutex_.lock(); }
     void Unlock() override { mutex_.unlock(); }
     void Enter() override;
-    void Strike(genapi::AccessKind kind, const char* feature) override;
-    bool Recording() const override;
-    void Record(const char* kind, std::string text) override;
+    void InjectFaults(injection::AccessKind kind, const char* feature) override;
+
+    // injection::Effects, for faults on this camera's nodes. Under the lock.
+    void SleepNs(std::int64_t ns) override { clock_.SleepNs(ns); }
+    /** Raises TimeoutException, as the access does that it happens in. */
+    void DetachCamera(const char* serial, std::int64_t forNs) override;
 
 private:
     const CameraSetup setup_;

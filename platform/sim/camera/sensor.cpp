@@ -1,5 +1,6 @@
 #include "sim/camera/sensor.h"
 
+#include "injection/faults.h"
 #include "injection/record.h"
 #include "sim/camera/camera_model.h"
 #include "sim/picture/pixel_packing.h"
@@ -83,7 +84,7 @@ Frame Sensor::Expose()
         setup.jitterUs > 0 ? clockNs(setup.jitterUs * random_.Normal()) : 0;
     frame.arrivalNs = std::max(readOutNs, readOutNs + clockNs(cost.transferUs) + jitterNs);
 
-    Strike(&frame);
+    InjectFaults(&frame);
     lastArrivalNs_ = std::max(lastArrivalNs_, frame.arrivalNs);
     frame.arrivalNs = lastArrivalNs_;
     const double rate = std::max(kLowestRate, camera_.Features().frameRate->Value());
@@ -93,12 +94,12 @@ Frame Sensor::Expose()
     return frame;
 }
 
-/** The script's part. Jumps come before the time stamp is taken. */
-void Sensor::Strike(Frame* frame)
+/** Jumps of the tick counter come before the time stamp is taken. */
+void Sensor::InjectFaults(Frame* frame)
 {
-    Record& record = Record::Get();
+    injection::Record& record = injection::Record::Get();
     record.CountFrame();
-    const auto due = FaultTable::Get().Due(Trigger::Frame, "", camera_.Setup().serial);
+    const auto due = injection::FaultTable::Get().Due(Trigger::Frame, "", camera_.Setup().serial);
     for (const Fault& fault : due) {
         if (fault.effect == Effect::JumpTicks) {
             camera_.Ticks().Jump(frame->startNs, fault.value);

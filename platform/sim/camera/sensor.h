@@ -1,5 +1,5 @@
 /** The side of the stream that makes frames: when the next exposure starts, what the frame is made
- *  of, and what the script does to it.
+ *  of, and the faults that are injected into it.
  *
  *  A frame takes the settings that are in force when its exposure starts; its time stamp is the
  *  tick counter at that moment. It arrives when exposure, read-out and transfer are over, with the
@@ -61,7 +61,7 @@ public:
 
 private:
     void Describe(Frame* frame);
-    void Strike(Frame* frame);
+    void InjectFaults(Frame* frame);
 
     CameraModel& camera_;
     Random random_;

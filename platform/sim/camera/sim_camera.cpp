@@ -1,5 +1,6 @@
 #include "sim/camera/sim_camera.h"
 
+#include "core/simulated_backend.h"
 #include "genapi/raw_value.h"
 #include "sim/network.h"
 
@@ -110,7 +111,7 @@ int SimCamera::StartTransfer(std::uint32_t frames)
     return reached == kGevOk ? model_->Frames().Start(frames) : reached;
 }
 
-/** A camera that is away can't be told, but nothing more is taken from it. */
+/** A camera that is away can't be told to stop, but no more frames are taken from it. */
 int SimCamera::AbortTransfer()
 {
     const genapi::AccessScope scope(*model_);
@@ -171,3 +172,9 @@ int SimBackend::Open(const GEV_DEVICE_INFO& device, int, std::unique_ptr<gevplat
 }
 
 } // namespace sim
+
+gevplat::Backend& gevplat::SimulatedBackend()
+{
+    static auto* backend = new sim::SimBackend; // kept for threads that run while the process ends
+    return *backend;
+}

@@ -14,7 +14,7 @@ namespace sim
 class SimCamera : public gevplat::Camera
 {
 public:
-    /** Has taken control of the model already and gives it back. */
+    /** The caller has taken control of the model; the destructor gives it back. */
     explicit SimCamera(std::shared_ptr<CameraModel> model);
     ~SimCamera() override;
 

@@ -183,12 +183,10 @@ void Stream::Arrive(Frame frame)
     const std::uint64_t missing = frame.incomplete ? packets - packets / 2 : 0;
     statistics_.packetsMissing += missing;
     statistics_.packetsReceived += packets - missing;
+    // A frame whose buffer a waiting caller claimed is the oldest one, so it is never held up.
     const bool held = waiting_.Size() >= framesBuffered_;
     if (held || (frame.buffer == Frame::kNoBuffer && !Claim(&frame))) {
         ++statistics_.underruns;
-        if (frame.buffer != Frame::kNoBuffer) {
-            slots_[frame.buffer].state = State::Free;
-        }
         return;
     }
     slots_[frame.buffer].state = State::Waiting;

@@ -1,5 +1,5 @@
 /** The camera that the contract tests run on. Each binary brings one factory: the tests see only
- *  the contract, so that every kind of camera has to keep it. */
+ *  the contract, so that the cameras of every backend have to keep it. */
 #pragma once
 
 #include "gev_api.h"
@@ -17,6 +17,7 @@ class CameraUnderTest
 public:
     virtual ~CameraUnderTest() = default;
     virtual std::string Serial() const = 0;
+    /** Returns when an open camera's session knows of it. */
     virtual void SetAttached(bool attached) = 0;
 };
 
@@ -27,7 +28,7 @@ class Session : public testing::Test
 {
 protected:
     static constexpr std::uint32_t kForEver = 0xFFFFFFFF;
-    static constexpr std::uint32_t kPatienceMs = 2000;
+    static constexpr std::uint32_t kPatienceMs = 20'000; ///< for what has to come
 
     void TearDown() override { GevApiUninitialize(); }
 
@@ -88,6 +89,29 @@ protected:
         _tag_GEVBUF_ENTRY* frame = nullptr;
         status = GevWaitForNextFrame(handle, &frame, timeoutMs);
         return frame;
+    }
+
+    /** The next frame, which has to come. */
+    _tag_GEVBUF_ENTRY& Take()
+    {
+        static _tag_GEVBUF_ENTRY none{};
+        _tag_GEVBUF_ENTRY* frame = Next();
+        EXPECT_NE(frame, nullptr);
+        return frame == nullptr ? none : *frame;
+    }
+    int Release(_tag_GEVBUF_ENTRY& frame) { return GevReleaseFrame(handle, &frame); }
+    void GrabFrames(int frames)
+    {
+        for (int i = 0; i < frames; ++i) {
+            EXPECT_EQ(Release(Take()), kGevOk);
+        }
+    }
+
+    static GEV_TRANSFER_STATISTICS Statistics()
+    {
+        GEV_TRANSFER_STATISTICS counts{};
+        EXPECT_EQ(GevGetTransferStatistics(&counts), kGevOk);
+        return counts;
     }
 
     GEV_DEVICE_INFO device{};

@@ -1,10 +1,12 @@
-#include "injection/call_script.h"
+#include "injection/call_faults.h"
 
+#include "injection/effects.h"
 #include "injection/faults.h"
 #include "injection/record.h"
-#include "sim/network.h"
 
-namespace sim
+#include <fmt/format.h>
+
+namespace injection
 {
 
 std::optional<std::int64_t> BeginCall(const char* call, const char* serial)
@@ -14,30 +16,22 @@ std::optional<std::int64_t> BeginCall(const char* call, const char* serial)
     if (FaultTable::Get().Empty()) {
         return failed;
     }
-    NetworkClock& clock = Network::Get().Time();
     for (const Fault& fault : FaultTable::Get().Due(Trigger::Call, call, serial)) {
         Record::Get().Add("fault", call);
         if (fault.effect == Effect::Fail) {
             failed = fault.value;
         } else if (fault.effect == Effect::Delay) {
-            clock.SleepNs(fault.value);
+            RegisteredEffects().SleepNs(fault.value);
         } else if (fault.effect == Effect::Detach) {
-            if (const auto camera = Network::Get().Find(serial)) {
-                camera->Detach(clock.NowNs(), fault.value);
-            }
+            RegisteredEffects().DetachCamera(serial, fault.value);
         }
     }
     return failed;
 }
 
-bool JournalIsOn()
+void JournalCall(const char* call, std::string_view arguments, std::string_view result)
 {
-    return Record::Get().On();
+    Record::Get().Add("gev", fmt::format("{}({})={}", call, arguments, result));
 }
 
-void JournalCall(const char* call, const std::string& arguments, const std::string& result)
-{
-    Record::Get().Add("gev", std::string(call) + "(" + arguments + ")=" + result);
-}
-
-} // namespace sim
+} // namespace injection

@@ -1,0 +1,41 @@
+#include "injection/effects.h"
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+namespace injection
+{
+
+namespace
+{
+
+std::atomic<Effects*>& Registered()
+{
+    static auto* none = new Effects; // kept for threads that still run while the process ends
+    static std::atomic<Effects*> registered{none};
+    return registered;
+}
+
+} // namespace
+
+Effects::~Effects() = default;
+
+void Effects::SleepNs(std::int64_t ns)
+{
+    std::this_thread::sleep_for(std::chrono::nanoseconds(ns));
+}
+
+void Effects::DetachCamera(const char* /*serial*/, std::int64_t /*forNs*/) {}
+
+void RegisterEffects(Effects& effects)
+{
+    Registered().store(&effects, std::memory_order_release);
+}
+
+Effects& RegisteredEffects()
+{
+    return *Registered().load(std::memory_order_acquire);
+}
+
+} // namespace injection

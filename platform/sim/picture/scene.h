@@ -21,8 +21,10 @@ class LightImage;
 class Scene
 {
 public:
-    /** Shows the picture given, or the pattern. */
-    explicit Scene(std::shared_ptr<const LightImage> image = nullptr);
+    /** Shows the picture given, or the pattern. Keeps what the sensor sees from picture to picture
+     *  unless that takes more than `mostBytes`. */
+    explicit Scene(std::shared_ptr<const LightImage> image = nullptr,
+                   std::size_t mostBytes = std::size_t{512} << 20);
     ~Scene();
 
     /** Writes the picture, and not a byte beyond `size`. Lines follow each other without padding.

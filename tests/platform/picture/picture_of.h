@@ -4,7 +4,9 @@
 #include "sim/picture/pixel_packing.h"
 #include "sim/picture/scene.h"
 
+#include <array>
 #include <cstdint>
+#include <numeric>
 #include <vector>
 
 namespace sim
@@ -25,9 +27,17 @@ inline PictureJob JobOf(std::uint32_t format, std::uint32_t width = 640, std::ui
     return job;
 }
 
-inline Bytes PictureOf(const PictureJob& job)
+inline PictureJob Region(PictureJob job, std::array<std::uint32_t, 4> leftTopWidthHeight)
 {
-    Scene scene;
+    job.offsetX = leftTopWidthHeight[0];
+    job.offsetY = leftTopWidthHeight[1];
+    job.width = leftTopWidthHeight[2];
+    job.height = leftTopWidthHeight[3];
+    return job;
+}
+
+inline Bytes PictureOf(const PictureJob& job, Scene&& scene = Scene())
+{
     Bytes image(PictureBytes(job.width, job.height, job.pixelFormat));
     scene.Paint(job, image.data(), image.size());
     return image;
@@ -65,6 +75,73 @@ inline std::vector<unsigned> Pixels(const Bytes& image, std::uint32_t format)
         }
     }
     return pixels;
+}
+inline std::vector<unsigned> PixelsOf(const PictureJob& job)
+{
+    return Pixels(PictureOf(job), job.pixelFormat);
+}
+
+/** Of the pixels, in steps of 8 bits. */
+inline double MeanOf(const Bytes& image, std::uint32_t format)
+{
+    const auto pixels = Pixels(image, format);
+    const double sum = std::accumulate(pixels.begin(), pixels.end(), 0.0);
+    return sum / static_cast<double>(pixels.size()) / (Is12Bit(format) ? 16 : 1);
+}
+
+/** A curve of its own for each channel, all of them far from the straight line. */
+inline std::shared_ptr<const ToneCurve> Curves()
+{
+    auto tone = std::make_shared<ToneCurve>();
+    for (unsigned i = 0; i < 4096; ++i) {
+        tone->samples[kRed][i] = static_cast<std::uint16_t>(4095 - i);
+        tone->samples[kGreen][i] = static_cast<std::uint16_t>(i / 2);
+        tone->samples[kBlue][i] = static_cast<std::uint16_t>(i < 100 ? 800 : 4095);
+    }
+    return tone;
+}
+
+/** Has a scene paint one job after the other, each of them another picture, and compares it with
+ *  one that has never painted before. `make` gives a new scene. */
+template <typename Make> void ExpectNothingLeftBehind(std::uint32_t format, Make make)
+{
+    Scene scene = make();
+    PictureJob job = JobOf(format, 320, 240);
+    Bytes before;
+    const auto differs = [&](const char* change) {
+        Bytes now(PictureBytes(job.width, job.height, job.pixelFormat));
+        scene.Paint(job, now.data(), now.size());
+        EXPECT_EQ(now, PictureOf(job, make())) << change;
+        EXPECT_NE(now, before) << change;
+        before = std::move(now);
+    };
+    differs("first");
+    job.exposureUs /= 2;
+    differs("exposure");
+    job.tone = Curves();
+    differs("tone");
+    job = Region(job, {42, 31, 200, 100});
+    differs("region");
+    job.reverseX = true;
+    differs("mirrored");
+    job.reverseY = true;
+    differs("upside down");
+    job.noise = 1;
+    differs("noise");
+    ++job.frameNumber;
+    differs("another frame's noise");
+    ++job.noiseSeed;
+    differs("another seed's noise");
+    job.gain = 2;
+    differs("gain");
+    job.noise = 0;
+    differs("no noise");
+    job.sensorWidth = 640;
+    differs("another sensor");
+    job.pixelFormat = format == kMono8 ? kBayerRg8 : kMono8;
+    differs("another format");
+    job.tone = nullptr;
+    differs("no tone");
 }
 
 } // namespace sim

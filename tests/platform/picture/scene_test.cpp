@@ -26,6 +26,33 @@ class EveryFormat : public ::testing::TestWithParam<std::uint32_t>
 };
 INSTANTIATE_TEST_SUITE_P(Scene, EveryFormat, ::testing::ValuesIn(kFormats));
 
+/** A small region of one of the colour bars. */
+PictureJob Bar(std::uint32_t format, std::uint32_t bar)
+{
+    return Region(JobOf(format), {bar * 80 + 20, 60, 4, 2});
+}
+
+/** A flat grey region of 75 % light. */
+PictureJob Flat(std::uint32_t format)
+{
+    PictureJob job = Region(JobOf(format, 2048, 1024), {8, 72, 240, 140});
+    job.noise = 1;
+    job.noiseSeed = 42;
+    return job;
+}
+
+double DeviationOf(const std::vector<unsigned>& values)
+{
+    double sum = 0;
+    double squares = 0;
+    for (const unsigned value : values) {
+        sum += value;
+        squares += double{static_cast<double>(value)} * value;
+    }
+    const auto count = static_cast<double>(values.size());
+    return std::sqrt(std::max(squares / count - sum / count * (sum / count), 0.0));
+}
+
 } // namespace
 
 TEST(PixelPacking, LaysOutBytesAsTheFormatSays)
@@ -39,6 +66,8 @@ TEST(PixelPacking, LaysOutBytesAsTheFormatSays)
     line = {};
     PackHigh8(samples.data(), 3, line.data());
     EXPECT_THAT(line, ElementsAre(0xAB, 0x12, 0xFE, 0, 0, 0));
+    PackMosaic(samples.data(), samples.data() + 1, 3, line.data());
+    EXPECT_THAT(line, ElementsAre(0xAB, 0x12, 0x12, 0, 0, 0));
 }
 
 TEST(PixelPacking, UyvyIsFullRangeWithTheMeanChromaOfAPair)
@@ -50,7 +79,7 @@ TEST(PixelPacking, UyvyIsFullRangeWithTheMeanChromaOfAPair)
     line.back() = 77;
     PackUyvy(red.data(), green.data(), blue.data(), 5, line.data());
     // white, white | black, red: V of half a red is 128 + 127 / 2 | blue alone
-    EXPECT_THAT(line, ElementsAre(128, 255, 128, 255, 107, 0, 191, 77, 255, 29, 77));
+    EXPECT_THAT(line, ElementsAre(128, 255, 128, 255, 106, 0, 192, 77, 255, 29, 77));
 }
 
 TEST(PixelPacking, SizesOfPicturesAndUnknownFormats)
@@ -76,12 +105,9 @@ TEST_P(EveryFormat, RegionIsCutOutOfTheWholeSensorAsItIsTurned)
     for (const bool turned : {false, true}) {
         PictureJob job = JobOf(GetParam());
         job.reverseX = job.reverseY = turned;
-        const auto whole = Pixels(PictureOf(job), GetParam());
-        job.offsetX = 100;
-        job.offsetY = 206;
-        job.width = 302;
-        job.height = 161;
-        const auto region = Pixels(PictureOf(job), GetParam());
+        const auto whole = PixelsOf(job);
+        job = Region(job, {100, 206, 302, 161});
+        const auto region = PixelsOf(job);
         for (std::uint32_t y = 0; y < job.height; ++y) {
             const auto line = region.begin() + y * job.width;
             ASSERT_TRUE(std::equal(line, line + job.width,
@@ -93,20 +119,20 @@ TEST_P(EveryFormat, RegionIsCutOutOfTheWholeSensorAsItIsTurned)
 
 TEST(Reversal, MirrorsEachAxis)
 {
-    for (const std::uint32_t format : {kMono8, kMono12Packed, kMono12, kYuv422Packed}) {
+    for (const std::uint32_t format : {kMono8, kYuv422Packed}) {
         PictureJob job = JobOf(format);
-        const auto upright = Pixels(PictureOf(job), format);
+        const auto upright = PixelsOf(job);
         auto expected = upright;
         for (auto line = expected.begin(); line != expected.end(); line += 640) {
             std::reverse(line, line + 640);
         }
         job.reverseX = true;
-        EXPECT_EQ(Pixels(PictureOf(job), format), expected) << format;
+        EXPECT_EQ(PixelsOf(job), expected) << format;
         EXPECT_NE(expected, upright);
         std::reverse(expected.begin(), expected.end()); // both ways in all, that is y alone
         job.reverseX = false;
         job.reverseY = true;
-        EXPECT_EQ(Pixels(PictureOf(job), format), expected) << format;
+        EXPECT_EQ(PixelsOf(job), expected) << format;
         EXPECT_NE(expected, upright);
     }
 }
@@ -119,11 +145,10 @@ TEST(Bayer, FirstPixelIsRedWhereverTheRegionLiesAndHoweverItIsTurned)
             PictureJob job = JobOf(kBayerRg8);
             job.reverseX = (turn & 1) != 0;
             job.reverseY = (turn & 2) != 0;
-            job.width = job.height = 4;
-            job.offsetX = (job.reverseX ? 640 - 440 : 420) + odd; // bar 5 of 8: 400 to 480
-            job.offsetY = (job.reverseY ? 480 - 70 : 60) + odd;
-            const Bytes image = PictureOf(job);
-            EXPECT_THAT(image, ElementsAre(191, 0, 191, 0, 0, 0, 0, 0, 191, 0, 191, 0, 0, 0, 0, 0))
+            job = Region(job, {(job.reverseX ? 640 - 440 : 420) + odd, // bar 5 of 8: 400 to 480
+                               (job.reverseY ? 480 - 70 : 60) + odd, 4, 4});
+            EXPECT_THAT(PictureOf(job),
+                        ElementsAre(191, 0, 191, 0, 0, 0, 0, 0, 191, 0, 191, 0, 0, 0, 0, 0))
                 << "turn " << turn << " odd " << odd;
         }
     }
@@ -132,18 +157,34 @@ TEST(Bayer, FirstPixelIsRedWhereverTheRegionLiesAndHoweverItIsTurned)
 TEST(Brightness, FollowsExposureTimesGainAndClipsAtWhite)
 {
     PictureJob job = JobOf(kMono12);
-    const auto once = Pixels(PictureOf(job), kMono12);
-    job.exposureUs *= 2;
-    const auto twice = Pixels(PictureOf(job), kMono12);
-    std::set<unsigned> levels;
-    for (std::size_t i = 0; i < once.size(); ++i) {
-        ASSERT_EQ(twice[i], std::min(2 * once[i], 4095U)) << "pixel " << i;
-        levels.insert(once[i]);
+    const auto once = PixelsOf(job);
+    EXPECT_GT(std::set(once.begin(), once.end()).size(), 300U); // two levels would prove little
+    for (const double factor : {0.01, 0.3, 1.5, 2.0, 3.99, 7.0, 250.0}) {
+        job.gain = 1;
+        job.exposureUs = factor * kReferenceExposureUs;
+        const auto lit = PixelsOf(job);
+        for (std::size_t i = 0; i < once.size(); ++i) {
+            ASSERT_NEAR(lit[i], std::min(factor * once[i], 4095.0), 1 + factor) << factor;
+        }
+        job.gain = factor;
+        job.exposureUs = kReferenceExposureUs;
+        EXPECT_EQ(PixelsOf(job), lit) << factor;
     }
-    EXPECT_GT(levels.size(), 300U); // a scene of two levels would prove little
-    job.exposureUs /= 4;
-    job.gain = 4;
-    EXPECT_EQ(Pixels(PictureOf(job), kMono12), twice);
+}
+
+TEST_P(EveryFormat, MoreExposureNeverMakesAPixelDarker)
+{
+    std::vector<unsigned> before;
+    for (double exposureUs = 100; exposureUs < 2e6; exposureUs *= 2.3) {
+        PictureJob job = JobOf(GetParam(), 320, 240);
+        job.exposureUs = exposureUs;
+        auto pixels = PixelsOf(job);
+        for (std::size_t i = 0; i < before.size(); ++i) {
+            ASSERT_GE(pixels[i], before[i]) << exposureUs;
+        }
+        EXPECT_NE(pixels, before) << exposureUs;
+        before = std::move(pixels);
+    }
 }
 
 TEST(Brightness, ImpossibleSettingsGiveBlackOrWhite)
@@ -158,21 +199,51 @@ TEST(Brightness, ImpossibleSettingsGiveBlackOrWhite)
     EXPECT_THAT(PictureOf(job), ::testing::Contains(255));
 }
 
+TEST(Balance, ActsOnItsChannelAheadOfTheClipAndNotOnMono)
+{
+    PictureJob white = Bar(kBayerRg8, 0); // 75 % everywhere
+    white.balance = {0.5, 1, 2};
+    EXPECT_THAT(PictureOf(white), ElementsAre(95, 191, 95, 191, 191, 255, 191, 255));
+    white.balance = {1, 0.5, -1};
+    EXPECT_THAT(PictureOf(white), ElementsAre(191, 95, 191, 95, 95, 0, 95, 0));
+
+    PictureJob red = Bar(kYuv422Packed, 5);
+    red.balance = {0.5, 4, 4}; // no green, no blue: nothing to amplify
+    EXPECT_THAT(PixelsOf(red), Each((77 * 95 + 128) >> 8));
+
+    PictureJob mono = Bar(kMono8, 0);
+    const Bytes plain = PictureOf(mono);
+    mono.balance = {4, 0.25, 4};
+    EXPECT_EQ(PictureOf(mono), plain);
+}
+
+TEST(Tone, ActsOnItsChannelBehindTheClip)
+{
+    PictureJob white = Bar(kBayerRg8, 0);
+    white.tone = Curves();
+    white.exposureUs *= 3; // 2.25 times white
+    EXPECT_THAT(PictureOf(white), ElementsAre(0, 127, 0, 127, 127, 255, 127, 255));
+
+    PictureJob black = white;
+    black.offsetX = 7 * 80 + 20;
+    EXPECT_THAT(PictureOf(black), ElementsAre(255, 0, 255, 0, 0, 50, 0, 50));
+    black.pixelFormat = kYuv422Packed;
+    EXPECT_THAT(PixelsOf(black), Each((77 * 255 + 29 * 50 + 128) >> 8));
+
+    for (const std::uint32_t format : {kMono8, kMono12, kMono12Packed}) {
+        white.pixelFormat = format;
+        EXPECT_THAT(PixelsOf(white), Each(Is12Bit(format) ? 2047U : 127U));
+    }
+}
+
 /** Reads the large number back, digit by digit, by comparing it with pictures of known numbers. */
 TEST(FrameNumber, CanBeReadBackFromThePictureAndFromARegionOfIt)
 {
     constexpr std::uint32_t kNumber = 907'351;
-    for (const bool region : {false, true}) {
-        PictureJob job = JobOf(kMono8, 1920, 1080);
-        if (region) { // holds one of the small numbers wholly
-            job.offsetX = 320;
-            job.offsetY = 0;
-            job.width = 320;
-            job.height = 60;
-        } else { // the band of the large number
-            job.offsetY = 320;
-            job.height = 260;
-        }
+    const PictureJob whole = JobOf(kMono8, 1920, 1080);
+    for (const auto& region : {std::array{0U, 320U, 1920U, 260U},  // the band of the large number
+                               std::array{320U, 0U, 320U, 60U}}) { // wholly holds a small one
+        PictureJob job = Region(whole, region);
         job.frameNumber = kNumber;
         const Bytes shown = PictureOf(job);
         std::uint32_t read = 0;
@@ -191,85 +262,200 @@ TEST(FrameNumber, CanBeReadBackFromThePictureAndFromARegionOfIt)
     }
 }
 
-TEST(FrameNumber, MovesBarAndChequer)
+/** From frame to frame only what moves is drawn anew. */
+TEST_P(EveryFormat, AFrameLooksAsIfNoneHadBeenPaintedBefore)
 {
-    PictureJob job = JobOf(kMono8);
-    job.offsetY = 262; // grey ramp
-    job.height = 30;
-    const Bytes ramp = PictureOf(job);
-    PictureJob chequer = job;
-    chequer.offsetY = 362;
-    chequer.height = 50;
-    const Bytes squares = PictureOf(chequer);
-    ++job.frameNumber;
-    ++chequer.frameNumber;
-    EXPECT_NE(PictureOf(job), ramp);
-    EXPECT_NE(PictureOf(chequer), squares);
-}
-
-TEST_P(EveryFormat, NothingIsWrittenBeyondTheSize)
-{
-    const PictureJob job = JobOf(GetParam(), 66, 50);
-    const Bytes whole = PictureOf(job);
-    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, std::size_t{1000},
-                                   whole.size() - 1, whole.size(), whole.size() + 50}) {
-        Bytes image(whole.size() + 100, 0xA5);
-        Scene().Paint(job, image.data(), size);
-        const std::size_t painted = std::min(size, whole.size());
-        EXPECT_TRUE(
-            std::equal(image.begin(), image.begin() + static_cast<long>(painted), whole.begin()))
-            << size;
-        EXPECT_TRUE(std::all_of(image.begin() + static_cast<long>(painted), image.end(),
-                                [](std::uint8_t byte) { return byte == 0xA5; }))
-            << size;
-    }
-}
-
-/** Sizes that no camera offers: the painter must neither crash nor leave its picture. */
-TEST_P(EveryFormat, OddAndTinySizesAndRegionsOverTheEdgeAreSafe)
-{
-    for (const std::uint32_t width : {1U, 2U, 3U, 7U, 33U}) {
-        for (const std::uint32_t height : {1U, 2U, 5U, 31U}) {
-            PictureJob job = JobOf(GetParam(), width, height);
-            job.reverseX = true;
-            EXPECT_EQ(Pixels(PictureOf(job), GetParam()).size(), std::size_t{width} * height);
-            job.offsetX = width - 1;
-            job.offsetY = 0xFFFFFFFF;
-            for (const unsigned pixel : Pixels(PictureOf(job), GetParam())) {
-                ASSERT_EQ(pixel, 0U);
-            }
+    const PictureJob sensor = JobOf(GetParam());
+    PictureJob turned = sensor;
+    turned.reverseX = turned.reverseY = true;
+    const PictureJob regions[] = {sensor, Region(turned, {101, 7, 303, 411}),
+                                  Region(sensor, {0, 262, 640, 30}),  // ramp
+                                  Region(sensor, {0, 362, 640, 50})}; // chequer
+    for (PictureJob job : regions) {
+        Scene scene;
+        Bytes image(PictureBytes(job.width, job.height, GetParam()));
+        Bytes before;
+        for (const std::uint32_t frame : {1U, 2U, 9U, 10U, 239U, 241U, 999'999U, 1'000'000U, 7U}) {
+            job.frameNumber = frame;
+            scene.Paint(job, image.data(), image.size());
+            ASSERT_EQ(image, PictureOf(job)) << frame << " from line " << job.offsetY;
+            ASSERT_NE(image, before) << frame << " from line " << job.offsetY;
+            before = image;
         }
     }
-    PictureJob nothing = JobOf(GetParam(), 0, 0);
-    nothing.width = nothing.height = 4;
-    EXPECT_THAT(Pixels(PictureOf(nothing), GetParam()), Each(0U));
+}
+
+TEST_P(EveryFormat, WhatWasPaintedBeforeLeavesNothingBehind)
+{
+    ExpectNothingLeftBehind(GetParam(), [] { return Scene(); });
+}
+
+/** Pictures that are too large to be kept are drawn in parts. */
+TEST_P(EveryFormat, APictureInPartsIsTheSame)
+{
+    for (const double noise : {0.0, 1.0}) {
+        PictureJob job = JobOf(GetParam(), 165, 97);
+        job.noise = noise;
+        job.reverseY = true;
+        EXPECT_EQ(PictureOf(job, Scene(nullptr, 8192)), PictureOf(job));
+        EXPECT_EQ(PictureOf(job, Scene(nullptr, 0)), PictureOf(job));
+    }
+}
+
+/** Sizes that no camera offers, too: nothing is written beyond the end of the buffer. */
+TEST_P(EveryFormat, NothingIsWrittenBeyondTheSize)
+{
+    for (const std::uint32_t width : {1U, 3U, 17U, 66U, 513U}) {
+        PictureJob job = JobOf(GetParam(), width, 5);
+        job.reverseX = job.reverseY = true;
+        job.noise = width % 2;
+        const Bytes whole = PictureOf(job);
+        for (const std::size_t size : {std::size_t{0}, std::size_t{1}, whole.size() / 2,
+                                       whole.size() - 1, whole.size(), whole.size() + 50}) {
+            Bytes image(whole.size() + 100, 0xA5);
+            Scene().Paint(job, image.data(), size);
+            const auto painted = static_cast<std::ptrdiff_t>(std::min(size, whole.size()));
+            EXPECT_TRUE(std::equal(image.begin(), image.begin() + painted, whole.begin())) << size;
+            EXPECT_EQ(std::count(image.begin() + painted, image.end(), 0xA5),
+                      image.end() - image.begin() - painted)
+                << width << ' ' << size;
+        }
+    }
+}
+
+TEST_P(EveryFormat, BeyondTheEdgeOfTheSensorItIsBlack)
+{
+    for (const std::uint32_t side : {0U, 1U, 2U, 7U, 33U}) {
+        PictureJob job = JobOf(GetParam(), side, side);
+        job.reverseX = true;
+        EXPECT_EQ(PixelsOf(job).size(), std::size_t{side} * side);
+        EXPECT_THAT(PixelsOf(Region(job, {side, 0, 5, 4})), Each(0U)) << side;
+        EXPECT_THAT(PixelsOf(Region(job, {0, 0xFFFFFFFF, 4, 5})), Each(0U)) << side;
+    }
 }
 
 TEST(Mono12Packed, LinesOfOddWidthFollowEachOtherWithoutPadding)
 {
     PictureJob job = JobOf(kMono12Packed, 33, 47);
-    const auto packed = Pixels(PictureOf(job), kMono12Packed);
+    job.noise = 1;
+    const auto packed = PixelsOf(job);
     job.pixelFormat = kMono12;
-    EXPECT_EQ(packed, Pixels(PictureOf(job), kMono12));
+    EXPECT_EQ(packed, PixelsOf(job));
 }
 
-TEST_P(EveryFormat, PaintingTheSameGeometryAgainAllocatesNothing)
+/** As docs/simulated_camera.md says: sqrt((2.5 g)^2 + 0.2 g s) in steps of 12 bits. */
+TEST(Noise, GrowsWithLightAndGainAndKeepsTheMean)
+{
+    for (const double brightness : {0.1, 0.5}) {
+        for (const double gain : {1.0, 8.0}) {
+            for (const double noise : {0.5, 2.0}) {
+                PictureJob job = Flat(kMono12);
+                job.gain = gain;
+                job.exposureUs *= brightness / 0.75 / gain;
+                job.noise = noise;
+                const double sample = brightness * 4095;
+                const double deviation =
+                    noise * std::hypot(2.5 * gain, std::sqrt(0.2 * gain * sample));
+                EXPECT_NEAR(DeviationOf(PixelsOf(job)), deviation, 0.05 * deviation)
+                    << brightness << " gain " << gain << " noise " << noise;
+                EXPECT_NEAR(MeanOf(PictureOf(job), kMono12), sample / 16, 0.2)
+                    << brightness << " gain " << gain << " noise " << noise;
+            }
+        }
+    }
+}
+
+TEST_P(EveryFormat, NoiseIsAnotherInEachLineAndClipsAtBlackAndWhite)
+{
+    const unsigned top = Is12Bit(GetParam()) ? 4095 : 255;
+    PictureJob job = Flat(GetParam());
+    const Bytes image = PictureOf(job);
+    EXPECT_EQ(PictureOf(job), image);
+    const std::size_t lineBytes = image.size() / job.height;
+    std::set<Bytes> lines;
+    for (auto line = image.begin(); line != image.end(); line += static_cast<long>(lineBytes)) {
+        lines.insert(Bytes(line, line + static_cast<long>(lineBytes)));
+    }
+    EXPECT_EQ(lines.size(), job.height);
+
+    job.noise = 8;
+    job.exposureUs = 4 * kReferenceExposureUs; // three times white
+    EXPECT_THAT(PixelsOf(job), Each(top));
+    job.exposureUs /= 3; // just white: nothing may wrap to black
+    const auto white = PixelsOf(job);
+    EXPECT_GT(*std::min_element(white.begin(), white.end()), top / 2);
+    EXPECT_EQ(*std::max_element(white.begin(), white.end()), top);
+    job.exposureUs = 10;
+    const auto black = PixelsOf(job);
+    EXPECT_LT(*std::max_element(black.begin(), black.end()), top / 2);
+    EXPECT_EQ(*std::min_element(black.begin(), black.end()), 0U);
+    for (const double odd : {HUGE_VAL, std::nan(""), -1.0}) { // and no crash
+        job.gain = odd;
+        job.noise = HUGE_VAL;
+        EXPECT_EQ(PixelsOf(job).size(), std::size_t{job.width} * job.height);
+    }
+}
+
+TEST_P(EveryFormat, MeteringIsTheMeanOfThePaintedPicture)
 {
     Scene scene;
-    PictureJob job = JobOf(GetParam());
-    Bytes image(PictureBytes(job.width, job.height, job.pixelFormat));
+    PictureJob whole = JobOf(GetParam(), 1280, 960);
+    whole.balance = {1.5, 1, 0.7};
+    PictureJob bars = Region(whole, {160, 100, 480, 300});
+    bars.reverseX = bars.reverseY = true;
+    bars.frameNumber = 907'351;
+    PictureJob curved = whole;
+    curved.exposureUs = 5000;
+    curved.tone = Curves();
+    for (const PictureJob& job : {whole, bars, curved, Region(whole, {1000, 800, 900, 400})}) {
+        EXPECT_NEAR(scene.Measure(job).mean, MeanOf(PictureOf(job), GetParam()), 0.01 * 255)
+            << job.offsetX << ' ' << job.exposureUs;
+    }
+}
+
+TEST(Metering, LightIsThatAheadOfExposureGainBalanceAndTone)
+{
+    Scene scene;
+    PictureJob job = Bar(kYuv422Packed, 5); // red
+    job.exposureUs = 123;
+    job.gain = 3;
+    job.balance = {2, 3, 4};
+    job.tone = Curves();
+    for (const std::uint32_t format : {kYuv422Packed, kMono8}) {
+        job.pixelFormat = format;
+        const PictureLevels levels = scene.Measure(job);
+        EXPECT_NEAR(levels.light[kRed], 0.75, 0.001);
+        EXPECT_EQ(levels.light[kGreen], 0);
+        EXPECT_EQ(levels.light[kBlue], 0);
+    }
+    job.width = job.height = 0;
+    EXPECT_EQ(scene.Measure(job).mean, 0);
+    EXPECT_EQ(scene.Measure(job).light[kRed], 0);
+}
+
+TEST_P(EveryFormat, AllocatesNothingOnceWarm)
+{
     if (!rig::CountsAllocations()) {
         GTEST_SKIP() << "sanitizers keep the allocator to themselves";
     }
+    Scene scene;
+    PictureJob job = JobOf(GetParam());
+    Bytes image(PictureBytes(job.width, job.height, job.pixelFormat));
+    const auto work = [&] {
+        scene.Paint(job, image.data(), image.size());
+        scene.Measure(job);
+    };
     const std::uint64_t atStart = rig::Allocations();
-    scene.Paint(job, image.data(), image.size());
-    const std::uint64_t first = rig::Allocations();
-    EXPECT_GT(first, atStart); // the counting works
+    work();
+    const std::uint64_t warm = rig::Allocations();
+    EXPECT_GT(warm, atStart); // the counting works
     job.frameNumber = 4'000'000'000;
     job.exposureUs = 777;
+    job.noise = 1;
+    work();
     job.reverseX = job.reverseY = true;
-    scene.Paint(job, image.data(), image.size());
-    EXPECT_EQ(rig::Allocations(), first);
+    work();
+    EXPECT_EQ(rig::Allocations(), warm);
 }
 
 } // namespace sim

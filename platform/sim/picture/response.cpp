@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace sim
 {
@@ -85,10 +86,15 @@ SIM_WIDE_VECTORS void ExposePiece(const Response response, const std::uint16_t* 
     }
 }
 
-void ApplyCurve(const Response& response, std::size_t count, std::uint16_t* samples)
+void ApplyCurve(const std::uint16_t* __restrict curve, std::size_t count,
+                std::uint16_t* __restrict samples)
 {
-    for (std::size_t i = 0; i < count && response.curve != nullptr; ++i) {
-        samples[i] = response.curve[samples[i]];
+    if (curve == nullptr) {
+        return;
+    }
+    std::size_t i = 0;
+    for (; i < count; ++i) {
+        samples[i] = curve[samples[i]];
     }
 }
 
@@ -120,7 +126,7 @@ Response ResponseOf(const PictureJob& job, unsigned channel)
 void Expose(const Response& response, std::span<const std::uint16_t> roots, std::uint16_t* samples)
 {
     ExposeLine(response, roots.data(), roots.size(), samples);
-    ApplyCurve(response, roots.size(), samples);
+    ApplyCurve(response.curve, roots.size(), samples);
 }
 
 void ExposeNoisy(const Response& response, std::span<const std::uint16_t> roots,
@@ -130,7 +136,7 @@ void ExposeNoisy(const Response& response, std::span<const std::uint16_t> roots,
         ExposePiece(response, roots.data() + at, grains.At(row, at),
                     std::min(kGrainsInPiece, roots.size() - at), samples + at);
     }
-    ApplyCurve(response, roots.size(), samples);
+    ApplyCurve(response.curve, roots.size(), samples);
 }
 
 } // namespace sim

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <map>
 #include <set>
 
 namespace sim
@@ -18,8 +17,12 @@ namespace sim
 namespace
 {
 
+using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
+using ::testing::Gt;
+using ::testing::Lt;
 
 class EveryFormat : public ::testing::TestWithParam<std::uint32_t>
 {
@@ -82,58 +85,34 @@ TEST(PixelPacking, UyvyIsFullRangeWithTheMeanChromaOfAPair)
     EXPECT_THAT(line, ElementsAre(128, 255, 128, 255, 106, 0, 192, 77, 255, 29, 77));
 }
 
-TEST(PixelPacking, SizesOfPicturesAndUnknownFormats)
+TEST(PixelPacking, UnknownFormatsHaveNoBytes)
 {
-    std::map<std::uint32_t, std::size_t> sizes;
-    for (const std::uint32_t format : kFormats) {
-        sizes[format] = PictureBytes(6, 3, format);
-    }
-    EXPECT_EQ(sizes, (std::map<std::uint32_t, std::size_t>{{kMono8, 18},
-                                                           {kBayerRg8, 18},
-                                                           {kMono12Packed, 27},
-                                                           {kMono12, 36},
-                                                           {kYuv422Packed, 36}}));
-    EXPECT_EQ(PictureBytes(3, 3, kMono12Packed), 14U);
+    EXPECT_EQ(PictureBytes(3, 3, kMono12Packed), 14U); // others show in all the tests below
     EXPECT_EQ(PictureBytes(6, 3, 0x02180014), 0U);
     std::array<std::uint8_t, 4> untouched{1, 1, 1, 1};
     Scene().Paint(JobOf(0x02180014), untouched.data(), untouched.size());
     EXPECT_THAT(untouched, Each(1));
 }
 
-TEST_P(EveryFormat, RegionIsCutOutOfTheWholeSensorAsItIsTurned)
+/** A mosaic starts anew in every region; where its colours are is tested below. */
+TEST_P(EveryFormat, RegionIsCutOutOfTheTurnedSensor)
 {
-    for (const bool turned : {false, true}) {
+    const bool mosaic = GetParam() == kBayerRg8;
+    const auto upright = PixelsOf(JobOf(GetParam()));
+    for (const unsigned turn : {0U, 1U, 2U, 3U}) {
         PictureJob job = JobOf(GetParam());
-        job.reverseX = job.reverseY = turned;
+        job.reverseX = (turn & 1) != 0;
+        job.reverseY = (turn & 2) != 0;
         const auto whole = PixelsOf(job);
-        job = Region(job, {100, 206, 302, 161});
-        const auto region = PixelsOf(job);
-        for (std::uint32_t y = 0; y < job.height; ++y) {
-            const auto line = region.begin() + y * job.width;
-            ASSERT_TRUE(std::equal(line, line + job.width,
-                                   whole.begin() + (y + job.offsetY) * 640 + job.offsetX))
-                << "line " << y << " turned " << turned;
+        const auto region = PixelsOf(Region(job, {100, 206, 302, 161}));
+        for (std::uint32_t i = 0; i < 302 * 161; ++i) {
+            const std::uint32_t x = 100 + i % 302;
+            const std::uint32_t y = 206 + i / 302;
+            ASSERT_EQ(region[i], whole[y * 640 + x]) << turn;
+            const std::uint32_t column = job.reverseX ? 639 - x : x;
+            const std::uint32_t row = job.reverseY ? 479 - y : y;
+            ASSERT_TRUE(mosaic || region[i] == upright[row * 640 + column]) << turn;
         }
-    }
-}
-
-TEST(Reversal, MirrorsEachAxis)
-{
-    for (const std::uint32_t format : {kMono8, kYuv422Packed}) {
-        PictureJob job = JobOf(format);
-        const auto upright = PixelsOf(job);
-        auto expected = upright;
-        for (auto line = expected.begin(); line != expected.end(); line += 640) {
-            std::reverse(line, line + 640);
-        }
-        job.reverseX = true;
-        EXPECT_EQ(PixelsOf(job), expected) << format;
-        EXPECT_NE(expected, upright);
-        std::reverse(expected.begin(), expected.end()); // both ways in all, that is y alone
-        job.reverseX = false;
-        job.reverseY = true;
-        EXPECT_EQ(PixelsOf(job), expected) << format;
-        EXPECT_NE(expected, upright);
     }
 }
 
@@ -174,29 +153,22 @@ TEST(Brightness, FollowsExposureTimesGainAndClipsAtWhite)
 
 TEST_P(EveryFormat, MoreExposureNeverMakesAPixelDarker)
 {
+    PictureJob job = JobOf(GetParam(), 320, 240);
     std::vector<unsigned> before;
-    for (double exposureUs = 100; exposureUs < 2e6; exposureUs *= 2.3) {
-        PictureJob job = JobOf(GetParam(), 320, 240);
-        job.exposureUs = exposureUs;
+    for (job.exposureUs = 100; job.exposureUs < 2e6; job.exposureUs *= 2.3) {
         auto pixels = PixelsOf(job);
         for (std::size_t i = 0; i < before.size(); ++i) {
-            ASSERT_GE(pixels[i], before[i]) << exposureUs;
+            ASSERT_GE(pixels[i], before[i]) << job.exposureUs;
         }
-        EXPECT_NE(pixels, before) << exposureUs;
+        EXPECT_NE(pixels, before) << job.exposureUs;
         before = std::move(pixels);
     }
-}
-
-TEST(Brightness, ImpossibleSettingsGiveBlackOrWhite)
-{
-    PictureJob job = JobOf(kMono8, 64, 64);
-    for (const double gain : {0.0, -1.0, std::nan("")}) {
-        job.gain = gain;
-        EXPECT_THAT(PictureOf(job), Each(0)) << gain;
-    }
     job.gain = HUGE_VAL;
-    EXPECT_THAT(PictureOf(job), Each(::testing::AnyOf(0, 255)));
-    EXPECT_THAT(PictureOf(job), ::testing::Contains(255));
+    EXPECT_EQ(PixelsOf(job)[320 * 30 + 10], Is12Bit(GetParam()) ? 4095U : 255U);
+    for (const double impossible : {0.0, -1.0, std::nan("")}) {
+        job.gain = impossible;
+        EXPECT_THAT(PixelsOf(job), Each(0)) << impossible;
+    }
 }
 
 TEST(Balance, ActsOnItsChannelAheadOfTheClipAndNotOnMono)
@@ -236,29 +208,19 @@ TEST(Tone, ActsOnItsChannelBehindTheClip)
     }
 }
 
-/** Reads the large number back, digit by digit, by comparing it with pictures of known numbers. */
-TEST(FrameNumber, CanBeReadBackFromThePictureAndFromARegionOfIt)
+/** Each digit shows by itself, in the band of the large number and in a region of a strip. */
+TEST(FrameNumber, CanBeReadBackDigitByDigit)
 {
-    constexpr std::uint32_t kNumber = 907'351;
-    const PictureJob whole = JobOf(kMono8, 1920, 1080);
-    for (const auto& region : {std::array{0U, 320U, 1920U, 260U},  // the band of the large number
-                               std::array{320U, 0U, 320U, 60U}}) { // wholly holds a small one
-        PictureJob job = Region(whole, region);
-        job.frameNumber = kNumber;
-        const Bytes shown = PictureOf(job);
-        std::uint32_t read = 0;
+    for (const auto& region : {std::array{0U, 320U, 1920U, 260U}, {320U, 0U, 320U, 60U}}) {
+        PictureJob job = Region(JobOf(kMono8, 1920, 1080), region);
         for (std::uint32_t place = 1; place <= 100'000; place *= 10) {
-            std::vector<std::uint32_t> fitting;
+            std::set<Bytes> pictures;
             for (std::uint32_t digit = 0; digit < 10; ++digit) {
-                job.frameNumber = kNumber - kNumber / place % 10 * place + digit * place;
-                if (PictureOf(job) == shown) {
-                    fitting.push_back(digit);
-                }
+                job.frameNumber = 907'351 - 907'351 / place % 10 * place + digit * place;
+                pictures.insert(PictureOf(job));
             }
-            ASSERT_EQ(fitting.size(), 1U) << "place " << place;
-            read += fitting.front() * place;
+            EXPECT_EQ(pictures.size(), 10U) << "place " << place;
         }
-        EXPECT_EQ(read, kNumber);
     }
 }
 
@@ -336,11 +298,13 @@ TEST_P(EveryFormat, BeyondTheEdgeOfTheSensorItIsBlack)
 
 TEST(Mono12Packed, LinesOfOddWidthFollowEachOtherWithoutPadding)
 {
-    PictureJob job = JobOf(kMono12Packed, 33, 47);
-    job.noise = 1;
-    const auto packed = PixelsOf(job);
-    job.pixelFormat = kMono12;
-    EXPECT_EQ(packed, PixelsOf(job));
+    for (const double noise : {0.0, 1.0}) {
+        PictureJob job = JobOf(kMono12, 33, 47);
+        job.noise = noise;
+        const auto plain = PixelsOf(job);
+        job.pixelFormat = kMono12Packed;
+        EXPECT_EQ(PixelsOf(job), plain);
+    }
 }
 
 /** As docs/simulated_camera.md says: sqrt((2.5 g)^2 + 0.2 g s) in steps of 12 bits. */
@@ -367,28 +331,23 @@ TEST(Noise, GrowsWithLightAndGainAndKeepsTheMean)
 
 TEST_P(EveryFormat, NoiseIsAnotherInEachLineAndClipsAtBlackAndWhite)
 {
-    const unsigned top = Is12Bit(GetParam()) ? 4095 : 255;
     PictureJob job = Flat(GetParam());
     const Bytes image = PictureOf(job);
-    EXPECT_EQ(PictureOf(job), image);
-    const std::size_t lineBytes = image.size() / job.height;
+    const auto lineBytes = static_cast<std::ptrdiff_t>(image.size() / job.height);
     std::set<Bytes> lines;
-    for (auto line = image.begin(); line != image.end(); line += static_cast<long>(lineBytes)) {
-        lines.insert(Bytes(line, line + static_cast<long>(lineBytes)));
+    for (auto line = image.begin(); line != image.end(); line += lineBytes) {
+        lines.insert(Bytes(line, line + lineBytes));
     }
     EXPECT_EQ(lines.size(), job.height);
 
+    const unsigned top = Is12Bit(GetParam()) ? 4095 : 255;
     job.noise = 8;
     job.exposureUs = 4 * kReferenceExposureUs; // three times white
     EXPECT_THAT(PixelsOf(job), Each(top));
     job.exposureUs /= 3; // just white: nothing may wrap to black
-    const auto white = PixelsOf(job);
-    EXPECT_GT(*std::min_element(white.begin(), white.end()), top / 2);
-    EXPECT_EQ(*std::max_element(white.begin(), white.end()), top);
+    EXPECT_THAT(PixelsOf(job), AllOf(Each(Gt(top / 2)), Contains(top)));
     job.exposureUs = 10;
-    const auto black = PixelsOf(job);
-    EXPECT_LT(*std::max_element(black.begin(), black.end()), top / 2);
-    EXPECT_EQ(*std::min_element(black.begin(), black.end()), 0U);
+    EXPECT_THAT(PixelsOf(job), AllOf(Each(Lt(top / 2)), Contains(0U)));
     for (const double odd : {HUGE_VAL, std::nan(""), -1.0}) { // and no crash
         job.gain = odd;
         job.noise = HUGE_VAL;

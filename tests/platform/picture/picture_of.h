@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <numeric>
+#include <utility>
 #include <vector>
 
 namespace sim
@@ -105,43 +106,44 @@ inline std::shared_ptr<const ToneCurve> Curves()
  *  one that has never painted before. `make` gives a new scene. */
 template <typename Make> void ExpectNothingLeftBehind(std::uint32_t format, Make make)
 {
+    using Change = void (*)(PictureJob&);
+    const std::pair<const char*, Change> changes[] = {
+        {"first", [](PictureJob&) {}},
+        {"exposure", [](PictureJob& job) { job.exposureUs /= 2; }},
+        {"tone", [](PictureJob& job) { job.tone = Curves(); }},
+        {"region",
+         [](PictureJob& job) {
+             job = Region(job, {42, 31, 200, 100});
+         }},
+        {"mirrored", [](PictureJob& job) { job.reverseX = true; }},
+        {"upside down", [](PictureJob& job) { job.reverseY = true; }},
+        {"noise", [](PictureJob& job) { job.noise = 1; }},
+        {"another frame's noise", [](PictureJob& job) { ++job.frameNumber; }},
+        {"another seed's noise", [](PictureJob& job) { ++job.noiseSeed; }},
+        {"gain", [](PictureJob& job) { job.gain = 2; }},
+        {"no noise", [](PictureJob& job) { job.noise = 0; }},
+        {"another sensor", [](PictureJob& job) { job.sensorWidth = 640; }},
+        {"mosaic",
+         [](PictureJob& job) {
+             job.pixelFormat = kBayerRg8;
+             job.exposureUs *= 3;
+         }},
+        {"no tone", [](PictureJob& job) { job.tone = nullptr; }},
+        {"mono", [](PictureJob& job) {
+             job.pixelFormat = kMono8;
+             job.exposureUs *= 3;
+         }}};
     Scene scene = make();
     PictureJob job = JobOf(format, 320, 240);
     Bytes before;
-    const auto differs = [&](const char* change) {
+    for (const auto& [name, change] : changes) {
+        change(job);
         Bytes now(PictureBytes(job.width, job.height, job.pixelFormat));
         scene.Paint(job, now.data(), now.size());
-        EXPECT_EQ(now, PictureOf(job, make())) << change;
-        EXPECT_NE(now, before) << change;
+        EXPECT_EQ(now, PictureOf(job, make())) << name;
+        EXPECT_NE(now, before) << name;
         before = std::move(now);
-    };
-    differs("first");
-    job.exposureUs /= 2;
-    differs("exposure");
-    job.tone = Curves();
-    differs("tone");
-    job = Region(job, {42, 31, 200, 100});
-    differs("region");
-    job.reverseX = true;
-    differs("mirrored");
-    job.reverseY = true;
-    differs("upside down");
-    job.noise = 1;
-    differs("noise");
-    ++job.frameNumber;
-    differs("another frame's noise");
-    ++job.noiseSeed;
-    differs("another seed's noise");
-    job.gain = 2;
-    differs("gain");
-    job.noise = 0;
-    differs("no noise");
-    job.sensorWidth = 640;
-    differs("another sensor");
-    job.pixelFormat = format == kMono8 ? kBayerRg8 : kMono8;
-    differs("another format");
-    job.tone = nullptr;
-    differs("no tone");
+    }
 }
 
 } // namespace sim

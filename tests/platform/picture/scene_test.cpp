@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 #include <set>
 
 namespace sim
@@ -19,6 +20,7 @@ namespace
 
 using ::testing::AllOf;
 using ::testing::Contains;
+using ::testing::DoubleNear;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::Gt;
@@ -44,16 +46,16 @@ PictureJob Flat(std::uint32_t format)
     return job;
 }
 
-double DeviationOf(const std::vector<unsigned>& values)
+double DeviationOf(const PictureJob& job)
 {
-    double sum = 0;
+    const auto pixels = PixelsOf(job);
+    const double mean =
+        std::accumulate(pixels.begin(), pixels.end(), 0.0) / static_cast<double>(pixels.size());
     double squares = 0;
-    for (const unsigned value : values) {
-        sum += value;
-        squares += double{static_cast<double>(value)} * value;
+    for (const unsigned pixel : pixels) {
+        squares += (pixel - mean) * (pixel - mean);
     }
-    const auto count = static_cast<double>(values.size());
-    return std::sqrt(std::max(squares / count - sum / count * (sum / count), 0.0));
+    return std::sqrt(squares / static_cast<double>(pixels.size()));
 }
 
 } // namespace
@@ -171,40 +173,35 @@ TEST_P(EveryFormat, MoreExposureNeverMakesAPixelDarker)
     }
 }
 
-TEST(Balance, ActsOnItsChannelAheadOfTheClipAndNotOnMono)
+/** Balance ahead of the clip, the curve behind it; both of their channel only. */
+TEST(Color, BalanceAndToneActOnTheirChannel)
 {
-    PictureJob white = Bar(kBayerRg8, 0); // 75 % everywhere
-    white.balance = {0.5, 1, 2};
-    EXPECT_THAT(PictureOf(white), ElementsAre(95, 191, 95, 191, 191, 255, 191, 255));
-    white.balance = {1, 0.5, -1};
-    EXPECT_THAT(PictureOf(white), ElementsAre(191, 95, 191, 95, 95, 0, 95, 0));
-
-    PictureJob red = Bar(kYuv422Packed, 5);
-    red.balance = {0.5, 4, 4}; // no green, no blue: nothing to amplify
-    EXPECT_THAT(PixelsOf(red), Each((77 * 95 + 128) >> 8));
-
-    PictureJob mono = Bar(kMono8, 0);
-    const Bytes plain = PictureOf(mono);
-    mono.balance = {4, 0.25, 4};
-    EXPECT_EQ(PictureOf(mono), plain);
-}
-
-TEST(Tone, ActsOnItsChannelBehindTheClip)
-{
-    PictureJob white = Bar(kBayerRg8, 0);
-    white.tone = Curves();
-    white.exposureUs *= 3; // 2.25 times white
-    EXPECT_THAT(PictureOf(white), ElementsAre(0, 127, 0, 127, 127, 255, 127, 255));
-
-    PictureJob black = white;
-    black.offsetX = 7 * 80 + 20;
-    EXPECT_THAT(PictureOf(black), ElementsAre(255, 0, 255, 0, 0, 50, 0, 50));
-    black.pixelFormat = kYuv422Packed;
-    EXPECT_THAT(PixelsOf(black), Each((77 * 255 + 29 * 50 + 128) >> 8));
-
-    for (const std::uint32_t format : {kMono8, kMono12, kMono12Packed}) {
-        white.pixelFormat = format;
-        EXPECT_THAT(PixelsOf(white), Each(Is12Bit(format) ? 2047U : 127U));
+    struct Case {
+        std::uint32_t bar; ///< 0: 75 % everywhere, 5: red, 7: black
+        double exposure;
+        std::array<double, 3> balance;
+        bool toned;
+        std::array<int, 3> channels; ///< expected
+        int grey;                    ///< of a picture without colours
+    };
+    const Case cases[] = {{0, 1, {0.5, 1, 2}, false, {95, 191, 255}, 191},
+                          {0, 1, {1, 0.5, -1}, false, {191, 95, 0}, 191},
+                          {5, 1, {0.5, 4, 4}, false, {95, 0, 0}, 57},
+                          {0, 3, {1, 1, 1}, true, {0, 127, 255}, 127},
+                          {7, 1, {1, 1, 1}, true, {255, 0, 50}, 0}};
+    for (const Case& tested : cases) {
+        PictureJob job = Bar(kBayerRg8, tested.bar);
+        job.exposureUs *= tested.exposure;
+        job.balance = tested.balance;
+        job.tone = tested.toned ? Curves() : nullptr;
+        const auto& [red, green, blue] = tested.channels;
+        EXPECT_THAT(PictureOf(job), ElementsAre(red, green, red, green, green, blue, green, blue));
+        job.pixelFormat = kYuv422Packed;
+        EXPECT_THAT(PixelsOf(job), Each((77 * red + 150 * green + 29 * blue + 128) >> 8));
+        for (const std::uint32_t format : {kMono8, kMono12, kMono12Packed}) {
+            job.pixelFormat = format;
+            EXPECT_EQ(PixelsOf(job)[0] >> (Is12Bit(format) ? 4 : 0), tested.grey) << tested.bar;
+        }
     }
 }
 
@@ -320,7 +317,7 @@ TEST(Noise, GrowsWithLightAndGainAndKeepsTheMean)
                 const double sample = brightness * 4095;
                 const double deviation =
                     noise * std::hypot(2.5 * gain, std::sqrt(0.2 * gain * sample));
-                EXPECT_NEAR(DeviationOf(PixelsOf(job)), deviation, 0.05 * deviation)
+                EXPECT_NEAR(DeviationOf(job), deviation, 0.05 * deviation)
                     << brightness << " gain " << gain << " noise " << noise;
                 EXPECT_NEAR(MeanOf(PictureOf(job), kMono12), sample / 16, 0.2)
                     << brightness << " gain " << gain << " noise " << noise;
@@ -372,24 +369,16 @@ TEST_P(EveryFormat, MeteringIsTheMeanOfThePaintedPicture)
     }
 }
 
-TEST(Metering, LightIsThatAheadOfExposureGainBalanceAndTone)
+TEST_P(EveryFormat, LightIsMeteredAheadOfExposureGainBalanceAndTone)
 {
-    Scene scene;
-    PictureJob job = Bar(kYuv422Packed, 5); // red
+    PictureJob job = Bar(GetParam(), 5); // red
     job.exposureUs = 123;
     job.gain = 3;
     job.balance = {2, 3, 4};
     job.tone = Curves();
-    for (const std::uint32_t format : {kYuv422Packed, kMono8}) {
-        job.pixelFormat = format;
-        const PictureLevels levels = scene.Measure(job);
-        EXPECT_NEAR(levels.light[kRed], 0.75, 0.001);
-        EXPECT_EQ(levels.light[kGreen], 0);
-        EXPECT_EQ(levels.light[kBlue], 0);
-    }
-    job.width = job.height = 0;
-    EXPECT_EQ(scene.Measure(job).mean, 0);
-    EXPECT_EQ(scene.Measure(job).light[kRed], 0);
+    EXPECT_THAT(Scene().Measure(job).light, ElementsAre(DoubleNear(0.75, 0.001), 0, 0));
+    job.width = 0;
+    EXPECT_THAT(Scene().Measure(job).light, Each(0));
 }
 
 TEST_P(EveryFormat, AllocatesNothingOnceWarm)

@@ -93,3 +93,26 @@ protected:
     std::uint64_t received = 0; ///< bytes of the last picture
     double chunkValue = 0;      ///< of the last frame with chunks
 };
+
+/** Pictures of 256 x 128 without noise. */
+class PatternSession : public SimSession
+{
+protected:
+    using Bytes = std::vector<std::uint8_t>;
+
+    PatternSession()
+    {
+        setup.picture = sim::Picture::Pattern;
+        setup.noise = 0;
+        setup.sensorWidth = 256;
+        setup.sensorHeight = 128;
+    }
+    void OpenWide()
+    {
+        OpenCamera();
+        Integer("Width")->SetValue(256);
+        Integer("Height")->SetValue(128);
+        Float("ExposureTime")->SetValue(8000);
+        Float("AcquisitionFrameRate")->SetValue(20);
+    }
+};

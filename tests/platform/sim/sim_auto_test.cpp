@@ -40,31 +40,26 @@ protected:
 TEST_F(SimAuto, ThePicturesMeanReachesTheTarget)
 {
     OpenWide();
-    Float("exposureAutoMinValue")->SetValue(10);
-    Float("exposureAutoMaxValue")->SetValue(2e6);
     Boolean("ChunkModeActive")->SetValue(true);
     Choose({{"ChunkSelector", "ExposureTime"}});
     Boolean("ChunkEnable")->SetValue(true);
-    for (const auto& [target, start] : {std::pair{60, 1e6}, {128, 40.0}}) {
-        Integer("autoBrightnessTarget")->SetValue(target);
-        Float("ExposureTime")->SetValue(start);
-        Regulate("Continuous", "Off");
-        StartFor(1);
-        GrabMany(1);
-        EXPECT_EQ(chunkValue, start); // what the picture was taken with
-        GrabMany(16);
-        memory[0].resize(std::size_t{256} * 128); // without the chunk
-        EXPECT_NEAR(MeanOf(memory[0]), target, 0.04 * target) << start;
-        EXPECT_EQ(Gain("SensorAll"), 1);
+    Integer("autoBrightnessTarget")->SetValue(60);
+    Float("ExposureTime")->SetValue(20'000);
+    Regulate("Continuous", "Off");
+    StartFor(1);
+    GrabMany(1);
+    EXPECT_EQ(chunkValue, 20'000); // what the picture was taken with
+    GrabMany(16);
+    memory[0].resize(std::size_t{256} * 128); // without the chunk
+    EXPECT_NEAR(MeanOf(memory[0]), 60, 2.4);
+    EXPECT_EQ(Gain("SensorAll"), 1);
 
-        Choose({{"ExposureAuto", "Off"}}); // what was found stays
-        const double found = Exposure();
-        Integer("autoBrightnessTarget")->SetValue(250);
-        GrabMany(3);
-        EXPECT_EQ(Exposure(), found);
-        EXPECT_EQ(chunkValue, found);
-        GevFreeTransfer(handle);
-    }
+    Choose({{"ExposureAuto", "Off"}}); // what was found stays
+    const double found = Exposure();
+    Integer("autoBrightnessTarget")->SetValue(250);
+    GrabMany(3);
+    EXPECT_EQ(Exposure(), found);
+    EXPECT_EQ(chunkValue, found);
 }
 
 TEST_F(SimAuto, SequenceSourceAndLimitsAreTheFeatures)
@@ -168,26 +163,29 @@ TEST_F(SimAuto, WhiteBalanceMakesThePictureGrey)
 
 TEST_F(SimAuto, NothingIsAllocatedPerFrame)
 {
-    for (const auto picture : {sim::Picture::Plain, sim::Picture::Pattern}) {
-        setup.model = sim::Model::Color;
-        setup.picture = picture;
-        setup.serial = picture == sim::Picture::Plain ? "S1" : "S2";
-        setup.noise = 1;
-        OpenWide();
-        Choose({{"BalanceWhiteAuto", "Periodic"},
-                {"balanceWhitePeriod", "Every1s"},
-                {"lutType", "GammaCorrection"},
-                {"lutMode", "Active"}});
-        Regulate("Continuous", "Continuous");
-        Float("ExposureTime")->SetValue(40);
-        StartFor(1);
-        GrabMany(2);
-        EXPECT_GT(Exposure(), 40); // a picture that nobody paints has its brightness all the same
-        const std::uint64_t before = rig::Allocations();
-        GrabMany(50);
-        EXPECT_TRUE(!rig::CountsAllocations() || rig::Allocations() == before);
-        GevCloseCamera(&handle);
-    }
+    setup.model = sim::Model::Color;
+    setup.noise = 1;
+    OpenWide();
+    Choose({{"BalanceWhiteAuto", "Periodic"}, {"balanceWhitePeriod", "Every1s"}});
+    Choose({{"lutType", "GammaCorrection"}, {"lutMode", "Active"}});
+    Regulate("Continuous", "Continuous");
+    StartFor(1);
+    GrabMany(2);
+    const std::uint64_t before = rig::Allocations();
+    GrabMany(50);
+    EXPECT_TRUE(!rig::CountsAllocations() || rig::Allocations() == before);
+}
+
+/** A picture that nobody paints has its brightness all the same. */
+TEST_F(SimAuto, APlainPictureIsRegulatedToo)
+{
+    setup.picture = sim::Picture::Plain;
+    OpenWide();
+    Regulate("Continuous", "Off");
+    Float("ExposureTime")->SetValue(100);
+    StartFor(1);
+    GrabMany(2);
+    EXPECT_GT(Exposure(), 100);
 }
 
 } // namespace

@@ -83,11 +83,12 @@ TEST_F(SimNetwork, ScriptsReachValuesBesideTheChecks)
     EXPECT_TRUE(Journal("cam").empty());
 
     // Whatever was stored, frames stay inside the sensor and the stream goes on.
-    for (const char* name : {"Width", "Height", "OffsetX"}) {
-        EXPECT_TRUE(sim::SetFeatureText("S1", name, "-9000000000"));
-    }
-    for (const char* name : {"ExposureTime", "AcquisitionFrameRate"}) {
-        EXPECT_TRUE(sim::SetFeatureText("S1", name, "nan"));
+    for (const auto& [name, value] : {std::pair{"Width", "-9000000000"},
+                                      {"Height", "-9000000000"},
+                                      {"OffsetX", "-9000000000"},
+                                      {"ExposureTime", "nan"},
+                                      {"AcquisitionFrameRate", "nan"}}) {
+        EXPECT_TRUE(sim::SetFeatureText("S1", name, value));
     }
     StartFor(2);
     const auto* frame = Next();

@@ -134,38 +134,30 @@ TEST(Bayer, FirstPixelIsRedWhereverTheRegionLiesAndHoweverItIsTurned)
     }
 }
 
-TEST(Brightness, FollowsExposureTimesGainAndClipsAtWhite)
-{
-    PictureJob job = JobOf(kMono12);
-    const auto once = PixelsOf(job);
-    EXPECT_GT(std::set(once.begin(), once.end()).size(), 300U); // two levels would prove little
-    for (const double factor : {0.01, 0.3, 1.5, 2.0, 3.99, 7.0, 250.0}) {
-        job.gain = 1;
-        job.exposureUs = factor * kReferenceExposureUs;
-        const auto lit = PixelsOf(job);
-        for (std::size_t i = 0; i < once.size(); ++i) {
-            ASSERT_NEAR(lit[i], std::min(factor * once[i], 4095.0), 1 + factor) << factor;
-        }
-        job.gain = factor;
-        job.exposureUs = kReferenceExposureUs;
-        EXPECT_EQ(PixelsOf(job), lit) << factor;
-    }
-}
-
-TEST_P(EveryFormat, MoreExposureNeverMakesAPixelDarker)
+TEST_P(EveryFormat, BrightnessFollowsExposureTimesGainAndClipsAtWhite)
 {
     PictureJob job = JobOf(GetParam(), 320, 240);
-    std::vector<unsigned> before;
-    for (job.exposureUs = 100; job.exposureUs < 2e6; job.exposureUs *= 2.3) {
-        auto pixels = PixelsOf(job);
-        for (std::size_t i = 0; i < before.size(); ++i) {
-            ASSERT_GE(pixels[i], before[i]) << job.exposureUs;
+    const auto plain = PixelsOf(job);
+    const double top = Is12Bit(GetParam()) ? 4095 : 255;
+    EXPECT_GT(std::set(plain.begin(), plain.end()).size(), 60U); // few levels would prove little
+    std::vector<unsigned> before(plain.size());
+    for (const double factor : {0.01, 0.3, 1.5, 2.0, 3.99, 7.0, 250.0}) {
+        job.exposureUs = factor * kReferenceExposureUs;
+        job.gain = 1;
+        const auto lit = PixelsOf(job);
+        for (std::size_t i = 0; i < plain.size(); ++i) {
+            ASSERT_GE(lit[i], before[i]) << factor;
+            if (factor < 1 || GetParam() != kYuv422Packed) { // of its colours one clips first
+                ASSERT_NEAR(lit[i], std::min(factor * plain[i], top), 2 + factor) << factor;
+            }
         }
-        EXPECT_NE(pixels, before) << job.exposureUs;
-        before = std::move(pixels);
+        job.exposureUs = kReferenceExposureUs;
+        job.gain = factor;
+        EXPECT_EQ(PixelsOf(job), lit) << factor;
+        before = lit;
     }
     job.gain = HUGE_VAL;
-    EXPECT_EQ(PixelsOf(job)[320 * 30 + 10], Is12Bit(GetParam()) ? 4095U : 255U);
+    EXPECT_EQ(PixelsOf(job)[320 * 30 + 10], top);
     for (const double impossible : {0.0, -1.0, std::nan("")}) {
         job.gain = impossible;
         EXPECT_THAT(PixelsOf(job), Each(0)) << impossible;

@@ -111,4 +111,26 @@ TEST_F(SimThreads, ASlowAccessHoldsOffCancellationButNotCameraInformation)
     EXPECT_EQ(Float("Gain")->GetValue(), 1); // and the camera is free
 }
 
+TEST_F(SimThreads, AGrabbingAndAControllingThread)
+{
+    sim::SetClock(clock);
+    StartFor(4);
+    Choose({{"LineSelector", "Line3"}});
+    std::atomic<bool> done{false};
+    std::thread control([&] {
+        while (!done) {
+            Integer("outputLinePulseDelay")->SetValue(10);
+            GevGetCameraInfo(handle);
+            GEV_TRANSFER_STATISTICS counts;
+            GevGetTransferStatistics(&counts);
+        }
+    });
+    for (int i = 0; i < 500; ++i) {
+        GrabMany(1);
+        Float("Gain")->GetValue();
+    }
+    done = true;
+    control.join();
+}
+
 } // namespace

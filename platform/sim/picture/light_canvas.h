@@ -1,8 +1,8 @@
 /** What a sensor sees of a scene, as it is read out: one number per pixel and colour filter.
  *
- *  A scene draws in the sensor's coordinates; the canvas keeps the part that a region shows,
- * already turned the way it is read out, so that a picture reads it from front to back. What lies
- * beyond the edge of the sensor is black.
+ *  A scene draws in the sensor's coordinates; the canvas keeps the part that a region shows, turned
+ *  the way it is read out, so that a picture reads it from front to back. What lies beyond the edge
+ *  of the sensor is black.
  *
  *  It keeps the square root of the light: shot noise is proportional to it, and squaring it costs
  *  one multiplication. Pure; allocates only for a larger region than before. */

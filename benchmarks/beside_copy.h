@@ -21,9 +21,10 @@ inline double ThreadSeconds()
 }
 
 /** Runs `prepare`, which isn't measured, and `work`, then copies `bytes` between two buffers of its
- *  own. Counters: `work_us` and `memcpy_us` a turn, and `copies`, the first by the second. */
+ *  own. Counters: `work_us` and `memcpy_us` a turn, and `copies`, the first by the second, which is
+ *  returned too. */
 template <class Prepare, class Work>
-void MeasureBesideCopy(benchmark::State& state, std::size_t bytes, Prepare prepare, Work work)
+double MeasureBesideCopy(benchmark::State& state, std::size_t bytes, Prepare prepare, Work work)
 {
     const std::vector<std::uint8_t> source(bytes, 1);
     std::vector<std::uint8_t> copy(bytes);
@@ -45,6 +46,7 @@ void MeasureBesideCopy(benchmark::State& state, std::size_t bytes, Prepare prepa
     state.counters["work_us"] = working / turns * 1e6;
     state.counters["memcpy_us"] = copying / turns * 1e6;
     state.counters["copies"] = working / copying;
+    return working / copying;
 }
 
 } // namespace bench

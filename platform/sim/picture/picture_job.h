@@ -9,14 +9,16 @@ namespace sim
 {
 
 /** Light is linear; the brightest level just reaches white at the reference exposure, gain 1. */
-constexpr unsigned kLightBits = 12;
-constexpr std::uint16_t kLightMax = (1U << kLightBits) - 1;
+constexpr std::uint16_t kLightMax = 0xFFFF;
 constexpr double kReferenceExposureUs = 10000;
 
 enum Channel : unsigned { kRed, kGreen, kBlue, kChannels };
+/** Beside the channels: a sensor without filters. */
+constexpr unsigned kGrey = kChannels;
 
 /** What a camera does to a channel's tone behind exposure, gain, white balance and noise: 12-bit
- *  sample in, 12-bit sample out. Never changed once a job refers to it. */
+ *  sample in, 12-bit sample out. Pictures without colours take green's. Never changed once a job
+ *  refers to it. */
 struct ToneCurve {
     std::array<std::array<std::uint16_t, 4096>, kChannels> samples;
 };

@@ -1,7 +1,9 @@
 #include "sim/picture/pixel_packing.h"
 
 #include "sim/picture/scene.h"
+#include "sim/picture/wide_vectors.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstring>
@@ -11,22 +13,6 @@ namespace sim
 
 namespace
 {
-
-/** Full-range BT.601 in 1/256; sums of three 8-bit values never leave 8 bits. */
-struct Yuv {
-    static std::uint8_t Y(int r, int g, int b)
-    {
-        return static_cast<std::uint8_t>((77 * r + 150 * g + 29 * b + 128) >> 8);
-    }
-    static std::uint8_t U(int r, int g, int b)
-    {
-        return static_cast<std::uint8_t>(((-43 * r - 84 * g + 127 * b + 128) >> 8) + 128);
-    }
-    static std::uint8_t V(int r, int g, int b)
-    {
-        return static_cast<std::uint8_t>(((127 * r - 106 * g - 21 * b + 128) >> 8) + 128);
-    }
-};
 
 constexpr unsigned kLowBits = kSampleBits - 8;
 
@@ -46,14 +32,28 @@ std::size_t PictureBytes(std::uint32_t width, std::uint32_t height, std::uint32_
     }
 }
 
-void PackHigh8(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
+SIM_WIDE_VECTORS void PackHigh8(const std::uint16_t* __restrict samples, std::size_t count,
+                                std::uint8_t* __restrict line)
 {
     for (std::size_t i = 0; i < count; ++i) {
         line[i] = static_cast<std::uint8_t>(samples[i] >> kLowBits);
     }
 }
 
-void Pack16(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
+SIM_WIDE_VECTORS void PackMosaic(const std::uint16_t* __restrict even,
+                                 const std::uint16_t* __restrict odd, std::size_t count,
+                                 std::uint8_t* __restrict line)
+{
+    for (std::size_t i = 0; i < count / 2; ++i) {
+        line[2 * i] = static_cast<std::uint8_t>(even[i] >> kLowBits);
+        line[2 * i + 1] = static_cast<std::uint8_t>(odd[i] >> kLowBits);
+    }
+    if (count % 2 != 0) {
+        line[count - 1] = static_cast<std::uint8_t>(even[count / 2] >> kLowBits);
+    }
+}
+
+SIM_WIDE_VECTORS void Pack16(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
 {
     for (std::size_t i = 0; i < count; ++i) {
         line[2 * i] = static_cast<std::uint8_t>(samples[i] & 0xFF);
@@ -91,38 +91,60 @@ void Pack12(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
 namespace
 {
 
-constexpr std::size_t kPart = 64; ///< pixels at a time, in loops that become vector code
+constexpr std::size_t kPart = 16; ///< pixels at a time
+using Lanes = std::uint16_t __attribute__((vector_size(2 * kPart)));
+using PairLanes = std::uint32_t __attribute__((vector_size(2 * kPart)));
 
-/** Whole parts of a line; `kPart` pixels each. */
-void PackUyvyPart(const std::uint16_t* __restrict red, const std::uint16_t* __restrict green,
-                  const std::uint16_t* __restrict blue, std::uint8_t* __restrict line)
+/** Of one channel, by pixel. */
+struct Weights {
+    std::array<std::uint16_t, kPart> y;     ///< in 1/256
+    std::array<std::uint16_t, kPart> own;   ///< for U of even pixels, V of odd ones; in 1/128
+    std::array<std::uint16_t, kPart> other; ///< for that of the other of the pair
+};
+
+/** Full-range BT.601; sums of three 8-bit values never leave 8 bits. U and V come from the sum of
+ *  two pixels: products and sums fit 16 bits. */
+constexpr Weights WeightsOf(int y, int u, int v)
 {
-    std::array<std::int16_t, kPart> r;
-    std::array<std::int16_t, kPart> g;
-    std::array<std::int16_t, kPart> b;
-    std::array<std::uint8_t, kPart> y;
+    Weights weights{};
     for (std::size_t i = 0; i < kPart; ++i) {
-        r[i] = static_cast<std::int16_t>(red[i] >> kLowBits);
-        g[i] = static_cast<std::int16_t>(green[i] >> kLowBits);
-        b[i] = static_cast<std::int16_t>(blue[i] >> kLowBits);
+        weights.y[i] = static_cast<std::uint16_t>(y);
+        weights.own[i] = static_cast<std::uint16_t>(i % 2 == 0 ? u : v);
+        weights.other[i] = static_cast<std::uint16_t>(i % 2 == 0 ? v : u);
     }
-    for (std::size_t i = 0; i < kPart; ++i) {
-        y[i] = Yuv::Y(r[i], g[i], b[i]);
-    }
-    std::array<std::uint8_t, kPart / 2> u;
-    std::array<std::uint8_t, kPart / 2> v;
-    for (std::size_t i = 0; i < kPart / 2; ++i) {
-        const int meanRed = (r[2 * i] + r[2 * i + 1]) >> 1;
-        const int meanGreen = (g[2 * i] + g[2 * i + 1]) >> 1;
-        const int meanBlue = (b[2 * i] + b[2 * i + 1]) >> 1;
-        u[i] = Yuv::U(meanRed, meanGreen, meanBlue);
-        v[i] = Yuv::V(meanRed, meanGreen, meanBlue);
-    }
-    for (std::size_t i = 0; i < kPart / 2; ++i) {
-        line[4 * i] = u[i];
-        line[4 * i + 1] = y[2 * i];
-        line[4 * i + 2] = v[i];
-        line[4 * i + 3] = y[2 * i + 1];
+    return weights;
+}
+constexpr std::array<Weights, 3> kWeights{WeightsOf(77, -22, 64), WeightsOf(150, -42, -54),
+                                          WeightsOf(29, 64, -10)};
+
+SIM_WIDE_VECTORS void PackUyvyParts(const std::array<Weights, 3>& weights,
+                                    const std::array<const std::uint16_t*, 3> samples,
+                                    std::size_t parts, std::uint8_t* line)
+{
+    for (std::size_t at = 0; at < parts * kPart; at += kPart) {
+        Lanes y = Lanes{} + 128;
+        Lanes own = Lanes{} + (0x8000 + 127); // the middle of chroma, and what rounds it
+        Lanes other{};
+        for (std::size_t channel = 0; channel < 3; ++channel) {
+            const Weights& weight = weights[channel];
+            Lanes bytes;
+            Lanes factors;
+            std::memcpy(&bytes, samples[channel] + at, sizeof(bytes));
+            bytes >>= kLowBits;
+            std::memcpy(&factors, weight.y.data(), sizeof(factors));
+            y += bytes * factors;
+            std::memcpy(&factors, weight.own.data(), sizeof(factors));
+            own += bytes * factors;
+            std::memcpy(&factors, weight.other.data(), sizeof(factors));
+            other += bytes * factors;
+        }
+        const auto pairs = reinterpret_cast<PairLanes>(other);
+        own += reinterpret_cast<Lanes>(pairs << 16 | pairs >> 16);
+        Lanes pixels = own >> 8 | (y & 0xFF00);
+        if constexpr (std::endian::native == std::endian::big) {
+            pixels = pixels << 8 | pixels >> 8;
+        }
+        std::memcpy(line + 2 * at, &pixels, sizeof(pixels));
     }
 }
 
@@ -131,30 +153,23 @@ void PackUyvyPart(const std::uint16_t* __restrict red, const std::uint16_t* __re
 void PackUyvy(const std::uint16_t* red, const std::uint16_t* green, const std::uint16_t* blue,
               std::size_t count, std::uint8_t* line)
 {
-    std::size_t i = 0;
-    for (; i + kPart <= count; i += kPart, line += 2 * kPart) {
-        PackUyvyPart(red + i, green + i, blue + i, line);
+    const std::size_t parts = count / kPart;
+    PackUyvyParts(kWeights, {red, green, blue}, parts, line);
+    const std::size_t done = parts * kPart;
+    if (done == count) {
+        return;
     }
-    for (; i < count; i += 2, line += 4) {
-        const int r0 = red[i] >> kLowBits;
-        const int g0 = green[i] >> kLowBits;
-        const int b0 = blue[i] >> kLowBits;
-        if (i + 1 == count) {
-            line[0] = Yuv::U(r0, g0, b0);
-            line[1] = Yuv::Y(r0, g0, b0);
-            return;
-        }
-        const int r1 = red[i + 1] >> kLowBits;
-        const int g1 = green[i + 1] >> kLowBits;
-        const int b1 = blue[i + 1] >> kLowBits;
-        const int r = (r0 + r1) / 2;
-        const int g = (g0 + g1) / 2;
-        const int b = (b0 + b1) / 2;
-        line[0] = Yuv::U(r, g, b);
-        line[1] = Yuv::Y(r0, g0, b0);
-        line[2] = Yuv::V(r, g, b);
-        line[3] = Yuv::Y(r1, g1, b1);
+    // The last ones, as if more like the last one followed.
+    std::array<std::array<std::uint16_t, kPart>, 3> rest;
+    for (std::size_t i = 0; i < kPart; ++i) {
+        const std::size_t at = std::min(done + i, count - 1);
+        rest[0][i] = red[at];
+        rest[1][i] = green[at];
+        rest[2][i] = blue[at];
     }
+    std::array<std::uint8_t, 2 * kPart> bytes;
+    PackUyvyParts(kWeights, {rest[0].data(), rest[1].data(), rest[2].data()}, 1, bytes.data());
+    std::copy_n(bytes.begin(), 2 * (count - done), line + 2 * done);
 }
 
 } // namespace sim

@@ -29,6 +29,10 @@ constexpr std::uint16_t kSampleMax = (1U << kSampleBits) - 1;
 /** High 8 bits of each of `count` samples into `count` bytes. */
 void PackHigh8(const std::uint16_t* samples, std::size_t count, std::uint8_t* line);
 
+/** The same of a mosaic's line, whose even and odd pixels come apart. */
+void PackMosaic(const std::uint16_t* even, const std::uint16_t* odd, std::size_t count,
+                std::uint8_t* line);
+
 /** 16 bits little endian per sample, the value in the low 12 bits: 2 * `count` bytes. */
 void Pack16(const std::uint16_t* samples, std::size_t count, std::uint8_t* line);
 

@@ -1,59 +1,39 @@
-/** The sensor's answer to light: from a level of light to a sample, per channel.
+/** From the light of a row to samples: exposure, gain, white balance, noise and clip.
  *
- *  A sample is the light times exposure, gain and white balance, clipped at white, and then what
- *  the camera's tone curve makes of it. One table per channel, so that all of it costs one look-up
- *  per pixel. Rebuilt only when a parameter changed; never allocates. */
+ *      root^2 -> x exposure, gain, ratio -> + noise -> clipped to 12 bits -> curve
+ *
+ *  All of it is arithmetic of 16 bits, so that compilers make vector code of it; the curve, one
+ *  look-up a pixel, takes longer than the rest and is left out where there is none. */
 #pragma once
 
+#include "sim/picture/noise.h"
 #include "sim/picture/picture_job.h"
-#include "sim/picture/pixel_packing.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
+#include <span>
 
 namespace sim
 {
 
-class Response
-{
-public:
-    Response();
-    /** Takes exposure, gain, white balance and tone. A product that is no positive number gives a
-     *  black channel. A mono format looks at green only, and without white balance: its sensor has
-     *  no filters. Then the tables of red and blue are left as they are. */
-    void Set(const PictureJob& job);
-    /** Another number whenever a table is another one. */
-    std::uint64_t Version() const { return version_; }
-    /** What light is multiplied with to become a sample, gain and balance included. */
-    double Factor(Channel channel) const { return factors_[channel]; }
-    bool HasTone() const { return tone_ != nullptr; }
-    /** The tone curve alone. */
-    std::uint16_t Tone(Channel channel, std::uint16_t sample) const
-    {
-        return tone_ == nullptr ? sample : ClippedSample(tone_->samples[channel][sample]);
-    }
-    std::uint16_t Sample(Channel channel, std::uint16_t light) const
-    {
-        return tables_[channel][light & kLightMax];
-    }
-    /** `light` and `samples` hold `count` values and may be the same array. */
-    void Apply(Channel channel, const std::uint16_t* light, std::size_t count,
-               std::uint16_t* samples) const;
-
-private:
-    static std::uint16_t ClippedSample(std::uint32_t sample)
-    {
-        return static_cast<std::uint16_t>(sample < kSampleMax ? sample : kSampleMax);
-    }
-    void Rebuild(Channel channel);
-
-    std::array<double, kChannels> factors_{};
-    std::shared_ptr<const ToneCurve> tone_; ///< held, so that no other one gets its address
-    std::array<std::shared_ptr<const ToneCurve>, kChannels> built_; ///< and those in the tables
-    std::uint64_t version_ = 0;
-    std::array<std::array<std::uint16_t, kLightMax + 1>, kChannels> tables_{};
+/** What a channel's light goes through. Samples are worked out in halves of a step of 12 bits. */
+struct Response {
+    std::uint16_t most = 0;     ///< light beyond this is as bright, in 1/65536 of the brightest
+    std::uint16_t lift = 0;     ///< it is multiplied by this,
+    std::uint16_t mantissa = 0; ///< and by 1/65536 of this
+    std::uint16_t shot = 0;     ///< noise of the brightest light, in 1/16 of a sample; 0: none
+    std::int16_t read = 0;      ///< and that of reading out
+    const std::uint16_t* curve = nullptr; ///< of the job; null: none
 };
+
+/** `channel` may be kGrey, which has no white balance. A product of exposure, gain and ratio that
+ *  is no positive number gives a black channel. */
+Response ResponseOf(const PictureJob& job, unsigned channel);
+
+/** As many samples as roots, without noise. */
+void Expose(const Response& response, std::span<const std::uint16_t> roots, std::uint16_t* samples);
+/** With the noise of this row. */
+void ExposeNoisy(const Response& response, std::span<const std::uint16_t> roots,
+                 const Grains& grains, std::uint64_t row, std::uint16_t* samples);
 
 } // namespace sim

@@ -6,16 +6,6 @@
 namespace sim
 {
 
-namespace
-{
-
-/** Sensors up to this keep all of their light. */
-constexpr std::size_t kMostBytes = std::size_t{512} << 20;
-
-} // namespace
-
-ScaledImage::ScaledImage(std::shared_ptr<const LightImage> image) : image_(std::move(image)) {}
-
 /** `scale` is pixels of the picture per pixel of the sensor. The weights are a triangle around the
  *  place on the picture, one pixel to either side if it is enlarged, else as wide as reduced. */
 ScaledImage::Taps ScaledImage::TapsOf(std::uint32_t pixels, std::uint32_t imagePixels, double scale)
@@ -45,14 +35,7 @@ ScaledImage::Taps ScaledImage::TapsOf(std::uint32_t pixels, std::uint32_t imageP
 
 void ScaledImage::SetSize(std::uint32_t width, std::uint32_t height)
 {
-    if (width == width_ && height == height_) {
-        return;
-    }
-    ++version_;
-    width_ = width;
-    height_ = height;
-    scaled_.clear();
-    if (width == 0 || height == 0) {
+    if (width == columns_.first.size() && height == rows_.first.size()) {
         return;
     }
     const double scale = std::min(static_cast<double>(image_->Width()) / width,
@@ -60,19 +43,11 @@ void ScaledImage::SetSize(std::uint32_t width, std::uint32_t height)
     columns_ = TapsOf(width, image_->Width(), scale);
     rows_ = TapsOf(height, image_->Height(), scale);
     mixed_.resize(std::size_t{image_->Width()} * image_->Channels());
-    const std::size_t values = std::size_t{width} * image_->Channels();
-    if (values * height * sizeof(std::uint16_t) > kMostBytes) {
-        planes_.resize(values);
-        return;
-    }
-    scaled_.resize(values * height);
-    for (std::uint32_t y = 0; y < height; ++y) {
-        Scale(y, scaled_.data() + y * values);
-    }
+    row_.resize(width);
 }
 
-/** Row `y` of the sensor, one channel behind the other. */
-void ScaledImage::Scale(std::uint32_t y, std::uint16_t* planes) const
+/** Row `y` of the sensor into `row_`. */
+void ScaledImage::Scale(std::uint32_t y)
 {
     std::fill(mixed_.begin(), mixed_.end(), 0.0F);
     for (std::uint32_t tap = 0; tap < rows_.count; ++tap) {
@@ -87,31 +62,29 @@ void ScaledImage::Scale(std::uint32_t y, std::uint16_t* planes) const
     }
     const std::uint32_t channels = image_->Channels();
     const float* weights = columns_.weights.data();
-    for (std::uint32_t x = 0; x < width_; ++x, weights += columns_.count) {
+    for (std::size_t x = 0; x < row_.size(); ++x, weights += columns_.count) {
         const float* pixels = mixed_.data() + std::size_t{columns_.first[x]} * channels;
-        for (std::uint32_t channel = 0; channel < channels; ++channel) {
+        const auto level = [&](std::uint32_t channel) {
             float sum = 0.5F;
             for (std::uint32_t tap = 0; tap < columns_.count; ++tap) {
                 sum += weights[tap] * pixels[std::size_t{tap} * channels + channel];
             }
-            planes[std::size_t{channel} * width_ + x] =
-                static_cast<std::uint16_t>(std::min(sum, float{kLightMax}));
-        }
+            return static_cast<std::uint16_t>(std::min(sum, float{kLightMax}));
+        };
+        const std::uint16_t first = level(0);
+        row_[x] = channels == 1 ? Light{first, first, first} : Light{first, level(1), level(2)};
     }
 }
 
-void ScaledImage::PaintRow(std::uint32_t kind, LightRow* row) const
+void ScaledImage::Draw(std::uint32_t, LightCanvas* canvas)
 {
-    const std::uint16_t* plane = planes_.data();
-    if (scaled_.empty()) {
-        Scale(kind, planes_.data());
-    } else {
-        plane = scaled_.data() + std::size_t{kind} * width_ * image_->Channels();
+    for (std::uint32_t y = 0; y < rows_.first.size(); ++y) {
+        if (canvas->ShowsRow(y)) {
+            Scale(y);
+            canvas->FillRows({0, y, static_cast<std::int64_t>(row_.size()), std::int64_t{y} + 1},
+                             row_);
+        }
     }
-    const std::size_t next = image_->Channels() == 1 ? 0 : width_;
-    std::copy_n(plane, width_, row->red.begin());
-    std::copy_n(plane + next, width_, row->green.begin());
-    std::copy_n(plane + 2 * next, width_, row->blue.begin());
 }
 
 } // namespace sim

@@ -1,19 +1,15 @@
-/** From light to a picture, line by line. A line is made ready as far as it stays the same: down to
- *  its bytes, or with noise down to what the noise acts on. Ready lines serve all lines that show
- *  the same kind of row, and the pictures behind this one as long as nothing changes but what comes
- *  after them, which keeps a whole picture at the price of a few memory copies. */
 #include "sim/picture/scene.h"
 
-#include "sim/picture/light_meter.h"
-#include "sim/picture/line_painter.h"
-#include "sim/picture/noise.h"
+#include "sim/picture/light_canvas.h"
 #include "sim/picture/pixel_packing.h"
+#include "sim/picture/response.h"
 #include "sim/picture/scaled_image.h"
 #include "sim/picture/test_pattern.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <span>
 #include <vector>
 
 namespace sim
@@ -22,271 +18,145 @@ namespace sim
 namespace
 {
 
-/** No line holds this kind. */
-constexpr std::uint32_t kNoKind = 0xFFFFFFFF;
-
-/** Ready lines take no more than this; those that find no room are made anew each time. */
-constexpr std::size_t kMostBytes = std::size_t{256} << 20;
-
-/** All that ready lines depend on, beside their kind. */
-struct LineKey {
-    std::uint32_t sensorWidth = 0;
-    std::uint32_t sensorHeight = 0;
-    std::uint32_t offsetX = 0;
-    std::uint32_t width = 0;
-    std::uint32_t pixelFormat = 0;
-    bool reverseX = false;
-    bool noisy = false;
-    std::uint64_t painter = 0;
-    std::uint64_t source = 0;
-
-    bool operator==(const LineKey&) const = default;
-};
-
-/** All that the light in a picture depends on. */
-struct MeterKey {
-    std::uint32_t sensorWidth = 0;
-    std::uint32_t sensorHeight = 0;
-    std::uint32_t offsetX = 0;
-    std::uint32_t offsetY = 0;
-    std::uint32_t width = 0;
-    std::uint32_t height = 0;
-    bool reverseX = false;
-    bool reverseY = false;
-    std::uint32_t pixelFormat = 0;
-    std::uint64_t source = 0;
-
-    bool operator==(const MeterKey&) const = default;
-};
-
-/** Where a ready line is kept. */
-struct Place {
-    std::size_t index;
-    std::uint32_t rowKind;
-    bool ready; ///< or still to be made
-};
-
-/** Values from one row of levels to the next; the first begins at what `new` aligns to. */
-std::size_t LevelStride(const PictureJob& job)
-{
-    constexpr std::size_t kValues = kLineAlign / sizeof(std::int16_t);
-    static_assert(kLineAlign <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
-    return (ValuesOfLine(job) + kValues - 1) / kValues * kValues;
-}
-
-/** A row of the scene can become two lines of a mosaic. */
-std::uint32_t Tilings(const PictureJob& job)
-{
-    return job.pixelFormat == kBayerRg8 ? 2 : 1;
-}
-
+constexpr CanvasPlane kMonoPlanes[] = {{0, 1, {kGrey, kGrey}}};
 /** The tiles start anew in every picture: its first pixel is red wherever the region lies and
  *  however it is turned, as the format promises. */
-Tiles TilesOf(const PictureJob& job, std::uint32_t y)
+constexpr CanvasPlane kMosaicPlanes[] = {{0, 2, {kRed, kGreen}}, {1, 2, {kGreen, kBlue}}};
+constexpr CanvasPlane kColorPlanes[] = {
+    {0, 1, {kRed, kRed}}, {0, 1, {kGreen, kGreen}}, {0, 1, {kBlue, kBlue}}};
+constexpr CanvasPlane kMeterPlanes[] = {kColorPlanes[0], kColorPlanes[1], kColorPlanes[2],
+                                        kMonoPlanes[0]};
+constexpr std::size_t kMostPlanes = 3; ///< of a picture
+
+std::span<const CanvasPlane> PlanesOf(std::uint32_t pixelFormat)
 {
-    return y % Tilings(job) == 0 ? Tiles::Red : Tiles::Blue;
+    if (pixelFormat == kBayerRg8) {
+        return kMosaicPlanes;
+    }
+    return pixelFormat == kYuv422Packed ? std::span<const CanvasPlane>(kColorPlanes) : kMonoPlanes;
 }
+
+/** Rows that are drawn at a time: an even number, for the mosaic and for lines that go in pairs. */
+std::uint32_t RowsOfPart(const PictureJob& job, std::size_t mostBytes)
+{
+    const std::size_t rowBytes =
+        PlanesOf(job.pixelFormat).size() * sizeof(std::uint16_t) * job.width;
+    return static_cast<std::uint32_t>(
+        std::clamp<std::size_t>(mostBytes / rowBytes / 2 * 2, 2, 0xFFFFFFFE));
+}
+
+/** The meter looks at some 256 columns and rows of a large picture. Odd, so that it meets all
+ *  phases of patterns that repeat every 2, 4, 8 or 16 pixels. */
+std::uint32_t MeterStep(std::uint32_t pixels)
+{
+    return pixels / 256 | 1;
+}
+
+/** What a channel counts in the mean of a picture in this format. */
+double WeightOf(unsigned channel, std::uint32_t pixelFormat)
+{
+    constexpr double kLuma[] = {77.0 / 256, 150.0 / 256, 29.0 / 256, 0};
+    constexpr double kMosaic[] = {0.25, 0.5, 0.25, 0};
+    if (!IsColor(pixelFormat)) {
+        return channel == kGrey ? 1 : 0;
+    }
+    return pixelFormat == kBayerRg8 ? kMosaic[channel] : kLuma[channel];
+}
+
+/** A canvas, and the frame that it shows. */
+struct View {
+    LightCanvas canvas;
+    std::uint32_t frameNumber = 0;
+};
 
 } // namespace
 
 struct Scene::State {
+    std::size_t mostBytes = 0;
     std::unique_ptr<LightSource> source;
-    LinePainter painter;
-    LightMeter meter;
-    NoiseField field;
+    View picture;
+    View meter;
+    std::array<Response, kGrey + 1> responses;                   ///< to the job in hand, by channel
+    std::array<std::vector<std::uint16_t>, kMostPlanes> samples; ///< of a line, by plane
+    std::vector<std::uint8_t> line; ///< one that finds too little room at the picture's end
 
-    LightRow light; ///< one row as the sensor lies
-    std::uint32_t lightKind = kNoKind;
-    std::uint64_t lightVersion = 0;
-
-    MeterKey counted; ///< by the meter
-    std::vector<std::uint32_t> linesOfKind;
-
-    LineKey key;
-    std::size_t places = 0;           ///< for ready lines in this picture
-    std::vector<std::uint32_t> ready; ///< which kind of line each place holds
-    std::vector<std::uint8_t> packed; ///< the lines without noise
-    std::vector<std::int16_t> levels; ///< the lines with noise: means, then deviations
-
-    std::vector<std::uint16_t> samples; ///< two lines of 12 bits
-    std::vector<std::uint8_t> whole;    ///< lines that find too little room at the picture's end
-
-    std::uint32_t OutsideKind() const { return source->Kinds(); }
-    std::uint32_t RowKind(const PictureJob& job, std::uint32_t y) const;
-    void PrepareLight(const PictureJob& job);
-    const LightRow& Light(std::uint32_t kind);
-
-    void Count(const PictureJob& job);
-
-    void PrepareLines(const PictureJob& job, std::size_t lineBytes);
-    Place Take(const PictureJob& job, std::uint32_t y);
-    const std::uint8_t* PackedLine(const PictureJob& job, std::uint32_t y, std::size_t lineBytes);
-    NoisyLine LevelLine(const PictureJob& job, std::uint32_t y);
-    void PaintNoisyLine(const PictureJob& job, std::uint32_t y, std::uint8_t* bytes);
-    void PaintLinePairs(const PictureJob& job, std::uint8_t* image, std::size_t size);
+    void Show(const PictureJob& job, const Axis& columns, const Axis& rows,
+              std::span<const CanvasPlane> planes, View* view);
+    void ShowPart(const PictureJob& job, std::uint32_t y, std::uint32_t rows);
+    void Respond(const PictureJob& job);
+    void ExposeRow(const PictureJob& job, std::uint32_t y, std::uint32_t canvasRow,
+                   std::size_t column);
+    void PackLine(const PictureJob& job, std::size_t count, std::uint8_t* bytes) const;
 };
 
-/** The kind of the sensor's row that line `y` of the picture shows; a region that hangs over the
- *  edge is black there. */
-std::uint32_t Scene::State::RowKind(const PictureJob& job, std::uint32_t y) const
+void Scene::State::Show(const PictureJob& job, const Axis& columns, const Axis& rows,
+                        std::span<const CanvasPlane> planes, View* view)
 {
-    const std::uint64_t row = std::uint64_t{job.offsetY} + y;
-    if (row >= job.sensorHeight || job.sensorWidth == 0) {
-        return OutsideKind();
+    const bool blank = view->canvas.Set(columns, rows, planes);
+    if (job.sensorWidth == 0 || job.sensorHeight == 0) {
+        return;
     }
-    const auto inside = static_cast<std::uint32_t>(row);
-    return source->RowKind(job.reverseY ? job.sensorHeight - 1 - inside : inside);
-}
-
-void Scene::State::PrepareLight(const PictureJob& job)
-{
     source->SetSize(job.sensorWidth, job.sensorHeight);
-    source->SetFrame(job.frameNumber);
-    if (source->Version() != lightVersion || light.green.size() != job.sensorWidth) {
-        lightVersion = source->Version();
-        lightKind = kNoKind;
-        light.Resize(job.sensorWidth);
+    if (blank) {
+        source->Draw(job.frameNumber, &view->canvas);
+    } else if (job.frameNumber != view->frameNumber) {
+        source->Move(view->frameNumber, job.frameNumber, &view->canvas);
+    }
+    view->frameNumber = job.frameNumber;
+}
+
+void Scene::State::ShowPart(const PictureJob& job, std::uint32_t y, std::uint32_t rows)
+{
+    Show(job, {job.sensorWidth, job.offsetX, 1, job.width, job.reverseX},
+         {job.sensorHeight, std::uint64_t{job.offsetY} + y, 1, rows, job.reverseY},
+         PlanesOf(job.pixelFormat), &picture);
+}
+
+void Scene::State::Respond(const PictureJob& job)
+{
+    for (unsigned channel = 0; channel <= kGrey; ++channel) {
+        responses[channel] = ResponseOf(job, channel);
     }
 }
 
-const LightRow& Scene::State::Light(std::uint32_t kind)
+/** Row `y` of the picture into the samples, from `column` on. */
+void Scene::State::ExposeRow(const PictureJob& job, std::uint32_t y, std::uint32_t canvasRow,
+                             std::size_t column)
 {
-    if (kind == lightKind) {
-        return light;
-    }
-    lightKind = kind;
-    if (kind != OutsideKind()) {
-        source->PaintRow(kind, &light);
-        return light;
-    }
-    for (auto* plane : {&light.red, &light.green, &light.blue}) {
-        std::fill(plane->begin(), plane->end(), std::uint16_t{0});
-    }
-    return light;
-}
-
-void Scene::State::PrepareLines(const PictureJob& job, std::size_t lineBytes)
-{
-    PrepareLight(job);
-    painter.Set(job);
-    const bool noisy = job.noise > 0;
-    if (noisy) {
-        field.Set(job.noiseSeed, job.frameNumber);
-    }
-    samples.resize(std::size_t{2} * job.width);
-    whole.resize(2 * lineBytes);
-    const std::size_t kinds = std::size_t{OutsideKind() + 1} * Tilings(job);
-    const std::size_t bytes = noisy ? 2 * LevelStride(job) * sizeof(std::int16_t) : lineBytes;
-    places =
-        std::min({kinds, std::size_t{job.height}, std::max<std::size_t>(kMostBytes / bytes, 1)});
-    const LineKey wanted{job.sensorWidth, job.sensorHeight,  job.offsetX,
-                         job.width,       job.pixelFormat,   job.reverseX,
-                         noisy,           painter.Version(), lightVersion};
-    if (wanted != key || ready.size() < places) {
-        key = wanted;
-        ready.assign(std::max(places, ready.size()), kNoKind);
-    }
-    if (noisy) {
-        levels.resize(std::max(levels.size(), places * bytes / sizeof(std::int16_t)));
-    } else {
-        packed.resize(std::max(packed.size(), places * bytes));
-    }
-}
-
-/** Each kind has its place if all find one; otherwise the lines of the picture take turns. */
-Place Scene::State::Take(const PictureJob& job, std::uint32_t y)
-{
-    const std::uint32_t rowKind = RowKind(job, y);
-    const std::uint32_t tilings = Tilings(job);
-    const std::uint32_t kind = rowKind * tilings + y % tilings;
-    const bool roomForAll = std::size_t{OutsideKind() + 1} * tilings <= places;
-    const std::size_t index = roomForAll ? kind : y % places;
-    const bool isReady = ready[index] == kind;
-    ready[index] = kind;
-    return {index, rowKind, isReady};
-}
-
-const std::uint8_t* Scene::State::PackedLine(const PictureJob& job, std::uint32_t y,
-                                             std::size_t lineBytes)
-{
-    const Place place = Take(job, y);
-    std::uint8_t* line = packed.data() + place.index * lineBytes;
-    if (!place.ready) {
-        painter.Pack(job, Light(place.rowKind), TilesOf(job, y), line);
-    }
-    return line;
-}
-
-NoisyLine Scene::State::LevelLine(const PictureJob& job, std::uint32_t y)
-{
-    const Place place = Take(job, y);
-    const std::size_t stride = LevelStride(job);
-    std::int16_t* means = levels.data() + place.index * 2 * stride;
-    const NoisyLine line{means, means + stride};
-    if (!place.ready) {
-        painter.Level(job, Light(place.rowKind), TilesOf(job, y), line);
-    }
-    return line;
-}
-
-/** One whole line with noise. */
-void Scene::State::PaintNoisyLine(const PictureJob& job, std::uint32_t y, std::uint8_t* bytes)
-{
-    const NoisyLine line = LevelLine(job, y);
-    if (!HasWideSamples(job.pixelFormat)) {
-        field.Apply(y, line, ValuesOfLine(job), bytes);
-        return;
-    }
-    field.Apply(y, line, job.width, samples.data());
-    PackWide(samples.data(), job.width, job.pixelFormat, bytes);
-}
-
-/** Packed 12 bits in lines of odd width: a line ends inside a byte, two lines together do not. */
-void Scene::State::PaintLinePairs(const PictureJob& job, std::uint8_t* image, std::size_t size)
-{
-    for (std::uint32_t y = 0; y < job.height && size != 0;) {
-        std::size_t count = 0;
-        for (int half = 0; half < 2 && y < job.height; ++half, ++y, count += job.width) {
-            if (key.noisy) {
-                field.Apply(y, LevelLine(job, y), job.width, samples.data() + count);
-            } else {
-                painter.Grey(job, Light(RowKind(job, y)), samples.data() + count);
-            }
-        }
-        PackWide(samples.data(), count, job.pixelFormat, whole.data());
-        const std::size_t bytes = std::min(count + count / 2 + count % 2, size);
-        std::memcpy(image, whole.data(), bytes);
-        image += bytes;
-        size -= bytes;
-    }
-}
-
-/** Lets the meter see the region, unless it just has. */
-void Scene::State::Count(const PictureJob& job)
-{
-    const MeterKey wanted{job.sensorWidth, job.sensorHeight, job.offsetX,  job.offsetY,
-                          job.width,       job.height,       job.reverseX, job.reverseY,
-                          job.pixelFormat, lightVersion};
-    if (wanted == counted) {
-        return;
-    }
-    counted = wanted;
-    linesOfKind.assign(OutsideKind() + 1, 0);
-    for (std::uint32_t y = 0; y < job.height; ++y) {
-        ++linesOfKind[RowKind(job, y)];
-    }
-    const Columns columns(job);
-    meter.Clear(job.width, job.pixelFormat);
-    for (std::uint32_t kind = 0; kind < linesOfKind.size(); ++kind) {
-        if (const std::uint32_t lines = linesOfKind[kind]; lines != 0) {
-            meter.Add(Light(kind), columns.begin, columns.end, lines);
+    const auto planes = PlanesOf(job.pixelFormat);
+    for (std::size_t i = 0; i < planes.size(); ++i) {
+        const Response& response = responses[planes[i].channels[y % 2]];
+        const auto roots = picture.canvas.Row(i, canvasRow);
+        if (job.noise > 0) {
+            ExposeNoisy(response, roots, Grains(job.noiseSeed, job.frameNumber),
+                        std::uint64_t{y} * kMostPlanes + i, samples[i].data() + column);
+        } else {
+            Expose(response, roots, samples[i].data() + column);
         }
     }
-    meter.AddBlack(job.width - (columns.end - columns.begin), job.height);
 }
 
-Scene::Scene(std::shared_ptr<const LightImage> image) : state_(std::make_unique<State>())
+void Scene::State::PackLine(const PictureJob& job, std::size_t count, std::uint8_t* bytes) const
 {
+    const std::uint16_t* first = samples[0].data();
+    switch (job.pixelFormat) {
+    case kBayerRg8:
+        return PackMosaic(first, samples[1].data(), count, bytes);
+    case kYuv422Packed:
+        return PackUyvy(first, samples[1].data(), samples[2].data(), count, bytes);
+    case kMono12:
+        return Pack16(first, count, bytes);
+    case kMono12Packed:
+        return Pack12(first, count, bytes);
+    default:
+        return PackHigh8(first, count, bytes);
+    }
+}
+
+Scene::Scene(std::shared_ptr<const LightImage> image, std::size_t mostBytes)
+    : state_(std::make_unique<State>())
+{
+    state_->mostBytes = mostBytes;
     if (image != nullptr) {
         state_->source = std::make_unique<ScaledImage>(std::move(image));
     } else {
@@ -298,38 +168,88 @@ Scene::~Scene() = default;
 
 void Scene::Paint(const PictureJob& job, std::uint8_t* image, std::size_t size)
 {
-    const std::size_t lineBytes = PictureBytes(job.width, 1, job.pixelFormat);
-    if (lineBytes == 0 || job.height == 0) {
+    // Packed 12 bits in lines of odd width: a line ends inside a byte, two lines together do not.
+    const std::uint32_t rowsOfLine = job.pixelFormat == kMono12Packed && job.width % 2 != 0 ? 2 : 1;
+    const std::size_t lineBytes = PictureBytes(job.width, rowsOfLine, job.pixelFormat);
+    if (lineBytes == 0) {
         return;
     }
     State& state = *state_;
-    state.PrepareLines(job, lineBytes);
-    if (job.pixelFormat == kMono12Packed && job.width % 2 != 0) {
-        state.PaintLinePairs(job, image, size);
-        return;
+    state.Respond(job);
+    for (auto& samples : state.samples) {
+        samples.resize(std::size_t{rowsOfLine} * job.width);
     }
-    for (std::uint32_t y = 0; y < job.height && size != 0; ++y) {
-        const std::size_t bytes = std::min(lineBytes, size);
-        if (!state.key.noisy) {
-            std::memcpy(image, state.PackedLine(job, y, lineBytes), bytes);
-        } else if (bytes == lineBytes) {
-            state.PaintNoisyLine(job, y, image);
-        } else {
-            state.PaintNoisyLine(job, y, state.whole.data());
-            std::memcpy(image, state.whole.data(), bytes);
+    state.line.resize(lineBytes);
+    const std::uint32_t partRows = RowsOfPart(job, state.mostBytes);
+    const std::uint32_t period = job.pixelFormat == kBayerRg8 ? 2 : 1;
+    const std::uint8_t* end = image + size;
+    for (std::uint32_t y = 0; y < job.height && image < end; y += rowsOfLine) {
+        const std::uint32_t row = y % partRows;
+        if (row == 0) {
+            state.ShowPart(job, y, std::min(partRows, job.height - y));
+        }
+        const std::uint32_t rows = std::min(rowsOfLine, job.height - y);
+        const std::size_t bytes = std::min(PictureBytes(job.width, rows, job.pixelFormat),
+                                           static_cast<std::size_t>(end - image));
+        if (job.noise <= 0 && rowsOfLine == 1 && row >= period && bytes == lineBytes &&
+            state.picture.canvas.Alike(row, row - period)) {
+            std::memcpy(image, image - period * lineBytes, bytes);
+            image += bytes;
+            continue;
+        }
+        for (std::uint32_t i = 0; i < rows; ++i) {
+            state.ExposeRow(job, y + i, row + i, std::size_t{i} * job.width);
+        }
+        std::uint8_t* line = bytes == lineBytes ? image : state.line.data();
+        state.PackLine(job, std::size_t{rows} * job.width, line);
+        if (line != image) {
+            std::memcpy(image, line, bytes);
         }
         image += bytes;
-        size -= bytes;
     }
 }
 
 PictureLevels Scene::Measure(const PictureJob& job)
 {
+    PictureLevels levels;
+    if (job.width == 0 || job.height == 0) {
+        return levels;
+    }
     State& state = *state_;
-    state.PrepareLight(job);
-    state.painter.Set(job);
-    state.Count(job);
-    return state.meter.Levels(state.painter.Answer());
+    state.Respond(job);
+    const std::uint32_t across = MeterStep(job.width);
+    const std::uint32_t down = MeterStep(job.height);
+    const std::uint32_t columns = (job.width + across - 1) / across;
+    const std::uint32_t rows = (job.height + down - 1) / down;
+    state.Show(job, {job.sensorWidth, job.offsetX, across, columns, job.reverseX},
+               {job.sensorHeight, job.offsetY, down, rows, job.reverseY}, kMeterPlanes,
+               &state.meter);
+    std::vector<std::uint16_t>& samples = state.samples[0];
+    samples.resize(std::max<std::size_t>(samples.size(), columns));
+    const double pixels = static_cast<double>(columns) * rows;
+    for (unsigned channel = 0; channel <= kGrey; ++channel) {
+        const Response& response = state.responses[channel];
+        const double weight = WeightOf(channel, job.pixelFormat);
+        std::uint64_t light = 0;
+        std::uint64_t bytes = 0;
+        for (std::uint32_t y = 0; y < rows; ++y) {
+            const auto roots = state.meter.canvas.Row(channel, y);
+            for (std::size_t x = 0; x < columns && channel != kGrey; ++x) {
+                light += std::uint32_t{roots[x]} * roots[x] >> 16;
+            }
+            if (weight != 0) {
+                Expose(response, roots, samples.data());
+                for (std::size_t x = 0; x < columns; ++x) {
+                    bytes += samples[x] >> (kSampleBits - 8U);
+                }
+            }
+        }
+        levels.mean += weight * static_cast<double>(bytes) / pixels;
+        if (channel != kGrey) {
+            levels.light[channel] = static_cast<double>(light) / pixels / kLightMax;
+        }
+    }
+    return levels;
 }
 
 } // namespace sim

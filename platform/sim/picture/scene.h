@@ -2,9 +2,17 @@
  *  that moves from frame to frame with the frame number readable in it, at the brightness that
  *  exposure and gain give, in the region, orientation and pixel format asked for.
  *
+ *      light source      canvas            response                  packing
+ *      pattern, PNG  ->  root of light ->  exposure, balance     ->  Mono8, UYVY, ...
+ *                        region, turned    noise, clip, curve
+ *                        (kept)            (12-bit samples)
+ *
+ *  Only what moves in the scene is drawn anew on the canvas; all that follows is done for each
+ *  frame, a line at a time.
+ *
  *  A pure unit: the same job gives the same bytes. No clock, no camera, no lock. One scene serves
- *  one camera and one thread at a time; painting allocates nothing once a job of the same geometry
- *  and format, and like it with or without noise, has been painted. */
+ *  one camera and one thread at a time; painting allocates nothing once a job of the same size
+ *  and format has been painted. */
 #pragma once
 
 #include "sim/picture/picture_job.h"
@@ -21,8 +29,10 @@ class LightImage;
 class Scene
 {
 public:
-    /** Shows the picture given, or the pattern. */
-    explicit Scene(std::shared_ptr<const LightImage> image = nullptr);
+    /** Shows the picture given, or the pattern. Keeps what the sensor sees from picture to picture
+     *  unless that takes more than `mostBytes`. */
+    explicit Scene(std::shared_ptr<const LightImage> image = nullptr,
+                   std::size_t mostBytes = std::size_t{512} << 20);
     ~Scene();
 
     /** Writes the picture, and not a byte beyond `size`. Lines follow each other without padding.

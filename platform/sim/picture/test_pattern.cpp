@@ -8,41 +8,18 @@ namespace sim
 namespace
 {
 
-/** The different rows; those with the glyphs' rows are the last. */
-enum Kind : std::uint8_t {
-    kOuterEdge,
-    kInnerEdge,
-    kStrip,
-    kBars,
-    kHues,
-    kNumber,
-    kRamp,
-    kSteps,
-    kChequer,
-    kChequerInverse,
-    kFineDark,
-    kFineBright,
-    kStripGlyphs,
-    kNumberGlyphs = kStripGlyphs + kGlyphRows,
-    kKinds = kNumberGlyphs + kGlyphRows
-};
-static_assert(kKinds == TestPattern::kRowKinds);
+enum class Kind { Strip, Bars, Hues, Number, Ramp, Steps, Chequer, Fine };
 
 struct Band {
     Kind kind;
     std::uint32_t share; ///< of the height, in kShares
 };
 constexpr Band kBands[] = {
-    {kStrip, 7}, {kBars, 20}, {kHues, 8},     {kNumber, 30},  {kRamp, 10},
-    {kSteps, 8}, {kStrip, 7}, {kChequer, 15}, {kFineDark, 8}, {kStrip, 7},
+    {Kind::Strip, 7}, {Kind::Bars, 20}, {Kind::Hues, 8},     {Kind::Number, 30}, {Kind::Ramp, 10},
+    {Kind::Steps, 8}, {Kind::Strip, 7}, {Kind::Chequer, 15}, {Kind::Fine, 8},    {Kind::Strip, 7},
 };
 constexpr std::uint32_t kShares = 120;
 
-struct Light {
-    std::uint16_t red;
-    std::uint16_t green;
-    std::uint16_t blue;
-};
 constexpr Light Grey(std::uint32_t level)
 {
     const auto l = static_cast<std::uint16_t>(level);
@@ -58,123 +35,112 @@ constexpr Light kWhite = Grey(Percent(95));
 constexpr Light kPanel = Grey(Percent(6));
 constexpr Light kInk = Grey(Percent(92));
 
-/** Sets pixels of one row; what lies outside is left out. */
-class Brush
+/** Of grey. */
+constexpr std::uint32_t LevelsOf(Kind kind)
 {
-public:
-    Brush(LightRow* row, std::uint32_t width) : row_(row), width_(width) {}
-    void Set(std::uint32_t x, Light light)
-    {
-        row_->red[x] = light.red;
-        row_->green[x] = light.green;
-        row_->blue[x] = light.blue;
-    }
-    void Fill(std::int64_t from, std::int64_t to, Light light)
-    {
-        from = std::clamp<std::int64_t>(from, 0, width_);
-        to = std::clamp<std::int64_t>(to, from, width_);
-        std::fill(row_->red.begin() + from, row_->red.begin() + to, light.red);
-        std::fill(row_->green.begin() + from, row_->green.begin() + to, light.green);
-        std::fill(row_->blue.begin() + from, row_->blue.begin() + to, light.blue);
-    }
-    std::uint16_t At(std::uint32_t x) const { return row_->green[x]; }
-    void Clear(Light light) { Fill(0, width_, light); }
-    /** Row `glyphRow` of a glyph whose left edge is `x`. */
-    void Glyph(std::int64_t x, std::uint8_t glyph, std::uint32_t glyphRow, std::uint32_t scale)
-    {
-        const std::uint8_t cells = GlyphRow(glyph, glyphRow);
-        for (std::uint32_t cell = 0; cell < kGlyphWidth; ++cell) {
-            if ((cells >> (kGlyphWidth - 1 - cell) & 1) != 0) {
-                const std::int64_t left = x + std::int64_t{cell} * scale;
-                Fill(left, left + scale, kInk);
-            }
-        }
-    }
+    return kind == Kind::Steps ? 11 : kLightMax + 1U;
+}
 
-private:
-    LightRow* row_;
-    std::uint32_t width_;
-};
-
-void PaintBars(Brush& brush, std::uint32_t width)
+/** Calls `act` with each band's kind and rows. */
+template <typename Act> void ForBands(std::uint32_t width, std::uint32_t height, Act act)
 {
+    std::uint32_t shares = 0;
+    std::int64_t top = 0;
+    for (const Band& band : kBands) {
+        shares += band.share;
+        const std::int64_t bottom = std::int64_t{height} * shares / kShares;
+        act(band.kind, Rect{0, top, width, bottom});
+        top = bottom;
+    }
+}
+
+/** White to black by falling brightness. */
+Light BarAt(std::uint32_t x, std::uint32_t width)
+{
+    const auto lit = static_cast<std::uint32_t>(7 - std::uint64_t{x} * 8 / width);
     constexpr auto kOn = static_cast<std::uint16_t>(Percent(75));
-    for (std::uint32_t bar = 0; bar < 8; ++bar) { // white to black by falling brightness
-        const std::uint32_t lit = 7 - bar;
-        const Light light{static_cast<std::uint16_t>((lit & 2) != 0 ? kOn : 0),
-                          static_cast<std::uint16_t>((lit & 4) != 0 ? kOn : 0),
-                          static_cast<std::uint16_t>((lit & 1) != 0 ? kOn : 0)};
-        brush.Fill(std::int64_t{width} * bar / 8, std::int64_t{width} * (bar + 1) / 8, light);
-    }
+    const auto level = [lit](std::uint32_t bit) {
+        return (lit & bit) != 0 ? kOn : std::uint16_t{0};
+    };
+    return {level(2), level(4), level(1)};
 }
 
 /** Once around the circle of full colours. */
-void PaintHues(Brush& brush, std::uint32_t width)
+Light HueAt(std::uint32_t x, std::uint32_t width)
 {
-    constexpr std::uint32_t kTop = Percent(90);
-    const auto part = [](std::uint32_t angle) { // 0 to 6 * kTop; lit around 3 * kTop
-        const auto away = static_cast<std::int32_t>(angle) - static_cast<std::int32_t>(3 * kTop);
-        const std::int32_t level = static_cast<std::int32_t>(2 * kTop) - (away < 0 ? -away : away);
-        return static_cast<std::uint16_t>(
-            std::clamp<std::int32_t>(level, 0, static_cast<std::int32_t>(kTop)));
+    constexpr std::int64_t kTop = Percent(90);
+    const std::int64_t angle = 6 * kTop * x / width;
+    const auto part = [&](std::int64_t turned) { // brightest half way around
+        const std::int64_t away = std::abs((angle + turned) % (6 * kTop) - 3 * kTop);
+        return static_cast<std::uint16_t>(std::clamp<std::int64_t>(2 * kTop - away, 0, kTop));
     };
-    for (std::uint32_t x = 0; x < width; ++x) {
-        const auto angle = static_cast<std::uint32_t>(std::uint64_t{6 * kTop} * x / width);
-        brush.Set(x, {part((angle + 3 * kTop) % (6 * kTop)), part((angle + kTop) % (6 * kTop)),
-                      part((angle + 5 * kTop) % (6 * kTop))});
-    }
-}
-
-/** From black to white in so many levels. */
-void PaintRamp(Brush& brush, std::uint32_t width, std::uint32_t levels)
-{
-    for (std::uint32_t x = 0; x < width; ++x) {
-        const auto level = static_cast<std::uint32_t>(std::uint64_t{x} * levels / width);
-        brush.Set(x, Grey(level * kLightMax / (levels - 1)));
-    }
-}
-
-/** The bar that wanders over the ramps shows half the range more or less than what is below it. */
-void PaintBar(Brush& brush, std::uint32_t width, std::uint32_t frameNumber)
-{
-    const std::uint32_t stride = std::max(width / 240, 1U);
-    const std::uint64_t bar = std::uint64_t{frameNumber} * stride % width;
-    for (std::uint32_t i = 0; i < std::max(width / 40, 1U); ++i) {
-        const auto x = static_cast<std::uint32_t>((bar + i) % width);
-        brush.Set(x, Grey((brush.At(x) + kLightMax / 2) % (kLightMax + 1U)));
-    }
-}
-
-void PaintChequer(Brush& brush, std::uint32_t width, std::uint32_t size, bool inverse,
-                  std::uint32_t frameNumber)
-{
-    const std::uint32_t stride = std::max(size / 8, 1U);
-    const auto shift = static_cast<std::int64_t>(std::uint64_t{frameNumber} * stride % (2 * size));
-    brush.Clear(Grey(Percent(15)));
-    for (std::int64_t x = shift - 2 * std::int64_t{size} + (inverse ? size : 0); x < width;
-         x += 2 * std::int64_t{size}) {
-        brush.Fill(x, x + size, Grey(Percent(80)));
-    }
-}
-
-/** Line pairs: upright ones of 1 to 8 pixels a line on the left, level ones on the right. */
-void PaintFine(Brush& brush, std::uint32_t width, bool bright)
-{
-    const std::uint32_t half = width / 2;
-    for (std::uint32_t x = 0; x < half; ++x) {
-        const auto quarter = static_cast<std::uint32_t>(std::uint64_t{x} * 4 / half);
-        brush.Set(x, (x >> quarter & 1) != 0 ? kBlack : kWhite);
-    }
-    brush.Fill(half, width, bright ? kWhite : kBlack);
+    return {part(3 * kTop), part(kTop), part(5 * kTop)};
 }
 
 /** Grey that fades towards both edges. */
-void PaintFade(Brush& brush, std::uint32_t width)
+Light FadeAt(std::uint32_t x, std::uint32_t width)
 {
-    for (std::uint32_t x = 0; x < width; ++x) {
-        const std::uint64_t fromEdge = std::min(x, width - 1 - x);
-        const std::uint64_t level = Percent(8) + Percent(90) * fromEdge / width;
-        brush.Set(x, Grey(static_cast<std::uint32_t>(level)));
+    const std::uint64_t fromEdge = std::min(x, width - 1 - x);
+    return Grey(static_cast<std::uint32_t>(Percent(8) + Percent(90) * fromEdge / width));
+}
+
+/** Upright line pairs of 1 to 8 pixels a line, in the left half. */
+Light FineAt(std::uint32_t x, std::uint32_t width)
+{
+    const std::uint32_t half = width / 2;
+    return x < half && (x >> std::uint64_t{x} * 4 / half & 1) == 0 ? kWhite : kBlack;
+}
+
+/** A line of text: where it is and how many pixels a cell of its glyphs has. */
+struct TextLine {
+    std::int64_t top;
+    std::int64_t scale;
+    Rect band;
+};
+
+/** Text at the middle of its band. */
+TextLine LineIn(const Rect& band, std::int64_t scale)
+{
+    const std::int64_t margin = (band.bottom - band.top - kGlyphRows * scale) / 2;
+    return {band.top + std::max<std::int64_t>(margin, 0), scale, band};
+}
+TextLine StripLine(const Rect& band)
+{
+    return LineIn(band, std::max<std::int64_t>((band.bottom - band.top) * 7 / 8 / kGlyphRows, 1));
+}
+/** As large as ten digits with the arrow allow, so that the size never changes. */
+TextLine NumberLine(const Rect& band)
+{
+    constexpr std::int64_t kCells = (10 + 2) * kGlyphPitch;
+    const std::int64_t height = (band.bottom - band.top) * 3 / 4 / kGlyphRows;
+    return LineIn(band, std::max<std::int64_t>(std::min(height, band.right / kCells), 1));
+}
+
+/** Turns a glyph into another one, cell by cell. */
+void DrawGlyph(const TextLine& line, const Rect& clip, std::int64_t left, std::uint8_t from,
+               std::uint8_t to, LightCanvas* canvas)
+{
+    for (std::uint32_t row = 0; row < kGlyphRows && from != to; ++row) {
+        const std::uint8_t cells = GlyphRow(to, row);
+        const unsigned changed = cells ^ GlyphRow(from, row);
+        for (std::uint32_t cell = 0; cell < kGlyphWidth; ++cell) {
+            const unsigned bit = 1U << (kGlyphWidth - 1 - cell);
+            if ((changed & bit) != 0) {
+                const std::int64_t x = left + cell * line.scale;
+                const std::int64_t y = line.top + row * line.scale;
+                canvas->Fill(Common({x, y, x + line.scale, y + line.scale}, clip),
+                             (cells & bit) != 0 ? kInk : kPanel);
+            }
+        }
+    }
+}
+
+void DrawNumber(const TextLine& line, const Rect& clip, std::int64_t left, const NumberText& from,
+                const NumberText& to, LightCanvas* canvas)
+{
+    for (std::uint32_t i = 0; i < to.length; ++i) {
+        DrawGlyph(line, clip, left + i * kGlyphPitch * line.scale, from.glyphs[i], to.glyphs[i],
+                  canvas);
     }
 }
 
@@ -182,181 +148,161 @@ void PaintFade(Brush& brush, std::uint32_t width)
 
 void TestPattern::SetSize(std::uint32_t width, std::uint32_t height)
 {
-    if (width == width_ && height == height_) {
-        return;
-    }
-    ++version_;
     width_ = width;
     height_ = height;
     edge_ = std::max(height / 270, 1U);
-    PrepareRows();
-    kinds_.resize(height);
-    std::uint32_t shares = 0;
-    for (const Band& band : kBands) {
-        const auto top = static_cast<std::uint32_t>(std::uint64_t{height} * shares / kShares);
-        shares += band.share;
-        const auto bottom = static_cast<std::uint32_t>(std::uint64_t{height} * shares / kShares);
-        const std::uint32_t rows = bottom - top;
-        switch (band.kind) {
-        case kStrip:
-            stripScale_ = std::max(rows * 7 / 8 / kGlyphRows, 1U);
-            MapText(top, bottom, stripScale_, kStrip, kStripGlyphs);
-            break;
-        case kNumber: {
-            // As large as ten digits with the arrow allow, so that the size never changes.
-            constexpr std::uint32_t kCells = (10 + 2) * kGlyphPitch;
-            largeScale_ = std::max(std::min(rows * 3 / 4 / kGlyphRows, width / kCells), 1U);
-            MapText(top, bottom, largeScale_, kNumber, kNumberGlyphs);
-            break;
+    row_.resize(width);
+}
+
+Rect TestPattern::Inset(std::int64_t by) const
+{
+    return {by, by, std::int64_t{width_} - by, std::int64_t{height_} - by};
+}
+
+void TestPattern::DrawColumns(const Rect& band, Light (*lightAt)(std::uint32_t, std::uint32_t),
+                              LightCanvas* canvas)
+{
+    for (std::uint32_t x = 0; x < width_; ++x) {
+        row_[x] = lightAt(x, width_);
+    }
+    canvas->FillRows(band, row_);
+}
+
+/** The bar that wanders over the ramps, in the frame's picture. */
+Rect TestPattern::Bar(const Rect& band, std::uint32_t frameNumber) const
+{
+    const std::uint32_t stride = std::max(width_ / 240, 1U);
+    const std::int64_t left = std::int64_t{frameNumber} * stride % width_;
+    return {left, band.top, std::min<std::int64_t>(left + std::max(width_ / 40, 1U), width_),
+            band.bottom};
+}
+
+/** Some columns of a ramp from black to white; within the bar half the range more or less. */
+void TestPattern::DrawRamp(const Rect& part, std::uint32_t levels, bool inBar, LightCanvas* canvas)
+{
+    for (std::int64_t x = part.left; x < part.right; ++x) {
+        const std::uint64_t level = static_cast<std::uint64_t>(x) * levels / width_;
+        const std::uint64_t light = level * kLightMax / (levels - 1);
+        row_[static_cast<std::size_t>(x)] = Grey(
+            static_cast<std::uint32_t>(light + (inBar ? kLightMax / 2 : 0)) % (kLightMax + 1U));
+    }
+    canvas->FillRows(Common(part, Inset(2 * edge_)), row_);
+}
+
+void TestPattern::DrawChequer(const Rect& band, std::uint32_t frameNumber, LightCanvas* canvas)
+{
+    const auto size =
+        static_cast<std::uint32_t>(std::max<std::int64_t>(band.bottom - band.top, 3)) / 3;
+    const std::uint32_t stride = std::max(size / 8, 1U);
+    const auto shift = static_cast<std::uint32_t>(std::uint64_t{frameNumber} * stride % (2 * size));
+    std::uint32_t place = 2 * size - shift; // among a dark and a bright square
+    for (std::int64_t top = band.top; top < band.bottom; top += size, place += size) {
+        for (std::uint32_t x = 0, at = place % (2 * size); x < width_; ++x) {
+            row_[x] = Grey(at < size ? Percent(80) : Percent(15));
+            at = at + 1 == 2 * size ? 0 : at + 1;
         }
-        case kChequer:
-            chequerSize_ = std::max(rows / 3, 1U);
-            for (std::uint32_t y = top; y < bottom; ++y) {
-                const bool inverse = (y - top) / chequerSize_ % 2 != 0;
-                kinds_[y] = inverse ? kChequerInverse : kChequer;
-            }
-            break;
-        case kFineDark:
-            for (std::uint32_t y = top; y < bottom; ++y) {
-                kinds_[y] = (y - top) / 2 % 2 != 0 ? kFineBright : kFineDark;
-            }
-            break;
-        default:
-            std::fill(kinds_.begin() + top, kinds_.begin() + bottom, band.kind);
-        }
-    }
-    for (std::uint32_t y = 0; y < std::min(2 * edge_, height); ++y) {
-        const Kind kind = y < edge_ ? kOuterEdge : kInnerEdge;
-        kinds_[y] = kind;
-        kinds_[height - 1 - y] = kind;
+        const Rect squares{0, top, width_, std::min(top + size, band.bottom)};
+        canvas->FillRows(Common(squares, Inset(2 * edge_)), row_);
     }
 }
 
-/** Works out once what takes a division for each pixel. */
-void TestPattern::PrepareRows()
+/** The number over and over. */
+void TestPattern::DrawStrip(const Rect& band, const NumberText& from, const NumberText& to,
+                            LightCanvas* canvas) const
 {
-    for (LightRow* row : {&hues_, &fade_, &ramp_, &steps_}) {
-        row->Resize(width_);
-    }
-    Brush hues(&hues_, width_);
-    PaintHues(hues, width_);
-    Brush fade(&fade_, width_);
-    PaintFade(fade, width_);
-    Brush ramp(&ramp_, width_);
-    PaintRamp(ramp, width_, kLightMax + 1U);
-    Brush steps(&steps_, width_);
-    PaintRamp(steps, width_, 11);
-}
-
-void TestPattern::MapText(std::uint32_t top, std::uint32_t bottom, std::uint32_t scale,
-                          std::uint32_t plainKind, std::uint32_t firstGlyphKind)
-{
-    const std::uint32_t rows = bottom - top;
-    const std::uint32_t textRows = kGlyphRows * scale;
-    const std::uint32_t margin = rows > textRows ? (rows - textRows) / 2 : 0;
-    for (std::uint32_t y = 0; y < rows; ++y) {
-        const bool inText = y >= margin && y < margin + textRows;
-        kinds_[top + y] =
-            static_cast<std::uint8_t>(inText ? firstGlyphKind + (y - margin) / scale : plainKind);
-    }
-}
-
-void TestPattern::SetFrame(std::uint32_t frameNumber)
-{
-    if (frameNumber != frameNumber_) {
-        ++version_;
-        frameNumber_ = frameNumber;
-    }
-}
-
-void TestPattern::PaintStripText(std::uint32_t glyphRow, LightRow* row) const
-{
-    Brush brush(row, width_);
-    brush.Clear(kPanel);
-    const NumberText number(frameNumber_);
-    const std::int64_t pitch = std::int64_t{kGlyphPitch} * stripScale_;
-    const std::int64_t textWidth = number.length * pitch;
+    const TextLine line = StripLine(band);
+    const std::int64_t pitch = kGlyphPitch * line.scale;
+    const std::int64_t textWidth = to.length * pitch;
     const std::int64_t count = std::clamp<std::int64_t>(width_ / (textWidth + pitch), 1, 6);
     const std::int64_t field = width_ / count;
     for (std::int64_t n = 0; n < count; ++n) {
-        const std::int64_t x = n * field + (field - textWidth) / 2 + stripScale_;
-        for (std::uint32_t i = 0; i < number.length; ++i) {
-            brush.Glyph(x + pitch * i, number.glyphs[i], glyphRow, stripScale_);
-        }
+        const std::int64_t left = n * field + (field - textWidth) / 2 + line.scale;
+        DrawNumber(line, Common(band, Inset(2 * edge_)), left, from, to, canvas);
     }
 }
 
-/** A row of the large number's band; outside the glyphs' rows only its ground. */
-void TestPattern::PaintNumber(std::optional<std::uint32_t> glyphRow, LightRow* row) const
+/** The ground of the large number: an arrow on a panel. */
+void TestPattern::DrawPanel(const Rect& band, const NumberText& text, LightCanvas* canvas) const
 {
-    *row = fade_;
-    Brush brush(row, width_);
-    const NumberText number(frameNumber_);
-    const std::int64_t pitch = std::int64_t{kGlyphPitch} * largeScale_;
-    const std::int64_t textWidth = (number.length + 2) * pitch; // an arrow and a blank in front
-    const std::int64_t fieldWidth = textWidth + 2 * pitch;
-    const std::int64_t field = (width_ - fieldWidth) / 2;
-    brush.Fill(field, field + fieldWidth, kPanel);
-    if (!glyphRow) {
-        return;
-    }
-    const std::int64_t x = (width_ - textWidth) / 2 + largeScale_;
-    brush.Glyph(x, kArrowGlyph, *glyphRow, largeScale_);
-    for (std::uint32_t i = 0; i < number.length; ++i) {
-        brush.Glyph(x + pitch * (i + 2), number.glyphs[i], *glyphRow, largeScale_);
-    }
+    const TextLine line = NumberLine(band);
+    const std::int64_t pitch = kGlyphPitch * line.scale;
+    const std::int64_t width = (text.length + 4) * pitch;
+    const std::int64_t left = (width_ - width) / 2;
+    canvas->Fill({left, band.top, left + width, band.bottom}, kPanel);
+    DrawGlyph(line, Common(band, Inset(2 * edge_)), left + pitch + line.scale, kBlankGlyph,
+              kArrowGlyph, canvas);
 }
 
-void TestPattern::PaintRow(std::uint32_t kind, LightRow* row) const
+void TestPattern::DrawMoving(const NumberText& from, std::uint32_t fromFrame,
+                             std::uint32_t frameNumber, LightCanvas* canvas)
 {
-    Brush brush(row, width_);
-    switch (kind) {
-    case kOuterEdge:
-        brush.Clear(kWhite);
-        return;
-    case kInnerEdge:
-        brush.Clear(kBlack);
-        break;
-    case kBars:
-        PaintBars(brush, width_);
-        break;
-    case kHues:
-        *row = hues_;
-        break;
-    case kRamp:
-        *row = ramp_;
-        PaintBar(brush, width_, frameNumber_);
-        break;
-    case kSteps:
-        *row = steps_;
-        PaintBar(brush, width_, frameNumber_);
-        break;
-    case kChequer:
-    case kChequerInverse:
-        PaintChequer(brush, width_, chequerSize_, kind == kChequerInverse, frameNumber_);
-        break;
-    case kFineDark:
-    case kFineBright:
-        PaintFine(brush, width_, kind == kFineBright);
-        break;
-    case kStrip:
-        brush.Clear(kPanel);
-        break;
-    case kNumber:
-        PaintNumber(std::nullopt, row);
-        break;
-    default:
-        if (kind < kNumberGlyphs) {
-            PaintStripText(kind - kStripGlyphs, row);
-        } else {
-            PaintNumber(kind - kNumberGlyphs, row);
+    const NumberText to(frameNumber);
+    ForBands(width_, height_, [&](Kind kind, const Rect& band) {
+        switch (kind) {
+        case Kind::Strip:
+            return DrawStrip(band, from, to, canvas);
+        case Kind::Number: {
+            const TextLine line = NumberLine(band);
+            const std::int64_t pitch = kGlyphPitch * line.scale;
+            const std::int64_t left = (width_ - (to.length + 2) * pitch) / 2; // behind the arrow
+            return DrawNumber(line, Common(band, Inset(2 * edge_)), left + 2 * pitch + line.scale,
+                              from, to, canvas);
         }
+        case Kind::Ramp:
+        case Kind::Steps:
+            DrawRamp(Bar(band, fromFrame), LevelsOf(kind), false, canvas);
+            return DrawRamp(Bar(band, frameNumber), LevelsOf(kind), true, canvas);
+        case Kind::Chequer:
+            return DrawChequer(band, frameNumber, canvas);
+        default:
+            return; // stands still
+        }
+    });
+}
+
+void TestPattern::Draw(std::uint32_t frameNumber, LightCanvas* canvas)
+{
+    NumberText blank(frameNumber);
+    canvas->Fill(Inset(0), kWhite);
+    canvas->Fill(Inset(edge_), kBlack);
+    ForBands(width_, height_, [&](Kind kind, const Rect& whole) {
+        const Rect band = Common(whole, Inset(2 * edge_));
+        switch (kind) {
+        case Kind::Strip:
+            return canvas->Fill(band, kPanel);
+        case Kind::Bars:
+            return DrawColumns(band, BarAt, canvas);
+        case Kind::Hues:
+            return DrawColumns(band, HueAt, canvas);
+        case Kind::Number:
+            DrawColumns(band, FadeAt, canvas);
+            return DrawPanel(whole, blank, canvas);
+        case Kind::Fine:
+            DrawColumns(band, FineAt, canvas);
+            for (std::int64_t y = whole.top + 2; y < whole.bottom; y += 4) {
+                const Rect bright{width_ / 2, y, width_, std::min(y + 2, whole.bottom)};
+                canvas->Fill(Common(bright, band), kWhite);
+            }
+            return;
+        case Kind::Ramp:
+        case Kind::Steps:
+            return DrawRamp(whole, LevelsOf(kind), false, canvas);
+        case Kind::Chequer:
+            return; // moves
+        }
+    });
+    blank.glyphs.fill(kBlankGlyph);
+    DrawMoving(blank, frameNumber, frameNumber, canvas);
+}
+
+void TestPattern::Move(std::uint32_t fromFrame, std::uint32_t toFrame, LightCanvas* canvas)
+{
+    const NumberText from(fromFrame);
+    if (from.length != NumberText(toFrame).length) { // digits have other places then
+        Draw(toFrame, canvas);
+        return;
     }
-    const std::int64_t right = width_;
-    brush.Fill(edge_, 2 * edge_, kBlack);
-    brush.Fill(right - 2 * edge_, right - edge_, kBlack);
-    brush.Fill(0, edge_, kWhite);
-    brush.Fill(right - edge_, right, kWhite);
+    DrawMoving(from, fromFrame, toFrame, canvas);
 }
 
 } // namespace sim

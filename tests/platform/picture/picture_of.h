@@ -4,7 +4,10 @@
 #include "sim/picture/pixel_packing.h"
 #include "sim/picture/scene.h"
 
+#include <array>
 #include <cstdint>
+#include <numeric>
+#include <utility>
 #include <vector>
 
 namespace sim
@@ -25,9 +28,17 @@ inline PictureJob JobOf(std::uint32_t format, std::uint32_t width = 640, std::ui
     return job;
 }
 
-inline Bytes PictureOf(const PictureJob& job)
+inline PictureJob Region(PictureJob job, std::array<std::uint32_t, 4> leftTopWidthHeight)
 {
-    Scene scene;
+    job.offsetX = leftTopWidthHeight[0];
+    job.offsetY = leftTopWidthHeight[1];
+    job.width = leftTopWidthHeight[2];
+    job.height = leftTopWidthHeight[3];
+    return job;
+}
+
+inline Bytes PictureOf(const PictureJob& job, Scene&& scene = Scene())
+{
     Bytes image(PictureBytes(job.width, job.height, job.pixelFormat));
     scene.Paint(job, image.data(), image.size());
     return image;
@@ -65,6 +76,74 @@ inline std::vector<unsigned> Pixels(const Bytes& image, std::uint32_t format)
         }
     }
     return pixels;
+}
+inline std::vector<unsigned> PixelsOf(const PictureJob& job)
+{
+    return Pixels(PictureOf(job), job.pixelFormat);
+}
+
+/** Of the pixels, in steps of 8 bits. */
+inline double MeanOf(const Bytes& image, std::uint32_t format)
+{
+    const auto pixels = Pixels(image, format);
+    const double sum = std::accumulate(pixels.begin(), pixels.end(), 0.0);
+    return sum / static_cast<double>(pixels.size()) / (Is12Bit(format) ? 16 : 1);
+}
+
+/** A curve of its own for each channel, all of them far from the straight line. */
+inline std::shared_ptr<const ToneCurve> Curves()
+{
+    auto tone = std::make_shared<ToneCurve>();
+    for (unsigned i = 0; i < 4096; ++i) {
+        tone->samples[kRed][i] = static_cast<std::uint16_t>(4095 - i);
+        tone->samples[kGreen][i] = static_cast<std::uint16_t>(i / 2);
+        tone->samples[kBlue][i] = static_cast<std::uint16_t>(i < 100 ? 800 : 4095);
+    }
+    return tone;
+}
+
+/** Has a scene paint one job after the other, each of them another picture, and compares it with
+ *  one that has never painted before. `make` gives a new scene. */
+template <typename Make> void ExpectNothingLeftBehind(std::uint32_t format, Make make)
+{
+    using Change = void (*)(PictureJob&);
+    const std::pair<const char*, Change> changes[] = {
+        {"first", [](PictureJob&) {}},
+        {"exposure", [](PictureJob& job) { job.exposureUs /= 2; }},
+        {"tone", [](PictureJob& job) { job.tone = Curves(); }},
+        {"region",
+         [](PictureJob& job) {
+             job = Region(job, {42, 31, 200, 100});
+         }},
+        {"mirrored", [](PictureJob& job) { job.reverseX = true; }},
+        {"upside down", [](PictureJob& job) { job.reverseY = true; }},
+        {"noise", [](PictureJob& job) { job.noise = 1; }},
+        {"another frame's noise", [](PictureJob& job) { ++job.frameNumber; }},
+        {"another seed's noise", [](PictureJob& job) { ++job.noiseSeed; }},
+        {"gain", [](PictureJob& job) { job.gain = 2; }},
+        {"no noise", [](PictureJob& job) { job.noise = 0; }},
+        {"another sensor", [](PictureJob& job) { job.sensorWidth = 640; }},
+        {"mosaic",
+         [](PictureJob& job) {
+             job.pixelFormat = kBayerRg8;
+             job.exposureUs *= 3;
+         }},
+        {"no tone", [](PictureJob& job) { job.tone = nullptr; }},
+        {"mono", [](PictureJob& job) {
+             job.pixelFormat = kMono8;
+             job.exposureUs *= 3;
+         }}};
+    Scene scene = make();
+    PictureJob job = JobOf(format, 320, 240);
+    Bytes before;
+    for (const auto& [name, change] : changes) {
+        change(job);
+        Bytes now(PictureBytes(job.width, job.height, job.pixelFormat));
+        scene.Paint(job, now.data(), now.size());
+        EXPECT_EQ(now, PictureOf(job, make())) << name;
+        EXPECT_NE(now, before) << name;
+        before = std::move(now);
+    }
 }
 
 } // namespace sim

@@ -3,61 +3,17 @@
 
 #include "tests/support/alloc_count.h"
 
-#include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstring>
 
 namespace
 {
 
-class SimAuto : public SimSession
+class SimAuto : public PatternSession
 {
 protected:
-    SimAuto()
-    {
-        setup.picture = sim::Picture::Pattern;
-        setup.noise = 0;
-        setup.sensorWidth = 256;
-        setup.sensorHeight = 128;
-    }
-
-    void OpenWide()
-    {
-        OpenCamera();
-        Integer("Width")->SetValue(256);
-        Integer("Height")->SetValue(128);
-        Float("AcquisitionFrameRate")->SetValue(20);
-    }
     void Regulate(const char* exposure, const char* gain, const char* mode = "Active")
     {
-        Enumeration("autoBrightnessMode")->FromString(mode);
-        Enumeration("ExposureAuto")->FromString(exposure);
-        Enumeration("GainAuto")->FromString(gain);
-    }
-    void GrabOne()
-    {
-        _tag_GEVBUF_ENTRY* frame = Next();
-        ASSERT_NE(frame, nullptr);
-        if (frame->chunkData != nullptr) {
-            std::memcpy(&chunkValue, static_cast<const std::uint8_t*>(frame->chunkData) + 8, 8);
-        }
-        GevReleaseFrame(handle, frame);
-    }
-    void GrabMany(int count)
-    {
-        for (int i = 0; i < count; ++i) {
-            GrabOne();
-        }
-    }
-    /** Of the last picture. */
-    double Mean() const
-    {
-        double sum = 0;
-        for (std::size_t i = 0; i < std::size_t{256} * 128; ++i) {
-            sum += memory[0][i];
-        }
-        return sum / (256 * 128);
+        Choose({{"autoBrightnessMode", mode}, {"ExposureAuto", exposure}, {"GainAuto", gain}});
     }
     /** Mean of each channel of the last mosaic. */
     std::array<double, 3> Colors() const
@@ -69,121 +25,85 @@ protected:
         return {sums[0] / (64 * 128), sums[1] / (128 * 128), sums[2] / (64 * 128)};
     }
     double Exposure() { return Float("ExposureTime")->GetValue(); }
-    double Gain(const char* source)
-    {
-        Enumeration("GainSelector")->FromString(source);
-        return Float("Gain")->GetValue();
-    }
+    double Gain(const char* source) { return At("GainSelector", source, "Gain"); }
     double Ratio(const char* channel)
     {
-        Enumeration("BalanceRatioSelector")->FromString(channel);
-        return Float("BalanceRatio")->GetValue();
+        return At("BalanceRatioSelector", channel, "BalanceRatio");
     }
     void SetRatio(const char* channel, double ratio)
     {
-        Enumeration("BalanceRatioSelector")->FromString(channel);
+        Ratio(channel);
         Float("BalanceRatio")->SetValue(ratio);
     }
-
-    double chunkValue = 0;
 };
 
 TEST_F(SimAuto, ThePicturesMeanReachesTheTarget)
 {
     OpenWide();
-    Float("exposureAutoMinValue")->SetValue(10);
-    Float("exposureAutoMaxValue")->SetValue(2e6);
     Boolean("ChunkModeActive")->SetValue(true);
-    Enumeration("ChunkSelector")->FromString("ExposureTime");
+    Choose({{"ChunkSelector", "ExposureTime"}});
     Boolean("ChunkEnable")->SetValue(true);
-    for (const int target : {60, 128}) {
-        for (const double start : {40.0, 1e6}) {
-            SCOPED_TRACE(std::to_string(target) + " from " + std::to_string(start));
-            Integer("autoBrightnessTarget")->SetValue(target);
-            Float("ExposureTime")->SetValue(start);
-            Regulate("Continuous", "Off");
-            StartFor(1);
-            GrabOne();
-            EXPECT_EQ(chunkValue, start); // what the picture was taken with
-            const double first = Mean();
-            GrabOne();
-            EXPECT_LE(std::abs(std::log(chunkValue / start)), std::log(2.001));
-            EXPECT_GE(std::abs(std::log(Mean() / target)), std::abs(std::log(first / target)) / 2);
-            GrabMany(15);
-            EXPECT_NEAR(Mean(), target, 0.04 * target);
-            EXPECT_EQ(Gain("SensorAll"), 1);
+    Integer("autoBrightnessTarget")->SetValue(60);
+    Float("ExposureTime")->SetValue(20'000);
+    Regulate("Continuous", "Off");
+    StartFor(1);
+    GrabMany(1);
+    EXPECT_EQ(chunkValue, 20'000); // what the picture was taken with
+    GrabMany(16);
+    memory[0].resize(std::size_t{256} * 128); // without the chunk
+    EXPECT_NEAR(MeanOf(memory[0]), 60, 2.4);
+    EXPECT_EQ(Gain("SensorAll"), 1);
 
-            Enumeration("ExposureAuto")->FromString("Off"); // what was found stays
-            const double found = Exposure();
-            Integer("autoBrightnessTarget")->SetValue(250);
-            GrabMany(3);
-            EXPECT_EQ(Exposure(), found);
-            EXPECT_EQ(chunkValue, found);
-            GevFreeTransfer(handle);
-        }
-    }
+    Choose({{"ExposureAuto", "Off"}}); // what was found stays
+    const double found = Exposure();
+    Integer("autoBrightnessTarget")->SetValue(250);
+    GrabMany(3);
+    EXPECT_EQ(Exposure(), found);
+    EXPECT_EQ(chunkValue, found);
 }
 
-TEST_F(SimAuto, GainTakesOverAtTheExposuresLimitAndTheOtherWayRound)
+TEST_F(SimAuto, SequenceSourceAndLimitsAreTheFeatures)
 {
     OpenWide();
-    const auto regulate = [&](const char* sequence, const char* source, int target) {
-        Enumeration("autoBrightnessSequence")->FromString(sequence);
-        Enumeration("gainAutoSource")->FromString(source);
-        Integer("autoBrightnessTarget")->SetValue(target);
-        StartFor(1);
-        GrabMany(25);
-        GevFreeTransfer(handle);
-    };
     Float("exposureAutoMinValue")->SetValue(500);
     Float("exposureAutoMaxValue")->SetValue(2000);
     Float("gainAutoMaxValue")->SetValue(6);
+    Integer("autoBrightnessTarget")->SetValue(250);
     Regulate("Continuous", "Continuous");
-    for (const char* exposureFirst : {"Exposure_Gain_Iris", "Iris_Exposure_Gain"}) {
-        regulate(exposureFirst, "DigitalAll", 100);
-        EXPECT_NEAR(Mean(), 100, 4);
-        EXPECT_EQ(Exposure(), 2000);
-        EXPECT_GT(Gain("DigitalAll"), 1.2);
-        EXPECT_EQ(Gain("SensorAll"), 1);
-    }
-    const double product = Exposure() * Gain("DigitalAll");
-    regulate("Gain_Exposure_Iris", "DigitalAll", 100);
-    EXPECT_NEAR(Mean(), 100, 4);
-    EXPECT_NEAR(Exposure() * Gain("DigitalAll"), product, 0.05 * product);
-    EXPECT_EQ(Gain("DigitalAll"), std::min(6.0, product / 500));
-
-    regulate("Exposure_Gain_Iris", "DigitalAll", 0); // as dark as it may get
-    EXPECT_EQ(Exposure(), 500);
-    EXPECT_EQ(Gain("DigitalAll"), 1);
-    regulate("Exposure_Gain_Iris", "SensorAll", 255); // as bright as it may get
+    StartFor(1);
+    GrabMany(25);
     EXPECT_EQ(Exposure(), 2000);
     EXPECT_EQ(Gain("SensorAll"), 6);
-    EXPECT_EQ(Gain("DigitalAll"), 1);
-
-    Regulate("Off", "Continuous"); // the gain alone
-    Float("ExposureTime")->SetValue(3000);
-    regulate("Exposure_Gain_Iris", "SensorAll", 100);
-    EXPECT_EQ(Exposure(), 3000);
-    EXPECT_NEAR(Mean(), 100, 4);
+    Float("Gain")->SetValue(1);
+    Integer("autoBrightnessTarget")->SetValue(100);
+    Choose({{"gainAutoSource", "DigitalAll"}, {"autoBrightnessSequence", "Gain_Exposure_Iris"}});
+    GrabMany(25);
+    EXPECT_EQ(Gain("DigitalAll"), 6);
+    EXPECT_LT(Exposure(), 2000);
+    for (const char* exposureFirst : {"Exposure_Gain_Iris", "Iris_Exposure_Gain"}) {
+        Choose({{"autoBrightnessSequence", exposureFirst}});
+        GrabMany(25);
+        EXPECT_EQ(Exposure(), 2000);
+        EXPECT_NEAR(MeanOf(memory[0]), 100, 4);
+        EXPECT_EQ(Gain("SensorAll"), 1);
+    }
 }
 
+/** With a picture that nobody paints: it has its brightness all the same. */
 TEST_F(SimAuto, TheMasterSwitchDecidesUnlessTheCameraHasNone)
 {
-    OpenWide();
-    Regulate("Continuous", "Continuous", "Off");
-    Float("ExposureTime")->SetValue(40);
-    StartFor(1);
-    GrabMany(5);
-    EXPECT_EQ(Exposure(), 40);
-    GevCloseCamera(&handle);
-
-    setup.serial = "S2";
-    setup.missing = {"autoBrightnessMode"};
-    OpenWide();
-    Enumeration("ExposureAuto")->FromString("Continuous");
-    StartFor(1);
-    GrabMany(5);
-    EXPECT_GT(Exposure(), 1500);
+    setup.picture = sim::Picture::Plain;
+    for (const bool hasSwitch : {true, false}) {
+        setup.serial = hasSwitch ? "S1" : "S2";
+        setup.missing.resize(hasSwitch ? 0 : 1, "autoBrightnessMode");
+        OpenWide();
+        Choose({{"ExposureAuto", "Continuous"}});
+        Float("ExposureTime")->SetValue(1000);
+        StartFor(1);
+        GrabMany(5);
+        EXPECT_EQ(Exposure() > 1000, !hasSwitch);
+        GevCloseCamera(&handle);
+    }
 }
 
 TEST_F(SimAuto, ARegulatedValueIsWrittenUnlessTheSetUpLocksIt)
@@ -202,91 +122,60 @@ TEST_F(SimAuto, ARegulatedValueIsWrittenUnlessTheSetUpLocksIt)
     setup.lockRegulated = true;
     OpenWide();
     Regulate("Continuous", "Continuous");
-    Enumeration("gainAutoSource")->FromString("DigitalAll");
+    Choose({{"gainAutoSource", "DigitalAll"}});
     Float("ExposureTime")->SetValue(100); // nothing is regulated while nothing is grabbed
     StartFor(1);
     EXPECT_EQ(Float("ExposureTime")->GetAccessMode(), GenApi::RO);
-    EXPECT_THROW(Float("ExposureTime")->SetValue(100), GenICam::AccessException);
     EXPECT_EQ(Float("Gain")->GetAccessMode(), GenApi::RW); // of the other source
-    Enumeration("GainSelector")->FromString("DigitalAll");
+    Choose({{"GainSelector", "DigitalAll"}});
     EXPECT_THROW(Float("Gain")->SetValue(2), GenICam::AccessException);
-    Enumeration("autoBrightnessMode")->FromString("Off");
-    Float("ExposureTime")->SetValue(100);
+    Choose({{"autoBrightnessMode", "Off"}});
     Float("Gain")->SetValue(2);
 }
 
 TEST_F(SimAuto, WhiteBalanceMakesThePictureGrey)
 {
     setup.model = sim::Model::Color;
-    setup.values = {{"PixelFormat", "BayerRG8"}};
+    setup.values = {{"PixelFormat", "BayerRG8"}, {"balanceWhitePeriod", "Every1s"}};
     OpenWide();
     Float("ExposureTime")->SetValue(2000); // nothing clips
-    SetRatio("Red", 2);
     SetRatio("Blue", 0.5);
     StartFor(1);
-    GrabOne();
-    const auto tinted = Colors();
-    ASSERT_GT(tinted[0], 1.5 * tinted[1]);
-    ASSERT_LT(tinted[2], 0.75 * tinted[1]);
-    struct Case {
-        const char* reference;
-        double ratio; ///< its own
-    };
-    for (const Case& wanted : {Case{"Green", 1}, Case{"Red", 1.5}}) {
-        SCOPED_TRACE(wanted.reference);
-        Enumeration("balanceRatioReference")->FromString(wanted.reference);
-        SetRatio(wanted.reference, wanted.ratio);
+    for (const auto& [reference, ratio] : {std::pair{"Green", 1.0}, {"Red", 1.5}}) {
+        SetRatio(reference, ratio);
         GrabMany(2);
-        Enumeration("BalanceWhiteAuto")->FromString("Periodic");
+        EXPECT_LT(Colors()[2], 0.8 * Colors()[0]) << reference;
+        Choose({{"balanceRatioReference", reference}, {"BalanceWhiteAuto", "Periodic"}});
         GrabMany(2); // one was on its way
-        const auto grey = Colors();
-        EXPECT_NEAR(grey[0], grey[1], 0.03 * grey[1]);
-        EXPECT_NEAR(grey[2], grey[1], 0.03 * grey[1]);
-        EXPECT_EQ(Ratio(wanted.reference), wanted.ratio);
+        EXPECT_NEAR(Colors()[0], Colors()[1], 0.03 * Colors()[1]) << reference;
+        EXPECT_NEAR(Colors()[2], Colors()[1], 0.03 * Colors()[1]) << reference;
+        EXPECT_EQ(Ratio(reference), ratio);
     }
-
-    // Once a second: what is set meanwhile stays until then.
-    Enumeration("balanceWhitePeriod")->FromString("Every1s");
-    Enumeration("BalanceWhiteAuto")->FromString("Periodic");
-    GrabMany(2);
     const double blue = Ratio("Blue");
-    SetRatio("Blue", 4);
+    SetRatio("Blue", 4); // stays until the second is over
     GrabMany(15);
     EXPECT_EQ(Ratio("Blue"), 4);
     GrabMany(10);
     EXPECT_NEAR(Ratio("Blue"), blue, 0.05 * blue);
-
     SetRatio("Red", 4); // what is out of reach is taken as far as it goes
-    Enumeration("BalanceWhiteAuto")->FromString("Periodic");
+    Choose({{"BalanceWhiteAuto", "Periodic"}});
     GrabMany(2);
     EXPECT_LE(Ratio("Blue"), 4);
-    Enumeration("BalanceWhiteAuto")->FromString("Off");
-    SetRatio("Green", 0.25);
-    GrabMany(30);
-    EXPECT_EQ(Ratio("Green"), 0.25);
-    GevCloseCamera(&handle);
-    Open(setup.serial); // settings outlive the session
-    EXPECT_EQ(Ratio("Green"), 0.25);
 }
 
 TEST_F(SimAuto, NothingIsAllocatedPerFrame)
 {
     setup.model = sim::Model::Color;
-    setup.picture = sim::Picture::Plain;
+    setup.noise = 1;
     OpenWide();
-    Enumeration("BalanceWhiteAuto")->FromString("Periodic");
-    Enumeration("balanceWhitePeriod")->FromString("Every1s");
+    Choose({{"BalanceWhiteAuto", "Periodic"}, {"balanceWhitePeriod", "Every1s"}});
+    Choose({{"lutType", "GammaCorrection"}, {"lutMode", "Active"}});
     Regulate("Continuous", "Continuous");
-    Float("ExposureTime")->SetValue(40);
     StartFor(1);
     GrabMany(2);
-    EXPECT_GT(Exposure(), 40); // a picture that nobody paints has its brightness all the same
-    if (!rig::CountsAllocations()) {
-        GTEST_SKIP() << "sanitizers keep the allocator to themselves";
-    }
     const std::uint64_t before = rig::Allocations();
     GrabMany(50);
-    EXPECT_EQ(rig::Allocations(), before);
+    EXPECT_TRUE(!rig::CountsAllocations() || rig::Allocations() == before);
 }
 
 } // namespace

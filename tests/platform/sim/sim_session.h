@@ -5,6 +5,12 @@
 
 #include "sim_control.h"
 
+#include <cstring>
+#include <initializer_list>
+#include <numeric>
+#include <tuple>
+#include <utility>
+
 class SimSession : public Session
 {
 protected:
@@ -25,6 +31,38 @@ protected:
     {
         ASSERT_TRUE(sim::AddCamera(setup));
         Open(setup.serial);
+    }
+
+    /** Sets enumerations by name. */
+    void Choose(std::initializer_list<std::pair<const char*, const char*>> choices)
+    {
+        for (const auto& [name, entry] : choices) {
+            Enumeration(name)->FromString(entry);
+        }
+    }
+    /** A float feature under one entry of its selector. */
+    double At(const char* selector, const char* entry, const char* name)
+    {
+        Enumeration(selector)->FromString(entry);
+        return Float(name)->GetValue();
+    }
+
+    /** Takes frames and gives them back. */
+    void GrabMany(int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            _tag_GEVBUF_ENTRY* frame = Next();
+            ASSERT_NE(frame, nullptr);
+            if (frame->chunkData != nullptr) {
+                std::memcpy(&chunkValue, static_cast<const std::uint8_t*>(frame->chunkData) + 8, 8);
+            }
+            GevReleaseFrame(handle, frame);
+        }
+    }
+
+    static double MeanOf(const std::vector<std::uint8_t>& bytes)
+    {
+        return std::accumulate(bytes.begin(), bytes.end(), 0.0) / static_cast<double>(bytes.size());
     }
 
     /** The bytes of one picture under the present settings. */
@@ -53,4 +91,28 @@ protected:
     std::shared_ptr<sim::ManualClock> clock = std::make_shared<sim::ManualClock>(kStartNs);
     sim::CameraSetup setup;
     std::uint64_t received = 0; ///< bytes of the last picture
+    double chunkValue = 0;      ///< of the last frame with chunks
+};
+
+/** Pictures of 256 x 128 without noise. */
+class PatternSession : public SimSession
+{
+protected:
+    using Bytes = std::vector<std::uint8_t>;
+
+    PatternSession()
+    {
+        setup.picture = sim::Picture::Pattern;
+        setup.noise = 0;
+        setup.sensorWidth = 256;
+        setup.sensorHeight = 128;
+    }
+    void OpenWide()
+    {
+        OpenCamera();
+        Integer("Width")->SetValue(256);
+        Integer("Height")->SetValue(128);
+        Float("ExposureTime")->SetValue(8000);
+        Float("AcquisitionFrameRate")->SetValue(20);
+    }
 };

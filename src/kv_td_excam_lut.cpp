@@ -6,6 +6,7 @@
 #include "kv_td_nodes.h"
 
 #include <optional>
+#include <utility>
 
 namespace KvTd
 {
@@ -148,9 +149,10 @@ public:
         switched_ = true;
         return true;
     }
+    /** One attempt: none is made again, whatever became of it. */
     void Restore()
     {
-        if (switched_) {
+        if (std::exchange(switched_, false)) {
             type_->FromString(kept_, true);
         }
     }
@@ -202,8 +204,7 @@ int CExCam::ExPropertyGetGammaRange(float* min, float* max)
     });
     if (guard.caught) {
         result = guard.status;
-        // Deliberate: after a property exception alone the type goes back to what it was, also when
-        // it was the first attempt at that which raised.
+        // Deliberate: after a property exception alone the type goes back to what it was.
         // GammaRange.OnlyAPropertyExceptionRestoresTheType
         if (guard.status == 0) {
             result = -1;

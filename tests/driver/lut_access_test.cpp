@@ -142,7 +142,7 @@ TEST(GammaRange, IsReadOnce)
 
 TEST(GammaRange, OnlyAPropertyExceptionRestoresTheType)
 {
-    Transcript told("gamma_range_failures", {"log"});
+    Transcript told("gamma_range_failures", {"log", "cam", "fault"});
     for (const ExceptionKind kind : {ExceptionKind::Property, ExceptionKind::Timeout}) {
         for (const auto& [trigger, feature, nth] : std::initializer_list<Access>{
                  {Trigger::Read, "lutType", 2},

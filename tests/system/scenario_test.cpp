@@ -1,9 +1,10 @@
-/** kvgrab as its users run it. Each file of scenarios/ is a test of its own, in a folder of its
- * own:
+/** kvgrab as its users run it. Each file of scenarios/ and, with cameras on the network, of
+ * network/ is a test of its own, in a folder of its own:
  *
  *    # ...           nothing
  *    file NAME       writes a file; its lines follow, indented by four blanks
- *    start COMMAND   starts a program; what follows is about the newest
+ *    start COMMAND   starts a program, which runs until the test ends; what follows is about it
+ *    about NUMBER    what follows is about the first, second, ... program that was started
  *    see TEXT        waits until it says so, after what was seen before
  *    never REGEX     it did not say so, up to now
  *    unless TEXT     skips the rest when it says so before its end
@@ -18,10 +19,11 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
-#include <optional>
+#include <memory>
 #include <regex>
 #include <sstream>
 #include <unistd.h>
+#include <vector>
 
 namespace fs = std::filesystem;
 
@@ -36,6 +38,7 @@ protected:
         const std::string grab = std::string(KVGRAB " --memory ") + memory_;
         const std::pair<const char*, std::string> variables[] = {
             {"KVGRAB", KVGRAB},
+            {"KVCAM", KVCAM},
             {"MEMORY", memory_},
             {"GRAB", grab + " --simulation " KV_SCENARIOS "/small_camera.toml"},
             {"EXAMPLE", grab + " --frames 4 --export raw --every-frame --directory out --overwrite "
@@ -53,7 +56,7 @@ protected:
     }
     ~Scenario() override { fs::remove("/dev/shm" + memory_); }
 
-    std::string Said() const { return program_ ? program_->Output() : ""; }
+    std::string Said() const { return program_ != nullptr ? program_->Output() : ""; }
     /** Runs a command to its end: its status, and what it said. */
     std::pair<int, std::string> OutcomeOf(const std::string& command) const
     {
@@ -67,8 +70,11 @@ protected:
             {"INT", SIGINT},   {"TERM", SIGTERM}, {"QUIT", SIGQUIT}, {"HUP", SIGHUP},
             {"USR1", SIGUSR1}, {"USR2", SIGUSR2}, {"KILL", SIGKILL}};
         if (what == "start") {
-            program_.emplace(std::vector<std::string>{"/bin/sh", "-c", "exec " + text},
-                             folder_.Path());
+            const std::vector<std::string> command = {"/bin/sh", "-c", "exec " + text};
+            program_ = std::make_shared<Program>(command, folder_.Path());
+            programs_.push_back(program_);
+        } else if (what == "about") {
+            program_ = programs_.at(std::stoul(text) - 1);
         } else if (what == "see") {
             ASSERT_TRUE(program_->WaitFor(text)) << Said();
         } else if (what == "never") {
@@ -92,7 +98,8 @@ protected:
 
     TempFolder folder_;
     std::string memory_ = "/kvgrab-test-" + std::to_string(getpid());
-    std::optional<Program> program_;
+    std::vector<std::shared_ptr<Program>> programs_;
+    std::shared_ptr<Program> program_;
     bool skipped_ = false;
 };
 

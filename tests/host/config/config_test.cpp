@@ -161,17 +161,6 @@ TEST(CommandLine, OverridesTheFileAndTheLastOfTwoWins)
     EXPECT_TRUE(line.options.noStatus);
 }
 
-TEST(CommandLine, ChoosesTheCommand)
-{
-    using Command = Options::Command;
-    EXPECT_EQ(CommandLine({}).options.command, Command::Run);
-    EXPECT_EQ(CommandLine({"--frames", "1"}).options.command, Command::Run);
-    EXPECT_EQ(CommandLine({"features", "--serial", "S"}).options.command, Command::Features);
-    const CommandLine list({"list", "--config", "a.toml"});
-    EXPECT_EQ(list.options.command, Command::List);
-    EXPECT_EQ(list.options.configPath, "a.toml");
-}
-
 TEST(CommandLine, RefusesWhatItDoesNotUnderstandAndHelpsEverywhere)
 {
     // clang-format off

@@ -1,4 +1,6 @@
 #include "export/exporter.h"
+#include "tests/base/text_cases.h"
+#include "tests/host/export/picture_text.h"
 #include "tests/support/alloc_count.h"
 #include "tests/system/png_file.h"
 #include "tests/system/program.h"
@@ -6,6 +8,8 @@
 #include <algorithm>
 #include <fcntl.h>
 #include <filesystem>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <gmock/gmock.h>
 #include <mutex>
 #include <optional>
@@ -117,33 +121,18 @@ private:
 TEST_F(ExporterTest, PngHoldsThePixelsOfEveryCodec)
 {
     options_.format = ExportFormat::kPng;
-    options_.workers = 3;
     Exporter& exporter = Started();
-    const struct {
-        const char* codec;
-        Bytes received;
-        PngFile picture;
-    } cases[] = {
-        {"MONO8T", {0, 1, 128, 255, 7, 9}, {3, 2, 8, 1, {0, 1, 128, 255, 7, 9}}},
-        {"MONO12PT",
-         {0xAB, 0x3C, 0xDE, 0xFF, 0xFF, 0xFF},
-         {2, 2, 16, 1, {0xAB, 0xCA, 0xDE, 0x3D, 255, 255, 255, 255}}},
-        {"MONO12T", {0xBC, 0x0A, 0xFF, 0x0F}, {2, 1, 16, 1, {0xAB, 0xCA, 255, 255}}},
-        {"UYVY", {128, 10, 128, 20}, {2, 1, 8, 3, {10, 10, 10, 20, 20, 20}}},
-        {"BayerRG8T",
-         {10, 20, 20, 30},
-         {2, 2, 8, 3, {10, 20, 30, 10, 20, 30, 10, 20, 30, 10, 20, 30}}},
-    };
-    for (const auto& c : cases) {
-        EXPECT_EQ(exporter.Export(View(c.received, c.picture.width, c.picture.height, c.codec)),
-                  ExportResult::kQueued);
-    }
-    exporter.Close();
-    EXPECT_EQ(exporter.Counters().exported, std::size(cases)) << exporter.ErrorText();
-    for (const auto& c : cases) {
-        const auto number = std::to_string(&c - cases + 1);
-        EXPECT_EQ(ReadPng(File("frame_00000" + number + ".png")), c.picture) << c.codec;
-    }
+    ExpectOutcomes(PICTURE_CASES, [&](const std::string& text) {
+        const PictureText sent(text);
+        const std::uint64_t number = exporter.Counters().exported + 1;
+        exporter.Export(View(sent.bytes, sent.width, sent.height, sent.codec));
+        EXPECT_TRUE(Eventually([&] { return exporter.Counters().exported == number; }));
+        const auto picture = ReadPng(File(fmt::format("frame_{:06}.png", number)));
+        return picture
+                   ? fmt::format("{}x{}x{} of {} bits: {:02X}", picture->width, picture->height,
+                                 picture->channels, picture->bits, fmt::join(picture->bytes, " "))
+                   : exporter.ErrorText();
+    });
 }
 
 TEST_F(ExporterTest, IndexHasARowForEachFrameInTheirOrder)
@@ -156,18 +145,16 @@ TEST_F(ExporterTest, IndexHasARowForEachFrameInTheirOrder)
     for (std::uint32_t i = 1; i <= 200; ++i) {
         const Bytes pixels(i % 7 == 0 ? 100000 : 4,
                            static_cast<std::uint8_t>(i)); // some take longer
-        std::string codec = "MONO8T";
-        FrameView view = View(pixels, 4, 1, codec);
+        FrameView view = View(pixels);
         view.timeUs = 1700000000000000 + i;
         view.cameraTicks = 125000000000 + i;
         view.frameCounter = 4'000'000'000 + i;
         view.gainDb = 3.5F;
         view.exposureUs = 10000.25F;
         ASSERT_EQ(exporter.Export(view), ExportResult::kQueued);
-        codec = "other!";
-        const std::string n = std::to_string(1000 + i).substr(1);
-        expected += std::to_string(i) + ",frame_000" + n + ".raw,1700000000000" + n + ",125000000" +
-                    n + ",4000000" + n + ",3.5,10000.25,4,1,MONO8T\n";
+        expected += fmt::format("{0},frame_{0:06}.raw,1700000000000{0:03},125000000{0:03},"
+                                "4000000{0:03},3.5,10000.25,4,1,MONO8T\n",
+                                i);
     }
     exporter.Close();
     EXPECT_EQ(Index(), expected);
@@ -310,15 +297,6 @@ TEST_F(ExporterTest, AbandoningRemovesWhatIsBeingWritten)
         EXPECT_THAT(name, testing::Not(HasSubstr("kvpart")));
     }
     EXPECT_FALSE(fs::exists(File("frame_000002.raw")));
-}
-
-TEST_F(ExporterTest, FormatNoneTouchesNothing)
-{
-    options_.format = ExportFormat::kNone;
-    Exporter exporter(options_);
-    EXPECT_TRUE(exporter.Start());
-    EXPECT_EQ(exporter.Export(View(four_)), ExportResult::kOff);
-    EXPECT_FALSE(fs::exists(options_.folder));
 }
 
 } // namespace

@@ -1,12 +1,9 @@
 // The services as the driver calls them.
 
-#include "cameras/camera_table.h"
-#include "cameras/waveform.h"
 #include "kv_host_services.h"
 #include "tests/host/memory/consumer.h"
 #include "tests/host/session/host_under_test.h"
 
-#include <algorithm>
 #include <cstring>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
@@ -144,38 +141,6 @@ TEST(Services, TimeDifferenceIsNormalised)
         EXPECT_EQ(difference->tv_sec, expected.tv_sec);
         EXPECT_EQ(difference->tv_usec, expected.tv_usec);
     }
-}
-
-TEST(Waveform, ShowsThePulseBesideTheExposure)
-{
-    const auto count = [](const std::string& text, char c) {
-        return std::count(text.begin(), text.end(), c);
-    };
-    // 10000 us and a tenth around it on 60 columns: 200 us each.
-    LinePulse pulse{"S1", 3, false, 7, 10000, 1000, 3000};
-    const std::string high = DrawPulse(pulse);
-    EXPECT_THAT(high, testing::StartsWith("Line3 of S1, frame 7:\n  exposure  .....#"));
-    EXPECT_EQ(count(high, '#'), 50);
-    EXPECT_EQ(count(high, '^'), 10);
-    EXPECT_THAT(high, HasSubstr("_  high from 1000 to 3000 us\n"));
-    pulse.inverted = true;
-    const std::string low = DrawPulse(pulse);
-    EXPECT_EQ(count(low, '_'), 10);
-    EXPECT_THAT(low, HasSubstr("frame 7, inverted:"));
-    EXPECT_THAT(DrawPulse({}), HasSubstr("0 to 0 us"));
-}
-
-TEST(CameraTable, SaysWhichCamerasTheDriverTakes)
-{
-    std::vector<CameraRow> cameras(9, {"DALSA (simulated)", "M", "1", "1.0", "sim", ""});
-    cameras[1] = {"Other", "LongerModel", "", "1\n", "net", "10.0.0.7"};
-    const std::string table = CameraTable(cameras);
-    EXPECT_THAT(table, testing::StartsWith(
-                           "position  model        serial  version  backend  address   driver\n"
-                           "0         M            1       1.0      sim      -         takes it\n"
-                           "1         LongerModel  -       1?       net      10.0.0.7  no (another "
-                           "maker: Other)\n"));
-    EXPECT_THAT(table, testing::EndsWith("no (beyond the first eight)\n"));
 }
 
 } // namespace

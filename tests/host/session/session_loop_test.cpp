@@ -1,9 +1,11 @@
 // What follows a device session: the decision, and the loop around it on a driver made here.
 
 #include "session/session_loop.h"
+#include "tests/base/text_cases.h"
 #include "tests/host/memory/consumer.h"
 #include "tests/host/session/host_under_test.h"
 
+#include <fmt/format.h>
 #include <functional>
 #include <gmock/gmock.h>
 #include <stdexcept>
@@ -14,46 +16,26 @@ namespace
 using namespace kvgrab;
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 
 TEST(SessionLoop, DecidesByTheDriversCode)
 {
-    constexpr auto kNext = NextStep::Kind::NextSession;
-    constexpr auto kLater = NextStep::Kind::RetryLater;
-    constexpr auto kEnd = NextStep::Kind::End;
-    constexpr auto kDone = ExitStatus::Done;
-    const struct {
-        SessionOutcome outcome; // code, terminating, frame count reached, export failed, worked
-        bool retry;
-        NextStep::Kind kind;
-        ExitStatus status;
-    } cases[] = {
-        {{0, false, false, false}, true, kNext, kDone},
-        {{0, false, true, false}, true, kEnd, kDone},
-        {{0, true, false, false}, true, kEnd, kDone},
-        {{1, false, false, false}, false, kNext, kDone},
-        {{1, true, false, false}, true, kEnd, kDone},
-        {{2, false, false, false}, true, kLater, ExitStatus::NoCamera},
-        {{3, false, false, false}, true, kLater, ExitStatus::NoMatchingCamera},
-        {{-5, false, false, false}, true, kLater, ExitStatus::OpenFailed},
-        {{-10, false, false, false}, true, kLater, ExitStatus::GrabbingFailed},
-        {{2, false, false, false}, false, kEnd, ExitStatus::NoCamera},
-        {{3, false, false, false}, false, kEnd, ExitStatus::NoMatchingCamera},
-        {{-5, false, false, false}, false, kEnd, ExitStatus::OpenFailed},
-        {{-10, false, false, false}, false, kEnd, ExitStatus::GrabbingFailed},
-        {{-10, true, false, false}, false, kEnd, kDone},
-        {{-1, false, false, false}, true, kEnd, ExitStatus::Buffers},
-        {{-2, true, false, false}, true, kEnd, ExitStatus::CameraRefused},
-        {{-2, false, false, false, true}, true, kLater, ExitStatus::CameraRefused},
-        {{-2, false, false, false, true}, false, kEnd, ExitStatus::CameraRefused},
-        {{7, false, false, false}, true, kEnd, ExitStatus::UnknownDriverCode},
-        {{0, true, true, true}, true, kEnd, ExitStatus::ExportFailed},
-    };
-    for (const auto& c : cases) {
-        const NextStep step = Decide(c.outcome, c.retry);
-        EXPECT_TRUE(step.kind == c.kind && step.status == c.status && !step.sentence.empty())
-            << "row " << &c - cases << " of code " << c.outcome.driverCode << ": " << step.sentence;
-    }
+    ExpectOutcomes(SESSION_CASES "/decisions.txt", [](const std::string& text) {
+        SessionOutcome outcome;
+        const auto says = [&text](const char* word) { return text.find(word) != text.npos; };
+        outcome.driverCode = std::stoi(text);
+        outcome.terminating = says("terminating");
+        outcome.frameCountReached = says("all frames");
+        outcome.exportFailed = says("export failed");
+        outcome.grabbedBefore = says("grabbed before");
+        const NextStep step = Decide(outcome, says("retry"));
+        EXPECT_NE(step.sentence, "") << text;
+        const char* const kinds[] = {"next session", "later", "end"};
+        return fmt::format("{} {}", kinds[static_cast<int>(step.kind)],
+                           static_cast<int>(step.status));
+    });
 }
 
 /** A host with a driver that is a list of sessions. */
@@ -198,21 +180,36 @@ TEST(HostSession, ADriverThatShouldEndGetsBuffersForSomeMoreLoopsOnly)
     EXPECT_EQ(CountOf(loop.logged.Content(), "goes on although it should end"), 1U);
 }
 
-TEST(HostSession, TimesOfASessionAreTakenFromWhatTheDriverTells)
+TEST(HostSession, TellsTheStepsOnceASessionAndHowLongACameraWasAway)
 {
     HostUnderTest tested;
-    tested.host.SessionBegins();
     const auto after = [&tested](std::int64_t ms) { tested.nowNs += ms * 1'000'000; };
-    after(800);
-    EXPECT_EQ(tested.host.Publish(KvTd::kParamCodec, "MONO8T"), 0);
-    after(200);
-    EXPECT_EQ(tested.host.Publish(KvTd::kParamCodec, "MONO12T"), 0) << "of another loop";
-    tested.host.GrabbingBegins();
-    after(50);
-    tested.host.FrameGrabbed(20);
-    EXPECT_THAT(tested.logged.Content(),
-                HasSubstr("opened after 800 ms, configured after 1000 ms; the first frame came "
-                          "after 1050 ms\n"));
+    const auto frame = [&] {
+        const std::size_t before = tested.logged.Content().size();
+        tested.host.GrabbingBegins();
+        after(50);
+        tested.host.FrameGrabbed(20);
+        return tested.logged.Content().substr(before);
+    };
+    const auto session = [&] {
+        tested.host.SessionBegins();
+        after(800);
+        EXPECT_EQ(tested.host.Publish(KvTd::kParamCodec, "MONO8T"), 0);
+        after(200);
+        EXPECT_EQ(tested.host.Publish(KvTd::kParamCodec, "MONO12T"), 0) << "of another loop";
+        return frame();
+    };
+    EXPECT_THAT(session(), HasSubstr("the camera was found and opened after 800 ms, configured "
+                                     "after 1000 ms; the first frame came after 1050 ms\n"));
+    after(5000);
+    EXPECT_EQ(frame(), "") << "of another loop";
+    EXPECT_THAT(session(), EndsWith("came after 1050 ms\n")) << "asked for: nothing was wrong";
+    tested.host.SessionFailed();
+    tested.host.SessionBegins(); // and no camera
+    after(5950);
+    tested.host.SessionFailed();
+    EXPECT_THAT(session(), HasSubstr("there was none for 7.0 s"));
+    EXPECT_THAT(session(), Not(HasSubstr("there was none")));
 }
 
 TEST(Progress, StatusLineAndSummaryCarryTheNumbers)

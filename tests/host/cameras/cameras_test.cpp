@@ -1,19 +1,21 @@
-/** What kvgrab says about networks, sessions and features: pure units. */
-#include "cameras/feature_table.h"
-#include "cameras/network_checks.h"
-#include "session/session_timing.h"
+// What kvgrab says about networks, cameras, their features and their pulses.
 
 #include "cameras/camera_table.h"
+#include "cameras/feature_table.h"
+#include "cameras/network_checks.h"
+#include "cameras/waveform.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 using namespace kvgrab;
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
+using testing::StartsWith;
 
 TEST(NetworkAdvice, TellsWhatIsWrongAndWhatToDo)
 {
@@ -46,36 +48,7 @@ TEST(NetworkAdvice, TellsWhatIsWrongAndWhatToDo)
     EXPECT_THAT(NetworkAdvice(filtered, 1500), IsEmpty()) << "there is no other way to answer";
 }
 
-TEST(SessionTiming, TellsTheStepsOnceASessionAndHowLongACameraWasAway)
-{
-    constexpr std::int64_t kMs = 1'000'000;
-    SessionTiming timing;
-    timing.Begins(1000 * kMs);
-    timing.Opened(1800 * kMs);
-    timing.Configured(2000 * kMs);
-    timing.Configured(9000 * kMs); // another loop of the same session
-    EXPECT_EQ(timing.Frame(2050 * kMs),
-              "the camera was found and opened after 800 ms, configured after 1000 ms; the first "
-              "frame came after 1050 ms");
-    EXPECT_EQ(timing.Frame(3000 * kMs), "");
-
-    timing.Begins(4000 * kMs); // asked for: nothing was wrong
-    timing.Opened(4100 * kMs);
-    timing.Configured(4200 * kMs);
-    EXPECT_THAT(timing.Frame(4300 * kMs), testing::EndsWith("came after 300 ms"));
-
-    timing.Failed();
-    timing.Begins(9000 * kMs); // and no camera
-    timing.Failed();
-    timing.Begins(11'000 * kMs);
-    timing.Opened(11'100 * kMs);
-    timing.Configured(11'200 * kMs);
-    EXPECT_THAT(timing.Frame(11'300 * kMs), HasSubstr("there was none for 7.0 s"));
-    timing.Begins(12'000 * kMs);
-    EXPECT_THAT(timing.Frame(12'100 * kMs), Not(HasSubstr("there was none")));
-}
-
-TEST(Tables, ShowWhatACameraSaysWithoutLettingItMoveTheCursor)
+TEST(FeatureTable, ShowsWhatACameraSaysWithoutLettingItMoveTheCursor)
 {
     EXPECT_EQ(FeatureTable({{"Width", "integer", "640", "16 .. 1920 step 4", "RW", "px"},
                             {"Ev\x1Bil", "boolean", "", "", "WO", ""}}),
@@ -84,4 +57,36 @@ TEST(Tables, ShowWhatACameraSaysWithoutLettingItMoveTheCursor)
               "Ev?il    boolean  WO      -      -     -\n");
     EXPECT_EQ(AddressText(0xC0A80114), "192.168.1.20");
     EXPECT_EQ(AddressText(0), "");
+}
+
+TEST(Waveform, ShowsThePulseBesideTheExposure)
+{
+    const auto count = [](const std::string& text, char c) {
+        return std::count(text.begin(), text.end(), c);
+    };
+    // 10000 us and a tenth around it on 60 columns: 200 us each.
+    LinePulse pulse{"S1", 3, false, 7, 10000, 1000, 3000};
+    const std::string high = DrawPulse(pulse);
+    EXPECT_THAT(high, StartsWith("Line3 of S1, frame 7:\n  exposure  .....#"));
+    EXPECT_EQ(count(high, '#'), 50);
+    EXPECT_EQ(count(high, '^'), 10);
+    EXPECT_THAT(high, HasSubstr("_  high from 1000 to 3000 us\n"));
+    pulse.inverted = true;
+    const std::string low = DrawPulse(pulse);
+    EXPECT_EQ(count(low, '_'), 10);
+    EXPECT_THAT(low, HasSubstr("frame 7, inverted:"));
+    EXPECT_THAT(DrawPulse({}), HasSubstr("0 to 0 us"));
+}
+
+TEST(CameraTable, SaysWhichCamerasTheDriverTakes)
+{
+    std::vector<CameraRow> cameras(9, {"DALSA (simulated)", "M", "1", "1.0", "sim", ""});
+    cameras[1] = {"Other", "LongerModel", "", "1\n", "net", "10.0.0.7"};
+    const std::string table = CameraTable(cameras);
+    EXPECT_THAT(table,
+                StartsWith("position  model        serial  version  backend  address   driver\n"
+                           "0         M            1       1.0      sim      -         takes it\n"
+                           "1         LongerModel  -       1?       net      10.0.0.7  no (another "
+                           "maker: Other)\n"));
+    EXPECT_THAT(table, EndsWith("no (beyond the first eight)\n"));
 }

@@ -34,7 +34,7 @@ void Play(SignalState& state, const std::string& step)
         const auto counted = state.Raise(static_cast<KvTd::SignalState>(kLetters.find(step[1])));
         EXPECT_TRUE(step.size() == 2 || counted == step[2] - '0') << counted;
     } else {
-        EXPECT_EQ(kLetters.at(state.Check()), step[1]);
+        EXPECT_EQ(kLetters.at(static_cast<std::size_t>(state.Check())), step[1]);
     }
 }
 

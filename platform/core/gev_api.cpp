@@ -11,6 +11,7 @@
 #include "injection/record.h"
 
 #include <cstring>
+#include <fmt/format.h>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -201,9 +202,7 @@ int GevOpenCamera(const GEV_DEVICE_INFO* device, int accessMode, void** handle)
         *handle = nullptr;
     }
     const GEV_DEVICE_INFO asked = device == nullptr ? GEV_DEVICE_INFO{} : Terminated(*device);
-    const auto arguments = [&] {
-        return std::string(asked.serial) + "," + std::to_string(accessMode);
-    };
+    const auto arguments = [&] { return fmt::format("{},{}", asked.serial, accessMode); };
     return Run("GevOpenCamera", asked.serial, arguments, [&]() -> int {
         if (device == nullptr || handle == nullptr || accessMode != kControl) {
             return kGevInvalidArgument;
@@ -315,9 +314,7 @@ int GevInitializeTransfer(void* handle, int mode, std::uint64_t size, std::uint3
     const bool valid = mode == kCycling && buffers != nullptr;
     return OnCamera(
         "GevInitializeTransfer", handle, valid,
-        [&] {
-            return std::to_string(mode) + "," + std::to_string(size) + "," + std::to_string(count);
-        },
+        [&] { return fmt::format("{},{},{}", mode, size, count); },
         [&](const Opened& opened) {
             const int status = opened->camera->InitializeTransfer(size, count, buffers);
             if (status == kGevOk) {

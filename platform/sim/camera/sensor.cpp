@@ -6,6 +6,7 @@
 #include "sim/picture/pixel_packing.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 
 namespace sim
 {
@@ -109,7 +110,7 @@ void Sensor::InjectFaults(Frame* frame)
     frame->values.timestamp = frame->timestamp;
     frame->timestampHalves = frame->timestamp;
     for (const Fault& fault : due) {
-        record.Add("fault", "frame " + std::to_string(frame->id));
+        record.Add("fault", fmt::format("frame {}", frame->id));
         switch (fault.effect) {
         case Effect::Lose:
             frame->lost = true;

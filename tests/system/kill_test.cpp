@@ -1,5 +1,5 @@
-/** kvgrab killed at any moment: what is on the disk is whole, and the next start cleans up. How
- *  often stands in the environment variable KVGRAB_KILLS. */
+/** kvgrab killed at any moment: what is on the disk is whole, and the next start cleans up. The
+ *  environment variable KVGRAB_KILLS says how many times it is killed. */
 #include "tests/system/png_file.h"
 #include "tests/system/program.h"
 

@@ -1,10 +1,9 @@
 #include "tests/net/described_camera.h"
 
 #include "net/control/commands.h"
+#include "tests/base/text_cases.h"
 
 #include <fmt/format.h>
-#include <fstream>
-#include <sstream>
 
 namespace test
 {
@@ -37,9 +36,7 @@ std::string Describe(const std::string& features)
 
 std::string Camera()
 {
-    std::ostringstream text;
-    text << std::ifstream(std::string(TEXTS) + "/camera.xml").rdbuf();
-    return text.str();
+    return TextOf(TEXTS "/camera.xml");
 }
 
 } // namespace test

@@ -1,6 +1,7 @@
 /** Whole sessions of the driver with a camera on the wire. */
 #include "tests/net/loopback_camera.h"
 #include "tests/platform/contract/camera_under_test.h"
+#include "tests/platform/do_access.h"
 #include "tests/support/quick_thread.h"
 #include "tests/support/rig.h"
 
@@ -70,22 +71,25 @@ TEST_F(DriverOnTheWire, EverySetByHandReachesTheCamera)
     ASSERT_TRUE(FindDevice(kSerial));
     ASSERT_EQ(GevOpenCamera(&device, 2, &handle), kGevOk);
     map = GevGetFeatureNodeMap(handle);
-    EXPECT_EQ(Integer("Width")->GetValue(), 320);
-    EXPECT_EQ(Integer("OffsetY")->GetValue(), 16);
-    EXPECT_EQ(Float("AcquisitionFrameRate")->GetValue(), 20);
-    EXPECT_EQ(Float("ExposureTime")->GetValue(), 2000);
-    EXPECT_TRUE(Boolean("ReverseX")->GetValue());
-    EXPECT_TRUE(Boolean("ReverseY")->GetValue());
-    EXPECT_EQ(Enumeration("lutMode")->ToString(), "Active");
-    Integer("LUTIndex")->SetValue(10);
-    EXPECT_EQ(Integer("LUTValue")->GetValue(), 245);
+    const std::pair<const char*, const char*> kSettings[] = {{"Width", "320"},
+                                                             {"OffsetY", "16"},
+                                                             {"ExposureTime", "2000"},
+                                                             {"AcquisitionFrameRate", "20"},
+                                                             {"ReverseX", "true"},
+                                                             {"ReverseY", "true"},
+                                                             {"lutMode", "Active"},
+                                                             {"LUTIndex=10", ""},
+                                                             {"LUTValue", "245"},
+                                                             {"ChunkModeActive", "false"},
+                                                             {"LineSelector=Line4", ""},
+                                                             {"outputLineSource", "ExposureActive"},
+                                                             {"outputLinePulseDuration", "800"}};
+    for (const auto& [access, result] : kSettings) {
+        EXPECT_EQ(DoAccess(*map, access), result) << access;
+    }
     GEV_CAMERA_OPTIONS options{};
     GevGetCameraInterfaceOptions(handle, &options);
     EXPECT_EQ(options.streamPacketSize, 1400U);
-    EXPECT_FALSE(Boolean("ChunkModeActive")->GetValue());
-    Enumeration("LineSelector")->FromString("Line4");
-    EXPECT_EQ(Enumeration("outputLineSource")->ToString(), "ExposureActive");
-    EXPECT_EQ(Integer("outputLinePulseDuration")->GetValue(), 800);
 }
 
 TEST_F(DriverOnTheWire, ACameraThatDiesEndsTheSessionAndTheNextFindsItAgain)

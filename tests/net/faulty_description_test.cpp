@@ -33,7 +33,8 @@ TEST(FaultyDescriptions, RaiseAndNeverReachTheCamera)
         Opened camera(Describe(line.substr(bar + 3) + Register("Good", 0x2000)));
         EXPECT_EQ(camera.Do("X?"), "NI");
         const bool isEnumeration = camera.Enumeration("X").IsValid();
-        for (const char* access : {"X", "X.Max", isEnumeration ? "X=A" : "X=1"}) {
+        for (const char* access :
+             {"X", isEnumeration ? "X~A" : "X.Max", isEnumeration ? "X=A" : "X=1"}) {
             EXPECT_THAT(camera.Do(access), AllOf(StartsWith("Property X: faulty description, "),
                                                  HasSubstr(line.substr(0, bar))));
         }

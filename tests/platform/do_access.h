@@ -18,6 +18,8 @@ template <class Number> std::string Text(Number value)
     return {text, std::to_chars(text, text + sizeof text, value).ptr};
 }
 
+inline constexpr const char* kModes[] = {"NI", "NA", "WO", "RO", "RW"};
+
 inline std::string Read(GenApi::INode* node, const std::string& limit)
 {
     const auto number = [&](auto* of) {
@@ -32,7 +34,11 @@ inline std::string Read(GenApi::INode* node, const std::string& limit)
     if (auto* const boolean = node->AsBoolean()) {
         return boolean->GetValue() ? "true" : "false";
     }
-    return node->AsEnumeration()->ToString().c_str();
+    if (limit.empty()) {
+        return node->AsEnumeration()->ToString().c_str();
+    }
+    GenApi::IEnumEntry* const entry = node->AsEnumeration()->GetEntryByName(limit.c_str());
+    return entry == nullptr ? "no such entry" : kModes[entry->GetAccessMode()];
 }
 
 inline void Write(GenApi::INode* node, const std::string& value, bool verify)
@@ -53,11 +59,10 @@ inline void Write(GenApi::INode* node, const std::string& value, bool verify)
 } // namespace access_text
 
 /** "Gain" and "Gain.Max" are read, "Gain=4" is a verified write and "Gain~4" one that isn't,
- * "Gain?" asks for the access mode. What came of it: the value, "" for a write, or what was raised.
- */
+ *  "Gain?" asks for the access mode, "PixelFormat.Mono8" for that of an entry. What came of it: the
+ *  value, "" for a write, or what was raised. */
 template <class Map> std::string DoAccess(Map& map, const std::string& access)
 {
-    constexpr const char* kModes[] = {"NI", "NA", "WO", "RO", "RW"};
     const std::size_t end = std::min(access.find_first_of(".=~?"), access.size());
     GenApi::INode* const node = map.GetNode(access.substr(0, end).c_str());
     const std::string rest = access.substr(std::min(end + 1, access.size()));
@@ -68,7 +73,7 @@ template <class Map> std::string DoAccess(Map& map, const std::string& access)
         } else if (end == access.size() || access[end] == '.') {
             result = access_text::Read(node, rest);
         } else if (access[end] == '?') {
-            result = kModes[node->GetAccessMode()];
+            result = access_text::kModes[node->GetAccessMode()];
         } else {
             access_text::Write(node, rest, access[end] == '=');
         }

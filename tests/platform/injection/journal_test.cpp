@@ -21,6 +21,7 @@ TEST_F(SimJournal, KeepsOneOrderOfEverythingThatReachesTheCamera)
     sim::AddJournal("host", "KeepsItsPlace()");
     Float("Gain")->SetValue(1.9952623149688795);
     EXPECT_THROW(Integer("Width")->SetValue(1), GenICam::OutOfRangeException); // stays outside
+    sim::SetFeatureText("S1", "Height", "128");                                // as do scripts
     Integer("Width")->GetMin();
     Enumeration("ExposureAuto")->ToString();
     Boolean("ReverseX")->SetValue(true);
@@ -40,7 +41,7 @@ TEST_F(SimJournal, KeepsOneOrderOfEverythingThatReachesTheCamera)
                             "mode ChunkEnable:RO", "mode ChunkSelector.Gain:RW",
                             "cam PixelFormat=Mono12", "gev GevSetFeatureValue(PixelFormat)=0",
                             "fault write Width", "gev GevGetPayloadParameters()=0",
-                            "gev GevInitializeTransfer(1,81920,2)=0", "gev GevStartTransfer(-1)=0",
+                            "gev GevInitializeTransfer(1,163840,2)=0", "gev GevStartTransfer(-1)=0",
                             "gev GevGetCameraInfo()=ok"));
     const sim::Counts counts = sim::GetCounts(); // of what reached the camera
     EXPECT_EQ(counts.writes, 5U);
@@ -51,9 +52,16 @@ TEST_F(SimJournal, KeepsOneOrderOfEverythingThatReachesTheCamera)
     EXPECT_TRUE(sim::Journal().empty());
 }
 
-TEST_F(SimJournal, OffItCostsNoAllocationAndCountsRunOn)
+TEST_F(SimJournal, OffNothingIsAllocatedPerFrameAndCountsRunOn)
 {
+    setup.model = sim::Model::Color;
+    setup.picture = sim::Picture::Pattern;
+    setup.noise = 1;
     OpenCamera();
+    Choose({{"BalanceWhiteAuto", "Periodic"}, {"balanceWhitePeriod", "Every1s"}});
+    Choose({{"lutType", "GammaCorrection"}, {"lutMode", "Active"}});
+    Choose({{"autoBrightnessMode", "Active"}, {"ExposureAuto", "Continuous"}});
+    Choose({{"GainAuto", "Continuous"}});
     StartFor(4);
     const auto round = [&] {
         _tag_GEVBUF_ENTRY* frame = Next();

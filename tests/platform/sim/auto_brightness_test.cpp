@@ -102,34 +102,6 @@ TEST(AutoBrightness, ArrivesFromFarWithoutJumpOrSwing)
     }
 }
 
-/** Limits 100 to 5000 us, 1 to 4; at 100 us and gain 1 the target is missed by `factor`. */
-TEST(AutoBrightness, OneTakesOverWhereTheOtherEnds)
-{
-    struct Case {
-        bool gainFirst;
-        double factor;
-        double exposureUs; ///< expected
-        double gain;
-    };
-    for (const Case& wanted :
-         {Case{false, 3, 300, 1}, Case{false, 100, 5000, 2}, Case{false, 1000, 5000, 4},
-          Case{true, 3, 100, 3}, Case{true, 100, 2500, 4}, Case{true, 0.1, 100, 1}}) {
-        for (const auto& [exposureUs, gain] : {std::pair{100.0, 1.0}, {50.0, 8.0}}) {
-            AutoBrightnessInput now = Input(exposureUs, gain);
-            now.gainFirst = wanted.gainFirst;
-            now.exposure.min = 100;
-            now.exposure.max = 5000;
-            now.gain.max = 4;
-            AutoBrightness control;
-            const auto view = [&](double strength) { return 1.28 * strength / wanted.factor; };
-            Frames(&control, view, 25, &now);
-            EXPECT_NEAR(now.exposure.value, wanted.exposureUs, 0.02 * wanted.exposureUs)
-                << wanted.factor;
-            EXPECT_NEAR(now.gain.value, wanted.gain, 0.02 * wanted.gain) << wanted.factor;
-        }
-    }
-}
-
 TEST(AutoBrightness, KeepsToTheLimitsWhateverComesIn)
 {
     for (const double odd : {std::nan(""), 0.0, -1.0, 1e300, HUGE_VAL}) {

@@ -82,15 +82,6 @@ TEST(Description, IsRefusedWithPlaceAndWhatWasExpected)
     EXPECT_THAT(Error("[[camera]]\nserial = \"\xFF\""), StartsWith("2:10: not valid TOML: "));
 }
 
-TEST(Description, AFailureLeavesTheNetworkGivenAsItWas)
-{
-    NetworkDescription network{
-        .cameras = {CameraSetup{.serial = "kept"}}, .scenes = {}, .faults = {}};
-    std::string error;
-    EXPECT_FALSE(ParseNetwork("[[camera]]\n[[camera]]", "n", &network, &error));
-    EXPECT_THAT(network.cameras, ElementsAre(CameraSetup{.serial = "kept"}));
-}
-
 TEST(LoadNetwork, ReplacesCamerasAndFaultsAndKeepsTheClock)
 {
     Reset();

@@ -152,11 +152,11 @@ TEST_F(SimPicture, GammaIsTheExponentAndChangesWhileFramesFlow)
     }
     Choose({{"PixelFormat", "Mono8"}});
     StartFor(1);
-    GrabMany(2);
+    GrabFrames(2);
     EXPECT_NE(memory[0], Bytes(32768, 7));
     EXPECT_THROW(Choose({{"lutMode", "Off"}}), GenICam::AccessException);
     Choose({{"lutType", "UserDefined"}});
-    GrabMany(2); // one was on its way
+    GrabFrames(2); // one was on its way
     EXPECT_EQ(memory[0], Bytes(32768, 7));
 }
 

@@ -5,10 +5,8 @@
 
 #include "sim_control.h"
 
-#include <cstring>
 #include <initializer_list>
 #include <numeric>
-#include <tuple>
 #include <utility>
 
 class SimSession : public Session
@@ -47,19 +45,6 @@ protected:
         return Float(name)->GetValue();
     }
 
-    /** Takes frames and gives them back. */
-    void GrabMany(int count)
-    {
-        for (int i = 0; i < count; ++i) {
-            _tag_GEVBUF_ENTRY* frame = Next();
-            ASSERT_NE(frame, nullptr);
-            if (frame->chunkData != nullptr) {
-                std::memcpy(&chunkValue, static_cast<const std::uint8_t*>(frame->chunkData) + 8, 8);
-            }
-            GevReleaseFrame(handle, frame);
-        }
-    }
-
     static double MeanOf(const std::vector<std::uint8_t>& bytes)
     {
         return std::accumulate(bytes.begin(), bytes.end(), 0.0) / static_cast<double>(bytes.size());
@@ -77,21 +62,9 @@ protected:
         return memory.front();
     }
 
-    static std::vector<std::string> Journal(const std::string& kind)
-    {
-        std::vector<std::string> texts;
-        for (const sim::JournalEntry& entry : sim::Journal()) {
-            if (entry.kind == kind) {
-                texts.push_back(entry.text);
-            }
-        }
-        return texts;
-    }
-
     std::shared_ptr<sim::ManualClock> clock = std::make_shared<sim::ManualClock>(kStartNs);
     sim::CameraSetup setup;
     std::uint64_t received = 0; ///< bytes of the last picture
-    double chunkValue = 0;      ///< of the last frame with chunks
 };
 
 /** Pictures of 256 x 128 without noise. */

@@ -126,7 +126,7 @@ TEST_F(SimThreads, AGrabbingAndAControllingThread)
         }
     });
     for (int i = 0; i < 500; ++i) {
-        GrabMany(1);
+        GrabFrames(1);
         Float("Gain")->GetValue();
     }
     done = true;

@@ -19,34 +19,6 @@ protected:
     }
 };
 
-TEST_F(SimTime, AFrameArrivesWhenItIsExposedReadOutAndTransferred)
-{
-    setup.linkMBytesPerSecond = 4.096; // 64x64 bytes take a millisecond
-    setup.tickFrequency = 0;           // is reported, but ticks run at 1 GHz
-    OpenCamera();
-    EXPECT_EQ(Integer("GevTimestampTickFrequency")->GetValue(), 0);
-    StartFor(2);
-    EXPECT_EQ(TakeStamp(), static_cast<std::uint64_t>(kStartNs)); // start of the exposure
-    constexpr std::int64_t kReadOutNs = 64 * 5000;
-    EXPECT_EQ(clock->NowNs(), kStartNs + 1 * kMs + kReadOutNs + 1 * kMs);
-    EXPECT_EQ(TakeStamp(), static_cast<std::uint64_t>(kStartNs + 10 * kMs));
-}
-
-TEST_F(SimTime, AFrameTakesTheSettingsAtTheStartOfItsExposure)
-{
-    OpenCamera();
-    Boolean("ChunkModeActive")->SetValue(true);
-    Choose({{"ChunkSelector", "ExposureTime"}});
-    Boolean("ChunkEnable")->SetValue(true);
-    StartFor(4);
-    clock->AdvanceNs(500'000); // the first exposure is under way
-    Float("ExposureTime")->SetValue(3000);
-    for (const double exposureUs : {1000, 3000}) {
-        GrabMany(1);
-        EXPECT_EQ(chunkValue, exposureUs);
-    }
-}
-
 TEST_F(SimTime, TicksHaveOffsetDriftAndWrap)
 {
     setup.tickFrequency = 125'000'000;
@@ -109,19 +81,6 @@ TEST_F(SimTime, FramesThatNobodyTakesAreCountedAsUnderruns)
     GEV_TRANSFER_STATISTICS counts{};
     EXPECT_EQ(GevGetTransferStatistics(&counts), kGevOk);
     EXPECT_EQ(counts.framesReceived + counts.underruns, 101U);
-}
-
-TEST_F(SimTime, TheTemperatureMovesSlowly)
-{
-    OpenCamera();
-    const double first = Float("DeviceTemperature")->GetValue();
-    EXPECT_EQ(first, setup.temperatureC);
-    clock->AdvanceNs(1000 * kMs);
-    const double soon = Float("DeviceTemperature")->GetValue();
-    EXPECT_NE(soon, first);
-    EXPECT_NEAR(soon, first, 0.02);
-    clock->AdvanceNs(150'000 * kMs);
-    EXPECT_GT(Float("DeviceTemperature")->GetValue(), first + 0.5);
 }
 
 } // namespace

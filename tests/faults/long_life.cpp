@@ -2,7 +2,7 @@
  *  changes of configuration come, the camera leaves and returns, clocks are set and wrap. All of it
  *  is random, the same for the same seed; every frame and every session is checked. */
 #include "sim/description/fault_names.h"
-#include "tests/faults/last_words.h"
+#include "tests/faults/watched_process.h"
 #include "tests/support/alloc_count.h"
 #include "tests/support/quick_thread.h"
 #include "tests/support/rig.h"
@@ -60,29 +60,23 @@ public:
         host.lut.assign(256, 7);
         host.lutBitSize = 8;
         host.bnum = 16; // what is late takes buffers as well
-        host.dynamicLut = [](std::uint8_t bits, std::uint16_t* lut) {
-            std::fill_n(lut, std::size_t{1} << bits, std::uint16_t{100});
-        };
+        host.dynamicLut = rig::RisingTable;
         host.onCall = [this](std::string_view service) { Called(service); };
         host.onLog = [this](std::string_view format) { Logged(format); };
         host.onTrigger = [this](std::uint64_t stampUs) { Triggered(stampUs); };
     }
 
-    /** Runs sessions until the time is over. */
-    void Run()
+    /** Runs sessions until the time is over; returns how much was wrong. */
+    int Run()
     {
         while (Now() < endNs_) {
             RunSession();
         }
-    }
-
-    int Wrong() const { return wrong_; }
-    void Print() const
-    {
         std::printf("%lu frames, %lu exports, %lu sessions, %lu missed, %lu changes, %lu signals, "
                     "%lu detachments, %lu clock troubles, %lu re-anchorings: %d wrong\n",
                     frames_, rig_.host.exported, sessions_, rig_.host.haltUpdates, changes_,
                     signals_, detachments_, clockTroubles_, reanchorings_, wrong_);
+        return wrong_;
     }
 
 private:
@@ -131,7 +125,7 @@ private:
         constexpr unsigned kSeconds = 600; // to compute in; an hour of frames takes some seconds
         faults::SetLastWords(lastWords_, kSeconds);
         const int exitCode = Rig::Run();
-        faults::SayNothing(0);
+        faults::SetLastWords("", 0);
         CheckSession(exitCode, exported);
         sim::ClearFaults();
         if (exitCode != KvTd::kExitDone) {
@@ -325,11 +319,10 @@ int main(int argc, char** argv)
     app.add_option("--seed", seed, "of all that happens");
     CLI11_PARSE(app, argc, argv);
     const std::string again = fmt::format("again: {} --hours {} --seed {}\n", argv[0], hours, seed);
-    Life life(hours, seed, "WRONG: a session breaks the process, or does not end\n" + again);
-    life.Run();
-    life.Print();
-    if (life.Wrong() != 0) {
-        std::printf("%s", again.c_str());
-    }
-    return life.Wrong() == 0 ? 0 : 1;
+    return faults::RunWatched([&] {
+        Life life(hours, seed, "WRONG: a session breaks the process, or does not end\n" + again);
+        const int wrong = life.Run();
+        std::printf("%s", wrong == 0 ? "" : again.c_str());
+        return wrong == 0 ? 0 : 1;
+    });
 }

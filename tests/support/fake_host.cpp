@@ -55,26 +55,12 @@ void FakeHost::Called(const char* service, const char* arguments, ...)
     }
 }
 
-const char* FakeHost::TextOf(Extreme extreme)
+std::string_view FakeHost::ExtremeNow(const char* service)
 {
-    static const std::string longText(64, 'x');
-    return extreme == Extreme::Null       ? nullptr
-           : extreme == Extreme::LongText ? longText.c_str()
-                                          : "";
-}
-
-std::optional<Extreme> FakeHost::Tampered(const char* service, AnswerKind kind)
-{
-    if (counting) {
-        Answers& row = answers[service];
-        row.kind = kind;
-        ++row.count;
-    }
-    tamperingMatches_.resize(tamperings.size());
-    std::optional<Extreme> extreme;
-    for (std::size_t i = 0; i < tamperings.size(); ++i) {
-        if (tamperings[i].service == service && ++tamperingMatches_[i] == tamperings[i].nth) {
-            extreme = tamperings[i].extreme;
+    std::string_view extreme;
+    for (Tampering& tampering : tamperings) {
+        if (tampering.service == service && --tampering.callsToGo == 0) {
+            extreme = tampering.extreme;
         }
     }
     return extreme;

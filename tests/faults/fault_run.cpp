@@ -23,6 +23,16 @@ constexpr unsigned kSessionSeconds = 30; ///< to compute in; a few thousandths a
 using Faults = std::vector<Fault>; ///< of one session
 using Sentences = std::vector<std::string>;
 
+/** Prints each sentence between `before` and `after`; whether there is none. */
+bool Print(const Sentences& wrong, const std::string& before, const std::string& after = "")
+{
+    for (const std::string& sentence : wrong) {
+        fmt::print("{}: {}\n{}", before, sentence, after);
+    }
+    std::fflush(stdout);
+    return wrong.empty();
+}
+
 /** Each way of each place to fail, at the first, second and last time that it is reached, or each
  *  time. */
 Faults FaultsOf(const Census& census, bool eachTime)
@@ -51,12 +61,7 @@ Sentences RunInChild(Kind kind, const Faults& given, bool mustAbort)
         if (std::freopen("/dev/null", "w", stderr) == nullptr) { // for what the runtime prints when
             _exit(2);                                            // it aborts
         }
-        const Sentences wrong = faults::RunWith(kind, given);
-        for (const std::string& sentence : wrong) {
-            std::printf("in the child: %s\n", sentence.c_str());
-        }
-        std::fflush(stdout);
-        _exit(wrong.empty() ? 0 : 1);
+        _exit(Print(faults::RunWith(kind, given), "in the child") ? 0 : 1);
         return 0;
     });
     const bool aborted = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
@@ -72,7 +77,8 @@ Sentences RunInChild(Kind kind, const Faults& given, bool mustAbort)
 /** Runs one session with these faults; whether it ended as it should. */
 bool Try(Kind kind, const Faults& given, const char* program)
 {
-    std::string command = fmt::format("{} --session {}", program, faults::NameOf(kind));
+    std::string command =
+        fmt::format("{} --session {}", program, base::NameIn<Kind>(faults::kKinds, kind));
     bool throws = false;
     bool mayThrow = false;
     for (const Fault& fault : given) {
@@ -88,11 +94,7 @@ bool Try(Kind kind, const Faults& given, const char* program)
                                 ? RunInChild(kind, given, throws && given.size() == 1)
                                 : faults::RunWith(kind, given);
     faults::SetLastWords("", 0);
-    for (const std::string& sentence : wrong) {
-        std::printf("FAILED: %s\n        %s\n", sentence.c_str(), command.c_str());
-    }
-    std::fflush(stdout);
-    return wrong.empty();
+    return Print(wrong, "FAILED", fmt::format("        {}\n", command));
 }
 
 struct Options {
@@ -138,10 +140,7 @@ int Work(Kind kind, const Options& options, const char* program)
     Census census;
     const Sentences wrong = faults::RunWith(kind, {}, &census);
     faults::SetLastWords("", 0);
-    for (const std::string& sentence : wrong) {
-        std::printf("FAILED without a fault: %s\n", sentence.c_str());
-    }
-    if (!wrong.empty()) {
+    if (!Print(wrong, "FAILED without a fault")) {
         return 1;
     }
     const std::vector<Faults> trials = Trials(options, census);
@@ -151,7 +150,8 @@ int Work(Kind kind, const Options& options, const char* program)
         ++runs;
         failures += Try(kind, trials[i], program) ? 0 : 1;
     }
-    std::printf("%s: %d runs, %d failed\n", faults::NameOf(kind), runs, failures);
+    fmt::print("{}: {} runs, {} failed\n", base::NameIn<Kind>(faults::kKinds, kind), runs,
+               failures);
     return failures;
 }
 
@@ -182,8 +182,8 @@ int main(int argc, char** argv)
     CLI11_PARSE(app, argc, argv);
     return faults::RunWatched([&] {
         int failures = 0;
-        for (const Kind kind : faults::kKinds) {
-            if (options.session.empty() || options.session == faults::NameOf(kind)) {
+        for (const auto& [name, kind] : faults::kKinds) {
+            if (options.session.empty() || options.session == name) {
                 failures += Work(kind, options, argv[0]);
             }
         }

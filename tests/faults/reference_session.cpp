@@ -265,11 +265,6 @@ Findings RunSessions(Kind kind, const std::vector<Fault>& faults, Census* census
 
 } // namespace
 
-const char* NameOf(Kind kind)
-{
-    return kind == Kind::ManualMono ? "manual-mono" : "automatic-color";
-}
-
 std::vector<std::string> RunWith(Kind kind, const std::vector<Fault>& faults, Census* census)
 {
     // Whether the system frees all that belongs to an ended thread differs from run to run; a leak

@@ -3,6 +3,7 @@
  *  time, the same in every run. */
 #pragma once
 
+#include "base/names.h"
 #include "tests/faults/fault.h"
 #include "tests/support/rig.h"
 
@@ -16,8 +17,8 @@ namespace faults
 
 /** Not all settings can be used at once: what is manual in one kind is automatic in the other. */
 enum class Kind { ManualMono, AutomaticColor };
-inline constexpr Kind kKinds[] = {Kind::ManualMono, Kind::AutomaticColor};
-const char* NameOf(Kind kind);
+inline constexpr base::Named<Kind> kKinds[] = {{"manual-mono", Kind::ManualMono},
+                                               {"automatic-color", Kind::AutomaticColor}};
 
 /** How often a place was reached in a run without faults, and the ways in which it can fail. */
 struct Reached {

@@ -5,8 +5,10 @@
 #include "base/names.h"
 #include "kv_host_services.h"
 #include "kv_td_types.h"
+#include "sim_control.h"
 
-#include <cstdarg>
+#include <fmt/ranges.h>
+
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -14,6 +16,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 namespace rig
@@ -154,8 +157,16 @@ public:
     const void* statistics = nullptr; ///< filled last for the dynamic table
 
     // Used by the services.
-    void Called(const char* service, const char* arguments = nullptr, ...)
-        __attribute__((format(printf, 3, 4)));
+    template <class... Arguments> void Called(const char* service, const Arguments&... arguments)
+    {
+        if (onCall) {
+            onCall(service);
+        }
+        if (recording) {
+            const std::string text = fmt::format("{}", fmt::join(std::tie(arguments...), ", "));
+            sim::AddJournal("host", fmt::format("{}({})", service, text));
+        }
+    }
     /** `value`, or the extreme that stands in for it at this call. */
     template <class T> T Answered(const char* service, T value)
     {
@@ -167,9 +178,7 @@ public:
         return base::ValueIn<T>(kExtremes<T>, ExtremeNow(service)).value_or(value);
     }
     void AllocateMemory(std::uint32_t size);
-    void* BufferAt(std::uint32_t index) const;
-    static std::string Text(const char* format, va_list arguments)
-        __attribute__((format(printf, 1, 0)));
+    void* BufferAt(std::uint32_t index);
     /** An unset one beyond those that there are. */
     const IoBoxConfig& SetAt(int set) const;
 
@@ -178,9 +187,11 @@ private:
     std::string_view ExtremeNow(const char* service);
 
     static inline FakeHost* current_ = nullptr;
-    std::vector<std::uint8_t> memory_;
-    std::uint8_t* first_ = nullptr;
-    std::size_t stride_ = 0;
+    struct alignas(4096) Page {
+        std::uint8_t bytes[4096];
+    };
+    std::vector<Page> memory_;
+    std::size_t pagesPerBuffer_ = 0;
 };
 
 /** A dynamic table: 16 a level, as far as values go that 8 bits can hold. */

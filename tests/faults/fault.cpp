@@ -3,9 +3,8 @@
 #include "sim/description/fault_names.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <limits>
+#include <regex>
 
 namespace faults
 {
@@ -14,19 +13,12 @@ namespace
 {
 
 using base::Named;
-using rig::Extreme;
 using sim::Effect;
 
-constexpr Named<Extreme> kExtremes[] = {{"zero", Extreme::Zero},
-                                        {"minus_one", Extreme::MinusOne},
-                                        {"lowest", Extreme::Lowest},
-                                        {"highest", Extreme::Highest},
-                                        {"not_a_number", Extreme::NotANumber},
-                                        {"infinite", Extreme::Infinite},
-                                        {"minus_infinite", Extreme::MinusInfinite},
-                                        {"null", Extreme::Null},
-                                        {"empty_text", Extreme::EmptyText},
-                                        {"long_text", Extreme::LongText}};
+constexpr Named<int> kStatuses[] = {{"gev_error", kGevError},
+                                    {"gev_timeout", kGevTimeout},
+                                    {"gev_no_memory", kGevNoMemory},
+                                    {"gev_unknown", 1}};
 
 constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
 using Increment = std::numeric_limits<std::int64_t>;
@@ -43,21 +35,6 @@ constexpr Named<CameraText> kCameraTexts[] = {{"manufacturer", &sim::CameraSetup
                                               {"serial", &sim::CameraSetup::serial},
                                               {"version", &sim::CameraSetup::version}};
 
-template <class Number> std::optional<Number> ParseNumber(std::string_view text)
-{
-    Number number = 0;
-    const char* const last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), last, number);
-    return error == std::errc() && end == last ? std::optional(number) : std::nullopt;
-}
-
-template <class Rows> void AddNames(const Rows& rows, Ways* ways)
-{
-    for (const auto& row : rows) {
-        ways->emplace_back(row.name);
-    }
-}
-
 bool IsOfOutputLine(const std::string& feature)
 {
     return feature.starts_with("Line") || feature.starts_with("outputLine");
@@ -73,52 +50,48 @@ sim::Fault CameraFault(const Fault& fault)
     made.nth = fault.nth;
     if (const auto exception = sim::ExceptionOf(fault.how)) {
         made.exception = *exception;
-    } else if (const auto effect = sim::EffectOf(fault.how)) {
-        made.effect = *effect;
-        made.value = effect == Effect::Delay || effect == Effect::JumpTicks ? kLateNs : 0;
-    } else {
+    } else if (const auto status = base::ValueIn<int>(kStatuses, fault.how)) {
         made.effect = Effect::Fail;
-        made.value = *ParseNumber<std::int64_t>(fault.how);
+        made.value = *status;
+    } else {
+        made.effect = *sim::EffectOf(fault.how);
+        const bool late = made.effect == Effect::Delay || made.effect == Effect::JumpTicks;
+        made.value = late ? kLateNs : 0;
     }
     return made;
 }
 
 } // namespace
 
-Ways WaysOf(std::string_view where, rig::AnswerKind kind)
+Ways WaysOf(std::string_view where)
 {
     Ways ways;
     if (where == "read" || where == "write") {
-        AddNames(sim::kExceptionNames, &ways);
+        ways = base::NameList<sim::ExceptionKind>(sim::kExceptionNames);
         ways.emplace_back("detach");
     } else if (where == "call") {
-        for (const int status : {int{kGevError}, int{kGevTimeout}, int{kGevNoMemory}, 1}) {
-            ways.push_back(std::to_string(status));
-        }
+        ways = base::NameList<int>(kStatuses);
         ways.insert(ways.end(), {"delay", "detach"});
     } else if (where == "frame") {
-        AddNames(sim::kEffectNames, &ways);
+        ways = base::NameList<Effect>(sim::kEffectNames);
         std::erase_if(ways, [](std::string_view how) { return how == "throw" || how == "fail"; });
     } else if (where == "range") {
-        AddNames(kRanges, &ways);
+        ways = base::NameList<sim::RangeSetup>(kRanges);
     } else if (where == "text") {
         ways = {"long_text", "empty_text"};
     } else if (where == "host") {
-        const std::array<Ways, 4> answers = {
-            Ways{"zero", "minus_one", "lowest", "highest"},
-            {"zero", "lowest", "highest", "not_a_number", "infinite", "minus_infinite"},
-            {"null", "empty_text", "long_text"},
-            {"null"}}; // in the order of rig::AnswerKind
-        ways = answers.at(static_cast<std::size_t>(kind));
+        for (const Ways& extremes : {base::NameList<int>(rig::kExtremes<int>),
+                                     base::NameList<float>(rig::kExtremes<float>),
+                                     base::NameList<const char*>(rig::kExtremes<const char*>)}) {
+            ways.insert(ways.end(), extremes.begin(), extremes.end());
+        }
     }
     return ways;
 }
 
-std::vector<std::string> CameraTexts()
+std::vector<std::string_view> CameraTexts()
 {
-    std::vector<std::string> names;
-    AddNames(kCameraTexts, &names);
-    return names;
+    return base::NameList<CameraText>(kCameraTexts);
 }
 
 std::string Fault::Text() const
@@ -126,27 +99,19 @@ std::string Fault::Text() const
     return where + ":" + name + ":" + std::to_string(nth) + ":" + how;
 }
 
-std::optional<Fault> Fault::Parse(std::string_view text)
+std::optional<Fault> Fault::Parse(const std::string& text)
 {
-    std::array<std::string_view, 4> parts;
-    for (std::size_t i = 0; i < parts.size(); ++i) {
-        const std::size_t colon = i + 1 < parts.size() ? text.find(':') : text.size();
-        if (colon == std::string_view::npos) {
-            return std::nullopt;
-        }
-        parts[i] = text.substr(0, colon);
-        text.remove_prefix(std::min(colon + 1, text.size()));
-    }
-    const auto& [where, name, occurrence, how] = parts;
-    const auto nth = ParseNumber<std::uint64_t>(occurrence);
-    const Ways ways = WaysOf(where);
-    const bool known = where == "host" ? base::ValueIn<Extreme>(kExtremes, how).has_value()
-                                       : std::count(ways.begin(), ways.end(), how) != 0 ||
-                                             (where == "call" && ParseNumber<std::int64_t>(how));
-    if (!nth || !known || (where == "text" && !base::ValueIn<CameraText>(kCameraTexts, name))) {
+    static const std::regex form("([a-z]+):(\\w+):([0-9]{1,9}):(\\w+)");
+    std::smatch parts;
+    if (!std::regex_match(text, parts, form)) {
         return std::nullopt;
     }
-    return Fault{std::string(where), std::string(name), *nth, std::string(how)};
+    const Fault fault{parts[1], parts[2], std::stoul(parts[3]), parts[4]};
+    const Ways ways = WaysOf(fault.where);
+    const bool known =
+        std::count(ways.begin(), ways.end(), fault.how) != 0 &&
+        (fault.where != "text" || base::ValueIn<CameraText>(kCameraTexts, fault.name));
+    return known ? std::optional(fault) : std::nullopt;
 }
 
 void Fault::ShapeCamera(sim::CameraSetup* camera) const
@@ -166,7 +131,7 @@ void Fault::ShapeCamera(sim::CameraSetup* camera) const
 void Fault::Arm(rig::FakeHost* host) const
 {
     if (where == "host") {
-        host->tamperings.push_back({name, nth, *base::ValueIn<Extreme>(kExtremes, how)});
+        host->tamperings.push_back({name, nth, how});
     } else if (where != "range" && where != "text") {
         sim::AddFault(CameraFault(*this));
     }
@@ -180,6 +145,11 @@ bool Fault::ThrowsOnControlThread() const
 bool Fault::MayThrowOnControlThread() const
 {
     return how == "detach" || (where == "range" && IsOfOutputLine(name));
+}
+
+bool Fault::HidesCamera() const
+{
+    return where == "text" && name == "manufacturer" && how == "empty_text";
 }
 
 } // namespace faults

@@ -15,13 +15,13 @@ namespace faults
 
 /** "write:Width:2:timeout" makes the second write of Width time out. */
 struct Fault {
-    std::string where;     ///< read, write, call, frame, host, range or text
-    std::string name;      ///< of the feature, camera call, host service or text; of frames "any"
-    std::uint64_t nth = 1; ///< occurrence, from 1; of range and text there is only one
-    std::string how;       ///< one of WaysOf; of a call any status
+    std::string where; ///< read, write, call, frame, host, range or text
+    std::string name;  ///< of the feature, camera call, host service or text; of frames "any"
+    std::uint64_t nth; ///< occurrence, from 1; of range and text there is only one
+    std::string how;   ///< one of WaysOf
 
     std::string Text() const;
-    static std::optional<Fault> Parse(std::string_view text);
+    static std::optional<Fault> Parse(const std::string& text);
 
     /** Injects itself into a session. Ranges and texts are part of the camera from the start. */
     void ShapeCamera(sim::CameraSetup* camera) const;
@@ -33,16 +33,13 @@ struct Fault {
      *  range makes no sense. */
     bool MayThrowOnControlThread() const;
     /** Without the manufacturer's name no driver takes the camera for its own. */
-    bool HidesCamera() const
-    {
-        return where == "text" && name == "manufacturer" && how == "empty_text";
-    }
+    bool HidesCamera() const;
 };
 
-using Ways = std::vector<std::string>;
-/** All the ways in which a place can fail; those of a host service depend on what it answers. */
-Ways WaysOf(std::string_view where, rig::AnswerKind kind = rig::AnswerKind::Integer);
+using Ways = std::vector<std::string_view>;
+/** All the ways in which a place can fail; a host service has only those of its type. */
+Ways WaysOf(std::string_view where);
 /** What a camera tells of itself, by name. */
-std::vector<std::string> CameraTexts();
+std::vector<std::string_view> CameraTexts();
 
 } // namespace faults

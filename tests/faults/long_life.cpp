@@ -2,13 +2,13 @@
  *  changes of configuration come, the camera leaves and returns, clocks are set and wrap. All of it
  *  is random, the same for the same seed; every frame and every session is checked. */
 #include "sim/description/fault_names.h"
-#include "tests/faults/last_words.h"
+#include "tests/faults/watched_process.h"
 #include "tests/support/alloc_count.h"
 #include "tests/support/quick_thread.h"
 #include "tests/support/rig.h"
 
 #include <CLI/CLI.hpp>
-#include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -60,29 +60,23 @@ public:
         host.lut.assign(256, 7);
         host.lutBitSize = 8;
         host.bnum = 16; // what is late takes buffers as well
-        host.dynamicLut = [](std::uint8_t bits, std::uint16_t* lut) {
-            std::fill_n(lut, std::size_t{1} << bits, std::uint16_t{100});
-        };
+        host.dynamicLut = rig::RisingTable;
         host.onCall = [this](std::string_view service) { Called(service); };
         host.onLog = [this](std::string_view format) { Logged(format); };
         host.onTrigger = [this](std::uint64_t stampUs) { Triggered(stampUs); };
     }
 
-    /** Runs sessions until the time is over. */
-    void Run()
+    /** Runs sessions until the time is over; returns how much was wrong. */
+    int Run()
     {
         while (Now() < endNs_) {
             RunSession();
         }
-    }
-
-    int Wrong() const { return wrong_; }
-    void Print() const
-    {
         std::printf("%lu frames, %lu exports, %lu sessions, %lu missed, %lu changes, %lu signals, "
                     "%lu detachments, %lu clock troubles, %lu re-anchorings: %d wrong\n",
                     frames_, rig_.host.exported, sessions_, rig_.host.haltUpdates, changes_,
                     signals_, detachments_, clockTroubles_, reanchorings_, wrong_);
+        return wrong_;
     }
 
 private:
@@ -99,25 +93,26 @@ private:
     {
         return std::uniform_real_distribution<double>(0, once)(random_) < 1;
     }
-    void Wrong(const std::string& what)
+
+    /** Prints what is wrong and the newest events. */
+    template <class... Args>
+    void WrongIf(bool wrong, fmt::format_string<const Args&...> sentence, const Args&... args)
     {
         constexpr int kEnough = 20;
-        if (++wrong_ <= kEnough) {
-            std::printf("WRONG in session %lu, frame %lu: %s\n", sessions_, frames_, what.c_str());
-            for (const std::string& event : recent_) {
-                std::printf("        %s\n", event.c_str());
-            }
+        if (wrong && ++wrong_ <= kEnough) {
+            fmt::print("WRONG in session {}, frame {}: {}\n        {}\n", sessions_, frames_,
+                       fmt::format(sentence, args...), fmt::join(recent_, "\n        "));
         }
     }
 
-    /** Keeps the newest few events, which are printed with what is wrong. */
-    void Note(const std::string& event)
+    /** Keeps the newest few events. */
+    void Note(std::string_view event)
     {
         constexpr std::size_t kKept = 4;
         if (recent_.size() == kKept) {
             recent_.pop_front();
         }
-        recent_.push_back("frame " + std::to_string(frames_) + ": " + event);
+        recent_.push_back(fmt::format("frame {}: {}", frames_, event));
     }
 
     void RunSession()
@@ -131,7 +126,7 @@ private:
         constexpr unsigned kSeconds = 600; // to compute in; an hour of frames takes some seconds
         faults::SetLastWords(lastWords_, kSeconds);
         const int exitCode = Rig::Run();
-        faults::SayNothing(0);
+        faults::SetLastWords("", 0);
         CheckSession(exitCode, exported);
         sim::ClearFaults();
         if (exitCode != KvTd::kExitDone) {
@@ -151,9 +146,9 @@ private:
         const std::uint64_t live = rig::LiveAllocations();
         if (sessions_ == kSettled) {
             settled_ = live;
-        } else if (sessions_ > kSettled && live > settled_ + kOwn) {
-            Wrong(std::to_string(live - settled_) + " allocations are left");
         }
+        WrongIf(sessions_ > kSettled && live > settled_ + kOwn, "{} allocations are left",
+                live - settled_);
     }
 
     void CheckSession(int exitCode, std::uint64_t exportedBefore)
@@ -164,19 +159,14 @@ private:
                                           KvTd::kExitGrabbing, KvTd::kExitNoDevice,
                                           KvTd::kExitOpen,     KvTd::kExitConfiguration};
         const auto* const end = detached ? kExpected.end() : kExpected.begin() + 2;
-        if (std::find(kExpected.begin(), end, exitCode) == end) {
-            Wrong("exit code " + std::to_string(exitCode));
-        }
-        if (rig_.host.exported - exportedBefore != accepted_) {
-            Wrong("triggers and exports don't match");
-        }
+        WrongIf(std::find(kExpected.begin(), end, exitCode) == end, "exit code {}", exitCode);
+        WrongIf(rig_.host.exported - exportedBefore != accepted_,
+                "triggers and exports don't match");
         GEV_TRANSFER_STATISTICS counts{};
         GevGetTransferStatistics(&counts);
         // The stream holds few frames back, so frames that come in a burst may find no buffer.
-        if (counts.underruns > late_) {
-            Wrong(std::to_string(counts.underruns) +
-                  " frames found no free buffer: not all were released");
-        }
+        WrongIf(counts.underruns > late_, "{} frames found no free buffer: not all were released",
+                counts.underruns);
     }
 
     void Called(std::string_view service)
@@ -207,7 +197,7 @@ private:
                                           Effect::NullFrame, Effect::Delay};
             const Effect way = kWays[random_() % kWays.size()];
             const std::uint64_t times = random_() % 5 + 1;
-            Note("frames missed: " + std::string(sim::NameOf(way)));
+            Note(fmt::format("frames missed: {}", sim::NameOf(way)));
             late_ += way == Effect::Delay ? times : 0;
             sim::AddFault(
                 rig::FrameFault(way, 1, times, static_cast<std::int64_t>(random_() % 50'000'000)));
@@ -221,9 +211,7 @@ private:
         }
         if (Chance(odds_.wallStep)) {
             rig_.time.wallStepUs += static_cast<std::int64_t>(random_() % 2'000'000) - 1'000'000;
-            ++clockTroubles_;
-            StampsMayGoBack();
-            Note("the wall clock is set");
+            NoteClockTrouble("the wall clock is set");
         }
         if (Chance(odds_.detachment)) {
             ++detachments_;
@@ -248,17 +236,22 @@ private:
         }
         if (state != KvTd::kSignalNone) {
             ++signals_;
-            Note("signal " + std::to_string(state));
+            Note(fmt::format("signal {}", state));
             rig_.host.signals.push_back(state);
         }
     }
 
     void TroubleClocks(const sim::Fault& fault)
     {
-        ++clockTroubles_;
-        Note(std::string(sim::NameOf(fault.effect)) + " by " + std::to_string(fault.value));
+        NoteClockTrouble(fmt::format("{} by {}", sim::NameOf(fault.effect), fault.value));
         sim::AddFault(fault);
-        StampsMayGoBack();
+    }
+
+    void NoteClockTrouble(std::string_view event)
+    {
+        ++clockTroubles_;
+        Note(event);
+        unsettled_ = kUnsettledFrames;
     }
 
     /** Finds the lines with which the driver moves the stamps or restarts the camera. */
@@ -268,29 +261,23 @@ private:
                                   "starting capture"}) {
             if (format.find(moved) != std::string_view::npos) {
                 ++reanchorings_;
-                Note(std::string(format));
-                StampsMayGoBack();
+                Note(format);
+                unsettled_ = kUnsettledFrames;
             }
         }
     }
 
-    /** The driver makes a stamp ahead of its frame, so this event shows some frames later. */
-    void StampsMayGoBack()
-    {
-        constexpr int kFrames = 4;
-        unsettled_ = kFrames;
-    }
-
     void Triggered(std::uint64_t stampUs)
     {
-        if (unsettled_ > 0) {
-            --unsettled_;
-        } else if (stampUs <= lastStampUs_) {
-            Wrong("the stamp goes from " + std::to_string(lastStampUs_) + " back to " +
-                  std::to_string(stampUs));
-        }
+        WrongIf(unsettled_ == 0 && stampUs <= lastStampUs_, "the stamp goes from {} back to {}",
+                lastStampUs_, stampUs);
+        unsettled_ -= unsettled_ > 0 ? 1 : 0;
         lastStampUs_ = stampUs;
     }
+
+    /** The driver makes a stamp ahead of its frame, so what moves the stamps shows some frames
+     *  later. */
+    static constexpr int kUnsettledFrames = 4;
 
     Rig rig_;
     Odds odds_;
@@ -325,11 +312,10 @@ int main(int argc, char** argv)
     app.add_option("--seed", seed, "of all that happens");
     CLI11_PARSE(app, argc, argv);
     const std::string again = fmt::format("again: {} --hours {} --seed {}\n", argv[0], hours, seed);
-    Life life(hours, seed, "WRONG: a session breaks the process, or does not end\n" + again);
-    life.Run();
-    life.Print();
-    if (life.Wrong() != 0) {
-        std::printf("%s", again.c_str());
-    }
-    return life.Wrong() == 0 ? 0 : 1;
+    return faults::RunWatched([&] {
+        Life life(hours, seed, "WRONG: a session breaks the process, or does not end\n" + again);
+        const int wrong = life.Run();
+        std::printf("%s", wrong == 0 ? "" : again.c_str());
+        return wrong == 0 ? 0 : 1;
+    });
 }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
+#include <map>
 #include <unistd.h>
 
 namespace faults
@@ -19,17 +20,13 @@ using rig::FakeHost;
 using rig::Rig;
 
 constexpr std::uint32_t kBuffers = 4;
-constexpr std::uint32_t kRoundsAtMost = 60; ///< after which the session is told to terminate
-
 /** The signals that KvUtl__CheckSignal returns, by round. */
-struct Signal {
-    std::uint32_t round;
-    std::uint32_t state;
-};
-constexpr Signal kScript[] = {{4, KvTd::kSignalUsr1},
-                              {14, KvTd::kSignalReconfigure},
-                              {20, KvTd::kSignalUsr2},
-                              {40, KvTd::kSignalTerminate}};
+const std::map<std::uint32_t, std::uint32_t> kSignals = {
+    {4, KvTd::kSignalUsr1},
+    {14, KvTd::kSignalReconfigure},
+    {20, KvTd::kSignalUsr2},
+    {40, KvTd::kSignalTerminate},
+    {61, KvTd::kSignalTerminate}}; // and in each round that comes later
 constexpr std::uint32_t kDynamicChangeRound = 10;
 
 void PlayRound(FakeHost& host, std::uint32_t round)
@@ -40,14 +37,10 @@ void PlayRound(FakeHost& host, std::uint32_t round)
         rig::QuickThread::AwaitPass();
     }
     host.dynConfig = round == kDynamicChangeRound ? 1 : 0;
-    const auto* const line =
-        std::find_if(std::begin(kScript), std::end(kScript),
-                     [round](const Signal& signal) { return signal.round == round; });
     host.signals.clear();
-    if (line != std::end(kScript)) {
-        host.signals.push_back(line->state);
-    } else if (round > kRoundsAtMost) {
-        host.signals.push_back(KvTd::kSignalTerminate);
+    const auto signal = kSignals.find(std::min(round, kSignals.rbegin()->first));
+    if (signal != kSignals.end()) {
+        host.signals.push_back(signal->second);
     }
 }
 
@@ -92,47 +85,35 @@ void ScriptHost(FakeHost& host, Kind kind, const sim::CameraSetup& camera)
     };
 }
 
-sim::CameraSetup Camera(Kind kind, const std::vector<Fault>& faults)
+Census Count(const Rig& rig)
 {
-    sim::CameraSetup camera =
-        rig::SmallCamera(kind == Kind::ManualMono ? sim::Model::Mono : sim::Model::Color);
-    for (const Fault& fault : faults) {
-        fault.ShapeCamera(&camera);
-    }
-    return camera;
-}
-
-/** Loses some frames in every run, so that missed frames are part of the session. */
-void MissSomeFrames()
-{
-    sim::AddFault(rig::FrameFault(sim::Effect::Lose, 7));
-    sim::AddFault(rig::FrameFault(sim::Effect::Incomplete, 12));
-    sim::AddFault(rig::FrameFault(sim::Effect::NullImage, 25));
-}
-
-std::string NameOfAccess(const std::string& text)
-{
-    return text.substr(0, text.find_first_of("=."));
-}
-
-void Count(const Rig& rig, Census* census)
-{
-    for (const sim::JournalEntry& entry : sim::Journal()) {
-        if (entry.kind == "read") {
-            if (entry.text.find(".M") < entry.text.find('=')) { // .Min, .Max
-                census->ranges.insert(NameOfAccess(entry.text));
+    Census census;
+    const auto add = [&census](const std::string& where, const std::string& name) {
+        ++census.try_emplace({where, name}, Reached{0, WaysOf(where)}).first->second.times;
+    };
+    for (const auto& [kind, text] : sim::Journal()) {
+        const std::string name = text.substr(0, text.find_first_of(kind == "gev" ? "=(" : "=."));
+        if (kind == "read") {
+            add("read", name);
+            if (text.find(".M") < text.find('=')) { // .Min, .Max
+                census[{"range", name}] = {1, WaysOf("range")};
             }
-            ++census->reads[NameOfAccess(entry.text)];
-        } else if (entry.kind == "cam") {
-            ++census->writes[NameOfAccess(entry.text)];
-        } else if (entry.kind == "gev") {
-            ++census->calls[entry.text.substr(0, entry.text.find_first_of("=("))];
+        } else if (kind == "cam") {
+            add("write", name);
+        } else if (kind == "gev" && name != "GevGetCameraInfo") {
+            // The control thread makes that call in real time, not equally often in each run.
+            add("call", name);
         }
     }
-    // The control thread calls it in real time, so the number of calls differs from run to run.
-    census->calls.erase("GevGetCameraInfo");
-    census->answers = rig.host.answers;
-    census->frames = sim::GetCounts().frames;
+    for (const auto& [service, answers] : rig.host.answers) {
+        census[{"host", service}] = {answers.count, answers.extremes};
+    }
+    for (const std::string_view text : CameraTexts()) {
+        add("text", std::string(text));
+    }
+    census[{"text", "model"}].ways = {"long_text"}; // without one the camera has its model's own
+    census[{"frame", "any"}] = {sim::GetCounts().frames, WaysOf("frame")};
+    return census;
 }
 
 std::size_t ThreadCount()
@@ -153,17 +134,17 @@ bool IsThreadLeft(std::size_t before)
 }
 
 /** Runs one session through the library's entry, which no exception may leave. */
-int Run(FakeHost* host, std::vector<std::string>* wrong)
+int Run(FakeHost* host, Findings* findings)
 {
     host->formats.clear();
     try {
         const int exitCode = Rig::Run();
-        CheckExitCode(*host, exitCode, wrong);
+        CheckExitCode(*host, exitCode, findings);
         return exitCode;
     } catch (const std::exception& e) {
-        wrong->push_back(std::string("an exception leaves the driver: ") + e.what());
+        findings->AddIf(true, "an exception leaves the driver: {}", e.what());
     } catch (...) {
-        wrong->push_back("something unknown leaves the driver");
+        findings->AddIf(true, "something unknown leaves the driver");
     }
     return KvTd::kExitDone;
 }
@@ -182,15 +163,14 @@ Circumstances CircumstancesOf(const std::vector<Fault>& faults)
     return circumstances;
 }
 
-void CheckCameraIsFree(std::vector<std::string>* wrong)
+void CheckCameraIsFree(Findings* findings)
 {
     GEV_DEVICE_INFO device{};
     int count = 0;
     void* handle = nullptr;
     GevGetCameraList(&device, 1, &count);
-    if (count != 1 || GevOpenCamera(&device, 2, &handle) != kGevOk) {
-        wrong->push_back("the camera was not closed");
-    }
+    findings->AddIf(count != 1 || GevOpenCamera(&device, 2, &handle) != kGevOk,
+                    "the camera was not closed");
     GevCloseCamera(&handle);
 }
 
@@ -210,26 +190,24 @@ std::vector<int> RefusalsOf(const std::vector<Fault>& faults)
 
 /** A camera's texts decide only whether it is the manufacturer's, and are logged in full. */
 void CheckTexts(const std::vector<Fault>& faults, const sim::CameraSetup& camera, int exitCode,
-                std::vector<std::string>* wrong)
+                Findings* findings)
 {
     if (faults.size() != 1 || faults[0].where != "text") {
         return;
     }
     const bool hidden = faults[0].HidesCamera();
-    if (exitCode != (hidden ? KvTd::kExitNoDevice : KvTd::kExitDone)) {
-        wrong->push_back("with this text the session ends with " + std::to_string(exitCode));
-    }
+    findings->AddIf(exitCode != (hidden ? KvTd::kExitNoDevice : KvTd::kExitDone),
+                    "with this text the session ends with {}", exitCode);
     const rig::Texts logs = Rig::Logs();
     for (const std::string& told :
          {camera.manufacturer, camera.modelName, camera.serial, camera.version}) {
-        if (!hidden && rig::Count(logs, told) == 0) {
-            wrong->push_back("the log does not contain " + told);
-        }
+        findings->AddIf(!hidden && rig::Count(logs, told) == 0, "the log does not contain {}",
+                        told);
     }
 }
 
 /** Runs a session without faults in the same process. */
-void CheckNextSession(Rig& rig, const std::vector<int>& refusals, std::vector<std::string>* wrong)
+void CheckNextSession(Rig& rig, const std::vector<int>& refusals, Findings* findings)
 {
     rig.host.onCall = nullptr;
     rig.host.signals.clear();
@@ -238,77 +216,72 @@ void CheckNextSession(Rig& rig, const std::vector<int>& refusals, std::vector<st
     rig.host.bnum = kBuffers;
     rig.host.fnum = 4;
     const std::uint64_t before = rig.host.exported;
-    const int exitCode = Run(&rig.host, wrong);
-    Circumstances circumstances;
-    circumstances.orderly = refusals.empty();
-    CheckCalls(circumstances, wrong);
-    if (std::find(refusals.begin(), refusals.end(), exitCode) != refusals.end()) {
-        return;
-    }
-    if (exitCode != KvTd::kExitDone || rig.host.exported - before != rig.host.fnum - 1) {
-        wrong->push_back("the next session ends with " + std::to_string(exitCode) + " after " +
-                         std::to_string(rig.host.exported - before) + " exports");
-    }
+    const int exitCode = Run(&rig.host, findings);
+    CheckCalls({.orderly = refusals.empty()}, findings);
+    const bool refused = std::count(refusals.begin(), refusals.end(), exitCode) != 0;
+    const std::uint64_t exports = rig.host.exported - before;
+    findings->AddIf(!refused && (exitCode != KvTd::kExitDone || exports != rig.host.fnum - 1),
+                    "the next session ends with {} after {} exports", exitCode, exports);
 }
 
-void RunSessions(Kind kind, const std::vector<Fault>& faults, Census* census,
-                 std::vector<std::string>* wrong)
+Findings RunSessions(Kind kind, const std::vector<Fault>& faults, Census* census)
 {
+    Findings findings;
     const std::size_t threads = ThreadCount(); // a sanitizer may keep one of its own
-    const sim::CameraSetup camera = Camera(kind, faults);
+    sim::CameraSetup camera =
+        rig::SmallCamera(kind == Kind::ManualMono ? sim::Model::Mono : sim::Model::Color);
+    for (const Fault& fault : faults) {
+        fault.ShapeCamera(&camera);
+    }
     Rig rig(camera);
     ScriptHost(rig.host, kind, camera);
     rig::QuickThread::allowed = true;
     rig::QuickThread::patient = true;
     rig.host.counting = census != nullptr;
-    MissSomeFrames();
+    // Some frames are lost in every run, so that missed frames are part of the session.
+    sim::AddFault(rig::FrameFault(sim::Effect::Lose, 7));
+    sim::AddFault(rig::FrameFault(sim::Effect::Incomplete, 12));
+    sim::AddFault(rig::FrameFault(sim::Effect::NullImage, 25));
     for (const Fault& fault : faults) {
         fault.Arm(&rig.host);
     }
-    const int exitCode = Run(&rig.host, wrong);
-    if (faults.empty() && (exitCode != KvTd::kExitDone || rig.host.exported < 30)) {
-        wrong->push_back("without a fault it ends with " + std::to_string(exitCode));
-    }
+    const int exitCode = Run(&rig.host, &findings);
+    findings.AddIf(faults.empty() && (exitCode != KvTd::kExitDone || rig.host.exported < 30),
+                   "without a fault it ends with {} after {} exports", exitCode, rig.host.exported);
     if (census != nullptr) {
-        Count(rig, census);
+        *census = Count(rig);
     }
-    CheckCalls(CircumstancesOf(faults), wrong);
-    CheckTexts(faults, camera, exitCode, wrong);
+    CheckCalls(CircumstancesOf(faults), &findings);
+    CheckTexts(faults, camera, exitCode, &findings);
     sim::ClearFaults();
     sim::SetAttached(camera.serial, true);
-    CheckCameraIsFree(wrong);
+    CheckCameraIsFree(&findings);
     sim::ClearJournal();
     rig::QuickThread::allowed = false;
-    CheckNextSession(rig, RefusalsOf(faults), wrong);
-    if (IsThreadLeft(threads)) {
-        wrong->push_back("a thread is left");
-    }
+    CheckNextSession(rig, RefusalsOf(faults), &findings);
+    findings.AddIf(IsThreadLeft(threads), "a thread is left");
+    return findings;
 }
 
 } // namespace
-
-const char* NameOf(Kind kind)
-{
-    return kind == Kind::ManualMono ? "manual-mono" : "automatic-color";
-}
 
 std::vector<std::string> RunWith(Kind kind, const std::vector<Fault>& faults, Census* census)
 {
     // Whether the system frees all that belongs to an ended thread differs from run to run; a leak
     // shows each time.
     constexpr int kTries = 3;
-    std::vector<std::string> wrong;
+    Findings findings;
     for (int i = 0; i < kTries; ++i) {
-        wrong.clear();
+        findings = {};
         const std::uint64_t before = rig::LiveAllocations();
-        RunSessions(kind, faults, census, &wrong);
-        const std::uint64_t left = rig::LiveAllocations() - before;
-        if (!wrong.empty() || census != nullptr || static_cast<std::int64_t>(left) <= 0) {
+        findings = RunSessions(kind, faults, census);
+        const auto left = static_cast<std::int64_t>(rig::LiveAllocations() - before);
+        if (!findings.sentences.empty() || census != nullptr || left <= 0) {
             break;
         }
-        wrong.push_back(std::to_string(left) + " allocations are left");
+        findings.AddIf(true, "{} allocations are left", left);
     }
-    return wrong;
+    return findings.sentences;
 }
 
 } // namespace faults

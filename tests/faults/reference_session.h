@@ -1,14 +1,15 @@
 /** The session that faults are injected into: every setting is used, signals come, the dynamic LUT
- * runs on the stream and through its excursion, output lines change, frames are missed. In virtual
+ *  runs on the stream and through its excursion, output lines change, frames are missed. In virtual
  *  time, the same in every run. */
 #pragma once
 
+#include "base/names.h"
 #include "tests/faults/fault.h"
 #include "tests/support/rig.h"
 
 #include <map>
-#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace faults
@@ -16,18 +17,16 @@ namespace faults
 
 /** Not all settings can be used at once: what is manual in one kind is automatic in the other. */
 enum class Kind { ManualMono, AutomaticColor };
-inline constexpr Kind kKinds[] = {Kind::ManualMono, Kind::AutomaticColor};
-const char* NameOf(Kind kind);
+inline constexpr base::Named<Kind> kKinds[] = {{"manual-mono", Kind::ManualMono},
+                                               {"automatic-color", Kind::AutomaticColor}};
 
-/** How often each place was reached in a run without faults. */
-struct Census {
-    std::map<std::string, std::uint64_t> reads;  ///< by feature, ranges included
-    std::map<std::string, std::uint64_t> writes; ///< by feature
-    std::set<std::string> ranges;                ///< features whose limits were asked
-    std::map<std::string, std::uint64_t> calls;  ///< camera calls, by name
-    std::map<std::string, rig::FakeHost::Answers, std::less<>> answers; ///< host services
-    std::uint64_t frames = 0;
+/** How often a place was reached in a run without faults, and the ways in which it can fail. */
+struct Reached {
+    std::uint64_t times = 0;
+    Ways ways;
 };
+/** By what Fault calls `where` and `name`. */
+using Census = std::map<std::pair<std::string, std::string>, Reached>;
 
 /** Runs the session and then, without the faults, a short one in the same process. Returns a
  *  sentence for each thing that is wrong with how they ended. */

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <map>
 #include <string_view>
 
@@ -11,24 +12,23 @@ namespace faults
 namespace
 {
 
-/** What the driver logs on its way out, and the exit code that goes with it. */
+/** What the driver logs on its way out, and the exit code that goes with it. The first row that the
+ *  log contains counts. */
 struct Ending {
     std::string_view format; ///< part of it
     int exitCode;
+    bool mayGoOn = false; ///< the session may still end as it does without a fault
 };
-constexpr Ending kEndings[] = {{"no any devices found", KvTd::kExitNoDevice},
-                               {"please attach configured device", KvTd::kExitNotOurs},
-                               {"can't connect to device", KvTd::kExitOpen},
-                               {"Device configuration error", KvTd::kExitConfiguration},
-                               {"SetUserBuffers error", KvTd::kExitBuffers},
-                               {"grabbing is stopped", KvTd::kExitGrabbing}};
-
-bool Told(const rig::FakeHost& host, std::string_view part)
-{
-    return std::any_of(host.formats.begin(), host.formats.end(), [part](const std::string& format) {
-        return format.find(part) != std::string::npos;
-    });
-}
+constexpr Ending kEndings[] = {
+    {"no any devices found", KvTd::kExitNoDevice},
+    {"please attach configured device", KvTd::kExitNotOurs},
+    {"can't connect to device", KvTd::kExitOpen},
+    {"Device configuration error", KvTd::kExitConfiguration},
+    {"SetUserBuffers error", KvTd::kExitBuffers},
+    {"grabbing is stopped", KvTd::kExitGrabbing},
+    {"An unhandled exception", KvTd::kExitConfiguration}, // it came from the configuration,
+    {"error description", KvTd::kExitGrabbing, true},     // or from the loop, or frames are missing
+    {"", KvTd::kExitDone, true}};
 
 std::string_view NameOf(std::string_view call)
 {
@@ -77,7 +77,7 @@ Life Lived(const rig::Texts& calls)
 
 } // namespace
 
-void CheckCalls(const Circumstances& circumstances, std::vector<std::string>* wrong)
+void CheckCalls(const Circumstances& circumstances, Findings* findings)
 {
     const rig::Texts calls = rig::Rig::Of("gev");
     Life life = Lived(calls);
@@ -85,55 +85,34 @@ void CheckCalls(const Circumstances& circumstances, std::vector<std::string>* wr
     const unsigned released = life.made["GevReleaseFrame"];
     const unsigned loops = life.made["GevFreeTransfer"];
     // Without the host's buffers there is no transfer, but a loop frees it nevertheless.
-    if (life.freedTwice && circumstances.factoryUsed) {
-        wrong->push_back("a transfer is freed twice");
-    }
-    if (life.freedRunning && circumstances.orderly) {
-        wrong->push_back("a transfer is freed while it runs");
-    }
+    findings->AddIf(life.freedTwice && circumstances.factoryUsed, "a transfer is freed twice");
+    findings->AddIf(life.freedRunning && circumstances.orderly,
+                    "a transfer is freed while it runs");
     // The driver asks for each buffer a second time and hands over whatever it gets.
-    if (!life.senseless.empty() &&
-        !(circumstances.buffersGone && NameOf(life.senseless) == "GevInitializeTransfer")) {
-        wrong->push_back("a call that makes no sense: " + life.senseless);
-    }
-    if (closed != life.opened || life.closedLate) {
-        wrong->push_back("the camera is opened " + std::to_string(life.opened) +
-                         " times and closed " + std::to_string(closed) + " times");
-    }
+    findings->AddIf(!life.senseless.empty() && !(circumstances.buffersGone &&
+                                                 NameOf(life.senseless) == "GevInitializeTransfer"),
+                    "a call that makes no sense: {}", life.senseless);
+    findings->AddIf(closed != life.opened || life.closedLate,
+                    "the camera is opened {} times and closed {} times", life.opened, closed);
     // The last frame of a loop is released with the transfer.
     const unsigned kept = loops + circumstances.nullFrames;
-    if (life.delivered > released + kept || released > life.delivered) {
-        wrong->push_back("of " + std::to_string(life.delivered) + " frames " +
-                         std::to_string(released) + " are released in " + std::to_string(loops) +
-                         " loops");
-    }
-    if (life.made["GevApiUninitialize"] != 1 || life.made["_CloseSocketAPI"] != 1 ||
-        NameOf(calls.back()) != "_CloseSocketAPI") {
-        wrong->push_back("the camera calls are not shut down once, at the end");
-    }
+    findings->AddIf(life.delivered > released + kept || released > life.delivered,
+                    "of {} frames {} are released in {} loops", life.delivered, released, loops);
+    findings->AddIf(life.made["GevApiUninitialize"] != 1 || life.made["_CloseSocketAPI"] != 1 ||
+                        NameOf(calls.back()) != "_CloseSocketAPI",
+                    "the camera calls are not shut down once, at the end");
 }
 
-void CheckExitCode(const rig::FakeHost& host, int exitCode, std::vector<std::string>* wrong)
+void CheckExitCode(const rig::FakeHost& host, int exitCode, Findings* findings)
 {
-    for (const Ending& ending : kEndings) {
-        if (Told(host, ending.format)) {
-            if (exitCode != ending.exitCode) {
-                wrong->push_back("exit code " + std::to_string(exitCode) + " after \"" +
-                                 std::string(ending.format) + "\"");
-            }
-            return;
-        }
-    }
-    // An exception comes from the loop or else from the configuration; missing frames are logged.
-    const int code = Told(host, "An unhandled exception") ? KvTd::kExitConfiguration
-                     : Told(host, "error description")    ? KvTd::kExitGrabbing
-                                                          : KvTd::kExitDone;
-    const bool frames = code == KvTd::kExitGrabbing; // that may have come again
+    const Ending* const ending =
+        std::find_if(std::begin(kEndings), std::end(kEndings) - 1, [&host](const Ending& row) {
+            return rig::Count(host.formats, row.format) != 0;
+        });
     const bool usual = exitCode == KvTd::kExitDone || exitCode == KvTd::kExitReconfigFailed;
-    if (exitCode != code && !(usual && (frames || code == KvTd::kExitDone))) {
-        wrong->push_back("exit code " + std::to_string(exitCode) + " in place of " +
-                         std::to_string(code));
-    }
+    findings->AddIf(exitCode != ending->exitCode && !(usual && ending->mayGoOn),
+                    "exit code {} in place of {} after \"{}\"", exitCode, ending->exitCode,
+                    ending->format);
 }
 
 } // namespace faults

@@ -1,14 +1,29 @@
 /** What has to hold at the end of a session, whatever was injected into it, checked in the journal
- *  and in the log. Each check adds a sentence for each thing that is wrong. */
+ *  and in the log. */
 #pragma once
 
 #include "tests/support/rig.h"
+
+#include <fmt/format.h>
 
 #include <string>
 #include <vector>
 
 namespace faults
 {
+
+/** A sentence for each thing that is wrong. */
+struct Findings {
+    std::vector<std::string> sentences;
+
+    template <class... Args>
+    void AddIf(bool wrong, fmt::format_string<const Args&...> sentence, const Args&... args)
+    {
+        if (wrong) {
+            sentences.push_back(fmt::format(sentence, args...));
+        }
+    }
+};
 
 /** How a fault has changed the session, as far as the checks have to know. */
 struct Circumstances {
@@ -20,9 +35,9 @@ struct Circumstances {
 
 /** Cameras were closed, transfers freed and calls shut down, each once and in order; frames that
  *  came were released; no call had arguments that make no sense. */
-void CheckCalls(const Circumstances& circumstances, std::vector<std::string>* wrong);
+void CheckCalls(const Circumstances& circumstances, Findings* findings);
 
 /** The exit code is a documented one and agrees with the log. */
-void CheckExitCode(const rig::FakeHost& host, int exitCode, std::vector<std::string>* wrong);
+void CheckExitCode(const rig::FakeHost& host, int exitCode, Findings* findings);
 
 } // namespace faults

@@ -1,23 +1,11 @@
 #include "tests/support/fake_host.h"
 
-#include "sim_control.h"
-
 #include <algorithm>
-#include <cstdarg>
-#include <cstdio>
 
 namespace rig
 {
 
-static constexpr std::size_t kPage = 4096;
 static constexpr std::uint32_t kLargestFrame = 16U << 20;
-
-std::string FakeHost::Text(const char* format, va_list arguments)
-{
-    char text[1024];
-    vsnprintf(text, sizeof text, format, arguments);
-    return text;
-}
 
 void FakeHost::AskForManual(float gainDb, float exposureUs)
 {
@@ -41,40 +29,12 @@ void FakeHost::AskForAutomatics()
     wbblu = 120;
 }
 
-void FakeHost::Called(const char* service, const char* arguments, ...)
+std::string_view FakeHost::ExtremeNow(const char* service)
 {
-    if (onCall) {
-        onCall(service);
-    }
-    if (recording) {
-        va_list values;
-        va_start(values, arguments);
-        const std::string text = arguments == nullptr ? "" : Text(arguments, values);
-        va_end(values);
-        sim::AddJournal("host", std::string(service) + "(" + text + ")");
-    }
-}
-
-const char* FakeHost::TextOf(Extreme extreme)
-{
-    static const std::string longText(64, 'x');
-    return extreme == Extreme::Null       ? nullptr
-           : extreme == Extreme::LongText ? longText.c_str()
-                                          : "";
-}
-
-std::optional<Extreme> FakeHost::Tampered(const char* service, AnswerKind kind)
-{
-    if (counting) {
-        Answers& row = answers[service];
-        row.kind = kind;
-        ++row.count;
-    }
-    tamperingMatches_.resize(tamperings.size());
-    std::optional<Extreme> extreme;
-    for (std::size_t i = 0; i < tamperings.size(); ++i) {
-        if (tamperings[i].service == service && ++tamperingMatches_[i] == tamperings[i].nth) {
-            extreme = tamperings[i].extreme;
+    std::string_view extreme;
+    for (Tampering& tampering : tamperings) {
+        if (tampering.service == service && --tampering.callsToGo == 0) {
+            extreme = tampering.extreme;
         }
     }
     return extreme;
@@ -82,14 +42,9 @@ std::optional<Extreme> FakeHost::Tampered(const char* service, AnswerKind kind)
 
 void FakeHost::AllocateMemory(std::uint32_t size)
 {
-    if (size > kLargestFrame) { // no memory, no buffers
-        first_ = nullptr;
-        return;
-    }
-    stride_ = (std::size_t{size} + kPage - 1) / kPage * kPage;
-    memory_.assign(stride_ * bufferCount + kPage, 0);
-    const auto address = reinterpret_cast<std::uintptr_t>(memory_.data());
-    first_ = memory_.data() + (kPage - address % kPage) % kPage;
+    const bool fits = size <= kLargestFrame; // otherwise there are no buffers
+    pagesPerBuffer_ = size / sizeof(Page) + 1;
+    memory_.assign(fits ? pagesPerBuffer_ * bufferCount : 0, Page{});
 }
 
 const IoBoxConfig& FakeHost::SetAt(int set) const
@@ -99,12 +54,13 @@ const IoBoxConfig& FakeHost::SetAt(int set) const
     return index < ioboxes.size() ? ioboxes[index] : none;
 }
 
-void* FakeHost::BufferAt(std::uint32_t index) const
+void* FakeHost::BufferAt(std::uint32_t index)
 {
     if (bufferAt) {
         return bufferAt(index);
     }
-    return first_ == nullptr || index >= bufferCount ? nullptr : first_ + index * stride_;
+    const std::size_t first = index * pagesPerBuffer_;
+    return first < memory_.size() ? &memory_[first] : nullptr;
 }
 
 std::string FakeHost::NameOf(const void* address) const
@@ -112,14 +68,12 @@ std::string FakeHost::NameOf(const void* address) const
     if (!recording || address == nullptr) {
         return recording ? "null" : "";
     }
-    for (std::uint32_t i = 0; first_ != nullptr && i < bufferCount; ++i) {
-        if (address == first_ + i * stride_) {
-            return "buf" + std::to_string(i);
+    for (std::size_t i = 0; i < memory_.size(); i += pagesPerBuffer_) {
+        if (address == &memory_[i]) {
+            return fmt::format("buf{}", i / pagesPerBuffer_);
         }
     }
-    char text[32];
-    snprintf(text, sizeof text, "%p", address);
-    return text;
+    return fmt::format("{}", address);
 }
 
 void RisingTable(std::uint8_t bits, std::uint16_t* lut)

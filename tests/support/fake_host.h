@@ -2,19 +2,21 @@
  *  in the simulated network's journal as kind "host", each log line as "log1" to "log5". */
 #pragma once
 
+#include "base/names.h"
 #include "kv_host_services.h"
 #include "kv_td_types.h"
+#include "sim_control.h"
 
-#include <cstdarg>
+#include <fmt/ranges.h>
+
 #include <cstdint>
 #include <deque>
 #include <functional>
 #include <limits>
 #include <map>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <type_traits>
+#include <tuple>
 #include <vector>
 
 namespace rig
@@ -64,23 +66,26 @@ struct IoBoxConfig {
     std::uint32_t parameters[2] = {KvTd::kIoboxParamUnset, KvTd::kIoboxParamUnset};
 };
 
-/** What a service answers in place of its own value: numbers the first seven, pointers and texts
- *  the others. */
-enum class Extreme {
-    Zero,
-    MinusOne,
-    Lowest,
-    Highest,
-    NotANumber,
-    Infinite,
-    MinusInfinite,
-    Null,
-    EmptyText,
-    LongText ///< 64 characters
-};
-
-/** The kinds of answers, each with the extremes that it has. */
-enum class AnswerKind { Integer, Float, Text, Pointer };
+/** What a service that answers with a T may answer in place of its own value. */
+template <class T>
+inline constexpr base::Named<T> kExtremes[] = {{"zero", 0},
+                                               {"minus_one", static_cast<T>(-1)},
+                                               {"lowest", std::numeric_limits<T>::lowest()},
+                                               {"highest", std::numeric_limits<T>::max()}};
+template <>
+inline constexpr base::Named<float> kExtremes<float>[] = {
+    {"zero", 0},
+    {"lowest", std::numeric_limits<float>::lowest()},
+    {"highest", std::numeric_limits<float>::max()},
+    {"not_a_number", std::numeric_limits<float>::quiet_NaN()},
+    {"infinite", std::numeric_limits<float>::infinity()},
+    {"minus_infinite", -std::numeric_limits<float>::infinity()}};
+template <class T> inline constexpr base::Named<T*> kExtremes<T*>[] = {{"null", nullptr}};
+template <>
+inline constexpr base::Named<const char*> kExtremes<const char*>[] = {
+    {"null", nullptr},
+    {"empty_text", ""},
+    {"long_text", "a text of 64 characters, many more than a model or serial number"}};
 
 /** There is one at a time; it serves from construction to destruction. Grab thread only. */
 class FakeHost
@@ -131,17 +136,17 @@ public:
     // ---- answers gone wrong -------------------------------------------------------------------
     struct Tampering {
         std::string service;
-        std::uint64_t nth = 1; ///< which call of it, from 1
-        Extreme extreme = Extreme::Zero;
+        std::uint64_t callsToGo; ///< 1: strikes at the next call of the service
+        std::string extreme;     ///< one of those that the service's type has
     };
     std::vector<Tampering> tamperings;
     /** The calls of each service that answers something, while `counting`. */
     bool counting = false;
     struct Answers {
-        AnswerKind kind = AnswerKind::Integer;
         std::uint64_t count = 0;
+        std::vector<std::string_view> extremes; ///< which the service may answer
     };
-    std::map<std::string, Answers, std::less<>> answers;
+    std::map<std::string, Answers> answers;
 
     // ---- what came ----------------------------------------------------------------------------
     bool recording = true;            ///< off: nothing is written down, and nothing allocated
@@ -152,60 +157,41 @@ public:
     const void* statistics = nullptr; ///< filled last for the dynamic table
 
     // Used by the services.
-    void Called(const char* service, const char* arguments = nullptr, ...)
-        __attribute__((format(printf, 3, 4)));
+    template <class... Arguments> void Called(const char* service, const Arguments&... arguments)
+    {
+        if (onCall) {
+            onCall(service);
+        }
+        if (recording) {
+            const std::string text = fmt::format("{}", fmt::join(std::tie(arguments...), ", "));
+            sim::AddJournal("host", fmt::format("{}({})", service, text));
+        }
+    }
     /** `value`, or the extreme that stands in for it at this call. */
     template <class T> T Answered(const char* service, T value)
     {
-        const std::optional<Extreme> extreme = Tampered(service, KindOf<T>());
-        return extreme ? ValueOf<T>(*extreme) : value;
+        if (counting) {
+            Answers& row = answers[service];
+            row.extremes = base::NameList<T>(kExtremes<T>);
+            ++row.count;
+        }
+        return base::ValueIn<T>(kExtremes<T>, ExtremeNow(service)).value_or(value);
     }
     void AllocateMemory(std::uint32_t size);
-    void* BufferAt(std::uint32_t index) const;
-    static std::string Text(const char* format, va_list arguments)
-        __attribute__((format(printf, 1, 0)));
+    void* BufferAt(std::uint32_t index);
     /** An unset one beyond those that there are. */
     const IoBoxConfig& SetAt(int set) const;
 
 private:
-    template <class T> static constexpr AnswerKind KindOf()
-    {
-        if constexpr (std::is_floating_point_v<T>) {
-            return AnswerKind::Float;
-        } else if constexpr (std::is_same_v<T, const char*>) {
-            return AnswerKind::Text;
-        } else if constexpr (std::is_pointer_v<T>) {
-            return AnswerKind::Pointer;
-        } else {
-            return AnswerKind::Integer;
-        }
-    }
-    template <class T> static T ValueOf(Extreme extreme)
-    {
-        using Limits = std::numeric_limits<T>;
-        if constexpr (std::is_same_v<T, const char*>) {
-            return TextOf(extreme);
-        } else if constexpr (std::is_pointer_v<T>) {
-            return nullptr;
-        } else {
-            const T values[] = {T{0},
-                                static_cast<T>(-1),
-                                Limits::lowest(),
-                                Limits::max(),
-                                Limits::quiet_NaN(),
-                                Limits::infinity(),
-                                static_cast<T>(-Limits::infinity())}; // in the order of Extreme
-            return values[static_cast<std::size_t>(extreme)];
-        }
-    }
-    static const char* TextOf(Extreme extreme);
-    std::optional<Extreme> Tampered(const char* service, AnswerKind kind);
+    /** The name of the extreme that the service answers at this call, mostly none. */
+    std::string_view ExtremeNow(const char* service);
 
     static inline FakeHost* current_ = nullptr;
-    std::vector<std::uint64_t> tamperingMatches_;
-    std::vector<std::uint8_t> memory_;
-    std::uint8_t* first_ = nullptr;
-    std::size_t stride_ = 0;
+    struct alignas(4096) Page {
+        std::uint8_t bytes[4096];
+    };
+    std::vector<Page> memory_;
+    std::size_t pagesPerBuffer_ = 0;
 };
 
 /** A dynamic table: 16 a level, as far as values go that 8 bits can hold. */

@@ -2,10 +2,10 @@
 #include "tests/support/fake_host.h"
 
 #include "base/cancellation.h"
-#include "sim_control.h"
 
 #include <algorithm>
 #include <cstdarg>
+#include <cstdio>
 #include <malloc.h>
 #include <mutex>
 #include <sys/time.h>
@@ -33,8 +33,8 @@ template <class T> static T Next(std::deque<T>& script)
     return value;
 }
 
-// The arguments are recorded as the format tells. The answer is taken after the call was recorded,
-// since a script may have changed it.
+// The arguments behind the macros' own are recorded. The answer is taken after the call was
+// recorded, since a script may have changed it.
 #define RECORDS(service, parameters, ...)                                                          \
     void service parameters                                                                        \
     {                                                                                              \
@@ -57,22 +57,22 @@ ANSWERS(std::uint16_t, KvGiMainCtx__GetLutArrCount, (),
         static_cast<std::uint16_t>(Host().lut.size()))
 ANSWERS(const std::uint16_t*, KvGiMainCtx__GetLutDataU16, (), Host().lut.data())
 ANSWERS(int, KvGiMainCtx__GetIoboxNum, (), static_cast<int>(Host().ioboxes.size()))
-ANSWERS(int, KvGiMainCtx__GetIoboxPin, (int set), Host().SetAt(set).pin, "%i", set)
-ANSWERS(int, KvGiMainCtx__GetIoboxMod, (int set), Host().SetAt(set).mode, "%i", set)
-ANSWERS(int, KvGiMainCtx__GetIoboxSrc, (int set), Host().SetAt(set).source, "%i", set)
-ANSWERS(int, KvGiMainCtx__GetIoboxInv, (int set), Host().SetAt(set).inverted, "%i", set)
+ANSWERS(int, KvGiMainCtx__GetIoboxPin, (int set), Host().SetAt(set).pin, set)
+ANSWERS(int, KvGiMainCtx__GetIoboxMod, (int set), Host().SetAt(set).mode, set)
+ANSWERS(int, KvGiMainCtx__GetIoboxSrc, (int set), Host().SetAt(set).source, set)
+ANSWERS(int, KvGiMainCtx__GetIoboxInv, (int set), Host().SetAt(set).inverted, set)
 ANSWERS(std::uint32_t, KvGiMainCtx__GetIoboxPar, (int set, int index),
-        Host().SetAt(set).parameters[index], "%i, %i", set, index)
+        Host().SetAt(set).parameters[index], set, index)
 
 void KvGiMainCtx__SetFormat(int format)
 {
-    Host().Called("KvGiMainCtx__SetFormat", "%i", format);
+    Host().Called("KvGiMainCtx__SetFormat", format);
     Host().format = static_cast<std::uint32_t>(format);
 }
 
 void KvGiMainCtx__SetBnum(std::uint32_t buffers)
 {
-    Host().Called("KvGiMainCtx__SetBnum", "%u", buffers);
+    Host().Called("KvGiMainCtx__SetBnum", buffers);
     Host().bnum = buffers;
 }
 
@@ -80,24 +80,22 @@ void KvGiMainCtx__SetBnum(std::uint32_t buffers)
 
 void KvGiMem__Init(std::uint32_t size, std::uint32_t flags)
 {
-    Host().Called("KvGiMem__Init", "%u, %u", size, flags);
+    Host().Called("KvGiMem__Init", size, flags);
     Host().AllocateMemory(size);
 }
 
-RECORDS(KvGiMem__SetActFsize, (std::uint32_t size), "%u", size)
-ANSWERS(void*, KvGiMem__GetBufPtr, (std::uint32_t index), Host().BufferAt(index), "%u", index)
+RECORDS(KvGiMem__SetActFsize, (std::uint32_t size), size)
+ANSWERS(void*, KvGiMem__GetBufPtr, (std::uint32_t index), Host().BufferAt(index), index)
 ANSWERS(int, KvGiMem__IsFactoryUsed, (), Host().factoryUsed)
 RECORDS(KvGiMemInst__Init, (std::uint32_t instance, std::uint32_t size, std::uint32_t flags),
-        "%u, %u, %u", instance, size, flags)
-RECORDS(KvGiMemInst__SetActFsize, (std::uint32_t instance, std::uint32_t size), "%u, %u", instance,
-        size)
+        instance, size, flags)
+RECORDS(KvGiMemInst__SetActFsize, (std::uint32_t instance, std::uint32_t size), instance, size)
 
 int KvGiMemInst__Trigger(std::uint32_t instance, int reserved, std::uint64_t timeUs, void* image,
                          int flag)
 {
     const char* const service = "KvGiMemInst__Trigger";
-    Host().Called(service, "%u, %i, %lu, %s, %i", instance, reserved, timeUs,
-                  Host().NameOf(image).c_str(), flag);
+    Host().Called(service, instance, reserved, timeUs, Host().NameOf(image), flag);
     if (Host().onTrigger) {
         Host().onTrigger(timeUs);
     }
@@ -108,7 +106,7 @@ int KvGiMemInst__Trigger(std::uint32_t instance, int reserved, std::uint64_t tim
 
 int KvGi__DoReconfig(int* flag)
 {
-    Host().Called("KvGi__DoReconfig", "%i", *flag);
+    Host().Called("KvGi__DoReconfig", *flag);
     if (Host().reconfigFlag != 0) {
         *flag = Host().reconfigFlag;
     }
@@ -118,21 +116,21 @@ int KvGi__DoReconfig(int* flag)
 void KvGi__HaltUpdate(std::uint32_t width, std::uint32_t height, float temperature)
 {
     ++Host().haltUpdates;
-    Host().Called("KvGi__HaltUpdate", "%u, %u, %.1f", width, height, temperature);
+    Host().Called("KvGi__HaltUpdate", width, height, fmt::format("{:.1f}", temperature));
 }
 
 ANSWERS(int, KvGi__CheckDynConfig, (), Host().dynConfig)
 RECORDS(KvGi__SetNewCfgVendor, ())
 RECORDS(KvGi__SetNewCfgPlugin, ())
-RECORDS(KvGi__SetSignalAction, (int action), "%i", action)
+RECORDS(KvGi__SetSignalAction, (int action), action)
 RECORDS(KvGi__SetTermSigProc, ())
 RECORDS(KvGi__ResetTermSigProc, ())
-RECORDS(KvGi__HaltStop, (std::uint32_t width, std::uint32_t height, float temperature),
-        "%u, %u, %.1f", width, height, temperature)
-RECORDS(KvGi__SetCurrFpsUs, (std::uint32_t periodUs), "%u", periodUs)
+RECORDS(KvGi__HaltStop, (std::uint32_t width, std::uint32_t height, float temperature), width,
+        height, fmt::format("{:.1f}", temperature))
+RECORDS(KvGi__SetCurrFpsUs, (std::uint32_t periodUs), periodUs)
 RECORDS(KvGi__CommTriggerAll,
-        (std::uint64_t timeUs, std::uint32_t latencyUs, std::uint32_t exposureUs), "%lu, %u, %u",
-        timeUs, latencyUs, exposureUs)
+        (std::uint64_t timeUs, std::uint32_t latencyUs, std::uint32_t exposureUs), timeUs,
+        latencyUs, exposureUs)
 
 void KvGi__CalcLutDynam(void* image, std::uint32_t width, std::uint32_t height,
                         std::uint32_t lineLength, std::uint8_t bits, void* cdf)
@@ -142,8 +140,8 @@ void KvGi__CalcLutDynam(void* image, std::uint32_t width, std::uint32_t height,
         std::fill_n(static_cast<std::uint32_t*>(cdf), std::size_t{1} << bits, 0);
     }
     Host().statistics = cdf;
-    Host().Called("KvGi__CalcLutDynam", "%s, %u, %u, %u, %u%s", Host().NameOf(image).c_str(), width,
-                  height, lineLength, bits, fits ? "" : ", too small");
+    Host().Called("KvGi__CalcLutDynam", Host().NameOf(image), width, height, lineLength,
+                  fmt::format("{}{}", bits, fits ? "" : ", too small"));
 }
 
 void KvGi__GetLutDynam(std::uint8_t bits, void* cdf, int outBits, void* lut)
@@ -152,9 +150,9 @@ void KvGi__GetLutDynam(std::uint8_t bits, void* cdf, int outBits, void* lut)
     if (fits && Host().dynamicLut) {
         Host().dynamicLut(bits, static_cast<std::uint16_t*>(lut));
     }
-    Host().Called("KvGi__GetLutDynam", "%u, %s, %i%s", bits,
-                  cdf == Host().statistics ? "statistics" : "something else", outBits,
-                  fits ? "" : ", too small");
+    Host().Called("KvGi__GetLutDynam", bits,
+                  cdf == Host().statistics ? "statistics" : "something else",
+                  fmt::format("{}{}", outBits, fits ? "" : ", too small"));
 }
 
 // ---- scenario and export -----------------------------------------------------------------------
@@ -164,37 +162,37 @@ int KvSc__SetParamVal(std::uint32_t id, const void* value)
     const char* const service = "KvSc__SetParamVal";
     switch (id) {
     case KvTd::kParamCodec:
-        Host().Called(service, "%u, %s", id, static_cast<const char*>(value));
+        Host().Called(service, id, static_cast<const char*>(value));
         break;
     case KvTd::kParamGain:
     case KvTd::kParamExposure:
-        Host().Called(service, "%u, %.2f", id, *static_cast<const float*>(value));
+        Host().Called(service, id, fmt::format("{:.2f}", *static_cast<const float*>(value)));
         break;
     case KvTd::kParamCameraTicks:
     case KvTd::kParamFrameTime:
-        Host().Called(service, "%u, %lu", id, *static_cast<const std::uint64_t*>(value));
+        Host().Called(service, id, *static_cast<const std::uint64_t*>(value));
         break;
     default:
-        Host().Called(service, "%u, %u", id, *static_cast<const std::uint32_t*>(value));
+        Host().Called(service, id, *static_cast<const std::uint32_t*>(value));
         break;
     }
     return Host().Answered(service, 0);
 }
 
 ANSWERS(int, KvSc__InstSetParamVal, (std::uint32_t instance, std::uint32_t id, const char* text), 0,
-        "%u, %u, %s", instance, id, text)
+        instance, id, text)
 
 int KvSc__ProcExport(std::uint64_t timeUs)
 {
     ++Host().exported;
-    Host().Called("KvSc__ProcExport", "%lu", timeUs);
+    Host().Called("KvSc__ProcExport", timeUs);
     return Host().Answered("KvSc__ProcExport", 0);
 }
 
 // ---- utilities and log -------------------------------------------------------------------------
 
 ANSWERS(std::uint32_t, KvUtl__CheckSignal, (), Next(Host().signals))
-RECORDS(KvUtl__UpdateGrabState, (int state), "%i", state)
+RECORDS(KvUtl__UpdateGrabState, (int state), state)
 
 const struct timeval* KvUtl__TimeValDiff(const struct timeval* later, const struct timeval* earlier)
 {
@@ -217,11 +215,13 @@ void LogWrite(const char* sourceFile, int, const char* function, int level, cons
     if (!Host().recording) {
         return;
     }
+    char text[1024];
     va_list arguments;
     va_start(arguments, format);
-    sim::AddJournal("log" + std::to_string(level), std::string(sourceFile) + ":" + function + ": " +
-                                                       FakeHost::Text(format, arguments));
+    std::vsnprintf(text, sizeof text, format, arguments);
     va_end(arguments);
+    sim::AddJournal(fmt::format("log{}", level),
+                    fmt::format("{}:{}: {}", sourceFile, function, text));
     Host().formats.emplace_back(format);
 }
 

@@ -15,7 +15,8 @@ timeval TimeOfDay()
         gettimeofday(&now, nullptr);
         return now;
     }
-    const std::int64_t us = manual->WallUs();
+    constexpr std::int64_t kEpochUs = 1'000'000'000'000'000; // the wall clock at the clock's time 0
+    const std::int64_t us = kEpochUs + manual->clock->NowNs() / 1000 + manual->wallStepUs;
     return timeval{us / 1'000'000, us % 1'000'000};
 }
 

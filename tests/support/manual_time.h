@@ -12,13 +12,10 @@ namespace rig
 
 struct ManualTime {
     static constexpr std::int64_t kStartNs = 10'000'000'000;
-    /** Wall-clock time at time 0 of the clock, microseconds since the epoch. */
-    static constexpr std::int64_t kEpochUs = 1'000'000'000'000'000;
 
     std::shared_ptr<sim::ManualClock> clock = std::make_shared<sim::ManualClock>(kStartNs);
     std::int64_t wallStepUs = 0; ///< how far the wall clock was set forward; the camera's was not
 
-    std::int64_t WallUs() const { return kEpochUs + clock->NowNs() / 1000 + wallStepUs; }
     void AdvanceUs(std::int64_t us) { clock->AdvanceNs(us * 1000); }
 
     static inline ManualTime* current = nullptr; ///< the one that the driver asks

@@ -2,6 +2,8 @@
 
 #include "kv_td_thread.h"
 
+#include <fmt/format.h>
+
 #include <atomic>
 #include <cerrno>
 #include <limits>
@@ -48,9 +50,9 @@ std::string Scheduling(const pthread_attr_t* attributes)
     pthread_attr_getschedpolicy(attributes, &policy);
     pthread_attr_getinheritsched(attributes, &inherit);
     pthread_attr_getschedparam(attributes, &parameters);
-    return std::string(policy == SCHED_FIFO ? "FIFO" : "other") +
-           (inherit == PTHREAD_EXPLICIT_SCHED ? ", own, " : ", inherited, ") +
-           std::to_string(parameters.sched_priority);
+    return fmt::format("{}, {}, {}", policy == SCHED_FIFO ? "FIFO" : "other",
+                       inherit == PTHREAD_EXPLICIT_SCHED ? "own" : "inherited",
+                       parameters.sched_priority);
 }
 
 } // namespace
@@ -85,15 +87,14 @@ void KvTd::SleepUs(std::uint32_t us)
     if (rig::QuickThread::onSleep) {
         rig::QuickThread::onSleep(us);
     }
-    if (!isControlThread && rig::QuickThread::patient) {
-        Await(kEnded);
-        return;
-    }
     if (isControlThread) {
         Publish(passes + 1);
         if (passes < awaited) {
             return;
         }
+    } else if (rig::QuickThread::patient) {
+        Await(kEnded);
+        return;
     }
     usleep(us / 10);
 }

@@ -165,52 +165,43 @@ sim::Fault AccessThrows(sim::Trigger trigger, const char* feature, sim::Exceptio
     return {.trigger = trigger, .name = feature, .nth = nth, .exception = kind};
 }
 
-static bool Has(const std::string& text, std::string_view part)
+static auto Containing(std::string_view part)
 {
-    return text.find(part) != std::string::npos;
+    return [part](const std::string& text) { return text.find(part) != std::string::npos; };
 }
 
 Texts Between(const Texts& texts, std::string_view from, std::string_view to)
 {
-    const auto has = [](std::string_view part) {
-        return [part](const std::string& text) { return Has(text, part); };
-    };
-    const auto first = std::find_if(texts.begin(), texts.end(), has(from));
+    const auto first = std::find_if(texts.begin(), texts.end(), Containing(from));
     if (first == texts.end()) {
         return {};
     }
-    const auto last = std::find_if(first + 1, texts.end(), has(to));
+    const auto last = std::find_if(first + 1, texts.end(), Containing(to));
     return Texts(first, last == texts.end() ? last : last + 1);
 }
 
 std::string Story(const Texts& texts)
 {
-    std::string story = "\n";
-    for (const std::string& text : texts) {
-        story += text + "\n";
-    }
-    return story;
+    return texts.empty() ? "\n" : fmt::format("\n{}\n", fmt::join(texts, "\n"));
 }
 
 Texts FoldTables(const Texts& texts)
 {
-    const std::string index = "cam LUTIndex=";
-    const std::string value = "cam LUTValue=";
+    constexpr std::string_view kValue = "cam LUTValue=";
+    constexpr std::size_t kEntries = 256;
     Texts folded;
-    std::size_t entries = 0;
-    std::string first;
+    Texts written; // of the table that is under way
     for (std::size_t i = 0; i < texts.size(); ++i) {
-        const bool pair = i + 1 < texts.size() && texts[i] == index + std::to_string(entries) &&
-                          texts[i + 1].starts_with(value);
-        if (!pair) {
+        const bool entry = i + 1 < texts.size() && texts[i + 1].starts_with(kValue) &&
+                           texts[i] == fmt::format("cam LUTIndex={}", written.size());
+        if (!entry) {
             folded.push_back(texts[i]);
             continue;
         }
-        const std::string written = texts[++i].substr(value.size());
-        first = entries == 0 ? written : first;
-        if (++entries == 256) {
-            folded.push_back("cam LUT[256]=" + first + ".." + written);
-            entries = 0;
+        written.push_back(texts[++i].substr(kValue.size()));
+        if (written.size() == kEntries) {
+            folded.push_back(fmt::format("cam LUT[256]={}..{}", written.front(), written.back()));
+            written.clear();
         }
     }
     return folded;
@@ -218,8 +209,7 @@ Texts FoldTables(const Texts& texts)
 
 std::size_t Count(const Texts& texts, std::string_view part)
 {
-    const auto has = [part](const std::string& text) { return Has(text, part); };
-    return static_cast<std::size_t>(std::count_if(texts.begin(), texts.end(), has));
+    return static_cast<std::size_t>(std::count_if(texts.begin(), texts.end(), Containing(part)));
 }
 
 } // namespace rig

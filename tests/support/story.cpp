@@ -1,5 +1,7 @@
 #include "tests/support/story.h"
 
+#include <fmt/ranges.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -7,24 +9,6 @@
 
 namespace rig
 {
-
-namespace
-{
-
-constexpr std::size_t kContext = 3;
-
-/** Lines `from` to `to`, each behind its number and `mark`. */
-std::string Lines(const std::vector<std::string>& texts, std::size_t from, std::size_t to,
-                  const char* mark)
-{
-    std::string lines;
-    for (std::size_t i = from; i < std::min(to, texts.size()); ++i) {
-        lines += mark + std::to_string(i + 1) + " | " + texts[i] + "\n";
-    }
-    return lines.empty() ? std::string(mark) + "(nothing more)\n" : lines;
-}
-
-} // namespace
 
 std::string DifferenceOf(const std::vector<std::string>& told,
                          const std::vector<std::string>& story)
@@ -34,15 +18,13 @@ std::string DifferenceOf(const std::vector<std::string>& told,
     if (inTold == told.end() && inStory == story.end()) {
         return {};
     }
-    const auto at = static_cast<std::size_t>(inTold - told.begin());
-    const std::size_t first = at < kContext ? 0 : at - kContext;
-    std::string text = "line " + std::to_string(at + 1) + " differs\n";
-    if (first < at) {
-        text += Lines(told, first, at, "          ");
-    }
-    text += Lines(story, at, at + kContext, "expected  ");
-    text += Lines(told, at, at + kContext, "told      ");
-    return text;
+    const auto some = [](auto from, auto end) {
+        constexpr std::ptrdiff_t kLines = 5;
+        return fmt::join(from, from + std::min(kLines, end - from), "\n    ");
+    };
+    return fmt::format("line {} differs\nexpected\n    {}\ntold\n    {}\n",
+                       inTold - told.begin() + 1, some(inStory, story.end()),
+                       some(inTold, told.end()));
 }
 
 void Append(std::vector<std::string>& story, const std::string& heading,
@@ -54,15 +36,15 @@ void Append(std::vector<std::string>& story, const std::string& heading,
 
 std::vector<std::string> Masked(std::vector<std::string> texts)
 {
-    static const std::regex address("0x[0-9a-f]{9,}");
-    static const std::regex process("(PID |cpu=)[0-9]+");
-    static const std::regex comparison("\\(result -?[1-9][0-9]*\\)");
-    static const std::regex reading("(read .*=.*\\.[0-9])[0-9]+");
+    static const std::pair<std::regex, const char*> masks[] = {
+        {std::regex("0x[0-9a-f]{9,}"), "0x..."},
+        {std::regex("(PID |cpu=)[0-9]+"), "$1..."},
+        {std::regex("\\(result -?[1-9][0-9]*\\)"), "(result not 0)"},
+        {std::regex("(read .*=.*\\.[0-9])[0-9]+"), "$1..."}};
     for (std::string& text : texts) {
-        text = std::regex_replace(text, address, "0x...");
-        text = std::regex_replace(text, process, "$1...");
-        text = std::regex_replace(text, comparison, "(result not 0)");
-        text = std::regex_replace(text, reading, "$1...");
+        for (const auto& [pattern, mask] : masks) {
+            text = std::regex_replace(text, pattern, mask);
+        }
     }
     return texts;
 }

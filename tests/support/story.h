@@ -14,8 +14,8 @@
 namespace rig
 {
 
-/** The first line in which `told` differs from `story`, with the lines around it; empty when they
- *  are the same. */
+/** The first line in which `told` differs from `story`, with a few lines of both from there on;
+ *  empty when they are the same. */
 std::string DifferenceOf(const std::vector<std::string>& told,
                          const std::vector<std::string>& story);
 

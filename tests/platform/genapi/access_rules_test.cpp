@@ -137,8 +137,8 @@ TEST(AccessRules, WhatIsReadableIsReadWithoutAWord)
         {WO, "Access Width: not readable now (access mode WO)"},
         {RO, ""},
         {RW, ""}};
-    for (const auto& [mode, refusal] : kRows) {
-        EXPECT_EQ(Raised([&] { RequireReadable("Width", mode); }), refusal) << mode;
+    for (const auto& row : kRows) {
+        EXPECT_EQ(Raised([&] { RequireReadable("Width", row.first); }), row.second) << row.first;
     }
 }
 

@@ -196,6 +196,19 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
     }
 }
 
+TEST_F(NetSession, FramesThatNobodyTookGiveTheirBuffersBack)
+{
+    Start("U1");
+    Open("U1");
+    StartFor(2);
+    while (Statistics().underruns == 0) { // until both are filled
+        std::this_thread::sleep_for(milliseconds(1));
+    }
+    ASSERT_EQ(GevAbortTransfer(handle), kGevOk);
+    ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    GrabFrames(5);
+}
+
 TEST_F(NetSession, ChunksBringTheFramesOwnGainAndExposure)
 {
     Start("C2", {"--chunks"});

@@ -1,5 +1,5 @@
 /** What the dynamic look-up table's statistics cost beside a copy of the picture: 1920x1080 of
- * random bytes. */
+ *  random bytes. */
 #include "benchmarks/beside_copy.h"
 #include "session/dynamic_lut.h"
 

@@ -21,7 +21,7 @@ inline double Median(std::vector<double> values)
 }
 
 /** Of as many values of both sides, measured in turns: what slows the machine for longer than a
- * turn slows both sides of it, and their ratio says little of that. */
+ *  turn slows both sides of it, and their ratio says little of that. */
 inline double MedianRatio(const std::vector<double>& of, const std::vector<double>& to)
 {
     std::vector<double> ratios(of.size());

@@ -7,7 +7,7 @@
  *
  *  The camera has no flow control: at a rate that is too high for the machine, frames are lost. The
  *  full rate is therefore the highest of a ladder of rates at which the library alone misses at
- * most one frame in a hundred. */
+ *  most one frame in a hundred. */
 #include "benchmarks/median.h"
 #include "benchmarks/network/child.h"
 #include "benchmarks/network/plain_loop.h"

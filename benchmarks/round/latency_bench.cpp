@@ -2,8 +2,8 @@
  *  core busy.
  *
  *  The camera stamps a frame when its exposure begins, on the clock that is read here. The time
- * from then to the arrival is the same for each frame. The quickest frame of all stands for it:
- * what is printed is how much longer each frame took than the quickest one. */
+ *  from then to the arrival is the same for each frame. The quickest frame of all stands for it:
+ *  what is printed is how much longer each frame took than the quickest one. */
 #include "benchmarks/round/bench_host.h"
 #include "kv_host_services.h"
 #include "sim_control.h"

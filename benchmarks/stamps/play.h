@@ -33,7 +33,7 @@ struct Summary {
 };
 
 /** The offset that all stamps have in common, and the errors with and without it. Frames after a
- * gap are counted apart, since such a stamp is that of the frame that was expected in the gap. */
+ *  gap are counted apart, since such a stamp is that of the frame that was expected in the gap. */
 struct Report {
     double offsetUs = 0; ///< median of the errors, signed
     Summary whole;

@@ -45,9 +45,9 @@ struct Recipe {
 Trace MakeTrace(const Recipe& recipe);
 
 /** Reads CSV: a heading "arrival_us,camera_ticks,truth_us", then one line for each frame. Lines
- * such as "# tick_frequency = 1e9" may come before, also for fps, exposure_us and loop_start_us.
- * Only the lines of frames are required, and of these only the first two columns; a rate that is
- * not given follows from the ticks. On failure `*error` says what is wrong, and where. */
+ *  such as "# tick_frequency = 1e9" may come before, also for fps, exposure_us and loop_start_us.
+ *  Only the lines of frames are required, and of these only the first two columns; a rate that is
+ *  not given follows from the ticks. On failure `*error` says what is wrong, and where. */
 bool ReadTrace(std::istream& from, Trace* trace, std::string* error);
 void WriteTrace(const Trace& trace, std::ostream& to);
 

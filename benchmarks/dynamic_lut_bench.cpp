@@ -1,4 +1,4 @@
-/** What the dynamic look-up table's statistics cost beside a copy of the picture: 1920x1080 of
+/** Compares the cost of the dynamic table's statistics with that of copying the picture: 1920x1080
  *  random bytes. */
 #include "benchmarks/beside_copy.h"
 #include "session/dynamic_lut.h"

@@ -28,8 +28,8 @@
  *  kFrameReleased, the copy is whole as long as no more than `spareFrames` complete frames wait
  *  unfetched in the transfer, which the host can't see. When the host stalls for longer than that,
  *  a valid word may belong to torn pixels until the host runs again. Consumers that need certainty
- * use exported files. More buffers leave more margin, since `spareFrames` is a quarter of them, and
- *  at least one. N buffers leave N - 1 - spareFrames frames to read, so have four or more.
+ *  use exported files. More buffers leave more margin, since `spareFrames` is a quarter of them,
+ *  and at least one. N buffers leave N - 1 - spareFrames frames to read, so have four or more.
  *
  *  ## A resize
  *  `generation` is odd while the layout changes, and rises by two with each change of layout, size

@@ -2,8 +2,8 @@
  *  their order, their limits, and the exceptions that report a violation.
  *
  *  The access mode is checked first, then the value. A verified write that breaks a rule raises
- * that rule's exception before the camera is reached. The two families of nodes differ only in what
- *  happens to an unverified write that breaks a rule (Unverified). */
+ *  that rule's exception before the camera is reached. The two families of nodes differ only in
+ *  what happens to an unverified write that breaks a rule (Unverified). */
 #pragma once
 
 #include "gen_api.h"

@@ -22,7 +22,7 @@ inline double ThreadSeconds()
 
 /** In each turn, runs `prepare`, which isn't measured, and `work`, then copies `bytes` between two
  *  buffers of its own. Counters: `work_us` and `memcpy_us` per turn, and their ratio `copies`,
- * which is also returned. */
+ *  which is also returned. */
 template <class Prepare, class Work>
 double MeasureBesideCopy(benchmark::State& state, std::size_t bytes, Prepare prepare, Work work)
 {

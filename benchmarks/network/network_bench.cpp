@@ -13,6 +13,7 @@
 #include "benchmarks/network/plain_loop.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -73,7 +74,7 @@ struct Run {
 /** Ends the benchmark by an exception, which also ends the programs in the background. */
 [[noreturn]] void GiveUp(const std::string& what, const std::string& output)
 {
-    throw std::runtime_error(what + ":\n" + output);
+    throw std::runtime_error(fmt::format("{}:\n{}", what, output));
 }
 
 /** The number that follows `mark` in the output of a program. */
@@ -81,7 +82,7 @@ double NumberAfter(const std::string& output, const std::string& mark)
 {
     const std::size_t at = output.rfind(mark);
     if (at == std::string::npos) {
-        GiveUp("there is no '" + mark + "' in", output);
+        GiveUp(fmt::format("'{}' is missing in the output", mark), output);
     }
     return std::strtod(output.c_str() + at + mark.size(), nullptr);
 }
@@ -97,7 +98,7 @@ Outcome RunWell(const std::vector<std::string>& words, bench::Rights rights, dou
 {
     Outcome outcome = RunProgram(words, rights, seconds * 0.7);
     if (!outcome.ended) {
-        GiveUp(words.front() + " failed", outcome.output);
+        GiveUp(fmt::format("{} failed", words.front()), outcome.output);
     }
     return outcome;
 }

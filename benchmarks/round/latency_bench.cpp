@@ -2,8 +2,8 @@
  *  every core busy.
  *
  *  The camera stamps a frame when its exposure begins, on the same clock that is read here. The
- * time from there to the arrival is the same for each frame and is estimated by the fastest frame
- * of all: the results are how much longer each frame took than the fastest one. */
+ *  time from there to the arrival is the same for each frame and is estimated by the fastest frame
+ *  of all: the results are how much longer each frame took than the fastest one. */
 #include "benchmarks/round/bench_host.h"
 #include "kv_host_services.h"
 #include "sim_control.h"

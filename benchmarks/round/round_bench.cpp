@@ -5,6 +5,7 @@
 #include "benchmarks/round/sessions.h"
 
 #include <benchmark/benchmark.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -62,16 +63,16 @@ std::vector<Case> Cases()
         Load load;
         load.width = width;
         load.height = width * 3 / 4;
-        cases.push_back({std::to_string(load.width) + "x" + std::to_string(load.height), load});
+        cases.push_back({fmt::format("{}x{}", load.width, load.height), load});
     }
     for (const std::uint32_t buffers : {2U, 4U, 32U, 128U}) {
-        add(std::to_string(buffers) + " buffers", &Load::buffers, buffers);
+        add(fmt::format("{} buffers", buffers), &Load::buffers, buffers);
     }
     for (const std::uint64_t frames : {2'000U, 10'000U, 50'000U, 250'000U}) {
-        add(std::to_string(frames) + " frames", &Load::frames, std::uint64_t{frames});
+        add(fmt::format("{} frames", frames), &Load::frames, std::uint64_t{frames});
     }
     for (const std::size_t less : {5U, 10U, 15U, 20U}) {
-        add(std::to_string(less) + " features fewer", &Load::featuresLess, std::size_t{less});
+        add(fmt::format("{} features fewer", less), &Load::featuresLess, std::size_t{less});
     }
     return cases;
 }

@@ -5,6 +5,7 @@
 #include "benchmarks/stamps/trace.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <cmath>
 #include <cstdio>
@@ -97,7 +98,7 @@ int Run(const Options& options)
     };
     const std::vector<Way> ways = {{"REGULAR", 0},
                                    {"REFCAMTS, untuned (1)", 1},
-                                   {"REFCAMTS, " + std::to_string(tuned), tuned == 0 ? 1 : tuned}};
+                                   {fmt::format("REFCAMTS, {}", tuned), tuned == 0 ? 1 : tuned}};
     std::printf("%zu frames over %.0f s at %g per second; all errors in us\n", trace.frames.size(),
                 (trace.frames.back().truthUs - trace.frames[0].truthUs) / 1e6, trace.fps);
     std::printf("drift measured from the trace: %.0f ns per s\n\n", MeasuredDrift(trace));

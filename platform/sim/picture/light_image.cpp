@@ -2,6 +2,7 @@
 
 #include "sim/picture/picture_job.h"
 
+#include <fmt/format.h>
 #include <png.h>
 
 #include <bit>
@@ -21,7 +22,7 @@ namespace
 
 [[noreturn]] void Refuse(const std::string& path, const std::string& why)
 {
-    throw std::runtime_error("The scene " + path + " can't be used: " + why + ".");
+    throw std::runtime_error(fmt::format("The scene {} can't be used: {}.", path, why));
 }
 
 struct CloseFile {
@@ -156,14 +157,13 @@ std::shared_ptr<const LightImage> LightImage::Load(const std::string& path)
     }
     Reader reader(file.get());
     if (!reader.Header()) {
-        Refuse(path, "its header is damaged (" + reader.Problem() + ")");
+        Refuse(path, fmt::format("its header is damaged ({})", reader.Problem()));
     }
     const std::uint64_t pixels = std::uint64_t{reader.Width()} * reader.Height();
     if (pixels > kMostPixels || reader.Width() > kMostSide || reader.Height() > kMostSide) {
-        Refuse(path, "it has " + std::to_string(reader.Width()) + " x " +
-                         std::to_string(reader.Height()) + " pixels; at most " +
-                         std::to_string(kMostPixels) + " are taken, and " +
-                         std::to_string(kMostSide) + " along a side");
+        Refuse(path, fmt::format("it has {} x {} pixels; at most {} are taken, and {} along a side",
+                                 reader.Width(), reader.Height(), std::uint64_t{kMostPixels},
+                                 std::uint32_t{kMostSide}));
     }
     std::shared_ptr<LightImage> image(new LightImage);
     image->width_ = reader.Width();
@@ -176,7 +176,7 @@ std::shared_ptr<const LightImage> LightImage::Load(const std::string& path)
                                                    y * image->width_ * reader.Channels()));
     }
     if (!reader.Rows(rows.data())) {
-        Refuse(path, "its pixels are damaged or missing (" + reader.Problem() + ")");
+        Refuse(path, fmt::format("its pixels are damaged or missing ({})", reader.Problem()));
     }
     ToLight(&image->values_, reader.Channels(), image->channels_);
     return image;

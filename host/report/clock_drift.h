@@ -11,12 +11,11 @@ namespace kvgrab
 /** Takes each frame's camera time and arrival, keeps a few hundred of them for a session of any
  *  length, and fits a line through those that were delayed least.
  *
- *  Arrivals are late, never early, and some are very late: the frame with the least delay
- * represents each stretch of time. The slope is the median of the slopes between stretches that are
- *  an eighth of the session apart, so that neither outliers nor a step of the host's clock affect
- *  it. When the camera's clock goes back a new piece begins; pieces are not compared. Allocates
- *  nothing.
- */
+ *  Arrivals are late, never early, and some are very late, so each stretch of time is represented
+ *  by its frame with the least delay. The slope is the median of the slopes between stretches that
+ *  are an eighth of the session apart, so that neither outliers nor a step of the host's clock
+ *  affect it. When the camera's clock goes back a new piece begins; pieces are not compared.
+ *  Allocates nothing. */
 class ClockDrift
 {
 public:

@@ -1,4 +1,4 @@
-/** What a process still prints when a session breaks it: how to do that again. */
+/** Prints how to reproduce the session when it crashes the process. */
 #pragma once
 
 #include <string>

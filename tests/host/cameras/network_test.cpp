@@ -1,4 +1,4 @@
-/** What kvgrab says about networks, sessions and features: pure units. */
+/** The texts of kvgrab about networks, sessions and features; all of it pure units. */
 #include "cameras/feature_table.h"
 #include "cameras/network_checks.h"
 #include "session/session_timing.h"

@@ -1,4 +1,4 @@
-/** Automatic functions, from the features to the pictures and back into the features. */
+/** Automatic functions, from the features to the pictures and back to the features. */
 #include "tests/platform/sim/sim_session.h"
 
 #include "tests/support/alloc_count.h"

@@ -1,4 +1,4 @@
-/** Output lines: what the settings make of an exposure. */
+/** Output lines: the pulses that an exposure causes with different settings. */
 #include "tests/platform/sim/sim_session.h"
 
 namespace

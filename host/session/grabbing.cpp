@@ -59,15 +59,15 @@ std::string DriftLine(const ClockDrift::Estimate& drift)
     // One microsecond per second; a minute of frames is typically ten times as accurate.
     constexpr double kSureEnoughNsPerS = 1000;
     const std::string measured = fmt::format(
-        "clocks: the host's gained {:.0f} ns a second on the camera's (give or take {:.0f}, over "
-        "{:.0f} s)",
+        "clocks: the host's clock gained {:.0f} ns per second on the camera's (give or take "
+        "{:.0f}, over {:.0f} s)",
         drift.nsPerS, drift.uncertainNsPerS, drift.seconds);
     if (drift.uncertainNsPerS > kSureEnoughNsPerS) {
-        return fmt::format("{}; a longer run tells which timing.drift_ns_per_s to configure\n",
+        return fmt::format("{}; a longer run is needed to choose timing.drift_ns_per_s\n",
                            measured);
     }
-    return fmt::format("{}; timing.drift_ns_per_s = {:.0f} stamps by the camera's\n", measured,
-                       drift.nsPerS);
+    return fmt::format("{}; timing.drift_ns_per_s = {:.0f} stamps frames by the camera's clock\n",
+                       measured, drift.nsPerS);
 }
 
 } // namespace
@@ -222,7 +222,7 @@ void Grabbing::Finish(NextStep* last)
 {
     exporter_->Close();
     if (options_.traceFile && !trace_.Close()) {
-        log_->Line(1, "the trace is not whole: the disk did not take all of it");
+        log_->Line(1, "the trace is incomplete: not all of it could be written");
     }
     if (last->status == ExitStatus::Done && exporter_->Failed()) {
         last->status = ExitStatus::ExportFailed;

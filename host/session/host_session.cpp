@@ -102,7 +102,7 @@ int HostSession::Reconfigure(int* flag)
                                       Listed(result.changes.newSession)));
     } else if (OutputLinesNeedACheck()) {
         *flag = 1;
-        parts.log.Line(3, "a new device session is needed, to look at the camera's output lines "
+        parts.log.Line(3, "a new device session is needed, to check the camera's output lines "
                           "before they are set");
     }
     return 0;
@@ -125,8 +125,8 @@ int HostSession::CheckDynamic()
         waiting.insert(waiting.end(), news->changes.newSession.begin(),
                        news->changes.newSession.end());
         waiting.insert(waiting.end(), news->changes.restart.begin(), news->changes.restart.end());
-        parts.log.Line(2, fmt::format("the configuration file changed in what is not applied by "
-                                      "itself ({}): send kvgrab the signal HUP to take it over",
+        parts.log.Line(2, fmt::format("the configuration file changed, but some changes are only "
+                                      "applied on the signal HUP: {}",
                                       Listed(waiting)));
         return 0;
     }
@@ -262,13 +262,13 @@ void HostSession::FrameMissed()
     if (++missesInRow_ >= kMissesToTell && noFrames_.Due(kWaitsForFrames, now)) {
         noFramesReported_ = true;
         parts.log.Line(2, fmt::format("waiting for frames: the camera is open, but {} waits in a "
-                                      "row brought no whole frame",
+                                      "row brought no complete frame",
                                       missesInRow_));
     }
     if (parts.signals.Terminating() && !endIsOverdue_) {
         endIsOverdue_ = true;
-        parts.log.Line(2, "asked to end, but no frame comes that the driver could end with; "
-                          "another INT or TERM leaves at once");
+        parts.log.Line(2, "asked to end, but the driver needs one more frame to end and none "
+                          "comes; another INT or TERM leaves at once");
     }
     ShowStatus(now);
     CheckExporter();

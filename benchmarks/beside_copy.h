@@ -1,4 +1,4 @@
-/** Measures work on a picture beside a memcpy of as many bytes, in turns in the same run. */
+/** Measures work on a picture against a memcpy of the same size, alternating in the same run. */
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -12,7 +12,7 @@
 namespace bench
 {
 
-/** The thread's own time on the processor, so that a busy machine disturbs little. */
+/** The thread's CPU time, which depends little on how busy the machine is. */
 inline double ThreadSeconds()
 {
     timespec now{};
@@ -20,9 +20,9 @@ inline double ThreadSeconds()
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-/** Runs `prepare`, which isn't measured, and `work`, then copies `bytes` between two buffers of its
- *  own. Counters: `work_us` and `memcpy_us` a turn, and `copies`, the first by the second, which is
- *  returned too. */
+/** In each turn, runs `prepare`, which isn't measured, and `work`, then copies `bytes` between two
+ *  buffers of its own. Counters: `work_us` and `memcpy_us` per turn, and their ratio `copies`,
+ *  which is also returned. */
 template <class Prepare, class Work>
 double MeasureBesideCopy(benchmark::State& state, std::size_t bytes, Prepare prepare, Work work)
 {

@@ -1,5 +1,5 @@
-/** What the dynamic look-up table's statistics cost beside a copy of the picture: 1920x1080 of
- * random bytes. */
+/** Compares the cost of the dynamic table's statistics with that of copying the picture: 1920x1080
+ *  random bytes. */
 #include "benchmarks/beside_copy.h"
 #include "session/dynamic_lut.h"
 

@@ -1,4 +1,4 @@
-/** What repeated measurements say. */
+/** Summaries of repeated measurements. */
 #pragma once
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 namespace bench
 {
 
-/** 0 of nothing. */
+/** 0 without values. */
 inline double Median(std::vector<double> values)
 {
     if (values.empty()) {
@@ -20,8 +20,8 @@ inline double Median(std::vector<double> values)
     return values.size() % 2 != 0 ? values[half] : (values[half - 1] + values[half]) / 2;
 }
 
-/** Of as many values of both sides, measured in turns: what slows the machine for longer than a
- * turn slows both sides of it, and their ratio says little of that. */
+/** The median of the ratios of values that were measured in turns, as many of each side. Whatever
+ *  slows the machine for longer than a turn slows both sides, so it hardly changes the ratio. */
 inline double MedianRatio(const std::vector<double>& of, const std::vector<double>& to)
 {
     std::vector<double> ratios(of.size());

@@ -1,8 +1,8 @@
-/** What a painted frame costs beside a copy of it, and whether it keeps its limit.
+/** Compares the cost of painting a frame with that of copying it, and checks a limit on the ratio.
  *
- *  Input: 1920x1080, full sensor; each frame has another number (so another picture of the
- *  pattern), another noise seed and another exposure time. "Image" shows a picture from a file
- *  instead of the pattern, "Measure" meters instead of painting. */
+ *  Input: 1920x1080, full sensor; each frame has a new number (and so a new picture of the
+ *  pattern), noise seed and exposure time. "Image" shows a picture from a file instead of the
+ *  pattern, "Measure" measures the brightness instead of painting. */
 #include "benchmarks/beside_copy.h"
 #include "sim/picture/light_image.h"
 #include "sim/picture/pixel_packing.h"
@@ -22,7 +22,7 @@
 namespace
 {
 
-/** A colour picture of 12 million pixels, as from another camera, by way of a file. */
+/** A colour picture of 12 million pixels, as another camera might take it, loaded from a file. */
 std::shared_ptr<const sim::LightImage> Image()
 {
     static const auto kImage = [] {
@@ -50,10 +50,10 @@ std::shared_ptr<const sim::LightImage> Image()
     return kImage;
 }
 
-/** Flags of what a picture has. */
+/** Flags for the optional steps of painting. */
 enum What : unsigned { kPlain = 0, kNoise = 1, kCurve = 2, kImage = 4 };
 
-/** In copies of the frame. */
+/** The highest cost that is accepted, in copies of the frame. */
 double LimitOf(unsigned what)
 {
     return (what & kNoise) != 0 ? 10 : 6;
@@ -96,7 +96,7 @@ void BesideMemcpy(benchmark::State& state, Work kind, std::uint32_t format, unsi
             scene.Paint(job, image.data(), size);
         }
     };
-    work(); // so that all is at its place
+    work(); // warm-up: allocates memory and draws the whole canvas
     const double copies = bench::MeasureBesideCopy(state, size, nextFrame, work);
     const double limit = LimitOf(what);
     state.SetLabel(

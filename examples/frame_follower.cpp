@@ -1,6 +1,6 @@
 /** Follows the frames of a running host from another process: attaches to its shared memory, prints
  *  a line for each new frame, and shows how a consumer notices overwritten frames, a resize and the
- *  end of the host. The protocol stands in kv_frame_memory.h. */
+ *  end of the host. kv_frame_memory.h describes the protocol. */
 #include "kv_frame_memory.h"
 
 #include <cerrno>
@@ -26,7 +26,7 @@ using namespace KvFrames;
 
 constexpr auto kPoll = std::chrono::milliseconds(1);
 
-/** One mapping of the object, read-only. */
+/** One read-only mapping of the shared-memory object. */
 class Mapping
 {
 public:
@@ -53,7 +53,7 @@ public:
     Mapping(const Mapping&) = delete;
     Mapping& operator=(const Mapping&) = delete;
 
-    /** Made completely, and in a layout that this program knows. */
+    /** True when the object is complete and has a layout that this program knows. */
     bool IsUsable() const
     {
         return base_ != nullptr &&
@@ -73,7 +73,7 @@ public:
     const std::byte* At(std::uint64_t offset) const { return base_ + offset; }
     std::size_t Bytes() const { return bytes_; }
 
-    /** The host's lock goes with its process, however that ended. */
+    /** True while the host lives: its lock disappears with its process, however that ends. */
     bool HasHost() const
     {
         struct flock lock = {};
@@ -89,7 +89,7 @@ private:
     const std::byte* base_ = nullptr;
 };
 
-/** The layout as it was under one generation. */
+/** The layout of one generation. */
 struct Layout {
     std::uint64_t generation = 0;
     std::uint64_t pixelOffset = 0;
@@ -106,7 +106,7 @@ bool SameGeneration(const FrameMemoryHeader& header, std::uint64_t generation)
     return header.generation.load(std::memory_order_relaxed) == generation;
 }
 
-/** Empty while the layout changes, or when the mapping is too small for it. */
+/** Returns nothing while the layout changes, or when the mapping is too small for it. */
 std::optional<Layout> ReadLayout(const Mapping& mapping)
 {
     const FrameMemoryHeader& header = mapping.Header();
@@ -134,7 +134,7 @@ struct Frame {
 
 enum class CopyResult { kWhole, kOverwritten, kResized };
 
-/** Copies what the buffer holds; the copy counts only when it is whole. */
+/** Copies the buffer's frame; the result tells whether the copy is whole. */
 CopyResult CopyFrame(const Mapping& mapping, const Layout& layout, std::uint32_t index,
                      Frame* frame)
 {
@@ -144,7 +144,7 @@ CopyResult CopyFrame(const Mapping& mapping, const Layout& layout, std::uint32_t
         return CopyResult::kOverwritten;
     }
     const std::uint32_t bytes = info.frameBytes;
-    if (bytes > layout.stride) { // values of another layout
+    if (bytes > layout.stride) { // the values belong to another layout
         return CopyResult::kResized;
     }
     frame->sequence = FrameSequence(word);
@@ -170,14 +170,14 @@ double MeanByte(const std::vector<std::byte>& pixels)
 
 struct Counts {
     std::uint64_t shown = 0;
-    std::uint64_t passed = 0; ///< came and went while an earlier one was handled
+    std::uint64_t passed = 0; ///< not seen, because an earlier frame was being handled
     std::uint64_t overwritten = 0;
 };
 
 enum class FollowResult { kEnough, kResized, kHostEnded };
 
-/** Follows one mapping until it is not the right one any more. `*last` is the newest sequence
- *  number that was dealt with. */
+/** Follows the frames of one mapping until it is outdated. `*last` is the newest sequence number
+ *  that was handled. */
 FollowResult Follow(const Mapping& mapping, const Layout& layout, std::uint64_t frames,
                     std::uint64_t* last, Counts* counts)
 {
@@ -206,7 +206,7 @@ FollowResult Follow(const Mapping& mapping, const Layout& layout, std::uint64_t 
             std::printf("frame %" PRIu64 " was overwritten\n", newest);
             continue;
         }
-        // The newest index may be ahead of the sequence number read before; the buffer's counts.
+        // The buffer may hold a newer frame than the sequence number read before, so use its own.
         if (*last != 0 && frame.sequence > *last + 1) {
             counts->passed += frame.sequence - *last - 1;
         }
@@ -251,7 +251,7 @@ int main(int argc, char** argv)
         return Usage();
     }
 
-    std::setvbuf(stdout, nullptr, _IOLBF, 0); // line by line also into a pipe
+    std::setvbuf(stdout, nullptr, _IOLBF, 0); // write line by line even into a pipe
     Counts counts;
     std::uint64_t last = 0;
     std::uint64_t generation = 0;

@@ -1,9 +1,9 @@
-/** The smallest host that grabs: ten frames from a simulated camera, nine of which come out, since
- *  the first only starts the clock.
+/** A minimal host: it grabs ten frames from a simulated camera and gets nine of them, since the
+ *  first one only starts the clock.
  *
  *  A host exports the services of kv_host_services.h from its program (linked with -rdynamic),
- *  loads the driver and calls KvLibProc once per device session. This one takes the defaults of
- *  kv_default_services.cpp but for what it defines here. kvgrab is the same thing grown up. */
+ *  loads the driver and calls KvLibProc once per device session. This one uses the defaults of
+ *  kv_default_services.cpp except for the services defined here. kvgrab is the full-grown host. */
 #include "kv_host_services.h"
 #include "kv_td_types.h"
 #include "sim_control.h"

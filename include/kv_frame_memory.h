@@ -1,5 +1,5 @@
-/** The shared frame memory as its consumers see it: one POSIX shared-memory object, "/kvgrab"
- *  unless the host was told another name. Map it read-only; only the host writes here, and the
+/** The shared frame memory as its consumers see it: one POSIX shared-memory object, named "/kvgrab"
+ *  unless the host is configured otherwise. Map it read-only: only the host writes here, and the
  *  camera's transfer writes the pixels.
  *
  *  Object:  FrameMemoryHeader | bufferCount x FrameBufferInfo | room up to pixelOffset | buffers
@@ -8,11 +8,11 @@
  *
  *  ## Following the frames
  *  The camera's transfer fills the buffers in place, one after the other, in the order in which
- *  they were given back to it. It asks nobody, so the host can't hold a buffer for a consumer and
- *  learns of a new frame only when it is complete. What a consumer is told is the `word` of a
- *  buffer, a rising sequence number and a state:
+ *  they were given back to it. It does so without asking, so the host can't reserve a buffer for a
+ *  consumer, and it learns of a new frame only when the frame is complete. Consumers go by the
+ *  `word` of a buffer, which holds a rising sequence number and a state:
  *
- *  - kFrameHeld: the grab loop has the frame in its hands. Nobody writes to the buffer.
+ *  - kFrameHeld: the grab loop is working on the frame. Nobody writes to the buffer.
  *  - kFrameReleased: the camera owns the buffer again, but it is not its turn yet.
  *  - kFrameFilling: its turn may have come, or it never held a frame. Don't read the pixels.
  *
@@ -20,28 +20,28 @@
  *  whole while the next one arrives. The host marks a buffer as filling `spareFrames` frames before
  *  that, and counts a missed frame like one that took a buffer.
  *
- *  Read one frame so: load `word` (acquire), go on only when its state is not kFrameFilling, copy
- *  the values and pixels, then see to it with FrameStillWhole() that the word still has the same
- *  sequence number and is not filling. When it fails throw the copy away: it was overwritten.
+ *  To read a frame, load `word` (acquire), go on only if its state is not kFrameFilling, and copy
+ *  the values and pixels. Then check with FrameStillWhole() that the word still has the same
+ *  sequence number and is not filling. If it fails, discard the copy: the frame was overwritten.
  *
- *  What that is worth: ending in kFrameHeld the copy is whole, for certain. Ending in
- *  kFrameReleased it is whole as long as no more than `spareFrames` complete frames wait unfetched
- *  in the transfer, which the host can't see. Behind a host that stalls longer than that, torn
- *  pixels may stand under a valid word until it runs again. Who needs certainty takes exported
- *  files; more buffers give more room, since `spareFrames` is a quarter of them, at least one. N
- *  buffers so leave N - 1 - spareFrames frames to read: have four or more.
+ *  What this guarantees: if the word was kFrameHeld at the end, the copy is whole. If it was
+ *  kFrameReleased, the copy is whole as long as no more than `spareFrames` complete frames wait
+ *  unfetched in the transfer, which the host can't see. When the host stalls for longer than that,
+ *  a valid word may belong to torn pixels until the host runs again. Consumers that need certainty
+ *  use exported files. More buffers leave more margin, since `spareFrames` is a quarter of them,
+ *  and at least one. N buffers leave N - 1 - spareFrames frames to read, so have four or more.
  *
  *  ## A resize
  *  `generation` is odd while the layout changes, and rises by two with each change of layout, size
- *  or pixel format. Load it before anything else of the layout, and again after each copy; when it
- *  changed throw the copy away and map the object anew. The object never shrinks, so an old mapping
- *  stays accessible.
+ *  or pixel format. Load it before any other field of the layout, and again after each copy; if it
+ *  has changed, discard the copy and map the object anew. The object never shrinks, so an old
+ *  mapping stays accessible.
  *
  *  ## The end of the host
- *  `running` is 0 after an orderly end. The host keeps a write lock of the open-file-description
- *  kind (F_OFD_SETLK) on the whole object for as long as it lives, and the kernel drops it with the
- *  process: ask with F_OFD_GETLK for a read lock; F_UNLCK means that nobody owns the memory any
- *  more. A new host makes a new object of the same name, so open it anew, too. */
+ *  `running` is 0 after an orderly end. For as long as the host lives it keeps an open-file-
+ *  description write lock (F_OFD_SETLK) on the whole object, which the kernel releases when the
+ *  process ends: test for a read lock with F_OFD_GETLK; F_UNLCK means that no host owns the memory
+ *  any more. A new host makes a new object of the same name, so open the object again, too. */
 #pragma once
 
 #include <atomic>
@@ -93,9 +93,9 @@ struct alignas(64) FrameBufferInfo {
 };
 static_assert(sizeof(FrameBufferInfo) == 64);
 
-/** A memory instance: who was prepared, and what was handed to it last. */
+/** A memory instance: how it was prepared, and the frame that was handed to it last. */
 struct MemoryInstanceInfo {
-    Word32 bufferBytes; ///< room it was prepared for; 0: not prepared
+    Word32 bufferBytes; ///< buffer size that it was prepared for; 0: not prepared
     Word32 frameBytes;  ///< bytes of a frame without spare room
     Word32 newestIndex; ///< buffer handed over last, or kNoBuffer
     Word32 reserved;
@@ -106,18 +106,18 @@ struct MemoryInstanceInfo {
 static_assert(sizeof(MemoryInstanceInfo) == 48);
 
 struct alignas(64) FrameMemoryHeader {
-    Word64 magic; ///< written last, so that whoever reads it finds the rest in place
+    Word64 magic; ///< written last: a reader that sees it finds the rest complete
     Word32 version;
-    Word32 running; ///< 1 while the host works with the memory
+    Word32 running; ///< 1 while the host uses the memory
     Word64 ownerPid;
-    Word64 generation; ///< odd while what stands below up to `codec` changes
+    Word64 generation; ///< odd while the fields below, up to `codec`, change
 
     Word64 objectBytes; ///< size to map
-    Word64 pixelOffset; ///< from the object's begin to buffer 0
+    Word64 pixelOffset; ///< from the start of the object to buffer 0
     Word64 stride;      ///< from one buffer to the next
     Word32 bufferCount;
     Word32 spareFrames; ///< how many frames ahead of its turn a buffer is marked as filling
-    Word32 bufferBytes; ///< room asked for each buffer
+    Word32 bufferBytes; ///< requested size of each buffer
     Word32 frameBytes;  ///< bytes of a frame without spare room
     Word32 width;       ///< pixels; 0 until known
     Word32 height;
@@ -135,7 +135,8 @@ struct alignas(64) FrameMemoryHeader {
     MemoryInstanceInfo instances[kMemoryInstances];
 };
 
-/** After copying a frame: true when the copy, begun under `wordBefore`, is of one whole frame. */
+/** Call it after copying a frame: true when the copy, begun when the word was `wordBefore`, is of
+ *  one whole frame. */
 inline bool FrameStillWhole(const FrameBufferInfo& info, std::uint64_t wordBefore)
 {
     std::atomic_thread_fence(std::memory_order_acquire);

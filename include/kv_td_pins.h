@@ -1,4 +1,4 @@
-/** The IO box's pins as the host numbers them. */
+/** Numbers and names of the IO box's pins, as the host uses them. */
 #pragma once
 
 #include <cstdint>

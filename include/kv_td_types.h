@@ -1,4 +1,4 @@
-/** What driver and host agree on besides the calls: codes, markers, enumerations. */
+/** Codes, special values and enumerations that driver and host share. */
 #pragma once
 
 #include <cstdint>
@@ -38,7 +38,7 @@ constexpr std::int32_t kPropertyCount = 23;
 enum td_lg_states : std::int32_t {
     LG_NONE = 0,     ///< the camera has no such control
     LG_OFF = 1,      ///< mode "Off"
-    LG_USER_LUT = 2, ///< a table of the host's
+    LG_USER_LUT = 2, ///< a table from the host
     LG_GAMMA = 3,    ///< the camera's own gamma curve
     LG_OTHER = 4,    ///< any other combination
 };
@@ -56,7 +56,7 @@ constexpr std::uint32_t kSweepManual = 1;
 constexpr std::uint32_t kSweepAuto = 2;
 constexpr std::uint32_t kIoboxParamUnset = 0xFFFFFFFF;
 
-/** Ids of KvSc__SetParamVal and the type behind the pointer. */
+/** Ids for KvSc__SetParamVal, each with the type of the value that the pointer points to. */
 enum ScenarioParam : std::uint32_t {
     kParamWidth = 1,           ///< u32
     kParamHeight = 2,          ///< u32
@@ -90,19 +90,20 @@ enum SignalState : std::int32_t {
     kSignalQuit = 5,
 };
 
-/** Exit codes of a device session. Reconfiguration that failed hard ends it with 1. */
+/** Exit codes of a device session. A reconfiguration with an unrecoverable error gives 1. */
 enum ExitCode : std::int32_t {
     kExitDone = 0,
     kExitReconfigFailed = 1,
-    kExitNoDevice = 2,       ///< no camera of the maker's on the network
-    kExitNotOurs = 3,        ///< none that matches the configuration
+    kExitNoDevice = 2,       ///< no camera of the right maker on the network
+    kExitNotOurs = 3,        ///< no camera matches the configuration
     kExitBuffers = -1,       ///< the frame buffers can't be used
     kExitConfiguration = -2, ///< the camera refused the configuration
     kExitOpen = -5,          ///< the camera can't be opened
     kExitGrabbing = -10,     ///< frames stayed away, or the camera failed while grabbing
 };
 
-/** Temperature handed to the host when the camera has none to tell, degrees Celsius. */
+/** Handed to the host as the temperature, in degrees Celsius, when the camera doesn't report one.
+ */
 constexpr float kNoTemperature = -321.0F;
 
 } // namespace KvTd

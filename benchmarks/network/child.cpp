@@ -20,7 +20,8 @@ namespace bench
 namespace
 {
 
-/** For the program that is about to be executed in this process, whoever runs it. */
+/** Takes the right to real-time priority from the program that this process will execute, even if
+ *  root runs it. */
 void GiveUpRealTime()
 {
     const rlimit none{0, 0};
@@ -28,7 +29,7 @@ void GiveUpRealTime()
     prctl(PR_CAPBSET_DROP, CAP_SYS_NICE, 0, 0, 0);
 }
 
-/** `output`: where its standard output and error go. */
+/** Starts a program; `output` is the descriptor for its standard output and error. */
 pid_t Start(const std::vector<std::string>& words, Rights rights, int output)
 {
     const pid_t pid = fork();
@@ -50,7 +51,7 @@ pid_t Start(const std::vector<std::string>& words, Rights rights, int output)
 }
 
 constexpr const char* kReceiver = "arv_gv_stream"; // the thread of the network library
-constexpr double kSettleS = 0.4;                   // from its start until the load is even
+constexpr double kSettleS = 0.4;                   // from its start until the load is steady
 constexpr int kLookMs = 20;
 
 double Now()

@@ -1,4 +1,4 @@
-/** Programs run by the benchmark, and what they cost. */
+/** Runs programs and measures their CPU time. */
 #pragma once
 
 #include <string>
@@ -9,18 +9,18 @@ namespace bench
 {
 
 struct Outcome {
-    bool ended = false; ///< by itself, with status 0
+    bool ended = false; ///< exited with status 0
     std::string output; ///< standard output and error
     double load = 0;    ///< us of CPU time per second while frames flow; 0: the run was too short
 };
 
 enum class Rights { All, NoRealTime };
 
-/** Runs a program to its end. Its load is measured over `watchedS` seconds, which begin soon after
- *  its thread that receives frames has started; with 0 it is not measured. */
+/** Runs a program to its end. Its load is measured over `watchedS` seconds, which begin shortly
+ *  after the thread that receives frames has started; with 0 it is not measured. */
 Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double watchedS);
 
-/** A program that runs in the background until this object is destroyed, which sends it SIGTERM. */
+/** A program that runs in the background; the destructor sends it SIGTERM. */
 class Background
 {
 public:

@@ -1,18 +1,19 @@
-/** The whole path (kvgrab, driver, platform) against the network library alone, on one camera on
- *  loopback, in turns. Prints the medians of each side and of the sides' ratios.
+/** Compares the whole path (kvgrab, driver, platform) with the network library alone, in turns on
+ *  one camera on loopback. Prints the medians of each side and of the ratios.
  *
- *  The whole path runs twice in each turn: as usual, and as for a user without real-time rights,
- *  where the driver has no second thread. That thread wakes equally often at any frame rate, so it
- *  costs less per frame when there are more frames.
+ *  The whole path runs twice in each turn: as usual, and as for a user without real-time rights, so
+ *  that the driver has no control thread. That thread wakes equally often at any frame rate, so it
+ *  costs less per frame at a higher rate.
  *
  *  The camera has no flow control: at a rate that is too high for the machine, frames are lost. The
- *  full rate is therefore the highest of a ladder of rates at which the library alone misses at
- * most one frame in a hundred. */
+ *  full rate is therefore the highest rate of a ladder at which the library alone misses at most
+ *  one frame in a hundred. */
 #include "benchmarks/median.h"
 #include "benchmarks/network/child.h"
 #include "benchmarks/network/plain_loop.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
@@ -41,7 +42,7 @@ struct Case {
     std::int64_t height;
     int packetSize;
     double fps = 0;
-    const char* name = ""; ///< what the rate is called in the table
+    const char* name = ""; ///< name of the rate in the table
 };
 
 constexpr Case kCases[] = {
@@ -57,10 +58,10 @@ struct Programs {
     std::string self;
     std::string kvgrab;
     std::string kvcam;
-    std::string folder; ///< for configurations and logs
+    std::string folder; ///< for configuration and trace
     int turns = 4;
     int buffers = 16;
-    double seconds = 2; ///< of a run
+    double seconds = 2; ///< length of a run
 };
 
 struct Run {
@@ -70,10 +71,10 @@ struct Run {
     double load = 0;   ///< us of CPU time per second
 };
 
-/** Ends the benchmark. Programs in the background are ended on the way out. */
+/** Ends the benchmark by an exception, which also ends the programs in the background. */
 [[noreturn]] void GiveUp(const std::string& what, const std::string& output)
 {
-    throw std::runtime_error(what + ":\n" + output);
+    throw std::runtime_error(fmt::format("{}:\n{}", what, output));
 }
 
 /** The number that follows `mark` in the output of a program. */
@@ -81,23 +82,23 @@ double NumberAfter(const std::string& output, const std::string& mark)
 {
     const std::size_t at = output.rfind(mark);
     if (at == std::string::npos) {
-        GiveUp("there is no '" + mark + "' in", output);
+        GiveUp(fmt::format("'{}' is missing in the output", mark), output);
     }
     return std::strtod(output.c_str() + at + mark.size(), nullptr);
 }
 
-/** The rate of this many frames in the time from the first to the last, per second. */
+/** Frames per second, from the number of frames and the time from the first to the last. */
 double RateOf(double frames, double us)
 {
     return us <= 0 ? 0 : (frames - 1) / us * 1e6;
 }
 
-/** The program's output is in the outcome's; it is watched without its start and its end. */
+/** Runs a program that must succeed. Its load is measured without its start and its end. */
 Outcome RunWell(const std::vector<std::string>& words, bench::Rights rights, double seconds)
 {
     Outcome outcome = RunProgram(words, rights, seconds * 0.7);
     if (!outcome.ended) {
-        GiveUp(words.front() + " failed", outcome.output);
+        GiveUp(fmt::format("{} failed", words.front()), outcome.output);
     }
     return outcome;
 }
@@ -125,7 +126,7 @@ double TraceUs(const std::string& path)
     double first = 0;
     double last = 0;
     for (std::string line; std::getline(trace, line);) {
-        last = std::strtod(line.c_str(), nullptr); // 0 where the line is not a frame
+        last = std::strtod(line.c_str(), nullptr); // 0 if the line is not a frame
         first = first == 0 ? last : first;
     }
     return last - first;
@@ -163,7 +164,7 @@ Run OneThread(const Programs& programs, const Case& one, double seconds)
     return KvGrab(programs, one, bench::Rights::NoRealTime, seconds);
 }
 
-/** The results of all runs of one kind of program in one case. */
+/** The results of all runs of one side in one case. */
 struct Side {
     Run (*run)(const Programs&, const Case&, double);
     std::vector<double> framesPerSecond{};
@@ -210,7 +211,7 @@ bool IsSustained(const Programs& programs, const Case& one)
            run.framesPerSecond >= one.fps * kSustained;
 }
 
-/** Compares the sides at the highest rate that is sustained, and at the one below it. */
+/** Compares the sides at the highest sustained rate, and at the rate below it. */
 void CompareAtItsRates(const Programs& programs, Case one)
 {
     std::size_t step = 0;

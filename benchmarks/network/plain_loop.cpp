@@ -13,7 +13,7 @@ namespace
 {
 
 constexpr guint64 kPatienceUs = 1'000'000;
-constexpr guint kFrameRetentionUs = 1'001'000; // as the driver asks for
+constexpr guint kFrameRetentionUs = 1'001'000; // as the driver sets it
 
 ArvGcFeatureNode* Node(ArvDevice* device, const char* name)
 {

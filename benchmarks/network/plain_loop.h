@@ -1,5 +1,5 @@
-/** The other side of the comparison: the network library alone, in the shortest loop that receives
- *  frames and makes the driver's camera accesses for each. */
+/** The other side of the comparison: the network library alone, in a minimal loop that receives
+ *  frames and makes the same camera accesses for each as the driver. */
 #pragma once
 
 #include <cstdint>
@@ -21,8 +21,8 @@ struct PlainLoop {
     std::uint64_t frames = 0; ///< complete ones to receive
 };
 
-/** Prints "received N failed N took N us", from the first frame to the last, and returns the exit
- *  status. */
+/** Receives frames and prints "received N failed N took N us", timed from the first frame to the
+ *  last. Returns the exit status. */
 int RunPlainLoop(const PlainLoop& plan);
 
 } // namespace bench

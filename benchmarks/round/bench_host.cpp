@@ -21,10 +21,10 @@ static bench::Host& TheHost()
     return bench::Host::Get();
 }
 
-/** So that no value that is handed over can be left out. */
+/** Takes each value that is handed over, so that the compiler can't drop its computation. */
 static volatile std::uint64_t sink;
 
-// What a default service does not do; the others are the default ones.
+// Services that differ from the default ones.
 
 int KvGiMainCtx__GetWidth()
 {

@@ -1,9 +1,9 @@
-/** Measures how long after a frame's arrival the host gets it, with the machine idle and with every
- *  core busy.
+/** Measures the time from a frame's arrival until the host gets it, with the machine idle and with
+ *  every core busy.
  *
- *  The camera stamps a frame when its exposure begins, on the clock that is read here. The time
- * from then to the arrival is the same for each frame. The quickest frame of all stands for it:
- * what is printed is how much longer each frame took than the quickest one. */
+ *  The camera stamps a frame when its exposure begins, on the same clock that is read here. The
+ *  time from there to the arrival is the same for each frame and is estimated by the fastest frame
+ *  of all: the results are how much longer each frame took than the fastest one. */
 #include "benchmarks/round/bench_host.h"
 #include "kv_host_services.h"
 #include "sim_control.h"
@@ -22,7 +22,7 @@ namespace
 constexpr std::uint32_t kFrames = 2000;
 constexpr std::size_t kWarmUp = 50;
 
-/** Notes for each triggered frame the time since the camera stamped it. */
+/** Records for each triggered frame the time since the camera stamped it. */
 struct Watch {
     std::vector<double> us;
 

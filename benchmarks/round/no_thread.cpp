@@ -1,4 +1,4 @@
-/** Refuses the control thread, so that rounds are measured without anything beside them. */
+/** Refuses to start the control thread, so that nothing runs beside the measured rounds. */
 #include "kv_td_thread.h"
 
 #include <cerrno>

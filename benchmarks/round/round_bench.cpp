@@ -1,9 +1,11 @@
-/** Compares what a round of the driver costs with a bare loop that makes the same calls on the same
- *  objects. The sides run in turns, in several cases, to see what the cost depends on. */
+/** Compares the cost of a round of the driver with that of a bare loop that makes the same calls on
+ *  the same objects. The sides run in turns, in several cases that show what the cost depends on.
+ */
 #include "benchmarks/median.h"
 #include "benchmarks/round/sessions.h"
 
 #include <benchmark/benchmark.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -15,13 +17,13 @@ namespace
 
 using bench::Load;
 
-/** What the pairs of sessions of a case took, in ns per round. */
+/** Results of the pairs of sessions in one case, in ns per round. */
 struct Pairs {
     std::vector<double> driver;
     std::vector<double> bare;
 };
 
-/** Runs a session of each side, one right after the other. The sides take turns in being first. */
+/** Runs a session of each side, one right after the other. The sides take turns in going first. */
 void MeasurePair(benchmark::State& state, const Load& load, Pairs* pairs)
 {
     for (auto pair : state) {
@@ -36,7 +38,7 @@ void MeasurePair(benchmark::State& state, const Load& load, Pairs* pairs)
     }
 }
 
-/** Prints nothing, since the table at the end has all of it. */
+/** Prints nothing, since the table at the end has all results. */
 class Silent : public benchmark::ConsoleReporter
 {
 public:
@@ -61,16 +63,16 @@ std::vector<Case> Cases()
         Load load;
         load.width = width;
         load.height = width * 3 / 4;
-        cases.push_back({std::to_string(load.width) + "x" + std::to_string(load.height), load});
+        cases.push_back({fmt::format("{}x{}", load.width, load.height), load});
     }
     for (const std::uint32_t buffers : {2U, 4U, 32U, 128U}) {
-        add(std::to_string(buffers) + " buffers", &Load::buffers, buffers);
+        add(fmt::format("{} buffers", buffers), &Load::buffers, buffers);
     }
     for (const std::uint64_t frames : {2'000U, 10'000U, 50'000U, 250'000U}) {
-        add(std::to_string(frames) + " frames", &Load::frames, std::uint64_t{frames});
+        add(fmt::format("{} frames", frames), &Load::frames, std::uint64_t{frames});
     }
     for (const std::size_t less : {5U, 10U, 15U, 20U}) {
-        add(std::to_string(less) + " features fewer", &Load::featuresLess, std::size_t{less});
+        add(fmt::format("{} features fewer", less), &Load::featuresLess, std::size_t{less});
     }
     return cases;
 }
@@ -88,7 +90,8 @@ void Register(Case& one)
 
 int main(int argc, char** argv)
 {
-    // If the pairs of a case ran in a row, a slow minute of the machine would hit that case alone.
+    // If the pairs of a case ran in a row, a slow minute of the machine would affect only that
+    // case.
     std::string interleaved = "--benchmark_enable_random_interleaving=true";
     std::vector<char*> arguments = {argv[0], interleaved.data()};
     for (int i = 1; i < argc; ++i) {
@@ -100,8 +103,8 @@ int main(int argc, char** argv)
     std::for_each(cases.begin(), cases.end(), Register);
     Silent silent;
     benchmark::RunSpecifiedBenchmarks(&silent);
-    std::printf("medians of 15 to 80 pairs of sessions, also of their ratios\n");
-    std::printf("%-24s %10s %10s %7s\n", "ns a round", "driver", "bare", "ratio");
+    std::printf("medians of 15 to 80 pairs of sessions, and of the ratios of the pairs\n");
+    std::printf("%-24s %10s %10s %7s\n", "ns per round", "driver", "bare", "ratio");
     for (const Case& one : cases) {
         if (!one.pairs.driver.empty()) { // otherwise the case was filtered out
             std::printf("%-24s %10.0f %10.0f %7.3f\n", one.name.c_str(),
@@ -112,7 +115,7 @@ int main(int argc, char** argv)
     Load load;
     load.frames = 20'000;
     const std::uint64_t allocations = bench::DriverAllocations(load);
-    std::printf("heap allocations a frame: %g (%llu in %llu frames)\n",
+    std::printf("heap allocations per frame: %g (%llu in %llu frames)\n",
                 static_cast<double>(allocations) / static_cast<double>(load.frames),
                 static_cast<unsigned long long>(allocations),
                 static_cast<unsigned long long>(load.frames));

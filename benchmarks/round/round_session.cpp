@@ -1,6 +1,6 @@
-/** Runs a session of a given number of frames with the driver as users load it, for tools that
- *  measure a process from outside. The process gives up the right to real-time priority, so that
- *  there is no control thread beside the rounds. */
+/** Loads the driver as a host does and runs a session with a given number of frames, for tools that
+ *  measure a process from outside. The process gives up the right to real-time priority, so that no
+ *  control thread runs beside the rounds. */
 #include "benchmarks/round/bench_host.h"
 #include "sim_control.h"
 

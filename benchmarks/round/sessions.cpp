@@ -22,7 +22,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t kWarmUp = 200; ///< rounds
 
-/** Features that neither side needs, neither in a round nor to get to the first one. */
+/** Features that neither side needs, neither in a round nor before the first one. */
 const std::vector<std::string> kDispensable = {"autoBrightnessMode",
                                                "autoBrightnessSequence",
                                                "autoBrightnessTarget",
@@ -60,9 +60,9 @@ void SetUp(const Load& load)
     host.buffers = load.buffers;
 }
 
-/** Reads the clock and the number of allocations when the rounds to be measured begin and end. */
+/** Reads the clock and counts the allocations at the start and the end of the measured rounds. */
 struct Watch {
-    std::uint64_t frames = 0; ///< to measure
+    std::uint64_t frames = 0; ///< number of frames to measure
     std::uint64_t seen = 0;
     Clock::time_point begin;
     Clock::time_point end;
@@ -89,7 +89,7 @@ struct Watch {
     }
 };
 
-/** Sets the chunks as the driver does, since the camera's part of a round depends on them. */
+/** Enables the chunks as the driver does, since the camera's share of a round depends on them. */
 void SwitchChunksOn(void* handle)
 {
     const GenApi::CNodeMapRef& map = *GevGetFeatureNodeMap(handle);

@@ -1,4 +1,4 @@
-/** Sessions on a simulated camera in virtual time, on both sides of the comparison. */
+/** Sessions of driver and bare loop on a simulated camera in virtual time. */
 #pragma once
 
 #include <cstddef>
@@ -7,12 +7,12 @@
 namespace bench
 {
 
-/** What the cost of a frame might depend on. */
+/** The conditions on which the cost of a frame might depend. */
 struct Load {
     std::uint32_t width = 640;
     std::uint32_t height = 480;
     std::uint32_t buffers = 8;
-    std::size_t featuresLess = 0; ///< how many of the features that no round needs the camera lacks
+    std::size_t featuresLess = 0; ///< how many of the dispensable features the camera lacks
     std::uint64_t frames = 5'000;
 };
 
@@ -20,7 +20,7 @@ struct Load {
 double DriverRoundNs(const Load& load);
 double BareRoundNs(const Load& load);
 
-/** Heap allocations in `frames` rounds of the driver, those of platform and host included. */
+/** Heap allocations in `frames` rounds of the driver, including those of platform and host. */
 std::uint64_t DriverAllocations(const Load& load);
 
 } // namespace bench

@@ -1,9 +1,9 @@
 #include "benchmarks/stamps/drawing.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cmath>
-#include <cstdarg>
-#include <cstdio>
 #include <limits>
 
 namespace stamps
@@ -13,7 +13,7 @@ namespace
 {
 
 constexpr int kLeft = 80;
-constexpr int kWidth = 800; ///< of the area that is drawn into
+constexpr int kWidth = 800; ///< of the plot area
 constexpr int kHeight = 130;
 constexpr int kAbove = 34;
 constexpr int kBelow = 26;
@@ -29,23 +29,13 @@ struct Range {
     }
 };
 
-std::string Text(const char* format, ...) __attribute__((format(printf, 1, 2)));
-std::string Text(const char* format, ...)
-{
-    char text[512];
-    va_list values;
-    va_start(values, format);
-    std::vsnprintf(text, sizeof text, format, values);
-    va_end(values);
-    return text;
-}
-
 std::string Size(double us)
 {
-    return std::abs(us) >= 10'000 ? Text("%.1f ms", us / 1000) : Text("%.1f us", us);
+    return std::abs(us) >= 10'000 ? fmt::format("{:.1f} ms", us / 1000)
+                                  : fmt::format("{:.1f} us", us);
 }
 
-/** The smallest and the largest error at each place from left to right. */
+/** The smallest and the largest error in each column of the plot. */
 std::vector<Range> Columns(const Played& played, double seconds)
 {
     std::vector<Range> columns(kWidth);
@@ -71,50 +61,50 @@ std::string DrawPanel(const Panel& panel, int top)
     }
     const double height = std::max(all.high - all.low, 1.0);
     const auto y = [&](double us) { return top + kAbove + (all.high - us) / height * kHeight; };
-    std::string svg = Text("<text x=\"%d\" y=\"%d\" class=\"title\">", kLeft, top + 20) +
-                      panel.title + "</text>\n";
-    svg += Text("<rect x=\"%d\" y=\"%d\" width=\"%d\" height=\"%d\" class=\"frame\"/>\n", kLeft,
-                top + kAbove, kWidth, kHeight);
-    svg += Text("<line x1=\"%d\" x2=\"%d\" y1=\"%.1f\" y2=\"%.1f\" class=\"zero\"/>\n", kLeft,
-                kLeft + kWidth, y(0), y(0));
-    svg += "<path class=\"error\" d=\"";
+    std::string path;
     for (int x = 0; x < kWidth; ++x) {
         const Range& column = columns[static_cast<std::size_t>(x)];
         if (column.low <= column.high) {
-            svg += Text("M%d %.1fV%.1f", kLeft + x, y(column.high) - 0.5, y(column.low) + 0.5);
+            path += fmt::format("M{} {:.1f}V{:.1f}", kLeft + x, y(column.high) - 0.5,
+                                y(column.low) + 0.5);
         }
     }
-    svg += "\"/>\n";
-    for (const double us : {all.high, all.low}) {
-        svg += Text("<text x=\"%d\" y=\"%.1f\" class=\"value\">", kLeft - 6, y(us) + 4) + Size(us) +
-               "</text>\n";
-    }
-    svg += Text("<text x=\"%d\" y=\"%d\" class=\"time\">0 s</text>\n", kLeft,
-                top + kAbove + kHeight + 16);
-    svg += Text("<text x=\"%d\" y=\"%d\" class=\"value\">%.0f s</text>\n", kLeft + kWidth,
-                top + kAbove + kHeight + 16, seconds);
-    return svg;
+    return fmt::format(
+        R"(<text x="{left}" y="{titleY}" class="title">{title}</text>
+<rect x="{left}" y="{plotTop}" width="{width}" height="{height}" class="frame"/>
+<line x1="{left}" x2="{right}" y1="{zeroY:.1f}" y2="{zeroY:.1f}" class="zero"/>
+<path class="error" d="{path}"/>
+<text x="{labelX}" y="{highY:.1f}" class="value">{high}</text>
+<text x="{labelX}" y="{lowY:.1f}" class="value">{low}</text>
+<text x="{left}" y="{timeY}" class="time">0 s</text>
+<text x="{right}" y="{timeY}" class="value">{seconds:.0f} s</text>
+)",
+        fmt::arg("left", kLeft), fmt::arg("right", kLeft + kWidth), fmt::arg("titleY", top + 20),
+        fmt::arg("title", panel.title), fmt::arg("plotTop", top + kAbove),
+        fmt::arg("width", kWidth), fmt::arg("height", kHeight), fmt::arg("zeroY", y(0)),
+        fmt::arg("path", path), fmt::arg("labelX", kLeft - 6), fmt::arg("highY", y(all.high) + 4),
+        fmt::arg("high", Size(all.high)), fmt::arg("lowY", y(all.low) + 4),
+        fmt::arg("low", Size(all.low)), fmt::arg("timeY", top + kAbove + kHeight + 16),
+        fmt::arg("seconds", seconds));
 }
 
 } // namespace
 
 std::string Draw(const std::vector<Panel>& panels)
 {
-    const int width = kLeft + kWidth + 20;
-    const int height = kPanel * static_cast<int>(panels.size());
-    std::string svg = Text("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" "
-                           "viewBox=\"0 0 %d %d\">\n",
-                           width, height, width, height);
-    svg += "<style>text{font:13px sans-serif;fill:#222}.title{font-weight:bold}"
-           ".value{text-anchor:end}.frame{fill:#fff;stroke:#999}.zero{stroke:#bbb}"
-           ".error{stroke:#1f5fa8;fill:none}</style>\n<rect width=\"100%\" height=\"100%\" "
-           "fill=\"#fff\"/>\n";
+    std::string drawn;
     int top = 0;
     for (const Panel& panel : panels) {
-        svg += DrawPanel(panel, top);
+        drawn += DrawPanel(panel, top);
         top += kPanel;
     }
-    return svg + "</svg>\n";
+    return fmt::format(
+        R"(<svg xmlns="http://www.w3.org/2000/svg" width="{width}" height="{height}" viewBox="0 0 {width} {height}">
+<style>text{{font:13px sans-serif;fill:#222}}.title{{font-weight:bold}}.value{{text-anchor:end}}.frame{{fill:#fff;stroke:#999}}.zero{{stroke:#bbb}}.error{{stroke:#1f5fa8;fill:none}}</style>
+<rect width="100%" height="100%" fill="#fff"/>
+{panels}</svg>
+)",
+        fmt::arg("width", kLeft + kWidth + 20), fmt::arg("height", top), fmt::arg("panels", drawn));
 }
 
 } // namespace stamps

@@ -15,7 +15,7 @@ struct Panel {
 };
 
 /** Makes an SVG picture with the panels one below the other, each with a scale of its own. Where
- *  many frames fall on one place of the picture, it shows the range of their errors. */
+ *  many frames share one column of the picture, it shows the range of their errors. */
 std::string Draw(const std::vector<Panel>& panels);
 
 } // namespace stamps

@@ -43,8 +43,8 @@ std::int64_t CameraNs(const Trace& trace, const TraceFrame& frame)
     return std::llround(static_cast<double>(frame.ticks) / trace.tickFrequency * 1e9);
 }
 
-/** The time between two frames in a row. Where the counter went back, it is a number of whole
- *  periods that follows from the arrivals. */
+/** The time between two successive frames. Where the counter went back, it is the whole number of
+ *  periods that fits the arrivals. */
 double CameraDistanceUs(const Trace& trace, const TraceFrame& before, const TraceFrame& frame)
 {
     if (frame.ticks >= before.ticks) {
@@ -124,7 +124,7 @@ double MeasuredDrift(const Trace& trace)
 void FitTruth(Trace* trace)
 {
     const double slope = 1 + MeasuredDrift(*trace) * 1e-9;
-    double line = 0; // since the first frame, microseconds of the host
+    double line = 0; // since the first frame, microseconds on the host's clock
     double least = std::numeric_limits<double>::max();
     const TraceFrame* before = &trace->frames[0];
     for (TraceFrame& frame : trace->frames) {

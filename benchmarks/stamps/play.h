@@ -19,7 +19,7 @@ struct Played {
     std::vector<StampError> errors; ///< of each frame that has a stamp, from the second on
     unsigned reanchored = 0;        ///< because frames were early or late for too long
     unsigned wraps = 0;
-    unsigned setAnew = 0; ///< because a stamp would have been in the future
+    unsigned setAnew = 0; ///< how often the clock was set, because a stamp would be in the future
 };
 
 /** `tsAdjNs` 0 is REGULAR mode, anything else REFCAMTS. */
@@ -28,12 +28,13 @@ Played Play(const Trace& trace, std::int32_t tsAdjNs);
 /** Quantiles of the absolute errors, in microseconds. */
 struct Summary {
     double median = 0;
-    double most = 0; ///< 99 % are no larger
+    double most = 0; ///< 99 % are not larger
     double worst = 0;
 };
 
 /** The offset that all stamps have in common, and the errors with and without it. Frames after a
- * gap are counted apart, since such a stamp is that of the frame that was expected in the gap. */
+ *  gap are counted separately, since they get the stamp of the frame that was expected in the gap.
+ */
 struct Report {
     double offsetUs = 0; ///< median of the errors, signed
     Summary whole;
@@ -46,8 +47,8 @@ Report Evaluate(const Played& played);
 /** The drift that kvgrab would measure over this trace, in ns per s; 0 when it is too short. */
 double MeasuredDrift(const Trace& trace);
 
-/** Estimates the truth of a trace that has none: the line through the least delayed frames, which
- *  is later than the truth by the shortest delay. */
+/** Estimates the true times of a trace that has none, by the line through the least delayed frames.
+ *  It is later than the truth by the shortest delay. */
 void FitTruth(Trace* trace);
 
 } // namespace stamps

@@ -1,10 +1,11 @@
-/** Plays a trace, recorded or generated, through both ways of making time stamps, and tells how far
- *  the stamps are from the truth. */
+/** Plays a trace, recorded or generated, through both modes of time stamps, and reports how far the
+ *  stamps are from the true times. */
 #include "benchmarks/stamps/drawing.h"
 #include "benchmarks/stamps/play.h"
 #include "benchmarks/stamps/trace.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
 #include <cmath>
 #include <cstdio>
@@ -53,12 +54,13 @@ bool Load(const Options& options, Trace* trace)
         return false;
     }
     if (!trace->startIsKnown) {
-        std::puts("The trace does not tell loop_start_us; a frame period before the first arrival "
-                  "stands for it,\nso the offset is as good as that.");
+        std::puts(
+            "The trace has no loop_start_us. The start is assumed one frame period before the "
+            "first arrival,\nand the offset is only as accurate as that.");
     }
     if (!trace->hasTruth) {
-        std::puts(
-            "The trace has no truth; the line through its least delayed frames stands for it.");
+        std::puts("The trace has no true times. They are estimated by the line through the least "
+                  "delayed frames.");
         FitTruth(trace);
     }
     return true;
@@ -96,7 +98,7 @@ int Run(const Options& options)
     };
     const std::vector<Way> ways = {{"REGULAR", 0},
                                    {"REFCAMTS, untuned (1)", 1},
-                                   {"REFCAMTS, " + std::to_string(tuned), tuned == 0 ? 1 : tuned}};
+                                   {fmt::format("REFCAMTS, {}", tuned), tuned == 0 ? 1 : tuned}};
     std::printf("%zu frames over %.0f s at %g per second; all errors in us\n", trace.frames.size(),
                 (trace.frames.back().truthUs - trace.frames[0].truthUs) / 1e6, trace.fps);
     std::printf("drift measured from the trace: %.0f ns per s\n\n", MeasuredDrift(trace));
@@ -124,14 +126,15 @@ int Run(const Options& options)
 int main(int argc, char** argv)
 {
     Options options;
-    CLI::App app("How far time stamps are from the truth, in both modes (docs/time_stamps.md).",
+    CLI::App app("Measures the errors of time stamps in both modes (docs/time_stamps.md).",
                  "stamps_bench");
     app.option_defaults()->always_capture_default();
     app.add_option("--trace", options.traceFile,
                    "CSV file to play; without it a trace is generated");
     app.add_option("--write", options.writeFile, "write the trace to this CSV file");
     app.add_option("--svg", options.svgFile, "draw the errors over time");
-    app.add_option("--drift-ns-per-s", options.tsAdjNs, "instead of the measured one");
+    app.add_option("--drift-ns-per-s", options.tsAdjNs,
+                   "drift to configure, instead of the measured one");
     Recipe& recipe = options.recipe;
     app.add_option("--seconds", recipe.seconds, "length");
     app.add_option("--fps", recipe.fps, "frames per second");
@@ -146,9 +149,9 @@ int main(int argc, char** argv)
     app.add_option("--tick-bits", recipe.tickBits, "the camera's counter wraps at 2 to this")
         ->check(CLI::Range(8, 64));
     app.add_option("--first-tick", recipe.firstTick, "the camera's counter at the first frame");
-    app.add_option("--seed", recipe.seed, "of all that is random");
+    app.add_option("--seed", recipe.seed, "seed of all random numbers");
     app.add_option("--clock-step", options.steps,
-                   "SECONDS:US, the host's clock is set then by so much; may be repeated")
+                   "SECONDS:US: after SECONDS, the host's clock is moved by US; may be repeated")
         ->take_all();
     CLI11_PARSE(app, argc, argv);
     return ParseSteps(&options) ? Run(options) : 1;

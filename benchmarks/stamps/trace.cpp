@@ -1,5 +1,7 @@
 #include "benchmarks/stamps/trace.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -68,7 +70,7 @@ bool ParseFrame(std::string_view line, bool hasTruth, TraceFrame* frame)
            std::isfinite(frame->arrivalUs) && std::isfinite(frame->truthUs);
 }
 
-/** Frames per second by the camera's own ticks; 0 when it can't be derived from them. */
+/** Frames per second by the camera's own ticks; 0 if it can't be computed from them. */
 double RateOf(const Trace& trace)
 {
     std::vector<double> distances;
@@ -155,19 +157,19 @@ bool ReadTrace(std::istream& from, Trace* trace, std::string* error)
             fine = ParseFrame(line, trace->hasTruth, &trace->frames.back());
         }
         if (!fine) {
-            *error = "line " + std::to_string(number) + ": '" + line +
-                     "' is neither a setting like # fps = 100 nor a frame, " +
-                     (trace->hasTruth ? kColumns : kColumnsWithoutTruth);
+            *error =
+                fmt::format("line {}: '{}' is neither a setting like # fps = 100 nor a frame, {}",
+                            number, line, trace->hasTruth ? kColumns : kColumnsWithoutTruth);
             return false;
         }
     }
     if (trace->frames.size() < 2 || trace->tickFrequency <= 0) {
-        *error = "there have to be two frames or more, and a tick frequency above 0";
+        *error = "a trace needs at least two frames and a tick frequency above 0";
         return false;
     }
     trace->fps = trace->fps == kUnknown ? RateOf(*trace) : trace->fps;
     if (trace->fps <= 0) {
-        *error = "the rate (fps) has to be above 0; it is not given, or the ticks don't tell it";
+        *error = "the rate (fps) must be above 0; it can't be computed from these ticks, so set it";
         return false;
     }
     trace->startIsKnown = trace->loopStartUs != kUnknown;

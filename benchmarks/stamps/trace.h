@@ -10,17 +10,17 @@ namespace stamps
 {
 
 struct TraceFrame {
-    double arrivalUs = 0; ///< when the wait for it returned, on the host's clock, since the epoch
+    double arrivalUs = 0;    ///< end of the wait for it, on the host's clock, since the epoch
     std::uint64_t ticks = 0; ///< camera time stamp
-    double truthUs = 0;      ///< begin of its exposure, on the host's clock
+    double truthUs = 0;      ///< start of its exposure, on the host's clock
 };
 
 struct Trace {
     double tickFrequency = 1e9; ///< Hz
-    double fps = 100;           ///< as the camera reports it
+    double fps = 100;           ///< as reported by the camera
     double exposureUs = 1000;
-    double loopStartUs = 0;   ///< acquisition was started then, on the host's clock
-    bool startIsKnown = true; ///< false: taken to be a period before the first arrival
+    double loopStartUs = 0;   ///< start of the acquisition, on the host's clock
+    bool startIsKnown = true; ///< false: assumed one period before the first arrival
     bool hasTruth = true;
     std::vector<TraceFrame> frames;
 };
@@ -34,20 +34,21 @@ struct Recipe {
     double startUs = 0;       ///< from the start of acquisition to the first exposure
     double driftPpm = 50;     ///< how much slower than the host's the camera's clock runs
     double jitterUs = 30;     ///< mean of the exponential delay of an arrival
-    double tailRatio = 0.01;  ///< of arrivals that are very late
+    double tailRatio = 0.01;  ///< share of arrivals that are very late
     double tailUs = 5000;     ///< how late those are at most
-    double lostRatio = 0;     ///< of frames that never arrive
+    double lostRatio = 0;     ///< share of frames that never arrive
     unsigned tickBits = 64;   ///< the camera's counter wraps at 2^tickBits
     double firstTick = 1e9;
-    std::vector<std::pair<double, double>> clockSteps; ///< at seconds, the host's clock by us
+    std::vector<std::pair<double, double>> clockSteps; ///< after seconds, host's clock moved by us
     std::uint64_t seed = 1;
 };
 Trace MakeTrace(const Recipe& recipe);
 
-/** Reads CSV: a heading "arrival_us,camera_ticks,truth_us", then one line for each frame. Lines
- * such as "# tick_frequency = 1e9" may come before, also for fps, exposure_us and loop_start_us.
- * Only the lines of frames are required, and of these only the first two columns; a rate that is
- * not given follows from the ticks. On failure `*error` says what is wrong, and where. */
+/** Reads CSV: a heading "arrival_us,camera_ticks,truth_us", then one line for each frame. Settings
+ *  may come before, in lines such as "# tick_frequency = 1e9": fps, exposure_us and loop_start_us.
+ *  Only the lines of frames are required, and of these only the first two columns. Without a
+ *  setting the rate is computed from the ticks. On failure `*error` tells what is wrong, and where.
+ */
 bool ReadTrace(std::istream& from, Trace* trace, std::string* error);
 void WriteTrace(const Trace& trace, std::ostream& to);
 

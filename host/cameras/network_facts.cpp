@@ -1,3 +1,4 @@
+/** Finds out about the machine: network interfaces and privileges. */
 #include "cameras/network_checks.h"
 
 #include <fmt/format.h>

@@ -26,7 +26,7 @@ namespace kvgrab
 namespace
 {
 
-/** A frame on its way. Written by the grab thread until it is accepted, by one worker then. */
+/** A frame to be written. Used by the grab thread until it is accepted, then by one worker. */
 struct Slot {
     std::vector<std::uint8_t> pixels; ///< at least `bytes`, never shrinks
     std::size_t bytes = 0;
@@ -37,7 +37,8 @@ struct Slot {
     bool done = false;
 };
 
-/** What stands behind the last colon: the same for every frame that meets the same trouble. */
+/** The part after the last colon, which is the same for all frames that fail for the same reason.
+ */
 std::string_view ReasonOf(std::string_view text)
 {
     const std::size_t colon = text.rfind(": ");
@@ -100,7 +101,7 @@ struct Exporter::State {
 
     mutable std::mutex troubleMutex; ///< guards the next three; never held together with `mutex`
     std::string trouble;
-    std::string reason; ///< of the newest trouble; the same one is not reported again and again
+    std::string reason; ///< of the newest trouble; a reason is not reported twice in a row
     std::uint64_t unreported = 0;
     std::mutex reportMutex;
 };
@@ -113,8 +114,8 @@ void Exporter::State::Report(const std::string& text)
     }
 }
 
-/** `why` tells kinds of trouble apart, since a text names its frame and so is always new. Not with
- *  the mutex held. */
+/** `why` identifies the kind of trouble, since each text names its frame and so is different. Never
+ *  call it with the mutex held. */
 void Exporter::State::Trouble(const std::string& text, std::string_view why)
 {
     {
@@ -189,7 +190,7 @@ bool Exporter::State::Acceptable(const FrameView& frame)
     return true;
 }
 
-/** Grab thread only. False: none, and the frame is to be skipped. */
+/** Grab thread only. False when no slot is free and the frame must be skipped. */
 bool Exporter::State::FreeSlot(std::unique_lock<std::mutex>& lock)
 {
     const auto isFree = [this] { return accepted - retired < slots.size(); };
@@ -258,13 +259,13 @@ bool Exporter::State::WriteRow(const Slot& slot)
     if (text.empty()) {
         return true;
     }
-    files.RemoveFile(name); // a picture without its row would say nothing about its frame
+    files.RemoveFile(name); // a picture without a row in the index has no frame values
     Trouble(text, ReasonOf(text));
     return false;
 }
 
-/** Retires what is done at the head of the ring. One worker at a time; the grab thread never waits
- *  for its writing. */
+/** Retires the finished slots at the head of the ring. One worker at a time; the grab thread never
+ *  waits for the writing of rows. */
 void Exporter::State::Retire(std::unique_lock<std::mutex>& lock)
 {
     if (retiring) {
@@ -311,7 +312,7 @@ void Exporter::Prepare(std::size_t frameBytes)
         return;
     }
     {
-        // Nobody touches the slots then, since only this thread hands out new work.
+        // Then nobody uses the slots, since only this thread hands out new work.
         std::unique_lock lock(state.mutex);
         state.slotFreed.wait(lock, [&] { return state.retired == state.accepted; });
     }

@@ -1,4 +1,4 @@
-/** Writes frames to files: a copy into a slot on the grab thread, all the rest on workers. */
+/** Writes frames to files: the grab thread copies a frame into a slot, and workers do the rest. */
 #pragma once
 
 #include <cstddef>
@@ -40,7 +40,7 @@ struct ExportOptions {
     std::function<void(const std::string&)> report;
 };
 
-/** One frame as the grab thread has it. Nothing is kept after Export returns. */
+/** One frame of the grab thread. Export keeps no reference to it. */
 struct FrameView {
     const void* pixels = nullptr;
     std::size_t bytes = 0;    ///< of the picture, without spare room
@@ -57,23 +57,23 @@ struct FrameView {
 enum class ExportResult {
     kQueued,  ///< copied; a worker writes it
     kSkipped, ///< no slot was free
-    kFailed,  ///< the exporter has failed or was not started, or the frame makes no sense
+    kFailed,  ///< the exporter has failed or was not started, or the frame is invalid
     kOff,     ///< the format is "none"
 };
 
 struct ExportCounters {
-    std::uint64_t exported = 0; ///< file and row of the index written
+    std::uint64_t exported = 0; ///< frames whose file and index row were written
     std::uint64_t skipped = 0;
     std::uint64_t failed = 0;
     std::uint64_t bytes = 0; ///< of the exported files
 };
 
-/** Frames go to `folder`/frame_000001.png and so on, numbered in the order they were taken, a row
- *  of each to `folder`/index.csv, in the same order. A file appears under its name only when it is
- *  complete.
+/** Writes frames to `folder`/frame_000001.png and so on, numbered in the order of their acceptance,
+ *  and a row for each to `folder`/index.csv, in the same order. A file appears under its name only
+ *  when it is complete.
  *
- *  Start, Prepare, Export and Close: one thread, the grab thread. Counters, Failed and ErrorText:
- *  any thread. The workers belong to the exporter, block all signals, and are gone after Close. */
+ *  Threads: Start, Prepare, Export and Close on the grab thread only; Counters, Failed and
+ *  ErrorText on any. The workers belong to the exporter, block all signals, and end in Close. */
 class Exporter
 {
 public:
@@ -83,19 +83,19 @@ public:
     Exporter& operator=(const Exporter&) = delete;
 
     /** Makes the folder, removes unfinished files of runs that were killed, begins the index and
-     *  starts the workers. Once only. False: ErrorText() says why; frames then count as failed. */
+     *  starts the workers. Once only. False: ErrorText() tells why; frames then count as failed. */
     bool Start();
-    /** Makes room for frames of `frameBytes`, so that Export allocates nothing, not even the first
-     *  time. Waits until queued frames are written when the slots have to grow. */
+    /** Allocates memory for frames of `frameBytes`, so that Export allocates nothing, not even the
+     *  first time. If the slots must grow, it waits until queued frames are written. */
     void Prepare(std::size_t frameBytes);
     /** Copies the frame into a free slot and returns. Waits only with `everyFrame`; allocates only
-     *  when the frame is larger than every one before and than what was prepared. */
+     *  when the frame is larger than the prepared size and all frames before. */
     ExportResult Export(const FrameView& frame);
-    /** Waits until all queued frames are written, ends the workers. Frames that come later fail. */
+    /** Waits until all queued frames are written and ends the workers. Later frames fail. */
     void Close();
 
-    /** For leaving at once: removes the files that are being written just now; nothing is
-     *  written after it. Async-signal-safe; from any thread that doesn't run beside Close. */
+    /** For leaving at once: removes the files that are being written, and lets nothing be written
+     *  afterwards. Async-signal-safe; from any thread, but not concurrently with Close. */
     void AbandonNow() noexcept;
 
     ExportCounters Counters() const;

@@ -87,7 +87,7 @@ std::string FrameFiles::Open(const std::string& folder, std::string_view extensi
     return trouble;
 }
 
-/** The lock comes before anything is changed: another export may be at work here. */
+/** Locks the index before it changes anything, since another export may be using the folder. */
 std::string FrameFiles::BeginIndex()
 {
     indexFd_ = openat(folderFd_, kIndexName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
@@ -185,7 +185,7 @@ std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
         openat(folderFd_, temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     int error = fd < 0 ? errno : base::WriteAll(fd, bytes);
     if (fd >= 0 && close(fd) != 0 && error == 0) {
-        error = errno; // file systems over a network tell of a full disk only here
+        error = errno; // network file systems may report a full disk only here
     }
     if (error != 0) {
         trouble = Text(name, "can't be written", error);
@@ -213,7 +213,7 @@ std::string FrameFiles::Publish(const char* temporary, const std::string& name)
     if (errno != EINVAL && errno != ENOSYS) {
         return Text(name, "can't be written", errno);
     }
-    // This file system knows no such rename: look first, which leaves a moment in between.
+    // The file system has no such rename: check first, although a file may appear in between.
     if (faccessat(folderFd_, target, F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
         return Text(name, "can't be written", EEXIST);
     }
@@ -234,7 +234,7 @@ std::string FrameFiles::AppendRow(std::string_view row)
         indexBytes_ += row.size();
         return {};
     }
-    // A part of the row may stand there; cutting it off needs no room on the disk.
+    // A part of the row may have been written; cutting it off needs no room on the disk.
     const std::string trouble = Text(kIndexName, "can't be written", error);
     if (ftruncate(indexFd_, static_cast<off_t>(indexBytes_)) != 0 ||
         lseek(indexFd_, static_cast<off_t>(indexBytes_), SEEK_SET) < 0) {

@@ -13,8 +13,8 @@ namespace kvgrab
 {
 
 /** Owns the folder's handle and its index, which is locked so that two exports never share a
- *  folder. WriteFile may be called from several workers, each with a number of its own; AppendRow
- *  from one thread at a time. Results: an empty text, or what went wrong. */
+ *  folder. WriteFile may be called by several workers, each with a number of its own; AppendRow by
+ *  one thread at a time. Functions return an empty text, or what went wrong. */
 class FrameFiles
 {
 public:
@@ -35,9 +35,9 @@ public:
     std::string WriteFile(unsigned worker, const std::string& name,
                           std::span<const std::uint8_t> bytes);
     void RemoveFile(const std::string& name);
-    /** One whole line with its line feed. On failure the index ends with the row before. */
+    /** Appends one whole line with its line feed. On failure the index ends with the row before. */
     std::string AppendRow(std::string_view row);
-    /** Removes what workers are writing just now, and lets them begin nothing more.
+    /** Removes the files that workers are writing, and keeps them from beginning new ones.
      *  Async-signal-safe, any thread. */
     void AbandonNow() noexcept;
 

@@ -20,7 +20,7 @@ public:
     static constexpr std::string_view kColumns =
         "number,file,time_us,camera_ticks,frame_counter,gain_db,exposure_us,width,height,codec\n";
 
-    /** `file` and the codec must hold no comma; what doesn't fit of them is cut. */
+    /** `file` and the codec must not contain a comma; if too long, they are cut. */
     IndexRow(std::uint64_t number, std::string_view file, const FrameView& frame)
     {
         AddNumber(number);

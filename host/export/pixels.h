@@ -1,4 +1,4 @@
-/** Pixel conversions of the export: what a camera sends into what a PNG file holds. Pure functions;
+/** Pixel conversions of the export, from a camera's formats to those of PNG files. Pure functions;
  *  a picture's lines follow each other without padding. */
 #pragma once
 
@@ -30,7 +30,7 @@ constexpr std::size_t PictureBytes(PixelLayout layout, std::uint32_t width, std:
     return base::PictureBytes(width, height, static_cast<std::uint32_t>(layout));
 }
 
-/** 12 bits to 16, so that 0 stays 0 and 4095 becomes 65535. */
+/** Scales 12 bits to 16, so that 0 stays 0 and 4095 becomes 65535. */
 constexpr std::uint16_t Scale12To16(std::uint32_t value)
 {
     return static_cast<std::uint16_t>(value << 4 | value >> 8);

@@ -12,7 +12,7 @@ namespace
 
 constexpr int kFastLevel = 1;
 
-/** Lines of a picture the way libpng takes them. */
+/** Lines of a picture in the form that libpng takes. */
 struct Lines {
     const std::uint8_t* first;
     std::size_t lineBytes;
@@ -22,7 +22,7 @@ struct Lines {
     int colour;
 };
 
-/** What libpng hands back to its callbacks. */
+/** What libpng passes to its callbacks. */
 struct Sink {
     std::vector<std::uint8_t>* file;
     std::string* error;
@@ -67,7 +67,7 @@ public:
     PngWriter(const PngWriter&) = delete;
     PngWriter& operator=(const PngWriter&) = delete;
 
-    /** Nothing in here may need a destructor: libpng leaves it with longjmp. */
+    /** Nothing in here may need a destructor: libpng leaves it by longjmp on an error. */
     bool Write(const Lines& lines, int compression)
     {
         if (info_ == nullptr) {
@@ -79,7 +79,7 @@ public:
         if (compression == kFastLevel) {
             png_set_compression_strategy(png_, Z_RLE); // half the time on noisy pictures
         }
-        // Camera noise doesn't reward a search for the best filter of each line.
+        // With camera noise, searching the best filter for each line gains nothing.
         png_set_filter(png_, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
         png_set_IHDR(png_, info_, lines.width, lines.height, lines.bits, lines.colour,
                      PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);

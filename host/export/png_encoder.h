@@ -1,4 +1,4 @@
-/** One picture as a PNG file in memory. */
+/** Encodes a picture as a PNG file in memory. */
 #pragma once
 
 #include "export/pixels.h"
@@ -26,8 +26,8 @@ public:
     /** `compression`: 0 none, 1 fast to 9 small. */
     explicit PngEncoder(int compression) : compression_(compression) {}
 
-    /** 8 bits grey for 8-bit grey, 16 bits grey for 12-bit grey, 8-bit RGB for the rest. Replaces
-     *  what `*file` held. False: `*error` says why. */
+    /** Gives 8-bit grey for 8-bit grey, 16-bit grey for 12-bit grey, and 8-bit RGB for the rest.
+     *  Replaces the contents of `*file`. False: `*error` tells why. */
     bool Encode(const Picture& picture, std::vector<std::uint8_t>* file, std::string* error);
 
 private:

@@ -19,7 +19,7 @@ using namespace KvFrames;
 constexpr auto kRelaxed = std::memory_order_relaxed;
 constexpr auto kRelease = std::memory_order_release;
 
-/** Keeps sizes of the whole object far from 64 bits. */
+/** Keeps the size of the whole object far below the limits of 64 bits. */
 constexpr std::uint32_t kMostBuffers = 65536;
 
 std::size_t PixelOffset(std::uint32_t bufferCount)
@@ -35,7 +35,7 @@ void SetCodec(std::span<char> field, std::string_view codec)
     std::memcpy(field.data(), codec.data(), length);
 }
 
-/** Makes the generation odd for as long as it lives. */
+/** Keeps the generation odd for its lifetime. */
 class LayoutChange
 {
 public:
@@ -143,7 +143,7 @@ void FrameMemory::WriteLayout(std::uint32_t bufferBytes, std::uint32_t bufferCou
     }
 }
 
-/** A new session: the transfer begins with any buffer, none holds a frame. */
+/** For a new session: the transfer may begin with any buffer, and no buffer holds a frame. */
 void FrameMemory::ForgetFrames()
 {
     for (std::uint32_t i = 0; i < bufferCount_; ++i) {
@@ -198,7 +198,7 @@ void FrameMemory::InstanceSetActFsize(std::uint32_t instance, std::uint32_t byte
     if (Header() == nullptr || instance >= kMemoryInstances) {
         return;
     }
-    // More than a buffer holds would lead consumers beyond it.
+    // A larger value would make consumers read beyond the buffer.
     const auto fitting = static_cast<std::uint32_t>(std::min<std::uint64_t>(bytes, stride_));
     Header()->instances[instance].frameBytes.store(fitting, kRelaxed);
     if (instance != 0 || Header()->frameBytes.load(kRelaxed) == fitting) {
@@ -345,7 +345,7 @@ FrameBufferInfo* FrameMemory::Infos() const
     return reinterpret_cast<FrameBufferInfo*>(object_.Base() + sizeof(FrameMemoryHeader));
 }
 
-/** kNoBuffer unless the image is the start of a buffer. */
+/** The buffer that starts at `image`; kNoBuffer if there is none. */
 std::uint32_t FrameMemory::IndexOf(const void* image) const
 {
     const auto first = reinterpret_cast<std::uintptr_t>(object_.Base()) + pixelOffset_;

@@ -22,7 +22,7 @@ enum TriggerResult : int {
     kTriggerNotOurs = -2,    ///< the image is not the start of one of the buffers
 };
 
-/** Owns the object from Open to Close or destruction: holds its lock and removes its name.
+/** Owns the object, its lock and its name from Open to Close or destruction.
  *
  *  Grab thread only, except UnlinkNow. Open and Init allocate; nothing that is called per frame
  *  allocates, locks or enters the kernel. */
@@ -34,19 +34,20 @@ public:
     FrameMemory& operator=(const FrameMemory&) = delete;
 
     /** Creates the object `name` ("/kvgrab": a slash and a name without further slashes), with no
-     *  buffers yet. What a dead host left under the name is removed first; a live owner is an
-     *  error, and so is an object that is no frame memory. False: Error() says why. */
+     *  buffers yet. An object of that name that a dead host left is removed first; a live owner is
+     *  an error, and so is an object that is not a frame memory. False: Error() tells why. */
     bool Open(const std::string& name);
-    /** Tells consumers that the host ended, removes the name, unmaps. Buffer addresses end. */
+    /** Tells consumers that the host ended, removes the name and unmaps the object. Buffer
+     *  addresses become invalid. */
     void Close();
-    /** For leaving at once, from any thread or a signal handler: tells consumers, removes the
+    /** For leaving at once, from any thread or a signal handler: tells consumers and removes the
      *  name. Async-signal-safe; the memory itself stays mapped. */
     void UnlinkNow() noexcept;
 
-    /** Lays out `bufferCount` buffers of at least `bufferBytes` bytes and prepares instance 0, for
-     *  each session anew. Buffers keep their addresses unless they get larger or more; the layout's
-     *  generation goes up when anything changed. No frame is valid afterwards. False: there are no
-     *  buffers now, and Error() says why. */
+    /** Lays out `bufferCount` buffers of at least `bufferBytes` bytes and prepares instance 0;
+     *  called for each session. Buffers keep their addresses unless their size or number grows; the
+     *  generation rises when anything changes. No frame is valid afterwards. False: there are no
+     *  buffers now, and Error() tells why. */
     bool Init(std::uint32_t bufferBytes, std::uint32_t bufferCount);
     /** No buffers until the next Init. */
     void DropBuffers();
@@ -55,26 +56,26 @@ public:
     void* BufPtr(std::uint32_t index) const;
 
     /** Instance 0 is the memory that Init prepared: the buffers must hold `bufferBytes`. Instance 1
-     *  takes converted frames out of the same buffers. False: no such instance, or the buffers are
-     *  too small for it; Error() says why, and its triggers are refused. */
+     *  takes converted frames in the same buffers. False: no such instance, or the buffers are too
+     *  small for it; Error() tells why, and its triggers are refused. */
     bool InstanceInit(std::uint32_t instance, std::uint32_t bufferBytes);
     void InstanceSetActFsize(std::uint32_t instance, std::uint32_t bytes);
     void InstanceSetCodec(std::uint32_t instance, std::string_view codec);
 
-    /** What the pictures are, for consumers. A change raises the generation; call it before frames
+    /** Describes the pictures to consumers. A change raises the generation; call it before frames
      *  flow. */
     void Describe(std::uint32_t width, std::uint32_t height, std::uint32_t format,
                   std::string_view codec);
 
-    /** The transfer handed out a frame, or the round ended without one: call it in every round,
-     *  before Trigger, so that buffers whose turn comes are marked. */
+    /** Marks the buffers whose turn comes. Call it in every round, before Trigger, whether the
+     *  transfer delivered a frame or not. */
     void CountRound();
-    /** A filled image. For instance 0 it becomes the newest frame, which consumers see at once, and
-     *  stays held until Release. Returns a TriggerResult. */
+    /** Hands over a filled image. For instance 0 it becomes the newest frame, which consumers see
+     *  at once, and stays held until Release. Returns a TriggerResult. */
     int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag,
                 const FrameValues& values);
-    /** The export of the held image is over: it belongs to the camera again. Call it also when the
-     *  image was not exported; the next CountRound does it at the latest. */
+    /** Gives the held image back to the camera. Call it after the export, even when the image was
+     *  not exported; otherwise the next CountRound does it. */
     void Release();
     /** Tells consumers when the next frame is due. */
     void Announce(std::uint64_t nextTimeUs, std::uint32_t latencyUs, std::uint32_t exposureUs);

@@ -21,7 +21,8 @@ using namespace KvFrames;
 constexpr auto kRelaxed = std::memory_order_relaxed;
 constexpr auto kRelease = std::memory_order_release;
 
-/** Two hosts that start at once may see each other's half-made objects; one wins soon. */
+/** Two hosts that start at the same time may see each other's unfinished objects; after a few
+ *  attempts one of them wins. */
 constexpr int kOpenAttempts = 100;
 constexpr std::size_t kNameLimit = 250;
 
@@ -35,8 +36,9 @@ std::size_t HeaderBytes()
     return WholePages(sizeof(FrameMemoryHeader));
 }
 
-/** A write lock of the whole object, without waiting. It hangs on the open file, so the kernel
- *  drops it with the process, whatever ends that, and no process number has to be trusted. */
+/** Takes a write lock on the whole object, without waiting. The lock belongs to the open file, so
+ *  the kernel releases it when the process ends, however that happens, and nothing depends on
+ *  process numbers. */
 bool LockObject(int fd)
 {
     struct flock lock = {};
@@ -51,7 +53,8 @@ bool HasName(int fd)
     return fstat(fd, &status) == 0 && status.st_nlink > 0;
 }
 
-/** 0 or an error number. Signals interrupt long requests; those begin anew. */
+/** Allocates the memory. Returns 0 or an error number. A request that a signal interrupts is
+ *  repeated. */
 int TakeRoom(int fd, std::uint64_t bytes)
 {
     int error = EINTR;
@@ -110,7 +113,8 @@ bool FrameObject::Open(const std::string& name)
         name_));
 }
 
-/** `*again`: an object has the name already, or a rival took the new one for a leftover. */
+/** Sets `*again` when the name is taken already, or when another host took the new object for a
+ *  leftover. */
 bool FrameObject::TryCreate(bool* again)
 {
     const auto fail = [this](const char* what, int error) {
@@ -164,7 +168,8 @@ bool FrameObject::TryCreate(bool* again)
     return true;
 }
 
-/** Removes what a dead host left. `*again`: it changes under our eyes, so look once more. */
+/** Removes the object of a dead host. Sets `*again` when another process is changing it, so that
+ *  the caller tries again. */
 bool FrameObject::TryRemoveStale(bool* again)
 {
     *again = false;
@@ -182,7 +187,7 @@ bool FrameObject::TryRemoveStale(bool* again)
     struct stat status = {};
     fstat(object.Get(), &status);
     const bool ours = got == sizeof words && words[0] == kFrameMemoryMagic;
-    // A host killed while it made the object leaves it empty, or a zeroed header.
+    // A host that is killed while it makes the object leaves it empty or with a zeroed header.
     const bool unfinished =
         status.st_size == 0 ||
         (words[0] == 0 && static_cast<std::uint64_t>(status.st_size) == HeaderBytes());
@@ -230,7 +235,7 @@ void FrameObject::UnlinkNow() noexcept
     const int savedErrno = errno;
     header->running.store(0, kRelease);
     if (HasName(fd_.Get())) {
-        unlink(path_); // a signal handler may call it, other than shm_unlink
+        unlink(path_); // async-signal-safe, unlike shm_unlink
     }
     errno = savedErrno;
 }
@@ -242,7 +247,7 @@ bool FrameObject::Grow(std::uint64_t bytes)
     }
     const int error = TakeRoom(fd_.Get(), bytes);
     if (error != 0) {
-        // Gives back what was taken before it ran out; that this can fail as well changes nothing.
+        // Gives back the memory that was allocated before it ran out; a failure changes nothing.
         const int shrunk = ftruncate(fd_.Get(), static_cast<off_t>(bytes_));
         return Fail(SystemText(shrunk == 0 ? error : errno));
     }

@@ -21,20 +21,21 @@ public:
     FrameObject(const FrameObject&) = delete;
     FrameObject& operator=(const FrameObject&) = delete;
 
-    /** Makes the object with a header and nothing else, generation 2, and locks it. What a dead
-     *  host left under the name is removed. False: Error() says why. */
+    /** Makes the object with only a header, generation 2, and locks it. An object of that name that
+     *  a dead host left is removed. False: Error() tells why. */
     bool Open(const std::string& name);
     void Close();
-    /** Async-signal-safe; from any thread that doesn't run beside Close. Does nothing in a forked
-     *  child, nor when the name went. */
+    /** Async-signal-safe; from any thread, but not concurrently with Close. Does nothing in a
+     *  forked child, or when the name is gone. */
     void UnlinkNow() noexcept;
-    /** Makes it at least this large and moves the mapping, not the header. The room is taken for
-     *  good, so that a full /dev/shm is an error here and no crash later. False: all as before. */
+    /** Makes the object at least this large and moves the mapping, but not the header. The memory
+     *  is allocated at once, so that a full /dev/shm is an error here and not a crash later. False:
+     *  all stays as before. */
     bool Grow(std::uint64_t bytes);
 
     /** Null when nothing is open. Stays at its address, since UnlinkNow may come at any time. */
     KvFrames::FrameMemoryHeader* Header() const { return header_.load(std::memory_order_acquire); }
-    std::byte* Base() const { return base_; } ///< of the whole object
+    std::byte* Base() const { return base_; } ///< start of the whole object
     std::size_t Bytes() const { return bytes_; }
     const std::string& Error() const { return error_; }
 
@@ -47,7 +48,8 @@ private:
     std::string error_;
     char path_[288] = {}; ///< the object as a file, ready for UnlinkNow
     FileHandle fd_;
-    int creator_ = 0; ///< process that opened: a forked child must not remove what it inherited
+    int creator_ =
+        0; ///< process that opened it: a forked child must not remove its parent's object
     std::atomic<KvFrames::FrameMemoryHeader*> header_ = nullptr; ///< set last, cleared first
     std::byte* base_ = nullptr;
     std::size_t bytes_ = 0;

@@ -18,7 +18,8 @@ struct PublishedFrame {
 };
 
 /** Writes a frame's values into its buffer's record and only then, with release order, the word
- *  that says so. `Info` is a KvFrames::FrameBufferInfo; a test has one that watches the order. */
+ *  that publishes them. `Info` is a KvFrames::FrameBufferInfo, or a test's type that checks the
+ *  order. */
 template <class Info> void PublishFrame(Info& info, const PublishedFrame& frame)
 {
     constexpr auto kRelaxed = std::memory_order_relaxed;

@@ -9,10 +9,10 @@ namespace kvgrab
 namespace
 {
 
-constexpr std::size_t kFewest = 32; ///< stretches that a fit needs: two seconds and more
-constexpr std::size_t kApart = 8;   ///< slopes are taken over this part of the session
+constexpr std::size_t kFewest = 32; ///< least stretches for a fit: two seconds and more
+constexpr std::size_t kApart = 8;   ///< slopes are taken over 1/kApart of the session
 
-/** Reorders. */
+/** Reorders the values. */
 double MedianOf(double* values, std::size_t count)
 {
     double* const middle = values + count / 2;
@@ -22,7 +22,7 @@ double MedianOf(double* values, std::size_t count)
 
 } // namespace
 
-/** How late a frame came, beside what the drift so far explains; of use only in comparisons. */
+/** How late a frame came, apart from what the present slope explains; only good for comparisons. */
 double ClockDrift::Delay(const Point& point) const
 {
     return static_cast<double>(point.offsetNs) - slope_ * static_cast<double>(point.cameraNs);
@@ -53,8 +53,8 @@ void ClockDrift::Frame(std::int64_t cameraNs, std::int64_t arrivalNs)
     stretchEndNs_ = atNs + stretchNs_;
 }
 
-/** By how much the camera's clock went back, from what the host saw, which is as late as arrivals
- *  are. */
+/** By how much the camera's clock went back, from the time that passed on the host, which is only
+ *  as accurate as the arrivals. */
 std::int64_t ClockDrift::MissingNs(std::int64_t seenNs) const
 {
     constexpr double kLateNs = 100e6;
@@ -65,7 +65,7 @@ std::int64_t ClockDrift::MissingNs(std::int64_t seenNs) const
     return wrapped ? std::llround(wrapNs) : seenNs;
 }
 
-/** Two stretches become one, and those to come are twice as long. */
+/** Merges stretches in pairs; new ones are twice as long from now on. */
 void ClockDrift::Halve()
 {
     Slopes slopes = SlopesBetween();
@@ -113,7 +113,7 @@ std::optional<ClockDrift::Estimate> ClockDrift::Fit() const
     constexpr double kOfMedian = 1.2533;
     const double error = kOfMedian * kDeviation * MedianOf(slopes.values.data(), slopes.count) /
                          std::sqrt(static_cast<double>(slopes.count));
-    // Per second of the host's clock: it is that by which the stamps are moved.
+    // Per second of the host's clock, since that is how the stamps are corrected.
     estimate.nsPerS = slope / (1 + slope) * kNsPerS;
     estimate.uncertainNsPerS = 2 * error * kNsPerS;
     estimate.seconds =

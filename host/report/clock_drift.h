@@ -11,11 +11,11 @@ namespace kvgrab
 /** Takes each frame's camera time and arrival, keeps a few hundred of them for a session of any
  *  length, and fits a line through those that were delayed least.
  *
- *  Arrivals are late, never early, and some are very late: of each stretch of time the frame with
- *  the least delay stands for all. The slope is the median of the slopes between stretches that lie
- *  an eighth of the session apart, so that neither outliers nor a step of the host's clock move it.
- *  A camera whose clock goes back begins a new piece; pieces are not compared. Allocates nothing.
- */
+ *  Arrivals are late, never early, and some are very late, so each stretch of time is represented
+ *  by its frame with the least delay. The slope is the median of the slopes between stretches that
+ *  are an eighth of the session apart, so that neither outliers nor a step of the host's clock
+ *  affect it. When the camera's clock goes back a new piece begins; pieces are not compared.
+ *  Allocates nothing. */
 class ClockDrift
 {
 public:
@@ -25,11 +25,11 @@ public:
     void Frame(std::int64_t cameraNs, std::int64_t arrivalNs);
 
     struct Estimate {
-        double nsPerS = 0;          ///< what timing.drift_ns_per_s is to be
+        double nsPerS = 0;          ///< value for timing.drift_ns_per_s
         double uncertainNsPerS = 0; ///< two standard errors
-        double seconds = 0;         ///< of frames that it rests on
+        double seconds = 0;         ///< of frames that it is based on
     };
-    /** None before there are some seconds of frames. */
+    /** Returns nothing until there are some seconds of frames. */
     std::optional<Estimate> Fit() const;
 
 private:
@@ -59,8 +59,8 @@ private:
     std::int64_t firstOffsetNs_ = 0;
     std::int64_t lastCameraNs_ = 0;
     std::int64_t lastArrivalNs_ = 0;
-    std::int64_t takenOnNs_ = 0; ///< by which the camera's clock went back
-    double slope_ = 0;           ///< so far, to tell which of two frames was delayed less
+    std::int64_t takenOnNs_ = 0; ///< sum of the steps back of the camera's clock
+    double slope_ = 0;           ///< of the last fit, to compare the delays of two frames
 };
 
 } // namespace kvgrab

@@ -11,7 +11,7 @@
 namespace kvgrab
 {
 
-/** Says why in one sentence on standard error. Returns the status to end with. */
+/** Prints the reason, one sentence, on standard error. Returns the status to end with. */
 inline ExitStatus Fail(ExitStatus status, std::string_view why)
 {
     const std::string sentence = fmt::format("kvgrab: {}{}\n", why, why.ends_with('.') ? "" : ".");

@@ -40,7 +40,7 @@ void FrameTrace::Frame(std::int64_t arrivalUs, std::uint64_t cameraTicks, const 
                         "# loop_start_us = {}\narrival_us,camera_ticks\n",
                         1e9 / settings.tickNs, 1e6 / periodUs,
                         static_cast<double>(settings.exposureUs), startUs_);
-        std::fputs(head.c_str(), file_.get()); // Close tells when it failed
+        std::fputs(head.c_str(), file_.get()); // Close reports a failure
         Write(first_);
     }
     Write({arrivalUs, cameraTicks});

@@ -1,4 +1,4 @@
-/** Records when each frame came, by both clocks: what stamps_bench plays. */
+/** Records when each frame came, by both clocks, for stamps_bench. */
 #pragma once
 
 #include <cstdint>
@@ -9,14 +9,15 @@
 namespace kvgrab
 {
 
-/** CSV: settings in lines that begin with #, then "arrival_us,camera_ticks" and a line a frame.
- *  Grab thread only; writes to the disk every thousand frames or so. */
+/** Writes CSV: settings in lines that begin with #, then "arrival_us,camera_ticks" and a line for
+ *  each frame. Grab thread only; writes to the disk about every thousand frames. */
 class FrameTrace
 {
 public:
     bool Open(const std::string& path, std::string* error);
 
-    /** On the host's clock, microseconds since the epoch. */
+    /** Call it when the acquisition starts. `us`: microseconds since the epoch, on the host's
+     *  clock. */
     void AcquisitionStarts(std::int64_t us) { startUs_ = us; }
 
     struct Settings {
@@ -24,10 +25,11 @@ public:
         std::uint32_t periodUs = 0;
         float exposureUs = 0;
     };
-    /** `settings` matter for the first two frames; a period of 0 is taken from their distance. */
+    /** Only the `settings` of the first two frames are used; if the period is 0, it is computed
+     *  from their distance. */
     void Frame(std::int64_t arrivalUs, std::uint64_t cameraTicks, const Settings& settings);
 
-    /** False: the disk did not take all of it. */
+    /** False when not everything could be written. */
     bool Close();
 
 private:

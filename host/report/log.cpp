@@ -22,16 +22,15 @@ namespace
 
 constexpr std::string_view kEraseLine = "\r\033[K";
 
-/** Columns of a terminal; practically without end for anything else. A status line that wraps could
- *  not be rewritten in place. */
+/** Columns of a terminal, practically unlimited for anything else. The status line is cut to them,
+ *  since a line that wraps can't be rewritten in place. */
 std::size_t TerminalWidth(int fd)
 {
     winsize size = {};
     return ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 10'000;
 }
 
-/** Texts come from cameras and files too: whatever would move a cursor or end the line becomes a
- *  question mark. */
+/** Texts may come from cameras and files: replaces control characters by question marks. */
 void MakeHarmless(std::string* text)
 {
     std::replace_if(
@@ -141,7 +140,8 @@ void Log::Write(int level, std::string_view text)
     }
 }
 
-/** When the file begins to fail the terminal says so; when it works again, both do. */
+/** When writing begins to fail, a line on the terminal says so; when it works again, a line on the
+ *  terminal and in the file. */
 void Log::WriteToFile(const timespec& now, std::string_view line)
 {
     std::string news;
@@ -163,7 +163,7 @@ void Log::WriteToFile(const timespec& now, std::string_view line)
     }
 }
 
-/** All of it or nothing. 0 or an error number. */
+/** Appends all of the text or nothing. Returns 0 or an error number. */
 int Log::AppendToFile(std::string_view text)
 {
     struct stat before = {};
@@ -175,7 +175,7 @@ int Log::AppendToFile(std::string_view text)
     return error;
 }
 
-/** Writes a line in place of the status line and the status line below it, in one piece. */
+/** Replaces the status line by a log line and writes the status line below it, in one write. */
 void Log::ShowStatus(std::string_view before)
 {
     std::string text(statusShown_ ? kEraseLine : std::string_view());

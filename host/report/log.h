@@ -1,8 +1,8 @@
 /** The log: lines with time stamp and level to the terminal or a file, and the status line.
  *
- *  Both, under one lock: any thread writes lines; the grab thread sets the status line. On a
- *  terminal the status line stands below the last log line, is rewritten in place, and steps aside
- *  for each log line. A line is handed to the system in one piece. */
+ *  Both are under one lock: any thread writes lines; the grab thread sets the status line. On a
+ *  terminal the status line is below the last log line and rewritten in place; a new log line is
+ *  inserted above it. Each line is written by one system call. */
 #pragma once
 
 #include "file_handle.h"
@@ -33,13 +33,13 @@ public:
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
-    /** Lines go to this file from now on, at its end. False: `*error` says why not. */
+    /** Appends all further lines to this file. False: `*error` tells why. */
     bool OpenFile(const std::string& path, std::string* error);
     void SetLevel(int level);
 
-    /** One line of kvgrab's own. */
+    /** Logs one line of kvgrab. */
     void Line(int level, std::string_view text);
-    /** One line of the driver's: "source:line function: text". */
+    /** Logs one line of the driver: "source:line function: text". */
     void DriverLine(const char* source, int line, const char* function, int level,
                     const char* format, std::va_list arguments)
         __attribute__((format(printf, 6, 0)));
@@ -60,7 +60,7 @@ private:
     mutable std::mutex mutex_; ///< guards what follows, and the order of what is written
     int level_;
     FileHandle file_;
-    std::uint64_t linesLost_ = 0; ///< since the file could be written last
+    std::uint64_t linesLost_ = 0; ///< since the last successful write to the file
     std::string status_;
     bool statusShown_ = false;
 };

@@ -1,5 +1,5 @@
-/** Counts of a run, the status line and the summary made from them. Grab thread only; times come
- *  in as arguments, in nanoseconds of the monotonic clock. */
+/** Counts of a run, and the status line and summary made from them. Grab thread only; times are
+ *  arguments, in nanoseconds of the monotonic clock. */
 #pragma once
 
 #include <cstdint>
@@ -9,22 +9,22 @@
 namespace kvgrab
 {
 
-/** Frames that never reached the driver, or not whole. */
+/** Frames that never reached the driver, or reached it incomplete. */
 struct TransferCounts {
-    std::uint64_t number = 0;          ///< which transfer of the process; 0: none
+    std::uint64_t number = 0;          ///< number of the transfer in this process; 0: none
     std::uint64_t lost = 0;            ///< on the link
     std::uint64_t incomplete = 0;      ///< arrived with data missing
     std::uint64_t underruns = 0;       ///< found no free buffer
-    std::uint64_t packetsReceived = 0; ///< network cameras only, as the next two
+    std::uint64_t packetsReceived = 0; ///< network cameras only, like the next two
     std::uint64_t packetsResent = 0;
     std::uint64_t packetsMissing = 0;
     std::uint64_t Dropped() const { return lost + incomplete + underruns; }
     TransferCounts& operator+=(const TransferCounts& more);
 };
 
-/** What became of the pictures. */
+/** Counts of the export. */
 struct PictureCounts {
-    bool wanted = false; ///< pictures are written at all
+    bool wanted = false; ///< export is configured
     std::uint64_t exported = 0;
     std::uint64_t skipped = 0; ///< the queue was full
     std::uint64_t failed = 0;
@@ -49,14 +49,14 @@ public:
     void SetPeriodUs(std::uint32_t periodUs) { periodUs_ = periodUs; }
     std::uint32_t PeriodUs() const { return periodUs_; }
 
-    /** True when the status line is due for a new text: five times a second at most. */
+    /** True when it is time for a new status line: five times a second at most. */
     bool StatusDue(std::int64_t nowNs);
     std::string StatusLine(const StatusValues& values) const;
 
     std::uint64_t Grabbed() const { return grabbed_; }
 
-    /** Two lines, and a line more each when something was lost and when packets were counted; each
-     *  ends with a line feed. */
+    /** Two lines, one more if anything was lost, and one more if packets were counted; each ends
+     *  with a line feed. */
     std::string Summary(const PictureCounts& pictures, const TransferCounts& transfers,
                         std::int64_t runNs) const;
 
@@ -69,15 +69,15 @@ private:
     bool hasTemperature_ = false;
     std::uint32_t periodUs_ = 0;
     std::int64_t statusDueNs_ = 0;
-    // The rate is taken over spans of a second; the very first grows up to that.
+    // The rate is taken over spans of a second; the first one grows until it is that long.
     std::int64_t spanBeginNs_ = 0;
     std::uint64_t spanBeginFrames_ = 0;
     bool firstSpan_ = true;
     double rate_ = 0;
 };
 
-/** Says when a user should be told what is waited for: at once, and then once a minute for as long
- *  as it stays the same. */
+/** Decides when to tell the user what kvgrab is waiting for: at once, and then once a minute while
+ *  it stays the same. */
 class WaitNotice
 {
 public:

@@ -13,8 +13,8 @@ namespace
 
 constexpr const char* kDriverName = "libdriver-dalsa.so.0";
 
-/** The path is spelt out where that is possible: a sanitizer's dlopen doesn't know the program's
- *  run path. */
+/** The driver's full path if possible, since a sanitizer's dlopen doesn't use the program's run
+ *  path. */
 std::string DefaultPath()
 {
     std::error_code failed;
@@ -26,7 +26,7 @@ std::string DefaultPath()
     return std::filesystem::exists(beside, failed) ? beside.string() : kDriverName;
 }
 
-/** A plain name is a file of the current folder, as elsewhere on the command line. */
+/** A plain name means a file in the current folder, as elsewhere on the command line. */
 std::string AsPath(const std::string& path)
 {
     return path.find('/') == std::string::npos ? fmt::format("./{}", path) : path;
@@ -50,7 +50,7 @@ DriverLibrary::~DriverLibrary()
 bool DriverLibrary::Load(const std::string& path, std::string* error)
 {
     const std::string file = path.empty() ? DefaultPath() : AsPath(path);
-    // Lazily: the driver binds each host service at its first call.
+    // Lazy binding, so that the driver binds each host service at its first call.
     handle_ = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);
     if (handle_ == nullptr) {
         *error = fmt::format("can't load the driver: {}; --driver names another file", LastError());

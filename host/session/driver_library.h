@@ -14,11 +14,11 @@ public:
     DriverLibrary(const DriverLibrary&) = delete;
     DriverLibrary& operator=(const DriverLibrary&) = delete;
 
-    /** Loads `path`; empty: the driver that lies in ../lib beside the program, else wherever the
-     *  system finds it. False: `*error` says why not. */
+    /** Loads `path`, or, if it is empty, the driver in ../lib beside the program or else the one
+     *  that the system finds. False: `*error` tells why. */
     bool Load(const std::string& path, std::string* error);
 
-    /** One device session, on the calling thread. Only after Load. */
+    /** Runs one device session on the calling thread. Only after Load. */
     int RunSession() const { return entry_(); }
 
 private:

@@ -18,8 +18,8 @@ constexpr double kFullScale = 4096;
 constexpr double kSteepest = 4; ///< times the identity
 constexpr std::uint64_t kPixelsEnough = 1 << 19;
 
-/** Calls `count(y)` for the lines that count: all of a small picture, of a large one pairs of
- *  lines, so that both kinds of lines of a mosaic are in it. */
+/** Calls `count(y)` for the lines to be counted: all lines of a small picture, some pairs of lines
+ *  of a large one, so that both kinds of lines of a mosaic are counted. */
 template <class Count> void ForLines(const LevelSource& source, Count count)
 {
     const std::uint64_t pixels = std::uint64_t{source.width} * source.height;
@@ -31,7 +31,8 @@ template <class Count> void ForLines(const LevelSource& source, Count count)
     }
 }
 
-/** Counts bytes in four tables, so that equal neighbours don't wait for each other. */
+/** Counts bytes in four tables, so that equal neighbours don't have to wait for each other's
+ *  increment. */
 class ByteCounter
 {
 public:
@@ -57,7 +58,7 @@ private:
     std::array<std::array<std::uint32_t, 256>, 4> tables_{};
 };
 
-/** Counts of the levels of a byte, `spread` entries for each. */
+/** Counts the levels of bytes; each level takes `spread` entries of the result. */
 void CountBytes(const LevelSource& source, std::size_t first, std::size_t step, std::size_t spread,
                 std::span<std::uint32_t> counts)
 {
@@ -97,8 +98,8 @@ void CountTwelveInSixteen(const LevelSource& source, std::span<std::uint32_t> co
     });
 }
 
-/** Counts of 256 levels as they were ahead of a curve, from those behind it: as many pixels lie up
- *  to an input as behind the curve up to its output. */
+/** Computes the counts of 256 levels before a curve from the counts after it: the pixels up to an
+ *  input are as many as the pixels up to its output. */
 std::array<std::uint32_t, kBins> CountsAhead(const ToneCurve& curve, const std::uint32_t* cdf,
                                              unsigned bits)
 {

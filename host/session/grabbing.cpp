@@ -56,18 +56,18 @@ ExportOptions ExportOptionsFrom(const ExportConfig& config, Log* log)
 
 std::string DriftLine(const ClockDrift::Estimate& drift)
 {
-    // A microsecond a second. After a minute of frames it is a tenth of that.
+    // One microsecond per second; a minute of frames is typically ten times as accurate.
     constexpr double kSureEnoughNsPerS = 1000;
     const std::string measured = fmt::format(
-        "clocks: the host's gained {:.0f} ns a second on the camera's (give or take {:.0f}, over "
-        "{:.0f} s)",
+        "clocks: the host's clock gained {:.0f} ns per second on the camera's (give or take "
+        "{:.0f}, over {:.0f} s)",
         drift.nsPerS, drift.uncertainNsPerS, drift.seconds);
     if (drift.uncertainNsPerS > kSureEnoughNsPerS) {
-        return fmt::format("{}; a longer run tells which timing.drift_ns_per_s to configure\n",
+        return fmt::format("{}; a longer run is needed to choose timing.drift_ns_per_s\n",
                            measured);
     }
-    return fmt::format("{}; timing.drift_ns_per_s = {:.0f} stamps by the camera's\n", measured,
-                       drift.nsPerS);
+    return fmt::format("{}; timing.drift_ns_per_s = {:.0f} stamps frames by the camera's clock\n",
+                       measured, drift.nsPerS);
 }
 
 } // namespace
@@ -138,7 +138,8 @@ bool Grabbing::LoadDriver()
     return driver_.Load(options_.driverPath, &error) || Fails(ExitStatus::Driver, error);
 }
 
-/** Memory and exporter exist from here on, though closed: a second INT may come at any time. */
+/** Call it once memory and exporter exist, even if they are still closed: from here on a second INT
+ *  may come at any time and clean them up. */
 bool Grabbing::CatchSignals()
 {
     exporter_.emplace(ExportOptionsFrom(start_.exporting, &*log_));
@@ -147,7 +148,7 @@ bool Grabbing::CatchSignals()
            Fails(ExitStatus::SetUp, error);
 }
 
-/** What must not stay when kvgrab leaves at once. */
+/** Removes what must not stay behind when kvgrab leaves at once. */
 void Grabbing::RemoveTraces(void* grabbing) noexcept
 {
     auto* const self = static_cast<Grabbing*>(grabbing);
@@ -180,7 +181,7 @@ bool Grabbing::OpenTrace()
            Fails(ExitStatus::SetUp, error);
 }
 
-/** What of this machine will cost frames or features. */
+/** Warns of settings of this machine that will cost frames or features. */
 void Grabbing::GiveAdvice()
 {
     if (start_.cameras.network) {
@@ -203,7 +204,8 @@ NextStep Grabbing::RunSessions()
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
 }
 
-/** The driver's exit code, or the one that it would have ended with. */
+/** Runs a device session. Returns the driver's exit code, or kExitConfiguration if the camera can't
+ *  drive the configured output lines. */
 int Grabbing::RunSession()
 {
     const std::string trouble = CheckOutputLines(config_.Current());
@@ -215,12 +217,12 @@ int Grabbing::RunSession()
     return driver_.RunSession();
 }
 
-/** Waits for pictures and trace to be on the disk; that may change how the run ends. */
+/** Waits until pictures and trace are on the disk; a failure may change how the run ends. */
 void Grabbing::Finish(NextStep* last)
 {
     exporter_->Close();
     if (options_.traceFile && !trace_.Close()) {
-        log_->Line(1, "the trace is not whole: the disk did not take all of it");
+        log_->Line(1, "the trace is incomplete: not all of it could be written");
     }
     if (last->status == ExitStatus::Done && exporter_->Failed()) {
         last->status = ExitStatus::ExportFailed;

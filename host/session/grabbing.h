@@ -17,10 +17,10 @@
 namespace kvgrab
 {
 
-/** Owns all that a run needs, in the order in which it starts; it stops in the opposite order.
+/** Owns all parts of a run, in the order in which they start; they stop in the opposite order.
  *
- *  Each step that can fail returns false then, and has said why on standard error and set the exit
- *  status. Grab thread only, but for RemoveTraces, which a signal handler calls. */
+ *  A step that fails returns false, after it has printed the reason on standard error and set the
+ *  exit status. Grab thread only, except for RemoveTraces, which a signal handler calls. */
 class Grabbing
 {
 public:
@@ -54,7 +54,7 @@ private:
     const Options& options_;
     ExitStatus status_ = ExitStatus::Done;
     ConfigStore config_;
-    Config start_; ///< what was configured at the start, for what can't change later
+    Config start_; ///< configuration at the start, for settings that can't change later
     std::vector<std::string> startWarnings_;
     std::optional<Log> log_;
     std::optional<PlatformLog> platformLog_;

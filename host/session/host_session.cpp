@@ -11,11 +11,12 @@ namespace
 
 HostSession* current = nullptr;
 
-/** What WaitNotice is told; frames are the only thing waited for in here. */
+/** The argument for WaitNotice; frames are the only thing that is waited for in here. */
 constexpr int kWaitsForFrames = 1;
-/** Rounds without a frame, in a row, before the user is told: a single lost frame is no news. */
+/** Rounds without a frame, in a row, before the user is told: a single lost frame isn't worth a
+ *  message. */
 constexpr unsigned kMissesToTell = 3;
-/** Loops that the driver may begin when it should end: a dynamic look-up table needs five, of one
+/** Loops that the driver may still begin when it should end: a dynamic table needs five, of one
  *  frame each. */
 constexpr unsigned kLoopsPastTheEnd = 8;
 
@@ -101,7 +102,7 @@ int HostSession::Reconfigure(int* flag)
                                       Listed(result.changes.newSession)));
     } else if (OutputLinesNeedACheck()) {
         *flag = 1;
-        parts.log.Line(3, "a new device session is needed, to look at the camera's output lines "
+        parts.log.Line(3, "a new device session is needed, to check the camera's output lines "
                           "before they are set");
     }
     return 0;
@@ -124,15 +125,15 @@ int HostSession::CheckDynamic()
         waiting.insert(waiting.end(), news->changes.newSession.begin(),
                        news->changes.newSession.end());
         waiting.insert(waiting.end(), news->changes.restart.begin(), news->changes.restart.end());
-        parts.log.Line(2, fmt::format("the configuration file changed in what is not applied by "
-                                      "itself ({}): send kvgrab the signal HUP to take it over",
+        parts.log.Line(2, fmt::format("the configuration file changed, but some changes are only "
+                                      "applied on the signal HUP: {}",
                                       Listed(waiting)));
         return 0;
     }
     ReportWarnings(*news);
     ForgetTableIfChanged(news->changes);
     if (OutputLinesNeedACheck()) {
-        parts.signals.Raise(KvTd::kSignalReconfigure); // asks for a new session then
+        parts.signals.Raise(KvTd::kSignalReconfigure); // Reconfigure then asks for a new session
         return 0;
     }
     parts.log.Line(3, fmt::format("the configuration file changed, applying: {}",
@@ -140,7 +141,7 @@ int HostSession::CheckDynamic()
     return 1;
 }
 
-/** The driver writes another table, or switches gamma: the dynamic one is gone. */
+/** The dynamic table is gone once the driver writes another table or switches gamma. */
 void HostSession::ForgetTableIfChanged(const ConfigChanges& changes)
 {
     for (const std::string& table : changes.dynamic) {
@@ -201,7 +202,7 @@ void HostSession::GrabbingEnds()
     if (grabbing_) {
         grabbing_ = false;
         const TransferCounts counts = parts.transfers();
-        // Without a transfer of its own a loop sees the one before.
+        // A loop without a transfer of its own sees the counts of the transfer before.
         if (counts.number != newestFinished_) {
             finishedTransfers_ += counts;
             newestFinished_ = counts.number;
@@ -210,7 +211,7 @@ void HostSession::GrabbingEnds()
     PlanNextLoop();
 }
 
-/** What is left of the frame count, at least the one that a loop can be asked for. */
+/** Gives the next loop the rest of the frame count, at least 1, since 0 would mean no limit. */
 void HostSession::PlanNextLoop()
 {
     const std::uint64_t limit = parts.config.Current().session.frames;
@@ -261,13 +262,13 @@ void HostSession::FrameMissed()
     if (++missesInRow_ >= kMissesToTell && noFrames_.Due(kWaitsForFrames, now)) {
         noFramesReported_ = true;
         parts.log.Line(2, fmt::format("waiting for frames: the camera is open, but {} waits in a "
-                                      "row brought no whole frame",
+                                      "row brought no complete frame",
                                       missesInRow_));
     }
     if (parts.signals.Terminating() && !endIsOverdue_) {
         endIsOverdue_ = true;
-        parts.log.Line(2, "asked to end, but no frame comes that the driver could end with; "
-                          "another INT or TERM leaves at once");
+        parts.log.Line(2, "asked to end, but the driver needs one more frame to end and none "
+                          "comes; another INT or TERM leaves at once");
     }
     ShowStatus(now);
     CheckExporter();
@@ -309,7 +310,7 @@ int HostSession::Publish(std::uint32_t id, const void* value)
     return result;
 }
 
-/** The frame counter is the last of a frame's values; all of them are in the scenario. */
+/** The driver publishes the frame counter last, so all of the frame's values are known now. */
 void HostSession::FrameDescribed()
 {
     if (scenario.tickNs == 0) {

@@ -1,7 +1,8 @@
-/** What stands behind the host services: one object, reachable by the plain functions in services/.
+/** The implementation of the host services: one object, which the plain functions in services/
+ *  call.
  *
- *  It owns none of its parts. Everything is used on the grab thread (the one that calls the
- *  driver), except the log, which has its own lock. */
+ *  It owns none of its parts. Everything is used on the grab thread, except the log, which has a
+ *  lock of its own. */
 #pragma once
 
 #include "config/config_store.h"
@@ -24,7 +25,7 @@
 namespace kvgrab
 {
 
-/** What a HostSession works with; all of it outlives the session. */
+/** The parts that a HostSession uses; all of them outlive it. */
 struct HostParts {
     ConfigStore& config;
     SignalState& signals;
@@ -33,8 +34,8 @@ struct HostParts {
     Exporter& exporter;
     std::function<std::int64_t()> monotonicNs;
     std::function<TransferCounts()> transfers; ///< of the newest transfer
-    std::function<std::int64_t()> wallClockNs; ///< what frames are stamped by
-    FrameTrace* trace = nullptr;               ///< where frames are recorded, if they are
+    std::function<std::int64_t()> wallClockNs; ///< clock of the frames' time stamps
+    FrameTrace* trace = nullptr;               ///< records the frames; null: no trace
 };
 
 class HostSession
@@ -52,28 +53,28 @@ public:
     // ---- around a device session ----
     void SessionBegins();
     void SessionEnded();
-    /** The session that ended did so because the camera couldn't be used. */
+    /** The session ended because the camera couldn't be used. */
     void SessionFailed() { timing.Failed(); }
-    /** Whether the camera of the session that begins was seen to have what the configured output
-     *  lines need. Without it no change that asks for them is applied in the session. */
+    /** Whether the camera of the next session has been checked for the features that the configured
+     *  output lines need. Without the check no change to them is applied during the session. */
     void OutputLinesChecked(bool checked) { outputLinesChecked_ = checked; }
     /** The frame count ended the last loop, and nothing asked for another one. */
     bool FrameCountReached() const;
-    /** A picture can't be written and the configuration says to stop then. */
+    /** A picture can't be written, and the configuration asks to stop in this case. */
     bool ExportFailed() const { return exportFailed_; }
 
     // ---- configuration ----
-    /** Reads the file again. -1: it can't be used, the old configuration stays. `*flag` becomes 1
-     *  when a change needs a new device session. */
+    /** Reads the file again. -1: it can't be used, and the old configuration stays. `*flag` becomes
+     *  1 when a change needs a new device session. */
     int Reconfigure(int* flag);
-    /** 1 once for each changed file that was taken over and can be applied while grabbing. */
+    /** Returns 1 once for each changed file that was accepted and can be applied while grabbing. */
     int CheckDynamic();
     void ReportWarnings(const ConfigStore::Result& result);
 
     // ---- frames ----
-    /** The driver begins a loop with buffers of `size` bytes. When it took the terminate or has
-     *  grabbed all frames it may begin some more loops, to bring the dynamic look-up table to an
-     *  end; then there are no buffers, and without buffers it ends the session. */
+    /** The driver begins a loop with buffers of `size` bytes. After it has seen the terminate or
+     *  has grabbed all frames, it may begin some more loops to finish a dynamic table; beyond these
+     *  it gets no buffers, and so ends the session. */
     void PrepareMemory(std::uint32_t size);
     void PrepareInstance(std::uint32_t instance, std::uint32_t size);
     void SetFrameSize(std::uint32_t size);
@@ -86,14 +87,14 @@ public:
     int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag);
     int Export(std::uint64_t timeUs);
     void SignalAction(int action);
-    /** Frames that the next loop of this device session is to grab; 0: no limit. */
+    /** Frames that the next loop of this device session should grab; 0: no limit. */
     std::uint32_t FramesToGrab() const { return framesToGrab_; }
     /** Whether the session ended because it got no more buffers. */
     bool WasKeptFromGoingOn() const { return keptFromGoingOn_; }
 
-    /** Of all transfers so far. */
+    /** The sums of all transfers so far. */
     TransferCounts Transfers() const;
-    /** How fast the host's clock gained on the camera's; none while that can't be told. */
+    /** How fast the host's clock gained on the camera's; nothing while that can't be estimated. */
     std::optional<ClockDrift::Estimate> Drift() const;
 
     HostParts parts;
@@ -101,7 +102,7 @@ public:
     Progress progress;
     SessionTiming timing;
     DynamicLut dynamicLut;
-    int grabState = 0; ///< as the driver reported it last
+    int grabState = 0; ///< as last reported by the driver
 
 private:
     void PlanNextLoop();
@@ -112,7 +113,7 @@ private:
     bool OutputLinesNeedACheck() const;
 
     TransferCounts finishedTransfers_;
-    std::uint64_t newestFinished_ = 0; ///< number of a transfer
+    std::uint64_t newestFinished_ = 0; ///< number of the newest finished transfer
     std::optional<ClockDrift> drift_;  ///< from the first frame on
     std::int64_t arrivalNs_ = 0;       ///< of the newest frame, on the wall clock
     bool grabbing_ = false;
@@ -127,7 +128,7 @@ private:
     bool exportFailed_ = false;
     unsigned missesInRow_ = 0;
     bool noFramesReported_ = false;
-    bool endIsOverdue_ = false; ///< told that an asked end waits for a frame
+    bool endIsOverdue_ = false; ///< the user was told that the end waits for a frame
     WaitNotice noFrames_;
 };
 

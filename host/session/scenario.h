@@ -1,4 +1,4 @@
-/** The scenario parameters as the driver published them last. Grab thread only. */
+/** The scenario parameters as last published by the driver. Grab thread only. */
 #pragma once
 
 #include "memory/frame_values.h"

@@ -9,10 +9,10 @@ namespace kvgrab
 namespace
 {
 
-/** One of the driver's codes that say there was no session worth the name. */
+/** What to do about one of the driver's codes for a failed session. */
 struct Trouble {
     int driverCode;
-    bool passing; ///< it may be over at the next attempt
+    bool passing; ///< the next attempt may succeed
     ExitStatus status;
     const char* sentence;
 };
@@ -22,15 +22,15 @@ constexpr Trouble kTroubles[] = {
     {KvTd::kExitNotOurs, true, ExitStatus::NoMatchingCamera,
      "none of the cameras is the one that the configuration names"},
     {KvTd::kExitOpen, true, ExitStatus::OpenFailed,
-     "the camera can't be opened; perhaps another program holds it"},
+     "the camera can't be opened; perhaps another program uses it"},
     {KvTd::kExitGrabbing, true, ExitStatus::GrabbingFailed,
-     "the camera failed while grabbing, or its frames stayed away"},
+     "the camera failed while grabbing, or no frames arrived"},
     {KvTd::kExitBuffers, false, ExitStatus::Buffers, "the frame buffers can't be used"},
     {KvTd::kExitConfiguration, false, ExitStatus::CameraRefused,
      "the camera refused the configuration"},
 };
 
-/** Sleeps the retry interval; ends early when there is a reason to look again or to end. */
+/** Sleeps for the retry interval, or until there is a reason to try again or to end. */
 void WaitForRetry(const SessionLoopParts& parts)
 {
     constexpr double kNsPerS = 1e9;
@@ -41,7 +41,7 @@ void WaitForRetry(const SessionLoopParts& parts)
         static_cast<std::int64_t>(host.config.Current().session.retryIntervalS * kNsPerS);
     while (!host.signals.Terminating()) {
         if (host.signals.ReconfigurationAsked()) {
-            int newSessionNeeded = 0; // there is none that could be kept
+            int newSessionNeeded = 0; // ignored: the next session is a new one anyway
             parts.host.Reconfigure(&newSessionNeeded);
             return;
         }
@@ -63,7 +63,7 @@ NextStep Decide(const SessionOutcome& outcome, bool retry)
             return entry.driverCode == outcome.driverCode;
         });
     const bool known = trouble != std::end(kTroubles);
-    // A configuration that worked before is not at fault: the camera left while it was applied.
+    // If the configuration worked before, the camera left while it was being applied.
     const bool workedBefore =
         outcome.driverCode == KvTd::kExitConfiguration && outcome.grabbedBefore;
     const bool lasting = known && !trouble->passing && !workedBefore;
@@ -98,7 +98,7 @@ NextStep RunSessions(const SessionLoopParts& parts)
         SessionOutcome outcome;
         outcome.driverCode = parts.runDriver();
         if (outcome.driverCode == KvTd::kExitBuffers && host.WasKeptFromGoingOn()) {
-            outcome.driverCode = KvTd::kExitDone; // that it got no buffers was on purpose
+            outcome.driverCode = KvTd::kExitDone; // it got no buffers on purpose
         }
         host.SessionEnded();
         outcome.terminating = host.parts.signals.Terminating();

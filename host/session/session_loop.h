@@ -1,4 +1,4 @@
-/** Calls the driver, one device session after the other, and decides what follows each. */
+/** Runs device sessions, one after the other, and decides what follows each of them. */
 #pragma once
 
 #include "exit_status.h"
@@ -17,10 +17,10 @@ struct SessionOutcome {
     bool terminating = false;
     bool frameCountReached = false;
     bool exportFailed = false;
-    bool grabbedBefore = false; ///< frames came, in this session or an earlier one
+    bool grabbedBefore = false; ///< frames came in this session or an earlier one
 };
 
-/** What follows it. */
+/** What follows a device session. */
 struct NextStep {
     enum class Kind {
         NextSession, ///< at once
@@ -38,11 +38,11 @@ NextStep Decide(const SessionOutcome& outcome, bool retry);
 struct SessionLoopParts {
     HostSession& host;
     std::function<int()> runDriver;
-    /** Waits so many milliseconds or until a signal comes. */
+    /** Waits this many milliseconds, or until a signal comes. */
     std::function<void(std::int64_t)> wait;
 };
 
-/** Runs sessions until one of them is the last. Returns its step, whose kind is End. */
+/** Runs sessions until the decision is to end. Returns that step, whose kind is End. */
 NextStep RunSessions(const SessionLoopParts& parts);
 
 } // namespace kvgrab

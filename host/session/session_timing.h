@@ -12,22 +12,23 @@ class SessionTiming
 {
 public:
     void Begins(std::int64_t nowNs);
-    /** The driver publishes the pixel format, which is the first that it says of a camera: it has
-     *  found it, opened it and read its settings. */
+    /** The driver has published the pixel format, the first value that it publishes of a camera: it
+     *  has found and opened the camera and read its settings. */
     void Opened(std::int64_t nowNs);
-    /** It has started the acquisition. The first time in a session counts, as it does above. */
+    /** The driver has started the acquisition. As above, only the first call in a session counts.
+     */
     void Configured(std::int64_t nowNs);
-    /** A frame came. With the first one of a session: a line for the log, which also tells how long
-     *  there was none when a session before failed; else empty. */
+    /** A frame came. The first frame of a session gives a line for the log, which also tells how
+     *  long there were no frames if a session before failed; other frames give an empty text. */
     std::string Frame(std::int64_t nowNs);
-    /** The session that ended did so because the camera couldn't be used. */
+    /** The session ended because the camera couldn't be used. */
     void Failed() { failed_ = true; }
 
 private:
     std::int64_t beginNs_ = 0;
     std::int64_t openedNs_ = 0;
     std::int64_t configuredNs_ = 0;
-    std::int64_t lastFrameNs_ = 0; ///< of all sessions; 0: none yet
+    std::int64_t lastFrameNs_ = 0; ///< in any session; 0: no frame yet
     bool first_ = true;
     bool failed_ = false;
 };

@@ -1,13 +1,13 @@
-/** What the driver is told of the process's signals.
+/** The pending signals of the process, as they are reported to the driver.
  *
- *  A signal handler raises; the grab thread asks and acknowledges.
+ *  A signal handler raises them; the grab thread checks and acknowledges them.
  *
- *    terminate, quit   pending from the first signal on; only the end of the program clears them
+ *    terminate, quit   pending from the first signal until the program ends
  *    reconfigure       pending until the configuration was read again
- *    usr1, usr2        told once. The driver asks at the begin of a round and drops the answer when
- *                      the round brings no frame: then it is told again
+ *    usr1, usr2        reported once. The driver asks at the start of a round, but drops the answer
+ *                      when the round brings no frame: then the signal is reported again
  *
- *  When several are pending the one further up is told first. */
+ *  When several are pending, the one that is further up in this list is reported first. */
 #pragma once
 
 #include "kv_td_types.h"
@@ -21,21 +21,21 @@ namespace kvgrab
 class SignalState
 {
 public:
-    /** From a signal handler or any thread. Async-signal-safe. For a terminate: how many there were
-     *  with this one, else 0. */
+    /** Called from a signal handler or any thread. Async-signal-safe. Returns the number of
+     *  terminates so far, including this one, for a terminate, otherwise 0. */
     int Raise(KvTd::SignalState signal) noexcept;
 
     /** The state for the driver's round that begins now. */
     KvTd::SignalState Check() noexcept;
-    /** The round that asked last has a frame: its answer was used. */
+    /** The round of the last Check has a frame, so the driver has used the answer. */
     void RoundHadFrame() noexcept { told_ = KvTd::kSignalNone; }
-    /** The round that asked last has none: a usr signal that it was told is pending again. */
+    /** The round of the last Check has no frame: a usr signal reported to it is pending again. */
     void RoundMissed() noexcept;
-    /** The device session is over; an answer that no frame confirmed is pending again. */
+    /** The device session is over; a signal that was reported but not used is pending again. */
     void SessionEnded() noexcept { RoundMissed(); }
 
-    /** Takes a pending reconfigure back; call it before reading, so that a signal that comes while
-     *  the file is read counts again. */
+    /** Clears a pending reconfigure; call it before reading, so that a signal that comes while the
+     *  file is being read counts again. */
     void ReconfigurationBegins() noexcept { Clear(KvTd::kSignalReconfigure); }
 
     bool Terminating() const noexcept;

@@ -30,7 +30,7 @@ constexpr std::array<Caught, 6> kCaught = {{{SIGINT, KvTd::kSignalTerminate},
                                             {SIGUSR2, KvTd::kSignalUsr2},
                                             {SIGQUIT, KvTd::kSignalQuit}}};
 
-/** What the handler works on; set before it is installed. */
+/** The data that the handler uses; set before it is installed. */
 struct HandlerContext {
     SignalState* state = nullptr;
     SignalCatcher::Cleanup cleanup = nullptr;
@@ -95,7 +95,7 @@ bool SignalCatcher::Wait(std::int64_t milliseconds)
 {
     pollfd waiting = {wakeUp_.Get(), POLLIN, 0};
     const int limit = static_cast<int>(std::clamp<std::int64_t>(milliseconds, 0, INT_MAX));
-    poll(&waiting, 1, limit); // its outcome shows in the read
+    poll(&waiting, 1, limit); // the read below tells the outcome
     std::uint64_t count = 0;
     return read(wakeUp_.Get(), &count, sizeof(count)) == static_cast<ssize_t>(sizeof(count));
 }

@@ -1,7 +1,7 @@
 /** Catches the process's signals for a SignalState.
  *
  *  INT and TERM terminate, QUIT quits, HUP reconfigures, USR1 and USR2 go to the driver; PIPE is
- *  ignored. The second INT or TERM cleans up what must not stay and leaves at once. */
+ *  ignored. The second INT or TERM runs the clean-up and ends the process at once. */
 #pragma once
 
 #include "file_handle.h"
@@ -16,19 +16,20 @@ namespace kvgrab
 class SignalCatcher
 {
 public:
-    /** Removes what must not stay when the process leaves at once. Runs in a signal handler. */
+    /** Removes what must not stay behind when the process ends at once. Runs in a signal handler.
+     */
     using Cleanup = void (*)(void* context) noexcept;
 
     SignalCatcher() = default;
-    ~SignalCatcher(); ///< the signals do what they did before
+    ~SignalCatcher(); ///< restores the former handlers
     SignalCatcher(const SignalCatcher&) = delete;
     SignalCatcher& operator=(const SignalCatcher&) = delete;
 
-    /** One catcher of the process at a time. False: `*error` says why not. */
+    /** Only one catcher per process at a time. False: `*error` tells why. */
     bool Install(SignalState* state, Cleanup cleanup, void* context, std::string* error);
 
-    /** Waits so long, or until a signal comes: true. A signal that came before the call counts, and
-     *  each is told once. */
+    /** Waits this long, or until a signal comes (true). Signals that came before the call count,
+     *  too, unless an earlier Wait reported them. */
     bool Wait(std::int64_t milliseconds);
 
 private:

@@ -1,4 +1,4 @@
-/** Difference of two times of day. */
+/** The difference of two times. */
 #pragma once
 
 #include <sys/time.h>

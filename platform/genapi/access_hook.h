@@ -1,9 +1,9 @@
-/** What is behind nodes in memory: the camera that an access reaches.
+/** The camera behind nodes in memory, as the nodes see it.
  *
- *  A node brackets each access by Lock and Unlock. Inside, it first calls Enter (is the camera
- *  there?), then checks what it can check by itself, and calls InjectFaults when the access reaches
- *  the camera. Texts for the journal are made only while it is on, so that an access allocates
- *  nothing otherwise. */
+ *  A node brackets each access with Lock and Unlock. Inside, it first calls Enter (does the camera
+ *  answer?), then checks the access rules, and calls InjectFaults when the access reaches the
+ *  camera. Texts for the journal are made only while the journal is on; otherwise an access
+ *  allocates nothing. */
 #pragma once
 
 #include "injection/node_faults.h"
@@ -21,11 +21,12 @@ public:
     virtual void Unlock() = 0;
     /** Raises TimeoutException when the camera does not answer. Under the lock. */
     virtual void Enter() = 0;
-    /** Counts the access as well. May raise anything and may take long. Under the lock. */
+    /** Counts the access and injects the faults armed for it, so it may raise anything and may take
+     *  long. Under the lock. */
     virtual void InjectFaults(injection::AccessKind kind, const char* feature) = 0;
 };
 
-/** One access: locked, and not to be cancelled. */
+/** The scope of one access: under the lock and with thread cancellation deferred. */
 class AccessScope
 {
 public:

@@ -1,9 +1,9 @@
-/** The rules that an access to a node has to keep, the same for nodes in memory and on the wire:
- *  their order, their limits, and the exceptions that tell which of them was broken.
+/** The rules that an access to a node must keep, the same for nodes in memory and on the wire:
+ *  their order, their limits, and the exceptions that report a violation.
  *
- *  The access mode comes first, then the value. A verified write that breaks a rule raises that
- *  rule's exception before the camera is reached. The two families of nodes differ only in what
- *  happens to an unverified write that breaks a rule (Unverified). */
+ *  The access mode is checked first, then the value. A verified write that breaks a rule raises
+ *  that rule's exception before the camera is reached. The two families of nodes differ only in
+ *  what happens to an unverified write that breaks a rule (Unverified). */
 #pragma once
 
 #include "gen_api.h"
@@ -17,13 +17,15 @@ namespace genapi
 
 using GenApi_3_0::EAccessMode;
 
-/** What an unverified write does that breaks a rule. Either way it ends in a RuntimeException. */
+/** What happens to an unverified write that breaks a rule. Either way it ends in a
+ *  RuntimeException.
+ */
 enum class Unverified {
     /** In memory: it reaches the camera, where it is counted and faults are injected, and the
      *  camera refuses it. */
     ReachesCamera,
-    /** On the wire: it never goes out. Some cameras keep silent for seconds when they are asked for
-     *  what their description forbids. */
+    /** On the wire: it is never sent. Some cameras don't answer for seconds when they receive what
+     *  their description forbids. */
     StaysHere
 };
 
@@ -38,10 +40,10 @@ struct FloatRange {
     double max = 0;
 };
 
-/** The rule that a write breaks; with an empty text it breaks none. */
+/** The rule that a write breaks, with a reason; none when the reason is empty. */
 struct Violation {
     enum class Rule {
-        Mode,  ///< AccessException: not writable, or an entry that is not
+        Mode,  ///< AccessException: the node or the entry is not writable
         Range, ///< OutOfRangeException
         Entry  ///< InvalidArgumentException: there is no such entry
     };
@@ -55,7 +57,7 @@ Violation RangeError(std::int64_t value, const IntegerRange& range);
 Violation RangeError(double value, const FloatRange& range);
 Violation EntryError(bool exists, EAccessMode entryMode);
 
-/** The limit in place of a value that is beyond it by less than a millionth of that limit. */
+/** Returns the value, or the limit that it exceeds by less than a millionth of that limit. */
 double SnappedToLimit(double value, const FloatRange& range);
 
 /** "RW" */
@@ -76,8 +78,8 @@ struct WriteAttempt {
 [[noreturn]] void RefuseByCamera(const WriteAttempt& attempt, std::string_view value,
                                  const Violation& broken);
 
-/** Checks a write and returns when the camera may take it. `valueText` returns the value for
- *  descriptions, `violation` checks the value and is called only when the mode allows writing, and
+/** Checks a write and returns if the camera may take it. `valueText` returns the value as text for
+ *  exceptions, `violation` checks the value and is called only if the mode allows writing, and
  *  `reach` is called when the write reaches the camera. */
 template <class ValueText, class Check, class Reach>
 void CheckWrite(const WriteAttempt& attempt, EAccessMode mode, const ValueText& valueText,

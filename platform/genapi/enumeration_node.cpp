@@ -42,7 +42,7 @@ EnumerationNode::EnumerationNode(AccessHook& hook, NodeSpec spec,
         }
     }
     std::size_t index = Find(value);
-    if (index == entries_.size()) { // the usual value is not listed: another one is in force
+    if (index == entries_.size()) { // the default is not listed: start with the first listed entry
         index = listed_.empty() ? 0 : Find(listed_.front()->Spec().value);
     }
     cells_.assign(CellCount(), index);
@@ -115,7 +115,7 @@ std::int64_t EnumerationNode::GetIntValue(bool, bool)
     return Value();
 }
 
-/** An index behind the last entry stands for one that does not exist. Under the lock. */
+/** An index past the last entry stands for an entry that does not exist. Under the lock. */
 template <class ValueText>
 void EnumerationNode::Write(std::size_t entry, const ValueText& valueText, bool verify)
 {

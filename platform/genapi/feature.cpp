@@ -1,3 +1,4 @@
+/** What all types of nodes in memory have in common. */
 #include "genapi/access_rules.h"
 #include "genapi/nodes.h"
 

@@ -1,5 +1,6 @@
-/** Out-of-line members of the node interfaces and exception classes: one home for their tables, so
- *  that an exception raised here is caught by its class in every library. */
+/** Out-of-line members of the node interfaces and exception classes. They give each class one
+ *  virtual table and type record, so that every library can catch an exception raised in another
+ *  one by its class. */
 #include "gen_api.h"
 
 namespace GenICam_3_0

@@ -1,5 +1,5 @@
-/** Nodes by name: a hash look-up without allocation over nodes that others own. Filled once, then
- *  read from any thread without a lock. */
+/** Finds nodes by name: a hash table, without ownership, whose look-up doesn't allocate. Filled
+ *  once, then read from any thread without a lock. */
 #pragma once
 
 #include "gen_api.h"
@@ -14,7 +14,7 @@ namespace genapi
 class NodeMap : public GenApi_3_0::INodeMap
 {
 public:
-    /** The node outlives the map and keeps its name. */
+    /** The node must outlive the map and keep its name. */
     void Add(GenApi_3_0::INode* node);
 
     GenApi_3_0::INode* GetNode(const GenApi_3_0::gcstring& name) override;

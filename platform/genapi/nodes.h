@@ -1,14 +1,15 @@
 /** Nodes whose values are in memory: range, increment, access mode, verification and selectors.
  *
- *  A selected feature has one cell for every position of its selectors; an access goes to the cell
- *  under the selectors' present positions. Limits and access mode may follow other features: they
- *  are asked through functions at each access.
+ *  A selected feature has one cell for every combination of its selectors' positions; an access
+ *  goes to the cell of the present positions. Limits and access mode may depend on other features:
+ *  they are functions that each access calls.
  *
- *  A verified write is checked before the camera is reached and raises Access, OutOfRange or
- *  InvalidArgument. An unverified one reaches the camera, which refuses it by RuntimeException.
+ *  A verified write is checked before the camera is reached and raises AccessException,
+ *  OutOfRangeException or InvalidArgumentException. An unverified one reaches the camera, which
+ *  refuses it with a RuntimeException.
  *
- *  Threads: the interfaces lock by themselves (AccessHook). Members below "in the camera" are for
- *  code that holds the camera's lock, or builds it. */
+ *  Threads: the interfaces lock by themselves (AccessHook). Members below "Inside the camera" are
+ *  for code that holds the camera's lock, or that builds the camera. */
 #pragma once
 
 #include "gen_api.h"
@@ -29,7 +30,7 @@ namespace genapi
 
 using GenApi_3_0::gcstring;
 
-/** A feature whose value picks the cell of others. */
+/** A feature whose value selects the cell of other features. */
 class Selector
 {
 public:
@@ -38,18 +39,19 @@ public:
     virtual std::size_t Positions() const = 0;
 };
 
-/** What every node is described by. */
+/** The description that all types of nodes have in common. */
 struct NodeSpec {
     std::string name = {};
     std::string unit = {};
     EAccessMode mode = GenApi_3_0::RW;
-    std::function<EAccessMode()> modeNow = nullptr; ///< follows other features; asked when mode RW
+    std::function<EAccessMode()> modeNow =
+        nullptr; ///< depends on other features; called when mode is RW
     std::vector<const Selector*> selectedBy = {};
-    std::function<void()> written = nullptr; ///< side effects of a write, in the camera
+    std::function<void()> written = nullptr; ///< side effects of a write inside the camera
 };
 
-/** Limits that a number reports, and holds writes to, in place of its own. For cameras that report
- *  nonsense: no order or size is promised. */
+/** Limits that a number reports and enforces in place of its own, for cameras that report nonsense:
+ *  the limits may have any order and size. */
 struct ReportedRange {
     double min = 0;
     double max = 0;
@@ -67,11 +69,12 @@ public:
 
     const std::string& Name() const { return spec_.name; }
 
-    // In the camera.
+    // Inside the camera.
     virtual GenApi_3_0::INode* Node() = 0;
     /** The present value as text: decimal, shortest round trip, symbolic name, true or false. */
     virtual std::string Text() const = 0;
-    /** False when the text is no value of this feature. Limits and modes are not checked. */
+    /** Sets the value without checking limits and modes. False when the text is not a value of this
+     *  feature. */
     virtual bool SetText(std::string_view text) = 0;
     void SetMode(EAccessMode mode) { spec_.mode = mode; }
     /** No effect on features that are not numbers. */
@@ -82,10 +85,10 @@ protected:
     std::size_t CellCount() const;
     std::size_t CellIndex() const;
     EAccessMode AskMode() const;
-    // With an AccessScope of the caller's.
+    // Within an AccessScope of the caller.
     /** Start of every read of a value or limit. */
     void BeginRead();
-    /** Start of every write: `valueText` and `violation` as CheckWrite has them. */
+    /** Start of every write; `valueText` and `violation` as in CheckWrite. */
     template <class ValueText, class Check>
     void BeginWrite(bool verify, const ValueText& valueText, const Check& violation)
     {
@@ -122,7 +125,7 @@ public:
     std::int64_t GetMax() override;
     std::int64_t GetInc() override;
 
-    // In the camera.
+    // Inside the camera.
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override;
     bool SetText(std::string_view text) override;
@@ -131,7 +134,7 @@ public:
     std::int64_t Max() const;
     std::int64_t Inc() const { return reported_ ? reported_->inc : limits_.inc; }
     void Store(std::int64_t value) { cells_[CellIndex()] = value; }
-    /** One cell, beside the selectors; the last selector's positions lie side by side. */
+    /** One cell, whatever the selectors' positions; the last selector's positions are adjacent. */
     std::int64_t At(std::size_t cell) const { return cells_[cell]; }
     void StoreAt(std::size_t cell, std::int64_t value) { cells_[cell] = value; }
     std::size_t Position() const override;
@@ -151,7 +154,7 @@ public:
         double max = 0;
         std::function<double()> maxNow = nullptr; ///< in place of max
     };
-    /** `shown` turns the stored value into the one that is read. */
+    /** `shown` converts the stored value into the value that a read returns. */
     FloatNode(AccessHook& hook, NodeSpec spec, Limits limits, double value,
               std::function<double(double)> shown = nullptr);
 
@@ -163,12 +166,12 @@ public:
     double GetMin() override;
     double GetMax() override;
 
-    // In the camera.
+    // Inside the camera.
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override;
     bool SetText(std::string_view text) override;
     double Value() const;
-    /** The stored value of one cell, beside the selectors. */
+    /** The stored value of one cell, whatever the selectors' positions. */
     double At(std::size_t cell) const { return cells_[cell]; }
     void StoreAt(std::size_t cell, double value) { cells_[cell] = value; }
     double Min() const { return reported_ ? reported_->min : limits_.min; }
@@ -191,7 +194,7 @@ public:
     bool GetValue(bool verify, bool ignoreCache) override;
     void SetValue(bool value, bool verify) override;
 
-    // In the camera.
+    // Inside the camera.
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override;
     bool SetText(std::string_view text) override;
@@ -211,7 +214,7 @@ public:
         bool implemented = true;
         bool listed = true; ///< false: hidden from clients, but it keeps its cells
     };
-    /** `refuses` says which values the camera refuses although it lists them. */
+    /** `refuses` returns true for values that the camera refuses although it lists them. */
     EnumerationNode(AccessHook& hook, NodeSpec spec, const std::vector<EntrySpec>& entries,
                     std::string_view value, std::function<bool(std::int64_t)> refuses = nullptr);
     ~EnumerationNode() override;
@@ -227,7 +230,7 @@ public:
     std::size_t GetEntryCount() override { return listed_.size(); }
     GenApi_3_0::IEnumEntry* GetEntry(std::size_t index) override;
 
-    // In the camera.
+    // Inside the camera.
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override { return std::string(Symbolic()); }
     bool SetText(std::string_view text) override;

@@ -11,7 +11,7 @@ namespace genapi
 namespace
 {
 
-/** The nearest one that a 64-bit number can hold. */
+/** The nearest 64-bit integer. */
 std::int64_t WholeNumber(double value)
 {
     constexpr double kBeyond = 9223372036854775808.0;
@@ -127,7 +127,7 @@ std::size_t IntegerNode::Positions() const
 
 std::size_t IntegerNode::Position() const
 {
-    // A value that was stored past the checks must not leave the cells it selects.
+    // A value that was stored without checks must not select a cell that does not exist.
     return static_cast<std::size_t>(std::clamp(Value(), limits_.min, limits_.max) - limits_.min);
 }
 

@@ -11,7 +11,7 @@ namespace
 
 using GenApi_3_0::INode;
 
-/** A narrower integer is cut, as the caller asked for. */
+/** Truncates the value if the caller asks for fewer bytes. */
 void PutInteger(std::int64_t from, int size, void* to)
 {
     if (size == 8) {
@@ -22,7 +22,7 @@ void PutInteger(std::int64_t from, int size, void* to)
     std::memcpy(to, &narrow, sizeof narrow);
 }
 
-/** 4 bytes are taken as unsigned: codes and sizes use the whole width. */
+/** Takes 4 bytes as unsigned, since codes and sizes use all 32 bits. */
 std::int64_t TakeInteger(int size, const void* from)
 {
     if (size == 8) {
@@ -70,7 +70,7 @@ int WithNode(GenApi_3_0::INodeMap& map, const char* feature, int size, const Acc
         }
         access(node);
         return kGevOk;
-    } catch (...) { // cancellation is held off, so this is nothing but an error
+    } catch (...) { // cancellation is deferred, so this can only be an error
         return StatusOfException();
     }
 }

@@ -1,5 +1,5 @@
-/** Features as raw bytes in host byte order, through their nodes, with statuses in place of
- *  exceptions. */
+/** Reads and writes features as raw bytes in host byte order, through their nodes, and returns
+ *  statuses in place of exceptions. */
 #pragma once
 
 #include "gev_api.h"
@@ -7,10 +7,10 @@
 namespace genapi
 {
 
-/** The status that stands for the exception in flight. Call it in a handler only. */
+/** The status for the exception that is being handled. Call it in an exception handler only. */
 int StatusOfException() noexcept;
 
-/** 4 or 8 bytes; see GevGetFeatureValue. Neither throws. */
+/** Both take 4 or 8 bytes (see GevGetFeatureValue) and never throw. */
 int ReadRaw(GenApi_3_0::INodeMap& map, const char* feature, int size, void* value) noexcept;
 int WriteRaw(GenApi_3_0::INodeMap& map, const char* feature, int size, const void* value) noexcept;
 

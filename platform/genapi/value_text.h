@@ -1,4 +1,4 @@
-/** Values as text, in the one form that journal, error texts and scripts share. */
+/** Converts values to text and back, in the form that journal, error texts and scripts share. */
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,7 @@ std::string ToText(bool value);
 /** Decimal, or hexadecimal with 0x. The whole text must be the number. */
 std::optional<std::int64_t> ParseInteger(std::string_view text);
 std::optional<double> ParseFloat(std::string_view text);
-/** true, false, 1, 0. */
+/** Takes "true", "false", "1" and "0". */
 std::optional<bool> ParseBoolean(std::string_view text);
 
 } // namespace genapi

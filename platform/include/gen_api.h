@@ -3,8 +3,8 @@
  *  A node map holds one node per feature. A node offers exactly one value interface: integer,
  *  float, enumeration or boolean. Nodes belong to the camera and stay valid until it is closed.
  *
- *  Threads: every call may come from any thread; calls on one camera exclude each other, and a call
- *  that is under way holds off thread cancellation until it returns.
+ *  Threads: every call may come from any thread; calls on one camera exclude each other, and thread
+ *  cancellation is deferred until the call in progress returns.
  *
  *  Errors are exceptions (below). Verified writes check access mode, range and increment before the
  *  camera is touched. Reading a node that is neither RO nor RW raises AccessException. */
@@ -104,7 +104,7 @@ public:
     explicit GenericException(std::string description) : description_(std::move(description)) {}
     ~GenericException() override;
 
-    /** What happened, naming feature, value and limits where there are any. */
+    /** What happened, with the feature, value and limits where they apply. */
     const char* GetDescription() const noexcept { return description_.c_str(); }
     const char* what() const noexcept override { return description_.c_str(); }
 
@@ -112,7 +112,8 @@ private:
     std::string description_;
 };
 
-/** The eight kinds are siblings: none derives from another, so the order of handlers is free. */
+/** The eight exception classes are siblings: none derives from another, so the order of handlers
+ *  doesn't matter. */
 #define GEVPLAT_EXCEPTION(Kind)                                                                    \
     class GEVPLAT_API Kind : public GenericException                                               \
     {                                                                                              \
@@ -128,7 +129,7 @@ GEVPLAT_EXCEPTION(OutOfRangeException);      ///< outside minimum, maximum or in
 GEVPLAT_EXCEPTION(RuntimeException);         ///< the camera failed the access
 GEVPLAT_EXCEPTION(AccessException);          ///< not readable or not writable right now
 GEVPLAT_EXCEPTION(TimeoutException);         ///< the camera did not answer
-GEVPLAT_EXCEPTION(DynamicCastException);     ///< the node is of another interface
+GEVPLAT_EXCEPTION(DynamicCastException);     ///< the node has another interface
 #undef GEVPLAT_EXCEPTION
 
 } // namespace GenICam_3_0
@@ -191,8 +192,8 @@ class GEVPLAT_API IFloat : public INode
 public:
     ~IFloat() override;
     virtual double GetValue(bool verify = false, bool ignoreCache = false) = 0;
-    /** A verified value beyond a limit by less than a millionth of that limit is taken as the
-     *  limit, so that limits survive a conversion in single precision. */
+    /** A verified write takes a value that exceeds a limit by less than a millionth of that limit
+     *  as the limit, so that a limit stays valid after a conversion to float and back. */
     virtual void SetValue(double value, bool verify = true) = 0;
     virtual double GetMin() = 0;
     virtual double GetMax() = 0;
@@ -263,7 +264,7 @@ private:
 /** Raises LogicalErrorException "NULL pointer dereferenced". */
 [[noreturn]] GEVPLAT_API void ThrowNullPointer();
 
-/** A node seen through one interface; null when the node is missing or of another kind.
+/** A node seen through one interface; null when the node is missing or has another interface.
  *  Dereferencing null raises LogicalErrorException "NULL pointer dereferenced". */
 template <class Interface> class CPointer
 {

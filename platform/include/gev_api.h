@@ -3,9 +3,9 @@
  *  A status is 0 for success and one of GevStatus otherwise. Calls in the wrong order, with a stale
  *  or null handle or with null arguments return a status and never crash.
  *
- *  Threads: every call may come from any thread; a call that is under way holds off thread
- *  cancellation. Calls on one camera exclude each other, except that GevWaitForNextFrame lets
- *  others in while it waits and GevGetCameraInfo never waits for another call. */
+ *  Threads: every call may come from any thread; thread cancellation is deferred until the call in
+ *  progress returns. Calls on one camera exclude each other, except that GevWaitForNextFrame lets
+ *  others run while it waits and GevGetCameraInfo never waits for another call. */
 #pragma once
 
 #include "gen_api.h"
@@ -18,9 +18,9 @@ constexpr std::size_t kGevTextSize = 65;
 enum GevStatus : std::int32_t {
     kGevOk = 0,
     kGevInvalidHandle = -1,   ///< no such open camera
-    kGevInvalidArgument = -2, ///< a null pointer, a size or a mode that makes no sense
-    kGevNotFound = -3,        ///< the camera is not on the network, the feature not on the camera
-    kGevAccessDenied = -4,    ///< another client holds the camera, or the feature is not writable
+    kGevInvalidArgument = -2, ///< a null pointer, or an invalid size or mode
+    kGevNotFound = -3,        ///< no such camera on the network, or no such feature in the camera
+    kGevAccessDenied = -4,    ///< another client has control, or the feature is not writable
     kGevNotReady = -5,        ///< wrong order: no transfer initialised, or none started
     kGevTimeout = -6,         ///< nothing arrived in time, or the camera does not answer
     kGevIncomplete = -7,      ///< a frame arrived with data missing
@@ -31,7 +31,7 @@ enum GevStatus : std::int32_t {
     kGevError = -12      ///< anything else
 };
 
-/** One camera as the listing sees it. */
+/** One camera as it is listed. */
 struct GEV_DEVICE_INFO {
     char manufacturer[kGevTextSize];
     char model[kGevTextSize];
@@ -39,20 +39,20 @@ struct GEV_DEVICE_INFO {
     char version[kGevTextSize];
     std::uint32_t mode;         ///< interface mode: 0 simulated in process, 1 network
     std::uint32_t ipAddress;    ///< host byte order; 0 when there is none
-    char backend[16];           ///< which backend answers: "sim", "net"
-    char address[kGevTextSize]; ///< what that backend opens the camera by
+    char backend[16];           ///< name of the camera's backend: "sim", "net"
+    char address[kGevTextSize]; ///< by which the backend opens the camera
 };
 
-/** How the camera's stream and control channel are run. */
+/** Settings of the camera's stream and control channel. */
 struct GEV_CAMERA_OPTIONS {
     std::uint32_t heartbeatTimeoutMs;
     std::uint32_t commandTimeoutMs;
     std::uint32_t commandRetries;
     std::uint32_t streamPacketSize;      ///< bytes
     std::uint32_t streamPacketDelay;     ///< inter-packet delay, microseconds
-    std::uint32_t streamFramesBuffered;  ///< frames that the stream holds back at most
+    std::uint32_t streamFramesBuffered;  ///< most frames that may wait for the caller
     std::uint32_t streamMemoryLimit;     ///< bytes
-    std::uint32_t streamMaxPacketResend; ///< packets asked for again per frame
+    std::uint32_t streamMaxPacketResend; ///< most packets per frame that are requested again
     std::uint32_t streamFrameTimeoutMs;
 };
 
@@ -61,7 +61,7 @@ struct _tag_GEVBUF_ENTRY {
     std::int32_t status; ///< 0 complete, kGevIncomplete with data missing
     std::uint32_t frameId;
     std::uint64_t timestamp;     ///< camera ticks
-    std::uint32_t timestampHigh; ///< the halves beside it; valid also when timestamp is 0
+    std::uint32_t timestampHigh; ///< the same in two halves, valid also when timestamp is 0
     std::uint32_t timestampLow;
     std::uint32_t height;          ///< lines
     std::uint32_t width;           ///< pixels
@@ -73,7 +73,7 @@ struct _tag_GEVBUF_ENTRY {
 
 /** Counts of one transfer, from its initialisation on. */
 struct GEV_TRANSFER_STATISTICS {
-    std::uint64_t transfer;         ///< which one of this process, from 1 on
+    std::uint64_t transfer;         ///< number of the transfer in this process, from 1 on
     std::uint64_t framesReceived;   ///< delivered complete
     std::uint64_t framesIncomplete; ///< delivered with data missing
     std::uint64_t framesLost;       ///< never delivered: lost on the link
@@ -88,17 +88,18 @@ extern "C" {
 /** Lists the cameras of all backends, at most `maxCameras`; `*count` is how many were written. */
 GEVPLAT_API int GevGetCameraList(GEV_DEVICE_INFO* list, int maxCameras, int* count);
 
-/** Access mode 2 asks for control. On success `*handle` is set, else it is null. */
+/** Access mode 2 requests control. On success `*handle` is set, otherwise it is null. */
 GEVPLAT_API int GevOpenCamera(const GEV_DEVICE_INFO* device, int accessMode, void** handle);
 
-/** Frees a transfer that is left, closes the camera and nulls `*handle`. */
+/** Frees the transfer if there still is one, closes the camera and sets `*handle` to null. */
 GEVPLAT_API int GevCloseCamera(void** handle);
 
-/** Closes what is still open. The simulated network and its script stay as they are. */
+/** Closes all cameras that are still open. The simulated network and its scripted faults stay as
+ *  they are. */
 GEVPLAT_API int GevApiUninitialize(void);
 GEVPLAT_API void _CloseSocketAPI(void);
 
-/** The record of an opened camera, or null once the camera is gone. Never waits. */
+/** The record of an opened camera, or null once it has left the network. Never waits. */
 GEVPLAT_API GEV_DEVICE_INFO* GevGetCameraInfo(void* handle);
 
 /** The reference stays valid until the camera is closed; null for a bad handle. */
@@ -112,37 +113,37 @@ GEVPLAT_API int GevSetCameraInterfaceOptions(void* handle, const GEV_CAMERA_OPTI
 GEVPLAT_API int GevGetFeatureValue(void* handle, const char* feature, int size, void* value);
 GEVPLAT_API int GevSetFeatureValue(void* handle, const char* feature, int size, const void* value);
 
-/** Bytes of one frame with its chunks, and the pixel format in force. Either may be null. */
+/** Bytes of one frame with its chunks, and the current pixel format. Either pointer may be null. */
 GEVPLAT_API int GevGetPayloadParameters(void* handle, std::uint64_t* payloadSize,
                                         std::uint32_t* pixelFormat);
 
-/** Bytes of one pixel from the pixel format's bit count, rounded up: 12 bits give 2. */
+/** Bytes of one pixel, from the bit count in the pixel format, rounded up: 12 bits give 2. */
 GEVPLAT_API int GetPixelSizeInBytes(std::uint32_t pixelFormat);
 
-/** Hands `count` buffers of `size` bytes to the transfer. Mode 1: a buffer is filled again once it
- *  was released. Replaces an earlier, stopped transfer. */
+/** Creates a transfer with `count` buffers of `size` bytes, in place of an earlier, stopped one.
+ *  Mode 1: a buffer is filled again once it has been released. */
 GEVPLAT_API int GevInitializeTransfer(void* handle, int mode, std::uint64_t size,
                                       std::uint32_t count, void** buffers);
 
-/** Starts acquisition of `frames` frames, or for ever with -1 (all bits set). The transfer stays
- *  started until it is aborted, also after the last of so many frames. */
+/** Starts the acquisition of `frames` frames, or an endless one with -1 (all bits set). The
+ *  transfer stays started until it is aborted, even after the last of these frames. */
 GEVPLAT_API int GevStartTransfer(void* handle, std::uint32_t frames);
 
-/** Stops acquisition and drops what is undelivered. A frame in the caller's hands stays untouched.
- *  kGevTimeout: stopped on this side, but the camera does not answer. */
+/** Stops the acquisition and drops undelivered frames. A frame that the caller has not released
+ *  stays untouched. kGevTimeout: stopped on this side, but the camera does not answer. */
 GEVPLAT_API int GevAbortTransfer(void* handle);
 
-/** Ends the transfer. Frames in the caller's hands become invalid. */
+/** Ends the transfer. Frames that the caller has not released become invalid. */
 GEVPLAT_API int GevFreeTransfer(void* handle);
 
-/** Waits for the next frame. Non-zero: `*frame` is null, or an incomplete frame that has to be
- *  released as well. Fails at once while no transfer is initialised. */
+/** Waits for the next frame. With a status other than 0, `*frame` is null or an incomplete frame
+ *  that must be released as well. Fails at once while no transfer is initialised. */
 GEVPLAT_API int GevWaitForNextFrame(void* handle, _tag_GEVBUF_ENTRY** frame,
                                     std::uint32_t timeoutMs);
 
 GEVPLAT_API int GevReleaseFrame(void* handle, _tag_GEVBUF_ENTRY* frame);
 
-/** Counts of the newest transfer of this process, also after it was freed or its camera closed. */
+/** Counts of this process's newest transfer, even after it was freed or its camera closed. */
 GEVPLAT_API int GevGetTransferStatistics(GEV_TRANSFER_STATISTICS* statistics);
 
 } // extern "C"

@@ -1,8 +1,8 @@
-/** What a backend must provide. The camera calls of gev_api.h check handles and arguments, hold off
- *  thread cancellation and forward to a backend; the listing joins all backends.
+/** What a backend must provide. The camera calls of gev_api.h check handles and arguments, defer
+ *  thread cancellation and forward to a backend; the camera list is that of all backends together.
  *
- *  Threads: both interfaces are called from any thread. A backend whose own library is slow or not
- *  thread-safe keeps its own lock per camera; nothing here is called under a lock of the caller. */
+ *  Threads: both interfaces are called from any thread and never under a lock of the caller. A
+ *  backend whose own library is slow or not thread-safe keeps a lock per camera. */
 #pragma once
 
 #include "gev_api.h"
@@ -19,7 +19,7 @@ class GEVPLAT_API Camera
 {
 public:
     virtual ~Camera();
-    /** Never waits for another call; null once the camera is gone. */
+    /** Never waits for another call; null once the camera has left the network. */
     virtual GEV_DEVICE_INFO* Info() = 0;
     virtual GenApi_3_0::CNodeMapRef* NodeMap() = 0;
     virtual int GetOptions(GEV_CAMERA_OPTIONS* options) = 0;
@@ -28,7 +28,7 @@ public:
     virtual int SetFeatureValue(const char* feature, int size, const void* value) = 0;
     virtual int GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat) = 0;
     virtual int InitializeTransfer(std::uint64_t size, std::uint32_t count, void** buffers) = 0;
-    /** `frames` 0xFFFFFFFF: for ever. */
+    /** `frames` 0xFFFFFFFF: no limit. */
     virtual int StartTransfer(std::uint32_t frames) = 0;
     virtual int AbortTransfer() = 0;
     virtual int FreeTransfer() = 0;
@@ -37,14 +37,14 @@ public:
     virtual GEV_TRANSFER_STATISTICS Statistics() = 0;
 };
 
-/** A source of cameras: lists what it sees and opens what it listed. */
+/** A source of cameras: lists its cameras and opens those that it listed. */
 class GEVPLAT_API Backend
 {
 public:
     virtual ~Backend();
-    /** Up to 15 characters; stands in GEV_DEVICE_INFO::backend. */
+    /** Up to 15 characters, for GEV_DEVICE_INFO::backend. */
     virtual const char* Name() const = 0;
-    /** Appends what is on the network now. */
+    /** Appends the cameras that are on the network now. */
     virtual int List(std::vector<GEV_DEVICE_INFO>* devices) = 0;
     virtual int Open(const GEV_DEVICE_INFO& device, int accessMode,
                      std::unique_ptr<Camera>* camera) = 0;
@@ -57,12 +57,12 @@ public:
 GEVPLAT_API std::vector<Backend*> Backends();
 
 /** Writes to the host's log; levels as in gev_backend_choice.h. Never call it while holding a lock
- *  that platform calls take: the sink may call back. */
+ *  that platform calls take: the sink may call the platform. */
 GEVPLAT_API void WriteLog(int level, const std::string& text);
 
-/** The one symbol that the library of the network backend exports, by the name below: the backend,
- *  looking on one interface or, with an empty text, on all. Null: there is no such interface, as
- * `*error` says. The same object each time. */
+/** Type of the one function that the library of the network backend exports, under the name below.
+ *  It returns the backend, always the same object, set to look for cameras on one interface or,
+ *  with an empty text, on all. Null: there is no such interface, and `*error` tells the user. */
 using NetworkBackendEntry = Backend* (*)(const std::string& interface, std::string* error);
 constexpr const char* kNetworkBackendEntry = "GevplatNetworkBackend";
 

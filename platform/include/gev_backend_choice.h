@@ -1,5 +1,5 @@
-/** Which backends this process uses, and where the messages of the platform layer go.
- *  For hosts; a driver takes what is there. */
+/** Which backends this process uses, and where the messages of the platform layer go. For hosts; a
+ *  driver uses the backends that its host has chosen. */
 #pragma once
 
 #include "gen_api.h"
@@ -18,18 +18,18 @@ struct BackendChoice {
     std::string interface;
 };
 
-/** Holds from the next listing on; until somebody chooses, there are the simulated cameras alone.
- *  The library of the network backend is looked for beside this one, then where the system looks.
- *  False: it can't be loaded, or there is no such interface; `*error` is a sentence that says so,
- *  and the choice before holds. Cameras that are open stay so. */
+/** Takes effect at the next listing; without a choice there are only the simulated cameras. The
+ *  library of the network backend is looked for beside this one, then where the system looks.
+ *  False: it can't be loaded, or there is no such interface; `*error` is a sentence that tells why,
+ *  and the previous choice stays. Open cameras stay open. */
 GEVPLAT_API bool ChooseBackends(const BackendChoice& choice, std::string* error);
 
-/** A line for the host's log. Levels as everywhere: 1 error, 2 warning, 3 information, 4 detail.
- *  Called from any thread that calls the platform, and from threads of a backend's own. */
+/** Takes a line for the host's log. Levels: 1 error, 2 warning, 3 information, 4 detail. Called on
+ *  any thread that calls the platform, and on the backends' own threads. */
 using LogSink = std::function<void(int level, const std::string& text)>;
 
-/** Null: nobody listens, as at the start. When it returns, the sink before is not called any more.
- */
+/** Null, as at the start: messages are dropped. Once this returns, the previous sink is not called
+ *  any more. */
 GEVPLAT_API void SetLogSink(LogSink sink);
 
 } // namespace gevplat

@@ -19,17 +19,18 @@
 namespace sim
 {
 
-/** The clock that the simulated network lives by, in nanoseconds of any epoch. */
+/** The simulated network's clock, in nanoseconds since any epoch. */
 class GEVPLAT_API Clock
 {
 public:
     virtual ~Clock();
     virtual std::int64_t NowNs() = 0;
-    /** Returns at `whenNs` or later; at once when that is past. */
+    /** Returns at `whenNs` or later; at once if that time has passed. */
     virtual void SleepUntilNs(std::int64_t whenNs) = 0;
 };
 
-/** Moves only when it is told to or when somebody sleeps on it. Safe from several threads. */
+/** A clock that moves only when it is set or when somebody sleeps on it. Safe from several threads.
+ */
 class GEVPLAT_API ManualClock : public Clock
 {
 public:
@@ -46,22 +47,22 @@ private:
 
 enum class Model { Mono, Color };
 
-/** What the camera looks at. Plain leaves the frame buffer untouched (for long virtual runs). */
+/** What is written into the frame buffers. Plain leaves them untouched (for long virtual runs). */
 enum class Picture { Pattern, Plain };
 
-/** A node kind, for features that a camera mistypes. */
+/** The type of a node, for features that a camera mistypes. */
 enum class NodeKind { Integer, Float, Enumeration, Boolean };
 
-/** Limits that a feature reports, and holds writes to, in place of its own: any, also nonsense. */
+/** Limits that a feature reports and enforces in place of its own. Any values, even nonsense. */
 struct RangeSetup {
     std::string feature = {};
-    double min = 0; ///< of integers the whole number nearest to it
+    double min = 0; ///< integer features: rounded to the nearest whole number
     double max = 0;
     std::int64_t inc = 1;
     bool operator==(const RangeSetup&) const = default;
 };
 
-/** One simulated camera as it stands on the network. */
+/** The set-up of one simulated camera. */
 struct CameraSetup {
     Model model = Model::Mono;
     std::string manufacturer = "DALSA (simulated)";
@@ -72,21 +73,21 @@ struct CameraSetup {
     std::uint32_t sensorWidth = 1920;
     std::uint32_t sensorHeight = 1080;
     Picture picture = Picture::Pattern;
-    std::string scene = {}; ///< PNG file that it looks at; empty: a test pattern
-    double noise = 1;       ///< 1: as a good sensor has it, 0: none, at most 100
-    std::uint64_t seed = 1; ///< of all randomness of this camera
+    std::string scene = {}; ///< PNG file of the scene in front of it; empty: a test pattern
+    double noise = 1;       ///< 1: as of a good sensor, 0: none, at most 100
+    std::uint64_t seed = 1; ///< of all random numbers of this camera
     std::uint64_t tickFrequency =
         1'000'000'000;           ///< Hz, as reported; 0 is reported but ticks run at 1 GHz
     std::int64_t tickOffset = 0; ///< ticks at clock time 0
     unsigned tickBits = 64;      ///< the tick counter wraps at 2^tickBits
-    double driftPpm = 0;         ///< how much faster than the clock the camera runs
+    double driftPpm = 0;         ///< how much faster the camera's clock runs than the network's
     double jitterUs = 0; ///< standard deviation of a frame's arrival, never before it is read out
-    bool lockRegulated = false; ///< ExposureTime and Gain are RO while frames flow and they are
-                                ///  regulated automatically
+    bool lockRegulated = false; ///< ExposureTime and Gain are RO while frames flow and an automatic
+                                ///  function sets them
     double linkMBytesPerSecond = 115;
     double temperatureC = 41.5;
     std::vector<std::string> missing = {};                       ///< features it lacks
-    std::vector<std::pair<std::string, NodeKind>> mistyped = {}; ///< features of another kind
+    std::vector<std::pair<std::string, NodeKind>> mistyped = {}; ///< features with a wrong type
     std::vector<RangeSetup> ranges = {};
     std::vector<std::string> readOnly = {};                       ///< features with access mode RO
     std::vector<std::string> notAvailable = {};                   ///< features with access mode NA
@@ -97,7 +98,7 @@ struct CameraSetup {
     bool operator==(const CameraSetup&) const = default;
 };
 
-// Faults, counts and journal are those of every backend (fault_injection.h).
+// Faults, counts and the journal serve every backend (fault_injection.h).
 using injection::Counts;
 using injection::Effect;
 using injection::ExceptionKind;
@@ -108,39 +109,39 @@ using injection::Trigger;
 /** Removes all cameras, faults and journal entries and goes back to the real clock. */
 GEVPLAT_API void Reset();
 
-/** The clock for all cameras, now; null: the real (monotonic) one. Set it before cameras are added.
- */
+/** Sets the clock of all cameras; null: the real (monotonic) one. Call it before adding cameras. */
 GEVPLAT_API void SetClock(std::shared_ptr<Clock> clock);
 
-/** False: another camera with this serial stands there already. Raises std::runtime_error, which
- *  tells why, when the scene can't be read. */
+/** False when the network has a camera with this serial already. Raises std::runtime_error, whose
+ *  text tells why, when the scene can't be read. */
 GEVPLAT_API bool AddCamera(const CameraSetup& setup);
 
-/** One monochrome and one colour camera, as users without a description file get them. */
+/** Adds one monochrome and one colour camera, the default for users without a description file. */
 GEVPLAT_API void AddDefaultCameras();
 
 /** Replaces the whole network by a TOML description (docs/simulated_camera.md).
- *  On failure the network is as before and `*error` tells file, line, column and what was expected.
- */
+ *  On failure the network stays as it was, and `*error` tells file, line, column and what was
+ *  expected. */
 GEVPLAT_API bool LoadNetwork(const std::string& path, std::string* error);
 
 GEVPLAT_API void SetAttached(const std::string& serial, bool attached);
 
-/** Arms a fault, whatever the camera's backend. A point in time, and a camera that leaves, concern
- *  simulated cameras alone. */
+/** Arms a fault, whatever the camera's backend. Trigger::Time and Effect::Detach work with
+ *  simulated cameras only. */
 GEVPLAT_API void AddFault(const Fault& fault);
 GEVPLAT_API void ClearFaults();
 
-/** A feature's value as text, beside journal and faults, also while the camera is in use.
- *  Empty when there is no such feature. A selected feature: under the selector's current entry. */
+/** A feature's value as text, read without journal entry or faults, even while the camera is in
+ *  use. Empty when there is no such feature. Of a selected feature, the value for the selector's
+ *  current entry. */
 GEVPLAT_API std::string FeatureText(const std::string& serial, const std::string& feature);
 /** Sets a value without the checks of an access; false when there is no such feature or entry. */
 GEVPLAT_API bool SetFeatureText(const std::string& serial, const std::string& feature,
                                 const std::string& value);
 
-/** A pulse of an output line. Times on the network's clock, nanoseconds. */
+/** A pulse of an output line. Times are nanoseconds on the network's clock. */
 struct StrobePulse {
-    std::uint64_t frame = 0; ///< number of the frame whose exposure it goes with
+    std::uint64_t frame = 0; ///< number of the frame whose exposure it accompanies
     std::int64_t exposureStartNs = 0;
     std::int64_t exposureEndNs = 0;
     std::int64_t startNs = 0;
@@ -151,21 +152,21 @@ struct StrobePulse {
 struct LineWaveform {
     std::string source;              ///< "Off", "ExposureActive"
     bool inverted = false;           ///< high at rest, low in a pulse
-    std::int64_t delayUs = 0;        ///< from the begin of the exposure
+    std::int64_t delayUs = 0;        ///< after the start of the exposure
     std::int64_t durationUs = 0;     ///< 0: as long as the exposure
-    std::vector<StrobePulse> pulses; ///< the newest, at most 64, oldest first
+    std::vector<StrobePulse> pulses; ///< the newest 64 at most, the oldest first
 };
 
-/** False: no such camera, or no output line of it (3 and 4 are). */
+/** False when there is no such camera, or the line is not an output (3 and 4 are). */
 GEVPLAT_API bool GetLineWaveform(const std::string& serial, int line, LineWaveform* waveform);
 
 /** Counted since Reset or ResetCounts. */
 GEVPLAT_API Counts GetCounts();
 GEVPLAT_API void ResetCounts();
 
-/** The journal is off at first. While it is off nothing is recorded and nothing is allocated. */
+/** Switches the journal on or off. At first it is off; then nothing is recorded or allocated. */
 GEVPLAT_API void SetJournal(bool on);
-/** Takes its place in the one order; ignored while the journal is off. */
+/** Appends an entry of a program's own; ignored while the journal is off. */
 GEVPLAT_API void AddJournal(std::string kind, std::string text);
 GEVPLAT_API std::vector<JournalEntry> Journal();
 GEVPLAT_API void ClearJournal();

@@ -1,4 +1,4 @@
-/** sim_control.h: the simulated network, fault injection and the journal, for programs. */
+/** The functions of sim_control.h. */
 #include "injection/faults.h"
 #include "injection/record.h"
 #include "sim/network.h"

@@ -9,7 +9,7 @@ namespace sim
 Network& Network::Get()
 {
     static auto* network = [] {
-        auto* made = new Network; // kept for threads that still run while the process ends
+        auto* made = new Network; // never destroyed: threads may still run during exit
         injection::RegisterEffects(*made);
         return made;
     }();

@@ -1,7 +1,7 @@
 /** The simulated network: its cameras and its clock.
  *
- *  Threads: any. The network's lock is held only while the list is looked at, never while a
- *  camera does something. */
+ *  Threads: any. The network's lock guards only the list of cameras and is never held during a
+ *  camera's work. */
 #pragma once
 
 #include "injection/effects.h"
@@ -21,18 +21,20 @@ class Network : public injection::Effects
 public:
     using Cameras = std::vector<std::shared_ptr<CameraModel>>;
 
-    /** Made when it is first asked for; from then on faults on camera calls have its effects. */
+    /** Created at the first call, which also registers it to carry out the effects of faults on
+     *  camera calls. */
     static Network& Get();
 
     NetworkClock& Time() { return clock_; }
     Cameras All() const;
     /** Null when there is no such camera. */
     std::shared_ptr<CameraModel> Find(const std::string& serial) const;
-    /** False: the serial is taken. `image` is what the camera looks at; null: a test pattern. */
+    /** False when the serial is taken. `image` is the scene in front of the camera; null: a test
+     *  pattern. */
     bool Add(const CameraSetup& setup, std::shared_ptr<const LightImage> image);
-    /** Cameras that are held open stay with their holders, off the network. */
+    /** Cameras that are open leave the network, but live on until they are closed. */
     void RemoveAll();
-    /** A fault at a point in time, also for cameras that are added later. */
+    /** Schedules a fault for a point in time, also for cameras that are added later. */
     void Schedule(const Fault& fault);
     void ForgetScheduled();
 
@@ -48,7 +50,7 @@ private:
     };
     static void Apply(const Scheduled& scheduled, CameraModel* camera);
 
-    NetworkClock clock_; // outlives the cameras below and those held open: never destroyed
+    NetworkClock clock_; // outlives all cameras, open ones too: the network is never destroyed
     mutable std::mutex mutex_;
     Cameras cameras_;
     std::vector<Scheduled> scheduled_;

@@ -1,4 +1,4 @@
-/** The clock in force, shared by the network and its cameras, which may be replaced. */
+/** The current clock, shared by the network and its cameras; it can be replaced at any time. */
 #pragma once
 
 #include "sim/clock.h"
@@ -12,7 +12,7 @@ namespace sim
 class NetworkClock
 {
 public:
-    /** Null: the machine's own. */
+    /** Null: the machine's own clock. */
     void Set(std::shared_ptr<Clock> clock)
     {
         const std::lock_guard lock(mutex_);

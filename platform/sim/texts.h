@@ -1,4 +1,4 @@
-/** Texts of fixed size in records. */
+/** Copies texts into fields of fixed size. */
 #pragma once
 
 #include <algorithm>
@@ -8,7 +8,7 @@
 namespace sim
 {
 
-/** Cuts what does not fit; the rest of the field is zero, so that it is always terminated. */
+/** Cuts off what does not fit and fills the rest with zeros; the result is always terminated. */
 template <std::size_t Size> void CopyText(char (&to)[Size], std::string_view text)
 {
     const std::size_t length = std::min(text.size(), Size - 1);

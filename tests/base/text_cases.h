@@ -1,6 +1,6 @@
-/** Texts in files beside the tests, and cases in them: the lines of a text, then "=> " and what has
- * to come out; "..." at its end stands for anything. Blank lines and lines that begin with "## "
- * separate cases. */
+/** Reads text files beside the tests, and the cases in them: the lines of an input, then "=> " and
+ *  the expected output; "..." at its end stands for anything. Blank lines and lines that begin with
+ *  "## " separate cases. */
 #pragma once
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-// What each kind of read takes and how it refuses the rest, told by the cases in TOML_CASES.
+// Which values each reading function accepts and how it refuses the rest: the cases in TOML_CASES.
 
 #include "base/toml_reader.h"
 #include "tests/base/text_cases.h"

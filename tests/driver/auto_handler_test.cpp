@@ -1,4 +1,4 @@
-/** Which automatic controls are switched, and the transfer that stops for it. */
+/** Which automatic functions are switched, and stopping the transfer for it. */
 #include "tests/driver/transcript.h"
 #include "tests/driver/words.h"
 #include "tests/support/rig.h"

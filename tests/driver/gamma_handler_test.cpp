@@ -1,4 +1,4 @@
-/** The gamma exponent, and who switches table and gamma off. */
+/** The gamma exponent, and which handler switches look-up table and gamma off. */
 #include "tests/driver/transcript.h"
 #include "tests/driver/words.h"
 #include "tests/support/rig.h"

@@ -1,4 +1,4 @@
-/** What one pass of the control thread does with the sets that wait. */
+/** What one pass of the control thread does with the waiting IO-box sets. */
 #include "kv_td_cthr.h"
 #include "tests/driver/io_box_sets.h"
 #include "tests/driver/transcript.h"

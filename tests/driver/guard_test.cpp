@@ -1,4 +1,4 @@
-/** What a camera may throw, and what a guarded operation makes of it. */
+/** The exceptions that a camera may throw, and how a guarded operation reports them. */
 #include "tests/driver/words.h"
 #include "tests/support/rig.h"
 #include "tests/support/story.h"

@@ -1,4 +1,4 @@
-/** The look-up table of the host, or the dynamic one, on its way into the camera. */
+/** How the host's look-up table, or the dynamic one, is written to the camera. */
 #include "tests/driver/transcript.h"
 #include "tests/driver/words.h"
 #include "tests/support/rig.h"

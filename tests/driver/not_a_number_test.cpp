@@ -1,4 +1,4 @@
-/** NaN, where a range is tested. */
+/** NaN values wherever a range is checked. */
 #include "tests/support/rig.h"
 
 #include <gtest/gtest.h>

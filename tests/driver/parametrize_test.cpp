@@ -1,4 +1,4 @@
-/** All handlers in their order, and the stopped transfer that they share. */
+/** The order of all handlers, and the stopped transfer that they share. */
 #include "tests/support/rig.h"
 #include "tests/support/story.h"
 

@@ -1,7 +1,7 @@
-/** How frames are stamped in a session: the clock's events with their texts and numbers, the times
- *  that are announced and exported. What the clock decides is tested in tests/util. Here a frame
- *  arrives 10 267 us after its exposure began, so that 10 267 is the start latency and 10 262 the
- *  expected lag. */
+/** Time stamps in a session: the frame clock's events with their texts and numbers, and the
+ *  announced and exported times. The decisions of the frame clock are tested in tests/util. Here a
+ *  frame arrives 10 267 us after the start of its exposure, so that 10 267 is the start latency and
+ *  10 262 the expected lag. */
 #include "tests/support/rig.h"
 #include "tests/support/story.h"
 

@@ -1,4 +1,4 @@
-/** Stories of single calls. */
+/** Stories made of single calls, for tests of operations. */
 #pragma once
 
 #include "tests/driver/words.h"

@@ -1,4 +1,4 @@
-/** Short texts for what a test compares. */
+/** Short texts for the values that tests compare. */
 #pragma once
 
 #include <sstream>

@@ -1,4 +1,4 @@
-/** One fault at one place of a session, as a command line names it. */
+/** One fault at one place of a session, as given on the command line. */
 #pragma once
 
 #include "sim_control.h"

@@ -1,4 +1,4 @@
-/** Injects each single fault into a session, one after the other, and checks how it ends. */
+/** Runs one session for each possible single fault, and checks how it ends. */
 #include "tests/faults/reference_session.h"
 #include "tests/faults/watched_process.h"
 

@@ -1,6 +1,6 @@
 /** Hours and days of grabbing in virtual time: frames are lost, late and incomplete, signals and
- *  changes of configuration come, the camera leaves and returns, clocks are set and wrap. All of it
- *  is random, the same for the same seed; every frame and every session is checked. */
+ *  configuration changes come, the camera leaves and returns, clocks are set and wrap around. All
+ *  of this is random, but reproducible by the seed; every frame and every session is checked. */
 #include "sim/description/fault_names.h"
 #include "tests/faults/watched_process.h"
 #include "tests/support/alloc_count.h"

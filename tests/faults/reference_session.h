@@ -1,6 +1,6 @@
-/** The session that faults are injected into: every setting is used, signals come, the dynamic LUT
- *  runs on the stream and through its excursion, output lines change, frames are missed. In virtual
- *  time, the same in every run. */
+/** The session that faults are injected into: it uses every setting, signals, the dynamic table
+ *  with and without an excursion, changes of output lines, and missed frames. It runs in virtual
+ *  time and is the same in every run. */
 #pragma once
 
 #include "base/names.h"

@@ -1,5 +1,5 @@
-/** What has to hold at the end of a session, whatever was injected into it, checked in the journal
- *  and in the log. */
+/** Checks of what must be true at the end of a session, whatever was injected into it, by the
+ *  journal and the log. Each check adds a sentence for each violation. */
 #pragma once
 
 #include "tests/support/rig.h"

@@ -1,4 +1,6 @@
-/** Any text as a configuration; what follows a zero byte is the table file that it may name. */
+/** Takes any text as a configuration; the part after a zero byte is the table file that it may
+ *  name.
+ */
 #include "config/config.h"
 
 #include <cstdlib>

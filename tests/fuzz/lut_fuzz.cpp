@@ -1,4 +1,4 @@
-/** Any text as a table file; its first byte chooses the bits of an entry. */
+/** Takes any text as a table file; the first byte chooses the bits of an entry. */
 #include "config/lut_file.h"
 
 #include <cstdlib>

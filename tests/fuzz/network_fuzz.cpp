@@ -1,4 +1,5 @@
-/** Any text as the description of a simulated network, and those cameras put on the network. */
+/** Takes any text as the description of a simulated network, and puts its cameras on the network.
+ */
 #include "sim/description/description.h"
 #include "sim/network.h"
 

@@ -1,4 +1,4 @@
-/** Whole sessions of the driver with a camera on the wire. */
+/** Whole sessions of the driver with a camera on the network. */
 #include "tests/net/loopback_camera.h"
 #include "tests/platform/contract/camera_under_test.h"
 #include "tests/platform/do_access.h"

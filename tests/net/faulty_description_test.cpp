@@ -1,4 +1,4 @@
-/** Descriptions that the network library would take at their word. */
+/** Faulty descriptions, which the network library would accept without checks. */
 #include "net/control/commands.h"
 #include "tests/net/described_camera.h"
 

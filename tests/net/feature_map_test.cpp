@@ -1,4 +1,4 @@
-/** Features of a network camera: what reaches the camera and what is refused before. */
+/** Features of a network camera: which accesses reach the camera and which are refused before. */
 #include "net/library_owners.h"
 #include "sim_control.h"
 #include "tests/net/described_camera.h"

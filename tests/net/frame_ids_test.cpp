@@ -1,4 +1,4 @@
-/** Numbers of frames that came, and of those that did not. */
+/** Numbers of received frames, and counting of lost ones. */
 #include "net/stream/frame_ids.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-/** Cameras that run beside the test, on loopback: kvcam processes. */
+/** Cameras on loopback: kvcam processes that run beside the test. */
 #pragma once
 
 #include "tests/system/program.h"

@@ -1,6 +1,6 @@
-/** Sessions on the wire that something happens to.
+/** Sessions on the network that are disturbed: lost frames, absent cameras and the like.
  *
- *  Times are bounded only to tell a call that is answered here from one that sits through the
+ *  Times are bounded only to distinguish a call that returns at once from one that waits for the
  *  network library's own time-outs, which are 2.5 s for one access. */
 #include "tests/net/loopback_camera.h"
 #include "tests/platform/contract/camera_under_test.h"

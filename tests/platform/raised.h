@@ -1,4 +1,4 @@
-/** What an access raises, as text. */
+/** The exception that an access raises, as text. */
 #pragma once
 
 #include "gen_api.h"

@@ -1,5 +1,5 @@
-/** A host made of plain fields: what each service answers is set beforehand. Each call is recorded
- *  in the simulated network's journal as kind "host", each log line as "log1" to "log5". */
+/** A host whose services answer from plain fields, which tests set beforehand. Each call is
+ *  recorded in the journal as kind "host", each log line as "log1" to "log5". */
 #pragma once
 
 #include "base/names.h"

@@ -1,5 +1,5 @@
-/** The driver's clock in tests: one manual clock for driver and cameras, and a wall clock beside it
- *  that can be set as an administrator sets it. Grab thread only. */
+/** The driver's clock in tests: one manual clock for driver and cameras, and a wall clock that
+ *  tests can set, as an administrator does. Grab thread only. */
 #pragma once
 
 #include "sim_control.h"

@@ -1,9 +1,9 @@
 /** Long lists of log lines and journal entries, kept in text files beside the tests.
  *
  *  A story is `NAME.txt` in the folder KV_STORIES, which the test's CMakeLists.txt defines; it has
- * one text a line. With KV_RENEW_STORIES=1 in the environment the files are written anew, and each
- * test that compares one fails, so that nothing passes by being renewed: look at what changed, and
- * run the tests again without it. */
+ *  one text per line. With KV_RENEW_STORIES=1 in the environment the files are written anew, and
+ *  each test that compares one fails, so that no test passes just because its story was renewed:
+ *  check the changes, and run the tests again without the variable. */
 #pragma once
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-/** kvgrab killed at any moment: what is on the disk is whole, and the next start cleans up. The
- *  environment variable KVGRAB_KILLS says how many times it is killed. */
+/** Kills kvgrab at random moments: the files on the disk are whole, and the next start cleans up.
+ *  The environment variable KVGRAB_KILLS gives the number of kills. */
 #include "tests/system/png_file.h"
 #include "tests/system/program.h"
 
@@ -26,7 +26,7 @@ constexpr const char* kCamera =
     "values = { AcquisitionFrameRate = 400, ExposureTime = 500 }\n";
 
 /** Pictures that may be written while an earlier one is not yet in the index: 8 wait, 2 are
- * written, unless configured otherwise. */
+ *  written, unless configured otherwise. */
 constexpr std::size_t kSlots = 10;
 
 /** Names of the pictures, all of which are whole. */

@@ -3,15 +3,15 @@
  *
  *    # ...           nothing
  *    file NAME       writes a file; its lines follow, indented by four blanks
- *    start COMMAND   starts a program, which runs until the test ends; what follows is about it
- *    about NUMBER    what follows is about the first, second, ... program that was started
- *    see TEXT        waits until it says so, after what was seen before
- *    never REGEX     it did not say so, up to now
- *    unless TEXT     skips the rest when it says so before its end
+ *    start COMMAND   starts a program, which runs until the test ends; the next lines are about it
+ *    about NUMBER    the next lines are about the first, second, ... program that was started
+ *    see TEXT        waits until it prints TEXT, after the text that was seen before
+ *    never REGEX     it has not printed a match up to now
+ *    unless TEXT     skips the rest if it prints TEXT before it ends
  *    signal NAME     sends it a signal
- *    ends STATUS     waits for its end; 1000 plus the signal that killed it
- *    check COMMAND   runs another command to its end, which must be 0
- *    needs COMMAND   skips the rest when that is not 0
+ *    ends STATUS     waits until it ends with STATUS; 1000 plus the signal if one killed it
+ *    check COMMAND   runs another command, whose exit status must be 0
+ *    needs COMMAND   skips the rest if the exit status of COMMAND is not 0
  *
  *  Commands are the shell's; the variables that they use are set below. */
 #include "tests/system/program.h"

@@ -20,8 +20,8 @@ constexpr const char* kDeviceVersion = "1.00";
 constexpr std::uint16_t kControlPort = 3956; // of GigE Vision
 constexpr double kUsPerS = 1e6;
 
-/** The library's camera shares its port with whoever wants it, and then each has half of the
- *  clients' questions. */
+/** The library's camera lets other programs share its port; each of them would then get only some
+ *  of the clients' requests. */
 void RequireFree(const std::string& address)
 {
     UdpSocket().Bind(EndpointOf(address, kControlPort));
@@ -56,7 +56,7 @@ Camera::Camera(const Settings& settings)
     registers_.PutText(kModel, kTextBytes, settings.model);
     registers_.PutText(kVersion, kTextBytes, kDeviceVersion);
     registers_.PutText(kSerial, kSerialBytes, settings.serial);
-    // Locally administered, another one for each serial.
+    // Locally administered addresses, different for each serial.
     registers_.Put(kMacHigh, 0x024B);
     registers_.Put(kMacLow, static_cast<std::uint32_t>(std::hash<std::string>()(settings.serial)));
     registers_.PowerUp();
@@ -88,15 +88,15 @@ std::chrono::milliseconds Camera::Tend()
     return kWhileStreaming;
 }
 
-/** The library's camera waits 100 ms too long whenever it looks at the clock just after a frame was
- *  due. Any datagram ends its wait; an empty one has no other effect. */
+/** The library's camera waits 100 ms too long if it checks the clock just after a frame was due.
+ *  Any datagram ends its wait; an empty one has no other effect. */
 void Camera::Nudge() const
 {
-    // A full queue, or no answer from a camera that goes: the next one comes in a millisecond.
+    // A failure (full queue, camera shutting down) doesn't matter: the next one is sent in 1 ms.
     [[maybe_unused]] const ssize_t sent = send(nudger_.Handle(), nullptr, 0, 0);
 }
 
-/** The library paces by a period; clients set a rate, to which the exposure has a say. */
+/** The library needs a frame period, but clients set a rate, which the exposure time limits. */
 void Camera::SetPace()
 {
     const double exposureUs = registers_.GetDouble(kExposure);
@@ -110,7 +110,7 @@ void Camera::SetPace()
     }
 }
 
-/** The housing breathes around its temperature, over ten minutes. */
+/** Makes the temperature swing around its mean, within ten minutes. */
 void Camera::Warm()
 {
     constexpr double kMean = 41.5; // degrees Celsius
@@ -130,8 +130,8 @@ void Camera::Fill(ArvBuffer* buffer, void* self, guint32, guint32, ArvPixelForma
     static_cast<Camera*>(self)->FillFrame(buffer);
 }
 
-/** The thread that calls this serves the clients as well, so no start or stop comes between the
- *  looks at the register. */
+/** The thread that calls this also serves the clients, so no start or stop can come between reading
+ *  and writing the register. */
 void Camera::TakeUpStart()
 {
     if (registers_.Get(kAcquisition) != kStarting) {
@@ -139,13 +139,13 @@ void Camera::TakeUpStart()
     }
     frameNumber_ = 0;
     sendsChunks_ = settings_.chunks && registers_.Get(kChunkModeActive) != 0;
-    // Frames with chunks are ours to send: the library's camera loses its own.
+    // Frames with chunks are sent by ChunkSender; the library's camera then drops all its packets.
     g_object_set(camera_.get(), "gvsp-lost-ratio", sendsChunks_ ? 1.0 : settings_.lostRatio,
                  nullptr);
     registers_.Put(kAcquisition, kRunning);
 }
 
-/** Counts from 1 with each start. */
+/** Frame numbers count from 1 after each start. */
 std::uint32_t Camera::NextNumber()
 {
     ++frameNumber_;
@@ -163,7 +163,7 @@ void Camera::FillFrame(ArvBuffer* buffer)
     const FrameNotes notes{NextNumber(), static_cast<std::uint64_t>(time.count())};
     arv_buffer_set_frame_id(buffer, FrameIdOf(notes.number));
     arv_buffer_set_timestamp(buffer, notes.ticks);
-    std::size_t received = 0; // nothing in a buffer that is going to be sent
+    std::size_t received = 0; // 0 in a buffer that is going to be sent
     const void* const bytes = arv_buffer_get_data(buffer, &received);
     const std::span image(
         static_cast<std::uint8_t*>(const_cast<void*>(bytes)),

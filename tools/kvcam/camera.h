@@ -1,4 +1,4 @@
-/** A GigE Vision camera, built on the network library's own. */
+/** A GigE Vision camera, built on the camera of the network library. */
 #pragma once
 
 #include "tools/kvcam/chunk_sender.h"
@@ -22,25 +22,25 @@ struct Settings {
     std::string model = "Loopback";
     std::string serial = "KV000001";
     std::string features;    ///< path of the feature file
-    double lostRatio = 0;    ///< of the packets, 0 to 1
-    unsigned skipFrames = 0; ///< each frame with a number that this divides never comes; 0: none
-    bool chunks = false;     ///< sends chunk data once a client switches them on
+    double lostRatio = 0;    ///< share of packets that get lost, 0 to 1
+    unsigned skipFrames = 0; ///< frames whose number this divides are not sent; 0: none
+    bool chunks = false;     ///< sends chunk data once a client switches it on
 };
 
-/** On the network for the life of this object.
+/** A camera that is on the network for the life of this object.
  *
- *  Threads: the library's own serves the clients and sends the frames; Tend belongs to one other.
- */
+ *  Threads: the library's thread serves the clients and sends the frames; Tend is called on one
+ *  other thread. */
 class Camera
 {
 public:
-    /** Raises std::runtime_error with a sentence when it can't be there. */
+    /** Raises std::runtime_error, whose text is a sentence, when the camera can't be made. */
     explicit Camera(const Settings& settings);
     ~Camera();
     Camera(const Camera&) = delete;
     Camera& operator=(const Camera&) = delete;
 
-    /** What has to be done from time to time. Returns how long it may be until the next time. */
+    /** Does the work that is due from time to time. Returns when to call it again at the latest. */
     std::chrono::milliseconds Tend();
 
 private:
@@ -60,12 +60,12 @@ private:
     const Settings settings_;
     std::unique_ptr<ArvGvFakeCamera, Unref> camera_;
     Registers registers_;
-    // Of the library's thread.
+    // Library's thread only.
     Picture picture_;
     ChunkSender chunkSender_;
     bool sendsChunks_ = false;
     std::uint32_t frameNumber_ = 0;
-    // Of the other.
+    // The other thread only.
     std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
     std::chrono::steady_clock::time_point nextWarming_ = begin_;
     UdpSocket nudger_;

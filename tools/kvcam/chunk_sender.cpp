@@ -16,7 +16,7 @@ namespace
 constexpr std::uint32_t kChunkPayload = 4;
 constexpr std::uint32_t kPacketOverhead = 36; // IP, UDP and GVSP headers, bytes
 constexpr std::uint32_t kImageChunk = 0x0F;
-constexpr std::uint32_t kFirstChunk = 0x10; // then in the order of ChunkSelector
+constexpr std::uint32_t kFirstChunk = 0x10; // the others follow in the order of ChunkSelector
 constexpr std::uint32_t kByteBits = 8;
 
 template <std::size_t Bytes> std::array<std::uint8_t, Bytes> BigEndian(std::uint64_t value)
@@ -77,7 +77,8 @@ void ChunkSender::SendPacket(std::uint32_t frameId, Content content,
     if (std::uniform_real_distribution<>()(random_) < lostRatio_) {
         return;
     }
-    auto header = BigEndian<8>(std::uint64_t{frameId} << 32 | kind); // a status of 0 in front
+    auto header =
+        BigEndian<8>(std::uint64_t{frameId} << 32 | kind); // the first two bytes: status 0
     iovec parts[] = {{header.data(), header.size()},
                      {const_cast<std::uint8_t*>(bytes.data()), bytes.size()}};
     msghdr message{};

@@ -1,7 +1,7 @@
-/** Frames with chunk data, which the library's camera can't send: GigE Vision payload type 4.
+/** Sends frames with chunk data (GigE Vision payload type 4), which the library's camera can't.
  *
- *  The image and each value are followed by a trailer of their own: id and length, 4 bytes each, as
- *  everything big endian. kvcam.xml has a port for each id. */
+ *  The image and each value are followed by a trailer of id and length, 4 bytes each. All numbers
+ *  are big endian. kvcam.xml has a port for each id. */
 #pragma once
 
 #include "tools/kvcam/registers.h"
@@ -16,20 +16,20 @@
 namespace kvcam
 {
 
-/** What a frame says of itself. */
+/** The values in the chunk data of a frame. */
 struct FrameNotes {
     std::uint32_t number = 0; ///< from 1 with each start
     std::uint64_t ticks = 0;
 };
 
-/** For one thread: the one that sends frames. */
+/** Used only by the thread that sends frames. */
 class ChunkSender
 {
 public:
-    /** From this address; so many of the packets get lost. */
+    /** Sends from this address; `lostRatio` is the share of packets that get lost. */
     ChunkSender(const std::string& address, double lostRatio);
 
-    /** Image and the chunks that are switched on, to the client that the registers name. */
+    /** Sends the image and the enabled chunks to the client whose address is in the registers. */
     void Send(const Registers& registers, const FrameNotes& notes,
               std::span<const std::uint8_t> image);
 

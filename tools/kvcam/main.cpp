@@ -1,4 +1,4 @@
-/** kvcam: a GigE Vision camera on loopback, for trying a driver on the wire. See README.md. */
+/** kvcam: a GigE Vision camera on loopback, to try a driver on the network. See README.md. */
 #include "tools/kvcam/camera.h"
 #include "tools/kvcam/options.h"
 
@@ -16,7 +16,7 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-/** Blocked before any thread starts, so that only the wait below sees them. */
+/** Blocks INT and TERM before any thread starts, so that only the wait below receives them. */
 sigset_t BlockEnds()
 {
     sigset_t ends;

@@ -12,7 +12,7 @@ namespace
 
 constexpr const char* kFeatureFile = "kvcam.xml";
 
-/** Beside the program, or where the installed tree has it. */
+/** The feature file beside the program, or in its place in an installation. */
 std::string OwnFeatureFile()
 {
     std::error_code ignored;

@@ -12,11 +12,12 @@ namespace kvcam
 
 struct Options {
     Settings camera;
-    std::string readyFile;                                 ///< empty: none
-    std::optional<std::chrono::duration<double>> duration; ///< none: until a signal comes
+    std::string readyFile;                                 ///< empty: no file
+    std::optional<std::chrono::duration<double>> duration; ///< empty: until a signal comes
 };
 
-/** Nothing: the program ends with `*exitCode`; what there was to say was said. */
+/** Returns nothing when the program must end with `*exitCode`; the reason or help has been printed.
+ */
 std::optional<Options> ReadOptions(int argc, char** argv, int* exitCode);
 
 } // namespace kvcam

@@ -11,7 +11,7 @@ void Picture::Paint(const Registers& registers, std::uint32_t frameNumber,
     sim::PictureJob job;
     job.sensorWidth = registers.Get(kSensorWidth);
     job.sensorHeight = registers.Get(kSensorHeight);
-    // A client may write any number into a register; the painter wants a region of the sensor.
+    // A client may write any number into a register, but the region must lie on the sensor.
     job.width = std::clamp(registers.Get(kWidth), 1U, job.sensorWidth);
     job.height = std::clamp(registers.Get(kHeight), 1U, job.sensorHeight);
     job.offsetX = std::min(registers.Get(kOffsetX), job.sensorWidth - job.width);

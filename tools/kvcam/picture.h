@@ -1,5 +1,5 @@
-/** What the camera sees: the simulated camera's moving pattern with the frame's number, in the
- *  region, format and brightness that the registers ask for. */
+/** Paints the frames: the simulated camera's moving pattern with the frame number, in the region,
+ *  format and brightness that the registers ask for. */
 #pragma once
 
 #include "sim/picture/scene.h"
@@ -11,7 +11,7 @@
 namespace kvcam
 {
 
-/** For one thread: the one that sends frames. */
+/** Used only by the thread that sends frames. */
 class Picture
 {
 public:

@@ -25,7 +25,7 @@ struct Fraction {
     double value;
 };
 
-// What is not 0, in the order of kvcam.xml.
+// The registers that are not 0 at power-up, in the order of kvcam.xml.
 constexpr Number kNumbers[] = {
     {kTickFrequencyLow, kTickFrequency},
     {kSensorWidth, 1920},

@@ -1,5 +1,5 @@
-/** The camera's memory: the registers behind the features of kvcam.xml, and what they hold at
- *  power-up. Numbers are big endian, as GigE Vision has them. */
+/** The camera's memory: the registers behind the features of kvcam.xml, and their values at
+ *  power-up. Numbers are big endian, as in GigE Vision. */
 #pragma once
 
 #include <arv.h>
@@ -10,11 +10,12 @@
 namespace kvcam
 {
 
-/** Bootstrap registers of GigE Vision and those that the network library's camera streams by. */
+/** Bootstrap registers of GigE Vision, and the registers that the library's camera uses to stream.
+ */
 enum StreamRegister : std::uint32_t {
     kMacHigh = 0x0008,
     kMacLow = 0x000C,
-    kManufacturer = 0x0048, ///< texts: bytes below
+    kManufacturer = 0x0048, ///< text, as the next ones; sizes are below
     kModel = 0x0068,
     kVersion = 0x0088,
     kSerial = 0x00D8,
@@ -37,13 +38,13 @@ enum StreamRegister : std::uint32_t {
 constexpr std::uint32_t kTextBytes = 32;
 constexpr std::uint32_t kSerialBytes = 16;
 
-/** Registers of ours that the program looks at. F: 8 bytes, a double. */
+/** Registers of kvcam's own that the program reads. F: 8 bytes, a double. */
 enum FeatureRegister : std::uint32_t {
     kReverseX = 0x2010,
     kReverseY = 0x2014,
     kChunkModeActive = 0x2060,
-    kChunksSent = 0x2094,  ///< 1: a camera that sends chunks once they are switched on
-    kFrameRate = 0x2100,   ///< F, the rate asked for
+    kChunksSent = 0x2094,  ///< 1: the camera can send chunks once they are switched on
+    kFrameRate = 0x2100,   ///< F, the requested rate
     kExposure = 0x2108,    ///< F, us
     kTemperature = 0x2800, ///< F for each selector, degrees Celsius
     kGain = 0x2810,        ///< F for each selector, factors
@@ -53,24 +54,24 @@ enum FeatureRegister : std::uint32_t {
 constexpr std::uint32_t kDoubleBytes = 8;
 constexpr std::uint32_t kNumberBytes = 4;
 
-/** What stands in kAcquisition. Everything but 0 is a running acquisition to the library. */
+/** Values of kAcquisition. For the library, all but 0 mean a running acquisition. */
 enum Acquisition : std::uint32_t {
     kStopped = 0,
-    kStarting = 1, ///< a client's AcquisitionStart; no frame has gone yet
+    kStarting = 1, ///< after a client's AcquisitionStart; no frame has been sent yet
     kRunning = 2
 };
 
 enum AcquisitionMode : std::uint32_t { kContinuous = 1, kSingleFrame = 2 };
 
-/** A frame's number on the wire: 16 bits, and 0 is none. */
+/** A frame's number on the network: 16 bits, without 0. */
 constexpr std::uint32_t FrameIdOf(std::uint32_t number)
 {
     constexpr std::uint32_t kIds = 0xFFFF;
     return (number - 1) % kIds + 1;
 }
 
-/** Typed access. The library's camera serves the same memory to its clients from its own thread;
- *  each register is read or written whole. */
+/** Typed access to the registers. The library's camera serves the same memory to its clients on its
+ *  own thread; each register is read or written as a whole. */
 class Registers
 {
 public:
@@ -80,10 +81,10 @@ public:
     void Put(std::uint32_t address, std::uint32_t value);
     double GetDouble(std::uint32_t address) const;
     void PutDouble(std::uint32_t address, double value);
-    /** Cut to what fits with its end; the rest of the field is zero. */
+    /** Cuts the text so that it fits with its terminating zero; the rest of the field is zero. */
     void PutText(std::uint32_t address, std::uint32_t bytes, const std::string& text);
 
-    /** Every feature as it is when a camera was switched on. */
+    /** Sets every feature to its value at power-up. */
     void PowerUp();
 
 private:

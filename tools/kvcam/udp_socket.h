@@ -1,4 +1,4 @@
-/** A UDP socket and the end of it. */
+/** A UDP socket, closed by its destructor. */
 #pragma once
 
 #include <netinet/in.h>
@@ -13,7 +13,7 @@ sockaddr_in EndpointOf(const std::string& address, std::uint16_t port);
 class UdpSocket
 {
 public:
-    /** Never blocks. Raises std::runtime_error when there is none. */
+    /** Makes a non-blocking socket. Raises std::runtime_error when that fails. */
     UdpSocket();
     ~UdpSocket();
     UdpSocket(const UdpSocket&) = delete;

@@ -10,11 +10,11 @@ namespace
 {
 
 constexpr double kLargestStep = 0.6931471805599453; // factor 2
-constexpr double kShare = 0.8;                      // of what is missing, done at each frame
-constexpr double kGoodEnough = 0.01;                // error that is left alone
-constexpr double kDarkest = 0.5;                    // mean of a picture that tells nothing
+constexpr double kShare = 0.8;       // part of the error that is corrected with each frame
+constexpr double kGoodEnough = 0.01; // errors below this are not corrected
+constexpr double kDarkest = 0.5;     // darker means count as this: the logarithm needs a floor
 
-/** In this order a NaN becomes the lower limit. */
+/** The order of the comparisons turns a NaN into the lower limit. */
 double Within(double value, double min, double max)
 {
     return std::max(std::min(min, max), std::min(max, std::max(min, value)));
@@ -31,8 +31,8 @@ double AutoBrightness::Step(double target, double mean, double strength)
 {
     const double brightness = std::log(std::max(kDarkest, mean));
     const double error = std::log(std::max(kDarkest, target)) - brightness;
-    constexpr double kMoved = 0.1;    // a smaller step tells less than the scene's own movement
-    constexpr double kWeakest = 0.35; // answers that are believed
+    constexpr double kMoved = 0.1;    // the answer to a smaller step drowns in the scene's changes
+    constexpr double kWeakest = 0.35; // bounds of a plausible answer
     constexpr double kWeakestDown = 0.5;
     constexpr double kStrongest = 4;
     if (known_) {
@@ -50,8 +50,8 @@ double AutoBrightness::Step(double target, double mean, double strength)
     if (std::abs(error) < kGoodEnough) {
         return 0;
     }
-    // Clipped highlights hardly answer, but do once the picture gets darker: not to be believed
-    // then.
+    // Clipped highlights hardly answer until the picture gets darker, so a weak answer must not
+    // cause a large step downwards.
     const double answer = error < 0 ? std::max(answer_, kWeakestDown) : answer_;
     return std::clamp(kShare * caution_ * error / answer, -kLargestStep, kLargestStep);
 }
@@ -71,7 +71,8 @@ AutoBrightness::Setting AutoBrightness::Next(const AutoBrightnessInput& now)
     const double product = exposure * gain * factor;
     const auto share = [product](const AutoControl& first, double start, const AutoControl& second,
                                  double* secondValue) {
-        // The first takes what it can, the second is left at its lower limit, but step by step.
+        // The first takes as much of the product as it can while the second goes down to its lower
+        // limit, both by limited steps.
         const double wanted = product / std::min(second.min, second.max);
         const double near = std::clamp(wanted, start / 2, start * 2);
         const double value = Within(near, first.min, first.max);

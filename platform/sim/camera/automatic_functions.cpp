@@ -10,7 +10,7 @@ namespace sim
 namespace
 {
 
-/** Between the limits that the user gives and those of the feature itself. */
+/** A setting with the tighter ones of the user's limits and the feature's own. */
 AutoControl Control(double value, const genapi::FloatNode& feature, const genapi::FloatNode& lowest,
                     const genapi::FloatNode& highest, bool automatic)
 {
@@ -45,7 +45,7 @@ void AutomaticFunctions::BeforeExposure(std::int64_t startNs, PictureJob* job)
     const double grey = levels.light[reference] * balance.ratio->At(reference);
     for (std::size_t channel = 0; channel < kChannels; ++channel) {
         const double light = levels.light[channel];
-        if (channel == reference || !(grey > 0) || !(light > 0)) { // darkness has no colour
+        if (channel == reference || !(grey > 0) || !(light > 0)) { // no light: no ratio
             continue;
         }
         const double ratio = std::clamp(grey / light, balance.ratio->Min(), balance.ratio->Max());

@@ -1,10 +1,10 @@
-/** The camera's automatic functions: they look at the pictures and write the camera's settings.
+/** The camera's automatic functions, which measure the pictures and adjust the camera's settings.
  *
- *  White balance sets the ratios of the channels beside the reference so that the picture's mean
- *  light comes out grey: with the first frame after it was asked for, then once in each period.
- *  Brightness sets exposure time and gain for the frame that follows.
+ *  White balance sets the ratios of all channels but the reference so that the picture's mean light
+ *  is grey: with the first frame after it is switched on, then once per period. Automatic
+ *  brightness sets exposure time and gain of the next frame.
  *
- *  Threads: under the camera's lock. Nothing is measured while they are off; nothing allocates. */
+ *  Threads: under the camera's lock. Nothing is measured while both are off; nothing allocates. */
 #pragma once
 
 #include "sim/camera/auto_brightness.h"
@@ -20,16 +20,17 @@ namespace sim
 class AutomaticFunctions
 {
 public:
-    /** Features and scene belong to the camera. `driftPpm`: how fast its clock runs. */
+    /** Features and scene belong to the camera. `driftPpm` is the drift of its clock. */
     AutomaticFunctions(CameraFeatures& features, Scene& scene, double driftPpm)
         : features_(features), scene_(scene), driftPpm_(driftPpm)
     {
     }
 
-    /** White balance, before the frame of `job` starts at `startNs` of the clock: it may change the
-     *  ratios, in the features and in the job. */
+    /** Runs the white balance before the frame of `job` starts, at `startNs` on the clock. It may
+     *  change the ratios, in the features and in the job. */
     void BeforeExposure(std::int64_t startNs, PictureJob* job);
-    /** Brightness, once the frame of `job` is taken: it may change exposure time and gain. */
+    /** Runs the automatic brightness once the frame of `job` has been exposed. It may change
+     *  exposure time and gain. */
     void AfterExposure(const PictureJob& job);
 
 private:
@@ -39,7 +40,7 @@ private:
     Scene& scene_;
     double driftPpm_;
     AutoBrightness brightness_;
-    std::uint64_t balancesAsked_ = 0; // those that were answered
+    std::uint64_t balancesAsked_ = 0; // value of `asked` at the last run
     std::int64_t balancedNs_ = 0;
 };
 

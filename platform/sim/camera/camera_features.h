@@ -1,10 +1,9 @@
-/** The features of a simulated camera: its nodes, its settings, and what depends on what.
+/** The features of a simulated camera: its nodes, its settings, and how they depend on each other.
  *
- *  Every feature exists in the camera whatever the set-up hides or mistypes: hidden ones keep
- *  working inside, as the width of a camera that does not tell it. The node map shows what the
- *  set-up leaves.
+ *  The camera always has every feature, even those that the set-up hides or mistypes: a camera that
+ *  lacks the feature Width still has a width. The node map shows only what the set-up leaves.
  *
- *  Threads: under the camera's lock, but for the node map, which nobody changes once it is built.
+ *  Threads: under the camera's lock, except for the node map, which never changes once it is built.
  */
 #pragma once
 
@@ -22,7 +21,7 @@
 namespace sim
 {
 
-/** How a sample becomes brighter or darker on its way into the picture. */
+/** The look-up table and gamma, which make samples brighter or darker. */
 struct ToneFeatures {
     static constexpr std::size_t kMostEntries = 4096;
 
@@ -30,11 +29,11 @@ struct ToneFeatures {
     genapi::EnumerationNode* type = nullptr;
     genapi::EnumerationNode* size = nullptr; ///< its value: bits of an entry
     genapi::IntegerNode* entries = nullptr;  ///< kMostEntries cells for each channel
-    std::size_t channels = 1;                ///< tables: 1, or one per colour
+    std::size_t channels = 1;                ///< number of tables: 1, or one per colour
     genapi::FloatNode* gamma = nullptr;
     std::uint64_t revision = 0; ///< counts the writes to any of these
 
-    /** A table whose entries are narrower than the pixels of a format passes them by. */
+    /** A table doesn't act on formats whose pixels have more bits than its entries. */
     bool ActsOn(std::int64_t pixelBits) const
     {
         return type->Symbolic() != "UserDefined" || size->Value() >= pixelBits;
@@ -53,11 +52,11 @@ struct WhiteBalanceFeatures {
 struct LineFeatures {
     genapi::EnumerationNode* source = nullptr;
     genapi::BooleanNode* inverter = nullptr;
-    genapi::IntegerNode* delay = nullptr; ///< us, as the duration
+    genapi::IntegerNode* delay = nullptr; ///< us, like the duration
     genapi::IntegerNode* duration = nullptr;
 };
 struct BrightnessFeatures {
-    genapi::EnumerationNode* mode = nullptr; ///< null: the selectors alone decide
+    genapi::EnumerationNode* mode = nullptr; ///< null: no mode, the selectors decide
     genapi::EnumerationNode* sequence = nullptr;
     genapi::IntegerNode* target = nullptr;
     genapi::EnumerationNode* exposureAuto = nullptr;
@@ -79,7 +78,7 @@ private:
     }
 };
 
-/** What the features ask of their camera. */
+/** What the features need to know about their camera. */
 struct CameraState {
     std::function<bool()> streaming;
     std::function<std::int64_t()> nowNs;
@@ -91,7 +90,7 @@ public:
     CameraFeatures(const CameraSetup& setup, genapi::AccessHook& hook, CameraState state);
 
     genapi::NodeMap& Map() { return map_; }
-    /** A feature that the camera shows; null otherwise. */
+    /** The feature of this name, if the camera shows it; null otherwise. */
     genapi::Feature* Shown(std::string_view name);
 
     genapi::IntegerNode* width = nullptr;
@@ -105,14 +104,14 @@ public:
     genapi::FloatNode* frameRate = nullptr;
     genapi::FloatNode* gain = nullptr; ///< cell 0: sensor, cell 1: digital
     ToneFeatures tone;
-    WhiteBalanceFeatures whiteBalance; ///< its nodes are null in a camera without colours
+    WhiteBalanceFeatures whiteBalance; ///< its nodes are null in a monochrome camera
     LineFeatures lines;
     BrightnessFeatures brightness;
     genapi::BooleanNode* chunkMode = nullptr;
     genapi::BooleanNode* chunkEnable = nullptr; ///< one cell per chunk, in the order of chunks.h
 
-    /** Width, height and offsets as frames have them: inside the sensor, whatever a script stored.
-     */
+    /** Width, height and offsets of the next frame: always inside the sensor, whatever values a
+     *  script stored. */
     struct Region {
         std::uint32_t width;
         std::uint32_t height;
@@ -122,7 +121,7 @@ public:
     Region FrameRegion() const;
     std::uint64_t PixelBytes() const;
     std::uint64_t PayloadBytes() const;
-    /** Bit n: chunk n of chunks.h goes with each frame. 0 while chunk mode is off. */
+    /** Bit n: each frame carries chunk n of chunks.h. 0 while chunk mode is off. */
     unsigned ChunksOn() const;
     FrameCost Cost() const;
 

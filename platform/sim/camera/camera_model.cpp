@@ -13,7 +13,7 @@ namespace sim
 namespace
 {
 
-/** Set-ups come from programs and files: what no camera could have is clamped to what one can. */
+/** Set-ups come from programs and files, so values that no camera could have are clamped. */
 CameraSetup Clamped(CameraSetup setup)
 {
     constexpr std::uint32_t kLargestSensor = 65536;

@@ -1,8 +1,8 @@
-/** One camera of the simulated network. It lives as long as the network keeps it or somebody holds
- *  it open, and keeps its settings and its tick counter from session to session.
+/** One camera of the simulated network. It lives as long as it is on the network or a client has it
+ *  open, and keeps its settings and its tick counter from session to session.
  *
- *  Threads: one recursive lock (Lock) around each access and call. Presence, Serial and the claim
- *  of control need none. */
+ *  Threads: one recursive lock (Lock) around each access and call. Presence, Serial and taking
+ *  control don't need it. */
 #pragma once
 
 #include "genapi/access_hook.h"
@@ -25,7 +25,7 @@ namespace sim
 class CameraModel : public genapi::AccessHook, public injection::Effects
 {
 public:
-    /** `image` is what the camera looks at; null: a test pattern. */
+    /** `image` is the scene in front of the camera; null: a test pattern. */
     CameraModel(CameraSetup setup, const NetworkClock& clock,
                 std::shared_ptr<const LightImage> image = nullptr);
     ~CameraModel() override;
@@ -34,11 +34,11 @@ public:
     const NetworkClock& Time() const { return clock_; }
     GEV_DEVICE_INFO Info() const;
 
-    // Beside the lock.
+    // Without the lock.
     bool IsPresent() const { return presence_.At(clock_.NowNs()); }
     void Detach(std::int64_t fromNs, std::int64_t forNs);
     void SetAttached(bool attached);
-    /** Takes back what was scripted for a time to come. */
+    /** Cancels all scripted events that lie in the future. */
     void ForgetScripted();
     /** False: another client has control. */
     bool TakeControl() { return !controlled_.exchange(true); }
@@ -58,9 +58,9 @@ public:
     void Enter() override;
     void InjectFaults(injection::AccessKind kind, const char* feature) override;
 
-    // injection::Effects, for faults on this camera's nodes. Under the lock.
+    // injection::Effects, for faults on this camera's node accesses. Under the lock.
     void SleepNs(std::int64_t ns) override { clock_.SleepNs(ns); }
-    /** Raises TimeoutException, as the access does that it happens in. */
+    /** Raises TimeoutException, because the node access that triggers it fails. */
     void DetachCamera(const char* serial, std::int64_t forNs) override;
 
 private:
@@ -70,7 +70,7 @@ private:
     Presence presence_;
     TickCounter ticks_;
     std::atomic<bool> controlled_{false};
-    CameraFeatures features_; // asks the stream whether frames flow, but only once it stands
+    CameraFeatures features_; // asks stream_, constructed later, whether frames flow
     OutputLines lines_;
     Stream stream_;
 };

@@ -130,8 +130,8 @@ genapi::Feature* CameraFeatures::Shown(std::string_view name)
     return found == shown_.end() ? nullptr : *found;
 }
 
-/** Puts into the map what the set-up leaves: a mistyped feature has a stand-in of the other kind,
- *  which moves nothing in the camera. */
+/** Fills the node map with the features that the set-up leaves. A mistyped feature is replaced by a
+ *  node of the wrong type, which has no effect on the camera. */
 void CameraFeatures::Publish()
 {
     for (const auto& feature : owned_) {
@@ -223,7 +223,7 @@ unsigned CameraFeatures::ChunksOn() const
 
 FrameCost CameraFeatures::Cost() const
 {
-    // In this order a NaN that a script stored counts as the shortest exposure.
+    // The order of the comparisons turns a NaN that a script stored into the shortest exposure.
     const double exposureUs = std::min(1e9, std::max(0.0, exposureTime->Value()));
     return CostOfFrame(exposureUs, FrameRegion().height, PayloadBytes(),
                        setup_.linkMBytesPerSecond);

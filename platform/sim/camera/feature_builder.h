@@ -38,7 +38,7 @@ private:
     void Device();
 
     struct EntryList {
-        std::string_view first; ///< in force at power-up
+        std::string_view first; ///< selected at power-up
         std::vector<std::pair<std::string, std::int64_t>> entries;
         std::function<bool(std::int64_t)> refuses = nullptr;
     };
@@ -50,10 +50,11 @@ private:
         std::int64_t sensor;
         std::int64_t step;
     };
-    /** `size` and `offset` are set, and asked later: they are members of the features. */
+    /** Sets `size` and `offset`. Both are read again later, so they must be members of the
+     *  features. */
     void AddAxis(const Axis& axis, Integer*& size, Integer*& offset);
 
-    /** Entries by name, numbered from 0; the first one is in force. */
+    /** Entries with these names, numbered from 0; the first one is selected at power-up. */
     static EntryList Names(std::initializer_list<const char*> names);
 
     Integer* AddInteger(genapi::NodeSpec spec, Integer::Limits limits, std::int64_t value,
@@ -64,11 +65,12 @@ private:
     Enumeration* AddEnumeration(genapi::NodeSpec spec, EntryList list);
 
     bool IsColor() const { return setup_.model == Model::Color; }
-    /** False: the set-up hides or mistypes the feature. */
+    /** False when the set-up hides or mistypes the feature. */
     bool ShowsAsItIs(const std::string& name) const;
-    /** Fixed while frames flow. */
+    /** An access mode that is read-only while frames flow. */
     std::function<genapi::EAccessMode()> WhileStopped() const;
-    /** Of a set-up that locks it: fixed while frames flow and `regulated` says so. */
+    /** An access mode that is read-only while frames flow and `regulated` returns true, if the
+     *  set-up has lockRegulated. */
     std::function<genapi::EAccessMode()> UnlessLocked(std::function<bool()> regulated) const;
     template <class Node> Node* Keep(std::unique_ptr<Node> node);
 

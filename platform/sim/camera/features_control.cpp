@@ -1,5 +1,5 @@
-/** Automatic functions, tone, colour, output lines and the device itself: settings that a frame
- *  does not consist of. */
+/** Builds the features for automatic functions, tone, colour, output lines and the device itself.
+ */
 #include "sim/camera/feature_builder.h"
 #include "sim/picture/picture_job.h"
 
@@ -15,7 +15,8 @@ namespace
 constexpr auto kMostLutEntries = static_cast<std::int64_t>(ToneFeatures::kMostEntries);
 constexpr std::int64_t kLongestPulseUs = 2'000'000;
 
-/** The housing breathes: degrees Celsius around the configured temperature, over ten minutes. */
+/** The housing's temperature swings around the configured one within ten minutes: the difference
+ *  in degrees Celsius. */
 double TemperatureDrift(std::int64_t ns)
 {
     constexpr double kPeriodNs = 600e9;
@@ -46,8 +47,8 @@ void FeatureBuilder::AutoBrightness()
     brightness.gainMax = AddFloat({.name = "gainAutoMaxValue"}, {.min = 1, .max = 8}, 8);
 }
 
-/** One table of 2^n entries of n bits per channel, as lutSize says. At power-up each entry maps to
- *  itself. */
+/** One table per channel: 2^n entries of n bits, where lutSize gives n. At power-up it is the
+ *  identity. */
 void FeatureBuilder::Tone()
 {
     ToneFeatures& tone = features_.tone;

@@ -1,4 +1,4 @@
-/** Region, format, acquisition, gain, chunks: what a frame consists of. */
+/** Builds the features that shape a frame: region, format, acquisition, gain, chunks. */
 #include "sim/camera/feature_builder.h"
 #include "sim/picture/pixel_packing.h"
 
@@ -10,8 +10,8 @@ namespace sim
 namespace
 {
 
-// Steps and smallest size of the region. Four pixels keep every format at whole bytes per line and
-// both colour patterns in phase.
+// Step and smallest size of the region. With four pixels every format has whole bytes per line, and
+// both colour patterns stay in phase.
 constexpr std::int64_t kStepX = 4;
 constexpr std::int64_t kStepY = 2;
 constexpr std::int64_t kSmallest = 16;
@@ -23,7 +23,8 @@ constexpr double kUsualRate = 30;
 
 } // namespace
 
-/** Size and offset limit each other: a region moves by shrinking first and growing last. */
+/** Size and offset limit each other: to move a region, a client shrinks it, moves it, and enlarges
+ *  it again. */
 void FeatureBuilder::AddAxis(const Axis& axis, Integer*& size, Integer*& offset)
 {
     AddInteger({.name = axis.fullName, .unit = "px", .mode = GenApi_3_0::RO},
@@ -72,8 +73,8 @@ void FeatureBuilder::Format()
                [&camera = features_] { return static_cast<std::int64_t>(camera.PayloadBytes()); });
 }
 
-/** The rate that is read is the resulting one: what was asked for, or what exposure, read-out and
- *  link allow when that is less. The rate asked for comes back with a shorter exposure. */
+/** Reading the frame rate gives the resulting rate: the requested one, or less if exposure,
+ *  read-out or link allow only less. A shorter exposure restores the requested rate. */
 void FeatureBuilder::Acquisition()
 {
     CameraFeatures& camera = features_;
@@ -102,8 +103,8 @@ void FeatureBuilder::Gain()
                  {.min = 1, .max = 8}, 1);
 }
 
-/** The monochrome model spells its counter chunk with a small initial, the colour one with a
- *  capital. */
+/** The monochrome model spells the name of its counter chunk with a small initial letter, the
+ *  colour model with a capital one. */
 void FeatureBuilder::ChunkData()
 {
     CameraFeatures& camera = features_;

@@ -7,7 +7,7 @@
 namespace sim
 {
 
-/** The cell of a line that is selected by its name. */
+/** The cell of a line in features whose selector is the line's name. */
 static std::size_t CellOf(int line)
 {
     return static_cast<std::size_t>(line - 1);

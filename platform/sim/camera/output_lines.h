@@ -1,5 +1,5 @@
-/** What the output lines of a simulated camera do: a pulse with each exposure, on the lines that
- *  are told to. Under the camera's lock; allocates nothing while frames flow. */
+/** The output lines of a simulated camera: a pulse with each exposure on the lines that are
+ *  configured for it. Under the camera's lock; allocates nothing while frames flow. */
 #pragma once
 
 #include "sim/camera/camera_features.h"
@@ -20,9 +20,10 @@ public:
 
     explicit OutputLines(const LineFeatures& features) : features_(features) {}
 
-    /** An exposure, on the network's clock; `driftPpm` of the camera's. */
+    /** Records an exposure. Times are on the network's clock; `driftPpm` is the drift of the
+     *  camera's. */
     void Exposed(std::uint64_t frame, std::int64_t startNs, std::int64_t endNs, double driftPpm);
-    /** False: there is no such output line. */
+    /** Fills `*waveform`. False when there is no such output line. */
     bool Describe(int line, LineWaveform* waveform) const;
 
 private:

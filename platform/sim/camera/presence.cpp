@@ -8,7 +8,7 @@ namespace sim
 void Presence::Detach(std::int64_t fromNs, std::int64_t toNs)
 {
     const std::lock_guard lock(mutex_);
-    // What ended a minute ago concerns no frame that is still on its way.
+    // No frame takes a minute to arrive, so absences that ended earlier can be forgotten.
     constexpr std::int64_t kMinuteNs = 60'000'000'000;
     std::erase_if(absences_, [&](const Absence& old) { return old.toNs < fromNs - kMinuteNs; });
     absences_.push_back({fromNs, toNs});
@@ -38,7 +38,7 @@ std::int64_t Presence::WhenBackNs(std::int64_t ns) const
     }
     const std::lock_guard lock(mutex_);
     std::int64_t back = ns;
-    for (bool moved = true; moved;) { // absences may overlap and stand in any order
+    for (bool moved = true; moved;) { // absences may overlap and are not sorted
         moved = false;
         for (const Absence& absence : absences_) {
             if (absence.fromNs <= back && back < absence.toNs) {

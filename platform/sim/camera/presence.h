@@ -1,8 +1,8 @@
-/** When a camera is on the network. Absences may lie in the future (scripted for a point in time)
- *  and are noticed by whoever asks later.
+/** Knows when a camera is on the network. Absences may lie in the future (scripted for a point in
+ *  time); they take effect when somebody asks at a later time.
  *
- *  Threads: any. Its lock is a leaf and held for a few instructions only, so that asking never
- *  waits for a call that is under way. All times are nanoseconds of the camera's clock. */
+ *  Threads: any. Its lock is a leaf and held for a few instructions only, so that a query never
+ *  waits for a camera call in progress. All times are nanoseconds of the camera's clock. */
 #pragma once
 
 #include <atomic>
@@ -19,22 +19,23 @@ class Presence
 public:
     static constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
 
-    /** Absent from `fromNs` on, until `toNs` or an Attach. */
+    /** Makes the camera absent from `fromNs` on, until `toNs` or an Attach. */
     void Detach(std::int64_t fromNs, std::int64_t toNs = kNever);
-    /** Ends the absence that is under way. */
+    /** Ends the present absence. */
     void Attach(std::int64_t nowNs);
-    /** Takes back the absences that have not begun. */
+    /** Cancels the absences that have not begun. */
     void ForgetFuture(std::int64_t nowNs);
 
     bool At(std::int64_t ns) const { return WhenBackNs(ns) == ns; }
-    /** `ns` when the camera is there then, else when it returns; kNever when it does not. */
+    /** Returns `ns` if the camera is present at that time, otherwise the time of its return, or
+     *  kNever if it doesn't return. */
     std::int64_t WhenBackNs(std::int64_t ns) const;
     bool AbsentWithin(std::int64_t fromNs, std::int64_t toNs) const;
 
 private:
     struct Absence {
         std::int64_t fromNs;
-        std::int64_t toNs; // not included
+        std::int64_t toNs; // exclusive
     };
     std::atomic<bool> everAbsent_{false};
     mutable std::mutex mutex_;

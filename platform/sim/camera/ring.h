@@ -1,4 +1,5 @@
-/** A queue that keeps its memory: it allocates only when it holds more than ever before. */
+/** A queue that keeps its memory: it allocates only when it grows beyond its largest size so far.
+ */
 #pragma once
 
 #include <cstddef>

@@ -31,7 +31,7 @@ std::int64_t Sensor::NextStartNs() const
     if (!running_ || framesLeft_ == 0) {
         return kNever;
     }
-    return camera_.Attendance().WhenBackNs(nextStartNs_); // nothing is exposed while it is away
+    return camera_.Attendance().WhenBackNs(nextStartNs_); // an absent camera doesn't expose
 }
 
 void Sensor::Describe(Frame* frame)
@@ -95,7 +95,7 @@ Frame Sensor::Expose()
     return frame;
 }
 
-/** Jumps of the tick counter come before the time stamp is taken. */
+/** Called before the time stamp is taken, so that a jump of the tick counter shows in it. */
 void Sensor::InjectFaults(Frame* frame)
 {
     injection::Record& record = injection::Record::Get();

@@ -1,9 +1,9 @@
-/** The side of the stream that makes frames: when the next exposure starts, what the frame is made
- *  of, and the faults that are injected into it.
+/** The part of the stream that makes frames: it decides when the next exposure starts, collects the
+ *  settings for the frame, and injects faults into it.
  *
- *  A frame takes the settings that are in force when its exposure starts; its time stamp is the
- *  tick counter at that moment. It arrives when exposure, read-out and transfer are over, with the
- *  jitter of the link, never before it is read out and never before the frame ahead of it.
+ *  A frame is taken with the settings at the start of its exposure, and its time stamp is the tick
+ *  counter at that moment. It arrives after exposure, read-out and transfer, with the jitter of the
+ *  link, but never before it is read out and never before the previous frame.
  *
  *  Threads: under the camera's lock. All times are nanoseconds of the clock. */
 #pragma once
@@ -22,7 +22,7 @@ namespace sim
 
 class CameraModel;
 
-/** One frame on its way. */
+/** One frame on its way from the sensor to the host. */
 struct Frame {
     static constexpr std::uint32_t kNoBuffer = 0xFFFFFFFF;
 
@@ -32,7 +32,7 @@ struct Frame {
     ChunkValues values;
     std::uint32_t id = 0;
     std::uint64_t timestamp = 0;
-    std::uint64_t timestampHalves = 0; ///< high and low; differs from timestamp only by a fault
+    std::uint64_t timestampHalves = 0; ///< high and low; differ from timestamp only after a fault
     std::int64_t startNs = 0;
     std::int64_t arrivalNs = 0;
     bool lost = false;
@@ -48,15 +48,15 @@ public:
     static constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
     static constexpr std::uint32_t kForEver = 0xFFFFFFFF;
 
-    /** Both outlive it. */
+    /** Camera and scene must outlive the sensor. */
     Sensor(CameraModel& camera, Scene& scene);
 
     void Start(std::int64_t nowNs, std::uint32_t frames);
     void Stop() { running_ = false; }
     bool IsRunning() const { return running_; }
-    /** kNever when no frame is to come. */
+    /** When the next exposure starts; kNever when no frame will come. */
     std::int64_t NextStartNs() const;
-    /** Starts the next exposure at NextStartNs. */
+    /** Takes the frame whose exposure starts at NextStartNs. */
     Frame Expose();
 
 private:
@@ -72,7 +72,7 @@ private:
     std::int64_t nextStartNs_ = 0;
     std::int64_t lastArrivalNs_ = 0;
     std::uint32_t nextId_ = 1;
-    std::uint64_t exposed_ = 0; // frames since the camera came up
+    std::uint64_t exposed_ = 0; // frames since the camera's power-up
 };
 
 } // namespace sim

@@ -111,7 +111,7 @@ int SimCamera::StartTransfer(std::uint32_t frames)
     return reached == kGevOk ? model_->Frames().Start(frames) : reached;
 }
 
-/** A camera that is away can't be told to stop, but no more frames are taken from it. */
+/** An absent camera can't be told to stop, but no more frames are taken from it. */
 int SimCamera::AbortTransfer()
 {
     const genapi::AccessScope scope(*model_);
@@ -134,7 +134,7 @@ int SimCamera::WaitForNextFrame(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeout
 int SimCamera::ReleaseFrame(_tag_GEVBUF_ENTRY* frame)
 {
     const genapi::AccessScope scope(*model_);
-    Reach(); // what arrived until now found the buffer taken
+    Reach(); // frames up to now arrived while the buffer was taken
     return model_->Frames().Release(frame);
 }
 
@@ -175,6 +175,6 @@ int SimBackend::Open(const GEV_DEVICE_INFO& device, int, std::unique_ptr<gevplat
 
 gevplat::Backend& gevplat::SimulatedBackend()
 {
-    static auto* backend = new sim::SimBackend; // kept for threads that run while the process ends
+    static auto* backend = new sim::SimBackend; // never destroyed: threads may run during exit
     return *backend;
 }

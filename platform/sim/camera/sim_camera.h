@@ -9,8 +9,8 @@
 namespace sim
 {
 
-/** An opened simulated camera: it has control, its transfer and its options; the settings are the
- *  model's. */
+/** An opened simulated camera: it owns the control of the model, the transfer and the options; the
+ *  settings belong to the model. */
 class SimCamera : public gevplat::Camera
 {
 public:
@@ -34,7 +34,7 @@ public:
     GEV_TRANSFER_STATISTICS Statistics() override;
 
 private:
-    /** Brings the camera up to now; kGevTimeout when it is away. Under the lock. */
+    /** Advances the camera to the present time; kGevTimeout when it is absent. Under the lock. */
     int Reach();
 
     std::shared_ptr<CameraModel> model_;
@@ -50,7 +50,7 @@ public:
     int List(std::vector<GEV_DEVICE_INFO>* devices) override;
     int Open(const GEV_DEVICE_INFO& device, int accessMode,
              std::unique_ptr<gevplat::Camera>* camera) override;
-    /** The network stays as it is. */
+    /** Does nothing: the simulated network stays as it is. */
     void Uninitialize() override {}
 };
 

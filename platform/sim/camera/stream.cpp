@@ -14,8 +14,8 @@ namespace
 {
 
 constexpr std::int64_t kNsPerMs = 1'000'000;
-/** A waiting caller looks again this often when no frame is to come: another thread may have
- *  started the transfer, or ended it. */
+/** How often a waiting caller checks the transfer while no frame is expected: another thread may
+ *  have started or ended it. */
 constexpr std::int64_t kLookAgainNs = 10 * kNsPerMs;
 constexpr std::size_t kUsualFramesOnTheWay = 16;
 
@@ -118,7 +118,7 @@ int Stream::Free()
     return kGevOk;
 }
 
-/** Gives the frame a buffer, in turn. False: all are taken. */
+/** Gives the frame the next buffer in turn. False when no buffer is free. */
 bool Stream::Claim(Frame* frame)
 {
     const auto count = static_cast<std::uint32_t>(slots_.size());
@@ -136,7 +136,7 @@ bool Stream::Claim(Frame* frame)
     return false;
 }
 
-/** Writes the picture and its record. A frame that is larger than the buffer is cut there. */
+/** Writes the picture and its record. A frame that is larger than the buffer is cut off. */
 void Stream::Fill(const Frame& frame, Slot* slot)
 {
     const std::uint64_t room = std::min(frame.pixelBytes, bufferSize_);
@@ -183,7 +183,7 @@ void Stream::Arrive(Frame frame)
     const std::uint64_t missing = frame.incomplete ? packets - packets / 2 : 0;
     statistics_.packetsMissing += missing;
     statistics_.packetsReceived += packets - missing;
-    // A frame whose buffer a waiting caller claimed is the oldest one, so it is never held up.
+    // A waiting caller claims a buffer for the oldest frame only, so this limit never delays it.
     const bool held = waiting_.Size() >= framesBuffered_;
     if (held || (frame.buffer == Frame::kNoBuffer && !Claim(&frame))) {
         ++statistics_.underruns;
@@ -248,7 +248,7 @@ int Stream::Release(const _tag_GEVBUF_ENTRY* frame)
     if (!IsInitialized()) {
         return kGevNotReady;
     }
-    // The record is the first member of its slot; a foreign address finds no slot of its own.
+    // The record is the first member of its slot; any other address matches no slot.
     const auto distance =
         reinterpret_cast<std::uintptr_t>(frame) - reinterpret_cast<std::uintptr_t>(slots_.data());
     const std::size_t index = distance / sizeof(Slot);

@@ -1,17 +1,18 @@
 /** The transfer: from exposed frames to the caller's buffers.
  *
- *  There is no thread. Whoever reaches the camera first works off what has happened up to now
- *  (Advance): exposures start, frames arrive; an arriving frame takes a free buffer or is lost.
- *  A waiting caller claims the buffer of the next frame and has it painted while it is still on
- *  its way, so that painting costs no latency, and then sleeps on the clock, without the lock.
+ *  There is no thread. Every call that reaches the camera first processes all events up to the
+ *  present time (Advance): exposures start and frames arrive; an arriving frame takes a free buffer
+ *  or is lost. A waiting caller claims a buffer for the next frame and paints it while the frame is
+ *  still on its way, so that painting adds no latency; then it sleeps on the clock, without the
+ *  lock.
  *
  *      buffer:  free --claimed--> filling --arrived--> waiting --delivered--> caller's
  *                ^---------------- abort, loss -----------'                      |
  *                ^------------------------------- released ----------------------'
  *
- *  Abort takes back all but the caller's; those stay untouched until they are released.
+ *  Abort takes back all buffers except the caller's, which stay untouched until they are released.
  *
- *  Threads: under the camera's lock, but for Wait, which takes it itself. */
+ *  Threads: under the camera's lock, except for Wait, which takes the lock itself. */
 #pragma once
 
 #include "sim/camera/ring.h"
@@ -28,7 +29,7 @@ namespace sim
 class Stream
 {
 public:
-    /** `image` is what the camera looks at; null: a test pattern. */
+    /** `image` is the scene in front of the camera; null: a test pattern. */
     Stream(CameraModel& camera, std::shared_ptr<const LightImage> image);
 
     bool IsRunning() const { return sensor_.IsRunning(); }
@@ -64,7 +65,7 @@ private:
 
     CameraModel& camera_;
     Scene scene_;
-    Sensor sensor_; // looks at the scene
+    Sensor sensor_; // refers to the scene
     Ring<Frame> onTheWay_;
     Ring<std::uint32_t> waiting_; // slots, oldest first
     std::vector<Slot> slots_;     // one per buffer; empty: no transfer is initialised

@@ -1,4 +1,4 @@
-/** What a frame costs in time, and the camera's tick counter. Pure arithmetic. */
+/** How long a frame takes, and the camera's tick counter. Pure arithmetic. */
 #pragma once
 
 #include "sim_control.h"
@@ -9,7 +9,7 @@
 namespace sim
 {
 
-/** The parts of a frame's way, microseconds of the camera's own clock. */
+/** The durations of a frame's stages, in microseconds of the camera's own clock. */
 struct FrameCost {
     double exposureUs = 0;
     double readoutUs = 0;
@@ -18,28 +18,30 @@ struct FrameCost {
     double ShortestPeriodUs() const;
 };
 
-/** `linkMBytesPerSecond` 0 or less: a link that takes no time. */
+/** `linkMBytesPerSecond` 0 or less means that the transfer takes no time. */
 FrameCost CostOfFrame(double exposureUs, std::uint32_t lines, std::uint64_t bytes,
                       double linkMBytesPerSecond);
 
 constexpr double kLowestRate = 0.1;   ///< Hz
 constexpr double kHighestRate = 1000; ///< Hz
-/** The highest frame rate, in steps of 1/128 Hz, so that it survives a trip through a float. */
+/** The highest frame rate, in steps of 1/128 Hz, so that converting it to float and back is exact.
+ */
 double HighestRate(const FrameCost& cost);
 
-/** Nanoseconds of the clock for microseconds of the camera, which may run fast or slow. */
+/** Converts microseconds of the camera's clock, which may run fast or slow, into nanoseconds of the
+ *  network's clock. */
 std::int64_t ClockNs(double cameraUs, double driftPpm);
 
-/** Ticks at a time of the clock; wraps as the camera's counter does. */
+/** The camera's tick counter at a given time, including its wrap-around. */
 class TickCounter
 {
 public:
     explicit TickCounter(const CameraSetup& setup);
-    /** Times are asked for in rising order: jumps that are past become part of the offset. */
+    /** Call it with rising times: jumps before `clockNs` become part of the offset. */
     std::uint64_t At(std::int64_t clockNs);
-    /** The counter jumps once, for good. */
+    /** Makes the counter jump once; the jump stays in all later values. */
     void Jump(std::int64_t atNs, std::int64_t ticks);
-    /** Takes back the jumps that have not happened. */
+    /** Cancels the jumps that have not happened yet. */
     void ForgetFuture(std::int64_t nowNs);
 
 private:
@@ -54,7 +56,7 @@ private:
     std::vector<Step> jumps_;
 };
 
-/** Uniform and normal numbers from a seed; the same on every machine. */
+/** Uniformly and normally distributed random numbers, the same on every machine for one seed. */
 class Random
 {
 public:

@@ -1,3 +1,4 @@
+/** Reads the file of LoadNetwork and puts its cameras on the network. */
 #include "sim/description/description.h"
 #include "sim/network.h"
 #include "sim_control.h"

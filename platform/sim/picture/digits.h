@@ -1,4 +1,4 @@
-/** A bitmap font of the digits and an arrow, for numbers painted into a picture. Pure. */
+/** A bitmap font of the digits and an arrow, to paint numbers into a picture. Pure. */
 #pragma once
 
 #include <array>
@@ -18,7 +18,7 @@ constexpr std::uint8_t kBlankGlyph = 11;
 /** Cells of one row of a glyph, the leftmost in bit 7. */
 std::uint8_t GlyphRow(std::uint8_t glyph, std::uint32_t row);
 
-/** A number as glyphs: at least six digits, zeros in front, so that its place stays the same. */
+/** A number as glyphs: at least six digits with leading zeros, so that its place stays the same. */
 struct NumberText {
     std::array<std::uint8_t, 10> glyphs{};
     std::uint32_t length = 0;

@@ -15,7 +15,7 @@ struct Span {
     std::uint32_t end;
 };
 
-/** What is read out of the sensor's pixels from `from` until before `to`. */
+/** Which pixels of the canvas the sensor's pixels from `from` to `to` (exclusive) become. */
 Span Within(const Axis& axis, std::int64_t from, std::int64_t to)
 {
     const std::int64_t sensor = axis.sensor;
@@ -35,7 +35,7 @@ Span Within(const Axis& axis, std::int64_t from, std::int64_t to)
     return {index(from), index(to)};
 }
 
-/** Where on the sensor a pixel lies that is read out of it. */
+/** Position on the sensor of the canvas's pixel `index`. */
 std::uint32_t PlaceOf(const Axis& axis, std::uint32_t index)
 {
     const auto place = static_cast<std::uint32_t>(axis.first) + index * axis.step;
@@ -72,7 +72,7 @@ std::uint16_t RootOf(Light light, unsigned channel)
     return static_cast<std::uint16_t>(std::min(root, 65535));
 }
 
-/** Rows of a canvas from one to the next of the same filters. */
+/** After how many rows of a canvas the pattern of colour filters repeats. */
 std::uint32_t PeriodOf(const CanvasPlane& plane)
 {
     return plane.channels[0] == plane.channels[1] ? 1 : 2;
@@ -117,7 +117,7 @@ void LightCanvas::FillRows(const Rect& rect, const LightRow& row)
     Draw(rect, row.data(), 1);
 }
 
-/** `next`: from the light of one column to that of the next. */
+/** `next` is the distance in `row` from one column to the next; 0 for a row of one colour. */
 void LightCanvas::Draw(const Rect& rect, const Light* row, std::size_t next)
 {
     const Span rows = Within(rows_, rect.top, rect.bottom);

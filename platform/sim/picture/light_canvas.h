@@ -1,11 +1,12 @@
-/** What a sensor sees of a scene, as it is read out: one number per pixel and colour filter.
+/** The light that a sensor receives from a scene, in the order of read-out: one number per pixel
+ *  and colour filter.
  *
- *  A scene draws in the sensor's coordinates; the canvas keeps the part that a region shows, turned
- *  the way it is read out, so that a picture reads it from front to back. What lies beyond the edge
- *  of the sensor is black.
+ *  A scene draws in the sensor's coordinates; the canvas keeps only the region that is read out,
+ *  mirrored as the camera's settings ask, so that painting a picture reads it sequentially. Pixels
+ *  beyond the edge of the sensor are black.
  *
- *  It keeps the square root of the light: shot noise is proportional to it, and squaring it costs
- *  one multiplication. Pure; allocates only for a larger region than before. */
+ *  It stores the square root of the light: shot noise is proportional to it, and squaring it costs
+ *  one multiplication. Pure; allocates only when the region is larger than any before. */
 #pragma once
 
 #include "sim/picture/picture_job.h"
@@ -27,7 +28,8 @@ struct Light {
 };
 using LightRow = std::vector<Light>; ///< by column of the sensor
 
-/** Of the sensor, the far edges excluded; any numbers will do. */
+/** A rectangle in the sensor's coordinates, right and bottom edge excluded. It may reach beyond the
+ *  sensor. */
 struct Rect {
     std::int64_t left;
     std::int64_t top;
@@ -39,7 +41,7 @@ Rect Common(const Rect& a, const Rect& b);
 /** Which pixels of the sensor are read out along one side. */
 struct Axis {
     std::uint32_t sensor = 0; ///< pixels of the sensor
-    std::uint64_t first = 0;  ///< counted from its far end if `reversed`
+    std::uint64_t first = 0;  ///< counted from the sensor's far end if `reversed`
     std::uint32_t step = 1;
     std::uint32_t count = 0;
     bool reversed = false;
@@ -47,11 +49,11 @@ struct Axis {
     bool operator==(const Axis&) const = default;
 };
 
-/** What a canvas keeps of each pixel. */
+/** One plane of a canvas: which columns it has and which colours it records. */
 struct CanvasPlane {
-    std::uint32_t phase; ///< of every `phases` columns it has the one behind `phase`
+    std::uint32_t phase; ///< it has column `phase` (from 0) of every `phases` columns
     std::uint32_t phases;
-    std::array<unsigned, 2> channels; ///< seen by even and by odd rows; kGrey for all light
+    std::array<unsigned, 2> channels; ///< of even and of odd rows; kGrey for light of all colours
 
     bool operator==(const CanvasPlane&) const = default;
 };
@@ -59,8 +61,8 @@ struct CanvasPlane {
 class LightCanvas
 {
 public:
-    /** True when the canvas is blank because anything of this is another than before. `planes` are
-     *  constants. */
+    /** Lays out the canvas. True when it is blank now, because any argument has changed. The array
+     *  behind `planes` must outlive the canvas. */
     bool Set(const Axis& columns, const Axis& rows, std::span<const CanvasPlane> planes);
     /** Whether it shows anything of the sensor's row `y`. */
     bool ShowsRow(std::uint32_t y) const;
@@ -68,7 +70,7 @@ public:
     /** Paints each row of `rect` like `row`, which is as wide as the sensor. */
     void FillRows(const Rect& rect, const LightRow& row);
 
-    /** The roots of a plane's row: 65536 times that of light as a share of the brightest. */
+    /** A plane's row: 65536 times the square root of the light, where the brightest light is 1. */
     std::span<const std::uint16_t> Row(std::size_t plane, std::uint32_t y) const;
     /** Whether two rows of the canvas are alike in all planes. */
     bool Alike(std::uint32_t y, std::uint32_t other) const;
@@ -79,7 +81,7 @@ private:
     Axis columns_;
     Axis rows_;
     std::span<const CanvasPlane> planes_;
-    std::vector<std::vector<std::uint16_t>> roots_; ///< by plane, row behind row
+    std::vector<std::vector<std::uint16_t>> roots_; ///< by plane, row after row
 };
 
 } // namespace sim

@@ -2,6 +2,7 @@
 
 #include "sim/picture/picture_job.h"
 
+#include <fmt/format.h>
 #include <png.h>
 
 #include <bit>
@@ -35,7 +36,7 @@ File OpenFile(const std::string& path)
     std::error_code error;
     const auto status = std::filesystem::status(path, error);
     if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
-        Refuse(path, "it is no file"); // one that others write to could be waited for in vain
+        Refuse(path, "it is no file"); // opening a pipe could block for ever
     }
     File file(std::fopen(path.c_str(), "rb"));
     if (file == nullptr) {
@@ -44,7 +45,7 @@ File OpenFile(const std::string& path)
     return file;
 }
 
-/** libpng's record of a file that is being read. What it reports ends the call in progress. */
+/** Reads a PNG file by libpng. An error that libpng reports ends the call in progress. */
 class Reader
 {
 public:
@@ -60,7 +61,8 @@ public:
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
-    /** Nothing in here may need a destructor, here and in `Rows`: libpng leaves by longjmp. */
+    /** Nothing in here and in `Rows` may need a destructor: libpng leaves by longjmp on an error.
+     */
     bool Header()
     {
         if (info_ == nullptr || setjmp(png_jmpbuf(png_)) != 0) { // NOLINT: libpng's way to report
@@ -121,7 +123,8 @@ const std::vector<std::uint16_t>& LightOfSrgb()
     return kTable;
 }
 
-/** Turns values into light in place; what is transparent goes over black, and alpha goes away. */
+/** Converts values into light in place. Transparent pixels are blended with black, and alpha is
+ *  dropped. */
 void ToLight(std::vector<std::uint16_t>* values, std::uint32_t channelsInFile,
              std::uint32_t channels)
 {

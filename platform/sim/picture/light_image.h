@@ -1,4 +1,4 @@
-/** A picture of the user's as linear light. */
+/** A picture from the user, in linear light. */
 #pragma once
 
 #include <cstddef>
@@ -10,21 +10,20 @@
 namespace sim
 {
 
-/** Never changes once loaded; any thread may look. */
+/** Never changes once loaded; any thread may read it. */
 class LightImage
 {
 public:
-    /** Most pixels that a picture may have; it takes up to eight bytes for each. */
+    /** Most pixels that a picture may have; each takes up to eight bytes of memory. */
     static constexpr std::uint64_t kMostPixels = std::uint64_t{1} << 25;
-    /** And along one side, as the largest sensor. */
+    /** Most pixels along one side, the same as of the largest sensor. */
     static constexpr std::uint32_t kMostSide = 65536;
 
-    /** Reads a PNG file of any colour type and depth. Values are taken as sRGB and become linear
-     *  light: white just reaches white at the reference exposure. What is transparent lies on
-     *  black.
+    /** Reads a PNG file of any colour type and depth. Values are taken as sRGB and converted to
+     *  linear light: at the reference exposure, white just comes out as white. Transparent pixels
+     *  are blended with black.
      *
-     *  Throws `std::runtime_error` with a sentence that names the file and what is wrong with it.
-     */
+     *  Throws `std::runtime_error` with a sentence that names the file and its fault. */
     static std::shared_ptr<const LightImage> Load(const std::string& path);
 
     std::uint32_t Width() const { return width_; }

@@ -8,13 +8,13 @@
 namespace sim
 {
 
-/** For one thread; allocates only when the size changes. */
+/** Used by one thread; allocates only when the size changes. */
 class LightSource
 {
 public:
     virtual ~LightSource() = default;
 
-    /** Of the sensor in pixels, neither of them 0. */
+    /** The size of the sensor in pixels, neither of them 0. */
     virtual void SetSize(std::uint32_t width, std::uint32_t height) = 0;
     /** Draws all of the sensor. */
     virtual void Draw(std::uint32_t frameNumber, LightCanvas* canvas) = 0;

@@ -10,7 +10,7 @@ namespace sim
 namespace
 {
 
-/** SplitMix64's last step: every bit of the input moves every bit of the result. */
+/** SplitMix64's last step: every bit of the result depends on every bit of the input. */
 constexpr std::uint64_t Mixed(std::uint64_t value)
 {
     value += 0x9E3779B97F4A7C15;
@@ -19,7 +19,7 @@ constexpr std::uint64_t Mixed(std::uint64_t value)
     return value ^ value >> 31;
 }
 
-constexpr std::size_t kGrains = 1U << 16; ///< any 16 bits are a place in the table
+constexpr std::size_t kGrains = 1U << 16; ///< any 16 bits are an index into the table
 
 using Table = std::array<std::int16_t, kGrains + kGrainsInPiece>;
 
@@ -28,7 +28,7 @@ const Table& NormalGrains()
     static const Table kTable = [] {
         Table grains{};
         std::uint64_t state = 0;
-        const auto uniform = [&state] { // above 0, up to 1
+        const auto uniform = [&state] { // in (0, 1]
             return (static_cast<double>(Mixed(state++) >> 11) + 1) * 0x1p-53;
         };
         const auto grain = [](double deviations) {
@@ -54,7 +54,7 @@ const Table& NormalGrains()
 Grains::Grains(std::uint64_t seed, std::uint32_t frameNumber)
     : key_(Mixed(Mixed(seed) + frameNumber))
 {
-    NormalGrains(); // made here, rather than within a line
+    NormalGrains(); // computed here, so that no line has to wait for it
 }
 
 Grains::Piece Grains::At(std::uint64_t row, std::size_t column) const

@@ -1,5 +1,5 @@
-/** The grains of a picture's noise: normally distributed numbers, taken from one large table at
- *  places that seed, frame number and row give. Pure; never allocates. */
+/** A picture's noise: normally distributed numbers ("grains"), taken from one large table at places
+ *  that depend on seed, frame number and row. Pure; never allocates. */
 #pragma once
 
 #include <cstddef>
@@ -9,14 +9,14 @@ namespace sim
 {
 
 constexpr std::size_t kGrainsInPiece = 512;
-constexpr int kGrainUnit = 8192; ///< one standard deviation; four of them just fit
+constexpr int kGrainUnit = 8192; ///< one standard deviation; four of them just fit 16 bits
 
 class Grains
 {
 public:
     Grains(std::uint64_t seed, std::uint32_t frameNumber);
 
-    /** Two independent ones for each of `kGrainsInPiece` pixels. */
+    /** Two independent grains for each of `kGrainsInPiece` pixels. */
     struct Piece {
         const std::int16_t* first;
         const std::int16_t* second;

@@ -1,4 +1,4 @@
-/** What a painted picture depends on: the order that a sensor gives to the painter. */
+/** Everything that a painted picture depends on, as the sensor passes it to the scene. */
 #pragma once
 
 #include <array>
@@ -8,17 +8,18 @@
 namespace sim
 {
 
-/** Light is linear; the brightest level just reaches white at the reference exposure, gain 1. */
+/** Light is linear; the brightest level just comes out as white at the reference exposure and
+ *  gain 1. */
 constexpr std::uint16_t kLightMax = 0xFFFF;
 constexpr double kReferenceExposureUs = 10000;
 
 enum Channel : unsigned { kRed, kGreen, kBlue, kChannels };
-/** Beside the channels: a sensor without filters. */
+/** Stands beside the colour channels: a sensor without filters. */
 constexpr unsigned kGrey = kChannels;
 
-/** What a camera does to a channel's tone behind exposure, gain, white balance and noise: 12-bit
- *  sample in, 12-bit sample out. Pictures without colours take green's. Never changed once a job
- *  refers to it. */
+/** A camera's tone curves, applied after exposure, gain, white balance and noise: 12-bit sample in,
+ *  12-bit sample out. Monochrome pictures use green's curve. Never changed once a job refers to it.
+ */
 struct ToneCurve {
     std::array<std::array<std::uint16_t, 4096>, kChannels> samples;
 };
@@ -38,7 +39,7 @@ struct PictureJob {
     double gain = 1;                                   ///< linear factor
     std::array<double, kChannels> balance = {1, 1, 1}; ///< linear factors of white balance
     std::shared_ptr<const ToneCurve> tone = nullptr;   ///< null: samples stay as they are
-    double noise = 0;            ///< 1: as a good sensor; 0: none. Grows with gain and light
+    double noise = 0;            ///< 1: as of a good sensor; 0: none. Grows with gain and light
     std::uint64_t noiseSeed = 0; ///< the same seed gives the same noise
 };
 

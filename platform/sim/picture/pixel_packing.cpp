@@ -65,7 +65,7 @@ void Pack12(const std::uint16_t* samples, std::size_t count, std::uint8_t* line)
 {
     std::size_t i = 0;
     if constexpr (std::endian::native == std::endian::little) {
-        // Four samples at a time; the two bytes written beyond theirs are overwritten by the next.
+        // Four samples at a time: each step writes two bytes too many, which the next overwrites.
         for (; i + 8 <= count; i += 4, line += 6) {
             std::uint64_t four = 0;
             std::memcpy(&four, samples + i, sizeof(four));
@@ -95,11 +95,11 @@ constexpr std::size_t kPart = 16; ///< pixels at a time
 using Lanes = std::uint16_t __attribute__((vector_size(2 * kPart)));
 using PairLanes = std::uint32_t __attribute__((vector_size(2 * kPart)));
 
-/** Of one channel, by pixel. */
+/** The weights of one channel, by pixel. */
 struct Weights {
     std::array<std::uint16_t, kPart> y;     ///< in 1/256
     std::array<std::uint16_t, kPart> own;   ///< for U of even pixels, V of odd ones; in 1/128
-    std::array<std::uint16_t, kPart> other; ///< for that of the other of the pair
+    std::array<std::uint16_t, kPart> other; ///< for the value of the other pixel of the pair
 };
 
 /** Full-range BT.601; sums of three 8-bit values never leave 8 bits. U and V come from the sum of
@@ -123,7 +123,7 @@ SIM_WIDE_VECTORS void PackUyvyParts(const std::array<Weights, 3>& weights,
 {
     for (std::size_t at = 0; at < parts * kPart; at += kPart) {
         Lanes y = Lanes{} + 128;
-        Lanes own = Lanes{} + (0x8000 + 127); // the middle of chroma, and what rounds it
+        Lanes own = Lanes{} + (0x8000 + 127); // middle of chroma, and the rounding term
         Lanes other{};
         for (std::size_t channel = 0; channel < 3; ++channel) {
             const Weights& weight = weights[channel];
@@ -159,7 +159,7 @@ void PackUyvy(const std::uint16_t* red, const std::uint16_t* green, const std::u
     if (done == count) {
         return;
     }
-    // The last ones, as if more like the last one followed.
+    // The remaining pixels, padded with copies of the last one.
     std::array<std::array<std::uint16_t, kPart>, 3> rest;
     for (std::size_t i = 0; i < kPart; ++i) {
         const std::size_t at = std::min(done + i, count - 1);

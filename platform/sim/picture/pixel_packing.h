@@ -1,5 +1,5 @@
-/** The pixel formats of the simulated camera: how many bytes they take and how a line of sensor
- *  samples is laid out in them. Pure; no state. */
+/** The pixel formats of the simulated camera: their sizes, and how a line of sensor samples is laid
+ *  out in each of them. Pure; no state. */
 #pragma once
 
 #include "base/pixel_format.h"
@@ -26,10 +26,10 @@ constexpr bool IsColor(std::uint32_t pixelFormat)
 constexpr unsigned kSampleBits = 12;
 constexpr std::uint16_t kSampleMax = (1U << kSampleBits) - 1;
 
-/** High 8 bits of each of `count` samples into `count` bytes. */
+/** Writes the high 8 bits of each of `count` samples into `count` bytes. */
 void PackHigh8(const std::uint16_t* samples, std::size_t count, std::uint8_t* line);
 
-/** The same of a mosaic's line, whose even and odd pixels come apart. */
+/** The same for a line of a mosaic, whose even and odd pixels are in separate arrays. */
 void PackMosaic(const std::uint16_t* even, const std::uint16_t* odd, std::size_t count,
                 std::uint8_t* line);
 

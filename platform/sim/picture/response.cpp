@@ -13,28 +13,31 @@ namespace sim
 namespace
 {
 
-/** Of a sensor that takes some 20,000 electrons, in 12-bit digital numbers at gain 1. */
+/** Noise of a sensor with a full well of some 20,000 electrons, in 12-bit digital numbers at
+ *  gain 1.
+ */
 constexpr double kReadNoise = 2.5;     ///< standard deviation
 constexpr double kShotPerSample = 0.2; ///< variance for each digital number of signal
 
-constexpr double kMostFactor = 4096; ///< as good as any larger one
+constexpr double kMostFactor = 4096; ///< larger factors make no difference
 constexpr double kMostGain = 4096;
 
-// Samples are worked out in halves of a 12-bit step, up to twice white: noise at white and beyond
-// has to find room.
+// Samples are computed in halves of a 12-bit step, up to twice white, to leave room for noise at
+// white and beyond.
 constexpr std::int16_t kWhite = 2 * kSampleMax + 1;
 constexpr double kHalvesPerLight = 2 * (kSampleMax + 1); ///< 65536 times the factor from light
 constexpr int kDeviationUnit = 65536 / kGrainUnit;
-/** Both grains at their most, four of it, leave a sum within 16 bits. */
+/** With this deviation, even two grains of four standard deviations leave the sum within 16 bits.
+ */
 constexpr double kMostDeviation = 16383;
 
-/** A positive number up to `most`; 0 for anything that is none. */
+/** Limits a positive number to `most`; 0 for anything else, NaN included. */
 double Bounded(double value, double most)
 {
     return value > 0 ? std::min(value, most) : 0;
 }
 
-/** From a deviation in samples to what grains are multiplied by. */
+/** Converts a deviation in samples into the factor for grains. */
 std::int16_t Deviation(double samples)
 {
     return static_cast<std::int16_t>(
@@ -50,7 +53,7 @@ constexpr std::int16_t High(std::int16_t a, std::int16_t b)
     return static_cast<std::int16_t>(std::int32_t{a} * b >> 16);
 }
 
-/** Ahead of noise and clip. */
+/** The signal before noise and clipping, in halves of a step. */
 constexpr std::int16_t Signal(const Response& response, std::uint16_t root)
 {
     const std::uint16_t light = std::min(High(root, root), response.most);
@@ -80,7 +83,7 @@ SIM_WIDE_VECTORS void ExposePiece(const Response response, const std::uint16_t* 
     for (std::size_t i = 0; i < count; ++i) {
         const auto shot = static_cast<std::int16_t>(High(roots[i], response.shot));
         const int noise = High(shot, first[i]) + High(response.read, second[i]);
-        // Both are cut downwards, by a half on average.
+        // Both products are rounded down, by a half on average: 1 makes up for it.
         const auto sum = static_cast<std::int16_t>(Signal(response, roots[i]) + noise + 1);
         samples[i] = Clipped(std::max(sum, std::int16_t{0}));
     }
@@ -108,7 +111,7 @@ Response ResponseOf(const PictureJob& job, unsigned channel)
     const double gain = Bounded(job.gain * ratio, kMostGain);
     const double noise = Bounded(job.noise, kMostDeviation);
     Response response;
-    // As much light as gives twice white, and a lift that makes the most of 16 bits.
+    // `most` is the light that gives twice white; `lift` makes the product use all of 16 bits.
     response.most = static_cast<std::uint16_t>(std::min(131071 / std::max(factor, 1.0), 65535.0));
     response.lift =
         static_cast<std::uint16_t>(std::exp2(std::floor(std::log2(std::max(factor / 2, 1.0)))));

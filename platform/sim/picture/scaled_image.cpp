@@ -6,8 +6,9 @@
 namespace sim
 {
 
-/** `scale` is pixels of the picture per pixel of the sensor. The weights are a triangle around the
- *  place on the picture, one pixel to either side if it is enlarged, else as wide as reduced. */
+/** `scale` is pixels of the picture per pixel of the sensor. The weights form a triangle around the
+ *  position on the picture, which reaches one pixel to either side when the picture is enlarged and
+ *  `scale` pixels when it is reduced. */
 ScaledImage::Taps ScaledImage::TapsOf(std::uint32_t pixels, std::uint32_t imagePixels, double scale)
 {
     const double reach = std::max(scale, 1.0);
@@ -16,7 +17,7 @@ ScaledImage::Taps ScaledImage::TapsOf(std::uint32_t pixels, std::uint32_t imageP
     taps.first.reserve(pixels);
     taps.weights.reserve(std::size_t{pixels} * taps.count);
     for (std::uint32_t i = 0; i < pixels; ++i) {
-        // Middles lie on each other; places are those of pixels' middles.
+        // The centres coincide; positions refer to the centres of pixels.
         const double place = (i + 0.5 - pixels / 2.0) * scale + imagePixels / 2.0 - 0.5;
         const double first =
             std::clamp<double>(std::floor(place - reach) + 1, 0, imagePixels - taps.count);
@@ -46,7 +47,7 @@ void ScaledImage::SetSize(std::uint32_t width, std::uint32_t height)
     row_.resize(width);
 }
 
-/** Row `y` of the sensor into `row_`. */
+/** Computes row `y` of the sensor into `row_`. */
 void ScaledImage::Scale(std::uint32_t y)
 {
     std::fill(mixed_.begin(), mixed_.end(), 0.0F);

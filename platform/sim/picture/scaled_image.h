@@ -1,4 +1,4 @@
-/** A picture of the user's in front of the sensor. */
+/** A picture from the user in front of the sensor. */
 #pragma once
 
 #include "sim/picture/light_image.h"
@@ -10,10 +10,10 @@
 namespace sim
 {
 
-/** Fills the sensor with the picture: enlarged or reduced so that both sides are covered, its
- *  middle on the sensor's; what is too long for the sensor's shape is cut off at both ends. Pixels
- *  are weighted by distance, over as many as make one of the sensor's, so that neither steps nor
- *  false patterns appear. */
+/** Fills the sensor with the picture: centred, and enlarged or reduced so that it covers the whole
+ *  sensor; where the shapes differ it is cropped at two opposite sides. Each pixel of the sensor is
+ *  the mean, weighted by distance, of the picture's pixels that it covers, so that neither steps
+ *  nor moire patterns appear. */
 class ScaledImage final : public LightSource
 {
 public:
@@ -24,10 +24,11 @@ public:
     void Move(std::uint32_t, std::uint32_t, LightCanvas*) override {} // it stands still
 
 private:
-    /** Which of a line's pixels make one of the sensor's, and with which weights (sum 1). */
+    /** Which pixels of a line contribute to a pixel of the sensor, and with which weights (sum 1).
+     */
     struct Taps {
-        std::vector<std::uint32_t> first; ///< by the sensor's pixel
-        std::uint32_t count = 0;          ///< for each
+        std::vector<std::uint32_t> first; ///< for each pixel of the sensor
+        std::uint32_t count = 0;          ///< contributing pixels for each
         std::vector<float> weights;       ///< `count` for each
     };
     static Taps TapsOf(std::uint32_t pixels, std::uint32_t imagePixels, double scale);
@@ -36,8 +37,8 @@ private:
     std::shared_ptr<const LightImage> image_;
     Taps columns_;
     Taps rows_;
-    std::vector<float> mixed_; ///< rows of the picture mixed into one
-    LightRow row_;             ///< and that one scaled
+    std::vector<float> mixed_; ///< weighted mean of rows of the picture
+    LightRow row_;             ///< the same scaled to the sensor's width
 };
 
 } // namespace sim

@@ -19,8 +19,8 @@ namespace
 {
 
 constexpr CanvasPlane kMonoPlanes[] = {{0, 1, {kGrey, kGrey}}};
-/** The tiles start anew in every picture: its first pixel is red wherever the region lies and
- *  however it is turned, as the format promises. */
+/** The mosaic starts with each picture: as the format requires, its first pixel is red wherever the
+ *  region lies and however it is mirrored. */
 constexpr CanvasPlane kMosaicPlanes[] = {{0, 2, {kRed, kGreen}}, {1, 2, {kGreen, kBlue}}};
 constexpr CanvasPlane kColorPlanes[] = {
     {0, 1, {kRed, kRed}}, {0, 1, {kGreen, kGreen}}, {0, 1, {kBlue, kBlue}}};
@@ -36,7 +36,7 @@ std::span<const CanvasPlane> PlanesOf(std::uint32_t pixelFormat)
     return pixelFormat == kYuv422Packed ? std::span<const CanvasPlane>(kColorPlanes) : kMonoPlanes;
 }
 
-/** Rows that are drawn at a time: an even number, for the mosaic and for lines that go in pairs. */
+/** Rows that are drawn at a time: an even number, for the mosaic and for lines packed in pairs. */
 std::uint32_t RowsOfPart(const PictureJob& job, std::size_t mostBytes)
 {
     const std::size_t rowBytes =
@@ -45,14 +45,14 @@ std::uint32_t RowsOfPart(const PictureJob& job, std::size_t mostBytes)
         std::clamp<std::size_t>(mostBytes / rowBytes / 2 * 2, 2, 0xFFFFFFFE));
 }
 
-/** The meter looks at some 256 columns and rows of a large picture. Odd, so that it meets all
- *  phases of patterns that repeat every 2, 4, 8 or 16 pixels. */
+/** Measure samples some 256 columns and rows of a large picture. The step is odd, so that it meets
+ *  all phases of patterns that repeat every 2, 4, 8 or 16 pixels. */
 std::uint32_t MeterStep(std::uint32_t pixels)
 {
     return pixels / 256 | 1;
 }
 
-/** What a channel counts in the mean of a picture in this format. */
+/** The weight of a channel in the mean of a picture in this format. */
 double WeightOf(unsigned channel, std::uint32_t pixelFormat)
 {
     constexpr double kLuma[] = {77.0 / 256, 150.0 / 256, 29.0 / 256, 0};
@@ -76,9 +76,9 @@ struct Scene::State {
     std::unique_ptr<LightSource> source;
     View picture;
     View meter;
-    std::array<Response, kGrey + 1> responses;                   ///< to the job in hand, by channel
-    std::array<std::vector<std::uint16_t>, kMostPlanes> samples; ///< of a line, by plane
-    std::vector<std::uint8_t> line; ///< one that finds too little room at the picture's end
+    std::array<Response, kGrey + 1> responses; ///< for the current job, by channel
+    std::array<std::vector<std::uint16_t>, kMostPlanes> samples; ///< of one line, by plane
+    std::vector<std::uint8_t> line; ///< for a line that doesn't fit at the end of the buffer
 
     void Show(const PictureJob& job, const Axis& columns, const Axis& rows,
               std::span<const CanvasPlane> planes, View* view);
@@ -119,7 +119,7 @@ void Scene::State::Respond(const PictureJob& job)
     }
 }
 
-/** Row `y` of the picture into the samples, from `column` on. */
+/** Computes the samples of the picture's row `y`, stored from `column` on. */
 void Scene::State::ExposeRow(const PictureJob& job, std::uint32_t y, std::uint32_t canvasRow,
                              std::size_t column)
 {
@@ -168,7 +168,7 @@ Scene::~Scene() = default;
 
 void Scene::Paint(const PictureJob& job, std::uint8_t* image, std::size_t size)
 {
-    // Packed 12 bits in lines of odd width: a line ends inside a byte, two lines together do not.
+    // A packed 12-bit line of odd width ends inside a byte, but two such lines end at a whole byte.
     const std::uint32_t rowsOfLine = job.pixelFormat == kMono12Packed && job.width % 2 != 0 ? 2 : 1;
     const std::size_t lineBytes = PictureBytes(job.width, rowsOfLine, job.pixelFormat);
     if (lineBytes == 0) {

@@ -1,14 +1,14 @@
-/** Paints what a simulated camera sees into a frame buffer: a picture of the user's, or a pattern
- *  that moves from frame to frame with the frame number readable in it, at the brightness that
- *  exposure and gain give, in the region, orientation and pixel format asked for.
+/** Paints what a simulated camera sees into a frame buffer: a picture from the user, or a pattern
+ *  that moves from frame to frame and shows the frame number, at the brightness that exposure and
+ *  gain give, in the requested region, orientation and pixel format.
  *
  *      light source      canvas            response                  packing
  *      pattern, PNG  ->  root of light ->  exposure, balance     ->  Mono8, UYVY, ...
  *                        region, turned    noise, clip, curve
  *                        (kept)            (12-bit samples)
  *
- *  Only what moves in the scene is drawn anew on the canvas; all that follows is done for each
- *  frame, a line at a time.
+ *  Only the moving parts of the scene are drawn anew on the canvas; the steps after it are done for
+ *  each frame, a line at a time.
  *
  *  A pure unit: the same job gives the same bytes. No clock, no camera, no lock. One scene serves
  *  one camera and one thread at a time; painting allocates nothing once a job of the same size
@@ -29,19 +29,19 @@ class LightImage;
 class Scene
 {
 public:
-    /** Shows the picture given, or the pattern. Keeps what the sensor sees from picture to picture
-     *  unless that takes more than `mostBytes`. */
+    /** Shows `image`, or the pattern if it is null. Keeps the canvas from picture to picture unless
+     *  it would take more than `mostBytes`. */
     explicit Scene(std::shared_ptr<const LightImage> image = nullptr,
                    std::size_t mostBytes = std::size_t{512} << 20);
     ~Scene();
 
-    /** Writes the picture, and not a byte beyond `size`. Lines follow each other without padding.
-     */
+    /** Writes the picture, but no byte beyond `size`. Lines follow each other without padding. */
     void Paint(const PictureJob& job, std::uint8_t* image, std::size_t size);
 
-    /** How bright the picture that `Paint` makes of the job is, without its noise, and how much
-     *  light its region sees. Of wide pictures it looks at some columns only, evenly spread: good
-     *  to about 1 % of full scale. Allocates nothing once a job of the same sensor was given. */
+    /** Measures the brightness of the picture that `Paint` would make of the job, without noise,
+     *  and the light in its region. Wide pictures are sampled at evenly spaced columns, which is
+     *  accurate to about 1 % of full scale. Allocates nothing once a job with the same sensor has
+     *  been measured. */
     PictureLevels Measure(const PictureJob& job);
 
 private:

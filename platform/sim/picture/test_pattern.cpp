@@ -12,7 +12,7 @@ enum class Kind { Strip, Bars, Hues, Number, Ramp, Steps, Chequer, Fine };
 
 struct Band {
     Kind kind;
-    std::uint32_t share; ///< of the height, in kShares
+    std::uint32_t share; ///< of the height, in 1/kShares
 };
 constexpr Band kBands[] = {
     {Kind::Strip, 7}, {Kind::Bars, 20}, {Kind::Hues, 8},     {Kind::Number, 30}, {Kind::Ramp, 10},
@@ -35,7 +35,7 @@ constexpr Light kWhite = Grey(Percent(95));
 constexpr Light kPanel = Grey(Percent(6));
 constexpr Light kInk = Grey(Percent(92));
 
-/** Of grey. */
+/** Number of grey levels in a ramp. */
 constexpr std::uint32_t LevelsOf(Kind kind)
 {
     return kind == Kind::Steps ? 11 : kLightMax + 1U;
@@ -54,7 +54,7 @@ template <typename Act> void ForBands(std::uint32_t width, std::uint32_t height,
     }
 }
 
-/** White to black by falling brightness. */
+/** Colour bars from white to black, by falling brightness. */
 Light BarAt(std::uint32_t x, std::uint32_t width)
 {
     const auto lit = static_cast<std::uint32_t>(7 - std::uint64_t{x} * 8 / width);
@@ -65,12 +65,12 @@ Light BarAt(std::uint32_t x, std::uint32_t width)
     return {level(2), level(4), level(1)};
 }
 
-/** Once around the circle of full colours. */
+/** All saturated hues from left to right. */
 Light HueAt(std::uint32_t x, std::uint32_t width)
 {
     constexpr std::int64_t kTop = Percent(90);
     const std::int64_t angle = 6 * kTop * x / width;
-    const auto part = [&](std::int64_t turned) { // brightest half way around
+    const auto part = [&](std::int64_t turned) { // brightest in the middle of the circle
         const std::int64_t away = std::abs((angle + turned) % (6 * kTop) - 3 * kTop);
         return static_cast<std::uint16_t>(std::clamp<std::int64_t>(2 * kTop - away, 0, kTop));
     };
@@ -84,21 +84,21 @@ Light FadeAt(std::uint32_t x, std::uint32_t width)
     return Grey(static_cast<std::uint32_t>(Percent(8) + Percent(90) * fromEdge / width));
 }
 
-/** Upright line pairs of 1 to 8 pixels a line, in the left half. */
+/** Vertical line pairs in the left half, with lines 1 to 8 pixels wide. */
 Light FineAt(std::uint32_t x, std::uint32_t width)
 {
     const std::uint32_t half = width / 2;
     return x < half && (x >> std::uint64_t{x} * 4 / half & 1) == 0 ? kWhite : kBlack;
 }
 
-/** A line of text: where it is and how many pixels a cell of its glyphs has. */
+/** A line of text: its place, and how many pixels wide a cell of its glyphs is. */
 struct TextLine {
     std::int64_t top;
     std::int64_t scale;
     Rect band;
 };
 
-/** Text at the middle of its band. */
+/** Text in the vertical middle of its band. */
 TextLine LineIn(const Rect& band, std::int64_t scale)
 {
     const std::int64_t margin = (band.bottom - band.top - kGlyphRows * scale) / 2;
@@ -108,7 +108,7 @@ TextLine StripLine(const Rect& band)
 {
     return LineIn(band, std::max<std::int64_t>((band.bottom - band.top) * 7 / 8 / kGlyphRows, 1));
 }
-/** As large as ten digits with the arrow allow, so that the size never changes. */
+/** As large as possible with the arrow and ten digits, so that the size never changes. */
 TextLine NumberLine(const Rect& band)
 {
     constexpr std::int64_t kCells = (10 + 2) * kGlyphPitch;
@@ -116,7 +116,7 @@ TextLine NumberLine(const Rect& band)
     return LineIn(band, std::max<std::int64_t>(std::min(height, band.right / kCells), 1));
 }
 
-/** Turns a glyph into another one, cell by cell. */
+/** Replaces a glyph by another one, drawing only the cells that differ. */
 void DrawGlyph(const TextLine& line, const Rect& clip, std::int64_t left, std::uint8_t from,
                std::uint8_t to, LightCanvas* canvas)
 {
@@ -168,7 +168,7 @@ void TestPattern::DrawColumns(const Rect& band, Light (*lightAt)(std::uint32_t, 
     canvas->FillRows(band, row_);
 }
 
-/** The bar that wanders over the ramps, in the frame's picture. */
+/** The place in this frame of the bar that moves over the ramps. */
 Rect TestPattern::Bar(const Rect& band, std::uint32_t frameNumber) const
 {
     const std::uint32_t stride = std::max(width_ / 240, 1U);
@@ -177,7 +177,7 @@ Rect TestPattern::Bar(const Rect& band, std::uint32_t frameNumber) const
             band.bottom};
 }
 
-/** Some columns of a ramp from black to white; within the bar half the range more or less. */
+/** Draws some columns of a ramp from black to white; the bar shifts them by half the range. */
 void TestPattern::DrawRamp(const Rect& part, std::uint32_t levels, bool inBar, LightCanvas* canvas)
 {
     for (std::int64_t x = part.left; x < part.right; ++x) {
@@ -195,7 +195,7 @@ void TestPattern::DrawChequer(const Rect& band, std::uint32_t frameNumber, Light
         static_cast<std::uint32_t>(std::max<std::int64_t>(band.bottom - band.top, 3)) / 3;
     const std::uint32_t stride = std::max(size / 8, 1U);
     const auto shift = static_cast<std::uint32_t>(std::uint64_t{frameNumber} * stride % (2 * size));
-    std::uint32_t place = 2 * size - shift; // among a dark and a bright square
+    std::uint32_t place = 2 * size - shift; // within one bright and one dark square
     for (std::int64_t top = band.top; top < band.bottom; top += size, place += size) {
         for (std::uint32_t x = 0, at = place % (2 * size); x < width_; ++x) {
             row_[x] = Grey(at < size ? Percent(80) : Percent(15));
@@ -206,7 +206,7 @@ void TestPattern::DrawChequer(const Rect& band, std::uint32_t frameNumber, Light
     }
 }
 
-/** The number over and over. */
+/** The frame number, repeated. */
 void TestPattern::DrawStrip(const Rect& band, const NumberText& from, const NumberText& to,
                             LightCanvas* canvas) const
 {
@@ -221,7 +221,7 @@ void TestPattern::DrawStrip(const Rect& band, const NumberText& from, const Numb
     }
 }
 
-/** The ground of the large number: an arrow on a panel. */
+/** The background of the large number: a panel with the arrow. */
 void TestPattern::DrawPanel(const Rect& band, const NumberText& text, LightCanvas* canvas) const
 {
     const TextLine line = NumberLine(band);
@@ -244,7 +244,8 @@ void TestPattern::DrawMoving(const NumberText& from, std::uint32_t fromFrame,
         case Kind::Number: {
             const TextLine line = NumberLine(band);
             const std::int64_t pitch = kGlyphPitch * line.scale;
-            const std::int64_t left = (width_ - (to.length + 2) * pitch) / 2; // behind the arrow
+            const std::int64_t left =
+                (width_ - (to.length + 2) * pitch) / 2; // with the arrow before it
             return DrawNumber(line, Common(band, Inset(2 * edge_)), left + 2 * pitch + line.scale,
                               from, to, canvas);
         }
@@ -255,7 +256,7 @@ void TestPattern::DrawMoving(const NumberText& from, std::uint32_t fromFrame,
         case Kind::Chequer:
             return DrawChequer(band, frameNumber, canvas);
         default:
-            return; // stands still
+            return; // doesn't move
         }
     });
 }
@@ -288,7 +289,7 @@ void TestPattern::Draw(std::uint32_t frameNumber, LightCanvas* canvas)
         case Kind::Steps:
             return DrawRamp(whole, LevelsOf(kind), false, canvas);
         case Kind::Chequer:
-            return; // moves
+            return; // drawn by DrawMoving
         }
     });
     blank.glyphs.fill(kBlankGlyph);
@@ -298,7 +299,7 @@ void TestPattern::Draw(std::uint32_t frameNumber, LightCanvas* canvas)
 void TestPattern::Move(std::uint32_t fromFrame, std::uint32_t toFrame, LightCanvas* canvas)
 {
     const NumberText from(fromFrame);
-    if (from.length != NumberText(toFrame).length) { // digits have other places then
+    if (from.length != NumberText(toFrame).length) { // the digits' places change
         Draw(toFrame, canvas);
         return;
     }

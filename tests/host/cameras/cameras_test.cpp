@@ -1,4 +1,4 @@
-// What kvgrab says about networks, cameras, their features and their pulses.
+/** The texts of kvgrab about networks, cameras, their features and their pulses. */
 
 #include "cameras/camera_table.h"
 #include "cameras/feature_table.h"

@@ -1,4 +1,4 @@
-// Reading again: what is applied when, what is reported once, what stays valid.
+// Reloads: which changes are applied when, what is reported once, and what stays in force.
 
 #include "config/config_store.h"
 #include "tests/base/text_cases.h"

@@ -1,4 +1,4 @@
-// What a configuration text is accepted as, and how it is refused; the command line.
+// How configuration texts are parsed or refused; the command line.
 
 #include "config/config.h"
 #include "config/options.h"

@@ -1,4 +1,4 @@
-/** The frame memory as another process maps it. */
+/** A consumer: maps the frame memory as another process does. */
 #pragma once
 
 #include "kv_frame_memory.h"

@@ -1,4 +1,4 @@
-// Form of the lines, the status line on a terminal, files that fail, and lines from two threads.
+// The format of lines, the status line on a terminal, failing files, and lines from two threads.
 
 #include "report/log.h"
 #include "tests/system/files.h"

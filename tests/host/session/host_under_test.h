@@ -1,4 +1,5 @@
-/** A host with its parts, without camera and driver. Time stands still unless a test moves it. */
+/** A host with all its parts, but without camera and driver. Time stands still unless a test moves
+ *  it. */
 #pragma once
 
 #include "session/host_session.h"

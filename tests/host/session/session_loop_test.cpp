@@ -1,4 +1,4 @@
-// What follows a device session: the decision, and the loop around it on a driver made here.
+// What follows a device session: the decision, and the loop around it with a fake driver.
 
 #include "session/session_loop.h"
 #include "tests/base/text_cases.h"

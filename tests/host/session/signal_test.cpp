@@ -1,4 +1,4 @@
-// What the driver is told of signals, round by round; and the catching of real ones.
+// The signals that the driver sees, round by round, and catching real signals.
 
 #include "session/signal_state.h"
 #include "session/signals.h"

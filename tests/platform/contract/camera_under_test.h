@@ -1,5 +1,5 @@
-/** The camera that the contract tests run on. Each binary brings one factory: the tests see only
- *  the contract, so that the cameras of every backend have to keep it. */
+/** The camera that the contract tests run on. Each test binary has one factory; the tests see only
+ *  the contract, so the cameras of every backend must fulfil it. */
 #pragma once
 
 #include "gev_api.h"

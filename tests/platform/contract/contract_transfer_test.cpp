@@ -1,5 +1,4 @@
-/** Frames of the cameras of any backend: buffers, order, abort, what stays in the caller's hands.
- */
+/** Frames of the cameras of any backend: buffers, order, abort, and unreleased frames. */
 #include "tests/platform/contract/camera_under_test.h"
 
 #include <algorithm>

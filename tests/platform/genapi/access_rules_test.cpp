@@ -1,4 +1,4 @@
-/** The rules of an access as values in and texts out; nodes of every kind go by them. */
+/** The access rules, which all nodes follow, as values in and texts out. */
 #include "genapi/access_rules.h"
 
 #include "tests/platform/raised.h"

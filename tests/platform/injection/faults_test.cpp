@@ -1,4 +1,4 @@
-/** Every fault does what it says, where and as often as it says. */
+/** Every effect of faults, and when and how often faults take effect. */
 #include "tests/platform/raised.h"
 #include "tests/platform/sim/sim_session.h"
 

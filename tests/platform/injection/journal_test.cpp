@@ -1,4 +1,4 @@
-/** The journal's order and forms, and that it costs nothing while it is off. */
+/** The order and format of journal entries, and that the journal costs nothing while it is off. */
 #include "tests/platform/journal_lines.h"
 #include "tests/platform/sim/sim_session.h"
 #include "tests/support/alloc_count.h"

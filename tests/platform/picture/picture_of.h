@@ -1,4 +1,4 @@
-/** Jobs for the painter and what becomes of them, for its tests. */
+/** Paints pictures for the tests of the scene. */
 #pragma once
 
 #include "sim/picture/pixel_packing.h"

@@ -1,4 +1,4 @@
-/** Pictures of the user's as the scene: reading them, and what a camera sees of them. */
+/** Pictures from the user as the scene: reading them, and what a camera sees of them. */
 #include "sim/picture/light_image.h"
 #include "sim/picture/scene.h"
 

@@ -1,4 +1,4 @@
-/** What is on the simulated network, and what its cameras lack. */
+/** Which cameras are on the simulated network, and which features they lack. */
 #include "tests/platform/sim/sim_session.h"
 
 namespace

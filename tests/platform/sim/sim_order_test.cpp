@@ -1,4 +1,4 @@
-/** Calls in any order: nothing crashes, and a buffer is never in two hands. */
+/** Calls in any order: nothing crashes, and a buffer never has two owners. */
 #include "tests/platform/sim/sim_session.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-/** The simulated camera and its clock: when frames come, what their ticks say. */
+/** The simulated camera and its clock: when frames come, and their time stamps. */
 #include "tests/platform/sim/sim_session.h"
 
 #include <algorithm>

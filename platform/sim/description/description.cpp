@@ -141,7 +141,7 @@ void ReadFeatureLists(TableReader& reader, CameraSetup* setup)
     ReadValues(reader, setup);
 }
 
-/** Reads the scene that a camera looks at; null without one. Its path, which is relative to the
+/** Reads the scene in front of a camera; null without one. Its path, which is relative to the
  *  file, becomes relative to the current folder. */
 std::shared_ptr<const LightImage> ReadScene(TableReader& reader, const std::string& file,
                                             CameraSetup* setup)

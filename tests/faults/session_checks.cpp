@@ -35,70 +35,49 @@ std::string_view NameOf(std::string_view call)
     return call.substr(0, call.find_first_of("(="));
 }
 
-/** The calls of a camera's life, in the order in which they came. */
-struct Life {
-    std::map<std::string, unsigned, std::less<>> made; ///< calls by name
+} // namespace
+
+void CheckCalls(const Circumstances& circumstances, Findings* findings)
+{
+    const rig::Texts calls = rig::Rig::Of("gev");
+    std::map<std::string, unsigned, std::less<>> made; // calls by name
     unsigned opened = 0;
     unsigned delivered = 0;
-    bool freedTwice = false;
-    bool closedLate = false; ///< after the shut-down, which would have closed the camera
-    bool freedRunning = false;
-    std::string senseless; ///< the last call that was refused for its arguments
-};
-
-Life Lived(const rig::Texts& calls)
-{
-    Life life;
     bool freed = false;
     bool running = false;
     for (const std::string& call : calls) {
         const std::string name(NameOf(call));
         const int status = std::atoi(call.substr(call.rfind('=') + 1).c_str());
         const bool done = status == kGevOk;
-        ++life.made[name];
-        if (status == kGevInvalidHandle || status == kGevInvalidArgument) {
-            life.senseless = call;
-        }
+        ++made[name];
+        // The driver asks for each buffer a second time and hands over whatever it gets.
+        const bool excused = circumstances.buffersGone && name == "GevInitializeTransfer";
+        findings->AddIf((status == kGevInvalidHandle || status == kGevInvalidArgument) && !excused,
+                        "a call that makes no sense: {}", call);
         if (name == "GevOpenCamera") {
-            life.opened += done ? 1 : 0;
+            opened += done ? 1 : 0;
         } else if (name == "GevCloseCamera") {
-            life.closedLate |= life.made["GevApiUninitialize"] != 0;
+            findings->AddIf(made["GevApiUninitialize"] != 0,
+                            "the camera is closed after the shut-down, which would have closed it");
         } else if (name == "GevFreeTransfer") {
-            life.freedTwice |= freed;
-            life.freedRunning |= running;
+            // Without the host's buffers there is no transfer, but a loop frees it nevertheless.
+            findings->AddIf(freed && circumstances.factoryUsed, "a transfer is freed twice");
+            findings->AddIf(running && circumstances.orderly, "a transfer is freed while it runs");
         } else if (name == "GevWaitForNextFrame") {
-            life.delivered += done || status == kGevIncomplete ? 1 : 0;
+            delivered += done || status == kGevIncomplete ? 1 : 0;
         }
         running = name == "GevStartTransfer" ? done : running && name != "GevAbortTransfer";
         freed = name == "GevFreeTransfer" || (freed && name != "GevInitializeTransfer");
     }
-    return life;
-}
-
-} // namespace
-
-void CheckCalls(const Circumstances& circumstances, Findings* findings)
-{
-    const rig::Texts calls = rig::Rig::Of("gev");
-    Life life = Lived(calls);
-    const unsigned closed = life.made["GevCloseCamera"];
-    const unsigned released = life.made["GevReleaseFrame"];
-    const unsigned loops = life.made["GevFreeTransfer"];
-    // Without the host's buffers there is no transfer, but a loop frees it nevertheless.
-    findings->AddIf(life.freedTwice && circumstances.factoryUsed, "a transfer is freed twice");
-    findings->AddIf(life.freedRunning && circumstances.orderly,
-                    "a transfer is freed while it runs");
-    // The driver asks for each buffer a second time and hands over whatever it gets.
-    findings->AddIf(!life.senseless.empty() && !(circumstances.buffersGone &&
-                                                 NameOf(life.senseless) == "GevInitializeTransfer"),
-                    "a call that makes no sense: {}", life.senseless);
-    findings->AddIf(closed != life.opened || life.closedLate,
-                    "the camera is opened {} times and closed {} times", life.opened, closed);
+    findings->AddIf(made["GevCloseCamera"] != opened,
+                    "the camera is opened {} times and closed {} times", opened,
+                    made["GevCloseCamera"]);
     // The last frame of a loop is released with the transfer.
-    const unsigned kept = loops + circumstances.nullFrames;
-    findings->AddIf(life.delivered > released + kept || released > life.delivered,
-                    "of {} frames {} are released in {} loops", life.delivered, released, loops);
-    findings->AddIf(life.made["GevApiUninitialize"] != 1 || life.made["_CloseSocketAPI"] != 1 ||
+    const unsigned released = made["GevReleaseFrame"];
+    const unsigned loops = made["GevFreeTransfer"];
+    findings->AddIf(delivered > released + loops + circumstances.nullFrames || released > delivered,
+                    "of {} frames {} are released in {} loops", delivered, released, loops);
+    findings->AddIf(made["GevApiUninitialize"] != 1 || made["_CloseSocketAPI"] != 1 ||
                         NameOf(calls.back()) != "_CloseSocketAPI",
                     "the camera calls are not shut down once, at the end");
 }

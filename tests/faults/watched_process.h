@@ -11,15 +11,16 @@ namespace faults
  *  the child's end. */
 int WaitStatusOf(const std::function<int()>& work);
 
-/** The same for a whole program: prints the last words when the child leaves some, and returns the
- *  program's exit code. */
+/** The same for a whole program: returns its exit code. If the child leaves last words, they are
+ *  printed and the program has failed. */
 int RunWatched(const std::function<int()>& work);
 
-/** Within RunWatched(): what is printed if the process ends or hangs before other words are set;
- *  "" when nothing is under way. It counts as hanging, and is ended, when it has used `seconds` of
- *  processor time, however busy the machine is, or when ten times as long has gone by; with 0 there
- *  is no limit. The limits hold in this process alone, the words are those of RunWatched(). */
+/** Within RunWatched(): the words that are printed if the process breaks or hangs from now on; ""
+ * when nothing is under way. Limits the process as LimitTo() does. */
 void SetLastWords(const std::string& words, unsigned seconds);
+
+/** Ends this process once it has used `seconds` of processor time from now on, however busy the
+ *  machine is, or once ten times as long has gone by: it hangs. With 0 there is no limit. */
 void LimitTo(unsigned seconds);
 
 } // namespace faults

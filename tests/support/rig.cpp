@@ -139,12 +139,11 @@ void Rig::BeQuiet()
     host.recording = false;
 }
 
-sim::Fault CallFails(const char* call, int status, std::uint64_t nth, std::uint64_t times)
+sim::Fault CallFails(const char* call, int status)
 {
     return {.trigger = sim::Trigger::Call,
             .name = call,
-            .nth = nth,
-            .times = times,
+            .times = 0,
             .effect = sim::Effect::Fail,
             .value = status};
 }

@@ -81,9 +81,9 @@ private:
     GEV_DEVICE_INFO info_{};
 };
 
-/** Faults that strike at the n-th match, `times` times in a row. */
-sim::Fault CallFails(const char* call, int status = kGevError, std::uint64_t nth = 1,
-                     std::uint64_t times = 0);
+/** A call that fails each time, and faults that strike at the n-th match, `times` times in a row.
+ */
+sim::Fault CallFails(const char* call, int status = kGevError);
 sim::Fault FrameFault(sim::Effect effect, std::uint64_t nth, std::uint64_t times = 1,
                       std::int64_t value = 0);
 sim::Fault AccessThrows(sim::Trigger trigger, const char* feature,

@@ -6,7 +6,7 @@ namespace kvgrab
 
 enum class ExitStatus : int {
     Done = 0,              ///< the frame count was reached, or a signal asked for the end
-    Internal = 1,          ///< something unforeseen
+    Internal = 1,          ///< an unexpected error
     Usage = 2,             ///< the command line can't be understood
     Configuration = 3,     ///< the configuration was refused
     Driver = 4,            ///< the driver can't be loaded

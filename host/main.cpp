@@ -27,6 +27,6 @@ int main(int argc, char** argv)
     } catch (const std::exception& unforeseen) {
         return static_cast<int>(
             Fail(ExitStatus::Internal,
-                 fmt::format("ended by something unforeseen: {}.", unforeseen.what())));
+                 fmt::format("ended by an unexpected error: {}.", unforeseen.what())));
     }
 }

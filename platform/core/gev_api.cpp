@@ -1,5 +1,6 @@
 /** The camera calls. Each one holds thread cancellation off, injects the faults that are due,
- * checks handle and arguments, forwards to the camera's backend, and records itself in the journal.
+ *  checks handle and arguments, forwards to the camera's backend, and records itself in the
+ * journal.
  */
 #include "gev_api.h"
 

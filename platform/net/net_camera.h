@@ -71,7 +71,7 @@ private:
     mutable std::mutex transferMutex_; ///< of transfer_ and counts_
     std::shared_ptr<Transfer> transfer_;
     GEV_TRANSFER_STATISTICS counts_{}; ///< of the transfer that was freed last
-    Presence presence_;                ///< last, so that it ends before what it looks at
+    Presence presence_;                ///< last, so that it ends before what it watches
 };
 
 } // namespace net

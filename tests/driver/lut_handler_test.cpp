@@ -105,7 +105,7 @@ TEST(ManLut, TableHasEightBitsWhateverTheCameraSays)
     slow.value = 1'234'000;
     sim::AddFault(slow);
     told.Apply("12 bits, slow", rig);
-    // A width that stays unknown is told of and passed over.
+    // A width that stays unknown is logged and skipped.
     LutRig lacking(256, Lacking({"lutSize"}));
     told.Apply("no width", lacking);
 }

@@ -45,7 +45,7 @@ void PlayRound(FakeHost& host, std::uint32_t round)
 }
 
 /** Configures everything that can be configured, asks for the camera by its model and serial
- * number, and plays the script. */
+ *  number, and plays the script. */
 void ScriptHost(FakeHost& host, Kind kind, const sim::CameraSetup& camera)
 {
     host.model = camera.modelName.c_str();

@@ -16,7 +16,7 @@ int WaitStatusOf(const std::function<int()>& work);
 int RunWatched(const std::function<int()>& work);
 
 /** Within RunWatched(): the words that are printed if the process breaks or hangs from now on; ""
- * when nothing is under way. Limits the process as LimitTo() does. */
+ *  when nothing is under way. Limits the process as LimitTo() does. */
 void SetLastWords(const std::string& words, unsigned seconds);
 
 /** Ends this process once it has used `seconds` of processor time from now on, however busy the

@@ -131,7 +131,7 @@ TEST_F(Features, TheLibrarysErrorsKeepTheirMeaning)
 }
 
 /** That each kind of node goes through the layer of faults and journal; its rules are tested with
- * the simulated cameras. */
+ *  the simulated cameras. */
 TEST_F(Features, FaultsAreInjectedAndTheJournalKeepsItsForms)
 {
     sim::SetJournal(true);

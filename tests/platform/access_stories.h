@@ -1,6 +1,6 @@
 /** Stories in text files: "== title" begins one, and "STEP -> RESULT" says what a step comes to.
  *  "..." at the end of a result stands for any rest; a step without an arrow comes to nothing.
- * Lines that begin with "#" are comments. */
+ *  Lines that begin with "#" are comments. */
 #pragma once
 
 #include <gtest/gtest.h>

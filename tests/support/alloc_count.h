@@ -19,7 +19,7 @@ std::uint64_t AllocationsOfThisThread();
 std::uint64_t LiveAllocations();
 
 /** From now on malloc refuses blocks of exactly this size; 0: none. Has no effect in sanitizer
- * builds. */
+ *  builds. */
 void RefuseAllocationsOf(std::size_t bytes);
 
 } // namespace rig

@@ -1,5 +1,5 @@
 /** kvgrab as its users run it. Each file of scenarios/ and, with cameras on the network, of
- * network/ is a test of its own, in a folder of its own:
+ *  network/ is a test of its own, in a folder of its own:
  *
  *    # ...           nothing
  *    file NAME       writes a file; its lines follow, indented by four blanks

@@ -13,8 +13,8 @@ namespace net
 
 /** Asks the camera ten times a second who controls it, over a socket of its own and in a thread of
  *  its own, so that no call that hangs can delay an answer. A camera that is switched off,
- * unplugged or frozen is marked as gone within half a second, one whose process died at once; one
- * that answers again is marked as present if we still control it. Both are logged. */
+ *  unplugged or frozen is marked as gone within half a second, one whose process died at once; one
+ *  that answers again is marked as present if we still control it. Both are logged. */
 class Presence
 {
 public:

@@ -1,8 +1,8 @@
 /** What a camera's description says about a feature, before the camera is asked.
  *
  *  The library takes much on trust: a reference to nothing reads as 0, a circular one never
- * returns, and a register of negative length ends the process. So every feature is examined once,
- * when the camera is opened. */
+ *  returns, and a register of negative length ends the process. So every feature is examined once,
+ *  when the camera is opened. */
 #pragma once
 
 #include "gen_api.h"

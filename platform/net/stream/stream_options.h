@@ -13,7 +13,7 @@ namespace net
 /** Packet size, packet delay and heartbeat take effect at once, the frame time-out with the next
  *  transfer. The library fixes command time-out and retries, limits buffered frames by nothing but
  *  the caller's buffers, and requests lost packets again by a rule of its own: other values of
- * these options are kept but have no effect, and the log says so once. */
+ *  these options are kept but have no effect, and the log says so once. */
 class StreamOptions
 {
 public:

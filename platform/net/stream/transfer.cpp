@@ -16,7 +16,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t kForEver = ~std::uint64_t{0};
 constexpr std::uint32_t kForEverAsked = 0xFFFFFFFF;
-constexpr auto kSlice = std::chrono::milliseconds(50); ///< after which a Wait looks at the state
+constexpr auto kSlice = std::chrono::milliseconds(50); ///< after which a wait checks the state
 constexpr std::uint64_t kUsPerMs = 1000;
 constexpr std::uint64_t kHeaders = 36; ///< bytes of a packet that aren't the frame's
 constexpr std::uint64_t kEnds = 2;     ///< packets: the one before the image and the one behind it
@@ -147,7 +147,7 @@ void Transfer::Retire()
 }
 
 /** Gives a buffer, and the reference to it, to the stream. A frame whose first packet is lost
- * leaves number and time as they are, so those of the buffer's last frame are taken out. */
+ *  leaves number and time as they are, so those of the buffer's last frame are taken out. */
 void Transfer::Push(ArvBuffer* buffer)
 {
     arv_buffer_set_frame_id(buffer, kNoNumber);

@@ -96,7 +96,7 @@ TEST(PixelPacking, UnknownFormatsAreNotPainted)
 }
 
 /** Lines of odd width follow each other without padding. A mosaic starts anew in every region;
- * where its colours are is tested below. */
+ *  where its colours are is tested below. */
 TEST_P(EveryFormat, RegionIsCutOutOfTheTurnedSensor)
 {
     const bool mosaic = GetParam() == kBayerRg8;

@@ -38,7 +38,7 @@ Signals:
 
 Exit status:
   0 frame count reached, or ended by a signal       10 no camera (these four: --no-retry only)
-  1 an unexpected error                              11 no camera that the configuration names
+  1 an unexpected error                             11 no camera that the configuration names
   2 command line not understood                     12 camera can't be opened
   3 configuration refused                           13 camera failed, or frames stayed away
   4 driver can't be loaded                          14 frame buffers can't be used

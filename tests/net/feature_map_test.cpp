@@ -192,7 +192,11 @@ TEST_F(Features, ThreadsOnDisjointSelectorsDoNotDisturbEachOther)
     std::atomic<int> overlaps{0};
     camera.registers.fails = [&](std::uint64_t, bool) {
         overlaps += inside.fetch_add(1) != 0 ? 1 : 0;
-        std::this_thread::yield();
+        // Long enough for the other thread to come in. It never gives the processor away, which
+        // would take for ever on a busy machine.
+        for (int i = 0; i < 300; ++i) {
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+        }
         --inside;
         return 0;
     };

@@ -1,4 +1,4 @@
-/** Tables of names and the values that they stand for. */
+/** Tables of names and the values that they represent. */
 #pragma once
 
 #include <optional>
@@ -27,7 +27,7 @@ template <class Value> constexpr std::string_view NameIn(Names<Value> rows, cons
     return {};
 }
 
-/** The value that a name stands for; none if no row has it. */
+/** The value that a name represents; none if no row has it. */
 template <class Value>
 constexpr std::optional<Value> ValueIn(Names<Value> rows, std::string_view name)
 {

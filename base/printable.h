@@ -11,7 +11,7 @@ namespace base
 /** '?' in place of control characters and of bytes that are no UTF-8. */
 std::string Printable(std::string_view text);
 
-/** The text in quotes, with such bytes as "\x1b". "..." stands for what follows the first `most`
+/** The text in quotes, with such bytes as "\x1b". "..." represents what follows the first `most`
  *  characters. */
 std::string Quoted(std::string_view text, std::size_t most = 60);
 

@@ -6,7 +6,7 @@
 namespace base
 {
 
-/** Thrown by readers of texts. Lines and columns count from 1; line 0 stands for the whole text. */
+/** Thrown by readers of texts. Lines and columns count from 1; line 0 represents the whole text. */
 struct TextError {
     std::string name; ///< of the text, usually its path
     unsigned line = 0;

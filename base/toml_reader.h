@@ -82,7 +82,7 @@ public:
     void Require(std::string_view key, std::string_view expected);
     /** `key` makes no sense without `needed`. */
     void Needs(std::string_view key, std::string_view needed, std::string_view why);
-    /** `key` must not stand here. */
+    /** `key` is not allowed here. */
     void Forbid(std::string_view key, std::string_view why);
     /** Refuses the key's value, or the table when the key is absent; `text` follows its name. */
     [[noreturn]] void Refuse(std::string_view key, std::string_view text) const;

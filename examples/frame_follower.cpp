@@ -134,7 +134,7 @@ struct Frame {
 
 enum class CopyResult { kWhole, kOverwritten, kResized };
 
-/** Copies the buffer's frame; the result tells whether the copy is whole. */
+/** Copies the buffer's frame; the result says whether the copy is whole. */
 CopyResult CopyFrame(const Mapping& mapping, const Layout& layout, std::uint32_t index,
                      Frame* frame)
 {

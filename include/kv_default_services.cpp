@@ -185,6 +185,6 @@ KV_DEFAULT void LogWrite(const char* source, int line, const char* function, int
     length = std::min(length, kRoom - 1);
     out[length++] = '\n';
     if (write(STDERR_FILENO, out, static_cast<std::size_t>(length)) < 0) {
-        return; // there is nobody to tell
+        return; // nobody could be informed
     }
 }

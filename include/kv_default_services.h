@@ -1,4 +1,4 @@
-/** Settings of the default host services, which stand in kv_default_services.cpp. */
+/** Settings of the default host services, which kv_default_services.cpp defines. */
 #pragma once
 
 namespace KvDefault

@@ -34,7 +34,7 @@
  *  ## A resize
  *  `generation` is odd while the layout changes, and rises by two with each change of layout, size
  *  or pixel format. Load it before any other field of the layout, and again after each copy; if it
- *  has changed, discard the copy and map the object anew. The object never shrinks, so an old
+ *  has changed, discard the copy and map the object again. The object never shrinks, so an old
  *  mapping stays accessible.
  *
  *  ## The end of the host

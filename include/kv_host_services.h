@@ -8,7 +8,7 @@
  *  kv_default_services.cpp has a default for each, to be compiled into a host.
  *
  *  The driver never frees what a service returns. Getters are asked each time a value is applied;
- *  what they return for a value that is not configured stands in kv_td_types.h. */
+ *  kv_td_types.h has what they return for a value that is not configured. */
 #pragma once
 
 #include <cstdint>
@@ -109,7 +109,7 @@ void KvGi__SetSignalAction(int action); ///< acknowledges the signal state `acti
 void KvGi__SetTermSigProc(void);
 void KvGi__ResetTermSigProc(void);
 /** A frame was missed, or one was grabbed: its size in pixels, the camera's temperature in degrees
- *  Celsius (-321 when it tells none). */
+ *  Celsius (-321 when it reports none). */
 void KvGi__HaltUpdate(std::uint32_t width, std::uint32_t height, float temperature);
 void KvGi__HaltStop(std::uint32_t width, std::uint32_t height, float temperature);
 void KvGi__SetCurrFpsUs(std::uint32_t periodUs);

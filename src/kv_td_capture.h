@@ -6,8 +6,8 @@
 namespace KvTd
 {
 
-/** Whoever applies a configuration while frames flow stops the transfer at most once: the first to
- *  need it stops it and raises the common flag, whose owner starts it again. Without a flag the
+/** Code that applies a configuration while frames flow stops the transfer at most once: the first
+ * to need it stops it and raises the common flag, whose owner starts it again. Without a flag the
  *  bracket starts it itself. Close() instead of a destructor: after an exception the transfer stays
  *  as it is, for the loop's end to deal with. */
 class CaptureBracket

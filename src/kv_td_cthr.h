@@ -10,7 +10,7 @@ namespace KvTd
 
 class CExCam;
 
-/** Applies IO-box sets and watches the camera's presence beside the grab loop.
+/** Applies IO-box sets and watches the camera's presence alongside the grab loop.
  *
  *  The threads meet in the camera object alone: in its hand-over flags and the words behind them
  *  (kv_td_iobox.h). The camera outlives this object. Members are for the grab thread, but for those

@@ -73,7 +73,8 @@ public:
     // Where a state can be given, it is what the caller knows already; null reads it.
 
     /** Off, a user's table, or gamma correction. `lutBits` is written for LG_USER_LUT alone, where
-     *  the camera tells the width of its entries. 0 also when the camera threw: the log tells. */
+     *  the camera reports the width of its entries. 0 also when the camera threw: the log says so.
+     */
     int ExPropertySetLUTMode(td_lg_states state, unsigned short* lutBits);
     td_lg_states ExPropertyGetLUTMode();
     /** Writes one entry of the channel that is selected. */

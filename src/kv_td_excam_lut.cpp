@@ -58,7 +58,7 @@ int CExCam::ExPropertySetLUTMode(td_lg_states state, unsigned short* lutBits)
     });
     KV_LOG(3, "### set Lut mode to \"%s\"; Lut type to \"%s\" (status %i) ###", mode, type,
            guard.status);
-    return 0; // Deliberate: a failure is told by the log alone. LutMode.FailureIsOnlyLogged
+    return 0; // Deliberate: only the log shows a failure. LutMode.FailureIsOnlyLogged
 }
 
 td_lg_states CExCam::ExPropertyGetLUTMode()

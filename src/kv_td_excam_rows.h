@@ -6,7 +6,7 @@
 namespace KvTd
 {
 
-/** The row of the property table that a type stands for: reduced modulo the table's size; a
+/** The row of the property table that a type represents: reduced modulo the table's size; a
  *  negative one selects the last row. */
 inline int RowOf(PropertyType type)
 {

@@ -15,7 +15,7 @@ struct LogSite {
 
 } // namespace KvTd
 
-/** The operation that the line stands in. */
+/** The operation that contains the line. */
 #define KV_HERE                                                                                    \
     ::KvTd::LogSite                                                                                \
     {                                                                                              \

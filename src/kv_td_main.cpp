@@ -30,7 +30,7 @@ static constexpr int kControl = 2; ///< access mode in which cameras are opened
 struct Wanted {
     const char* model;  ///< prefix; may be null
     const char* serial; ///< may be null or empty
-    std::uint32_t mask; ///< bit i: list position i, whatever stands there
+    std::uint32_t mask; ///< bit i: list position i, whatever camera it has
 };
 
 static unsigned long long NowUs()
@@ -92,7 +92,7 @@ static bool IsWanted(const LogSite& site, const GEV_DEVICE_INFO& device, unsigne
     return true;
 }
 
-/** Returns the first wanted position, whoever made that camera; kNone when there is none. */
+/** Returns the first wanted position, whatever maker its camera has; kNone when there is none. */
 static int Choose(const LogSite& site, const GEV_DEVICE_INFO* list, int count, const Wanted& wanted)
 {
     // Deliberate: the vendor is not asked again.
@@ -147,7 +147,7 @@ static int RunSession(const LogSite& site)
     GEV_DEVICE_INFO list[kListSize] = {};
     const Wanted wanted{KvGiMainCtx__GetModelStr(), KvGiMainCtx__GetIdStr(),
                         KvGiMainCtx__GetActiveCamMask()};
-    // Deliberate: the line below therefore always tells 0. Entry.OpensTheFirstWantedCamera
+    // Deliberate: the line below therefore always prints 0. Entry.OpensTheFirstWantedCamera
     _s_cntrExitNoAny = 0;
     int count = 0;
     GevGetCameraList(list, kListSize, &count);

@@ -58,7 +58,7 @@ public:
     // ---- values: kv_td_proc_values.cpp, kv_td_proc_wb.cpp -------------------------------------
     //
     // A value that is not configured, out of the camera's range or refused leaves camera and fields
-    // as they are; the log tells.
+    // as they are; the log says so.
 
     bool ProcParametrizeCamFps(CExCam* cam); ///< true: a new rate was applied
     void ProcParametrizeCamRotate(CExCam* cam);
@@ -119,7 +119,7 @@ public:
 
     // ---- pixel format: kv_td_proc_format.cpp --------------------------------------------------
 
-    /** Sets the format of a host code, or the one that it falls back to, and tells the host.
+    /** Sets the format of a host code, or the one that it falls back to, and informs the host.
      *  Without a camera only the outputs are filled. Outputs may be null.
      *  -1: unknown or refused. */
     int ProcSetPixelFormat(CExCam* cam, std::uint8_t* code, std::uint8_t* storageBits,

@@ -51,7 +51,7 @@ int CCamProc::ProcSetCamConfig(CExCam* cam, std::uint32_t* bufferCount)
     return 0;
 }
 
-/** Logs what the camera is, with its temperature where it tells one. */
+/** Logs what the camera is, with its temperature where it reports one. */
 void CCamProc::reportDevice(const LogSite& site, CExCam* cam)
 {
     const GEV_DEVICE_INFO* const info = GevGetCameraInfo(cam->camHandle);

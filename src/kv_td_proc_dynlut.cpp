@@ -78,7 +78,7 @@ bool CCamProc::calculateDynamLut(const LogSite& site, CExCam* cam)
 {
     const std::uint32_t cdfCount = 1U << pixelBits;
     const std::uint32_t lutCount = 1U << dataBits;
-    // Ours: an array that was made for fewer bits is made anew, since the host fills all of it.
+    // Ours: an array that was made for fewer bits is made again, since the host fills all of it.
     // DynamicLut.ArraysGrowWithTheFormat
     if (dynCdf == nullptr || dynCdfCount < cdfCount) {
         std::free(dynCdf);

@@ -44,7 +44,7 @@ static std::uint32_t MicrosecondsSince(std::uint64_t hostGotUs)
     return static_cast<std::uint32_t>(MicrosecondsOf(TimeOfDay()) - hostGotUs);
 }
 
-/** The frame's camera time: its stamp, or the halves beside it when the stamp is 0. */
+/** The frame's camera time: its stamp, or its two halves when the stamp is 0. */
 static std::uint64_t TicksOf(const _tag_GEVBUF_ENTRY* frame)
 {
     if (frame->timestamp != 0) {
@@ -147,7 +147,7 @@ CCamProc::Round CCamProc::goodFrame(CExCam* cam, LoopRun& run, _tag_GEVBUF_ENTRY
 }
 
 /** Takes the initial timings and, in REGULAR mode, announces the next frame. The first frame is
- *  never exported and has no stamp. Returns 0, which stands for that. */
+ *  never exported and has no stamp. Returns 0, which represents that. */
 std::uint64_t CCamProc::handleFirstFrame(LoopRun& run, const FrameTimes& times)
 {
     const FrameClock::InitTimings init = run.clock.First(times, run.loops - 1);

@@ -1,4 +1,4 @@
-/** Refuses to start the control thread, so that nothing runs beside the measured rounds. */
+/** Refuses to start the control thread, so that nothing runs alongside the measured rounds. */
 #include "kv_td_thread.h"
 
 #include <cerrno>

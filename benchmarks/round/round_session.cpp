@@ -1,6 +1,6 @@
 /** Loads the driver as a host does and runs a session with a given number of frames, for tools that
  *  measure a process from outside. The process gives up the right to real-time priority, so that no
- *  control thread runs beside the rounds. */
+ *  control thread runs alongside the rounds. */
 #include "benchmarks/round/bench_host.h"
 #include "sim_control.h"
 

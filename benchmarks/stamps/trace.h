@@ -47,7 +47,7 @@ Trace MakeTrace(const Recipe& recipe);
 /** Reads CSV: a heading "arrival_us,camera_ticks,truth_us", then one line for each frame. Settings
  *  may come before, in lines such as "# tick_frequency = 1e9": fps, exposure_us and loop_start_us.
  *  Only the lines of frames are required, and of these only the first two columns. Without a
- *  setting the rate is computed from the ticks. On failure `*error` tells what is wrong, and where.
+ *  setting the rate is computed from the ticks. On failure `*error` says what is wrong, and where.
  */
 bool ReadTrace(std::istream& from, Trace* trace, std::string* error);
 void WriteTrace(const Trace& trace, std::ostream& to);

@@ -1,4 +1,4 @@
-/** The camera that the driver will choose, opened beside it. */
+/** The camera that the driver will choose, opened without it. */
 #pragma once
 
 #include "config/config.h"

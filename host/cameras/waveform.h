@@ -1,4 +1,4 @@
-/** The drawing of an output line's pulse beside the exposure that it goes with. Pure. */
+/** The drawing of an output line's pulse next to the exposure that it belongs to. Pure. */
 #pragma once
 
 #include <cstdint>

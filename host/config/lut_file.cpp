@@ -18,7 +18,7 @@ namespace
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-/** What stands between two separators, and its place on the line, counted from 1. */
+/** The text between two separators, and its place on the line, counted from 1. */
 struct Word {
     std::string_view text;
     unsigned column;

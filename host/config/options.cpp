@@ -80,7 +80,7 @@ template <class Value> CLI::Validator NameIn(base::Names<Value> rows)
     return CLI::IsMember(names);
 }
 
-/** The value that the name of an option stands for, if the option is given. */
+/** The value that the name of an option represents, if the option is given. */
 template <class Value>
 std::optional<Value> Chosen(base::Names<Value> rows, const std::optional<std::string>& name)
 {

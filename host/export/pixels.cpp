@@ -100,12 +100,12 @@ void BayerRgToRgb(std::span<const std::uint8_t> bayer, std::uint32_t width, std:
         for (std::uint32_t x = 0; x < width; ++x, out += 3) {
             const std::uint32_t left = Before(x);
             const std::uint32_t right = After(x, width);
-            const auto beside = static_cast<std::uint8_t>((line[left] + line[right] + 1) / 2);
+            const auto leftRight = static_cast<std::uint8_t>((line[left] + line[right] + 1) / 2);
             const auto upDown = static_cast<std::uint8_t>((above[x] + below[x] + 1) / 2);
             if ((x % 2 == 0) != redLine) { // a green pixel
-                out[0] = redLine ? beside : upDown;
+                out[0] = redLine ? leftRight : upDown;
                 out[1] = line[x];
-                out[2] = redLine ? upDown : beside;
+                out[2] = redLine ? upDown : leftRight;
                 continue;
             }
             const auto cross =

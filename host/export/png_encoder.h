@@ -27,7 +27,7 @@ public:
     explicit PngEncoder(int compression) : compression_(compression) {}
 
     /** Gives 8-bit grey for 8-bit grey, 16-bit grey for 12-bit grey, and 8-bit RGB for the rest.
-     *  Replaces the contents of `*file`. False: `*error` tells why. */
+     *  Replaces the contents of `*file`. False: `*error` says why. */
     bool Encode(const Picture& picture, std::vector<std::uint8_t>* file, std::string* error);
 
 private:

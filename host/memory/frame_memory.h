@@ -35,19 +35,19 @@ public:
 
     /** Creates the object `name` ("/kvgrab": a slash and a name without further slashes), with no
      *  buffers yet. An object of that name that a dead host left is removed first; a live owner is
-     *  an error, and so is an object that is not a frame memory. False: Error() tells why. */
+     *  an error, and so is an object that is not a frame memory. False: Error() says why. */
     bool Open(const std::string& name);
-    /** Tells consumers that the host ended, removes the name and unmaps the object. Buffer
+    /** Informs consumers that the host ended, removes the name and unmaps the object. Buffer
      *  addresses become invalid. */
     void Close();
-    /** For leaving at once, from any thread or a signal handler: tells consumers and removes the
+    /** For leaving at once, from any thread or a signal handler: informs consumers and removes the
      *  name. Async-signal-safe; the memory itself stays mapped. */
     void UnlinkNow() noexcept;
 
     /** Lays out `bufferCount` buffers of at least `bufferBytes` bytes and prepares instance 0;
      *  called for each session. Buffers keep their addresses unless their size or number grows; the
      *  generation rises when anything changes. No frame is valid afterwards. False: there are no
-     *  buffers now, and Error() tells why. */
+     *  buffers now, and Error() says why. */
     bool Init(std::uint32_t bufferBytes, std::uint32_t bufferCount);
     /** No buffers until the next Init. */
     void DropBuffers();
@@ -57,7 +57,7 @@ public:
 
     /** Instance 0 is the memory that Init prepared: the buffers must hold `bufferBytes`. Instance 1
      *  takes converted frames in the same buffers. False: no such instance, or the buffers are too
-     *  small for it; Error() tells why, and its triggers are refused. */
+     *  small for it; Error() says why, and its triggers are refused. */
     bool InstanceInit(std::uint32_t instance, std::uint32_t bufferBytes);
     void InstanceSetActFsize(std::uint32_t instance, std::uint32_t bytes);
     void InstanceSetCodec(std::uint32_t instance, std::string_view codec);
@@ -77,7 +77,7 @@ public:
     /** Gives the held image back to the camera. Call it after the export, even when the image was
      *  not exported; otherwise the next CountRound does it. */
     void Release();
-    /** Tells consumers when the next frame is due. */
+    /** Informs consumers when the next frame is due. */
     void Announce(std::uint64_t nextTimeUs, std::uint32_t latencyUs, std::uint32_t exposureUs);
 
     /** The image that was triggered last for instance 0 and is still held; null when none is. */

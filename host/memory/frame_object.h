@@ -22,7 +22,7 @@ public:
     FrameObject& operator=(const FrameObject&) = delete;
 
     /** Makes the object with only a header, generation 2, and locks it. An object of that name that
-     *  a dead host left is removed. False: Error() tells why. */
+     *  a dead host left is removed. False: Error() says why. */
     bool Open(const std::string& name);
     void Close();
     /** Async-signal-safe; from any thread, but not concurrently with Close. Does nothing in a

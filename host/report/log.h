@@ -33,7 +33,7 @@ public:
     Log(const Log&) = delete;
     Log& operator=(const Log&) = delete;
 
-    /** Appends all further lines to this file. False: `*error` tells why. */
+    /** Appends all further lines to this file. False: `*error` says why. */
     bool OpenFile(const std::string& path, std::string* error);
     void SetLevel(int level);
 

@@ -76,7 +76,7 @@ private:
     double rate_ = 0;
 };
 
-/** Decides when to tell the user what kvgrab is waiting for: at once, and then once a minute while
+/** Decides when to report what kvgrab is waiting for: at once, and then once a minute while
  *  it stays the same. */
 class WaitNotice
 {

@@ -22,8 +22,9 @@ std::string DefaultPath()
     if (failed) {
         return kDriverName;
     }
-    const std::filesystem::path beside = program.parent_path().parent_path() / "lib" / kDriverName;
-    return std::filesystem::exists(beside, failed) ? beside.string() : kDriverName;
+    const std::filesystem::path candidate =
+        program.parent_path().parent_path() / "lib" / kDriverName;
+    return std::filesystem::exists(candidate, failed) ? candidate.string() : kDriverName;
 }
 
 /** A plain name means a file in the current folder, as elsewhere on the command line. */

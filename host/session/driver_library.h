@@ -14,8 +14,8 @@ public:
     DriverLibrary(const DriverLibrary&) = delete;
     DriverLibrary& operator=(const DriverLibrary&) = delete;
 
-    /** Loads `path`, or, if it is empty, the driver in ../lib beside the program or else the one
-     *  that the system finds. False: `*error` tells why. */
+    /** Loads `path`, or, if it is empty, the driver in ../lib next to the program or else the one
+     *  that the system finds. False: `*error` says why. */
     bool Load(const std::string& path, std::string* error);
 
     /** Runs one device session on the calling thread. Only after Load. */

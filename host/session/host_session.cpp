@@ -13,7 +13,7 @@ HostSession* current = nullptr;
 
 /** The argument for WaitNotice; frames are the only thing that is waited for in here. */
 constexpr int kWaitsForFrames = 1;
-/** Rounds without a frame, in a row, before the user is told: a single lost frame isn't worth a
+/** Rounds without a frame, in a row, before it is reported: a single lost frame isn't worth a
  *  message. */
 constexpr unsigned kMissesToTell = 3;
 /** Loops that the driver may still begin when it should end: a dynamic table needs five, of one

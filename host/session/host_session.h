@@ -128,7 +128,7 @@ private:
     bool exportFailed_ = false;
     unsigned missesInRow_ = 0;
     bool noFramesReported_ = false;
-    bool endIsOverdue_ = false; ///< the user was told that the end waits for a frame
+    bool endIsOverdue_ = false; ///< it was reported that the end waits for a frame
     WaitNotice noFrames_;
 };
 

@@ -1,4 +1,4 @@
-/** How long the steps of a device session take, from what the driver tells the host. Grab thread
+/** How long the steps of a device session take, from the driver's calls to the host. Grab thread
  *  only; times in nanoseconds of the monotonic clock. */
 #pragma once
 
@@ -18,7 +18,7 @@ public:
     /** The driver has started the acquisition. As above, only the first call in a session counts.
      */
     void Configured(std::int64_t nowNs);
-    /** A frame came. The first frame of a session gives a line for the log, which also tells how
+    /** A frame came. The first frame of a session gives a line for the log, which also says how
      *  long there were no frames if a session before failed; other frames give an empty text. */
     std::string Frame(std::int64_t nowNs);
     /** The session ended because the camera couldn't be used. */

@@ -95,7 +95,7 @@ bool SignalCatcher::Wait(std::int64_t milliseconds)
 {
     pollfd waiting = {wakeUp_.Get(), POLLIN, 0};
     const int limit = static_cast<int>(std::clamp<std::int64_t>(milliseconds, 0, INT_MAX));
-    poll(&waiting, 1, limit); // the read below tells the outcome
+    poll(&waiting, 1, limit); // the read below gives the outcome
     std::uint64_t count = 0;
     return read(wakeUp_.Get(), &count, sizeof(count)) == static_cast<ssize_t>(sizeof(count));
 }

@@ -25,7 +25,7 @@ public:
     SignalCatcher(const SignalCatcher&) = delete;
     SignalCatcher& operator=(const SignalCatcher&) = delete;
 
-    /** Only one catcher per process at a time. False: `*error` tells why. */
+    /** Only one catcher per process at a time. False: `*error` says why. */
     bool Install(SignalState* state, Cleanup cleanup, void* context, std::string* error);
 
     /** Waits this long, or until a signal comes (true). Signals that came before the call count,

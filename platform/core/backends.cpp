@@ -45,7 +45,7 @@ Sink& TheSink()
     return *sink;
 }
 
-/** The folder of this library with its slash; empty when it can't be told. */
+/** The folder of this library with its slash; empty when it is unknown. */
 std::string OwnFolder()
 {
     Dl_info info{};

@@ -115,7 +115,7 @@ std::int64_t EnumerationNode::GetIntValue(bool, bool)
     return Value();
 }
 
-/** An index past the last entry stands for an entry that does not exist. Under the lock. */
+/** An index past the last entry represents an entry that does not exist. Under the lock. */
 template <class ValueText>
 void EnumerationNode::Write(std::size_t entry, const ValueText& valueText, bool verify)
 {

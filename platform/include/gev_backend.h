@@ -62,7 +62,7 @@ GEVPLAT_API void WriteLog(int level, const std::string& text);
 
 /** Type of the one function that the library of the network backend exports, under the name below.
  *  It returns the backend, always the same object, set to look for cameras on one interface or,
- *  with an empty text, on all. Null: there is no such interface, and `*error` tells the user. */
+ *  with an empty text, on all. Null: there is no such interface, and `*error` informs the user. */
 using NetworkBackendEntry = Backend* (*)(const std::string& interface, std::string* error);
 constexpr const char* kNetworkBackendEntry = "GevplatNetworkBackend";
 

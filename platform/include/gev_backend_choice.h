@@ -19,8 +19,8 @@ struct BackendChoice {
 };
 
 /** Takes effect at the next listing; without a choice there are only the simulated cameras. The
- *  library of the network backend is looked for beside this one, then where the system looks.
- *  False: it can't be loaded, or there is no such interface; `*error` is a sentence that tells why,
+ *  library of the network backend is looked for next to this one, then where the system looks.
+ *  False: it can't be loaded, or there is no such interface; `*error` is a sentence that says why,
  *  and the previous choice stays. Open cameras stay open. */
 GEVPLAT_API bool ChooseBackends(const BackendChoice& choice, std::string* error);
 

@@ -113,14 +113,14 @@ GEVPLAT_API void Reset();
 GEVPLAT_API void SetClock(std::shared_ptr<Clock> clock);
 
 /** False when the network has a camera with this serial already. Raises std::runtime_error, whose
- *  text tells why, when the scene can't be read. */
+ *  text says why, when the scene can't be read. */
 GEVPLAT_API bool AddCamera(const CameraSetup& setup);
 
 /** Adds one monochrome and one colour camera, the default for users without a description file. */
 GEVPLAT_API void AddDefaultCameras();
 
 /** Replaces the whole network by a TOML description (docs/simulated_camera.md).
- *  On failure the network stays as it was, and `*error` tells file, line, column and what was
+ *  On failure the network stays as it was, and `*error` names file, line, column and what was
  *  expected. */
 GEVPLAT_API bool LoadNetwork(const std::string& path, std::string* error);
 

@@ -1,4 +1,4 @@
-/** Arithmetic of the frame clock; its header tells how a frame goes through it. */
+/** Arithmetic of the frame clock; its header explains how a frame goes through it. */
 #include "util/frame_clock.h"
 
 #include "util/units.h"
@@ -27,7 +27,7 @@ FrameClock::FrameClock(std::uint64_t loopStartUs, std::uint32_t framePeriodUs)
 {
 }
 
-/** Host time at which the frame's exposure began, as far as the first frame's latency tells. */
+/** Host time at which the frame's exposure began, as derived from the first frame's latency. */
 std::uint64_t FrameClock::predicted(const FrameTimes& frame) const
 {
     return frame.latencyUs + frame.hostGotUs - Extend(startLatencyUs_);

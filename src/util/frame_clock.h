@@ -53,8 +53,8 @@ public:
     struct Arrival {
         bool wrapped; ///< the camera's stamps went back, from `prevCamTsUs`
         std::uint64_t prevCamTsUs;
-        bool
-            initTrigger; ///< REFCAMTS: the stamp was set anew; the next four tell from what to what
+        bool initTrigger; ///< REFCAMTS: the stamp was set again; the next four are the values
+                          ///< before and after
         std::uint64_t oldDiffUs;
         std::uint64_t newDiffUs;
         std::uint64_t oldFrameTsUs;

@@ -12,7 +12,7 @@ struct PixelFormatRow {
     std::uint32_t gevCode;  ///< the camera's PixelFormat
     std::uint8_t pixelBits; ///< stored bits of a pixel
     std::uint8_t dataBits;  ///< significant bits of a pixel
-    const char* codec;      ///< what the host is told
+    const char* codec;      ///< published to the host
     bool isYuv;
     bool fallsBack; ///< to host code 1 when the camera refuses
 };

@@ -1,5 +1,5 @@
 /** Reads text files beside the tests, and the cases in them: the lines of an input, then "=> " and
- *  the expected output; "..." at its end stands for anything. Blank lines and lines that begin with
+ *  the expected output; "..." at its end matches anything. Blank lines and lines that begin with
  *  "## " separate cases. */
 #pragma once
 

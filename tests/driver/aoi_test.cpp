@@ -54,7 +54,7 @@ public:
 
 TEST(Aoi, ShrinkingAxisStartsWithItsSizeAndSuccessAloneIsStored)
 {
-    Transcript told("aoi_requests", {"log", "cam"});
+    Transcript story("aoi_requests", {"log", "cam"});
     for (const auto& [inForce, asked] : std::initializer_list<std::pair<Region, Region>>{
              {kAll, {-1, -1, -1, -1}},
              {kAll, kSmall},
@@ -66,17 +66,17 @@ TEST(Aoi, ShrinkingAxisStartsWithItsSizeAndSuccessAloneIsStored)
              {kAll, {52, -1, -1, 32}}, // an offset leaves 16 pixels at least
          }) {
         AoiRig rig(inForce);
-        told.state = [&] { return rig.InForce(); };
+        story.state = [&] { return rig.InForce(); };
         rig.Ask(asked);
-        told.Tell(TextOf(asked), [&] { return rig.proc.ProcParametrizeCamAoi(&rig.Cam()); });
+        story.Call(TextOf(asked), [&] { return rig.proc.ProcParametrizeCamAoi(&rig.Cam()); });
     }
 }
 
 TEST(Aoi, ItemIsSetWithinItsMaskLimitsAndIncrement)
 {
-    Transcript told("aoi_items", {"read", "log", "cam"});
+    Transcript story("aoi_items", {"read", "log", "cam"});
     const auto item = [&](Rig& rig, int mask, int limit, int asked) {
-        told.Tell(Words("mask", mask, "limit", limit, "asked", asked), [&] {
+        story.Call(Words("mask", mask, "limit", limit, "asked", asked), [&] {
             return rig.proc.ProcParametrizeCamAoiItem(&rig.Cam(), mask, WIDTH_PROPERTY_TYPE, 64,
                                                       limit, asked);
         });
@@ -93,7 +93,7 @@ TEST(Aoi, ItemIsSetWithinItsMaskLimitsAndIncrement)
 
 TEST(Aoi, CheckStopsAtTheFirstDifference)
 {
-    Transcript told("aoi_checks", {"host"});
+    Transcript story("aoi_checks", {"host"});
     for (const auto& [inForce, asked] : std::initializer_list<std::pair<Region, Region>>{
              {kSmall, {-1, -1, -1, -1}},
              {kSmall, kSmall},
@@ -106,7 +106,7 @@ TEST(Aoi, CheckStopsAtTheFirstDifference)
          }) {
         AoiRig rig(inForce);
         rig.Ask(asked);
-        told.state = [&] { return rig.InForce(); };
-        told.Tell(TextOf(asked), [&] { return rig.proc.ProcCheckCfgCamAoi(); });
+        story.state = [&] { return rig.InForce(); };
+        story.Call(TextOf(asked), [&] { return rig.proc.ProcCheckCfgCamAoi(); });
     }
 }

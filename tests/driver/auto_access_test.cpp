@@ -31,19 +31,19 @@ void Know(CExCam& cam, int type, float low, float high)
 
 TEST(AutoAccess, BooleansByTheirRow)
 {
-    Transcript told("auto_booleans", {"log", "cam"});
+    Transcript story("auto_booleans", {"log", "cam"});
     Rig rig(Lacking({"ReverseY"}));
     CExCam& cam = rig.Open();
-    TELL(told, cam.ExPropertySetEna(static_cast<PropertyType>(23 + 17), true));
-    TELL(told, cam.ExPropertySetEna(REVERSE_Y_PROPERTY_TYPE, true));
-    TELL(told, cam.ExPropertySetEna(WIDTH_PROPERTY_TYPE, true));
+    CALL(story, cam.ExPropertySetEna(static_cast<PropertyType>(23 + 17), true));
+    CALL(story, cam.ExPropertySetEna(REVERSE_Y_PROPERTY_TYPE, true));
+    CALL(story, cam.ExPropertySetEna(WIDTH_PROPERTY_TYPE, true));
     cam.nodeMap = nullptr;
-    TELL(told, cam.ExPropertySetEna(REVERSE_Y_PROPERTY_TYPE, true));
+    CALL(story, cam.ExPropertySetEna(REVERSE_Y_PROPERTY_TYPE, true));
 }
 
 TEST(AutoAccess, SequenceAlreadySet)
 {
-    Transcript told("auto_switch", {"log", "cam"});
+    Transcript story("auto_switch", {"log", "cam"});
     for (const auto& [what, setup] : {std::pair("all there", SmallCamera()),
                                       {"no sequence", Lacking({"autoBrightnessSequence"})},
                                       {"no mode", Lacking({"autoBrightnessMode"})},
@@ -51,48 +51,48 @@ TEST(AutoAccess, SequenceAlreadySet)
                                       {"read-only mode", ReadOnly("autoBrightnessMode")}}) {
         Rig rig(setup);
         CExCam& cam = rig.Open();
-        told.Line(what);
-        TELL(told, cam.ExSetAutoExpoEna(true));
-        TELL(told, cam.ExSetAutoExpoEna(true));
-        TELL(told, cam.ExSetAutoExpoEna(false));
+        story.Line(what);
+        CALL(story, cam.ExSetAutoExpoEna(true));
+        CALL(story, cam.ExSetAutoExpoEna(true));
+        CALL(story, cam.ExSetAutoExpoEna(false));
         cam.nodeMap = nullptr;
-        TELL(told, cam.ExSetAutoExpoEna(true));
+        CALL(story, cam.ExSetAutoExpoEna(true));
     }
 }
 
 TEST(AutoAccess, TargetIsAShareOf255RoundedHalfUp)
 {
-    Transcript told("auto_target", {"log2", "cam"});
+    Transcript story("auto_target", {"log2", "cam"});
     Rig rig(Having({{"autoBrightnessMode", "Active"}}));
     CExCam& cam = rig.Open();
-    TELL(told, cam.ExSetAutoExpoVal(1.0F));
-    TELL(told, cam.ExSetAutoExpoVal(0.5F));
-    TELL(told, cam.ExSetAutoExpoVal(-0.0F));
-    TELL(told, cam.ExSetAutoExpoVal(1.0001F));
-    TELL(told, cam.ExSetAutoExpoVal(-0.0001F));
+    CALL(story, cam.ExSetAutoExpoVal(1.0F));
+    CALL(story, cam.ExSetAutoExpoVal(0.5F));
+    CALL(story, cam.ExSetAutoExpoVal(-0.0F));
+    CALL(story, cam.ExSetAutoExpoVal(1.0001F));
+    CALL(story, cam.ExSetAutoExpoVal(-0.0001F));
     Rig without(Lacking({"autoBrightnessTarget"}));
-    TELL(told, without.Open().ExSetAutoExpoVal(0.5F));
+    CALL(story, without.Open().ExSetAutoExpoVal(0.5F));
 }
 
 TEST(AutoAccess, GainLimitsMixUnits)
 {
-    Transcript told("auto_gain_units", {"cam", "log"});
+    Transcript story("auto_gain_units", {"cam", "log"});
     Rig rig; // whose range of 0 to 18.06 dB are the factors 1 to 8
     CExCam& cam = rig.Open();
-    TELL(told, cam.ExPropertySetAutoRangeGain(6, 14)); // 1.995 and 5.01
-    TELL(told, cam.ExPropertySetAutoRangeGain(0, 20));
+    CALL(story, cam.ExPropertySetAutoRangeGain(6, 14)); // 1.995 and 5.01
+    CALL(story, cam.ExPropertySetAutoRangeGain(0, 20));
 }
 
 TEST(AutoAccess, LimitsAreCheckedStepByStep)
 {
-    Transcript told("auto_limits", {"log2", "cam"});
+    Transcript story("auto_limits", {"log2", "cam"});
     for (const bool gain : {true, false}) {
         const std::string name = gain ? "gainAuto" : "exposureAuto";
         const auto set =
             gain ? &CExCam::ExPropertySetAutoRangeGain : &CExCam::ExPropertySetAutoRangeExpo;
         const int type = gain ? GAIN_AUTO_MIN_PROPERTY_TYPE : EXPOSURE_AUTO_MIN_PROPERTY_TYPE;
         const auto apply = [&](CExCam& cam, float min, float max) {
-            told.Tell(Words(name, min, max), [&] { return (cam.*set)(min, max); });
+            story.Call(Words(name, min, max), [&] { return (cam.*set)(min, max); });
         };
         Rig rig;
         Know(rig.Open(), type, 11, 15); // narrower than the camera's
@@ -110,7 +110,7 @@ TEST(AutoAccess, LimitsAreCheckedStepByStep)
             const std::string feature = name + (of == 0 ? "Min" : "Max") + "Value";
             Rig lacking(Lacking({feature}));
             CExCam& cam = lacking.Open();
-            told.Line("without " + feature);
+            story.Line("without " + feature);
             apply(cam, 11, 12);
             Know(cam, type + of, 10, 20); // it went missing later
             apply(cam, 11, 12);
@@ -120,44 +120,44 @@ TEST(AutoAccess, LimitsAreCheckedStepByStep)
 
 TEST(AutoAccess, ExceptionsPassAndLeaveTheModeOn)
 {
-    Transcript told("auto_exceptions", {"cam"});
+    Transcript story("auto_exceptions", {"cam"});
     Rig rig(ReadOnly("gainAutoMaxValue"));
     CExCam& cam = rig.Open();
-    TELL(told, cam.ExPropertySetAutoRangeGain(6, 12));
+    CALL(story, cam.ExPropertySetAutoRangeGain(6, 12));
     sim::AddFault(AccessThrows(sim::Trigger::Read, "exposureAutoMinValue"));
-    TELL(told, cam.ExPropertySetAutoRangeExpo(100, 200));
+    CALL(story, cam.ExPropertySetAutoRangeExpo(100, 200));
     EXPECT_FALSE(cam.propEntries[EXPOSURE_AUTO_MIN_PROPERTY_TYPE].floatRangeCached);
     for (const char* feature : {"autoBrightnessMode", "ExposureAuto", "ReverseX"}) {
         Rig refusing(ReadOnly(feature));
         CExCam& refused = refusing.Open();
-        told.Line(std::string("read-only ") + feature);
-        TELL(told, refused.ExPropertySetAutoCont(EXPOSURE_AUTO_PROPERTY_TYPE));
-        TELL(told, refused.ExPropertySetEna(REVERSE_X_PROPERTY_TYPE, true));
+        story.Line(std::string("read-only ") + feature);
+        CALL(story, refused.ExPropertySetAutoCont(EXPOSURE_AUTO_PROPERTY_TYPE));
+        CALL(story, refused.ExPropertySetEna(REVERSE_X_PROPERTY_TYPE, true));
     }
 }
 
 TEST(AutoAccess, MasterSwitchLeavesTheSelectors)
 {
-    Transcript told("auto_master_switch", {"log3", "cam"});
+    Transcript story("auto_master_switch", {"log3", "cam"});
     Rig rig(Having({{"GainAuto", "Continuous"}}));
     CExCam& cam = rig.Open();
-    told.state = [] { return Words(Rig::Feature("ExposureAuto"), Rig::Feature("GainAuto")); };
-    TELL(told, cam.ExPropertySetAutoOff(GAIN_AUTO_PROPERTY_TYPE)); // the switch is off already
-    TELL(told, cam.ExPropertySetAutoCont(EXPOSURE_AUTO_PROPERTY_TYPE));
-    TELL(told, cam.ExPropertySetAutoCont(GAIN_AUTO_PROPERTY_TYPE)); // only told
-    TELL(told, cam.ExPropertySetAutoOff(EXPOSURE_AUTO_PROPERTY_TYPE));
+    story.state = [] { return Words(Rig::Feature("ExposureAuto"), Rig::Feature("GainAuto")); };
+    CALL(story, cam.ExPropertySetAutoOff(GAIN_AUTO_PROPERTY_TYPE)); // the switch is off already
+    CALL(story, cam.ExPropertySetAutoCont(EXPOSURE_AUTO_PROPERTY_TYPE));
+    CALL(story, cam.ExPropertySetAutoCont(GAIN_AUTO_PROPERTY_TYPE)); // only logged
+    CALL(story, cam.ExPropertySetAutoOff(EXPOSURE_AUTO_PROPERTY_TYPE));
 }
 
 TEST(AutoAccess, SelectorsDecideWithoutAMasterSwitch)
 {
-    Transcript told("auto_selectors", {"log", "cam"});
+    Transcript story("auto_selectors", {"log", "cam"});
     Rig rig(Lacking({"autoBrightnessMode", "GainAuto"}));
     CExCam& cam = rig.Open();
-    TELL(told, cam.ExPropertySetAutoCont(EXPOSURE_AUTO_PROPERTY_TYPE));
-    TELL(told, cam.ExPropertySetAutoOff(EXPOSURE_AUTO_PROPERTY_TYPE));
-    TELL(told, cam.ExPropertySetAutoOff(EXPOSURE_AUTO_PROPERTY_TYPE));
-    TELL(told, cam.ExPropertySetEnaAutoPush(GAIN_AUTO_PROPERTY_TYPE, false));
-    TELL(told, cam.ExPropertySetEnaAutoPush(GAIN_PROPERTY_TYPE, true));
+    CALL(story, cam.ExPropertySetAutoCont(EXPOSURE_AUTO_PROPERTY_TYPE));
+    CALL(story, cam.ExPropertySetAutoOff(EXPOSURE_AUTO_PROPERTY_TYPE));
+    CALL(story, cam.ExPropertySetAutoOff(EXPOSURE_AUTO_PROPERTY_TYPE));
+    CALL(story, cam.ExPropertySetEnaAutoPush(GAIN_AUTO_PROPERTY_TYPE, false));
+    CALL(story, cam.ExPropertySetEnaAutoPush(GAIN_PROPERTY_TYPE, true));
     cam.nodeMap = nullptr;
-    TELL(told, cam.ExPropertySetEnaAutoPush(GAIN_AUTO_PROPERTY_TYPE, true));
+    CALL(story, cam.ExPropertySetEnaAutoPush(GAIN_AUTO_PROPERTY_TYPE, true));
 }

@@ -26,7 +26,7 @@ public:
     }
     void Apply(std::uint32_t profile, std::uint32_t gain, std::uint32_t etime, bool dynamic = false)
     {
-        Tell(
+        Call(
             Words("profile", profile, "gain", gain, "etime", etime, dynamic ? "dynamic" : "static"),
             [&] {
                 proc.ProcParametrizeCamAutoFunc(&Cam(), profile, gain, etime, dynamic, nullptr);
@@ -38,7 +38,7 @@ public:
 
 TEST(AutoFunc, ModesDecide)
 {
-    AutoStory told("auto_func_modes");
+    AutoStory story("auto_func_modes");
     for (const auto& [profile, gain, etime] :
          std::initializer_list<std::array<std::uint32_t, 3>>{{0, 0, 0},
                                                              {0, 0, 2},
@@ -48,41 +48,41 @@ TEST(AutoFunc, ModesDecide)
                                                              {2, 1, 1},
                                                              {2, 3, 7},
                                                              {2, 0, 0}}) {
-        told.proc.gainAutoState = told.proc.expoAutoState = 0;
+        story.proc.gainAutoState = story.proc.expoAutoState = 0;
         Rig::SetFeature("GainAuto", "Off");
         Rig::SetFeature("ExposureAuto", "Off");
-        told.Apply(profile, gain, etime);
+        story.Apply(profile, gain, etime);
     }
 }
 
 TEST(AutoFunc, NoProfileSwitchesOff)
 {
-    AutoStory told("auto_func_profiles", SmallCamera());
-    told.Apply(1, 0, 0);
-    told.Apply(2, 0, 0);
+    AutoStory story("auto_func_profiles", SmallCamera());
+    story.Apply(1, 0, 0);
+    story.Apply(2, 0, 0);
     EXPECT_EQ(Rig::Feature("autoBrightnessMode"), "Active");
-    told.Apply(1, 2, 1); // the controls meet: switching a selector off switches off the master
+    story.Apply(1, 2, 1); // the controls meet: switching a selector off switches off the master
 }
 
 TEST(AutoFunc, StopsOnlyForAChange)
 {
-    AutoStory told("auto_func_changes");
-    told.StartTransfer();
-    told.Apply(0, 2, 1, true);
-    told.Apply(0, 2, 1, true); // it is so already, but limits are written each time
-    told.Apply(1, 2, 0, true); // neither profile nor what is unset counts
-    told.Apply(0, 2, 2, false);
-    told.Apply(1, 0, 2, true);
-    told.Apply(0, 1, 2, true);
-    told.Apply(0, 1, 5, true); // never done with
-    told.Apply(0, 1, 5, true);
+    AutoStory story("auto_func_changes");
+    story.StartTransfer();
+    story.Apply(0, 2, 1, true);
+    story.Apply(0, 2, 1, true); // it is so already, but limits are written each time
+    story.Apply(1, 2, 0, true); // neither profile nor what is unset counts
+    story.Apply(0, 2, 2, false);
+    story.Apply(1, 0, 2, true);
+    story.Apply(0, 1, 2, true);
+    story.Apply(0, 1, 5, true); // never done with
+    story.Apply(0, 1, 5, true);
 }
 
 TEST(AutoFuncParams, EachIsSkippedByItsLowEnd)
 {
-    AutoStory told("auto_func_params");
-    told.host.gainlimsHigh = 14;
-    told.host.etlimsHigh = 200;
+    AutoStory story("auto_func_params");
+    story.host.gainlimsHigh = 14;
+    story.host.etlimsHigh = 200;
     for (const auto& [bright, gain, etime] : std::initializer_list<std::array<float, 3>>{
              {kExposureUnset, kGainUnset, kExposureUnset},
              {0.5F, kGainUnset, kExposureUnset},
@@ -90,10 +90,10 @@ TEST(AutoFuncParams, EachIsSkippedByItsLowEnd)
              {kExposureUnset, kGainUnset, 100},
              {1.5F, 16, 300}, // each fails, and the next is tried
          }) {
-        told.host.atbright = bright;
-        told.host.gainlimsLow = gain;
-        told.host.etlimsLow = etime;
-        TELL(told, told.proc.ProcParametrizeCamAutoFuncParams(&told.Cam()));
+        story.host.atbright = bright;
+        story.host.gainlimsLow = gain;
+        story.host.etlimsLow = etime;
+        CALL(story, story.proc.ProcParametrizeCamAutoFuncParams(&story.Cam()));
     }
 }
 
@@ -118,20 +118,22 @@ TEST(CaptureBracket, InItsThreeForms)
         rig.proc.gainAutoState = 0;
         rig.proc.ProcParametrizeCamAutoFunc(&rig.Cam(), 1, 1, 0, grabbing, stopped);
     };
-    Transcript told("capture_brackets", {"gev", "cam", "log1"});
+    Transcript story("capture_brackets", {"gev", "cam", "log1"});
     for (const Handler handler : {lut, gamma, gammaOff, autoFunc}) {
         Rig rig;
         rig.Open();
         rig.proc.dataBits = 8;
         bool running = false; // shared by the handlers: nobody has stopped the transfer,
         bool stopped = true;  // or somebody did
-        told.state = [&] { return Words("stopped by the handler", running, "before it", stopped); };
+        story.state = [&] {
+            return Words("stopped by the handler", running, "before it", stopped);
+        };
         handler(rig, false, nullptr); // so that the range of gamma is known
-        TELL(told, handler(rig, false, nullptr));
-        TELL(told, handler(rig, false, &running));
-        TELL(told, handler(rig, true, &stopped));
+        CALL(story, handler(rig, false, nullptr));
+        CALL(story, handler(rig, false, &running));
+        CALL(story, handler(rig, true, &stopped));
         rig.StartTransfer();
-        TELL(told, handler(rig, true, nullptr));
-        TELL(told, handler(rig, true, &running));
+        CALL(story, handler(rig, true, nullptr));
+        CALL(story, handler(rig, true, &running));
     }
 }

@@ -115,7 +115,7 @@ TEST(Config, PeriodTicksAndSizes)
         EXPECT_EQ((std::vector{rig.proc.tickFrequency, rig.proc.framePeriodUs,
                                rig.proc.bufferFrameSize, rig.proc.stride, rig.proc.fullFrameSize}),
                   (std::vector{kGiga, c.periodUs, c.bufferBytes, c.stride, c.frameBytes}));
-        EXPECT_THAT(Rig::HostCalls("KvGi__SetCurrFpsUs"), IsEmpty()) << "the host is not told";
+        EXPECT_THAT(Rig::HostCalls("KvGi__SetCurrFpsUs"), IsEmpty()) << "the host is not informed";
         EXPECT_THAT(Rig::Of("host"), Contains("KvSc__SetParamVal(8, 1)")) << "ns of a tick";
     }
 }

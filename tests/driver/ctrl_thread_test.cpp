@@ -117,7 +117,7 @@ TEST(CtrlThread, CommandThatWaitsKeepsTheRequest)
         Await([] { return Count(Rig::Logs(), "2 DoGpioCfg:  Cfg IoBox set 1: prev cmd") > 2; });
     }
     EXPECT_TRUE(cam.ioboxApplyReq) << "each pass tries again";
-    EXPECT_FALSE(cam.gpioActivity) << "told by the pass, cleared behind it";
+    EXPECT_FALSE(cam.gpioActivity) << "reported by the pass, then cleared";
 }
 
 TEST(CtrlThread, DetachmentEndsItAlone)

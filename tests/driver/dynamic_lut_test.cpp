@@ -55,15 +55,15 @@ public:
     /** What came into the journal with one of these parts; without sizes and process ID. */
     static Texts Told(std::initializer_list<const char*> parts)
     {
-        Texts told = FoldTables(Of({"log", "host", "cam", "gev"}));
-        std::erase_if(told, [&](const std::string& text) {
+        Texts story = FoldTables(Of({"log", "host", "cam", "gev"}));
+        std::erase_if(story, [&](const std::string& text) {
             return std::none_of(parts.begin(), parts.end(),
                                 [&](const char* part) { return text.find(part) != text.npos; });
         });
-        for (std::string& text : told) {
+        for (std::string& text : story) {
             text.resize(std::min(text.size(), text.find(" (bufferFrameSize")));
         }
-        return told;
+        return story;
     }
     static Texts Entries()
     {
@@ -81,12 +81,12 @@ public:
 
 TEST(DynamicLut, CalculatesAndAppliesInTheThirdCall)
 {
-    Transcript told("dynamic_lut_three_calls", {"log", "host", "cam", "gev"});
+    Transcript story("dynamic_lut_three_calls", {"log", "host", "cam", "gev"});
     LutRig rig;
     rig.proc.usrSignalPending = 2;
-    told.state = [&] { return rig.State(); }; // the table is kept for the next request
+    story.state = [&] { return rig.State(); }; // the table is kept for the next request
     for (int i = 0; i < 3; ++i) {
-        TELL(told, rig.proc.ProcDynamLut(&rig.Cam()));
+        CALL(story, rig.proc.ProcDynamLut(&rig.Cam()));
     }
     const Texts entries = LutRig::Entries();
     EXPECT_EQ(entries[2] + " " + entries[3], "2 3"); // knot 1, and between 32 and 64
@@ -94,7 +94,7 @@ TEST(DynamicLut, CalculatesAndAppliesInTheThirdCall)
 
 TEST(DynamicLut, StepsBesideTheCalculation)
 {
-    Transcript told("dynamic_lut_steps", {"log", "host", "cam", "gev", "read"});
+    Transcript story("dynamic_lut_steps", {"log", "host", "cam", "gev", "read"});
     struct Case {
         std::uint32_t step;
         std::int32_t excursion;
@@ -111,16 +111,16 @@ TEST(DynamicLut, StepsBesideTheCalculation)
             rig.proc.dynLutCount = 256;
             rig.proc.dynCdfCount = 256;
         }
-        told.state = [&] { return rig.State(); };
-        told.Tell(Words("step", c.step, "excursion", c.excursion,
-                        c.hasTable ? "with a table" : "without"),
-                  [&] { rig.Step(c.step, c.excursion); });
+        story.state = [&] { return rig.State(); };
+        story.Call(Words("step", c.step, "excursion", c.excursion,
+                         c.hasTable ? "with a table" : "without"),
+                   [&] { rig.Step(c.step, c.excursion); });
     }
 }
 
 TEST(DynamicLut, ArraysGrowWithTheFormat)
 {
-    Transcript told("dynamic_lut_formats", {"log", "host"});
+    Transcript story("dynamic_lut_formats", {"log", "host"});
     for (const auto& [storage, data] : {std::pair(12, 12), {8, 8}, {16, 16}, {16, 12}}) {
         LutRig rig;
         rig.proc.dataBits = 12;
@@ -130,7 +130,7 @@ TEST(DynamicLut, ArraysGrowWithTheFormat)
         // Another user signal takes the steps back, and a new format comes before the calculation.
         rig.proc.pixelBits = static_cast<std::uint8_t>(storage);
         rig.proc.dataBits = static_cast<std::uint8_t>(data);
-        told.Tell(Words(storage, data), [&] { rig.Step(4, 7); });
+        story.Call(Words(storage, data), [&] { rig.Step(4, 7); });
         rig.proc.dataBits = 8;
         rig.proc.ProcDynamLut(&rig.Cam());
         ASSERT_EQ(LutRig::Entries().size(), 256U);
@@ -144,13 +144,13 @@ TEST(DynamicLut, WithoutMemoryTheRequestIsDropped)
     if (!CountsAllocations()) {
         GTEST_SKIP() << "allocations can't be refused under a sanitizer";
     }
-    Transcript told("dynamic_lut_no_memory", {"log", "host", "cam", "gev"});
+    Transcript story("dynamic_lut_no_memory", {"log", "host", "cam", "gev"});
     for (const std::size_t refused : {std::size_t{4} << 12, std::size_t{2} << 12}) {
         LutRig rig;
         rig.proc.pixelBits = 12;
         rig.proc.dataBits = 12;
-        told.state = [&] { return rig.State(); };
-        told.Tell(Words(refused, "bytes"), [&] {
+        story.state = [&] { return rig.State(); };
+        story.Call(Words(refused, "bytes"), [&] {
             RefuseAllocationsOf(refused);
             rig.Step(4, 6);
             RefuseAllocationsOf(0);
@@ -160,12 +160,12 @@ TEST(DynamicLut, WithoutMemoryTheRequestIsDropped)
 
 TEST(DynamicLut, FailedTableWriteIsNotLookedAt)
 {
-    Transcript told("dynamic_lut_refused", {"log2", "log3", "cam"});
+    Transcript story("dynamic_lut_refused", {"log2", "log3", "cam"});
     LutRig rig;
     rig.proc.dataBits = 12; // refuses the table
     rig.proc.pixelBits = 16;
-    told.state = [&] { return rig.State(); };
-    TELL(told, rig.Step(4, 0));
+    story.state = [&] { return rig.State(); };
+    CALL(story, rig.Step(4, 0));
 }
 
 TEST(DynamicLut, LoopTakesARequestUpBehindTheNextGoodFrame)

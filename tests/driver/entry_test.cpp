@@ -68,14 +68,14 @@ TEST(Entry, OpensTheFirstWantedCamera)
         rig.host.id = c.id;
         rig.host.activeCamMask = c.mask;
         const int result = Rig::Run();
-        Texts told = Masked(Rig::Of({"log", "host", "gev"}));
-        const auto listed = std::find_if(told.rbegin(), told.rend(), [](const auto& text) {
+        Texts lines = Masked(Rig::Of({"log", "host", "gev"}));
+        const auto listed = std::find_if(lines.rbegin(), lines.rend(), [](const auto& text) {
             return text.find("DeviceVersion") != text.npos;
         });
         if (!c.listed) {
-            told.erase(told.begin(), listed.base());
+            lines.erase(lines.begin(), listed.base());
         }
-        Append(story, std::string(c.name) + ": " + std::to_string(result), told);
+        Append(story, std::string(c.name) + ": " + std::to_string(result), lines);
     }
     EXPECT_TRUE(IsStory("entry_choice", story));
 }

@@ -9,24 +9,24 @@ using namespace rig;
 
 TEST(Ranges, IntegerRangeIsReadOnce)
 {
-    Transcript told("range_of_integers", {"log", "read"});
+    Transcript story("range_of_integers", {"log", "read"});
     Rig rig;
     CExCam& cam = rig.Open();
     int min = 0;
     int max = 0;
     int inc = 0;
-    told.state = [&] { return Words(min, max, inc); };
+    story.state = [&] { return Words(min, max, inc); };
     sim::AddFault(AccessThrows(sim::Trigger::Read, "Width", sim::ExceptionKind::Timeout, 2));
-    TELL(told, cam.ExPropertyGetIntRange(WIDTH_PROPERTY_TYPE, &min, &max, &inc));
-    TELL(told, cam.ExPropertyGetIntRange(WIDTH_PROPERTY_TYPE, nullptr, nullptr, nullptr));
+    CALL(story, cam.ExPropertyGetIntRange(WIDTH_PROPERTY_TYPE, &min, &max, &inc));
+    CALL(story, cam.ExPropertyGetIntRange(WIDTH_PROPERTY_TYPE, nullptr, nullptr, nullptr));
     Rig::SetFeature("OffsetX", "16"); // now Width.Max is 48
     cam.nodeMap = nullptr;
-    TELL(told, cam.ExPropertyGetIntRange(WIDTH_PROPERTY_TYPE, &min, &max, &inc));
+    CALL(story, cam.ExPropertyGetIntRange(WIDTH_PROPERTY_TYPE, &min, &max, &inc));
 }
 
 TEST(Ranges, FloatRangeIsReadOnceWithItsPreparations)
 {
-    Transcript told("range_of_floats", {"log", "cam", "read"});
+    Transcript story("range_of_floats", {"log", "cam", "read"});
     Rig rig(SmallCamera(sim::Model::Color));
     CExCam& cam = rig.Open();
     for (const PropertyType type :
@@ -35,20 +35,20 @@ TEST(Ranges, FloatRangeIsReadOnceWithItsPreparations)
           BALANCE_RATIO_RED_PROPERTY_TYPE, BALANCE_RATIO_BLUE_PROPERTY_TYPE}) {
         float min = 77;
         float max = 77;
-        told.state = [&] { return Words(min, max); };
-        TELL(told, cam.ExPropertyGetFloatRange(type, &min, &max));
+        story.state = [&] { return Words(min, max); };
+        CALL(story, cam.ExPropertyGetFloatRange(type, &min, &max));
         max = 77;
-        TELL(told, cam.ExPropertyGetFloatRange(type, nullptr, &max));
+        CALL(story, cam.ExPropertyGetFloatRange(type, nullptr, &max));
     }
 }
 
 TEST(Ranges, BracketIsLeftOutInActiveModeAndClosedAfterAMissingFeature)
 {
-    Transcript told("range_brackets", {"log", "cam"});
+    Transcript story("range_brackets", {"log", "cam"});
     Rig rig(Lacking({"gainAutoMaxValue", "gainAutoSource"}));
     CExCam& cam = rig.Open();
-    TELL(told, cam.ExPropertyGetFloatRange(GAIN_AUTO_MAX_PROPERTY_TYPE, nullptr, nullptr));
-    TELL(told, cam.ExPropertyGetFloatRange(GAIN_AUTO_MAX_PROPERTY_TYPE, nullptr, nullptr));
+    CALL(story, cam.ExPropertyGetFloatRange(GAIN_AUTO_MAX_PROPERTY_TYPE, nullptr, nullptr));
+    CALL(story, cam.ExPropertyGetFloatRange(GAIN_AUTO_MAX_PROPERTY_TYPE, nullptr, nullptr));
     Rig::SetFeature("autoBrightnessMode", "Active");
-    TELL(told, cam.ExPropertyGetFloatRange(GAIN_AUTO_MIN_PROPERTY_TYPE, nullptr, nullptr));
+    CALL(story, cam.ExPropertyGetFloatRange(GAIN_AUTO_MIN_PROPERTY_TYPE, nullptr, nullptr));
 }

@@ -11,47 +11,47 @@ namespace
 {
 
 /** All accessors of one property. */
-void Access(Transcript& told, CExCam& cam, PropertyType type)
+void Access(Transcript& story, CExCam& cam, PropertyType type)
 {
     int number = 77;
     float value = 77;
-    told.Line(Words("property", static_cast<int>(type)));
-    told.state = [&] { return Words(number, value); };
-    TELL(told, cam.ExPropertyGetInt(type, &number));
-    TELL(told, cam.ExPropertySetInt(type, 16));
-    TELL(told, cam.ExPropertyGetIntRange(type, &number, &number, &number));
-    TELL(told, cam.ExPropertyGetFloat(type, &value));
-    TELL(told, cam.ExPropertySetFloat(type, 16));
-    TELL(told, cam.ExPropertyGetFloatRange(type, &value, &value));
-    told.state = nullptr;
+    story.Line(Words("property", static_cast<int>(type)));
+    story.state = [&] { return Words(number, value); };
+    CALL(story, cam.ExPropertyGetInt(type, &number));
+    CALL(story, cam.ExPropertySetInt(type, 16));
+    CALL(story, cam.ExPropertyGetIntRange(type, &number, &number, &number));
+    CALL(story, cam.ExPropertyGetFloat(type, &value));
+    CALL(story, cam.ExPropertySetFloat(type, 16));
+    CALL(story, cam.ExPropertyGetFloatRange(type, &value, &value));
+    story.state = nullptr;
 }
 
 } // namespace
 
 TEST(Accessors, SuccessGivesZero)
 {
-    Transcript told("accessors_success", {"log", "cam", "read"});
+    Transcript story("accessors_success", {"log", "cam", "read"});
     Rig rig;
     CExCam& cam = rig.Open();
-    Access(told, cam, WIDTH_PROPERTY_TYPE);
-    Access(told, cam, GAIN_PROPERTY_TYPE);
-    TELL(told, cam.ExPropertySetEnumFromStr("GainAuto", "Continuous"));
+    Access(story, cam, WIDTH_PROPERTY_TYPE);
+    Access(story, cam, GAIN_PROPERTY_TYPE);
+    CALL(story, cam.ExPropertySetEnumFromStr("GainAuto", "Continuous"));
 }
 
 TEST(Accessors, WithoutANodeMapTheyWarnAndGiveMinusOne)
 {
-    Transcript told("accessors_no_map", {"log"});
+    Transcript story("accessors_no_map", {"log"});
     Rig rig;
     CExCam& cam = rig.Open();
     cam.nodeMap = nullptr;
-    Access(told, cam, AUTO_BRIGHTNESS_TARGET_PROPERTY_TYPE);
-    Access(told, cam, static_cast<PropertyType>(23 + 21));
-    TELL(told, cam.ExPropertySetEnumFromStr("GainAuto", "Off"));
+    Access(story, cam, AUTO_BRIGHTNESS_TARGET_PROPERTY_TYPE);
+    Access(story, cam, static_cast<PropertyType>(23 + 21));
+    CALL(story, cam.ExPropertySetEnumFromStr("GainAuto", "Off"));
 }
 
 TEST(Accessors, FeatureMissingOrOfAnotherKindGivesMinusTwoSilently)
 {
-    Transcript told("accessors_missing", {"log", "cam"});
+    Transcript story("accessors_missing", {"log", "cam"});
     sim::CameraSetup setup = Lacking({"Width", "ExposureTime", "GainAuto"});
     setup.mistyped = {{"Height", sim::NodeKind::Float}, {"Gain", sim::NodeKind::Integer}};
     Rig rig(setup);
@@ -60,10 +60,10 @@ TEST(Accessors, FeatureMissingOrOfAnotherKindGivesMinusTwoSilently)
          {WIDTH_PROPERTY_TYPE, HEIGHT_PROPERTY_TYPE, EXPOSURE_TIME_PROPERTY_TYPE,
           GAIN_PROPERTY_TYPE, EXPOSURE_AUTO_PROPERTY_TYPE, GAIN_AUTO_PROPERTY_TYPE,
           REVERSE_X_PROPERTY_TYPE, UNSPECIFIED_PROPERTY_TYPE}) {
-        Access(told, cam, type);
+        Access(story, cam, type);
     }
-    TELL(told, cam.ExPropertySetEnumFromStr("GainAuto", "Off"));
-    TELL(told, cam.ExPropertySetEnumFromStr("WidthMax", "Off"));
+    CALL(story, cam.ExPropertySetEnumFromStr("GainAuto", "Off"));
+    CALL(story, cam.ExPropertySetEnumFromStr("WidthMax", "Off"));
 }
 
 TEST(Accessors, TypeIsReducedModuloTheTable)
@@ -79,16 +79,16 @@ TEST(Accessors, TypeIsReducedModuloTheTable)
 
 TEST(Accessors, ExceptionsPassThrough)
 {
-    Transcript told("accessors_exceptions", {"log", "cam"});
+    Transcript story("accessors_exceptions", {"log", "cam"});
     Rig rig;
     CExCam& cam = rig.Open();
-    TELL(told, cam.ExPropertySetInt(WIDTH_PROPERTY_TYPE, 5));
-    TELL(told, cam.ExPropertySetInt(WIDTH_MAX_PROPERTY_TYPE, 64));
-    TELL(told, cam.ExPropertySetFloat(GAIN_PROPERTY_TYPE, 99));
-    TELL(told, cam.ExPropertySetEnumFromStr("GainAuto", "Maybe"));
+    CALL(story, cam.ExPropertySetInt(WIDTH_PROPERTY_TYPE, 5));
+    CALL(story, cam.ExPropertySetInt(WIDTH_MAX_PROPERTY_TYPE, 64));
+    CALL(story, cam.ExPropertySetFloat(GAIN_PROPERTY_TYPE, 99));
+    CALL(story, cam.ExPropertySetEnumFromStr("GainAuto", "Maybe"));
     GenApi::CNodeMapRef nothing;
     cam.nodeMap = &nothing;
-    TELL(told, cam.ExPropertyGetInt(WIDTH_PROPERTY_TYPE, nullptr));
+    CALL(story, cam.ExPropertyGetInt(WIDTH_PROPERTY_TYPE, nullptr));
 }
 
 TEST(Accessors, MissingSelectorIsPassedOver)
@@ -102,15 +102,15 @@ TEST(Accessors, MissingSelectorIsPassedOver)
 
 TEST(Accessors, BrightnessModeIsRestoredUnlessTheWriteThrows)
 {
-    Transcript told("accessors_brightness", {"log", "cam"});
+    Transcript story("accessors_brightness", {"log", "cam"});
     for (const auto& [what, setup] : {std::pair("all there", SmallCamera()),
                                       {"active", Having({{"autoBrightnessMode", "Active"}})},
                                       {"no target", Lacking({"autoBrightnessTarget"})},
                                       {"no mode", Lacking({"autoBrightnessMode"})}}) {
         Rig rig(setup);
         CExCam& cam = rig.Open();
-        told.Line(what);
-        TELL(told, cam.ExPropertySetInt(AUTO_BRIGHTNESS_TARGET_PROPERTY_TYPE, 100));
-        TELL(told, cam.ExPropertySetInt(AUTO_BRIGHTNESS_TARGET_PROPERTY_TYPE, 256));
+        story.Line(what);
+        CALL(story, cam.ExPropertySetInt(AUTO_BRIGHTNESS_TARGET_PROPERTY_TYPE, 100));
+        CALL(story, cam.ExPropertySetInt(AUTO_BRIGHTNESS_TARGET_PROPERTY_TYPE, 256));
     }
 }

@@ -15,13 +15,13 @@ static Texts Set(CCamProc& proc, CExCam* cam, std::uint8_t code)
     std::uint32_t format = 0;
     const char* codec = "-";
     const int result = proc.ProcSetPixelFormat(cam, &code, &storage, &data, &format, &codec);
-    Texts told = Rig::Of({"cam", "host", "log"});
+    Texts lines = Rig::Of({"cam", "host", "log"});
     char text[100];
     snprintf(text, sizeof text, "%i: %u %u/%u 0x%08X %s", result, code, storage, data, format,
              codec);
-    told.emplace_back(text);
+    lines.emplace_back(text);
     Rig::Clear();
-    return told;
+    return lines;
 }
 
 TEST(Format, IsSetAndTold)
@@ -49,9 +49,9 @@ TEST(Format, IsSetAndTold)
         Rig rig(setup);
         CExCam& cam = rig.Open();
         rig.proc.isYuv = !c.isYuv;
-        const Texts told = Set(rig.proc, &cam, c.asked);
-        EXPECT_EQ(rig.proc.isYuv, told.back().starts_with("0") ? c.isYuv : !c.isYuv);
-        Append(story, c.name, told);
+        const Texts lines = Set(rig.proc, &cam, c.asked);
+        EXPECT_EQ(rig.proc.isYuv, lines.back().starts_with("0") ? c.isYuv : !c.isYuv);
+        Append(story, c.name, lines);
     }
     EXPECT_TRUE(IsStory("pixel_formats", story));
 }

@@ -49,7 +49,7 @@ public:
 
 TEST(GammaHandler, DecidesByValueStateAndTable)
 {
-    Transcript told("gamma_handler", {"cam", "log2", "log3"});
+    Transcript story("gamma_handler", {"cam", "log2", "log3"});
     const char* const user = "UserDefined";
     const char* const gamma = "GammaCorrection";
     struct Case {
@@ -81,33 +81,33 @@ TEST(GammaHandler, DecidesByValueStateAndTable)
              {1.0005F, 0, "Off", gamma},
          }) {
         GammaRig rig(c.mode, c.type);
-        told.state = [&] { return Words("kept", rig.proc.gammaValue); };
-        told.Tell(Words(c.asked, "table", c.lutResult, c.mode, c.type),
-                  [&] { return rig.Apply(c.asked, c.lutResult); });
+        story.state = [&] { return Words("kept", rig.proc.gammaValue); };
+        story.Call(Words(c.asked, "table", c.lutResult, c.mode, c.type),
+                   [&] { return rig.Apply(c.asked, c.lutResult); });
     }
 }
 
 TEST(GammaHandler, ToleranceIsAHundredthInDoublePrecision)
 {
-    Transcript told("gamma_handler_tolerance", {"cam", "log2"});
+    Transcript story("gamma_handler_tolerance", {"cam", "log2"});
     GammaRig rig("Active", "GammaCorrection");
     rig.Know(1, 2);
     for (const float value :
          {2.01F, std::nextafter(2.01F, 3.0F), 0.99F, std::nextafter(0.99F, 0.0F), std::nanf("")}) {
-        TELL(told, rig.Apply(value));
+        CALL(story, rig.Apply(value));
     }
     rig.Know(1, 4);
-    TELL(told, rig.Apply(4.01F));  // a little more than the double 4.01
-    TELL(told, rig.Apply(4.009F)); // the camera's own limit is narrower
+    CALL(story, rig.Apply(4.01F));  // a little more than the double 4.01
+    CALL(story, rig.Apply(4.009F)); // the camera's own limit is narrower
 }
 
 TEST(GammaHandler, FailedSetGivesFour)
 {
-    Transcript told("gamma_handler_failures", {"cam", "log2", "log3"});
+    Transcript story("gamma_handler_failures", {"cam", "log2", "log3"});
     GammaRig rig("Active", "UserDefined", {"gammaCorrection"});
-    told.state = [&] { return Words("kept", rig.proc.gammaValue); };
-    TELL(told, rig.Apply(2, 0));
-    TELL(told, rig.Apply(2, 1));
+    story.state = [&] { return Words("kept", rig.proc.gammaValue); };
+    CALL(story, rig.Apply(2, 0));
+    CALL(story, rig.Apply(2, 1));
     rig.Know(0, 4); // the feature is missing by now
-    TELL(told, rig.Apply(2, 0));
+    CALL(story, rig.Apply(2, 0));
 }

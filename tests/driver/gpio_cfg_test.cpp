@@ -13,17 +13,17 @@ using namespace rig;
 namespace
 {
 
-void Pass(Transcript& told, const std::string& what, CExCam& cam)
+void Pass(Transcript& story, const std::string& what, CExCam& cam)
 {
-    told.Tell(what, [&] { return CCamCtrlThread::DoGpioCfg(&cam); });
-    told.Lines(SetsOf(cam));
+    story.Call(what, [&] { return CCamCtrlThread::DoGpioCfg(&cam); });
+    story.Lines(SetsOf(cam));
 }
 
 } // namespace
 
 TEST(Strobe, IsAppliedBySetIndexWithItsPolarity)
 {
-    Transcript told("gpio_strobes", {"log", "cam"});
+    Transcript story("gpio_strobes", {"log", "cam"});
     Rig rig;
     CExCam& cam = rig.Open();
     PutSet(cam, 0, 1, 2, 1, 5, 6); // an input line: refused, and idle again
@@ -31,40 +31,40 @@ TEST(Strobe, IsAppliedBySetIndexWithItsPolarity)
     PutSet(cam, 3, 2, 3, 1, 7, kUnset); // not an output
     cam.lineStates[3].ready = false;    // as an input leaves it
     PutSet(cam, 6, 1, 2, 1, 1, 1);      // what a set was before is nobody's work
-    Pass(told, "three sets", cam);
+    Pass(story, "three sets", cam);
 }
 
 TEST(Strobe, WidthKeepsToTheLimit)
 {
-    Transcript told("gpio_widths", {"log", "cam"});
+    Transcript story("gpio_widths", {"log", "cam"});
     Rig rig;
     CExCam& cam = rig.Open();
     cam.pulseLimitUs = 300;
     for (const auto& [source, width] :
          {std::pair(3, 299U), {3, 300U}, {3, 301U}, {3, kUnset}, {1, 5U}}) {
         PutSet(cam, 2, 1, source, 1, kUnset, width);
-        Pass(told, Words("source", source, "width", width), cam);
+        Pass(story, Words("source", source, "width", width), cam);
     }
 }
 
 TEST(GpioCmd, IsQueuedAndMakesTheAwaitedInputBusy)
 {
-    Transcript told("gpio_command", {"log", "cam"});
+    Transcript story("gpio_command", {"log", "cam"});
     Rig rig;
     CExCam& cam = rig.Open();
     PutSet(cam, 1, 2, 5, 2, 250, 9);
-    Pass(told, "an input", cam);
+    Pass(story, "an input", cam);
     cam.gpioActivity = false;
     cam.lineStates[1].ready = true;
     cam.gpioCmdDone = true;
     PutSet(cam, 0, 1, 5, 1, 32, 914);
     cam.lineStates[0].cmdProgress = 7;
-    Pass(told, "a command", cam);
+    Pass(story, "a command", cam);
 }
 
 TEST(GpioCmd, SecondOneWaitsBehindTheFirst)
 {
-    Transcript told("gpio_second_command", {"log", "cam"});
+    Transcript story("gpio_second_command", {"log", "cam"});
     Rig rig;
     CExCam& cam = rig.Open();
     const auto again = [&](int mode, std::uint32_t value) {
@@ -75,37 +75,37 @@ TEST(GpioCmd, SecondOneWaitsBehindTheFirst)
         cam.lineStates[0].applyPending = true;
     };
     PutSet(cam, 0, 1, 5, 1, 1, 3);
-    Pass(told, "the first", cam);
+    Pass(story, "the first", cam);
     for (const std::uint32_t other : {5U, 6U}) { // another set's commands don't wait
         again(1, 4);
         PutSet(cam, 2, 1, 5, 1, 8, other);
-        Pass(told, "the second beside another set's", cam);
+        Pass(story, "the second beside another set's", cam);
     }
     again(2, 4);
-    Pass(told, "an input takes the place of both", cam);
+    Pass(story, "an input takes the place of both", cam);
     again(7, 4);
-    Pass(told, "and nothing the place of the input", cam);
+    Pass(story, "and nothing the place of the input", cam);
 }
 
 TEST(GpioCmd, WithoutLengthOrValueIsDropped)
 {
-    Transcript told("gpio_dropped_commands", {"log", "cam"});
+    Transcript story("gpio_dropped_commands", {"log", "cam"});
     Rig rig;
     CExCam& cam = rig.Open();
     for (const auto& [bits, value] : {std::pair{0U, 1U}, {33U, 1U}, {kUnset, 1U}, {8U, kUnset}}) {
         PutSet(cam, 2, 1, 5, 1, bits, value);
-        Pass(told, Words(bits, value), cam);
+        Pass(story, Words(bits, value), cam);
     }
 }
 
 TEST(GpioCmd, FixedUserOutputIsPrepared)
 {
-    Transcript told("gpio_fixed_output", {"log"});
+    Transcript story("gpio_fixed_output", {"log"});
     Rig rig;
     CExCam& cam = rig.Open();
-    TELL(told, CCamCtrlThread::ConfigureLineUserOutput(&cam, static_cast<td_pins>(4), 2));
-    told.Lines(SetsOf(cam));
-    TELL(told, CCamCtrlThread::ConfigureLineUserOutput(&cam, static_cast<td_pins>(3), 2));
-    told.Lines(SetsOf(cam));
-    Pass(told, "the pass", cam);
+    CALL(story, CCamCtrlThread::ConfigureLineUserOutput(&cam, static_cast<td_pins>(4), 2));
+    story.Lines(SetsOf(cam));
+    CALL(story, CCamCtrlThread::ConfigureLineUserOutput(&cam, static_cast<td_pins>(3), 2));
+    story.Lines(SetsOf(cam));
+    Pass(story, "the pass", cam);
 }

@@ -12,7 +12,7 @@ using sim::ExceptionKind;
 /** The exposure time is read while the camera is configured, and once more in the loop. */
 TEST(Guard, StatusAndTextOfEachKind)
 {
-    Texts told;
+    Texts story;
     for (const ExceptionKind kind :
          {ExceptionKind::InvalidArgument, ExceptionKind::Property, ExceptionKind::LogicalError,
           ExceptionKind::OutOfRange, ExceptionKind::Runtime, ExceptionKind::Access,
@@ -22,13 +22,13 @@ TEST(Guard, StatusAndTextOfEachKind)
             Rig rig;
             rig.host.fnum = 3;
             sim::AddFault(AccessThrows(sim::Trigger::Read, "ExposureTime", kind, nth));
-            told.push_back(Words("exit code", Rig::Run()));
+            story.push_back(Words("exit code", Rig::Run()));
             for (const std::string& line : Rig::Logs("ProcLoop")) {
                 if (line.starts_with("1 ") || line.find("libError") != line.npos) {
-                    told.push_back(line);
+                    story.push_back(line);
                 }
             }
         }
     }
-    EXPECT_TRUE(IsStory("guard_kinds", told));
+    EXPECT_TRUE(IsStory("guard_kinds", story));
 }

@@ -35,11 +35,12 @@ public:
 };
 
 /** The configuration of sets as it is taken over. */
-void Apply(Transcript& told, const std::string& what, LinesRig& rig, std::vector<IoBoxConfig> boxes)
+void Apply(Transcript& story, const std::string& what, LinesRig& rig,
+           std::vector<IoBoxConfig> boxes)
 {
     rig.host.ioboxes = std::move(boxes);
-    told.Tell(what, [&] { rig.proc.ProcParametrizeCamOutLines(&rig.Cam()); });
-    told.Lines(SetsOf(rig.Cam()));
+    story.Call(what, [&] { rig.proc.ProcParametrizeCamOutLines(&rig.Cam()); });
+    story.Lines(SetsOf(rig.Cam()));
 }
 
 IoBoxConfig Out1(int mode, int source, int inverted, std::uint32_t param0, std::uint32_t param1)
@@ -51,13 +52,13 @@ IoBoxConfig Out1(int mode, int source, int inverted, std::uint32_t param0, std::
 
 TEST(OutLines, ChangedSetsAreHandedOverWithTheirEarlierValues)
 {
-    Transcript told("out_lines_handed_over", {"host", "log", "cam"});
+    Transcript story("out_lines_handed_over", {"host", "log", "cam"});
     LinesRig rig;
     const IoBoxConfig line2{TD_PIN_LINE2, 2, 5, 2, {7, 8}};
     const IoBoxConfig line1{TD_PIN_LINE1, 1, 1, 0, {9, 9}};
-    Apply(told, "three sets", rig, {Out1(1, 2, 1, 100, 500), line2, line1});
+    Apply(story, "three sets", rig, {Out1(1, 2, 1, 100, 500), line2, line1});
     rig.TakeSets();
-    Apply(told, "another delay", rig, {Out1(1, 2, 1, 101, 500)});
+    Apply(story, "another delay", rig, {Out1(1, 2, 1, 101, 500)});
 }
 
 TEST(OutLines, OnlyChangesCount)
@@ -73,7 +74,7 @@ TEST(OutLines, OnlyChangesCount)
     const IoBoxConfig command = Out1(1, 5, 1, 10, 20);
     const IoBoxConfig wide = Out1(1, 3, 1, 10, 500);
     const IoBoxConfig off = Out1(1, 1, 1, 10, 20);
-    Transcript told("out_lines_only_changes", {"log2", "log3"});
+    Transcript story("out_lines_only_changes", {"log2", "log3"});
     for (const Case& c :
          {Case{"the same strobe", strobe, strobe}, Case{"delay", strobe, Out1(1, 2, 1, 11, kUnset)},
           Case{"width", strobe, Out1(1, 2, 1, 10, 5)},
@@ -97,37 +98,37 @@ TEST(OutLines, OnlyChangesCount)
         EXPECT_TRUE(rig.Cam().ioboxApplyReq) << c.what;
         rig.TakeSets();
         rig.Cam().pulseLimitUs = c.limitUs;
-        Apply(told, c.what, rig, {c.second});
+        Apply(story, c.what, rig, {c.second});
     }
 }
 
 TEST(OutLines, WhatCannotBeTakenOverIsPassedOver)
 {
-    Transcript told("out_lines_passed_over", {"log", "host"});
+    Transcript story("out_lines_passed_over", {"log", "host"});
     LinesRig busy;
     busy.Cam().ioboxApplyReq = true;
-    Apply(told, "a busy thread", busy, {Out1(1, 2, 1, 100, 500)});
+    Apply(story, "a busy thread", busy, {Out1(1, 2, 1, 100, 500)});
     busy.Cam().ioboxApplyReq = false;
-    Apply(told, "no set", busy, {});
+    Apply(story, "no set", busy, {});
     std::vector<IoBoxConfig> boxes;
     for (const td_pins pin : {TD_PIN_LINE1, TD_PIN_LINE2, TD_PIN_OUT1, TD_PIN_OUT2}) {
         boxes.push_back({static_cast<int>(pin), 1, 2, 1, {1, 2}});
     }
     LinesRig four;
-    Apply(told, "a fourth set", four, boxes);
+    Apply(story, "a fourth set", four, boxes);
     LinesRig busySet;
     busySet.Cam().lineStates[2].ready = false;
-    Apply(told, "a busy set beside another", busySet, {Out1(1, 5, 0, 8, 3), boxes[3]});
+    Apply(story, "a busy set beside another", busySet, {Out1(1, 5, 0, 8, 3), boxes[3]});
     LinesRig noSet;
     for (const int pin : std::initializer_list<int>{TD_PIN_NONE, TD_PIN_LINE3, TD_PIN_OUT3,
                                                     TD_PIN_GPIO3, 13, -1, INT32_MIN}) {
-        Apply(told, Words("pin", pin), noSet, {{pin, 1, 2, 1, {1, 2}}});
+        Apply(story, Words("pin", pin), noSet, {{pin, 1, 2, 1, {1, 2}}});
     }
 }
 
 TEST(Strobe, PulsesThatTheCameraDoesNotTakeAreLeftAsTheyAre)
 {
-    Transcript told("strobe_pulses", {"cam", "log"});
+    Transcript story("strobe_pulses", {"cam", "log"});
     struct Case {
         std::uint32_t delay;
         std::uint32_t width;
@@ -141,16 +142,16 @@ TEST(Strobe, PulsesThatTheCameraDoesNotTakeAreLeftAsTheyAre)
         setup.readOnly = {c.readOnly};
         Rig rig(setup);
         CExCam& cam = rig.Open();
-        told.Tell(Words("delay", c.delay, "width", c.width, "read-only:", c.readOnly),
-                  [&] { return cam.ExSetLineModeOutStrobe(kSet2, true, true, c.delay, c.width); });
+        story.Call(Words("delay", c.delay, "width", c.width, "read-only:", c.readOnly),
+                   [&] { return cam.ExSetLineModeOutStrobe(kSet2, true, true, c.delay, c.width); });
     }
 }
 
 TEST(Strobe, WhatIsMissingIsRefusedBeforeAnyWrite)
 {
-    Transcript told("strobe_refusals", {"cam", "log"});
+    Transcript story("strobe_refusals", {"cam", "log"});
     const auto strobe = [&](const std::string& what, CExCam& cam, int pin, bool on) {
-        told.Tell(what, [&] {
+        story.Call(what, [&] {
             return cam.ExSetLineModeOutStrobe(static_cast<td_pins>(pin), on, true, 1, 1);
         });
     };

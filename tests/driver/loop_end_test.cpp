@@ -19,7 +19,7 @@ static sim::CameraSetup SlowCamera()
 
 TEST(Missed, IsReportedAndReleased)
 {
-    Texts told;
+    Texts story;
     for (const auto& [name, effect] : {std::pair{"time-out", sim::Effect::Lose},
                                        {"null frame", sim::Effect::NullFrame},
                                        {"null image", sim::Effect::NullImage},
@@ -31,12 +31,13 @@ TEST(Missed, IsReportedAndReleased)
         sim::AddFault(FrameFault(effect, 2));
         EXPECT_EQ(rig.Loop(), 0);
         const Texts all = Rig::Of({"gev", "host", "log", "read"});
-        Append(told, name, Between(Between(all, "GevReleaseFrame", "never"), "GevWait", "GevWait"));
+        Append(story, name,
+               Between(Between(all, "GevReleaseFrame", "never"), "GevWait", "GevWait"));
         EXPECT_EQ(Count(Rig::Of("host"), "SetSignalAction"), 0U);
         EXPECT_THAT(Rig::Logs(), Contains(HasSubstr("(captured 2 frames of ")));
         EXPECT_EQ(Count(Rig::Of("host"), "KvSc__SetParamVal(10, "), 2U) << "good frames only";
     }
-    EXPECT_TRUE(IsStory("missed_frames", Masked(told)));
+    EXPECT_TRUE(IsStory("missed_frames", Masked(story)));
 }
 
 TEST(Drops, OneGoodFrameInTheLastThousandKeepsTheLoopGoing)
@@ -131,7 +132,7 @@ static const EndCase kEnds[] = {
 
 TEST(LoopEnd, EachTellsItsStory)
 {
-    Texts told;
+    Texts story;
     for (const EndCase& c : kEnds) {
         SCOPED_TRACE(c.name);
         Rig rig(SlowCamera());
@@ -145,7 +146,7 @@ TEST(LoopEnd, EachTellsItsStory)
             return text.find(" us") != std::string::npos || text.find("BufPtr") != text.npos ||
                    text.find("Profiling info") != text.npos;
         });
-        Append(told, c.name, Masked(texts));
+        Append(story, c.name, Masked(texts));
     }
-    EXPECT_TRUE(IsStory("loop_ends", told));
+    EXPECT_TRUE(IsStory("loop_ends", story));
 }

@@ -72,12 +72,12 @@ TEST(Loop, ThreeFramesFromStartToEnd)
     rig.Open();
     rig.host.fnum = 3;
     EXPECT_EQ(rig.Loop(), 0);
-    Texts told = Between(Rig::Of({"log", "host", "gev", "cam", "read", "mode"}),
-                         "...initial configuration is applied", "never");
-    std::erase_if(told, [](const std::string& text) {
+    Texts story = Between(Rig::Of({"log", "host", "gev", "cam", "read", "mode"}),
+                          "...initial configuration is applied", "never");
+    std::erase_if(story, [](const std::string& text) {
         return text.find("_t_PrintProfiler: ") != std::string::npos;
     });
-    EXPECT_TRUE(IsStory("loop_three_frames", Masked(told)));
+    EXPECT_TRUE(IsStory("loop_three_frames", Masked(story)));
     EXPECT_EQ(rig.proc.currImage, rig.host.BufferAt(2));
     EXPECT_EQ(rig.proc.pendingFrame, nullptr);
 }
@@ -147,10 +147,10 @@ TEST(Loop, RefusedFrameIsNotExported)
     rig.Cam().gpioInputEvent = 3; // the input of the refused frame goes with the next
     rig.Cam().gpioInputValue = 7;
     EXPECT_EQ(rig.Loop(), 0);
-    Texts told;
-    Append(told, "refused", Between(Round(2, {"host", "gev"}), "Trigger(0", "CommTrigger"));
-    Append(told, "accepted", Between(Round(3, {"host", "gev"}), "Trigger(0", "CommTrigger"));
-    EXPECT_TRUE(IsStory("loop_refused_frame", told));
+    Texts story;
+    Append(story, "refused", Between(Round(2, {"host", "gev"}), "Trigger(0", "CommTrigger"));
+    Append(story, "accepted", Between(Round(3, {"host", "gev"}), "Trigger(0", "CommTrigger"));
+    EXPECT_TRUE(IsStory("loop_refused_frame", story));
     EXPECT_EQ(rig.Cam().gpioInputEvent, 0U);
     EXPECT_EQ(rig.Cam().gpioInputValue, 0U);
 }

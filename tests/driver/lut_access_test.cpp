@@ -44,7 +44,7 @@ using Access = std::tuple<Trigger, const char*, std::uint64_t>; ///< of a featur
 
 TEST(LutMode, FollowsFromModeAndType)
 {
-    Transcript told("lut_modes", {"log", "cam"});
+    Transcript story("lut_modes", {"log", "cam"});
     const std::pair<const char*, sim::CameraSetup> cases[] = {
         {"off", Tone("Off", "GammaCorrection")},
         {"table", Tone("Active", "UserDefined")},
@@ -59,9 +59,9 @@ TEST(LutMode, FollowsFromModeAndType)
     for (const auto& [what, setup] : cases) {
         Rig rig(setup);
         CExCam& cam = rig.Open();
-        told.Line(what);
-        TELL(told, cam.ExPropertyGetLUTMode());
-        TELL(told, cam.ExPropertySetLUTMode(LG_OTHER, nullptr));
+        story.Line(what);
+        CALL(story, cam.ExPropertyGetLUTMode());
+        CALL(story, cam.ExPropertySetLUTMode(LG_OTHER, nullptr));
     }
     Rig rig(Mistyped("lutMode", NodeKind::Enumeration));
     rig.Open();
@@ -71,7 +71,7 @@ TEST(LutMode, FollowsFromModeAndType)
 
 TEST(LutMode, WidthIsThatOfTheCamera)
 {
-    Transcript told("lut_widths", {"read", "log"});
+    Transcript story("lut_widths", {"read", "log"});
     for (const auto& setup :
          {Having({{"lutSize", "Bpp8"}}), Having({{"lutSize", "Bpp10"}}),
           Having({{"lutSize", "Bpp12"}}), Mistyped("lutSize", NodeKind::Enumeration), // "Off"
@@ -79,15 +79,15 @@ TEST(LutMode, WidthIsThatOfTheCamera)
         Rig rig(setup);
         CExCam& cam = rig.Open();
         unsigned short bits = 77;
-        told.state = [&] { return Words(bits); };
-        TELL(told, cam.ExPropertySetLUTMode(LG_USER_LUT, &bits));
-        TELL(told, cam.ExPropertySetLUTMode(LG_USER_LUT, nullptr)); // nobody wants to know
+        story.state = [&] { return Words(bits); };
+        CALL(story, cam.ExPropertySetLUTMode(LG_USER_LUT, &bits));
+        CALL(story, cam.ExPropertySetLUTMode(LG_USER_LUT, nullptr)); // nobody wants to know
     }
 }
 
 TEST(LutMode, FailureIsOnlyLogged)
 {
-    Transcript told("lut_mode_failures", {"log"});
+    Transcript story("lut_mode_failures", {"log"});
     for (const auto& [trigger, feature] : {std::pair(Trigger::Write, "lutType"),
                                            {Trigger::Read, "lutSize"},
                                            {Trigger::Write, "lutMode"}}) {
@@ -95,54 +95,54 @@ TEST(LutMode, FailureIsOnlyLogged)
         CExCam& cam = rig.Open();
         sim::AddFault(AccessThrows(trigger, feature, ExceptionKind::Timeout));
         unsigned short bits = 77;
-        told.state = [&] { return Words(bits, Rig::Feature("lutMode"), Rig::Feature("lutType")); };
-        TELL(told, cam.ExPropertySetLUTMode(LG_USER_LUT, &bits));
+        story.state = [&] { return Words(bits, Rig::Feature("lutMode"), Rig::Feature("lutType")); };
+        CALL(story, cam.ExPropertySetLUTMode(LG_USER_LUT, &bits));
     }
 }
 
 TEST(LutEntries, NeedIndexValueAndSelector)
 {
-    Transcript told("lut_entries", {"log", "cam"});
+    Transcript story("lut_entries", {"log", "cam"});
     for (const char* feature : {"LUTIndex", "LUTValue", "LUTSelector"}) {
         for (const auto& [how, setup] : {std::pair("lacking", Lacking({feature})),
                                          {"mistyped", Mistyped(feature, NodeKind::Float)},
                                          {"read only", ReadOnly(feature)}}) {
             Rig rig(setup);
             CExCam& cam = rig.Open();
-            told.Line(Words(how, feature));
-            TELL(told, cam.ExPropertySetLUTValue(1, 1));
-            TELL(told, cam.ExPropertySetLUTChannel(0, 2));
+            story.Line(Words(how, feature));
+            CALL(story, cam.ExPropertySetLUTValue(1, 1));
+            CALL(story, cam.ExPropertySetLUTChannel(0, 2));
         }
     }
     Rig rig(SmallCamera(sim::Model::Color));
     CExCam& cam = rig.Open();
-    told.Line("all there");
-    TELL(told, cam.ExPropertySetLUTValue(0, -1));
-    TELL(told, cam.ExPropertySetLUTValue(-1, 0));
-    TELL(told, cam.ExPropertySetLUTChannel(0, 3));
-    TELL(told, cam.ExPropertySetLUTChannel(1, 2));
-    TELL(told, cam.ExPropertySetLUTChannel(5, 3));
-    TELL(told, cam.ExPropertySetLUTChannel(-1, 3));
-    TELL(told, cam.ExPropertySetLUTChannel(0, 1));
+    story.Line("all there");
+    CALL(story, cam.ExPropertySetLUTValue(0, -1));
+    CALL(story, cam.ExPropertySetLUTValue(-1, 0));
+    CALL(story, cam.ExPropertySetLUTChannel(0, 3));
+    CALL(story, cam.ExPropertySetLUTChannel(1, 2));
+    CALL(story, cam.ExPropertySetLUTChannel(5, 3));
+    CALL(story, cam.ExPropertySetLUTChannel(-1, 3));
+    CALL(story, cam.ExPropertySetLUTChannel(0, 1));
 }
 
 TEST(GammaRange, IsReadOnce)
 {
-    Transcript told("gamma_range", {"log", "cam", "read"});
+    Transcript story("gamma_range", {"log", "cam", "read"});
     Rig rig(Tone("Off", "GammaCorrection")); // the type is right, though not in force
     CExCam& cam = rig.Open();
     float min = 0;
     float max = 0;
-    told.state = [&] { return Words(min, max); };
-    TELL(told, cam.ExPropertyGetGammaRange(nullptr, nullptr));
+    story.state = [&] { return Words(min, max); };
+    CALL(story, cam.ExPropertyGetGammaRange(nullptr, nullptr));
     cam.nodeMap = nullptr;
-    TELL(told, cam.ExPropertyGetGammaRange(&min, nullptr));
-    TELL(told, cam.ExPropertyGetGammaRange(nullptr, &max));
+    CALL(story, cam.ExPropertyGetGammaRange(&min, nullptr));
+    CALL(story, cam.ExPropertyGetGammaRange(nullptr, &max));
 }
 
 TEST(GammaRange, OnlyAPropertyExceptionRestoresTheType)
 {
-    Transcript told("gamma_range_failures", {"log", "cam", "fault"});
+    Transcript story("gamma_range_failures", {"log", "cam", "fault"});
     for (const ExceptionKind kind : {ExceptionKind::Property, ExceptionKind::Timeout}) {
         for (const auto& [trigger, feature, nth] : std::initializer_list<Access>{
                  {Trigger::Read, "lutType", 2},
@@ -154,49 +154,49 @@ TEST(GammaRange, OnlyAPropertyExceptionRestoresTheType)
             Rig rig;
             CExCam& cam = rig.Open();
             sim::AddFault(AccessThrows(trigger, feature, kind, nth));
-            told.state = [&] {
+            story.state = [&] {
                 return Words(Rig::Feature("lutMode"), Rig::Feature("lutType"),
                              "range known:", cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached);
             };
-            TELL(told, cam.ExPropertyGetGammaRange(nullptr, nullptr));
+            CALL(story, cam.ExPropertyGetGammaRange(nullptr, nullptr));
         }
     }
 }
 
 TEST(Gamma, IsReadWhereItAppliesOrNothingElseDoes)
 {
-    Transcript told("gamma_reading", {"log", "read"});
+    Transcript story("gamma_reading", {"log", "read"});
     sim::CameraSetup setup = Tone("Active", "GammaCorrection");
     setup.values.emplace_back("gammaCorrection", "2.5");
     Rig rig(setup);
     CExCam& cam = rig.Open();
     float value = 77;
     td_lg_states state = LG_OFF;
-    told.state = [&] { return Words(value, state); };
+    story.state = [&] { return Words(value, state); };
     for (const td_lg_states known : {LG_OFF, LG_USER_LUT, LG_OTHER, LG_NONE}) {
         state = known;
-        TELL(told, cam.ExPropertyGetGamma(&value, &state));
+        CALL(story, cam.ExPropertyGetGamma(&value, &state));
     }
     sim::AddFault(AccessThrows(Trigger::Read, "gammaCorrection", ExceptionKind::Property));
     value = 77;
-    TELL(told, cam.ExPropertyGetGamma(&value, nullptr)); // though the range can't be read
-    TELL(told, cam.ExPropertyGetGamma(nullptr, nullptr));
-    TELL(told, cam.ExPropertyGetGamma(nullptr, nullptr));
+    CALL(story, cam.ExPropertyGetGamma(&value, nullptr)); // though the range can't be read
+    CALL(story, cam.ExPropertyGetGamma(nullptr, nullptr));
+    CALL(story, cam.ExPropertyGetGamma(nullptr, nullptr));
     sim::AddFault(AccessThrows(Trigger::Read, "gammaCorrection", ExceptionKind::Timeout));
-    TELL(told, cam.ExPropertyGetGamma(nullptr, nullptr));
+    CALL(story, cam.ExPropertyGetGamma(nullptr, nullptr));
 }
 
 TEST(Gamma, SetLeavesTheCallersState)
 {
-    Transcript told("gamma_setting", {"log", "cam", "read"});
+    Transcript story("gamma_setting", {"log", "cam", "read"});
     Rig rig;
     CExCam& cam = rig.Open();
     sim::AddFault(AccessThrows(Trigger::Write, "lutMode", ExceptionKind::Runtime, 2));
     td_lg_states off = LG_OFF;
-    told.state = [&] { return Words("state", off); };
-    TELL(told, cam.ExPropertySetGamma(2.5F, &off));
-    TELL(told, cam.ExPropertySetGamma(3, &off)); // the mode can't be set, as the log tells
-    TELL(told, cam.ExPropertySetGamma(4.01F, &off));
+    story.state = [&] { return Words("state", off); };
+    CALL(story, cam.ExPropertySetGamma(2.5F, &off));
+    CALL(story, cam.ExPropertySetGamma(3, &off)); // the mode can't be set, as the log says so
+    CALL(story, cam.ExPropertySetGamma(4.01F, &off));
 }
 
 TEST(Gamma, MayBeSixHundredthsOutsideInDoublePrecision)
@@ -206,16 +206,16 @@ TEST(Gamma, MayBeSixHundredthsOutsideInDoublePrecision)
     PropertyEntry& row = cam.propEntries[GAMMA_PROPERTY_TYPE];
     std::tie(row.floatMin, row.floatMax) = std::pair(1.0F, 2.0F); // narrower than the camera's
     row.floatRangeCached = true;
-    Transcript told("gamma_tolerance", {"cam", "log2"});
+    Transcript story("gamma_tolerance", {"cam", "log2"});
     for (const float value :
          {2.06F, std::nextafter(2.06F, 3.0F), 0.94F, std::nextafter(0.94F, 1.0F), std::nanf("")}) {
-        TELL(told, cam.ExPropertySetGamma(value, nullptr));
+        CALL(story, cam.ExPropertySetGamma(value, nullptr));
     }
 }
 
 TEST(Gamma, ResultsOfRefusals)
 {
-    Transcript told("gamma_refusals", {"log", "cam"});
+    Transcript story("gamma_refusals", {"log", "cam"});
     td_lg_states none = LG_NONE;
     td_lg_states off = LG_OFF;
     td_lg_states gamma = LG_GAMMA;
@@ -228,30 +228,30 @@ TEST(Gamma, ResultsOfRefusals)
                                        {"read-only mode", ReadOnly("lutMode")}}) {
         Rig rig(camera);
         CExCam& cam = rig.Open();
-        told.Line(what);
-        TELL(told, cam.ExPropertySetGamma(1, &none));
-        TELL(told, cam.ExPropertyGetGamma(nullptr, &none));
-        TELL(told, cam.ExPropertySetGamma(1, nullptr));
-        TELL(told, cam.ExPropertySetGamma(1, &off));
-        TELL(told, cam.ExPropertyGetGammaRange(nullptr, nullptr));
-        TELL(told, cam.ExPropertySetLUTMode(LG_GAMMA, nullptr));
+        story.Line(what);
+        CALL(story, cam.ExPropertySetGamma(1, &none));
+        CALL(story, cam.ExPropertyGetGamma(nullptr, &none));
+        CALL(story, cam.ExPropertySetGamma(1, nullptr));
+        CALL(story, cam.ExPropertySetGamma(1, &off));
+        CALL(story, cam.ExPropertyGetGammaRange(nullptr, nullptr));
+        CALL(story, cam.ExPropertySetLUTMode(LG_GAMMA, nullptr));
     }
     Rig rig;
     CExCam& cam = rig.Open();
     sim::AddFault(AccessThrows(Trigger::Read, "lutType", ExceptionKind::Timeout));
-    TELL(told, cam.ExPropertyGetLUTMode());
-    told.Line("no node map");
+    CALL(story, cam.ExPropertyGetLUTMode());
+    story.Line("no node map");
     cam.nodeMap = nullptr;
-    TELL(told, cam.ExPropertySetLUTMode(LG_OFF, nullptr));
-    TELL(told, cam.ExPropertySetLUTValue(0, 0));
-    TELL(told, cam.ExPropertySetLUTChannel(0, 2));
-    TELL(told, cam.ExPropertySetLUTChannel(2, 1));
-    TELL(told, cam.ExPropertyGetGammaRange(nullptr, nullptr));
-    TELL(told, cam.ExPropertyGetGamma(nullptr, nullptr));
-    TELL(told, cam.ExPropertySetGamma(1, nullptr));
-    TELL(told, cam.ExPropertySetGamma(1, &off));
-    TELL(told, cam.ExPropertyGetGamma(nullptr, &none));
+    CALL(story, cam.ExPropertySetLUTMode(LG_OFF, nullptr));
+    CALL(story, cam.ExPropertySetLUTValue(0, 0));
+    CALL(story, cam.ExPropertySetLUTChannel(0, 2));
+    CALL(story, cam.ExPropertySetLUTChannel(2, 1));
+    CALL(story, cam.ExPropertyGetGammaRange(nullptr, nullptr));
+    CALL(story, cam.ExPropertyGetGamma(nullptr, nullptr));
+    CALL(story, cam.ExPropertySetGamma(1, nullptr));
+    CALL(story, cam.ExPropertySetGamma(1, &off));
+    CALL(story, cam.ExPropertyGetGamma(nullptr, &none));
     cam.propEntries[GAMMA_PROPERTY_TYPE].floatMax = 4;
     cam.propEntries[GAMMA_PROPERTY_TYPE].floatRangeCached = true;
-    TELL(told, cam.ExPropertySetGamma(1, &gamma));
+    CALL(story, cam.ExPropertySetGamma(1, &gamma));
 }

@@ -43,7 +43,7 @@ public:
                          : own           ? "configured"
                                          : "another");
         };
-        Tell(what, [&] {
+        Call(what, [&] {
             return rig.proc.ProcParametrizeCamManLUT(&rig.Cam(), fromDynLut, whileGrabbing,
                                                      nullptr);
         });
@@ -54,74 +54,74 @@ public:
 
 TEST(ManLut, ColourTakesThreeChannels)
 {
-    LutStory told("man_lut_channels");
+    LutStory story("man_lut_channels");
     LutRig rig(256, SmallCamera(sim::Model::Color));
     rig.proc.isYuv = true;
     rig.proc.dataBits = 12; // counts for monochrome formats only
-    told.Apply("colour", rig);
+    story.Apply("colour", rig);
     LutRig mono(256);
     mono.proc.dataBits = 12;
-    told.Apply("12 bits", mono);
+    story.Apply("12 bits", mono);
 }
 
 TEST(ManLut, TheSameArrayIsNotLookedAt)
 {
-    LutStory told("man_lut_same_array");
+    LutStory story("man_lut_same_array");
     LutRig rig(256);
-    told.Apply("new", rig);
+    story.Apply("new", rig);
     rig.host.lut[0] = 77;
-    told.Apply("the same", rig);
+    story.Apply("the same", rig);
     const std::vector<std::uint16_t> other(256, 5);
     rig.proc.lastLutData = other.data();
-    told.Apply("another", rig);
+    story.Apply("another", rig);
     rig.proc.usrSignalPending = 1;
     rig.proc.lastLutData = nullptr;
-    told.Apply("dynamic mode", rig);
+    story.Apply("dynamic mode", rig);
 }
 
 TEST(ManLut, WithoutATableTheGammaHandlerIsToldToSwitchOff)
 {
-    LutStory told("man_lut_none");
+    LutStory story("man_lut_none");
     const std::vector<std::uint16_t> before(256);
     for (const char* mode : {"Active", "Off"}) {
         LutRig rig(0, Having({{"lutMode", mode}}));
         rig.host.lut = std::vector<std::uint16_t>(); // not even an array
         rig.proc.gammaValue = 2;
-        told.Apply("none before", rig);
+        story.Apply("none before", rig);
         rig.proc.lastLutData = before.data();
-        told.Apply(std::string("one before, ") + mode, rig);
+        story.Apply(std::string("one before, ") + mode, rig);
     }
     LutRig none(256, Lacking({"lutMode"}));
-    told.Apply("no table in the camera", none);
+    story.Apply("no table in the camera", none);
 }
 
 TEST(ManLut, TableHasEightBitsWhateverTheCameraSays)
 {
-    LutStory told("man_lut_bits");
+    LutStory story("man_lut_bits");
     LutRig rig(4096, Having({{"lutSize", "Bpp12"}}));
     rig.host.lutBitSize = 12;
     sim::Fault slow = AccessThrows(sim::Trigger::Write, "LUTValue");
     slow.effect = sim::Effect::Delay;
     slow.value = 1'234'000;
     sim::AddFault(slow);
-    told.Apply("12 bits, slow", rig);
+    story.Apply("12 bits, slow", rig);
     // A width that stays unknown is logged and skipped.
     LutRig lacking(256, Lacking({"lutSize"}));
-    told.Apply("no width", lacking);
+    story.Apply("no width", lacking);
 }
 
 TEST(ManLut, ShortTableWritesZeros)
 {
-    LutStory told("man_lut_short");
+    LutStory story("man_lut_short");
     for (const std::size_t entries : {255U, 10U, 0U}) {
         LutRig rig(entries);
-        told.Apply(Words(entries, "entries"), rig); // not remembered: written again next time
+        story.Apply(Words(entries, "entries"), rig); // not remembered: written again next time
     }
 }
 
 TEST(ManLut, DynamicTableLeavesTheConfiguredOneAlone)
 {
-    LutStory told("man_lut_dynamic");
+    LutStory story("man_lut_dynamic");
     std::vector<std::uint16_t> dynamic(4096);
     std::iota(dynamic.begin(), dynamic.end(), std::uint16_t{0});
     for (const auto& [count, excursion] :
@@ -135,22 +135,22 @@ TEST(ManLut, DynamicTableLeavesTheConfiguredOneAlone)
         rig.proc.reconfigState = excursion;
         rig.proc.usrSignalPending = 1;
         rig.proc.lastLutData = rig.host.lut.data();
-        told.Apply(Words(count, "entries, excursion", excursion), rig, true);
+        story.Apply(Words(count, "entries, excursion", excursion), rig, true);
     }
 }
 
 TEST(ManLut, FirstRefusedWriteEndsIt)
 {
-    LutStory told("man_lut_refused");
+    LutStory story("man_lut_refused");
     for (const char* feature : {"LUTValue", "LUTSelector"}) {
         LutRig rig(256, Lacking({feature}, sim::Model::Color));
         rig.proc.isYuv = true;
         rig.StartTransfer();
-        told.Apply(feature, rig, false, true);
-        told.Apply("it counts as written", rig);
+        story.Apply(feature, rig, false, true);
+        story.Apply("it counts as written", rig);
     }
     LutRig rig(256);
     sim::AddFault(AccessThrows(sim::Trigger::Write, "LUTIndex"));
     rig.StartTransfer();
-    told.Apply("an exception leaves the transfer to the loop", rig, false, true);
+    story.Apply("an exception leaves the transfer to the loop", rig, false, true);
 }

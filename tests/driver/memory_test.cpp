@@ -47,10 +47,10 @@ TEST(Factory, HandsEvenlySpacedBuffersToTheTransfer)
         unsigned int size = c.size;
         const void* const block =
             factory.GetBuffer(c.camera ? rig.handle : nullptr, &size, c.count);
-        Texts told = Rig::Of({"host", "gev", "log"});
-        told.push_back("gives " + (block == nullptr ? "nothing" : rig.host.NameOf(block)) +
-                       ", size " + std::to_string(size));
-        Append(story, c.name, Masked(told));
+        Texts lines = Rig::Of({"host", "gev", "log"});
+        lines.push_back("gives " + (block == nullptr ? "nothing" : rig.host.NameOf(block)) +
+                        ", size " + std::to_string(size));
+        Append(story, c.name, Masked(lines));
     }
     EXPECT_TRUE(IsStory("factory", story));
     const Rig rig;
@@ -87,12 +87,12 @@ TEST(FrameMemory, ConversionTakesASecondInstance)
         proc.fullFrameSize = 3072;
         proc.bufferFrameSize = 3328;
         proc.ProcInitMem(nullptr, 3300);
-        Texts told = Rig::Of({"host", "log"});
+        Texts lines = Rig::Of({"host", "log"});
         char fields[100];
         snprintf(fields, sizeof fields, "instance %i, active %u, format 0x%08X, size %u",
                  proc.memInstance, proc.convActive, proc.convPixelFormat, proc.convFrameSize);
-        told.emplace_back(fields);
-        Append(story, c.name, told);
+        lines.emplace_back(fields);
+        Append(story, c.name, lines);
     }
     EXPECT_TRUE(IsStory("frame_memory", story));
 }

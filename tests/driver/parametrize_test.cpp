@@ -9,7 +9,7 @@
 using namespace KvTd;
 using namespace rig;
 
-/** Configures the camera, starts its transfer and tells what a reconfiguration does. */
+/** Configures the camera, starts its transfer and says what a reconfiguration does. */
 static Texts Reconfigure(Rig& rig, std::uint32_t format, void (*configure)(FakeHost& host),
                          bool initial)
 {
@@ -20,9 +20,9 @@ static Texts Reconfigure(Rig& rig, std::uint32_t format, void (*configure)(FakeH
     configure(rig.host);
     Rig::Clear();
     EXPECT_EQ(rig.proc.ProcParametrizeCam(&rig.Cam(), true, initial), 0);
-    Texts told = FoldTables(Rig::Of({"host", "log", "cam", "gev"}));
-    std::erase_if(told, [](const auto& t) { return t.find("ProcParametrizeCam:") != t.npos; });
-    return Masked(told);
+    Texts story = FoldTables(Rig::Of({"host", "log", "cam", "gev"}));
+    std::erase_if(story, [](const auto& t) { return t.find("ProcParametrizeCam:") != t.npos; });
+    return Masked(story);
 }
 
 TEST(Parametrize, EverythingManualOnAMonochromeCamera)
@@ -70,7 +70,7 @@ TEST(Parametrize, TableThatIsGoneIsSwitchedOffWithGamma)
     Rig rig(Having({{"lutMode", "Active"}}));
     const std::uint16_t earlier = 0;
     rig.proc.lastLutData = &earlier;
-    const Texts told = Reconfigure(
+    const Texts story = Reconfigure(
         rig, kFormatMono8, [](FakeHost& host) { host.sweepLutMod = 1; }, false);
-    EXPECT_EQ(Count(told, "cam lutMode=Off"), 1U);
+    EXPECT_EQ(Count(story, "cam lutMode=Off"), 1U);
 }

@@ -94,14 +94,14 @@ TEST(Signals, EachStateTellsItsStory)
         bool stop = true; // to see whether it is written
         rig.proc.lastSignal = c.state;
         const int result = rig.proc.ProcSignal(&rig.Cam(), 42, &stop);
-        Texts told = Rig::Of({"host", "gev", "log", "cam"});
+        Texts lines = Rig::Of({"host", "gev", "log", "cam"});
         char fields[100];
         snprintf(fields, sizeof fields,
                  "result %i, stop %i, signal %i, step %u, excursion %i, tsAdjNs %i", result,
                  static_cast<int>(stop), rig.proc.lastSignal, rig.proc.usrSignalPending,
                  rig.proc.reconfigState, rig.proc.tsAdjNs);
-        told.emplace_back(fields);
-        Append(story, c.name, told);
+        lines.emplace_back(fields);
+        Append(story, c.name, lines);
     }
     EXPECT_TRUE(IsStory("signals", story));
 }

@@ -66,13 +66,13 @@ TEST(Stamps, EventsAreToldWithTheirNumbers)
         };
         c.fault();
         EXPECT_EQ(rig.Loop(), 0);
-        Texts told = Rig::Of({"log", "host"});
-        std::erase_if(told, [](const std::string& text) {
+        Texts lines = Rig::Of({"log", "host"});
+        std::erase_if(lines, [](const std::string& text) {
             const bool event = text.find("Loop_") != text.npos || text.find("Init ") != text.npos;
             return text.find("time budget") != text.npos ||
                    (!event && text.find("Comm") == text.npos && text.find("Export") == text.npos);
         });
-        Append(story, c.name, told);
+        Append(story, c.name, lines);
     }
     EXPECT_TRUE(IsStory("stamps", story));
 }

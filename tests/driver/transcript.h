@@ -22,19 +22,19 @@ namespace rig
 class Transcript
 {
 public:
-    /** The story's name in tests/driver/stories; the kinds of journal entries that are told, "log"
+    /** The story's name in tests/driver/stories; the kinds of journal entries that are story, "log"
      *  for all levels. */
     Transcript(std::string name, Texts kinds) : name_(std::move(name)), kinds_(std::move(kinds)) {}
     ~Transcript() { EXPECT_TRUE(IsStory(name_, lines_)); }
     Transcript(const Transcript&) = delete;
     Transcript& operator=(const Transcript&) = delete;
 
-    /** Stands behind each result. */
+    /** Appended to each result. */
     std::function<std::string()> state;
 
     void Line(const std::string& line) { lines_.push_back(line); }
     void Lines(const Texts& lines) { lines_.insert(lines_.end(), lines.begin(), lines.end()); }
-    template <class Call> void Tell(const std::string& what, Call call)
+    template <class Action> void Call(const std::string& what, Action call)
     {
         Rig::Clear();
         const std::string outcome = Outcome(call);
@@ -75,7 +75,7 @@ private:
     Texts lines_;
 };
 
-/** Tells a call under its own text. */
-#define TELL(told, ...) (told).Tell(#__VA_ARGS__, [&] { return __VA_ARGS__; })
+/** Makes a call and records it under its own text. */
+#define CALL(story, ...) (story).Call(#__VA_ARGS__, [&] { return __VA_ARGS__; })
 
 } // namespace rig

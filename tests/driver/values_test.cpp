@@ -13,16 +13,16 @@ using namespace rig;
 
 TEST(Values, EndsOfARangeInDbCanBeWritten)
 {
-    Transcript told("values_in_db", {"cam"});
+    Transcript story("values_in_db", {"cam"});
     Rig rig(SmallCamera(sim::Model::Color));
     CExCam& cam = rig.Open();
     // A ratio of 4 comes back from dB as 4.0000005; the gain's 8 happens to be exact.
     for (const PropertyType type : {GAIN_PROPERTY_TYPE, BALANCE_RATIO_RED_PROPERTY_TYPE}) {
         float min = 0;
         float max = 0;
-        TELL(told, cam.ExPropertyGetFloatRange(type, &min, &max));
-        TELL(told, cam.ExPropertySetFloat(type, max));
-        TELL(told, cam.ExPropertySetFloat(type, min));
+        CALL(story, cam.ExPropertyGetFloatRange(type, &min, &max));
+        CALL(story, cam.ExPropertySetFloat(type, max));
+        CALL(story, cam.ExPropertySetFloat(type, min));
     }
 }
 
@@ -37,7 +37,7 @@ struct ValueCase {
 /** The three float handlers are alike; what differs is in the table. */
 TEST(Values, AreRefusedOutsideTheRangeOnly)
 {
-    Transcript told("values", {"cam", "log2", "log3"});
+    Transcript story("values", {"cam", "log2", "log3"});
     const ValueCase cases[] = {{"Gain", GAIN_PROPERTY_TYPE, &FakeHost::gainMan, &CCamProc::gainCur,
                                 [](Rig& rig) { rig.proc.ProcParametrizeCamManGain(&rig.Cam()); }},
                                {"ExposureTime", EXPOSURE_TIME_PROPERTY_TYPE, &FakeHost::exptMan,
@@ -51,10 +51,10 @@ TEST(Values, AreRefusedOutsideTheRangeOnly)
                                 }}};
     for (const ValueCase& c : cases) {
         const auto ask = [&](Rig& rig, std::initializer_list<float> values) {
-            told.state = [&] { return Words("kept", rig.proc.*c.kept); };
+            story.state = [&] { return Words("kept", rig.proc.*c.kept); };
             for (const float asked : values) {
                 rig.host.*c.asked = asked;
-                told.Tell(Words(c.feature, asked), [&] { c.apply(rig); });
+                story.Call(Words(c.feature, asked), [&] { c.apply(rig); });
             }
         };
         Rig rig;
@@ -90,54 +90,54 @@ public:
     {
         host.wbred = red;
         host.wbblu = blue;
-        Tell(Words("red", red, "blue", blue), [&] { proc.ProcParametrizeCamWB(&Cam()); });
+        Call(Words("red", red, "blue", blue), [&] { proc.ProcParametrizeCamWB(&Cam()); });
     }
 };
 
 TEST(WhiteBalance, BlueGetsRedsValue)
 {
-    WbStory told("wb_blue");
-    told.Apply(150, 200);
-    told.Apply(kIntUnset, 300); // red's value, though it is none
-    told.Apply(100, kIntUnset);
+    WbStory story("wb_blue");
+    story.Apply(150, 200);
+    story.Apply(kIntUnset, 300); // red's value, though it is none
+    story.Apply(100, kIntUnset);
 }
 
 TEST(WhiteBalance, RedsRangeInDbServesBoth)
 {
-    WbStory told("wb_range");
-    PropertyEntry& blueRow = told.Cam().propEntries[BALANCE_RATIO_BLUE_PROPERTY_TYPE];
+    WbStory story("wb_range");
+    PropertyEntry& blueRow = story.Cam().propEntries[BALANCE_RATIO_BLUE_PROPERTY_TYPE];
     blueRow.floatRangeCached = true; // 0 to 0, and never asked
-    told.Apply(1204, -1204);
+    story.Apply(1204, -1204);
     for (const int beyond : {1205, -1205}) {
-        told.Apply(100, beyond); // red is set before
-        told.Apply(beyond, 100); // no ratio is written, not even blue's
+        story.Apply(100, beyond); // red is set before
+        story.Apply(beyond, 100); // no ratio is written, not even blue's
     }
 }
 
 TEST(WhiteBalance, AutomaticIsSwitchedOnOnce)
 {
-    WbStory told("wb_automatic");
-    told.proc.wbBlue = kIntUnset; // one alone doesn't count
-    told.Apply(kIntUnset, kIntUnset);
-    told.Apply(kIntUnset, kIntUnset);
+    WbStory story("wb_automatic");
+    story.proc.wbBlue = kIntUnset; // one alone doesn't count
+    story.Apply(kIntUnset, kIntUnset);
+    story.Apply(kIntUnset, kIntUnset);
 }
 
 TEST(WhiteBalance, FailedWritesKeepTheRatios)
 {
-    WbStory told("wb_failures", Lacking({"BalanceRatio"}, sim::Model::Color)); // range 0 to 0
-    told.proc.wbRed = 5;
-    told.proc.wbBlue = 6;
-    told.Apply(0, 0);
-    told.Apply(1, 0);
+    WbStory story("wb_failures", Lacking({"BalanceRatio"}, sim::Model::Color)); // range 0 to 0
+    story.proc.wbRed = 5;
+    story.proc.wbBlue = 6;
+    story.Apply(0, 0);
+    story.Apply(1, 0);
 }
 
 TEST(Rotate, TwoTurnsAndEverythingElseIsUpright)
 {
-    Transcript told("rotate", {"log", "cam"});
+    Transcript story("rotate", {"log", "cam"});
     const auto apply = [&](Rig& rig, int code) {
         rig.host.rotate = code;
-        told.state = [&] { return Words("turned", +rig.proc.rotateState); };
-        told.Tell(Words(code), [&] { rig.proc.ProcParametrizeCamRotate(&rig.Cam()); });
+        story.state = [&] { return Words("turned", +rig.proc.rotateState); };
+        story.Call(Words(code), [&] { rig.proc.ProcParametrizeCamRotate(&rig.Cam()); });
     };
     Rig rig;
     rig.Open();

@@ -53,7 +53,7 @@ public:
 
     /** Texts of one kind, in order. */
     static Texts Of(std::string_view kind);
-    /** "kind text" of several kinds, in order. "log" stands for all levels. */
+    /** "kind text" of several kinds, in order. "log" means all levels. */
     static Texts Of(std::initializer_list<std::string_view> kinds);
     /** "3 ProcLoop: message", of one function when it is given. */
     static Texts Logs(std::string_view function = {});

@@ -12,15 +12,15 @@ namespace
 
 constexpr const char* kFeatureFile = "kvcam.xml";
 
-/** The feature file beside the program, or in its place in an installation. */
+/** The feature file next to the program, or in its place in an installation. */
 std::string OwnFeatureFile()
 {
     std::error_code ignored;
     const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", ignored);
     const std::filesystem::path folder = program.parent_path();
-    const std::filesystem::path beside = folder / kFeatureFile;
-    if (std::filesystem::exists(beside, ignored)) {
-        return beside;
+    const std::filesystem::path candidate = folder / kFeatureFile;
+    if (std::filesystem::exists(candidate, ignored)) {
+        return candidate;
     }
     const std::filesystem::path up =
         std::filesystem::path(KVCAM_DATA).lexically_relative(KVCAM_BIN);

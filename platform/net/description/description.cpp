@@ -214,7 +214,7 @@ const Description::Reading& Description::Read(ArvGcNode* node, unsigned depth)
     }
     Parts parts;
     ReadParts(ARV_DOM_NODE(node), &reading, &parts, depth);
-    if (ARV_IS_GC_STRUCT_ENTRY_NODE(node)) { // the register's own parts stand around its entries
+    if (ARV_IS_GC_STRUCT_ENTRY_NODE(node)) { // the register's own parts surround its entries
         ReadParts(arv_dom_node_get_parent_node(ARV_DOM_NODE(node)), &reading, &parts, depth);
         CheckRegister(parts, &reading);
     } else if (ARV_IS_GC_REGISTER_NODE(node)) {

@@ -27,8 +27,8 @@ public:
     std::size_t GetNodeCount() override;
     GenApi_3_0::INode* GetNodeAt(std::size_t index) override;
 
-    /** Tells the camera's description that a transfer runs (TLParamsLocked), which makes geometry
-     *  and format read only. Nothing happens where the description has no such feature. */
+    /** Marks in the camera's description that a transfer runs (TLParamsLocked), which makes
+     * geometry and format read only. Nothing happens where the description has no such feature. */
     void LockTransferParameters(bool locked);
 
     /** The value that a float feature had for the frame that was delivered last, from that frame's

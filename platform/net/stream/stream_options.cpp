@@ -114,14 +114,14 @@ int StreamOptions::Set(const GEV_CAMERA_OPTIONS& options, DeferredLog& log)
 
 void StreamOptions::LogWithoutEffect(const GEV_CAMERA_OPTIONS& options, DeferredLog& log) const
 {
-    static std::atomic<bool> told{false};
+    static std::atomic<bool> reported{false};
     std::vector<const char*> names;
     for (const UnsupportedOption& row : kUnsupported) {
         if (options.*row.option != options_.*row.option) {
             names.push_back(row.name);
         }
     }
-    if (!names.empty() && !told.exchange(true)) {
+    if (!names.empty() && !reported.exchange(true)) {
         log.Add(3, fmt::format("network cameras can't be told: {}; the network library decides "
                                "these by itself",
                                fmt::join(names, ", ")));

@@ -24,7 +24,7 @@ constexpr std::uint64_t kEnds = 2;     ///< packets: the one before the image an
 constexpr const char* kChunkGain = "ChunkGain";
 constexpr const char* kChunkExposure = "ChunkExposureTime";
 
-/** Stands in a buffer until the packet comes that begins a frame. */
+/** Fills a buffer until the packet comes that begins a frame. */
 constexpr std::uint64_t kNoNumber = ~std::uint64_t{0};
 
 std::uint64_t Info(ArvStream* stream, const char* name)
@@ -193,7 +193,7 @@ int Transfer::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
 }
 
 /** Counts frames that are missing before this one. The library counts packets that found no buffer,
- *  which tells why frames are missing but not how many. */
+ *  which says why frames are missing but not how many. */
 void Transfer::CountMissing(std::uint64_t frames)
 {
     if (frames == 0) {
@@ -342,7 +342,8 @@ GEV_TRANSFER_STATISTICS Transfer::Statistics() const
     GEV_TRANSFER_STATISTICS counts{};
     counts.framesReceived = received_;
     counts.framesIncomplete = incomplete_;
-    // Those since the last frame are counted once a frame comes; till then their packets tell.
+    // Those since the last frame are counted once a frame comes; until then their packets are
+    // counted.
     counts.underruns = underruns_ + (UnplacedPackets() - unplacedAtFrame_) / packetsOfFrame_;
     counts.framesLost = lost_;
     counts.packetsReceived = Info(stream_.get(), "n_received_packets");

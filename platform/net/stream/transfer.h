@@ -25,7 +25,7 @@ struct Geometry {
 
 /** Made by GevInitializeTransfer, gone with GevFreeTransfer. Statuses are GevStatus.
  *
- *  Threads: Wait may run beside every other operation; the mutex keeps them apart, and nobody waits
+ *  Threads: Wait may run during every other operation; the mutex keeps them apart, and nobody waits
  *  for a frame while holding it. Where frames bring values of features along, the device's lock is
  *  taken under it (lock order in net_camera.h). */
 class Transfer

@@ -111,7 +111,7 @@ int SimCamera::StartTransfer(std::uint32_t frames)
     return reached == kGevOk ? model_->Frames().Start(frames) : reached;
 }
 
-/** An absent camera can't be told to stop, but no more frames are taken from it. */
+/** An absent camera can't be stopped, but no more frames are taken from it. */
 int SimCamera::AbortTransfer()
 {
     const genapi::AccessScope scope(*model_);

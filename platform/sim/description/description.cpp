@@ -71,7 +71,7 @@ std::string ValueText(const TableReader& reader, std::string_view key, const tom
     reader.RefuseValue(key, node, "a text, a number, true or false");
 }
 
-/** The values as a table, or as an array of pairs in which a feature may stand more than once. */
+/** The values as a table, or as an array of pairs in which a feature may occur more than once. */
 void ReadValues(TableReader& reader, CameraSetup* setup)
 {
     constexpr std::string_view kExpected = "a table of features and values: { Gain = 2.0 }, or an "

@@ -20,7 +20,7 @@ struct NetworkDescription {
 };
 
 /** Changes no network and throws nothing; the only files that it reads are the cameras' scenes,
- *  which lie beside the text. `name` stands for the text in messages and is usually its path. On
+ *  which lie next to the file. `name` represents the text in messages and is usually its path. On
  *  failure `*network` is as before and `*error` is "name:line:column: what was found and what was
  *  expected"; lines and columns count from 1. */
 bool ParseNetwork(std::string_view text, const std::string& name, NetworkDescription* network,

@@ -14,7 +14,7 @@ constexpr std::uint16_t kLightMax = 0xFFFF;
 constexpr double kReferenceExposureUs = 10000;
 
 enum Channel : unsigned { kRed, kGreen, kBlue, kChannels };
-/** Stands beside the colour channels: a sensor without filters. */
+/** A further channel: a sensor without colour filters. */
 constexpr unsigned kGrey = kChannels;
 
 /** A camera's tone curves, applied after exposure, gain, white balance and noise: 12-bit sample in,

@@ -21,7 +21,7 @@ public:
 
     void SetSize(std::uint32_t width, std::uint32_t height) override;
     void Draw(std::uint32_t frameNumber, LightCanvas* canvas) override;
-    void Move(std::uint32_t, std::uint32_t, LightCanvas*) override {} // it stands still
+    void Move(std::uint32_t, std::uint32_t, LightCanvas*) override {} // it never moves
 
 private:
     /** Which pixels of a line contribute to a pixel of the sensor, and with which weights (sum 1).

@@ -7,8 +7,8 @@
  *                        region, turned    noise, clip, curve
  *                        (kept)            (12-bit samples)
  *
- *  Only the moving parts of the scene are drawn anew on the canvas; the steps after it are done for
- *  each frame, a line at a time.
+ *  Only the moving parts of the scene are drawn again on the canvas; the steps after it are done
+ * for each frame, a line at a time.
  *
  *  A pure unit: the same job gives the same bytes. No clock, no camera, no lock. One scene serves
  *  one camera and one thread at a time; painting allocates nothing once a job of the same size

@@ -49,7 +49,7 @@ inline bool Is12Bit(std::uint32_t format)
     return format == kMono12 || format == kMono12Packed;
 }
 
-/** One value per pixel that stands for all of it, whatever the packing. */
+/** One value per pixel that represents all of it, whatever the packing. */
 inline std::vector<unsigned> Pixels(const Bytes& image, std::uint32_t format)
 {
     std::vector<unsigned> pixels;

@@ -213,7 +213,7 @@ TEST(FrameNumber, CanBeReadBackDigitByDigit)
     }
 }
 
-/** From frame to frame only what moves is drawn anew. */
+/** From frame to frame only what moves is drawn again. */
 TEST_P(EveryFormat, AFrameLooksAsIfNoneHadBeenPaintedBefore)
 {
     const PictureJob sensor = JobOf(GetParam());

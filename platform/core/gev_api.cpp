@@ -7,6 +7,8 @@
 #include "base/cancellation.h"
 #include "base/pixel_format.h"
 #include "core/handle_table.h"
+#include "core/interruption.h"
+#include "core/newest_frame.h"
 #include "genapi/raw_value.h"
 #include "injection/call_faults.h"
 #include "injection/record.h"
@@ -114,6 +116,16 @@ int OnCamera(const char* call, const void* handle, bool valid, const Arguments& 
     });
 }
 
+/** The same for a call that waits for the camera, which fails while the cameras are interrupted. */
+template <class Arguments, class Work>
+int AskCamera(const char* call, const void* handle, bool valid, const Arguments& arguments,
+              const Work& work) noexcept
+{
+    return OnCamera(call, handle, valid, arguments, [&](const Opened& opened) -> int {
+        return gevplat::Interruption::IsOn() ? static_cast<int>(kGevTimeout) : work(opened);
+    });
+}
+
 /** A call that returns a pointer, null when a fault makes it fail. */
 template <class Pointer, class Work>
 Pointer* PointerOnCamera(const char* call, const void* handle, const Work& work) noexcept
@@ -182,6 +194,9 @@ int GevGetCameraList(GEV_DEVICE_INFO* list, int maxCameras, int* count)
         if (list == nullptr || count == nullptr || maxCameras < 0) {
             return kGevInvalidArgument;
         }
+        if (gevplat::Interruption::IsOn()) {
+            return kGevTimeout;
+        }
         std::vector<GEV_DEVICE_INFO> found;
         int status = kGevOk;
         for (gevplat::Backend* backend : gevplat::Backends()) {
@@ -207,6 +222,9 @@ int GevOpenCamera(const GEV_DEVICE_INFO* device, int accessMode, void** handle)
     return Run("GevOpenCamera", asked.serial, arguments, [&]() -> int {
         if (device == nullptr || handle == nullptr || accessMode != kControl) {
             return kGevInvalidArgument;
+        }
+        if (gevplat::Interruption::IsOn()) {
+            return kGevTimeout;
         }
         return OpenDevice(asked, accessMode, handle);
     });
@@ -255,20 +273,20 @@ GenApi_3_0::CNodeMapRef* GevGetFeatureNodeMap(void* handle)
 
 int GevGetCameraInterfaceOptions(void* handle, GEV_CAMERA_OPTIONS* options)
 {
-    return OnCamera("GevGetCameraInterfaceOptions", handle, options != nullptr, NoArguments,
-                    [&](const Opened& opened) { return opened->camera->GetOptions(options); });
+    return AskCamera("GevGetCameraInterfaceOptions", handle, options != nullptr, NoArguments,
+                     [&](const Opened& opened) { return opened->camera->GetOptions(options); });
 }
 
 int GevSetCameraInterfaceOptions(void* handle, const GEV_CAMERA_OPTIONS* options)
 {
-    return OnCamera("GevSetCameraInterfaceOptions", handle, options != nullptr, NoArguments,
-                    [&](const Opened& opened) { return opened->camera->SetOptions(*options); });
+    return AskCamera("GevSetCameraInterfaceOptions", handle, options != nullptr, NoArguments,
+                     [&](const Opened& opened) { return opened->camera->SetOptions(*options); });
 }
 
 int GevGetFeatureValue(void* handle, const char* feature, int size, void* value)
 {
     const bool valid = feature != nullptr && value != nullptr;
-    return OnCamera(
+    return AskCamera(
         "GevGetFeatureValue", handle, valid,
         [&] { return std::string(feature == nullptr ? "null" : feature); },
         [&](const Opened& opened) {
@@ -279,7 +297,7 @@ int GevGetFeatureValue(void* handle, const char* feature, int size, void* value)
 int GevSetFeatureValue(void* handle, const char* feature, int size, const void* value)
 {
     const bool valid = feature != nullptr && value != nullptr;
-    return OnCamera(
+    return AskCamera(
         "GevSetFeatureValue", handle, valid,
         [&] { return std::string(feature == nullptr ? "null" : feature); },
         [&](const Opened& opened) {
@@ -289,19 +307,19 @@ int GevSetFeatureValue(void* handle, const char* feature, int size, const void* 
 
 int GevGetPayloadParameters(void* handle, std::uint64_t* payloadSize, std::uint32_t* pixelFormat)
 {
-    return OnCamera("GevGetPayloadParameters", handle, true, NoArguments,
-                    [&](const Opened& opened) {
-                        std::uint64_t size = 0;
-                        std::uint32_t format = 0;
-                        const int status = opened->camera->GetPayload(&size, &format);
-                        if (status == kGevOk && payloadSize != nullptr) {
-                            *payloadSize = size;
-                        }
-                        if (status == kGevOk && pixelFormat != nullptr) {
-                            *pixelFormat = format;
-                        }
-                        return status;
-                    });
+    return AskCamera("GevGetPayloadParameters", handle, true, NoArguments,
+                     [&](const Opened& opened) {
+                         std::uint64_t size = 0;
+                         std::uint32_t format = 0;
+                         const int status = opened->camera->GetPayload(&size, &format);
+                         if (status == kGevOk && payloadSize != nullptr) {
+                             *payloadSize = size;
+                         }
+                         if (status == kGevOk && pixelFormat != nullptr) {
+                             *pixelFormat = format;
+                         }
+                         return status;
+                     });
 }
 
 int GetPixelSizeInBytes(std::uint32_t pixelFormat)
@@ -313,7 +331,7 @@ int GevInitializeTransfer(void* handle, int mode, std::uint64_t size, std::uint3
                           void** buffers)
 {
     const bool valid = mode == kCycling && buffers != nullptr;
-    return OnCamera(
+    return AskCamera(
         "GevInitializeTransfer", handle, valid,
         [&] { return fmt::format("{},{},{}", mode, size, count); },
         [&](const Opened& opened) {
@@ -327,7 +345,7 @@ int GevInitializeTransfer(void* handle, int mode, std::uint64_t size, std::uint3
 
 int GevStartTransfer(void* handle, std::uint32_t frames)
 {
-    return OnCamera(
+    return AskCamera(
         "GevStartTransfer", handle, true,
         [&] { return std::to_string(static_cast<std::int32_t>(frames)); },
         [&](const Opened& opened) { return opened->camera->StartTransfer(frames); });
@@ -350,9 +368,15 @@ int GevWaitForNextFrame(void* handle, _tag_GEVBUF_ENTRY** frame, std::uint32_t t
     if (frame != nullptr) {
         *frame = nullptr;
     }
-    return OnCamera(
+    return AskCamera(
         "GevWaitForNextFrame", handle, frame != nullptr, [&] { return std::to_string(timeoutMs); },
-        [&](const Opened& opened) { return opened->camera->WaitForNextFrame(frame, timeoutMs); });
+        [&](const Opened& opened) {
+            const int status = opened->camera->WaitForNextFrame(frame, timeoutMs);
+            if (*frame != nullptr) {
+                gevplat::NewestFrame::Get().Delivered(**frame);
+            }
+            return status;
+        });
 }
 
 int GevReleaseFrame(void* handle, _tag_GEVBUF_ENTRY* frame)

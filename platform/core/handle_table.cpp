@@ -12,6 +12,11 @@ namespace
 constexpr unsigned kPlaceBits = 10;
 constexpr std::uintptr_t kPlaceMask = (std::uintptr_t{1} << kPlaceBits) - 1;
 
+void* HandleOf(std::size_t index, std::uint64_t use)
+{
+    return reinterpret_cast<void*>(use << kPlaceBits | (index + 1));
+}
+
 } // namespace
 
 HandleTable& HandleTable::Get()
@@ -33,8 +38,7 @@ void* HandleTable::Add(std::shared_ptr<OpenCamera> camera)
     }
     place->camera = std::move(camera);
     ++place->use;
-    const auto number = static_cast<std::uintptr_t>(place - places_.begin()) + 1;
-    return reinterpret_cast<void*>(place->use << kPlaceBits | number);
+    return HandleOf(static_cast<std::size_t>(place - places_.begin()), place->use);
 }
 
 /** The place of an open handle, or the number of places. Under the lock. */
@@ -52,6 +56,18 @@ std::shared_ptr<OpenCamera> HandleTable::Find(const void* handle) const
     const std::lock_guard lock(mutex_);
     const std::size_t index = Index(handle);
     return index == places_.size() ? nullptr : places_[index].camera;
+}
+
+std::vector<void*> HandleTable::Handles() const
+{
+    const std::lock_guard lock(mutex_);
+    std::vector<void*> handles;
+    for (std::size_t i = 0; i < places_.size(); ++i) {
+        if (places_[i].camera != nullptr) {
+            handles.push_back(HandleOf(i, places_[i].use));
+        }
+    }
+    return handles;
 }
 
 std::shared_ptr<OpenCamera> HandleTable::Remove(const void* handle)

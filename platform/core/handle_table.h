@@ -29,6 +29,7 @@ public:
     void* Add(std::shared_ptr<OpenCamera> camera);
     /** Null for a handle that is not open. */
     std::shared_ptr<OpenCamera> Find(const void* handle) const;
+    std::vector<void*> Handles() const;
     std::shared_ptr<OpenCamera> Remove(const void* handle);
     std::vector<std::shared_ptr<OpenCamera>> RemoveAll();
 

@@ -1,7 +1,8 @@
 /** Node maps: how a camera's features are found, read and written by name.
  *
- *  A node map holds one node per feature. A node offers exactly one value interface: integer,
- *  float, enumeration or boolean. Nodes belong to the camera and stay valid until it is closed.
+ *  A node map holds one node per feature. A node offers exactly one interface: integer, float,
+ *  enumeration, boolean, string or command. Nodes belong to the camera and stay valid until it is
+ *  closed.
  *
  *  Threads: every call may come from any thread; calls on one camera exclude each other, and thread
  *  cancellation is deferred until the call in progress returns.
@@ -159,6 +160,8 @@ class IInteger;
 class IFloat;
 class IEnumeration;
 class IBoolean;
+class IString;
+class ICommand;
 
 /** What every node has. At most one of the As...() results is not null. */
 class GEVPLAT_API INode
@@ -173,6 +176,15 @@ public:
     virtual IFloat* AsFloat() { return nullptr; }
     virtual IEnumeration* AsEnumeration() { return nullptr; }
     virtual IBoolean* AsBoolean() { return nullptr; }
+    virtual IString* AsString() { return nullptr; }
+    virtual ICommand* AsCommand() { return nullptr; }
+    /** The integers and enumerations whose values select the value that this node shows, in the
+     *  order in which they have to be set; null beyond the last. */
+    virtual INode* GetSelector(std::size_t index)
+    {
+        static_cast<void>(index);
+        return nullptr;
+    }
 };
 
 class GEVPLAT_API IInteger : public INode
@@ -207,6 +219,28 @@ public:
     virtual bool GetValue(bool verify = false, bool ignoreCache = false) = 0;
     virtual void SetValue(bool value, bool verify = true) = 0;
     IBoolean* AsBoolean() final { return this; }
+};
+
+class GEVPLAT_API IString : public INode
+{
+public:
+    ~IString() override;
+    virtual gcstring GetValue(bool verify = false, bool ignoreCache = false) = 0;
+    /** Longer than GetMaxLength: OutOfRangeException. */
+    virtual void SetValue(const gcstring& value, bool verify = true) = 0;
+    virtual std::int64_t GetMaxLength() = 0; ///< bytes
+    IString* AsString() final { return this; }
+};
+
+class GEVPLAT_API ICommand : public INode
+{
+public:
+    ~ICommand() override;
+    /** Has the camera begin the command; its access mode is WO or RW. */
+    virtual void Execute(bool verify = true) = 0;
+    /** Whether the camera has finished the command that was executed last. */
+    virtual bool IsDone(bool verify = true) = 0;
+    ICommand* AsCommand() final { return this; }
 };
 
 /** One entry of an enumeration. */
@@ -293,8 +327,12 @@ private:
             return node->AsFloat();
         } else if constexpr (std::is_same_v<Interface, IEnumeration>) {
             return node->AsEnumeration();
-        } else {
+        } else if constexpr (std::is_same_v<Interface, IBoolean>) {
             return node->AsBoolean();
+        } else if constexpr (std::is_same_v<Interface, IString>) {
+            return node->AsString();
+        } else {
+            return node->AsCommand();
         }
     }
     Interface* node_ = nullptr;
@@ -304,6 +342,8 @@ using CIntegerPtr = CPointer<IInteger>;
 using CFloatPtr = CPointer<IFloat>;
 using CEnumerationPtr = CPointer<IEnumeration>;
 using CBooleanPtr = CPointer<IBoolean>;
+using CStringPtr = CPointer<IString>;
+using CCommandPtr = CPointer<ICommand>;
 
 } // namespace GenApi_3_0
 

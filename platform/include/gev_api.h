@@ -69,6 +69,10 @@ struct _tag_GEVBUF_ENTRY {
     void* address;                 ///< first pixel, in the caller's memory
     const std::uint8_t* chunkData; ///< behind the pixels; null without chunks
     std::uint32_t chunkSize;
+    std::uint64_t
+        frameNumber;        ///< the camera's own number of the frame, unshortened; 0: it has none
+    std::int64_t arrivalNs; ///< when the platform received it, on the host's real-time clock
+                            ///  (ns since the epoch); 0: not known
 };
 
 /** Counts of one transfer, from its initialisation on. */

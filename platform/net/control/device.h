@@ -2,6 +2,7 @@
  *  whether the camera still answers. */
 #pragma once
 
+#include "core/interruption.h"
 #include "gen_api.h"
 #include "injection/node_faults.h"
 
@@ -39,6 +40,7 @@ public:
      *  time-outs, which are seconds. */
     void RequirePresent(const char* feature) const
     {
+        gevplat::Interruption::RequireNone(feature);
         if (!IsPresent()) {
             throw GenICam_3_0::TimeoutException(
                 fmt::format("{}: camera {} does not answer", feature, serial_));

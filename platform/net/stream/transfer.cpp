@@ -1,6 +1,7 @@
 #include "net/stream/transfer.h"
 
 #include "base/signals_blocked.h"
+#include "core/interruption.h"
 
 #include <algorithm>
 #include <chrono>
@@ -186,7 +187,7 @@ int Transfer::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
         if (retired_) {
             return kGevNotReady;
         }
-        if (Clock::now() >= end) {
+        if (Clock::now() >= end || gevplat::Interruption::IsOn()) {
             return kGevTimeout;
         }
     }
@@ -262,7 +263,8 @@ void Transfer::Describe(Place& place, bool complete)
     _tag_GEVBUF_ENTRY& entry = place.entry;
     entry = {};
     entry.status = complete ? kGevOk : kGevIncomplete;
-    entry.frameId = static_cast<std::uint32_t>(arv_buffer_get_frame_id(buffer));
+    entry.frameNumber = arv_buffer_get_frame_id(buffer);
+    entry.frameId = static_cast<std::uint32_t>(entry.frameNumber);
     entry.timestamp = ticks;
     entry.timestampHigh = static_cast<std::uint32_t>(ticks >> 32);
     entry.timestampLow = static_cast<std::uint32_t>(ticks);

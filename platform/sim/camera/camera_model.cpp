@@ -1,5 +1,6 @@
 #include "sim/camera/camera_model.h"
 
+#include "core/interruption.h"
 #include "injection/node_faults.h"
 #include "sim/texts.h"
 
@@ -81,6 +82,10 @@ void CameraModel::ForgetScripted()
 
 void CameraModel::Enter()
 {
+    if (gevplat::Interruption::IsOn()) {
+        throw GenICam_3_0::TimeoutException(
+            fmt::format("the access to camera {} was interrupted", setup_.serial));
+    }
     const std::int64_t nowNs = clock_.NowNs();
     stream_.Advance(nowNs);
     if (!presence_.At(nowNs)) {

@@ -1,5 +1,6 @@
 #include "sim/camera/stream.h"
 
+#include "core/interruption.h"
 #include "injection/record.h"
 #include "sim/camera/camera_model.h"
 
@@ -148,6 +149,8 @@ void Stream::Fill(const Frame& frame, Slot* slot)
     entry = {};
     entry.status = bytes < frame.pixelBytes ? kGevIncomplete : kGevOk;
     entry.frameId = frame.id;
+    entry.frameNumber = frame.id;
+    entry.arrivalNs = 0;
     entry.timestamp = frame.timestamp;
     entry.timestampHigh = static_cast<std::uint32_t>(frame.timestampHalves >> 32);
     entry.timestampLow = static_cast<std::uint32_t>(frame.timestampHalves);
@@ -220,10 +223,10 @@ int Stream::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
         if (!waiting_.Empty()) {
             return Deliver(frame);
         }
-        if (nowNs >= deadlineNs) {
+        if (nowNs >= deadlineNs || gevplat::Interruption::IsOn()) {
             return kGevTimeout;
         }
-        std::int64_t wakeNs = deadlineNs;
+        std::int64_t wakeNs = std::min(deadlineNs, nowNs + gevplat::kLookForInterruptionNs);
         if (!onTheWay_.Empty()) {
             Frame& next = onTheWay_.Front();
             if (next.buffer == Frame::kNoBuffer && !next.lost) {

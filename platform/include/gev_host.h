@@ -1,0 +1,35 @@
+/** Camera calls for the host around a driver: which cameras are open in this process, how to make
+ *  their accesses and waits fail at once, and what the newest frame was.
+ *
+ *  The driver never uses them. They inject no faults and don't appear in the journal.
+ *
+ *  Threads: every call may come from any thread. */
+#pragma once
+
+#include "gev_api.h"
+
+#include <cstdint>
+
+/** What the platform knows of a frame beyond what the driver passes on. */
+struct GEV_FRAME_FACTS {
+    std::uint64_t frameNumber; ///< as in _tag_GEVBUF_ENTRY, like the next two
+    std::uint64_t timestamp;
+    std::int64_t arrivalNs;
+};
+
+extern "C" {
+
+/** The handles of the open cameras, at most `maxHandles`; `*count` is how many were written. */
+GEVPLAT_API int GevGetOpenCameras(void** handles, int maxHandles, int* count);
+
+/** With a non-zero `interrupted`, makes every wait for a frame and every access to a camera fail
+ *  immediately, those under way included: camera calls with kGevTimeout, accesses to nodes with
+ *  TimeoutException; lists find nothing, and no camera can be opened. What ends a session still
+ *  works: stopping, freeing, releasing and closing. Lasts until it is called with 0. */
+GEVPLAT_API int GevInterruptCameras(int interrupted);
+
+/** The frame that GevWaitForNextFrame delivered last in this process, complete or not.
+ *  kGevNotReady before the first. */
+GEVPLAT_API int GevGetNewestFrame(GEV_FRAME_FACTS* facts);
+
+} // extern "C"

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <dlfcn.h>
+#include <exception>
 #include <string>
 #include <string_view>
 #include <sys/auxv.h>
@@ -70,6 +71,14 @@ bool IsTrusted(const std::string& path, uid_t owner)
     return true;
 }
 
+/** For errors that nobody handles, such as a lack of memory while libraries are loaded. */
+[[noreturn]] void EndAtOnce()
+{
+    constexpr char kText[] = "kvgrab: ended by an unexpected error, perhaps a lack of memory.\n";
+    [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, kText, sizeof kText - 1);
+    _exit(1);
+}
+
 int Fail(const char* why)
 {
     std::fprintf(stderr, "kvgrab: can't start: %s.\n", why);
@@ -106,6 +115,7 @@ void* Load(const std::string& folder, const char* name, bool privileged, uid_t o
 
 int main(int argc, char** argv)
 {
+    std::set_terminate(EndAtOnce);
     const bool privileged = getauxval(AT_SECURE) != 0;
     std::array<char, PATH_MAX> program{};
     struct stat status = {};

@@ -70,6 +70,12 @@ FeatureBuilder::Boolean* FeatureBuilder::AddBoolean(genapi::NodeSpec spec, bool 
     return Keep(std::make_unique<Boolean>(features_.hook_, std::move(spec), value));
 }
 
+FeatureBuilder::String* FeatureBuilder::AddString(genapi::NodeSpec spec, std::int64_t maxLength,
+                                                  const std::string& value)
+{
+    return Keep(std::make_unique<String>(features_.hook_, std::move(spec), maxLength, value));
+}
+
 FeatureBuilder::Enumeration* FeatureBuilder::AddEnumeration(genapi::NodeSpec spec, EntryList list)
 {
     std::vector<Enumeration::EntrySpec> entries;
@@ -158,6 +164,12 @@ void CameraFeatures::Publish()
         }
         shown_.push_back(shown);
         map_.Add(shown->Node());
+    }
+    const auto shows = [this](genapi::Feature& feature) {
+        return map_.GetNode(feature.Name().c_str()) == feature.Node();
+    };
+    for (genapi::Feature* feature : shown_) {
+        feature->ShowSelectors(shows);
     }
 }
 

@@ -18,6 +18,7 @@ public:
     using Float = genapi::FloatNode;
     using Boolean = genapi::BooleanNode;
     using Enumeration = genapi::EnumerationNode;
+    using String = genapi::StringNode;
 
     explicit FeatureBuilder(CameraFeatures& features)
         : features_(features), setup_(features.setup_), state_(features.state_)
@@ -36,6 +37,7 @@ private:
     void ChunkData();
     void Lines();
     void Device();
+    void Identity();
 
     struct EntryList {
         std::string_view first; ///< selected at power-up
@@ -62,6 +64,8 @@ private:
     Float* AddFloat(genapi::NodeSpec spec, Float::Limits limits, double value,
                     std::function<double(double)> shown = nullptr);
     Boolean* AddBoolean(genapi::NodeSpec spec, bool value);
+    /** `maxLength` in bytes. */
+    String* AddString(genapi::NodeSpec spec, std::int64_t maxLength, const std::string& value);
     Enumeration* AddEnumeration(genapi::NodeSpec spec, EntryList list);
 
     bool IsColor() const { return setup_.model == Model::Color; }

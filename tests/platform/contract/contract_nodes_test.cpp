@@ -56,6 +56,8 @@ TEST_F(Nodes, EveryFeatureHasTheInterfaceThatClientsExpect)
             EXPECT_EQ(kind, node->AsInteger() != nullptr   ? "Integer"
                             : node->AsFloat() != nullptr   ? "Float"
                             : node->AsBoolean() != nullptr ? "Boolean"
+                            : node->AsString() != nullptr  ? "String"
+                            : node->AsCommand() != nullptr ? "Command"
                                                            : "Enumeration")
                 << name;
         }

@@ -27,8 +27,10 @@ CameraSetup Clamped(CameraSetup setup)
     if (setup.modelName.empty()) {
         setup.modelName = setup.model == Model::Color ? "Simulated-C" : "Simulated-M";
     }
-    setup.triggerHz = setup.triggerHz > 0 ? std::min(setup.triggerHz, 1e5) : 0;
+    setup.triggerLine = std::clamp(setup.triggerLine, 1, 2);
+    setup.triggerHz = setup.triggerHz >= 1e-3 ? std::min(setup.triggerHz, 1e5) : 0;
     setup.triggerPulseUs = std::clamp(setup.triggerPulseUs, 1.0, 1e9);
+    std::erase_if(setup.triggerTimesS, [](double s) { return !(s >= 0 && s <= 1e9); });
     setup.noise = setup.noise > 0 ? std::min(setup.noise, kMostNoise) : 0;
     return setup;
 }

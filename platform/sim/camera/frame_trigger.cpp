@@ -16,7 +16,8 @@ FrameTrigger::FrameTrigger(const CameraFeatures& features, const CameraSetup& se
 
 std::int64_t FrameTrigger::DelayNs() const
 {
-    return ClockNs(features_.trigger.delay->Value(), driftPpm_);
+    // The order of the comparisons turns a NaN that a script stored into no delay.
+    return ClockNs(std::min(1e9, std::max(0.0, features_.trigger.delay->Value())), driftPpm_);
 }
 
 void FrameTrigger::Reset(std::int64_t nowNs)

@@ -113,7 +113,8 @@ GEVPLAT_API int GevGetCameraInterfaceOptions(void* handle, GEV_CAMERA_OPTIONS* o
 GEVPLAT_API int GevSetCameraInterfaceOptions(void* handle, const GEV_CAMERA_OPTIONS* options);
 
 /** Reads or writes a feature as raw bytes, host byte order. 4 or 8 bytes for integers and
- *  enumerations (their numeric value), 4 or 8 for floats. Never throws. */
+ *  enumerations (their numeric value), 4 or 8 for floats. Strings and commands have no such value:
+ *  kGevBadValue. Never throws. */
 GEVPLAT_API int GevGetFeatureValue(void* handle, const char* feature, int size, void* value);
 GEVPLAT_API int GevSetFeatureValue(void* handle, const char* feature, int size, const void* value);
 

@@ -42,17 +42,18 @@ void ReadVersion(std::uint32_t address, char (&text)[kGevTextSize])
     Put(text, terminated.c_str());
 }
 
-/** kGevOk when the control register says that nobody controls the camera. */
-int MayControl(std::uint32_t address)
+/** Whether the control register says that somebody controls the camera. */
+int ReadControl(std::uint32_t address, bool* held)
 {
     GvcpClient camera(address);
     for (int i = 0; i < kTries; ++i) {
         std::uint32_t privilege = 0;
         if (camera.ReadRegister(kControlPrivilege, &privilege, kAnswerMs) == Answer::Given) {
-            return privilege == 0 ? kGevOk : kGevAccessDenied;
+            *held = privilege != 0;
+            return kGevOk;
         }
     }
-    return kGevNotFound;
+    return kGevTimeout;
 }
 
 } // namespace
@@ -62,17 +63,18 @@ NetworkBackend::NetworkBackend()
     arv_disable_interface("USB3Vision");
 }
 
-bool NetworkBackend::LookOn(const std::string& interface)
+bool NetworkBackend::Set(const gevplat::BackendChoice& choice)
 {
     const std::lock_guard lock(mutex_);
     std::vector<Subnet> subnets;
-    if (!interface.empty()) {
-        subnets = SubnetsOf(interface);
+    if (!choice.interface.empty()) {
+        subnets = SubnetsOf(choice.interface);
         if (subnets.empty()) {
             return false;
         }
     }
-    interface_ = interface;
+    interface_ = choice.interface;
+    patienceMs_ = choice.patienceMs;
     subnets_ = std::move(subnets);
     return true;
 }
@@ -121,8 +123,12 @@ int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
         return kGevNotFound;
     }
     // Asked first: the library takes seconds to find out, and doesn't tell when it loses a race.
-    if (const int status = MayControl(*address); status != kGevOk) {
-        return status;
+    bool held = false;
+    if (ReadControl(*address, &held) != kGevOk) {
+        return kGevNotFound;
+    }
+    if (held) {
+        return kGevAccessDenied;
     }
     const base::SignalsBlocked blocked;
     ErrorSlot error;
@@ -145,18 +151,24 @@ int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
     return NetCamera::Make(std::move(opened), device, *address, camera);
 }
 
+int NetworkBackend::IsHeld(const GEV_DEVICE_INFO& device, bool* held)
+{
+    const auto address = ParseAddress(device.address);
+    return address ? ReadControl(*address, held) : static_cast<int>(kGevNotFound);
+}
+
 } // namespace net
 
 /** The library's entry (gev_backend.h). */
-extern "C" GEVPLAT_API gevplat::Backend* GevplatNetworkBackend(const std::string& interface,
+extern "C" GEVPLAT_API gevplat::Backend* GevplatNetworkBackend(const gevplat::BackendChoice& choice,
                                                                std::string* error)
 {
     static auto* backend =
         new net::NetworkBackend; // kept for threads that run while the process ends
-    if (!backend->LookOn(interface)) {
+    if (!backend->Set(choice)) {
         *error = fmt::format("network cameras can't be looked for on '{}': there is no network "
                              "interface of that name or address, or it has no address",
-                             interface);
+                             choice.interface);
         return nullptr;
     }
     return backend;

@@ -67,8 +67,8 @@ AnswerTime ControlChannel::Time() const
 bool ControlChannel::IsSilent()
 {
     const std::unique_lock lock(mutex_, std::try_to_lock);
-    return lock.owns_lock() && GvcpClient::Clock::now() - std::max(client_.HeardAt(), idleSince_) >
-                                   LongestAccess();
+    return lock.owns_lock() &&
+           GvcpClient::Clock::now() - std::max(client_.HeardAt(), idleSince_) > LongestAccess();
 }
 
 void ControlChannel::Abandon()

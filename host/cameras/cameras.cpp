@@ -12,11 +12,13 @@
 namespace kvgrab
 {
 
-bool SetUpCameras(const CamerasConfig& cameras, const std::string& path, std::string* error)
+bool SetUpCameras(const CamerasConfig& cameras, const NetworkConfig& network,
+                  const std::string& path, std::string* error)
 {
     if (!gevplat::ChooseBackends({.simulated = cameras.simulated,
                                   .network = cameras.network,
-                                  .interface = cameras.interface},
+                                  .interface = cameras.interface,
+                                  .patienceMs = network.patienceMs},
                                  error)) {
         return false;
     }

@@ -156,6 +156,12 @@ struct CamerasConfig {
     bool operator==(const CamerasConfig&) const = default;
 };
 
+/** [network]: how network cameras are treated. */
+struct NetworkConfig {
+    int patienceMs = 1500; ///< for so long a camera may be silent before it counts as absent
+    bool operator==(const NetworkConfig&) const = default;
+};
+
 /** [log] */
 struct LogConfig {
     std::string file; ///< empty: standard error
@@ -181,6 +187,7 @@ struct Config {
     ExportConfig exporting;
     MemoryConfig memory;
     SimulationConfig simulation;
+    NetworkConfig network;
     LogConfig log;
     bool operator==(const Config&) const = default;
 };

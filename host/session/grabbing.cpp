@@ -127,7 +127,7 @@ bool Grabbing::FindCameras()
 {
     platformLog_.emplace(*log_);
     std::string error;
-    return SetUpCameras(start_.cameras,
+    return SetUpCameras(start_.cameras, start_.network,
                         FromConfigFolder(start_.simulation.network, options_.configPath), &error) ||
            Fails(ExitStatus::SetUp, error);
 }

@@ -148,17 +148,6 @@ void Close(const Opened& opened)
     opened->camera->FreeTransfer();
 }
 
-/** Texts from outside may lack their end. */
-GEV_DEVICE_INFO Terminated(const GEV_DEVICE_INFO& device)
-{
-    GEV_DEVICE_INFO copy = device;
-    for (char* text : {copy.manufacturer, copy.model, copy.serial, copy.version, copy.address}) {
-        text[kGevTextSize - 1] = '\0';
-    }
-    copy.backend[sizeof copy.backend - 1] = '\0';
-    return copy;
-}
-
 int OpenDevice(const GEV_DEVICE_INFO& device, int accessMode, void** handle)
 {
     for (gevplat::Backend* backend : gevplat::Backends()) {
@@ -217,7 +206,8 @@ int GevOpenCamera(const GEV_DEVICE_INFO* device, int accessMode, void** handle)
     if (handle != nullptr) {
         *handle = nullptr;
     }
-    const GEV_DEVICE_INFO asked = device == nullptr ? GEV_DEVICE_INFO{} : Terminated(*device);
+    const GEV_DEVICE_INFO asked =
+        device == nullptr ? GEV_DEVICE_INFO{} : gevplat::Terminated(*device);
     const auto arguments = [&] { return fmt::format("{},{}", asked.serial, accessMode); };
     return Run("GevOpenCamera", asked.serial, arguments, [&]() -> int {
         if (device == nullptr || handle == nullptr || accessMode != kControl) {

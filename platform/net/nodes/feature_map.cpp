@@ -41,12 +41,9 @@ public:
         const AccessScope scope(device_);
         device_.RequirePresent(kTickFrequency);
         device_.InjectFaults(injection::AccessKind::Read, kTickFrequency);
-        const auto value = static_cast<std::int64_t>(Checked(
-            [&](GError** error) {
-                return arv_gv_device_get_timestamp_tick_frequency(ARV_GV_DEVICE(device_.Handle()),
-                                                                  error);
-            },
-            [] { return fmt::format("{} can't be read", kTickFrequency); }));
+        const auto value = static_cast<std::int64_t>(
+            Checked([&](GError** error) { return device_.TickFrequency(error); },
+                    [] { return fmt::format("{} can't be read", kTickFrequency); }));
         if (injection::JournalIsOn()) {
             injection::JournalRead(kTickFrequency, "", genapi::ToText(value));
         }

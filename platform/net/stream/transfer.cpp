@@ -73,7 +73,7 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
     auto* const camera = ARV_GV_DEVICE(device.Handle());
     const std::uint64_t packetSize = arv_gv_device_get_packet_size(camera, error.Out());
     if (!error) {
-        made->tickFrequency_ = arv_gv_device_get_timestamp_tick_frequency(camera, error.Out());
+        made->tickFrequency_ = device.TickFrequency(error.Out());
     }
     if (error) {
         log.Add(2, fmt::format("network camera {} doesn't tell how it streams: {}", device.Serial(),

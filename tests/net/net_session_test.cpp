@@ -2,6 +2,7 @@
  *
  *  Times are bounded only to distinguish a call that returns at once from one that waits for the
  *  network library's own time-outs, which are 2.5 s for one access. */
+#include "gev_host.h"
 #include "tests/net/loopback_camera.h"
 #include "tests/platform/contract/camera_under_test.h"
 
@@ -236,6 +237,29 @@ TEST_F(NetSession, APacketThatIsNeverSentAgainHoldsLaterFramesBackForSomeFramePe
         Release(frame);
     }
     EXPECT_LT(heldNs, 500'000'000); // five periods are 50 ms, the frame time-out is 1 s
+}
+
+TEST_F(NetSession, TheHostsPacketDelayReachesTheCameraInPlaceOfTheDrivers)
+{
+    Start("D2");
+    constexpr std::uint32_t kDrivers = 10; // us
+    constexpr std::uint32_t kHosts = 250;
+    const auto delayAfterSetting = [&] {
+        GEV_CAMERA_OPTIONS options{};
+        EXPECT_EQ(GevGetCameraInterfaceOptions(handle, &options), kGevOk);
+        options.streamPacketDelay = kDrivers;
+        EXPECT_EQ(GevSetCameraInterfaceOptions(handle, &options), kGevOk);
+        GevCloseCamera(&handle);
+        Open("D2"); // which reads the register
+        EXPECT_EQ(GevGetCameraInterfaceOptions(handle, &options), kGevOk);
+        return options.streamPacketDelay;
+    };
+    Open("D2");
+    EXPECT_EQ(GevOverridePacketDelay(-2), kGevInvalidArgument);
+    ASSERT_EQ(GevOverridePacketDelay(kHosts), kGevOk);
+    EXPECT_EQ(delayAfterSetting(), kHosts);
+    ASSERT_EQ(GevOverridePacketDelay(-1), kGevOk);
+    EXPECT_EQ(delayAfterSetting(), kDrivers);
 }
 
 TEST_F(NetSession, TheCountsTellWhyNoFrameIsComplete)

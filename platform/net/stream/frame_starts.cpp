@@ -35,17 +35,18 @@ void FrameStarts::Add()
     }
 }
 
-bool FrameStarts::Take(FrameStart* start, Arrivals* end)
+FrameStart FrameStarts::Take(Arrivals* end)
 {
     const std::lock_guard lock(mutex_);
-    if (count_ == 0) {
-        return false;
+    if (count_ == 0) { // the library has begun no frame, yet delivers one
+        *end = Read();
+        return {*end, 0};
     }
-    *start = starts_[first_];
+    const FrameStart start = starts_[first_];
     first_ = (first_ + 1) % starts_.size();
     --count_;
     *end = count_ == 0 ? Read() : starts_[first_].before;
-    return true;
+    return start;
 }
 
 void FrameStarts::Clear()

@@ -28,9 +28,9 @@ public:
     void Follow(ArvStream* stream, std::size_t buffers);
     /** On the receiver's thread, while it handles the frame's first packet. */
     void Add();
-    /** The oldest entry, which is removed, and the arrivals until the next frame began, or until
-     * now if none has. False: there is no entry. */
-    bool Take(FrameStart* start, Arrivals* end);
+    /** Returns and removes the oldest entry. `*end`: the arrivals until the next frame began, or
+     *  until now if none has. */
+    FrameStart Take(Arrivals* end);
     /** While the receiver stands still. */
     void Clear();
     Arrivals Now() const;

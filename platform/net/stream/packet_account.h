@@ -14,6 +14,12 @@ struct Arrivals {
     std::uint64_t resent = 0;   ///< after they had been requested again
 };
 
+/** How much a count has grown; counts that are read while they change may seem to shrink. */
+inline std::uint64_t Growth(std::uint64_t from, std::uint64_t to)
+{
+    return to - std::min(from, to);
+}
+
 /** The network library counts as missing whatever lies behind the first gap of a frame, which makes
  *  thousands of one lost packet. So the missing packets are what the frames should have had, lost
  *  frames included, less what arrived. Only an incomplete frame adds to the count: packets of a
@@ -39,7 +45,7 @@ public:
             begin_ = begin;
         }
         expected_ += expected * (lost + 1);
-        const std::uint64_t arrived = end.sent - begin_.sent + (resent - begin_.resent);
+        const std::uint64_t arrived = Growth(begin_.sent, end.sent) + Growth(begin_.resent, resent);
         if ((!complete || lost != 0) && expected_ > arrived) {
             missing_ = std::max(missing_, before_ + expected_ - arrived);
         }

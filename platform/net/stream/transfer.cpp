@@ -262,14 +262,14 @@ void Transfer::Count(ArvBuffer* buffer, const FrameStart& start, const Arrivals&
     std::uint64_t gap = 0;
     if (arv_buffer_get_frame_id(buffer) != kNoNumber) {
         gap = ids_.Came(arv_buffer_get_frame_id(buffer));
-        CountGap(gap, start.before.unplaced - unplacedAtGap_);
+        CountGap(gap, Growth(unplacedAtGap_, start.before.unplaced));
         unplacedAtGap_ = start.before.unplaced;
     }
     unplacedAtFrame_ = start.before.unplaced;
 
     std::size_t size = 0;
     arv_buffer_get_data(buffer, &size);
-    const std::uint64_t came = end.sent - start.before.sent;
+    const std::uint64_t came = Growth(start.before.sent, end.sent);
     if (complete) {
         LearnHeaders(size, came);
         packetsOfFrame_ = PacketsOf(size);
@@ -290,9 +290,8 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
         DropUnknown(buffer);
         return nullptr;
     }
-    FrameStart start;
     Arrivals end;
-    starts_.Take(&start, &end);
+    const FrameStart start = starts_.Take(&end);
     if (result == ARV_BUFFER_STATUS_ABORTED || !started_ || framesLeft_ == 0) {
         Push(buffer);
         return nullptr;
@@ -435,8 +434,7 @@ GEV_TRANSFER_STATISTICS Transfer::Statistics() const
     // Those since the last frame are counted once a frame comes; until then their packets are
     // counted.
     const Arrivals now = starts_.Now();
-    const std::uint64_t unplaced = now.unplaced - std::min(now.unplaced, unplacedAtFrame_);
-    counts.underruns = underruns_ + unplaced / packetsOfFrame_;
+    counts.underruns = underruns_ + Growth(unplacedAtFrame_, now.unplaced) / packetsOfFrame_;
     counts.framesLost = lost_;
     counts.packetsReceived = now.sent + now.resent;
     counts.packetsResent = now.resent;

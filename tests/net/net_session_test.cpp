@@ -222,6 +222,21 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
     }
 }
 
+TEST_F(NetSession, NumbersThatWrapToZeroLoseNoFrame)
+{
+    Start("Z1", {"--first-number", "65530", "--wrap-to-zero"});
+    Open("Z1");
+    StartFor(16);
+    std::uint64_t last = 0;
+    do {
+        _tag_GEVBUF_ENTRY& frame = Take();
+        EXPECT_EQ(status, kGevOk);
+        last = frame.frameNumber;
+        Release(frame);
+    } while (last < 3 || last > 1000);
+    EXPECT_EQ(Statistics().framesLost, 0U);
+}
+
 TEST_F(NetSession, APacketThatIsNeverSentAgainHoldsLaterFramesBackForSomeFramePeriodsOnly)
 {
     Start("H1", {"--lose-packet", "2", "--lose-frames", "10", "--announce-resend"});

@@ -140,7 +140,7 @@ void Camera::TakeUpStart()
     if (registers_.Get(kAcquisition) != kStarting) {
         return;
     }
-    frameNumber_ = 0;
+    frameNumber_ = settings_.firstNumber - 1;
     payloadType_ = settings_.chunks && registers_.Get(kChunkModeActive) != 0
                        ? kChunkPayload
                        : settings_.payloadType;
@@ -166,8 +166,10 @@ void Camera::FillFrame(ArvBuffer* buffer)
     TakeUpStart();
     const auto time =
         std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch());
-    const FrameNotes notes{NextNumber(), static_cast<std::uint64_t>(time.count())};
-    arv_buffer_set_frame_id(buffer, FrameIdOf(notes.number));
+    const std::uint32_t number = NextNumber();
+    const FrameNotes notes{number, FrameIdOf(number, settings_.wrapsToZero),
+                           static_cast<std::uint64_t>(time.count())};
+    arv_buffer_set_frame_id(buffer, notes.id);
     arv_buffer_set_timestamp(buffer, notes.ticks);
     std::size_t received = 0; // 0 in a buffer that is going to be sent
     const void* const bytes = arv_buffer_get_data(buffer, &received);

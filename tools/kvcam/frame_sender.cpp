@@ -73,17 +73,17 @@ bool FrameSender::IsLost(std::uint32_t number)
            std::uniform_real_distribution<>()(random_) < losses_.ratio;
 }
 
-void FrameSender::SendPacket(std::uint32_t number, Content content,
+void FrameSender::SendPacket(const FrameNotes& notes, Content content,
                              std::span<const std::uint8_t> bytes)
 {
     constexpr unsigned kContentShift = 24;
-    const bool lost = IsLost(number);
+    const bool lost = IsLost(notes.number);
     const std::uint32_t kind = static_cast<std::uint32_t>(content) << kContentShift | packetId_++;
     if (lost) {
         return;
     }
-    auto header = BigEndian<8>(std::uint64_t{FrameIdOf(number)} << 32 |
-                               kind); // the first two bytes: status 0
+    auto header =
+        BigEndian<8>(std::uint64_t{notes.id} << 32 | kind); // the first two bytes: status 0
     iovec parts[] = {{header.data(), header.size()},
                      {const_cast<std::uint8_t*>(bytes.data()), bytes.size()}};
     msghdr message{};
@@ -126,16 +126,15 @@ void FrameSender::Send(const Registers& registers, const FrameNotes& notes,
         }
         put32(0); // no padding
     }
-    SendPacket(notes.number, Content::Leader, leader);
+    SendPacket(notes, Content::Leader, leader);
     for (std::span<const std::uint8_t> rest = payload_; !rest.empty();) {
         const std::size_t bytes = std::min(blockSize, rest.size());
-        SendPacket(notes.number, Content::Data, rest.first(bytes));
+        SendPacket(notes, Content::Data, rest.first(bytes));
         rest = rest.subspan(bytes);
     }
     const std::size_t last =
         payloadType == kChunkPayload ? payload_.size() : registers.Get(kHeight);
-    SendPacket(notes.number, Content::Trailer,
-               BigEndian<8>(std::uint64_t{payloadType} << kHalf | last));
+    SendPacket(notes, Content::Trailer, BigEndian<8>(std::uint64_t{payloadType} << kHalf | last));
 }
 
 } // namespace kvcam

@@ -20,7 +20,8 @@ namespace kvcam
 
 /** The values in the chunk data of a frame. */
 struct FrameNotes {
-    std::uint32_t number = 0; ///< from 1 with each start
+    std::uint32_t number = 0; ///< counted on from the first one after a start
+    std::uint32_t id = 0;     ///< the same on the network
     std::uint64_t ticks = 0;
 };
 
@@ -53,7 +54,7 @@ private:
     void Put64(std::uint64_t value);
     void PutTrailer(std::uint32_t id, std::uint32_t bytes);
     void AddChunks(const Registers& registers, const FrameNotes& notes);
-    void SendPacket(std::uint32_t number, Content content, std::span<const std::uint8_t> bytes);
+    void SendPacket(const FrameNotes& notes, Content content, std::span<const std::uint8_t> bytes);
     bool IsLost(std::uint32_t number);
 
     UdpSocket socket_;

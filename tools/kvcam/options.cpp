@@ -55,6 +55,10 @@ std::optional<Options> ReadOptions(int argc, char** argv, int* exitCode)
                  "says that it sends packets again, but never does");
     app.add_option("--payload-type", camera.payloadType,
                    "payload type in the frames' leaders, for all but chunk data");
+    app.add_option("--first-number", camera.firstNumber, "number of the first frame after a start")
+        ->check(CLI::Range(1, 65535));
+    app.add_flag("--wrap-to-zero", camera.wrapsToZero,
+                 "frame numbers go from 65535 to 0 rather than to 1");
     app.add_option("--skip-frames", camera.skipFrames,
                    "leaves out each frame with a number that this divides; 0: none")
         ->check(CLI::Validator(

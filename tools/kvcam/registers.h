@@ -66,11 +66,11 @@ enum Acquisition : std::uint32_t {
 
 enum AcquisitionMode : std::uint32_t { kContinuous = 1, kSingleFrame = 2 };
 
-/** A frame's number on the network: 16 bits, without 0. */
-constexpr std::uint32_t FrameIdOf(std::uint32_t number)
+/** A frame's number on the network: 16 bits, with or without 0. */
+constexpr std::uint32_t FrameIdOf(std::uint32_t number, bool wrapsToZero)
 {
     constexpr std::uint32_t kIds = 0xFFFF;
-    return (number - 1) % kIds + 1;
+    return wrapsToZero ? number & kIds : (number - 1) % kIds + 1;
 }
 
 /** Typed access to the registers. The library's camera serves the same memory to its clients on its

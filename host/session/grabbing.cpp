@@ -3,6 +3,7 @@
 #include "cameras/network_checks.h"
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
+#include "gev_host.h"
 #include "report/failure.h"
 
 #include <cstdio>
@@ -214,6 +215,7 @@ int Grabbing::RunSession()
         return KvTd::kExitConfiguration;
     }
     host_->OutputLinesChecked(DrivesOutputLines(config_.Current()));
+    GevOverridePacketDelay(config_.Current().stream.packetDelayUs);
     return driver_.RunSession();
 }
 

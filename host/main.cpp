@@ -1,10 +1,12 @@
 #include "config/options.h"
 #include "report/failure.h"
 #include "run.h"
+#include "session/command_signals.h"
 
 #include <exception>
 #include <fmt/format.h>
 #include <iostream>
+#include <optional>
 
 int main(int argc, char** argv)
 {
@@ -14,6 +16,10 @@ int main(int argc, char** argv)
         int status = 0;
         if (!ParseOptions(argc, argv, &options, &status, std::cout, std::cerr)) {
             return status;
+        }
+        std::optional<CommandSignals> signals;
+        if (options.command != Options::Command::Run) {
+            signals.emplace();
         }
         switch (options.command) {
         case Options::Command::List:

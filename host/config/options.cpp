@@ -209,6 +209,13 @@ void ApplyOverrides(const Options& options, Config* config)
     };
     put(options.model, &config->camera.model);
     put(options.serial, &config->camera.serial);
+    if (!options.positions.empty()) {
+        // The option alone chooses these positions, whatever the file names.
+        const CameraConfig named = config->camera;
+        config->camera = {};
+        config->camera.model = options.model ? named.model : "";
+        config->camera.serial = options.serial ? named.serial : "";
+    }
     for (const int position : options.positions) {
         config->camera.positionMask |= 1U << static_cast<unsigned>(position);
     }

@@ -136,7 +136,7 @@ struct ExportConfig {
     bool everyFrame = false; ///< wait for the queue instead of skipping
     bool overwrite = false;
     bool stopOnError = false;
-    double drainS = 2.5; ///< for how long pictures are still written after a signal asked to end
+    double drainS = 2.0; ///< for how long pictures are still written after a signal asked to end
     bool operator==(const ExportConfig&) const = default;
 };
 

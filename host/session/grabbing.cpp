@@ -150,7 +150,13 @@ bool Grabbing::CatchSignals()
                 log_->Line(2, "no complete frame came for too long (session.no_frames_s): the "
                               "session is interrupted");
             }
-        }});
+        },
+        .leave =
+            [this] {
+                RemoveTraces(this);
+                std::fputs("kvgrab: left at once, since the session could not be ended.\n", stderr);
+                _exit(static_cast<int>(ExitStatus::LeftAtOnce));
+            }});
     std::string error;
     return (guard_->Start(&error) &&
             catcher_.Install(&signals_, RemoveTraces, this, guard_->WakeUpFd(), &error)) ||

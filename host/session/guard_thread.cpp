@@ -61,13 +61,18 @@ std::int64_t GuardThread::Look()
     GuardVerdict verdict;
     {
         const std::lock_guard lock(mutex_);
-        if (!inSession_ || ended_ != EarlyEnd::None) {
+        if (!inSession_) {
             return kNever;
         }
-        verdict = guard_.Look(MonotonicNs(), {.terminating = parts_.signals->Terminating(),
-                                              .grabbing = grabbing_.load(),
-                                              .newestNs = newestNs_.load(),
-                                              .noFramesNs = paused_.load() ? 0 : noFramesNs_.load()});
+        verdict = guard_.Look(MonotonicNs(),
+                              {.terminating = parts_.signals->Terminating(),
+                               .interrupted = ended_ != EarlyEnd::None,
+                               .grabbing = grabbing_.load(),
+                               .newestNs = newestNs_.load(),
+                               .noFramesNs = paused_.load() ? 0 : noFramesNs_.load()});
+        if (verdict.leave) {
+            parts_.leave();
+        }
         if (verdict.end == EarlyEnd::None) {
             return verdict.lookAgainNs;
         }
@@ -75,7 +80,7 @@ std::int64_t GuardThread::Look()
         parts_.interrupt(true);
     }
     parts_.interrupted(verdict.end);
-    return kNever;
+    return MonotonicNs();
 }
 
 void GuardThread::SessionBegins()

@@ -27,6 +27,8 @@ public:
         std::function<void(bool)> interrupt;
         /** Told on the guard's thread after each interruption. */
         std::function<void(EarlyEnd)> interrupted;
+        /** Ends the process at once. Called on the guard's thread. */
+        std::function<void()> leave;
     };
 
     explicit GuardThread(Parts parts) : parts_(std::move(parts)) {}

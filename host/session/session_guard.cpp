@@ -9,12 +9,14 @@ GuardVerdict SessionGuard::Look(std::int64_t nowNs, const GuardView& view)
 {
     GuardVerdict verdict;
     if (view.terminating) {
-        const std::int64_t dueNs = EndDueNs(nowNs, view);
-        verdict.end = nowNs >= dueNs ? EarlyEnd::AskedToEnd : EarlyEnd::None;
+        const std::int64_t dueNs = EndDueNs(nowNs, view) + (view.interrupted ? kLeaveNs : 0);
+        verdict.leave = nowNs >= dueNs && view.interrupted;
+        verdict.end =
+            nowNs >= dueNs && !view.interrupted ? EarlyEnd::AskedToEnd : EarlyEnd::None;
         verdict.lookAgainNs = dueNs;
         return verdict;
     }
-    if (!view.grabbing || view.noFramesNs <= 0) {
+    if (view.interrupted || !view.grabbing || view.noFramesNs <= 0) {
         framesDueNs_ = 0;
         return verdict;
     }

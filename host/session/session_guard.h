@@ -2,6 +2,7 @@
  *
  *      asked to end (INT, TERM, QUIT) ─► the driver ends the session at the next frame by itself;
  *                                        when that takes longer than the grace: interrupt
+ *                                        and when the driver doesn't even return then: leave
  *      grabbing, but no complete frame for the limit ─► interrupt
  *
  *  Pure; times are arguments, in nanoseconds of the monotonic clock. */
@@ -24,13 +25,15 @@ enum class EarlyEnd {
 /** What is known when the guard looks, which it does while the driver runs. */
 struct GuardView {
     bool terminating = false; ///< a signal asked for the end
+    bool interrupted = false; ///< this session, before
     bool grabbing = false;    ///< it waits for frames
     std::int64_t newestNs = 0; ///< the newest complete frame, or the start of grabbing before it
     std::int64_t noFramesNs = 0; ///< for how long frames may stay away; 0: without limit
 };
 
 struct GuardVerdict {
-    EarlyEnd end = EarlyEnd::None;                                      ///< why to interrupt now
+    EarlyEnd end = EarlyEnd::None; ///< why to interrupt now
+    bool leave = false;            ///< end the process: the interruption did not end the session
     std::int64_t lookAgainNs = std::numeric_limits<std::int64_t>::max(); ///< at the latest
 };
 
@@ -42,6 +45,8 @@ public:
     /** Otherwise (listing, opening, configuring, closing) nothing but the end of the step makes it
      *  look. */
     static constexpr std::int64_t kShortGraceNs = 300'000'000;
+    /** For how long an interrupted session may take to end. */
+    static constexpr std::int64_t kLeaveNs = 10'000'000'000;
     /** A guard that looks this much too late was stopped itself, as the whole program may have
      *  been; frames then get the same time again to arrive. */
     static constexpr std::int64_t kStallNs = 500'000'000;

@@ -12,6 +12,8 @@
 namespace gevplat
 {
 
+std::atomic<bool> Interruption::on_{false};
+
 NewestFrame& NewestFrame::Get()
 {
     static auto* newest = new NewestFrame; // kept for threads that run while the process ends

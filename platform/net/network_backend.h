@@ -20,7 +20,8 @@ public:
     bool Set(const gevplat::BackendChoice& choice);
 
     const char* Name() const override { return "net"; }
-    /** Takes about a second: cameras have that long to answer. */
+    /** Takes about a second: cameras have that long to answer. Returns at once when the host
+     *  interrupts the cameras; the search then ends by itself. */
     int List(std::vector<GEV_DEVICE_INFO>* devices) override;
     int Open(const GEV_DEVICE_INFO& device, int accessMode,
              std::unique_ptr<gevplat::Camera>* camera) override;
@@ -28,6 +29,9 @@ public:
     void Uninitialize() override {}
 
 private:
+    int Patience() const;
+    /** Appends the cameras that answer. Takes about a second. */
+    void Find(std::vector<GEV_DEVICE_INFO>* devices);
     bool IsLookedOn(std::uint32_t address) const;
 
     mutable std::mutex mutex_; ///< the library keeps one list of devices for the process

@@ -121,7 +121,7 @@ struct IoSetConfig {
 struct SessionConfig {
     std::uint32_t frames = 0; ///< 0: no limit
     bool retry = true;
-    double retryIntervalS = 2.0; ///< the first; later ones are longer
+    double retryIntervalS = 2.0;     ///< the first; later ones are longer
     std::optional<double> noFramesS; ///< 0: frames may stay away for ever
     bool operator==(const SessionConfig&) const = default;
 };

@@ -101,7 +101,7 @@ struct Exporter::State {
     std::atomic<bool> started = false;
     std::atomic<bool> failed = false;
     std::atomic<bool> waits = true; ///< for free slots; false for ever once it was told to stop
-    std::size_t preparedBytes = 0; ///< grab thread only, like the next
+    std::size_t preparedBytes = 0;  ///< grab thread only, like the next
     bool skipReported = false;
 
     mutable std::mutex troubleMutex; ///< guards the next three; never held together with `mutex`

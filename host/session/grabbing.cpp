@@ -142,15 +142,18 @@ bool Grabbing::CatchSignals()
 {
     exporter_.emplace(ExportOptionsFrom(start_.exporting, &*log_));
     guard_.emplace(GuardThread::Parts{
-        .signals = &signals_, .interrupt = InterruptCameras, .interrupted = [this](EarlyEnd why) {
-            if (why == EarlyEnd::AskedToEnd) {
-                log_->Line(3, "asked to end, and the session goes on: it is interrupted");
-                exporter_->StopWaiting();
-            } else {
-                log_->Line(2, "no complete frame came for too long (session.no_frames_s): the "
-                              "session is interrupted");
-            }
-        },
+        .signals = &signals_,
+        .interrupt = InterruptCameras,
+        .interrupted =
+            [this](EarlyEnd why) {
+                if (why == EarlyEnd::AskedToEnd) {
+                    log_->Line(3, "asked to end, and the session goes on: it is interrupted");
+                    exporter_->StopWaiting();
+                } else {
+                    log_->Line(2, "no complete frame came for too long (session.no_frames_s): the "
+                                  "session is interrupted");
+                }
+            },
         .leave =
             [this] {
                 RemoveTraces(this);

@@ -64,12 +64,12 @@ std::int64_t GuardThread::Look()
         if (!inSession_) {
             return kNever;
         }
-        verdict = guard_.Look(MonotonicNs(),
-                              {.terminating = parts_.signals->Terminating(),
-                               .interrupted = ended_ != EarlyEnd::None,
-                               .grabbing = grabbing_.load(),
-                               .newestNs = newestNs_.load(),
-                               .noFramesNs = paused_.load() ? 0 : noFramesNs_.load()});
+        verdict =
+            guard_.Look(MonotonicNs(), {.terminating = parts_.signals->Terminating(),
+                                        .interrupted = ended_ != EarlyEnd::None,
+                                        .grabbing = grabbing_.load(),
+                                        .newestNs = newestNs_.load(),
+                                        .noFramesNs = paused_.load() ? 0 : noFramesNs_.load()});
         if (verdict.leave) {
             parts_.leave();
         }

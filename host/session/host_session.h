@@ -34,10 +34,10 @@ struct HostParts {
     FrameMemory& memory;
     Exporter& exporter;
     std::function<std::int64_t()> monotonicNs;
-    std::function<TransferCounts()> transfers; ///< of the newest transfer
-    std::function<std::int64_t()> wallClockNs; ///< clock of the frames' time stamps
-    FrameTrace* trace = nullptr;               ///< records the frames; null: no trace
-    GuardThread* guard = nullptr;              ///< ends sessions early; null: nobody does
+    std::function<TransferCounts()> transfers;  ///< of the newest transfer
+    std::function<std::int64_t()> wallClockNs;  ///< clock of the frames' time stamps
+    FrameTrace* trace = nullptr;                ///< records the frames; null: no trace
+    GuardThread* guard = nullptr;               ///< ends sessions early; null: nobody does
     std::function<bool()> waitsForTrigger = {}; ///< asks the open camera; empty: it never waits
 };
 

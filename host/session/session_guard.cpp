@@ -11,8 +11,7 @@ GuardVerdict SessionGuard::Look(std::int64_t nowNs, const GuardView& view)
     if (view.terminating) {
         const std::int64_t dueNs = EndDueNs(nowNs, view) + (view.interrupted ? kLeaveNs : 0);
         verdict.leave = nowNs >= dueNs && view.interrupted;
-        verdict.end =
-            nowNs >= dueNs && !view.interrupted ? EarlyEnd::AskedToEnd : EarlyEnd::None;
+        verdict.end = nowNs >= dueNs && !view.interrupted ? EarlyEnd::AskedToEnd : EarlyEnd::None;
         verdict.lookAgainNs = dueNs;
         return verdict;
     }

@@ -24,10 +24,10 @@ enum class EarlyEnd {
 
 /** What is known when the guard looks, which it does while the driver runs. */
 struct GuardView {
-    bool terminating = false; ///< a signal asked for the end
-    bool interrupted = false; ///< this session, before
-    bool grabbing = false;    ///< it waits for frames
-    std::int64_t newestNs = 0; ///< the newest complete frame, or the start of grabbing before it
+    bool terminating = false;    ///< a signal asked for the end
+    bool interrupted = false;    ///< this session, before
+    bool grabbing = false;       ///< it waits for frames
+    std::int64_t newestNs = 0;   ///< the newest complete frame, or the start of grabbing before it
     std::int64_t noFramesNs = 0; ///< for how long frames may stay away; 0: without limit
 };
 

@@ -76,8 +76,8 @@ NextStep Decide(const SessionOutcome& outcome, bool retry)
     // If the configuration worked before, the camera left while it was being applied.
     const bool mayPass = outcome.driverCode == KvTd::kExitConfiguration &&
                          (outcome.grabbedBefore || (retry && outcome.refusals < kRefusals));
-    const bool lasting = known && !trouble->passing && !mayPass &&
-                         outcome.endedEarly == EarlyEnd::None;
+    const bool lasting =
+        known && !trouble->passing && !mayPass && outcome.endedEarly == EarlyEnd::None;
     const Kind again = retry ? Kind::RetryLater : Kind::End;
     if (outcome.exportFailed) {
         return {Kind::End, ExitStatus::ExportFailed, "a picture can't be written"};

@@ -85,12 +85,13 @@ TEST(CameraTable, SaysWhichCameraTheDriverTakes)
     cameras[1] = {"Other", "LongerModel", "", "1\n", "net", "10.0.0.7"};
     cameras[3].serial = "3";
     const std::string table = CameraTable(cameras, {"", "1", 0});
-    EXPECT_THAT(table, StartsWith("position  model        serial  version  backend  address   "
-                                  "access  driver\n"
-                                  "0         M            1       1.0      sim      -         held  "
-                                  "  takes it\n"
-                                  "1         LongerModel  -       1?       net      10.0.0.7  free  "
-                                  "  no (another maker: Other)\n"));
+    EXPECT_THAT(table,
+                StartsWith("position  model        serial  version  backend  address   "
+                           "access  driver\n"
+                           "0         M            1       1.0      sim      -         held  "
+                           "  takes it\n"
+                           "1         LongerModel  -       1?       net      10.0.0.7  free  "
+                           "  no (another maker: Other)\n"));
     EXPECT_THAT(table, HasSubstr("no (position 0 comes first)\n3 "));
     EXPECT_THAT(table, HasSubstr("no (not the configured one)\n4 "));
     EXPECT_THAT(table, EndsWith("no (beyond the first eight)\n"));

@@ -19,7 +19,7 @@ enum class ExitStatus : int {
     CameraRefused = 15,    ///< the camera refused the configuration
     UnknownDriverCode = 16,
     ExportFailed = 20, ///< a picture can't be written, and export.on_error is "stop"
-    LeftAtOnce = 130,  ///< a second INT or TERM
+    LeftAtOnce = 130,  ///< a second INT or TERM, half a second after the first or later
 };
 
 } // namespace kvgrab

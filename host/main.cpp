@@ -1,11 +1,13 @@
 #include "config/options.h"
 #include "report/failure.h"
 #include "run.h"
+#include "session/command_signals.h"
 
 #include <csignal>
 #include <exception>
 #include <fmt/format.h>
 #include <iostream>
+#include <optional>
 
 /** The whole program; launcher.cpp calls it. */
 extern "C" __attribute__((visibility("default"))) int KvGrabMain(int argc, char** argv)
@@ -17,6 +19,10 @@ extern "C" __attribute__((visibility("default"))) int KvGrabMain(int argc, char*
         int status = 0;
         if (!ParseOptions(argc, argv, &options, &status, std::cout, std::cerr)) {
             return status;
+        }
+        std::optional<CommandSignals> signals;
+        if (options.command != Options::Command::Run) {
+            signals.emplace();
         }
         switch (options.command) {
         case Options::Command::List:

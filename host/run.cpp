@@ -8,6 +8,7 @@
 
 #include <cstdio>
 #include <fmt/format.h>
+#include <unistd.h>
 
 namespace kvgrab
 {
@@ -46,7 +47,18 @@ bool SetUpBeside(const Options& options, Config* config, ExitStatus* status)
 
 ExitStatus RunGrabbing(const Options& options)
 {
-    return Grabbing(options, SourceOf(options)).Run();
+    ExitStatus status = ExitStatus::Done;
+    bool leavesWritersBehind = false;
+    {
+        Grabbing grabbing(options, SourceOf(options));
+        status = grabbing.Run();
+        leavesWritersBehind = grabbing.LeavesWritersBehind();
+    }
+    if (leavesWritersBehind) {
+        std::fflush(nullptr);
+        _exit(static_cast<int>(status));
+    }
+    return status;
 }
 
 ExitStatus RunList(const Options& options)
@@ -61,11 +73,18 @@ ExitStatus RunList(const Options& options)
     if (!ListCameras(&cameras, &error)) {
         return Fail(ExitStatus::SetUp, error);
     }
-    std::fputs(cameras.empty() ? "There is no camera.\n" : CameraTable(cameras).c_str(), stdout);
+    std::fputs(cameras.empty() ? "There is no camera.\n"
+                               : CameraTable(cameras, config.camera).c_str(),
+               stdout);
     if (!config.cameras.network) {
         std::puts("Cameras on the network are not looked for (--cameras net, or all).");
     }
-    return ExitStatus::Done;
+    const CameraChoice choice = Choose(cameras, config.camera);
+    if (choice.status != ExitStatus::Done) {
+        std::fflush(stdout);
+        return Fail(choice.status, choice.whyNone);
+    }
+    return cameras[choice.position].held ? ExitStatus::OpenFailed : ExitStatus::Done;
 }
 
 ExitStatus RunFeatures(const Options& options)
@@ -77,7 +96,7 @@ ExitStatus RunFeatures(const Options& options)
     }
     const ChosenCamera camera(config.camera);
     if (!camera.IsOpen()) {
-        return Fail(ExitStatus::OpenFailed, camera.WhyNot());
+        return Fail(camera.Status(), camera.WhyNot());
     }
     const GenApi::CNodeMapRef* const map = camera.NodeMap();
     if (map == nullptr) {

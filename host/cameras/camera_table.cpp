@@ -4,32 +4,77 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace kvgrab
 {
 
-std::string WhyNotTaken(const CameraRow& camera, std::size_t position)
+namespace
 {
-    if (position >= kDriverList) {
-        return "beyond the first eight";
-    }
-    if (strcasestr(camera.manufacturer.c_str(), "Dalsa") == nullptr) {
-        return fmt::format("another maker: {}", Shown(camera.manufacturer));
-    }
-    return "";
+
+bool IsOfTheMaker(const CameraRow& camera)
+{
+    return strcasestr(camera.manufacturer.c_str(), "Dalsa") != nullptr;
 }
 
-std::string CameraTable(const std::vector<CameraRow>& cameras)
+bool Fits(const CameraRow& camera, std::size_t position, const CameraConfig& wanted)
 {
+    const bool byName = wanted.ByNameToo() && camera.model.starts_with(wanted.model) &&
+                        (wanted.serial.empty() || wanted.serial == camera.serial);
+    return byName || (wanted.positionMask & 1U << position) != 0;
+}
+
+/** What the column "driver" says of a camera. */
+std::string DriverText(const CameraRow& camera, std::size_t position, const CameraConfig& wanted,
+                       const CameraChoice& choice)
+{
+    const bool chosen = choice.status == ExitStatus::Done;
+    if (chosen && position == choice.position) {
+        return "takes it";
+    }
+    if (position >= kDriverList) {
+        return "no (beyond the first eight)";
+    }
+    if (!IsOfTheMaker(camera)) {
+        return fmt::format("no (another maker: {})", Shown(camera.manufacturer));
+    }
+    if (!Fits(camera, position, wanted)) {
+        return "no (not the configured one)";
+    }
+    return fmt::format("no (position {} comes first)", choice.position);
+}
+
+} // namespace
+
+CameraChoice Choose(const std::vector<CameraRow>& cameras, const CameraConfig& wanted)
+{
+    const std::size_t count = std::min(cameras.size(), kDriverList);
+    const auto end = cameras.begin() + static_cast<std::ptrdiff_t>(count);
+    if (std::none_of(cameras.begin(), end, IsOfTheMaker)) {
+        return {ExitStatus::NoCamera,
+                count == 0 ? "there is no camera" : "there is no camera of the maker's", 0};
+    }
+    // The driver takes the first one that fits, whoever made it.
+    for (std::size_t i = 0; i < count; ++i) {
+        if (Fits(cameras[i], i, wanted)) {
+            return {ExitStatus::Done, "", i};
+        }
+    }
+    return {ExitStatus::NoMatchingCamera,
+            "none of the cameras is the one that the configuration names", 0};
+}
+
+std::string CameraTable(const std::vector<CameraRow>& cameras, const CameraConfig& wanted)
+{
+    const CameraChoice choice = Choose(cameras, wanted);
     std::vector<std::vector<std::string>> rows = {
-        {"position", "model", "serial", "version", "backend", "address", "driver"}};
+        {"position", "model", "serial", "version", "backend", "address", "access", "driver"}};
     for (std::size_t i = 0; i < cameras.size(); ++i) {
         const CameraRow& camera = cameras[i];
-        const std::string why = WhyNotTaken(camera, i);
         rows.push_back({std::to_string(i), Shown(camera.model), Shown(camera.serial),
                         Shown(camera.version), Shown(camera.backend), Shown(camera.address),
-                        why.empty() ? "takes it" : fmt::format("no ({})", why)});
+                        camera.held ? "held" : "free", DriverText(camera, i, wanted, choice)});
     }
     return Columns(rows);
 }

@@ -1,13 +1,15 @@
 #include "cameras/cameras.h"
 
+#include "cameras/listing.h"
 #include "cameras/waveform.h"
 #include "gev_api.h"
 #include "gev_backend_choice.h"
+#include "gev_host.h"
 #include "sim_control.h"
 
 #include <fmt/format.h>
 
-#include <array>
+#include <exception>
 
 namespace kvgrab
 {
@@ -44,22 +46,38 @@ PlatformLog::~PlatformLog()
     gevplat::SetLogSink(nullptr);
 }
 
+void InterruptCameras(bool interrupted)
+{
+    GevInterruptCameras(interrupted ? 1 : 0);
+}
+
+bool CameraWaitsForTrigger()
+{
+    void* camera = nullptr;
+    int count = 0;
+    GevGetOpenCameras(&camera, 1, &count);
+    const GenApi::CNodeMapRef* const map = count == 1 ? GevGetFeatureNodeMap(camera) : nullptr;
+    if (map == nullptr) {
+        return false;
+    }
+    try {
+        const GenApi::CEnumerationPtr mode = map->GetNode("TriggerMode");
+        return mode && GenApi::IsReadable(mode->GetAccessMode()) && mode->ToString() == "On";
+    } catch (const std::exception&) {
+        return false; // it does not answer, so it doesn't wait either
+    }
+}
+
 bool ListCameras(std::vector<CameraRow>* cameras, std::string* error)
 {
-    // More than the driver looks at, so that a user sees which ones it passes over.
-    constexpr int kMost = 64;
-    std::array<GEV_DEVICE_INFO, kMost> found{};
-    int count = 0;
-    const int status = GevGetCameraList(found.data(), kMost, &count);
-    for (int i = 0; i < count && i < kMost; ++i) {
-        const GEV_DEVICE_INFO& camera = found[static_cast<std::size_t>(i)];
-        cameras->push_back({camera.manufacturer, camera.model, camera.serial, camera.version,
-                            camera.backend, AddressText(camera.ipAddress)});
+    const CameraListing listing = ReadCameraList();
+    for (const GEV_DEVICE_INFO& camera : listing.cameras) {
+        cameras->push_back(RowOf(camera));
+        cameras->back().held = IsHeld(camera);
     }
-    GevApiUninitialize();
-    _CloseSocketAPI();
-    if (status != kGevOk) {
-        *error = fmt::format("the cameras can't be listed (status {})", status);
+    LeaveCameras();
+    if (listing.status != kGevOk) {
+        *error = fmt::format("the cameras can't be listed (status {})", listing.status);
         return false;
     }
     return true;
@@ -67,14 +85,14 @@ bool ListCameras(std::vector<CameraRow>* cameras, std::string* error)
 
 std::string DrawOutputLines()
 {
-    std::vector<CameraRow> cameras;
-    std::string error;
-    if (!ListCameras(&cameras, &error)) {
-        return fmt::format("{}\n", error);
+    const CameraListing listing = ReadCameraList();
+    LeaveCameras();
+    if (listing.status != kGevOk) {
+        return fmt::format("the cameras can't be listed (status {})\n", listing.status);
     }
     constexpr double kNsPerUs = 1000;
     std::string drawings;
-    for (const CameraRow& camera : cameras) {
+    for (const GEV_DEVICE_INFO& camera : listing.cameras) {
         for (int line = 1; line <= 4; ++line) {
             sim::LineWaveform waveform;
             if (!sim::GetLineWaveform(camera.serial, line, &waveform) || waveform.pulses.empty()) {

@@ -28,6 +28,14 @@ public:
     PlatformLog& operator=(const PlatformLog&) = delete;
 };
 
+/** Makes every wait and access of the cameras fail at once, until it is called with false. Any
+ *  thread. */
+void InterruptCameras(bool interrupted);
+
+/** Whether the open camera sends no frame before something triggers it. False without a camera, and
+ *  if it can't be read. */
+bool CameraWaitsForTrigger();
+
 /** Lists all cameras. False: the platform layer refused, and `*error` says how. */
 bool ListCameras(std::vector<CameraRow>* cameras, std::string* error);
 

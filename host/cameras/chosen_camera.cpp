@@ -1,12 +1,8 @@
 #include "cameras/chosen_camera.h"
 
-#include "cameras/camera_table.h"
+#include "cameras/listing.h"
 
 #include <fmt/format.h>
-
-#include <algorithm>
-#include <array>
-#include <cstring>
 
 namespace kvgrab
 {
@@ -14,50 +10,40 @@ namespace kvgrab
 namespace
 {
 
-using CameraList = std::array<GEV_DEVICE_INFO, kDriverList>;
-
 constexpr std::uint32_t kControl = 2;
-
-/** The first camera that the driver takes; null when there is none. */
-const GEV_DEVICE_INFO* Chosen(const CameraList& list, int count, const CameraConfig& wanted)
-{
-    const auto* const end = list.data() + std::min(static_cast<std::size_t>(count), list.size());
-    const auto ours = [](const GEV_DEVICE_INFO& camera) {
-        CameraRow row;
-        row.manufacturer = camera.manufacturer;
-        return WhyNotTaken(row, 0).empty();
-    };
-    if (std::none_of(list.data(), end, ours)) {
-        return nullptr;
-    }
-    const auto* const found = std::find_if(list.data(), end, [&](const GEV_DEVICE_INFO& camera) {
-        const bool byName =
-            std::strncmp(wanted.model.c_str(), camera.model, wanted.model.size()) == 0 &&
-            (wanted.serial.empty() || wanted.serial == camera.serial);
-        return byName || (wanted.positionMask & 1U << (&camera - list.data())) != 0;
-    });
-    return found == end ? nullptr : found;
-}
 
 } // namespace
 
-ChosenCamera::ChosenCamera(const CameraConfig& wanted)
+FoundCamera FindCamera(const CameraConfig& wanted)
 {
-    CameraList list{};
-    int count = 0;
-    GevGetCameraList(list.data(), kDriverList, &count);
-    const GEV_DEVICE_INFO* const chosen = Chosen(list, count, wanted);
-    if (chosen == nullptr) {
-        whyNot_ = count == 0 ? "there is no camera" : "none of the cameras is the configured one";
+    const std::vector<GEV_DEVICE_INFO> list = ReadCameraList().cameras;
+    std::vector<CameraRow> rows;
+    for (const GEV_DEVICE_INFO& camera : list) {
+        rows.push_back(RowOf(camera));
+    }
+    const CameraChoice choice = Choose(rows, wanted);
+    FoundCamera found;
+    found.status = choice.status;
+    found.whyNot = choice.whyNone;
+    if (choice.status == ExitStatus::Done) {
+        found.info = list[choice.position];
+        found.held = IsHeld(found.info);
+    }
+    return found;
+}
+
+ChosenCamera::ChosenCamera(const CameraConfig& wanted) : found_(FindCamera(wanted))
+{
+    if (found_.status != ExitStatus::Done) {
         return;
     }
-    info_ = *chosen;
-    const int status = GevOpenCamera(chosen, kControl, &handle_);
+    const int status = GevOpenCamera(&found_.info, kControl, &handle_);
     if (status != kGevOk) {
-        const std::string why = status == kGevAccessDenied ? "another program holds it"
+        const std::string why = status == kGevAccessDenied ? "it is held by another program"
                                 : status == kGevNotFound   ? "it does not answer"
                                                            : fmt::format("status {}", status);
-        whyNot_ = fmt::format("the camera {} can't be opened: {}", info_.serial, why);
+        found_.status = ExitStatus::OpenFailed;
+        found_.whyNot = fmt::format("the camera {} can't be opened: {}", found_.info.serial, why);
     }
 }
 
@@ -66,8 +52,7 @@ ChosenCamera::~ChosenCamera()
     if (handle_ != nullptr) {
         GevCloseCamera(&handle_);
     }
-    GevApiUninitialize();
-    _CloseSocketAPI();
+    LeaveCameras();
 }
 
 } // namespace kvgrab

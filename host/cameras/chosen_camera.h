@@ -2,6 +2,7 @@
 #pragma once
 
 #include "config/config.h"
+#include "exit_status.h"
 
 #include "gev_api.h"
 
@@ -10,6 +11,17 @@
 
 namespace kvgrab
 {
+
+/** The camera that the driver will choose, as it is listed. */
+struct FoundCamera {
+    ExitStatus status = ExitStatus::Done; ///< otherwise that of a run without retry
+    std::string whyNot;                   ///< a sentence without a full stop
+    GEV_DEVICE_INFO info{};               ///< with Done
+    bool held = false;                    ///< by another program
+};
+
+/** Lists the cameras. LeaveCameras (listing.h) has to follow. */
+FoundCamera FindCamera(const CameraConfig& wanted);
 
 /** Lists the cameras and opens the one that the driver will choose; afterwards leaves the platform
  *  layer as the driver expects to find it. */
@@ -22,17 +34,18 @@ public:
     ChosenCamera& operator=(const ChosenCamera&) = delete;
 
     bool IsOpen() const { return handle_ != nullptr; }
+    /** With which status a command ends that needs it open; Done while it is. */
+    ExitStatus Status() const { return found_.status; }
     /** Why it isn't open, as a sentence without a full stop. */
-    const std::string& WhyNot() const { return whyNot_; }
+    const std::string& WhyNot() const { return found_.whyNot; }
     /** While it is open. */
-    const GEV_DEVICE_INFO& Info() const { return info_; }
+    const GEV_DEVICE_INFO& Info() const { return found_.info; }
     /** Null without a node map. */
     const GenApi::CNodeMapRef* NodeMap() const { return GevGetFeatureNodeMap(handle_); }
 
 private:
-    GEV_DEVICE_INFO info_{};
+    FoundCamera found_;
     void* handle_ = nullptr;
-    std::string whyNot_;
 };
 
 } // namespace kvgrab

@@ -12,6 +12,7 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -21,11 +22,12 @@
 namespace kvgrab
 {
 
-/** [camera]: which camera to use. */
+/** [camera]: which camera to use. Positions alone choose these positions and nothing else. */
 struct CameraConfig {
     std::string model;              ///< prefix of the model; empty: any
     std::string serial;             ///< exact; empty: any
     std::uint32_t positionMask = 0; ///< bit i: use list position i whatever it is
+    bool ByNameToo() const { return positionMask == 0 || !model.empty() || !serial.empty(); }
     bool operator==(const CameraConfig&) const = default;
 };
 
@@ -120,7 +122,8 @@ struct IoSetConfig {
 struct SessionConfig {
     std::uint32_t frames = 0; ///< 0: no limit
     bool retry = true;
-    double retryIntervalS = 2.0;
+    double retryIntervalS = 2.0;     ///< the first; later ones are longer
+    std::optional<double> noFramesS; ///< 0: frames may stay away for ever
     bool operator==(const SessionConfig&) const = default;
 };
 
@@ -134,6 +137,7 @@ struct ExportConfig {
     bool everyFrame = false; ///< wait for the queue instead of skipping
     bool overwrite = false;
     bool stopOnError = false;
+    double drainS = 2.0; ///< for how long pictures are still written after a signal asked to end
     bool operator==(const ExportConfig&) const = default;
 };
 

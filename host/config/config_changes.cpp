@@ -39,6 +39,8 @@ ConfigChanges Compare(const Config& before, const Config& after)
     note(changes.reload, "session.retry",
          before.session.retry != after.session.retry ||
              before.session.retryIntervalS != after.session.retryIntervalS);
+    note(changes.reload, "session.no_frames_s",
+         before.session.noFramesS != after.session.noFramesS);
     note(changes.reload, "log.level", before.log.level != after.log.level);
 
     note(changes.newSession, "camera", before.camera != after.camera);

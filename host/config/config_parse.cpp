@@ -17,6 +17,10 @@ void ReadSession(TableReader& in, SessionConfig* out)
     Put(in.Flag("retry"), &out->retry);
     Put(in.Number("retry_interval_s", {0.1, 3600, "seconds from 0.1 to 3600"}),
         &out->retryIntervalS);
+    if (const auto seconds =
+            in.Number("no_frames_s", {0, 86400, "seconds from 0 (no limit) to 86400"})) {
+        out->noFramesS = *seconds;
+    }
 }
 
 void ReadExport(TableReader& in, ExportConfig* out)
@@ -35,6 +39,7 @@ void ReadExport(TableReader& in, ExportConfig* out)
     Put(in.Flag("every_frame"), &out->everyFrame);
     Put(in.Flag("overwrite"), &out->overwrite);
     Put(in.OneOf<bool>("on_error", kStopOnError), &out->stopOnError);
+    Put(in.Number("drain_s", {0, 3600, "seconds from 0 to 3600"}), &out->drainS);
 }
 
 void ReadMemory(TableReader& in, MemoryConfig* out)

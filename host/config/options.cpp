@@ -29,8 +29,9 @@ constexpr const char* kFooter = R"(Examples:
       one certain camera, 12 bits, no frame skipped by the writers
 
 Signals:
-  INT, TERM   end after the current frame; a second one leaves at once
-  QUIT        end after the current frame
+  INT, TERM   end after the current frame, and within 3 s; a second one, half a second later,
+              leaves at once
+  QUIT        end in the same way
   HUP         read the configuration file again
   USR1, USR2  dynamic look-up table (passed to the driver)
   Settings of exposure, gain, auto, white_balance, lut, gamma and iobox that change in the file
@@ -111,8 +112,10 @@ void AddOptions(CLI::App& app, Options* options)
         ->option_text("TEXT");
     app.add_option("--serial", options->serial, "use the camera with this serial number")
         ->option_text("TEXT");
-    app.add_option("--position", options->positions,
-                   "use the camera at this position of the list, whatever it is; may be repeated")
+    app.add_option(
+           "--position", options->positions,
+           "use the camera at this position of the list, whatever it is, and no other; may be "
+           "repeated")
         ->option_text("0..7")
         ->take_all()
         ->check(CLI::Range(0, 7));
@@ -120,7 +123,8 @@ void AddOptions(CLI::App& app, Options* options)
                    "pixel format: mono8, mono12, mono12p, yuv422 or bayer8")
         ->option_text("NAME")
         ->check(NameIn<std::uint32_t>(kFormatNames));
-    app.add_option("-n,--frames", options->frames, "end after so many frames; 0: never")
+    app.add_option("-n,--frames", options->frames,
+                   "end after so many frames, of all sessions; 0: never")
         ->option_text("N");
     app.add_option("--buffers", options->buffers, "frame buffers")
         ->option_text("2..256")
@@ -160,7 +164,8 @@ void AddOptions(CLI::App& app, Options* options)
                  "at the end, draw what the output lines of simulated cameras did");
     app.add_flag("--no-retry", options->noRetry,
                  "end when there is no camera or it fails, instead of trying again");
-    app.add_option("--retry-interval", options->retryIntervalS, "seconds between attempts")
+    app.add_option("--retry-interval", options->retryIntervalS,
+                   "seconds before the first new attempt; later ones take longer, up to 30 s")
         ->option_text("SECONDS")
         ->check(Between(0.1, 3600));
 }
@@ -209,6 +214,13 @@ void ApplyOverrides(const Options& options, Config* config)
     };
     put(options.model, &config->camera.model);
     put(options.serial, &config->camera.serial);
+    if (!options.positions.empty()) {
+        // The option alone chooses these positions, whatever the file names.
+        const CameraConfig named = config->camera;
+        config->camera = {};
+        config->camera.model = options.model ? named.model : "";
+        config->camera.serial = options.serial ? named.serial : "";
+    }
     for (const int position : options.positions) {
         config->camera.positionMask |= 1U << static_cast<unsigned>(position);
     }

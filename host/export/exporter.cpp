@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <cstring>
@@ -67,7 +68,7 @@ bool ParseExportFormat(std::string_view text, ExportFormat* format)
 struct Exporter::State {
     explicit State(ExportOptions given) : options(std::move(given)) {}
 
-    bool Start();
+    bool Start(const std::shared_ptr<State>& self);
     bool Acceptable(const FrameView& frame);
     bool FreeSlot(std::unique_lock<std::mutex>& lock);
     void Work(unsigned worker);
@@ -75,6 +76,8 @@ struct Exporter::State {
                     Slot& slot);
     bool WriteRow(const Slot& slot);
     void Retire(std::unique_lock<std::mutex>& lock);
+    bool AllWritten(const std::function<bool()>& givesUp);
+    void LeaveWorkers();
     void Trouble(const std::string& text, std::string_view reason);
     void Report(const std::string& text);
     Slot& At(std::uint64_t position) { return slots[position % slots.size()]; }
@@ -92,18 +95,20 @@ struct Exporter::State {
     std::uint64_t retired = 0;
     bool retiring = false; ///< one worker writes rows, without the mutex
     bool closing = false;
+    bool givenUp = false; ///< workers write nothing more
     ExportCounters counters;
 
     std::atomic<bool> started = false;
     std::atomic<bool> failed = false;
-    std::size_t preparedBytes = 0; ///< grab thread only, like the next
+    std::atomic<bool> waits = true; ///< for free slots; false for ever once it was told to stop
+    std::size_t preparedBytes = 0;  ///< grab thread only, like the next
     bool skipReported = false;
 
     mutable std::mutex troubleMutex; ///< guards the next three; never held together with `mutex`
     std::string trouble;
     std::string reason; ///< of the newest trouble; a reason is not reported twice in a row
     std::uint64_t unreported = 0;
-    std::mutex reportMutex;
+    std::mutex reportMutex; ///< guards options.report
 };
 
 void Exporter::State::Report(const std::string& text)
@@ -130,7 +135,7 @@ void Exporter::State::Trouble(const std::string& text, std::string_view why)
     Report(text);
 }
 
-bool Exporter::State::Start()
+bool Exporter::State::Start(const std::shared_ptr<State>& self)
 {
     if (started || closing) {
         return started;
@@ -151,7 +156,7 @@ bool Exporter::State::Start()
             // with the signal blocked the write fails with a text instead.
             const base::SignalsBlocked blocked;
             for (unsigned i = 0; i < options.workers; ++i) {
-                workers.emplace_back([this, i] { Work(i); });
+                workers.emplace_back([self, i] { self->Work(i); });
             }
             started = true;
             return true;
@@ -195,7 +200,7 @@ bool Exporter::State::FreeSlot(std::unique_lock<std::mutex>& lock)
 {
     const auto isFree = [this] { return accepted - retired < slots.size(); };
     if (options.everyFrame) {
-        slotFreed.wait(lock, isFree);
+        slotFreed.wait(lock, [&] { return isFree() || !waits; });
     }
     return isFree();
 }
@@ -207,7 +212,7 @@ void Exporter::State::Work(unsigned worker)
     std::unique_lock lock(mutex);
     while (true) {
         workAppeared.wait(lock, [this] { return taken < accepted || closing; });
-        if (taken == accepted) {
+        if (taken == accepted || givenUp) {
             return;
         }
         Slot& slot = At(taken++);
@@ -215,7 +220,11 @@ void Exporter::State::Work(unsigned worker)
         WriteFrame(worker, encoder, file, slot);
         lock.lock();
         slot.done = true;
-        Retire(lock);
+        if (!givenUp) {
+            Retire(lock);
+        } else if (slot.fileBytes != 0) {
+            files.RemoveFile(files.Name(slot.number)); // it will have no row in the index
+        }
     }
 }
 
@@ -272,7 +281,7 @@ void Exporter::State::Retire(std::unique_lock<std::mutex>& lock)
         return;
     }
     retiring = true;
-    while (retired < taken && At(retired).done) {
+    while (retired < taken && At(retired).done && !givenUp) {
         Slot& slot = At(retired);
         lock.unlock();
         const bool complete = slot.fileBytes != 0 && WriteRow(slot);
@@ -302,7 +311,7 @@ Exporter::~Exporter()
 
 bool Exporter::Start()
 {
-    return state_->Start();
+    return state_->Start(state_);
 }
 
 void Exporter::Prepare(std::size_t frameBytes)
@@ -314,7 +323,11 @@ void Exporter::Prepare(std::size_t frameBytes)
     {
         // Then nobody uses the slots, since only this thread hands out new work.
         std::unique_lock lock(state.mutex);
-        state.slotFreed.wait(lock, [&] { return state.retired == state.accepted; });
+        const auto unused = [&] { return state.retired == state.accepted; };
+        state.slotFreed.wait(lock, [&] { return unused() || !state.waits; });
+        if (!unused()) {
+            return; // the frames of the new size are skipped
+        }
     }
     try {
         for (Slot& slot : state.slots) {
@@ -340,6 +353,10 @@ ExportResult Exporter::Export(const FrameView& frame)
         usable = frame.bytes <= state.preparedBytes;
     }
     std::unique_lock lock(state.mutex);
+    if (!state.waits && frame.bytes > state.preparedBytes) {
+        ++state.counters.skipped;
+        return ExportResult::kSkipped;
+    }
     if (!usable || state.closing) {
         ++state.counters.failed;
         state.failed = state.failed || state.options.onError == ExportErrorPolicy::kStop;
@@ -373,11 +390,57 @@ ExportResult Exporter::Export(const FrameView& frame)
     return ExportResult::kQueued;
 }
 
-void Exporter::Close()
+void Exporter::StopWaiting()
+{
+    {
+        const std::lock_guard lock(state_->mutex);
+        state_->waits = false;
+    }
+    state_->slotFreed.notify_all();
+}
+
+/** False: `givesUp` ended the waiting. */
+bool Exporter::State::AllWritten(const std::function<bool()>& givesUp)
+{
+    constexpr std::chrono::milliseconds kAskEvery(20);
+    std::unique_lock lock(mutex);
+    closing = true;
+    workAppeared.notify_all();
+    const auto isDone = [this] { return retired == accepted && !retiring; };
+    while (givesUp && !slotFreed.wait_for(lock, kAskEvery, isDone)) {
+        if (givesUp()) {
+            givenUp = true;
+            counters.notWritten = accepted - retired;
+            return false;
+        }
+    }
+    return true;
+}
+
+void Exporter::State::LeaveWorkers()
+{
+    files.AbandonNow();
+    workAppeared.notify_all();
+    for (std::thread& worker : workers) {
+        worker.detach();
+    }
+    workers.clear();
+    const std::lock_guard lock(reportMutex);
+    options.report = nullptr; // what it refers to may go before the workers do
+}
+
+bool Exporter::Close(const std::function<bool()>& givesUp)
 {
     State& state = *state_;
+    if (!state.workers.empty() && !state.AllWritten(givesUp)) {
+        state.LeaveWorkers();
+        return false;
+    }
     {
         const std::lock_guard lock(state.mutex);
+        if (state.givenUp) {
+            return false;
+        }
         state.closing = true;
     }
     state.workAppeared.notify_all();
@@ -396,6 +459,7 @@ void Exporter::Close()
         state.Report(fmt::format(
             "{} more frames could not be exported, for the reasons reported before.", unreported));
     }
+    return true;
 }
 
 void Exporter::AbandonNow() noexcept

@@ -65,15 +65,17 @@ struct ExportCounters {
     std::uint64_t exported = 0; ///< frames whose file and index row were written
     std::uint64_t skipped = 0;
     std::uint64_t failed = 0;
-    std::uint64_t bytes = 0; ///< of the exported files
+    std::uint64_t notWritten = 0; ///< still waiting or being written when Close gave up
+    std::uint64_t bytes = 0;      ///< of the exported files
 };
 
 /** Writes frames to `folder`/frame_000001.png and so on, numbered in the order of their acceptance,
  *  and a row for each to `folder`/index.csv, in the same order. A file appears under its name only
  *  when it is complete.
  *
- *  Threads: Start, Prepare, Export and Close on the grab thread only; Counters, Failed and
- *  ErrorText on any. The workers belong to the exporter, block all signals, and end in Close. */
+ *  Threads: Start, Prepare, Export and Close on the grab thread only; Counters, Failed, ErrorText
+ *  and StopWaiting on any. The workers belong to the exporter, block all signals, and end in Close.
+ */
 class Exporter
 {
 public:
@@ -91,8 +93,14 @@ public:
     /** Copies the frame into a free slot and returns. Waits only with `everyFrame`; allocates only
      *  when the frame is larger than the prepared size and all frames before. */
     ExportResult Export(const FrameView& frame);
-    /** Waits until all queued frames are written and ends the workers. Later frames fail. */
-    void Close();
+    /** From now on nothing waits for a free slot: frames that find none are skipped. */
+    void StopWaiting();
+    /** Waits until all queued frames are written and ends the workers. Later frames fail.
+     *
+     *  `givesUp`, asked now and then, may end the waiting: what is not written by then is counted
+     *  and removed, and workers that hang in a file system are left to themselves (false). The
+     *  process should then end without running destructors of statics (_exit). */
+    bool Close(const std::function<bool()>& givesUp = {});
 
     /** For leaving at once: removes the files that are being written, and lets nothing be written
      *  afterwards. Async-signal-safe; from any thread, but not concurrently with Close. */
@@ -106,7 +114,7 @@ public:
 
 private:
     struct State;
-    std::unique_ptr<State> state_;
+    std::shared_ptr<State> state_; ///< workers that were left to themselves share it
 };
 
 } // namespace kvgrab

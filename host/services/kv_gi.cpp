@@ -52,7 +52,7 @@ void KvGi__HaltStop(std::uint32_t, std::uint32_t, float temperature)
 
 void KvGi__SetCurrFpsUs(std::uint32_t periodUs)
 {
-    Host().progress.SetPeriodUs(periodUs);
+    Host().PeriodChanged(periodUs);
 }
 
 void KvGi__CommTriggerAll(std::uint64_t timeUs, std::uint32_t latencyUs, std::uint32_t exposureUs)

@@ -23,7 +23,8 @@ extern "C" {
 
 const char* KvGiMainCtx__GetModelStr(void)
 {
-    return Configured().camera.model.c_str();
+    // Null matches no camera: the positions alone choose.
+    return Configured().camera.ByNameToo() ? Configured().camera.model.c_str() : nullptr;
 }
 
 const char* KvGiMainCtx__GetIdStr(void)

@@ -1,10 +1,13 @@
 #include "session/grabbing.h"
 
+#include "cameras/chosen_camera.h"
+#include "cameras/listing.h"
 #include "cameras/network_checks.h"
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
 #include "gev_host.h"
 #include "report/failure.h"
+#include "session/monotonic.h"
 
 #include <cstdio>
 #include <ctime>
@@ -28,11 +31,6 @@ timespec Now(clockid_t clock)
 std::int64_t NanosecondsOf(const timespec& time)
 {
     return time.tv_sec * 1'000'000'000LL + time.tv_nsec;
-}
-
-std::int64_t MonotonicNs()
-{
-    return NanosecondsOf(Now(CLOCK_MONOTONIC));
 }
 
 std::int64_t WallClockNs()
@@ -80,8 +78,8 @@ Grabbing::Grabbing(const Options& options, ConfigSource source)
 
 ExitStatus Grabbing::Run()
 {
-    const bool ready = ReadConfiguration() && OpenLog() && FindCameras() && LoadDriver() &&
-                       CatchSignals() && OpenMemory() && StartExport() && OpenTrace();
+    const bool ready = ReadConfiguration() && OpenLog() && CatchSignals() && FindCameras() &&
+                       LoadDriver() && OpenMemory() && StartExport() && OpenTrace();
     if (!ready) {
         return status_;
     }
@@ -139,13 +137,33 @@ bool Grabbing::LoadDriver()
     return driver_.Load(options_.driverPath, &error) || Fails(ExitStatus::Driver, error);
 }
 
-/** Call it once memory and exporter exist, even if they are still closed: from here on a second INT
- *  may come at any time and clean them up. */
+/** From here on a second INT may come at any time and clean up memory and exporter, even if they
+ *  are still closed. */
 bool Grabbing::CatchSignals()
 {
     exporter_.emplace(ExportOptionsFrom(start_.exporting, &*log_));
+    guard_.emplace(GuardThread::Parts{
+        .signals = &signals_,
+        .interrupt = InterruptCameras,
+        .interrupted =
+            [this](EarlyEnd why) {
+                if (why == EarlyEnd::AskedToEnd) {
+                    log_->Line(3, "asked to end, and the session goes on: it is interrupted");
+                    exporter_->StopWaiting();
+                } else {
+                    log_->Line(2, "no complete frame came for too long (session.no_frames_s): the "
+                                  "session is interrupted");
+                }
+            },
+        .leave =
+            [this] {
+                RemoveTraces(this);
+                std::fputs("kvgrab: left at once, since the session could not be ended.\n", stderr);
+                _exit(static_cast<int>(ExitStatus::LeftAtOnce));
+            }});
     std::string error;
-    return catcher_.Install(&signals_, RemoveTraces, this, &error) ||
+    return (guard_->Start(&error) &&
+            catcher_.Install(&signals_, RemoveTraces, this, guard_->WakeUpFd(), &error)) ||
            Fails(ExitStatus::SetUp, error);
 }
 
@@ -200,7 +218,8 @@ void Grabbing::GiveAdvice()
 NextStep Grabbing::RunSessions()
 {
     host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
-                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr});
+                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
+                            &*guard_, CameraWaitsForTrigger});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
 }
@@ -216,13 +235,42 @@ int Grabbing::RunSession()
     }
     host_->OutputLinesChecked(DrivesOutputLines(config_.Current()));
     GevOverridePacketDelay(config_.Current().stream.packetDelayUs);
-    return driver_.RunSession();
+    return LookWhy(driver_.RunSession());
 }
 
-/** Waits until pictures and trace are on the disk; a failure may change how the run ends. */
+/** Looks at the camera after a code of the driver's that has more than one reason. */
+int Grabbing::LookWhy(int driverCode) const
+{
+    if (signals_.Terminating() ||
+        (driverCode != KvTd::kExitConfiguration && driverCode != KvTd::kExitOpen)) {
+        return driverCode;
+    }
+    const FoundCamera found = FindCamera(config_.Current().camera);
+    LeaveCameras();
+    if (driverCode == KvTd::kExitConfiguration) {
+        return found.status == ExitStatus::Done ? driverCode : kExitCameraLeft;
+    }
+    return found.held ? kExitCameraHeld : driverCode;
+}
+
+/** Waits until pictures and trace are on the disk, for pictures after a signal at most
+ *  export.drain_s; a failure may change how the run ends. */
 void Grabbing::Finish(NextStep* last)
 {
-    exporter_->Close();
+    constexpr double kNsPerS = 1e9;
+    const auto drainNs = static_cast<std::int64_t>(start_.exporting.drainS * kNsPerS);
+    leavesWritersBehind_ = !exporter_->Close([this, drainNs] {
+        return signals_.Terminating() && MonotonicNs() - signals_.EndAskedNs() >= drainNs;
+    });
+    guard_->Stop();
+    if (leavesWritersBehind_) {
+        last->sentence = fmt::format("{}; {} pictures were not written within export.drain_s",
+                                     last->sentence, exporter_->Counters().notWritten);
+        if (last->status == ExitStatus::Done && start_.exporting.stopOnError) {
+            last->status = ExitStatus::ExportFailed;
+            return;
+        }
+    }
     if (options_.traceFile && !trace_.Close()) {
         log_->Line(1, "the trace is incomplete: not all of it could be written");
     }
@@ -241,6 +289,13 @@ void Grabbing::PrintSummary(std::int64_t runNs) const
     const PictureCounts pictures = {config.format != "none", written.exported, written.skipped,
                                     written.failed, config.directory};
     std::fputs(host_->progress.Summary(pictures, host_->Transfers(), runNs).c_str(), stdout);
+    if (written.notWritten != 0) {
+        std::fputs(fmt::format("not written: {} pictures, which were still waiting when "
+                               "export.drain_s was over\n",
+                               written.notWritten)
+                       .c_str(),
+                   stdout);
+    }
     if (const auto drift = host_->Drift()) {
         std::fputs(DriftLine(*drift).c_str(), stdout);
     }

@@ -6,6 +6,7 @@
 #include "config/options.h"
 #include "exit_status.h"
 #include "session/driver_library.h"
+#include "session/guard_thread.h"
 #include "session/host_session.h"
 #include "session/session_loop.h"
 #include "session/signals.h"
@@ -31,6 +32,9 @@ public:
 
     /** Once only. */
     ExitStatus Run();
+    /** Whether threads are left that hang while they write pictures: then the process has to end
+     *  without running destructors of statics. */
+    bool LeavesWritersBehind() const { return leavesWritersBehind_; }
 
 private:
     bool ReadConfiguration();
@@ -44,6 +48,7 @@ private:
     void GiveAdvice();
     NextStep RunSessions();
     int RunSession();
+    int LookWhy(int driverCode) const;
     void Finish(NextStep* last);
     void PrintSummary(std::int64_t runNs) const;
     ExitStatus SayWhyItEnds(const NextStep& last) const;
@@ -62,7 +67,9 @@ private:
     FrameMemory memory_;
     std::optional<Exporter> exporter_;
     SignalState signals_;
+    std::optional<GuardThread> guard_;
     SignalCatcher catcher_;
+    bool leavesWritersBehind_ = false;
     FrameTrace trace_;
     std::optional<HostSession> host_;
 };

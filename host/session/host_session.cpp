@@ -21,6 +21,8 @@ constexpr unsigned kMissesToTell = 3;
 /** Loops that the driver may still begin when it should end: a dynamic table needs five, of one
  *  frame each. */
 constexpr unsigned kLoopsPastTheEnd = 8;
+/** How often the camera is asked whether it waits for a trigger, while no frames come. */
+constexpr std::int64_t kAskForTriggerNs = 1'000'000'000;
 
 } // namespace
 
@@ -44,9 +46,12 @@ void HostSession::SessionBegins()
     newSessionAsked_ = false;
     terminateTaken_ = false;
     keptFromGoingOn_ = false;
-    frameLimit_ = 0;
+    endedEarly_ = EarlyEnd::None;
     sessionFrames_ = 0;
     loopsPastTheEnd_ = 0;
+    if (parts.guard != nullptr) {
+        parts.guard->SessionBegins();
+    }
     PlanNextLoop();
     timing.Begins(parts.monotonicNs());
     dynamicLut.Forget();
@@ -55,18 +60,21 @@ void HostSession::SessionBegins()
 void HostSession::SessionEnded()
 {
     GrabbingEnds();
+    if (parts.guard != nullptr) {
+        endedEarly_ = parts.guard->SessionEnds();
+    }
     parts.signals.SessionEnded();
     parts.config.DropForced();
     parts.log.SetStatus("");
     missesInRow_ = 0;
     noFramesReported_ = false;
-    endIsOverdue_ = false;
     noFrames_.Over();
 }
 
 bool HostSession::FrameCountReached() const
 {
-    return frameLimit_ != 0 && sessionFrames_ >= frameLimit_ && !newSessionAsked_;
+    const std::uint64_t limit = parts.config.Current().session.frames;
+    return limit != 0 && progress.Grabbed() >= limit;
 }
 
 void HostSession::ReportWarnings(const ConfigStore::Result& result)
@@ -97,6 +105,7 @@ int HostSession::Reconfigure(int* flag)
     parts.log.SetLevel(parts.config.Current().log.level);
     parts.log.Line(3, "the configuration file was read again");
     ReportWarnings(result);
+    LimitWaiting();
     ForgetTableIfChanged(result.changes);
     if (!result.changes.newSession.empty()) {
         *flag = 1;
@@ -196,13 +205,43 @@ void HostSession::GrabbingBegins()
     if (parts.trace != nullptr) {
         parts.trace->AcquisitionStarts(parts.wallClockNs() / 1000);
     }
-    frameLimit_ = parts.config.Current().session.frames;
+    if (parts.guard != nullptr) {
+        const std::int64_t now = parts.monotonicNs();
+        LookForTrigger(now);
+        parts.guard->GrabbingBegins(now);
+    }
+}
+
+/** For cameras whose frames come when something triggers them. */
+void HostSession::LookForTrigger(std::int64_t nowNs)
+{
+    triggerAskedNs_ = nowNs;
+    waitsForTrigger_ = parts.waitsForTrigger && parts.waitsForTrigger();
+    LimitWaiting();
+}
+
+/** Tells the guard for how long frames may stay away. */
+void HostSession::LimitWaiting()
+{
+    if (parts.guard != nullptr) {
+        parts.guard->SetNoFramesLimit(NoFramesLimitNs(parts.config.Current().session.noFramesS,
+                                                      progress.PeriodUs(), waitsForTrigger_));
+    }
+}
+
+void HostSession::PeriodChanged(std::uint32_t periodUs)
+{
+    progress.SetPeriodUs(periodUs);
+    LimitWaiting();
 }
 
 void HostSession::GrabbingEnds()
 {
     if (grabbing_) {
         grabbing_ = false;
+        if (parts.guard != nullptr) {
+            parts.guard->GrabbingEnds();
+        }
         const TransferCounts counts = parts.transfers();
         // A loop without a transfer of its own sees the counts of the transfer before.
         if (counts.number != newestFinished_) {
@@ -213,11 +252,12 @@ void HostSession::GrabbingEnds()
     PlanNextLoop();
 }
 
-/** Gives the next loop the rest of the frame count, at least 1, since 0 would mean no limit. */
+/** Gives the next loop the rest of the frame count, which is that of the whole run; at least 1,
+ *  since 0 would mean no limit. */
 void HostSession::PlanNextLoop()
 {
     const std::uint64_t limit = parts.config.Current().session.frames;
-    const std::uint64_t left = limit - std::min(limit, sessionFrames_);
+    const std::uint64_t left = limit - std::min(limit, progress.Grabbed());
     framesToGrab_ = limit == 0 ? 0 : static_cast<std::uint32_t>(std::max<std::uint64_t>(left, 1));
 }
 
@@ -239,6 +279,9 @@ void HostSession::FrameGrabbed(float temperature)
     parts.signals.RoundHadFrame();
     parts.memory.CountRound();
     ++sessionFrames_;
+    if (parts.guard != nullptr) {
+        parts.guard->FrameGrabbed(now);
+    }
     arrivalNs_ = parts.wallClockNs();
     const std::string timed = timing.Frame(now);
     if (!timed.empty()) {
@@ -271,10 +314,8 @@ void HostSession::FrameMissed()
                                       "row brought no complete frame{}{}",
                                       missesInRow_, reason.empty() ? "" : ": ", reason));
     }
-    if (parts.signals.Terminating() && !endIsOverdue_) {
-        endIsOverdue_ = true;
-        parts.log.Line(2, "asked to end, but the driver needs one more frame to end and none "
-                          "comes; another INT or TERM leaves at once");
+    if (parts.guard != nullptr && now - triggerAskedNs_ >= kAskForTriggerNs) {
+        LookForTrigger(now);
     }
     ShowStatus(now);
     CheckExporter();
@@ -295,7 +336,7 @@ void HostSession::CheckExporter()
     if (!exportFailed_ && parts.exporter.Failed()) {
         exportFailed_ = true;
         parts.log.Line(1, "ending, as configured, because a picture can't be written");
-        parts.signals.Raise(KvTd::kSignalQuit);
+        parts.signals.Raise(KvTd::kSignalQuit, parts.monotonicNs());
     }
 }
 
@@ -356,7 +397,13 @@ int HostSession::Export(std::uint64_t timeUs)
     view.frameCounter = scenario.frame.frameCounter;
     view.gainDb = scenario.frame.gainDb;
     view.exposureUs = scenario.frame.exposureUs;
+    if (parts.guard != nullptr) {
+        parts.guard->Pause(); // with export.every_frame it may take as long as the disk
+    }
     const ExportResult result = parts.exporter.Export(view);
+    if (parts.guard != nullptr) {
+        parts.guard->Resume(parts.monotonicNs());
+    }
     parts.memory.Release();
     return result == ExportResult::kFailed ? -1 : 0;
 }

@@ -13,6 +13,7 @@
 #include "report/log.h"
 #include "report/progress.h"
 #include "session/dynamic_lut.h"
+#include "session/guard_thread.h"
 #include "session/scenario.h"
 #include "session/session_timing.h"
 #include "session/signal_state.h"
@@ -33,9 +34,11 @@ struct HostParts {
     FrameMemory& memory;
     Exporter& exporter;
     std::function<std::int64_t()> monotonicNs;
-    std::function<TransferCounts()> transfers; ///< of the newest transfer
-    std::function<std::int64_t()> wallClockNs; ///< clock of the frames' time stamps
-    FrameTrace* trace = nullptr;               ///< records the frames; null: no trace
+    std::function<TransferCounts()> transfers;  ///< of the newest transfer
+    std::function<std::int64_t()> wallClockNs;  ///< clock of the frames' time stamps
+    FrameTrace* trace = nullptr;                ///< records the frames; null: no trace
+    GuardThread* guard = nullptr;               ///< ends sessions early; null: nobody does
+    std::function<bool()> waitsForTrigger = {}; ///< asks the open camera; empty: it never waits
 };
 
 class HostSession
@@ -58,8 +61,12 @@ public:
     /** Whether the camera of the next session has been checked for the features that the configured
      *  output lines need. Without the check no change to them is applied during the session. */
     void OutputLinesChecked(bool checked) { outputLinesChecked_ = checked; }
-    /** The frame count ended the last loop, and nothing asked for another one. */
+    /** All frames that the configuration asks for in a run have been grabbed. */
     bool FrameCountReached() const;
+    /** About the session that ended. */
+    EarlyEnd EndedEarly() const { return endedEarly_; }
+    bool NewSessionAsked() const { return newSessionAsked_; }
+    std::uint64_t SessionFrames() const { return sessionFrames_; }
     /** A picture can't be written, and the configuration asks to stop in this case. */
     bool ExportFailed() const { return exportFailed_; }
 
@@ -80,6 +87,7 @@ public:
     void SetFrameSize(std::uint32_t size);
     void GrabbingBegins();
     void GrabbingEnds();
+    void PeriodChanged(std::uint32_t periodUs);
     void FrameGrabbed(float temperature);
     /** A KvTd::ScenarioParam; -1 for an unknown one or a null value. */
     int Publish(std::uint32_t id, const void* value);
@@ -87,7 +95,7 @@ public:
     int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag);
     int Export(std::uint64_t timeUs);
     void SignalAction(int action);
-    /** Frames that the next loop of this device session should grab; 0: no limit. */
+    /** Frames that the next loop should grab; 0: no limit. */
     std::uint32_t FramesToGrab() const { return framesToGrab_; }
     /** Whether the session ended because it got no more buffers. */
     bool WasKeptFromGoingOn() const { return keptFromGoingOn_; }
@@ -111,13 +119,14 @@ private:
     void CheckExporter();
     void ForgetTableIfChanged(const ConfigChanges& changes);
     bool OutputLinesNeedACheck() const;
+    void LookForTrigger(std::int64_t nowNs);
+    void LimitWaiting();
 
     TransferCounts finishedTransfers_;
     std::uint64_t newestFinished_ = 0; ///< number of the newest finished transfer
     std::optional<ClockDrift> drift_;  ///< from the first frame on
     std::int64_t arrivalNs_ = 0;       ///< of the newest frame, on the wall clock
     bool grabbing_ = false;
-    std::uint32_t frameLimit_ = 0; ///< of the device session
     std::uint32_t framesToGrab_ = 0;
     std::uint64_t sessionFrames_ = 0;
     unsigned loopsPastTheEnd_ = 0;
@@ -129,7 +138,9 @@ private:
     unsigned missesInRow_ = 0;
     TransferCounts atFirstMiss_; ///< of these
     bool noFramesReported_ = false;
-    bool endIsOverdue_ = false; ///< it was reported that the end waits for a frame
+    EarlyEnd endedEarly_ = EarlyEnd::None;
+    bool waitsForTrigger_ = false; ///< the camera, when it was last asked
+    std::int64_t triggerAskedNs_ = 0;
     WaitNotice noFrames_;
 };
 

@@ -1,6 +1,7 @@
 #include "session/session_loop.h"
 
 #include <algorithm>
+#include <cmath>
 #include <fmt/format.h>
 
 namespace kvgrab
@@ -23,26 +24,35 @@ constexpr Trouble kTroubles[] = {
      "none of the cameras is the one that the configuration names"},
     {KvTd::kExitOpen, true, ExitStatus::OpenFailed,
      "the camera can't be opened; perhaps another program uses it"},
+    {kExitCameraHeld, true, ExitStatus::OpenFailed, "the camera is held by another program"},
     {KvTd::kExitGrabbing, true, ExitStatus::GrabbingFailed,
      "the camera failed while grabbing, or no frames arrived"},
+    {kExitCameraLeft, true, ExitStatus::GrabbingFailed,
+     "the camera left while it was being configured"},
     {KvTd::kExitBuffers, false, ExitStatus::Buffers, "the frame buffers can't be used"},
     {KvTd::kExitConfiguration, false, ExitStatus::CameraRefused,
      "the camera refused the configuration"},
 };
 
-/** Sleeps for the retry interval, or until there is a reason to try again or to end. */
-void WaitForRetry(const SessionLoopParts& parts)
+/** A configuration that is refused so many times in a row is refused for good: before that, the
+ *  camera may have been starting up. */
+constexpr unsigned kRefusals = 3;
+
+/** Sleeps, or until there is a reason to try again or to end. */
+void WaitForRetry(const SessionLoopParts& parts, RetryPace* pace)
 {
     constexpr double kNsPerS = 1e9;
     constexpr std::int64_t kNsPerMs = 1'000'000;
     HostParts& host = parts.host.parts;
     const std::int64_t endNs =
         host.monotonicNs() +
-        static_cast<std::int64_t>(host.config.Current().session.retryIntervalS * kNsPerS);
+        static_cast<std::int64_t>(pace->NextS(host.config.Current().session.retryIntervalS) *
+                                  kNsPerS);
     while (!host.signals.Terminating()) {
         if (host.signals.ReconfigurationAsked()) {
             int newSessionNeeded = 0; // ignored: the next session is a new one anyway
             parts.host.Reconfigure(&newSessionNeeded);
+            pace->Reset();
             return;
         }
         const std::int64_t leftNs = endNs - host.monotonicNs();
@@ -64,9 +74,11 @@ NextStep Decide(const SessionOutcome& outcome, bool retry)
         });
     const bool known = trouble != std::end(kTroubles);
     // If the configuration worked before, the camera left while it was being applied.
-    const bool workedBefore =
-        outcome.driverCode == KvTd::kExitConfiguration && outcome.grabbedBefore;
-    const bool lasting = known && !trouble->passing && !workedBefore;
+    const bool mayPass = outcome.driverCode == KvTd::kExitConfiguration &&
+                         (outcome.grabbedBefore || (retry && outcome.refusals < kRefusals));
+    const bool lasting =
+        known && !trouble->passing && !mayPass && outcome.endedEarly == EarlyEnd::None;
+    const Kind again = retry ? Kind::RetryLater : Kind::End;
     if (outcome.exportFailed) {
         return {Kind::End, ExitStatus::ExportFailed, "a picture can't be written"};
     }
@@ -76,24 +88,46 @@ NextStep Decide(const SessionOutcome& outcome, bool retry)
     if (outcome.terminating) {
         return {Kind::End, ExitStatus::Done, "ended as asked by a signal"};
     }
+    if (outcome.frameCountReached) {
+        return {Kind::End, ExitStatus::Done, "all frames that were asked for are grabbed"};
+    }
+    if (outcome.endedEarly == EarlyEnd::NoFrames) {
+        return {again, ExitStatus::GrabbingFailed,
+                "the camera is open but delivered no complete frame for too long "
+                "(session.no_frames_s)"};
+    }
     if (known) {
-        return {retry ? Kind::RetryLater : Kind::End, trouble->status, trouble->sentence};
+        return {again, trouble->status, trouble->sentence};
     }
     if (outcome.driverCode != KvTd::kExitDone && outcome.driverCode != KvTd::kExitReconfigFailed) {
         return {Kind::End, ExitStatus::UnknownDriverCode,
                 fmt::format("the driver ended with the unknown code {}", outcome.driverCode)};
     }
-    if (outcome.frameCountReached) {
-        return {Kind::End, ExitStatus::Done, "all frames that were asked for are grabbed"};
+    if (!outcome.grabbed && !outcome.newSessionAsked) {
+        return {again, ExitStatus::GrabbingFailed, "the driver returned without a frame"};
     }
     return {Kind::NextSession, ExitStatus::Done, "the next device session follows"};
+}
+
+double RetryPace::NextS(double configuredS)
+{
+    constexpr double kLongestS = 30;
+    constexpr unsigned kDoublings = 16;
+    const double grownS = std::ldexp(configuredS, static_cast<int>(attempts_));
+    attempts_ = std::min(attempts_ + 1, kDoublings);
+    return std::min(grownS, std::max(kLongestS, configuredS));
 }
 
 NextStep RunSessions(const SessionLoopParts& parts)
 {
     HostSession& host = parts.host;
     WaitNotice notice;
+    RetryPace pace;
+    unsigned refusals = 0;
     for (;;) {
+        if (host.parts.signals.Terminating()) {
+            return {NextStep::Kind::End, ExitStatus::Done, "ended as asked by a signal"};
+        }
         host.SessionBegins();
         SessionOutcome outcome;
         outcome.driverCode = parts.runDriver();
@@ -104,7 +138,15 @@ NextStep RunSessions(const SessionLoopParts& parts)
         outcome.terminating = host.parts.signals.Terminating();
         outcome.frameCountReached = host.FrameCountReached();
         outcome.exportFailed = host.ExportFailed();
+        outcome.grabbed = host.SessionFrames() > 0;
         outcome.grabbedBefore = host.progress.Grabbed() > 0;
+        outcome.newSessionAsked = host.NewSessionAsked();
+        outcome.endedEarly = host.EndedEarly();
+        refusals = outcome.driverCode == KvTd::kExitConfiguration ? refusals + 1 : 0;
+        outcome.refusals = refusals;
+        if (outcome.grabbed) {
+            pace.Reset();
+        }
 
         const NextStep step = Decide(outcome, host.parts.config.Current().session.retry);
         if (step.kind == NextStep::Kind::End) {
@@ -120,10 +162,7 @@ NextStep RunSessions(const SessionLoopParts& parts)
                 2, fmt::format("waiting: {}; trying again until it works or a signal ends kvgrab",
                                step.sentence));
         }
-        WaitForRetry(parts);
-        if (host.parts.signals.Terminating()) {
-            return {NextStep::Kind::End, ExitStatus::Done, "ended as asked by a signal"};
-        }
+        WaitForRetry(parts, &pace);
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include "exit_status.h"
 #include "session/host_session.h"
+#include "session/session_guard.h"
 
 #include <cstdint>
 #include <functional>
@@ -11,13 +12,22 @@
 namespace kvgrab
 {
 
+/** Codes beside the driver's: what kvgrab found out after the driver's kExitConfiguration or
+ *  kExitOpen. */
+constexpr int kExitCameraLeft = -102; ///< the camera is gone that was being configured
+constexpr int kExitCameraHeld = -105; ///< another program holds the camera
+
 /** How a device session ended. */
 struct SessionOutcome {
-    int driverCode = 0; ///< KvTd::ExitCode
+    int driverCode = 0; ///< KvTd::ExitCode, or one of the above
+    EarlyEnd endedEarly = EarlyEnd::None;
     bool terminating = false;
     bool frameCountReached = false;
     bool exportFailed = false;
-    bool grabbedBefore = false; ///< frames came in this session or an earlier one
+    bool grabbed = false;         ///< frames came in this session
+    bool grabbedBefore = false;   ///< frames came in this session or an earlier one
+    bool newSessionAsked = false; ///< a changed configuration needs another session
+    unsigned refusals = 1; ///< sessions in a row that ended with kExitConfiguration, this one too
 };
 
 /** What follows a device session. */
@@ -34,6 +44,18 @@ struct NextStep {
 
 /** Pure. `retry`: whether to wait for a camera. */
 NextStep Decide(const SessionOutcome& outcome, bool retry);
+
+/** How long to wait before a session: at first as configured, then each time twice as long, up to
+ *  30 s. */
+class RetryPace
+{
+public:
+    double NextS(double configuredS);
+    void Reset() { attempts_ = 0; }
+
+private:
+    unsigned attempts_ = 0;
+};
 
 struct SessionLoopParts {
     HostSession& host;

@@ -3,10 +3,20 @@
 namespace kvgrab
 {
 
-int SignalState::Raise(KvTd::SignalState signal) noexcept
+int SignalState::Raise(KvTd::SignalState signal, std::int64_t nowNs) noexcept
 {
+    if (signal == KvTd::kSignalTerminate || signal == KvTd::kSignalQuit) {
+        std::int64_t none = 0;
+        endAskedNs_.compare_exchange_strong(none, nowNs);
+    }
     pending_.fetch_or(Bit(signal));
-    return signal == KvTd::kSignalTerminate ? terminates_.fetch_add(1) + 1 : 0;
+    if (signal != KvTd::kSignalTerminate) {
+        return 0;
+    }
+    std::int64_t firstNs = 0;
+    const bool isFirst = firstTerminateNs_.compare_exchange_strong(firstNs, nowNs);
+    const bool counts = isFirst || nowNs - firstNs >= kCountedAfterNs;
+    return counts ? terminates_.fetch_add(1) + 1 : terminates_.load();
 }
 
 KvTd::SignalState SignalState::Check() noexcept

@@ -11,6 +11,7 @@
 #pragma once
 
 #include "kv_td_types.h"
+#include "session/monotonic.h"
 
 #include <atomic>
 #include <cstdint>
@@ -21,9 +22,16 @@ namespace kvgrab
 class SignalState
 {
 public:
-    /** Called from a signal handler or any thread. Async-signal-safe. Returns the number of
-     *  terminates so far, including this one, for a terminate, otherwise 0. */
-    int Raise(KvTd::SignalState signal) noexcept;
+    /** A terminate that comes sooner after the first one doesn't count: timeout(1) sends two at
+     *  once, and so do some terminals. */
+    static constexpr std::int64_t kCountedAfterNs = 500'000'000;
+
+    /** Called from a signal handler or any thread, at a time of the monotonic clock.
+     *  Async-signal-safe. For a terminate, returns the number of terminates that count up to now;
+     *  otherwise 0. */
+    int Raise(KvTd::SignalState signal, std::int64_t nowNs) noexcept;
+    /** The same, now. */
+    int Raise(KvTd::SignalState signal) noexcept { return Raise(signal, MonotonicNs()); }
 
     /** The state for the driver's round that begins now. */
     KvTd::SignalState Check() noexcept;
@@ -39,6 +47,8 @@ public:
     void ReconfigurationBegins() noexcept { Clear(KvTd::kSignalReconfigure); }
 
     bool Terminating() const noexcept;
+    /** When the first terminate or quit came; 0: none yet. */
+    std::int64_t EndAskedNs() const noexcept { return endAskedNs_.load(); }
     bool ReconfigurationAsked() const noexcept;
 
 private:
@@ -47,6 +57,8 @@ private:
 
     std::atomic<std::uint32_t> pending_{0};
     std::atomic<int> terminates_{0};
+    std::atomic<std::int64_t> firstTerminateNs_{0};
+    std::atomic<std::int64_t> endAskedNs_{0};
     KvTd::SignalState told_ = KvTd::kSignalNone; ///< grab thread only: usr signal of this round
     static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 };

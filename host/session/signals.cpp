@@ -36,6 +36,7 @@ struct HandlerContext {
     SignalCatcher::Cleanup cleanup = nullptr;
     void* cleanupContext = nullptr;
     int wakeUp = -1;
+    int alsoWake = -1;
 };
 HandlerContext handlerContext;
 std::array<struct sigaction, kCaught.size() + 1> formerActions;
@@ -53,20 +54,23 @@ extern "C" void OnSignal(int number)
         _exit(static_cast<int>(ExitStatus::LeftAtOnce));
     }
     const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t woken = write(handlerContext.wakeUp, &one, sizeof(one));
+    for (const int wakeUp : {handlerContext.wakeUp, handlerContext.alsoWake}) {
+        [[maybe_unused]] const ssize_t woken = write(wakeUp, &one, sizeof(one));
+    }
     errno = formerErrno;
 }
 
 } // namespace
 
-bool SignalCatcher::Install(SignalState* state, Cleanup cleanup, void* context, std::string* error)
+bool SignalCatcher::Install(SignalState* state, Cleanup cleanup, void* context, int alsoWake,
+                            std::string* error)
 {
     wakeUp_ = FileHandle(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     if (!wakeUp_.Valid()) {
         *error = fmt::format("can't wait for signals: {}", std::strerror(errno));
         return false;
     }
-    handlerContext = {state, cleanup, context, wakeUp_.Get()};
+    handlerContext = {state, cleanup, context, wakeUp_.Get(), alsoWake};
     struct sigaction action = {};
     action.sa_handler = OnSignal;
     action.sa_flags = SA_RESTART;

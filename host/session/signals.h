@@ -1,7 +1,7 @@
 /** Catches the process's signals for a SignalState.
  *
  *  INT and TERM terminate, QUIT quits, HUP reconfigures, USR1 and USR2 go to the driver; PIPE is
- *  ignored. The second INT or TERM runs the clean-up and ends the process at once. */
+ *  ignored. The second INT or TERM that counts runs the clean-up and ends the process at once. */
 #pragma once
 
 #include "file_handle.h"
@@ -25,8 +25,10 @@ public:
     SignalCatcher(const SignalCatcher&) = delete;
     SignalCatcher& operator=(const SignalCatcher&) = delete;
 
-    /** Only one catcher per process at a time. False: `*error` says why. */
-    bool Install(SignalState* state, Cleanup cleanup, void* context, std::string* error);
+    /** Only one catcher per process at a time. Signals are also told to `alsoWake`, an eventfd,
+     *  unless it is negative. False: `*error` says why. */
+    bool Install(SignalState* state, Cleanup cleanup, void* context, int alsoWake,
+                 std::string* error);
 
     /** Waits this long, or until a signal comes (true). Signals that came before the call count,
      *  too, unless an earlier Wait reported them. */

@@ -67,8 +67,9 @@ protected:
     void Do(const std::string& what, const std::string& text)
     {
         static const std::map<std::string, int> signals = {
-            {"INT", SIGINT},   {"TERM", SIGTERM}, {"QUIT", SIGQUIT}, {"HUP", SIGHUP},
-            {"USR1", SIGUSR1}, {"USR2", SIGUSR2}, {"KILL", SIGKILL}};
+            {"INT", SIGINT},   {"TERM", SIGTERM}, {"QUIT", SIGQUIT},
+            {"HUP", SIGHUP},   {"USR1", SIGUSR1}, {"USR2", SIGUSR2},
+            {"KILL", SIGKILL}, {"STOP", SIGSTOP}, {"CONT", SIGCONT}};
         if (what == "start") {
             const std::vector<std::string> command = {"/bin/sh", "-c", "exec " + text};
             program_ = std::make_shared<Program>(command, folder_.Path());

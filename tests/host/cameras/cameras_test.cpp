@@ -78,15 +78,42 @@ TEST(Waveform, ShowsThePulseBesideTheExposure)
     EXPECT_THAT(DrawPulse({}), HasSubstr("0 to 0 us"));
 }
 
-TEST(CameraTable, SaysWhichCamerasTheDriverTakes)
+TEST(CameraTable, SaysWhichCameraTheDriverTakes)
 {
     std::vector<CameraRow> cameras(9, {"DALSA (simulated)", "M", "1", "1.0", "sim", ""});
+    cameras[0].held = true;
     cameras[1] = {"Other", "LongerModel", "", "1\n", "net", "10.0.0.7"};
-    const std::string table = CameraTable(cameras);
+    cameras[3].serial = "3";
+    const std::string table = CameraTable(cameras, {"", "1", 0});
     EXPECT_THAT(table,
-                StartsWith("position  model        serial  version  backend  address   driver\n"
-                           "0         M            1       1.0      sim      -         takes it\n"
-                           "1         LongerModel  -       1?       net      10.0.0.7  no (another "
-                           "maker: Other)\n"));
+                StartsWith("position  model        serial  version  backend  address   "
+                           "access  driver\n"
+                           "0         M            1       1.0      sim      -         held  "
+                           "  takes it\n"
+                           "1         LongerModel  -       1?       net      10.0.0.7  free  "
+                           "  no (another maker: Other)\n"));
+    EXPECT_THAT(table, HasSubstr("no (position 0 comes first)\n3 "));
+    EXPECT_THAT(table, HasSubstr("no (not the configured one)\n4 "));
     EXPECT_THAT(table, EndsWith("no (beyond the first eight)\n"));
+}
+
+TEST(CameraTable, ChoosesAsTheDriverDoes)
+{
+    const std::vector<CameraRow> cameras = {{"Other", "M9", "9", "", "", ""},
+                                            {"DALSA", "M1", "1", "", "", ""},
+                                            {"DALSA", "M2", "2", "", "", ""}};
+    const auto chosen = [&](const CameraConfig& wanted, std::ptrdiff_t count = 3) {
+        const CameraChoice choice = Choose({cameras.begin(), cameras.begin() + count}, wanted);
+        return choice.status == ExitStatus::Done ? static_cast<int>(choice.position)
+                                                 : -static_cast<int>(choice.status);
+    };
+    EXPECT_EQ(chosen({}), 0) << "the maker of the first one that fits isn't asked for";
+    EXPECT_EQ(chosen({}, 1), -10);
+    EXPECT_EQ(chosen({}, 0), -10);
+    EXPECT_EQ(chosen({"M2", "", 0}), 2);
+    EXPECT_EQ(chosen({"M", "1", 0}), 1);
+    EXPECT_EQ(chosen({"X", "", 0}), -11);
+    EXPECT_EQ(chosen({"", "", 4}), 2) << "and nothing else";
+    EXPECT_EQ(chosen({"", "", 16}), -11);
+    EXPECT_EQ(chosen({"", "2", 2}), 1) << "either way";
 }

@@ -81,8 +81,8 @@ TEST(Config, EveryKeyReachesItsField)
     wanted.gamma = {1};
     wanted.iobox = {{KvTd::TD_PIN_OUT1, 1, 2, 2, {10, 100}},
                     {KvTd::TD_PIN_LINE2, 2, 5, 0, {7, KvTd::kIoboxParamUnset}}};
-    wanted.session = {100, false, 0.5};
-    wanted.exporting = {"raw", "out", 3, 4, 9, true, true, true};
+    wanted.session = {100, false, 0.5, 7};
+    wanted.exporting = {"raw", "out", 3, 4, 9, true, true, true, 1};
     wanted.memory = {"/mine"};
     wanted.simulation = {"net.toml"};
     wanted.log = {"x.log", 5};
@@ -148,10 +148,10 @@ TEST(CommandLine, OverridesTheFileAndTheLastOfTwoWins)
     // clang-format on
     ASSERT_TRUE(line.goesOn) << line.err.str();
     Config wanted;
-    wanted.camera = {"M", "", 10};
+    wanted.camera = {"", "", 10};
     wanted.cameras = {false, true, "10.0.0.1"};
     wanted.image.format = KvTd::kFormatBayer8;
-    wanted.session = {7, false, 2};
+    wanted.session = {7, false, 2, {}};
     wanted.exporting.format = "raw";
     wanted.memory.name = "/x";
     wanted.log.level = 1;

@@ -320,6 +320,25 @@ TEST_F(ExporterTest, AbandoningRemovesWhatIsBeingWritten)
     EXPECT_THAT(Names(), ElementsAre("index.csv"));
 }
 
+TEST_F(ExporterTest, ClosingGivesUpOnAWriterThatHangs)
+{
+    options_.queueLength = 1;
+    options_.everyFrame = true;
+    Exporter& exporter = Started();
+    const HeldWorker worker(File("frame_000001.raw.kvpart"));
+    EXPECT_EQ(exporter.Export(View(four_)), ExportResult::kQueued);
+    EXPECT_EQ(exporter.Export(View(four_)), ExportResult::kQueued);
+    std::thread stopper([&] { exporter.StopWaiting(); });
+    EXPECT_EQ(exporter.Export(View(four_)), ExportResult::kSkipped) << "it does not wait for room";
+    stopper.join();
+    int asked = 0;
+    EXPECT_FALSE(exporter.Close([&asked] { return ++asked == 2; }));
+    EXPECT_EQ(exporter.Counters().notWritten, 2U);
+    EXPECT_EQ(exporter.Counters().exported, 0U);
+    EXPECT_FALSE(exporter.Close()) << "nor does it wait afterwards";
+    EXPECT_THAT(Names(), ElementsAre("index.csv"));
+}
+
 } // namespace
 
 /** In place of the system's, for HeldWorker. */

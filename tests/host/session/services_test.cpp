@@ -68,6 +68,16 @@ TEST(Services, StatisticsEndWithTheHeldBuffer)
     }
 }
 
+TEST(Services, PositionsAloneMatchNoModel)
+{
+    HostUnderTest tested;
+    ASSERT_TRUE(tested.Configure("[camera]\npositions = [1]\n"));
+    EXPECT_EQ(KvGiMainCtx__GetModelStr(), nullptr);
+    EXPECT_EQ(KvGiMainCtx__GetActiveCamMask(), 2U);
+    ASSERT_TRUE(tested.Configure("[camera]\npositions = [1]\nserial = \"S\"\n"));
+    EXPECT_STREQ(KvGiMainCtx__GetModelStr(), "");
+}
+
 TEST(Services, ForcedValuesAreHandedBack)
 {
     HostUnderTest tested;

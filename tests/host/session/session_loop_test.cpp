@@ -27,9 +27,15 @@ TEST(SessionLoop, DecidesByTheDriversCode)
         const auto says = [&text](const char* word) { return text.find(word) != text.npos; };
         outcome.driverCode = std::stoi(text);
         outcome.terminating = says("terminating");
-        outcome.frameCountReached = says("all frames");
+        outcome.frameCountReached = says("all of them");
         outcome.exportFailed = says("export failed");
-        outcome.grabbedBefore = says("grabbed before");
+        outcome.grabbed = says(" frames") && !says("no frames");
+        outcome.grabbedBefore = outcome.grabbed || says("grabbed before");
+        outcome.newSessionAsked = says("asked for another");
+        outcome.refusals = says("three times") ? 3 : says("twice") ? 2 : 1;
+        outcome.endedEarly = says("no frames")     ? EarlyEnd::NoFrames
+                             : says("interrupted") ? EarlyEnd::AskedToEnd
+                                                   : EarlyEnd::None;
         const NextStep step = Decide(outcome, says("retry"));
         EXPECT_NE(step.sentence, "") << text;
         const char* const kinds[] = {"next session", "later", "end"};
@@ -87,14 +93,33 @@ TEST(SessionLoop, WaitsForACameraAndSaysSoOnce)
     loop.sessions.emplace_back([] { return 3; });
     loop.sessions.emplace_back([&loop] { return loop.Grab(2); });
     EXPECT_EQ(loop.Run().status, ExitStatus::Done);
-    EXPECT_EQ(loop.waits, std::vector<std::int64_t>(6, 2000));
+    EXPECT_THAT(loop.waits, ElementsAre(2000, 4000, 8000, 16000, 30000, 30000));
     EXPECT_EQ(CountOf(loop.logged.Content(), "no camera"), 1U);
     EXPECT_EQ(CountOf(loop.logged.Content(), "none of the cameras is the one"), 1U);
 }
 
-TEST(SessionLoop, FrameCountIsThatOfADeviceSession)
+TEST(SessionLoop, AThirdRefusalIsFinalAndFramesMakeTheIntervalShortAgain)
+{
+    const auto refused = [] { return -2; };
+    Loop loop;
+    loop.sessions = {refused, refused, [] { return kExitCameraLeft; }, refused, refused, refused};
+    EXPECT_EQ(loop.Run().status, ExitStatus::CameraRefused);
+    EXPECT_EQ(loop.sessionsRun, 6U);
+
+    Loop other;
+    const auto failed = [] { return -10; };
+    other.sessions = {failed, failed, [&other] { return other.Grab(1) - 10; }, failed,
+                      [&other] { return other.Grab(1); }};
+    EXPECT_EQ(other.Run().status, ExitStatus::Done);
+    EXPECT_THAT(other.waits, ElementsAre(2000, 4000, 2000, 4000));
+    EXPECT_EQ(RetryPace().NextS(100), 100);
+}
+
+TEST(SessionLoop, FrameCountIsThatOfTheRun)
 {
     Loop loop;
+    loop.configText = "[session]\nframes = 4\n";
+    loop.config.Reload();
     loop.sessions = {[&loop] {
                          loop.Grab(1); // ended by a reconfiguration
                          loop.host.SignalAction(KvTd::kSignalReconfigure);

@@ -19,6 +19,9 @@ int main(int argc, char** argv)
         case Options::Command::List:
             return static_cast<int>(RunList(options));
         case Options::Command::Features:
+        case Options::Command::Get:
+        case Options::Command::Set:
+        case Options::Command::Execute:
             return static_cast<int>(RunFeatures(options));
         case Options::Command::Run:
             break;

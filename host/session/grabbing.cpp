@@ -198,8 +198,10 @@ void Grabbing::GiveAdvice()
 
 NextStep Grabbing::RunSessions()
 {
+    features_.emplace(*log_);
     host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
-                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr});
+                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
+                            [this] { features_->Apply(config_.Current().features); }});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
 }
@@ -242,6 +244,7 @@ void Grabbing::PrintSummary(std::int64_t runNs) const
     if (const auto drift = host_->Drift()) {
         std::fputs(DriftLine(*drift).c_str(), stdout);
     }
+    std::fputs(features_->Summary().c_str(), stdout);
     if (options_.showLines) {
         std::fputs(DrawOutputLines().c_str(), stdout);
     }

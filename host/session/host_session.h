@@ -36,6 +36,8 @@ struct HostParts {
     std::function<TransferCounts()> transfers; ///< of the newest transfer
     std::function<std::int64_t()> wallClockNs; ///< clock of the frames' time stamps
     FrameTrace* trace = nullptr;               ///< records the frames; null: no trace
+    /** Called when the driver has opened the camera and not configured it yet. */
+    std::function<void()> cameraOpened = [] {};
 };
 
 class HostSession

@@ -23,9 +23,11 @@ void Print(const std::string& line)
     std::fputs(fmt::format("{}\n", line).c_str(), stdout);
 }
 
-/** The status of an outcome that isn't Done; its reason is printed. */
+/** The status of an outcome that isn't Done; its reason is printed, after what was printed before.
+ */
 ExitStatus Failed(const Outcome& outcome)
 {
+    std::fflush(stdout);
     return Fail(outcome.kind == Outcome::Kind::CameraFailed ? ExitStatus::GrabbingFailed
                                                             : ExitStatus::CameraRefused,
                 outcome.text);
@@ -74,7 +76,6 @@ ExitStatus Set(const FeatureAccess& access, const std::vector<FeatureSetting>& s
     for (const FeatureSetting& setting : settings) {
         const Outcome outcome = access.Set(setting.name, setting.value);
         if (!outcome.Ok()) {
-            std::fflush(stdout);
             return Failed(outcome);
         }
         Print(fmt::format("{} = {}", setting.name.Text(), base::Printable(outcome.text)));
@@ -88,6 +89,7 @@ ExitStatus Load(const FeatureAccess& access, const std::vector<FeatureSetting>& 
     for (const std::string& rounded : result.rounded) {
         Print(rounded);
     }
+    std::fflush(stdout);
     for (const std::string& failed : result.failed) {
         std::fputs(fmt::format("kvgrab: {}.\n", failed).c_str(), stderr);
     }

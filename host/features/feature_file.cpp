@@ -23,8 +23,8 @@ namespace kvgrab
 namespace
 {
 
-/** Positions of the selectors of one feature: a table of 4096 entries fits. */
-constexpr std::size_t kMostPositions = 4096;
+/** Positions of the selectors of one feature: three tables of 4096 entries fit. */
+constexpr std::size_t kMostPositions = 16384;
 
 /** The value as TOML has it; nothing if TOML can't have it. */
 std::optional<std::string> TomlValue(GenApi::INode& node)
@@ -33,8 +33,11 @@ std::optional<std::string> TomlValue(GenApi::INode& node)
     if (node.AsInteger() != nullptr || node.AsBoolean() != nullptr) {
         return value;
     }
-    const auto number = node.AsFloat() != nullptr ? ParseNumber(value) : std::nullopt;
-    return number ? TomlNumber(*number) : TomlString(value);
+    if (node.AsFloat() == nullptr) {
+        return TomlString(value);
+    }
+    const std::optional<double> number = ParseNumber(value); // nothing for an infinite one
+    return number ? std::optional(TomlNumber(*number)) : std::nullopt;
 }
 
 /** Writes the lines of a camera's features. */
@@ -103,7 +106,7 @@ private:
         const std::optional<std::string> value = TomlValue(node);
         const std::string name = name_.Text();
         if (!value || !ParseFeatureName(name)) {
-            LeaveOut("its value or its selector's is no plain text");
+            LeaveOut("its value has no form in the file");
             return;
         }
         const bool bare = name.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrst"

@@ -81,9 +81,10 @@ LoadResult LoadFeatures(const FeatureAccess& access, const std::vector<FeatureSe
 {
     std::vector<Loading> all;
     for (const FeatureSetting& setting : settings) {
-        all.push_back(
-            {&setting,
-             {Outcome::Kind::Refused, fmt::format("{} is not set", setting.name.Text())}});
+        all.push_back({&setting,
+                       {Outcome::Kind::Refused,
+                        fmt::format("{} is not tried: the camera stopped answering before",
+                                    setting.name.Text())}});
     }
     LoadResult result;
     std::size_t before = 0;

@@ -16,6 +16,7 @@
 #include "genapi/access_hook.h"
 #include "genapi/access_rules.h"
 
+#include <any>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -87,6 +88,11 @@ public:
     /** No effect on features that are not numbers. */
     void Report(const ReportedRange& range) { reported_ = range; }
     EAccessMode Mode() const;
+    /** Whatever other features are set to. */
+    EAccessMode UsualMode() const { return spec_.mode; }
+    /** The values of all cells, for Restore of the same feature. */
+    virtual std::any Cells() const { return {}; }
+    virtual void Restore(const std::any& cells) { static_cast<void>(cells); }
 
 protected:
     std::size_t CellCount() const;
@@ -109,6 +115,11 @@ protected:
     }
     /** End of every write. */
     void Written();
+    template <class Cells> void PutBack(const std::any& from, Cells* cells)
+    {
+        *cells = std::any_cast<const Cells&>(from);
+        Written();
+    }
 
     AccessHook& hook_;
     NodeSpec spec_;
@@ -144,6 +155,8 @@ public:
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override;
     bool SetText(std::string_view text) override;
+    std::any Cells() const override { return cells_; }
+    void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
     std::int64_t Value() const { return computed_ ? computed_() : cells_[CellIndex()]; }
     std::int64_t Min() const;
     std::int64_t Max() const;
@@ -187,6 +200,8 @@ public:
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override;
     bool SetText(std::string_view text) override;
+    std::any Cells() const override { return cells_; }
+    void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
     double Value() const;
     /** The stored value of one cell, whatever the selectors' positions. */
     double At(std::size_t cell) const { return cells_[cell]; }
@@ -216,6 +231,8 @@ public:
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override;
     bool SetText(std::string_view text) override;
+    std::any Cells() const override { return cells_; }
+    void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
     bool Value() const { return At(CellIndex()); }
     bool At(std::size_t cell) const { return cells_[cell] != 0; }
 
@@ -241,6 +258,8 @@ public:
     std::string Text() const override { return cells_[CellIndex()]; }
     /** A text that is too long is no value. */
     bool SetText(std::string_view text) override;
+    std::any Cells() const override { return cells_; }
+    void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
 
 private:
     std::int64_t maxLength_;
@@ -295,6 +314,8 @@ public:
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override { return std::string(Symbolic()); }
     bool SetText(std::string_view text) override;
+    std::any Cells() const override { return cells_; }
+    void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
     std::int64_t Value() const;
     std::string_view Symbolic() const;
     std::string_view SymbolicAt(std::size_t cell) const;

@@ -27,6 +27,8 @@ CameraSetup Clamped(CameraSetup setup)
     if (setup.modelName.empty()) {
         setup.modelName = setup.model == Model::Color ? "Simulated-C" : "Simulated-M";
     }
+    setup.triggerHz = setup.triggerHz > 0 ? std::min(setup.triggerHz, 1e5) : 0;
+    setup.triggerPulseUs = std::clamp(setup.triggerPulseUs, 1.0, 1e9);
     setup.noise = setup.noise > 0 ? std::min(setup.noise, kMostNoise) : 0;
     return setup;
 }

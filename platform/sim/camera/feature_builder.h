@@ -19,6 +19,9 @@ public:
     using Boolean = genapi::BooleanNode;
     using Enumeration = genapi::EnumerationNode;
     using String = genapi::StringNode;
+    using Command = genapi::CommandNode;
+    static constexpr const char* kUserSetSelector = "UserSetSelector";
+    static constexpr const char* kUserId = "DeviceUserID";
 
     explicit FeatureBuilder(CameraFeatures& features)
         : features_(features), setup_(features.setup_), state_(features.state_)
@@ -30,6 +33,7 @@ private:
     void Geometry();
     void Format();
     void Acquisition();
+    void Trigger();
     void Gain();
     void AutoBrightness();
     void Tone();
@@ -38,6 +42,7 @@ private:
     void Lines();
     void Device();
     void Identity();
+    void UserSetControl();
 
     struct EntryList {
         std::string_view first; ///< selected at power-up
@@ -66,6 +71,7 @@ private:
     Boolean* AddBoolean(genapi::NodeSpec spec, bool value);
     /** `maxLength` in bytes. */
     String* AddString(genapi::NodeSpec spec, std::int64_t maxLength, const std::string& value);
+    Command* AddCommand(genapi::NodeSpec spec);
     Enumeration* AddEnumeration(genapi::NodeSpec spec, EntryList list);
 
     bool IsColor() const { return setup_.model == Model::Color; }

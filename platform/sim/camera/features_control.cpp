@@ -131,7 +131,7 @@ void FeatureBuilder::Identity()
         AddString({.name = name, .mode = GenApi_3_0::RO},
                   static_cast<std::int64_t>(sizeof(GEV_DEVICE_INFO::manufacturer)) - 1, *text);
     }
-    AddString({.name = "DeviceUserID"}, kUserIdLength, "");
+    AddString({.name = kUserId}, kUserIdLength, "");
 }
 
 void FeatureBuilder::Device()

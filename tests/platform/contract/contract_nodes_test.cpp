@@ -62,7 +62,7 @@ TEST_F(Nodes, EveryFeatureHasTheInterfaceThatClientsExpect)
                 << name;
         }
     }
-    EXPECT_EQ(features, 50);
+    EXPECT_EQ(features, 57);
 }
 
 TEST_F(Nodes, ALimitSurvivesAConversionInSinglePrecision)

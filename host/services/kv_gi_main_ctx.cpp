@@ -39,7 +39,7 @@ std::uint32_t KvGiMainCtx__GetActiveCamMask(void)
 // The driver asks this first when it has opened the camera, once in a session.
 int KvGiMainCtx__GetDatachunk(void)
 {
-    Host().parts.cameraOpened();
+    Host().cameraOpened();
     return Configured().stream.packetSize;
 }
 

@@ -126,6 +126,7 @@ bool Grabbing::OpenLog()
 bool Grabbing::FindCameras()
 {
     platformLog_.emplace(*log_);
+    features_.emplace(*log_);
     std::string error;
     return SetUpCameras(start_.cameras,
                         FromConfigFolder(start_.simulation.network, options_.configPath), &error) ||
@@ -198,10 +199,8 @@ void Grabbing::GiveAdvice()
 
 NextStep Grabbing::RunSessions()
 {
-    features_.emplace(*log_);
     host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
-                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
-                            [this] { features_->Apply(config_.Current().features); }});
+                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
 }
@@ -215,6 +214,7 @@ int Grabbing::RunSession()
         log_->Line(1, trouble);
         return KvTd::kExitConfiguration;
     }
+    host_->cameraOpened = [this] { features_->Apply(config_.Current().features); };
     host_->OutputLinesChecked(DrivesOutputLines(config_.Current()));
     return driver_.RunSession();
 }

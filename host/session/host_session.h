@@ -36,8 +36,6 @@ struct HostParts {
     std::function<TransferCounts()> transfers; ///< of the newest transfer
     std::function<std::int64_t()> wallClockNs; ///< clock of the frames' time stamps
     FrameTrace* trace = nullptr;               ///< records the frames; null: no trace
-    /** Called when the driver has opened the camera and not configured it yet. */
-    std::function<void()> cameraOpened = [] {};
 };
 
 class HostSession
@@ -105,6 +103,8 @@ public:
     SessionTiming timing;
     DynamicLut dynamicLut;
     int grabState = 0; ///< as last reported by the driver
+    /** Called when the driver has opened the camera and not configured it yet. */
+    std::function<void()> cameraOpened = [] {};
 
 private:
     void PlanNextLoop();

@@ -63,6 +63,9 @@ ExitStatus GetTable(const FeatureAccess& access, const std::vector<FeatureName>&
         } else {
             status = Failed(outcome);
         }
+        if (outcome.kind == Outcome::Kind::CameraFailed) {
+            break;
+        }
     }
     if (!rows.empty()) {
         std::fputs(FeatureTable(rows).c_str(), stdout);

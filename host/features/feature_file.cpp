@@ -15,6 +15,7 @@
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <optional>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace kvgrab
@@ -163,6 +164,11 @@ bool BelongsToConnection(std::string_view feature)
 
 bool ReplaceFile(const std::string& path, std::string_view text, std::string* error)
 {
+    struct stat old = {};
+    if (lstat(path.c_str(), &old) == 0 && !S_ISREG(old.st_mode)) {
+        *error = "it exists and is no regular file";
+        return false;
+    }
     const std::string temporary = fmt::format("{}.{}.kvpart", path, getpid());
     int failed = 0;
     {

@@ -7,7 +7,6 @@
 
 #include "gen_api.h"
 
-#include <optional>
 #include <string>
 #include <vector>
 

@@ -5,8 +5,6 @@
 #include "features/feature_setting.h"
 #include "report/log.h"
 
-#include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 

@@ -28,6 +28,9 @@ extern "C" __attribute__((visibility("default"))) int KvGrabMain(int argc, char*
         case Options::Command::List:
             return static_cast<int>(RunList(options));
         case Options::Command::Features:
+        case Options::Command::Get:
+        case Options::Command::Set:
+        case Options::Command::Execute:
             return static_cast<int>(RunFeatures(options));
         case Options::Command::Run:
             break;

@@ -1,8 +1,9 @@
 #include "run.h"
 
-#include "cameras/camera_features.h"
 #include "cameras/cameras.h"
 #include "cameras/chosen_camera.h"
+#include "cameras/feature_table.h"
+#include "features/feature_commands.h"
 #include "report/failure.h"
 #include "session/grabbing.h"
 
@@ -89,9 +90,11 @@ ExitStatus RunList(const Options& options)
 
 ExitStatus RunFeatures(const Options& options)
 {
+    FeatureRequest request;
     Config config;
     ExitStatus status = ExitStatus::Done;
-    if (!SetUpBeside(options, &config, &status)) {
+    if (!ReadFeatureRequest(options, &request, &status) ||
+        !SetUpBeside(options, &config, &status)) {
         return status;
     }
     const ChosenCamera camera(config.camera);
@@ -105,9 +108,7 @@ ExitStatus RunFeatures(const Options& options)
     const GEV_DEVICE_INFO& info = camera.Info();
     const std::string shown = Shown(fmt::format("{}, {}, serial {}, version {}", info.manufacturer,
                                                 info.model, info.serial, info.version));
-    std::puts(shown.c_str());
-    std::fputs(FeatureTable(ReadFeatures(*map)).c_str(), stdout);
-    return ExitStatus::Done;
+    return RunFeatureCommand(options, request, *map, shown);
 }
 
 } // namespace kvgrab

@@ -11,7 +11,7 @@ namespace kvgrab
 /** One feature as texts; an empty one prints as "-". */
 struct FeatureRow {
     std::string name;
-    std::string type;   ///< "integer", "float", "enumeration", "boolean"
+    std::string type;   ///< "integer", "float", "enumeration", "boolean", "string", "command"
     std::string value;  ///< or, in brackets, why it can't be read
     std::string range;  ///< "16 .. 1920 step 4", or the entries
     std::string access; ///< "RW", "RO", "WO", "NA", "NI"

@@ -6,6 +6,7 @@
 
 #include "base/names.h"
 #include "base/text_error.h"
+#include "features/feature_setting.h"
 #include "kv_td_pins.h"
 #include "kv_td_types.h"
 
@@ -194,6 +195,7 @@ struct Config {
     SimulationConfig simulation;
     NetworkConfig network;
     LogConfig log;
+    std::vector<FeatureSetting> features; ///< [features], in the order of the file
     bool operator==(const Config&) const = default;
 };
 

@@ -46,6 +46,7 @@ ConfigChanges Compare(const Config& before, const Config& after)
     note(changes.newSession, "camera", before.camera != after.camera);
     note(changes.newSession, "stream", before.stream != after.stream);
     note(changes.newSession, "image.format", before.image.format != after.image.format);
+    note(changes.newSession, "features", before.features != after.features);
     note(changes.newSession, "session.frames", before.session.frames != after.session.frames);
 
     note(changes.restart, "export", before.exporting != after.exporting);

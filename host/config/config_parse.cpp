@@ -1,6 +1,7 @@
 // The tables of what the host itself does, and the reading of a whole text.
 
 #include "config/config_tables.h"
+#include "config/overruled_features.h"
 
 #include <filesystem>
 
@@ -142,8 +143,12 @@ ParsedConfig ReadAll(std::string_view text, base::TomlContext& context, const Fi
     ReadTable(root, "simulation", ReadSimulation, &out.simulation);
     ReadTable(root, "network", ReadNetwork, &out.network);
     ReadTable(root, "log", ReadLog, &out.log);
+    out.features = ReadFeatureSettings(root, context.name);
     root.Finish();
     WarnOfConflicts(root, out);
+    for (std::string& warning : FeaturesOverruled(out)) {
+        context.warnings.push_back(std::move(warning));
+    }
     parsed.warnings = std::move(context.warnings);
     return parsed;
 }

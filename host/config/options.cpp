@@ -25,6 +25,12 @@ constexpr const char* kFooter = R"(Examples:
       grabs for ever as the file says; the terminal keeps the status line
   kvgrab features --cameras net
       prints what the first camera on the network has, with values and limits
+  kvgrab get Width ExposureTime
+      prints the two values, each on a line
+  kvgrab set TriggerMode=On "Gain[DigitalAll]=2"
+      sets features in this order
+  kvgrab features --save settings.toml
+      saves everything that can be set; --load brings a camera back to it
   kvgrab --serial S1234567 --format mono12 --every-frame --export raw
       one certain camera, 12 bits, no frame skipped by the writers
 
@@ -43,7 +49,7 @@ Exit status:
   2 command line not understood                     12 camera can't be opened
   3 configuration refused                           13 camera failed, or frames stayed away
   4 driver can't be loaded                          14 frame buffers can't be used
-  5 log, memory or simulated network unusable       15 camera refused the configuration
+  5 log, memory or simulated network unusable       15 camera refused the configuration or a value
   20 a picture can't be written (on_error = "stop") 16 driver ended with an unknown code
   130 left at once on a second INT or TERM
 )";
@@ -54,7 +60,10 @@ public:
     std::string make_usage(const CLI::App*, std::string) const override
     {
         return "Usage: kvgrab [run] [options]\n       kvgrab list [options]\n"
-               "       kvgrab features [options]\n";
+               "       kvgrab features [--load FILE] [--save FILE] [options]\n"
+               "       kvgrab get [--table] FEATURE... [options]\n"
+               "       kvgrab set FEATURE=VALUE... [options]\n"
+               "       kvgrab execute COMMAND [options]\n";
     }
 };
 
@@ -170,6 +179,41 @@ void AddOptions(CLI::App& app, Options* options)
         ->check(Between(0.1, 3600));
 }
 
+/** The commands that read and change features. */
+struct FeatureCommands {
+    FeatureCommands(CLI::App& app, Options* options)
+        : features(app.add_subcommand("features", "print, save or load what a camera has")),
+          get(app.add_subcommand("get", "print values of features")),
+          set(app.add_subcommand("set", "set features")),
+          execute(app.add_subcommand("execute", "execute a command of the camera"))
+    {
+        features->add_option("--load", options->loadFile, "first set what such a file says")
+            ->option_text("FILE");
+        features->add_option("--save", options->saveFile, "save the settings in a file")
+            ->option_text("FILE");
+        get->add_flag("--table", options->table, "with type, access, unit and range");
+        const auto takes = [options](CLI::App* command, const char* what, int count) {
+            command->add_option(what, options->arguments)->required()->take_all()->expected(count);
+        };
+        takes(get, "FEATURE", -1);
+        takes(set, "FEATURE=VALUE", -1);
+        takes(execute, "COMMAND", 1);
+    }
+    Options::Command Chosen() const
+    {
+        return get->parsed()       ? Options::Command::Get
+               : set->parsed()     ? Options::Command::Set
+               : execute->parsed() ? Options::Command::Execute
+                                   : Options::Command::Features;
+    }
+    bool Parsed() const { return features->parsed() || Chosen() != Options::Command::Features; }
+
+    CLI::App* features;
+    CLI::App* get;
+    CLI::App* set;
+    CLI::App* execute;
+};
+
 } // namespace
 
 bool ParseOptions(int argc, const char* const* argv, Options* options, int* exitStatus,
@@ -183,8 +227,9 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
     AddOptions(app, options);
     CLI::App* run = app.add_subcommand("run", "grab frames (also without this word)");
     CLI::App* list = app.add_subcommand("list", "show the cameras that the driver would see");
-    CLI::App* features = app.add_subcommand("features", "print what a camera has");
-    for (CLI::App* command : {run, list, features}) {
+    const FeatureCommands features(app, options);
+    for (CLI::App* command :
+         {run, list, features.features, features.get, features.set, features.execute}) {
         command->fallthrough();
         command->set_help_flag();
     }
@@ -199,9 +244,9 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
         *exitStatus = static_cast<int>(ExitStatus::Usage);
         return false;
     }
-    options->command = list->parsed()       ? Options::Command::List
-                       : features->parsed() ? Options::Command::Features
-                                            : Options::Command::Run;
+    options->command = list->parsed()      ? Options::Command::List
+                       : features.Parsed() ? features.Chosen()
+                                           : Options::Command::Run;
     return true;
 }
 

@@ -14,12 +14,16 @@ namespace kvgrab
 
 /** Options override the configuration file, also when it is read again. */
 struct Options {
-    enum class Command { Run, List, Features };
+    enum class Command { Run, List, Features, Get, Set, Execute };
     Command command = Command::Run;
     std::string configPath; ///< empty: no file
     std::string driverPath; ///< empty: the installed one
     bool noStatus = false;
     bool showLines = false;
+    std::vector<std::string> arguments; ///< of get, set and execute
+    bool table = false;                 ///< get prints a table
+    std::string loadFile;               ///< features; empty: none, like the next
+    std::string saveFile;
 
     std::optional<std::string> model;
     std::optional<std::string> serial;

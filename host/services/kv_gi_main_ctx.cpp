@@ -37,8 +37,10 @@ std::uint32_t KvGiMainCtx__GetActiveCamMask(void)
     return Configured().camera.positionMask;
 }
 
+// The driver asks this first when it has opened the camera, once in a session.
 int KvGiMainCtx__GetDatachunk(void)
 {
+    Host().cameraOpened();
     return Configured().stream.packetSize;
 }
 

@@ -125,6 +125,7 @@ bool Grabbing::OpenLog()
 bool Grabbing::FindCameras()
 {
     platformLog_.emplace(*log_);
+    features_.emplace(*log_);
     std::string error;
     return SetUpCameras(start_.cameras, start_.network,
                         FromConfigFolder(start_.simulation.network, options_.configPath), &error) ||
@@ -233,6 +234,7 @@ int Grabbing::RunSession()
         log_->Line(1, trouble);
         return KvTd::kExitConfiguration;
     }
+    host_->cameraOpened = [this] { features_->Apply(config_.Current().features); };
     host_->OutputLinesChecked(DrivesOutputLines(config_.Current()));
     GevOverridePacketDelay(config_.Current().stream.packetDelayUs);
     return LookWhy(driver_.RunSession());
@@ -299,6 +301,7 @@ void Grabbing::PrintSummary(std::int64_t runNs) const
     if (const auto drift = host_->Drift()) {
         std::fputs(DriftLine(*drift).c_str(), stdout);
     }
+    std::fputs(features_->Summary().c_str(), stdout);
     if (options_.showLines) {
         std::fputs(DrawOutputLines().c_str(), stdout);
     }

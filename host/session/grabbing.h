@@ -5,6 +5,7 @@
 #include "config/config_store.h"
 #include "config/options.h"
 #include "exit_status.h"
+#include "features/session_features.h"
 #include "session/driver_library.h"
 #include "session/guard_thread.h"
 #include "session/host_session.h"
@@ -63,6 +64,7 @@ private:
     std::vector<std::string> startWarnings_;
     std::optional<Log> log_;
     std::optional<PlatformLog> platformLog_;
+    std::optional<SessionFeatures> features_;
     DriverLibrary driver_;
     FrameMemory memory_;
     std::optional<Exporter> exporter_;

@@ -111,6 +111,8 @@ public:
     SessionTiming timing;
     DynamicLut dynamicLut;
     int grabState = 0; ///< as last reported by the driver
+    /** Called when the driver has opened the camera and not configured it yet. */
+    std::function<void()> cameraOpened = [] {};
 
 private:
     void PlanNextLoop();

@@ -86,6 +86,10 @@ TEST(Config, EveryKeyReachesItsField)
     wanted.memory = {"/mine"};
     wanted.simulation = {"net.toml"};
     wanted.log = {"x.log", 5};
+    wanted.features = {{{"Zoom", {}}, "3", ""}, // in the order of the file
+                       {{"Gain", {"DigitalAll"}}, "2.5", ""},
+                       {{"Shiny", {}}, "true", ""},
+                       {{"DeviceUserID", {}}, "door", ""}};
     EXPECT_EQ(parsed.config, wanted);
 }
 

@@ -10,7 +10,10 @@
 namespace kvgrab
 {
 
-/** All features of a camera, in its order. The row of one that can't be read says why. */
+/** If the feature can't be read, its row says why. */
+FeatureRow ReadFeature(GenApi::INode& node);
+
+/** All features of a camera, in its order. */
 std::vector<FeatureRow> ReadFeatures(const GenApi::CNodeMapRef& map);
 
 } // namespace kvgrab

@@ -20,6 +20,8 @@ int main(int argc, char** argv)
             return static_cast<int>(RunList(options));
         case Options::Command::Features:
             return static_cast<int>(RunFeatures(options));
+        case Options::Command::Check:
+            return static_cast<int>(RunCheck(options));
         case Options::Command::Run:
             break;
         }

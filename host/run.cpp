@@ -5,6 +5,7 @@
 #include "cameras/chosen_camera.h"
 #include "report/failure.h"
 #include "session/grabbing.h"
+#include "settings/check_command.h"
 
 #include <cstdio>
 #include <fmt/format.h>
@@ -47,6 +48,11 @@ bool SetUpBeside(const Options& options, Config* config, ExitStatus* status)
 ExitStatus RunGrabbing(const Options& options)
 {
     return Grabbing(options, SourceOf(options)).Run();
+}
+
+ExitStatus RunCheck(const Options& options)
+{
+    return CheckConfiguration(options, SourceOf(options));
 }
 
 ExitStatus RunList(const Options& options)

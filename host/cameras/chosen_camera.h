@@ -2,6 +2,7 @@
 #pragma once
 
 #include "config/config.h"
+#include "exit_status.h"
 
 #include "gev_api.h"
 
@@ -24,6 +25,8 @@ public:
     bool IsOpen() const { return handle_ != nullptr; }
     /** Why it isn't open, as a sentence without a full stop. */
     const std::string& WhyNot() const { return whyNot_; }
+    /** Why it isn't open, as the status to end with. */
+    ExitStatus Status() const { return status_; }
     /** While it is open. */
     const GEV_DEVICE_INFO& Info() const { return info_; }
     /** Null without a node map. */
@@ -33,6 +36,7 @@ private:
     GEV_DEVICE_INFO info_{};
     void* handle_ = nullptr;
     std::string whyNot_;
+    ExitStatus status_ = ExitStatus::Done;
 };
 
 } // namespace kvgrab

@@ -25,6 +25,8 @@ constexpr const char* kFooter = R"(Examples:
       grabs for ever as the file says; the terminal keeps the status line
   kvgrab features --cameras net
       prints what the first camera on the network has, with values and limits
+  kvgrab check my.toml
+      says what the file would set, and what the camera would not take
   kvgrab --serial S1234567 --format mono12 --every-frame --export raw
       one certain camera, 12 bits, no frame skipped by the writers
 
@@ -53,7 +55,7 @@ public:
     std::string make_usage(const CLI::App*, std::string) const override
     {
         return "Usage: kvgrab [run] [options]\n       kvgrab list [options]\n"
-               "       kvgrab features [options]\n";
+               "       kvgrab features [options]\n       kvgrab check [CONFIG] [options]\n";
     }
 };
 
@@ -158,6 +160,8 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_flag("--no-status", options->noStatus, "no status line on a terminal");
     app.add_flag("--show-lines", options->showLines,
                  "at the end, draw what the output lines of simulated cameras did");
+    app.add_flag("--strict", options->strict,
+                 "end with status 15 if the camera doesn't take a setting");
     app.add_flag("--no-retry", options->noRetry,
                  "end when there is no camera or it fails, instead of trying again");
     app.add_option("--retry-interval", options->retryIntervalS, "seconds between attempts")
@@ -178,8 +182,11 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
     AddOptions(app, options);
     CLI::App* run = app.add_subcommand("run", "grab frames (also without this word)");
     CLI::App* list = app.add_subcommand("list", "show the cameras that the driver would see");
+    CLI::App* check =
+        app.add_subcommand("check", "compare a configuration with the camera, without grabbing");
+    check->add_option("CONFIG", options->configPath, "configuration file, as with --config");
     CLI::App* features = app.add_subcommand("features", "print what a camera has");
-    for (CLI::App* command : {run, list, features}) {
+    for (CLI::App* command : {run, list, features, check}) {
         command->fallthrough();
         command->set_help_flag();
     }
@@ -196,6 +203,7 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
     }
     options->command = list->parsed()       ? Options::Command::List
                        : features->parsed() ? Options::Command::Features
+                       : check->parsed()    ? Options::Command::Check
                                             : Options::Command::Run;
     return true;
 }

@@ -14,12 +14,13 @@ namespace kvgrab
 
 /** Options override the configuration file, also when it is read again. */
 struct Options {
-    enum class Command { Run, List, Features };
+    enum class Command { Run, List, Features, Check };
     Command command = Command::Run;
     std::string configPath; ///< empty: no file
     std::string driverPath; ///< empty: the installed one
     bool noStatus = false;
     bool showLines = false;
+    bool strict = false; ///< a setting that the camera doesn't take ends the run
 
     std::optional<std::string> model;
     std::optional<std::string> serial;

@@ -4,6 +4,7 @@
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
 #include "report/failure.h"
+#include "settings/camera_settings.h"
 
 #include <cstdio>
 #include <ctime>
@@ -199,7 +200,8 @@ void Grabbing::GiveAdvice()
 NextStep Grabbing::RunSessions()
 {
     host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
-                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr});
+                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
+                            JudgeOpenCamera, RateOfOpenCamera, options_.strict});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
 }
@@ -227,6 +229,11 @@ void Grabbing::Finish(NextStep* last)
     if (last->status == ExitStatus::Done && exporter_->Failed()) {
         last->status = ExitStatus::ExportFailed;
     }
+    if (last->status == ExitStatus::Done && options_.strict &&
+        host_->settingsNotTaken.Count() != 0) {
+        last->status = ExitStatus::CameraRefused;
+        last->sentence = "the camera did not take all settings, and --strict asks for that";
+    }
     if (last->status == ExitStatus::ExportFailed) {
         last->sentence = exporter_->ErrorText();
     }
@@ -242,6 +249,7 @@ void Grabbing::PrintSummary(std::int64_t runNs) const
     if (const auto drift = host_->Drift()) {
         std::fputs(DriftLine(*drift).c_str(), stdout);
     }
+    std::fputs(host_->settingsNotTaken.Summary().c_str(), stdout);
     if (options_.showLines) {
         std::fputs(DrawOutputLines().c_str(), stdout);
     }

@@ -16,11 +16,14 @@
 #include "session/scenario.h"
 #include "session/session_timing.h"
 #include "session/signal_state.h"
+#include "settings/settings_report.h"
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace kvgrab
 {
@@ -36,6 +39,10 @@ struct HostParts {
     std::function<TransferCounts()> transfers; ///< of the newest transfer
     std::function<std::int64_t()> wallClockNs; ///< clock of the frames' time stamps
     FrameTrace* trace = nullptr;               ///< records the frames; null: no trace
+    /** What became of the settings on the open camera; null: nobody looks. */
+    std::function<std::vector<JudgedSetting>(const Config&)> judgeSettings = nullptr;
+    std::function<float()> cameraRate = nullptr; ///< of the open camera, or kFpsUnset
+    bool strict = false; ///< a setting that the camera doesn't take ends the run
 };
 
 class HostSession
@@ -71,6 +78,12 @@ public:
     int CheckDynamic();
     void ReportWarnings(const ConfigStore::Result& result);
 
+    /** The rate for the driver: without one in the configuration, the camera's own. */
+    float Rate();
+    /** The level of a driver's line. The refusal of a rate that nobody configured is no warning.
+     *  Any thread. */
+    int LevelOf(int level, std::string_view format) const;
+
     // ---- frames ----
     /** The driver begins a loop with buffers of `size` bytes. After it has seen the terminate or
      *  has grabbed all frames, it may begin some more loops to finish a dynamic table; beyond these
@@ -102,6 +115,7 @@ public:
     Progress progress;
     SessionTiming timing;
     DynamicLut dynamicLut;
+    SettingsNotTaken settingsNotTaken;
     int grabState = 0; ///< as last reported by the driver
 
 private:
@@ -111,6 +125,7 @@ private:
     void CheckExporter();
     void ForgetTableIfChanged(const ConfigChanges& changes);
     bool OutputLinesNeedACheck() const;
+    void CheckSettings();
 
     TransferCounts finishedTransfers_;
     std::uint64_t newestFinished_ = 0; ///< number of the newest finished transfer
@@ -126,6 +141,8 @@ private:
     bool terminateTaken_ = false;
     bool keptFromGoingOn_ = false;
     bool exportFailed_ = false;
+    std::atomic<bool> rateIsLeftAlone_ = false; ///< the driver was given no rate
+    bool settingsChanged_ = false; ///< the driver applies a change before the next frame
     unsigned missesInRow_ = 0;
     bool noFramesReported_ = false;
     bool endIsOverdue_ = false; ///< it was reported that the end waits for a frame

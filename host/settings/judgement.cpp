@@ -222,6 +222,9 @@ private:
              factsOf_({.name = setting_.obstacleNeeds}, Look::Value).present)) {
             return setting_.obstacle;
         }
+        if (!holds && !setting_.kept.empty()) {
+            return setting_.kept;
+        }
         const bool locked = !facts_.writable && facts_.readable && !setting_.mayBeLocked &&
                             facts_.selectorElsewhere.empty();
         return locked && !holds ? fmt::format("{} is read-only", setting_.feature.name) : "";
@@ -243,7 +246,7 @@ private:
         if (missing_ != nullptr) {
             return fmt::format("{} is {}", missing_->feature, MissingState());
         }
-        return setting_.obstacle;
+        return setting_.kept.empty() ? setting_.obstacle : setting_.kept;
     }
 
     const PlannedSetting& setting_;

@@ -247,8 +247,9 @@ void PlanTone(const Config& config, Plan& plan)
             setting.obstacle = "there is no table in the 12-bit formats";
         }
     } else if (config.lut.mode == KvTd::kSweepManual) {
-        plan.Entry("lut.mode", {.name = "lutMode"}, "Off").instead = {
-            {"lutType", "GammaCorrection"}};
+        PlannedSetting& setting = plan.Entry("lut.mode", {.name = "lutMode"}, "Off");
+        setting.instead = {{"lutType", "GammaCorrection"}};
+        setting.kept = "the driver switches off only a table that it loaded in the same session";
     }
     if (config.gamma.value == KvTd::kGammaUnset) {
         return;
@@ -305,10 +306,14 @@ std::vector<PlannedSetting> PlannedSettings(const Config& config)
     PlanAxis("region.height", "Height", region.height, "region.offset_y", "OffsetY", region.offsetY,
              "HeightMax", plan);
     PlanRate(config, plan);
-    if (config.image.rotate != KvTd::kRotateUnset) {
-        const char* const turned = config.image.rotate == KvTd::kRotateTurned ? "true" : "false";
-        plan.Entry("image.rotate", {.name = "ReverseX"}, turned);
-        plan.Entry("image.rotate", {.name = "ReverseY"}, turned);
+    for (const char* feature : {"ReverseX", "ReverseY"}) {
+        const bool turned = config.image.rotate == KvTd::kRotateTurned;
+        if (config.image.rotate != KvTd::kRotateUnset) {
+            plan.Entry("image.rotate", {.name = feature}, turned ? "true" : "false").kept =
+                turned ? ""
+                       : "the driver turns back only an image that it turned in the same "
+                         "session";
+        }
     }
     PlanWhiteBalance(config, plan);
     PlanModes(config, plan);

@@ -58,6 +58,7 @@ struct PlannedSetting {
     double limitTaken = 0;     ///< what of it another setting takes
     std::string limitedBy;     ///< says what else decides about the range, as half a sentence
     std::string obstacle;      ///< why the rest of the configuration keeps it from being in force
+    std::string kept;          ///< why the driver would leave another value as it is
     std::string obstacleNeeds; ///< the obstacle counts only if the camera has this feature
 };
 

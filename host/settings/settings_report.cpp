@@ -49,9 +49,10 @@ bool IsUnknown(const JudgedSetting& judged)
 std::string NotTakenLine(const JudgedSetting& judged)
 {
     const Judgement& judgement = judged.judgement;
-    return fmt::format("{} = {}: {} is {}, range {}: {}", judged.setting.key,
-                       RequestedText(judged.setting), FeatureText(judged.setting.feature),
-                       Shown(judgement.now), Shown(judgement.range), judgement.why);
+    const std::string now = judgement.now.empty() ? "" : fmt::format(" is {},", judgement.now);
+    return Shown(fmt::format("{} = {}: {}{} range {}: {}", judged.setting.key,
+                             RequestedText(judged.setting), FeatureText(judged.setting.feature),
+                             now, Shown(judgement.range), judgement.why));
 }
 
 } // namespace

@@ -73,6 +73,9 @@ ExitStatus CheckConfiguration(const Options& options, ConfigSource source)
         Moment::Before);
     std::fputs(SettingsTable(settings).c_str(), stdout);
     std::fflush(stdout);
+    if (reader.CameraIsSilent()) {
+        return Fail(ExitStatus::OpenFailed, "the camera does not answer");
+    }
     const std::size_t refused = CountNotTaken(settings);
     if (refused != 0) {
         return Fail(

@@ -27,6 +27,9 @@ public:
     /** Asks the camera at the first time. */
     FeatureFacts Read(const FeatureRef& feature, Look look);
 
+    /** Whether the camera didn't answer in time. */
+    bool CameraIsSilent() const { return silent_; }
+
 private:
     FeatureFacts Ask(const FeatureRef& feature, Look look);
     template <class Access> void Guarded(FeatureFacts* facts, const Access& access);
@@ -35,7 +38,7 @@ private:
     const GenApi::CNodeMapRef& map_;
     bool movesSelectors_;
     std::map<std::tuple<std::string, std::string, Look>, FeatureFacts> known_;
-    bool silent_ = false; ///< the camera didn't answer
+    bool silent_ = false;
 };
 
 } // namespace kvgrab

@@ -49,10 +49,17 @@ bool IsUnknown(const JudgedSetting& judged)
 std::string NotTakenLine(const JudgedSetting& judged)
 {
     const Judgement& judgement = judged.judgement;
-    const std::string now = judgement.now.empty() ? "" : fmt::format(" is {},", judgement.now);
-    return Shown(fmt::format("{} = {}: {}{} range {}: {}", judged.setting.key,
-                             RequestedText(judged.setting), FeatureText(judged.setting.feature),
-                             now, Shown(judgement.range), judgement.why));
+    const std::string feature = FeatureText(judged.setting.feature);
+    std::string place; // what the camera says of the feature
+    if (!judgement.now.empty() && !judgement.range.empty()) {
+        place = fmt::format("{} is {}, range {}: ", feature, judgement.now, judgement.range);
+    } else if (!judgement.now.empty()) {
+        place = fmt::format("{} is {}: ", feature, judgement.now);
+    } else if (!judgement.range.empty()) {
+        place = fmt::format("{} has the range {}: ", feature, judgement.range);
+    }
+    return Shown(fmt::format("{} = {}: {}{}", judged.setting.key, RequestedText(judged.setting),
+                             place, judgement.why));
 }
 
 } // namespace

@@ -32,6 +32,8 @@ extern "C" __attribute__((visibility("default"))) int KvGrabMain(int argc, char*
         case Options::Command::Set:
         case Options::Command::Execute:
             return static_cast<int>(RunFeatures(options));
+        case Options::Command::Check:
+            return static_cast<int>(RunCheck(options));
         case Options::Command::Run:
             break;
         }

@@ -6,6 +6,7 @@
 #include "features/feature_commands.h"
 #include "report/failure.h"
 #include "session/grabbing.h"
+#include "settings/check_command.h"
 
 #include <cstdio>
 #include <fmt/format.h>
@@ -60,6 +61,11 @@ ExitStatus RunGrabbing(const Options& options)
         _exit(static_cast<int>(status));
     }
     return status;
+}
+
+ExitStatus RunCheck(const Options& options)
+{
+    return CheckConfiguration(options, SourceOf(options));
 }
 
 ExitStatus RunList(const Options& options)

@@ -16,4 +16,7 @@ ExitStatus RunList(const Options& options);
 /** `kvgrab features` */
 ExitStatus RunFeatures(const Options& options);
 
+/** `kvgrab check`: compares the configuration with the camera, without grabbing. */
+ExitStatus RunCheck(const Options& options);
+
 } // namespace kvgrab

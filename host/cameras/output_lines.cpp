@@ -40,7 +40,7 @@ std::string CheckLine(const GenApi::CNodeMapRef& map, const char* line)
     if (!missing.empty()) {
         return missing;
     }
-    const GenApi::gcstring before = selector->ToString();
+    // It stays there, as the driver will leave it: there the limits of the pulse can be read.
     selector->FromString(line);
     missing = CheckWritable(source, "outputLineSource");
     for (const char* entry : {"Off", "ExposureActive"}) {
@@ -54,7 +54,6 @@ std::string CheckLine(const GenApi::CNodeMapRef& map, const char* line)
             missing = fmt::format("has no {} that can be read", name);
         }
     }
-    selector->FromString(before);
     return missing;
 }
 

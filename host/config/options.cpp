@@ -31,6 +31,8 @@ constexpr const char* kFooter = R"(Examples:
       sets features in this order
   kvgrab features --save settings.toml
       saves everything that can be set; --load brings a camera back to it
+  kvgrab check my.toml
+      says what the file would set, and what the camera would not take
   kvgrab --serial S1234567 --format mono12 --every-frame --export raw
       one certain camera, 12 bits, no frame skipped by the writers
 
@@ -63,7 +65,8 @@ public:
                "       kvgrab features [--load FILE] [--save FILE] [options]\n"
                "       kvgrab get [--table] FEATURE... [options]\n"
                "       kvgrab set FEATURE=VALUE... [options]\n"
-               "       kvgrab execute COMMAND [options]\n";
+               "       kvgrab execute COMMAND [options]\n"
+               "       kvgrab check [CONFIG] [options]\n";
     }
 };
 
@@ -171,6 +174,8 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_flag("--no-status", options->noStatus, "no status line on a terminal");
     app.add_flag("--show-lines", options->showLines,
                  "at the end, draw what the output lines of simulated cameras did");
+    app.add_flag("--strict", options->strict,
+                 "end with status 15 if the camera doesn't take a setting");
     app.add_flag("--no-retry", options->noRetry,
                  "end when there is no camera or it fails, instead of trying again");
     app.add_option("--retry-interval", options->retryIntervalS,
@@ -227,9 +232,12 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
     AddOptions(app, options);
     CLI::App* run = app.add_subcommand("run", "grab frames (also without this word)");
     CLI::App* list = app.add_subcommand("list", "show the cameras that the driver would see");
+    CLI::App* check =
+        app.add_subcommand("check", "compare a configuration with the camera, without grabbing");
+    check->add_option("CONFIG", options->configPath, "configuration file, as with --config");
     const FeatureCommands features(app, options);
     for (CLI::App* command :
-         {run, list, features.features, features.get, features.set, features.execute}) {
+         {run, list, features.features, features.get, features.set, features.execute, check}) {
         command->fallthrough();
         command->set_help_flag();
     }
@@ -245,6 +253,7 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
         return false;
     }
     options->command = list->parsed()      ? Options::Command::List
+                       : check->parsed()   ? Options::Command::Check
                        : features.Parsed() ? features.Chosen()
                                            : Options::Command::Run;
     return true;

@@ -14,7 +14,7 @@ namespace kvgrab
 
 /** Options override the configuration file, also when it is read again. */
 struct Options {
-    enum class Command { Run, List, Features, Get, Set, Execute };
+    enum class Command { Run, List, Features, Get, Set, Execute, Check };
     Command command = Command::Run;
     std::string configPath; ///< empty: no file
     std::string driverPath; ///< empty: the installed one
@@ -24,6 +24,7 @@ struct Options {
     bool table = false;                 ///< get prints a table
     std::string loadFile;               ///< features; empty: none, like the next
     std::string saveFile;
+    bool strict = false; ///< a setting that the camera doesn't take ends the run
 
     std::optional<std::string> model;
     std::optional<std::string> serial;

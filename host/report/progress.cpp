@@ -80,10 +80,15 @@ std::string Progress::StatusLine(const StatusValues& values) const
                                                   values.packetsResent, values.packetsMissing);
     const std::string temperature =
         hasTemperature_ ? fmt::format("{:.1f} C", temperature_) : "no temperature";
+    const std::string settings =
+        values.settingsNotTaken == 0
+            ? ""
+            : fmt::format(", {} setting{} not taken", values.settingsNotTaken,
+                          values.settingsNotTaken == 1 ? "" : "s");
     return fmt::format("{} frames, {:.1f}{} fps, {} dropped{}, exposure {:.0f} us, gain {:.1f} dB, "
-                       "{}, {:.1f} MB/s",
+                       "{}, {:.1f} MB/s{}",
                        grabbed_, rate_, nominal, values.dropped, packets, values.exposureUs,
-                       values.gainDb, temperature, rate_ * values.frameBytes / 1e6);
+                       values.gainDb, temperature, rate_ * values.frameBytes / 1e6, settings);
 }
 
 std::string Progress::Summary(const PictureCounts& pictures, const TransferCounts& transfers,

@@ -45,6 +45,7 @@ struct StatusValues {
     std::uint64_t dropped = 0;
     std::uint64_t packetsResent = 0;
     std::uint64_t packetsMissing = 0;
+    std::size_t settingsNotTaken = 0; ///< by the camera
 };
 
 class Progress

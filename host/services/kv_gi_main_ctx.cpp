@@ -81,7 +81,7 @@ int KvGiMainCtx__GetHeight(void)
 
 float KvGiMainCtx__GetFps(void)
 {
-    return Configured().timing.fps;
+    return Host().Rate();
 }
 
 float KvGiMainCtx__GetExptMan(void)

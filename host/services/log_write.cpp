@@ -13,6 +13,7 @@ extern "C" void LogWrite(const char* sourceFile, int line, const char* function,
     }
     std::va_list arguments;
     va_start(arguments, format);
-    host->parts.log.DriverLine(sourceFile, line, function, level, format, arguments);
+    host->parts.log.DriverLine(sourceFile, line, function, host->LevelOf(level, format), format,
+                               arguments);
     va_end(arguments);
 }

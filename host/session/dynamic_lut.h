@@ -51,6 +51,8 @@ class DynamicLut
 public:
     /** Call it when the camera's table is not the last one from MakeTable any more. */
     void Forget() { applied_.reset(); }
+    /** Whether the camera uses the last table from MakeTable, as far as is known. */
+    bool IsInForce() const { return applied_.has_value(); }
     /** Writes 2^bits entries of `outBits` bits, none so large that rounding to 8 bits gives 256.
      *  With 8 or 16 `bits` the first 128 entries are knots over the whole input range, between
      *  which the driver interpolates; the rest repeat the last of them.

@@ -8,6 +8,7 @@
 #include "gev_host.h"
 #include "report/failure.h"
 #include "session/monotonic.h"
+#include "settings/camera_settings.h"
 
 #include <cstdio>
 #include <ctime>
@@ -220,7 +221,8 @@ NextStep Grabbing::RunSessions()
 {
     host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
                             NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
-                            &*guard_, CameraWaitsForTrigger});
+                            &*guard_, CameraWaitsForTrigger, JudgeOpenCamera, RateOfOpenCamera,
+                            options_.strict});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
 }
@@ -279,6 +281,11 @@ void Grabbing::Finish(NextStep* last)
     if (last->status == ExitStatus::Done && exporter_->Failed()) {
         last->status = ExitStatus::ExportFailed;
     }
+    if (last->status == ExitStatus::Done && options_.strict &&
+        host_->settingsNotTaken.Count() != 0) {
+        last->status = ExitStatus::CameraRefused;
+        last->sentence = "the camera did not take all settings, and --strict asks for that";
+    }
     if (last->status == ExitStatus::ExportFailed) {
         last->sentence = exporter_->ErrorText();
     }
@@ -302,6 +309,7 @@ void Grabbing::PrintSummary(std::int64_t runNs) const
         std::fputs(DriftLine(*drift).c_str(), stdout);
     }
     std::fputs(features_->Summary().c_str(), stdout);
+    std::fputs(host_->settingsNotTaken.Summary().c_str(), stdout);
     if (options_.showLines) {
         std::fputs(DrawOutputLines().c_str(), stdout);
     }

@@ -107,6 +107,7 @@ int HostSession::Reconfigure(int* flag)
     ReportWarnings(result);
     LimitWaiting();
     ForgetTableIfChanged(result.changes);
+    settingsChanged_ = true;
     if (!result.changes.newSession.empty()) {
         *flag = 1;
         parts.log.Line(3, fmt::format("a new device session is needed, because these changed: {}",
@@ -149,6 +150,7 @@ int HostSession::CheckDynamic()
     }
     parts.log.Line(3, fmt::format("the configuration file changed, applying: {}",
                                   Listed(news->changes.dynamic)));
+    settingsChanged_ = true;
     return 1;
 }
 
@@ -177,12 +179,50 @@ void HostSession::PrepareMemory(std::uint32_t size)
                           "the session ends");
         return;
     }
+    CheckSettings(); // the driver has applied the configuration, and no frame waits yet
     if (!parts.memory.Init(size, parts.config.Buffers())) {
         parts.log.Line(1, fmt::format("no frame memory: {}", parts.memory.Error()));
         return;
     }
     parts.memory.Describe(scenario.width, scenario.height, parts.config.Format() & 0xFF,
                           scenario.codec);
+}
+
+/** Finds out which settings the camera did not take. */
+void HostSession::CheckSettings()
+{
+    settingsChanged_ = false;
+    Config config = parts.config.Current();
+    if (!parts.judgeSettings || parts.config.Format() != config.image.format) {
+        return; // for a dynamic table the driver takes some frames in another format
+    }
+    if (dynamicLut.IsInForce()) {
+        config.lut = {};
+        config.gamma = {};
+    }
+    for (const std::string& news : settingsNotTaken.Update(parts.judgeSettings(config))) {
+        parts.log.Line(2, news);
+    }
+    if (parts.strict && settingsNotTaken.Count() != 0) {
+        parts.signals.Raise(KvTd::kSignalQuit);
+    }
+}
+
+float HostSession::Rate()
+{
+    const float configured = parts.config.Current().timing.fps;
+    const float rate =
+        configured == KvTd::kFpsUnset && parts.cameraRate ? parts.cameraRate() : configured;
+    rateIsLeftAlone_ = rate == KvTd::kFpsUnset;
+    return rate;
+}
+
+int HostSession::LevelOf(int level, std::string_view format) const
+{
+    constexpr int kWarning = 2;
+    constexpr int kInfo = 3;
+    const bool ofTheRate = level == kWarning && format.starts_with("  asked Fps val");
+    return ofTheRate && rateIsLeftAlone_ ? kInfo : level;
 }
 
 void HostSession::PrepareInstance(std::uint32_t instance, std::uint32_t size)
@@ -283,6 +323,9 @@ void HostSession::FrameGrabbed(float temperature)
         parts.guard->FrameGrabbed(now);
     }
     arrivalNs_ = parts.wallClockNs();
+    if (settingsChanged_) {
+        CheckSettings();
+    }
     const std::string timed = timing.Frame(now);
     if (!timed.empty()) {
         parts.log.Line(3, timed);
@@ -325,9 +368,10 @@ void HostSession::ShowStatus(std::int64_t nowNs)
 {
     if (progress.StatusDue(nowNs)) {
         const TransferCounts counts = Transfers();
-        parts.log.SetStatus(progress.StatusLine({scenario.frame.gainDb, scenario.frame.exposureUs,
-                                                 parts.memory.ActFsize(), counts.Dropped(),
-                                                 counts.packetsResent, counts.packetsMissing}));
+        parts.log.SetStatus(
+            progress.StatusLine({scenario.frame.gainDb, scenario.frame.exposureUs,
+                                 parts.memory.ActFsize(), counts.Dropped(), counts.packetsResent,
+                                 counts.packetsMissing, settingsNotTaken.Count()}));
     }
 }
 

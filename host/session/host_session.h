@@ -17,11 +17,14 @@
 #include "session/scenario.h"
 #include "session/session_timing.h"
 #include "session/signal_state.h"
+#include "settings/settings_report.h"
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace kvgrab
 {
@@ -39,6 +42,10 @@ struct HostParts {
     FrameTrace* trace = nullptr;                ///< records the frames; null: no trace
     GuardThread* guard = nullptr;               ///< ends sessions early; null: nobody does
     std::function<bool()> waitsForTrigger = {}; ///< asks the open camera; empty: it never waits
+    /** What became of the settings on the open camera; null: nobody looks. */
+    std::function<std::vector<JudgedSetting>(const Config&)> judgeSettings = nullptr;
+    std::function<float()> cameraRate = nullptr; ///< of the open camera, or kFpsUnset
+    bool strict = false; ///< a setting that the camera doesn't take ends the run
 };
 
 class HostSession
@@ -78,6 +85,12 @@ public:
     int CheckDynamic();
     void ReportWarnings(const ConfigStore::Result& result);
 
+    /** The rate for the driver: without one in the configuration, the camera's own. */
+    float Rate();
+    /** The level of a driver's line. The refusal of a rate that nobody configured is no warning.
+     *  Any thread. */
+    int LevelOf(int level, std::string_view format) const;
+
     // ---- frames ----
     /** The driver begins a loop with buffers of `size` bytes. After it has seen the terminate or
      *  has grabbed all frames, it may begin some more loops to finish a dynamic table; beyond these
@@ -110,6 +123,7 @@ public:
     Progress progress;
     SessionTiming timing;
     DynamicLut dynamicLut;
+    SettingsNotTaken settingsNotTaken;
     int grabState = 0; ///< as last reported by the driver
     /** Called when the driver has opened the camera and not configured it yet. */
     std::function<void()> cameraOpened = [] {};
@@ -123,6 +137,7 @@ private:
     bool OutputLinesNeedACheck() const;
     void LookForTrigger(std::int64_t nowNs);
     void LimitWaiting();
+    void CheckSettings();
 
     TransferCounts finishedTransfers_;
     std::uint64_t newestFinished_ = 0; ///< number of the newest finished transfer
@@ -137,6 +152,8 @@ private:
     bool terminateTaken_ = false;
     bool keptFromGoingOn_ = false;
     bool exportFailed_ = false;
+    std::atomic<bool> rateIsLeftAlone_ = false; ///< the driver was given no rate
+    bool settingsChanged_ = false; ///< the driver applies a change before the next frame
     unsigned missesInRow_ = 0;
     TransferCounts atFirstMiss_; ///< of these
     bool noFramesReported_ = false;

@@ -253,7 +253,8 @@ TEST(Progress, StatusLineAndSummaryCarryTheNumbers)
     progress.FrameMissed(1 + 100 * 40'000'000LL);
     EXPECT_THAT(progress.StatusLine({}), HasSubstr("0.0 of 25.0 fps")) << "no frames, no rate";
     progress.FrameGrabbed(0, KvTd::kNoTemperature);
-    EXPECT_THAT(progress.StatusLine({}), HasSubstr("no temperature"));
+    EXPECT_THAT(progress.StatusLine({.settingsNotTaken = 2}),
+                AllOf(HasSubstr("no temperature"), EndsWith(", 2 settings not taken")));
     EXPECT_TRUE(progress.StatusDue(1000));
     EXPECT_FALSE(progress.StatusDue(1000 + 199'999'999));
     EXPECT_TRUE(progress.StatusDue(1000 + 200'000'000));

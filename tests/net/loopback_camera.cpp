@@ -35,13 +35,13 @@ bool IsOwnAddress(const std::string& address)
 
 } // namespace
 
-void UseNetworkCameras()
+void UseNetworkCameras(int patienceMs)
 {
     if (!IsOwnAddress("127.0.0.1")) {
         GTEST_SKIP() << "no loopback network here";
     }
     const gevplat::BackendChoice onlyNetwork{
-        .simulated = false, .network = true, .interface = "", .patienceMs = 1500};
+        .simulated = false, .network = true, .interface = "", .patienceMs = patienceMs};
     std::string error;
     ASSERT_TRUE(gevplat::ChooseBackends(onlyNetwork, &error)) << error;
 }

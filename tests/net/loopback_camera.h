@@ -13,7 +13,7 @@
 
 /** Network cameras and no others from here on. Skips the test, and says so, where there is no
  *  loopback. */
-void UseNetworkCameras();
+void UseNetworkCameras(int patienceMs = 1500);
 
 /** What the platform logs for the life of this object; there is one at a time. */
 class PlatformLog

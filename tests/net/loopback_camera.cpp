@@ -92,6 +92,13 @@ void LoopbackCamera::Start(const std::string& serial, const std::string& address
     }
 }
 
+void LoopbackCamera::Freeze() const
+{
+    if (process_ != nullptr) {
+        process_->Stop();
+    }
+}
+
 void LoopbackCamera::Kill()
 {
     Signal(SIGKILL);

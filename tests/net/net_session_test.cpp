@@ -40,7 +40,8 @@ std::int64_t RealTimeNs()
 class NetSession : public Session
 {
 protected:
-    static constexpr milliseconds kClosed{60'000}; ///< the library asks it five times, 2.5 s each
+    static constexpr milliseconds kClosed{2500}; ///< the library alone takes 5 s
+    static constexpr milliseconds kInterrupted{2000};
 
     void SetUp() override { UseNetworkCameras(); }
 
@@ -143,22 +144,94 @@ TEST_F(NetSession, AKilledCameraIsGoneAndItsSuccessorIsGrabbedFrom)
 
 TEST_F(NetSession, ACameraThatDiesUnnoticedIsClosedInBoundedTime)
 {
-    for (const int frames : {0, 2}) {
-        LoopbackCamera& camera = Start("D1");
-        Open("D1");
-        if (frames != 0) {
-            StartFor(4);
-            GrabFrames(frames);
+    for (const bool killed : {true, false}) {
+        for (const int frames : {0, 2}) {
+            LoopbackCamera& camera = Start("D1");
+            Open("D1");
+            if (frames != 0) {
+                StartFor(4);
+                GrabFrames(frames);
+            }
+            killed ? camera.Kill() : camera.Freeze();
+            // At once, before anybody noticed: these calls reach for the camera.
+            EXPECT_LT(TimeOf([&] {
+                          GevAbortTransfer(handle);
+                          GevFreeTransfer(handle);
+                          EXPECT_EQ(GevCloseCamera(&handle), kGevOk);
+                      }),
+                      kClosed);
+            camera.Kill();
         }
-        camera.Kill();
-        // At once, before anybody noticed: these calls reach for the camera.
-        EXPECT_LT(TimeOf([&] {
-                      GevAbortTransfer(handle);
-                      GevFreeTransfer(handle);
-                      EXPECT_EQ(GevCloseCamera(&handle), kGevOk);
-                  }),
-                  kClosed);
     }
+}
+
+TEST_F(NetSession, AnInterruptionEndsWhateverWaitsForASilentCamera)
+{
+    const struct {
+        const char* name;
+        bool open; ///< beforehand
+        std::function<void()> wait;
+    } kRows[] = {
+        {"listing", false, [&] { FindDevice("I1"); }},
+        {"opening", false, [&] { GevOpenCamera(&device, 2, &handle); }},
+        {"reading", true,
+         [&] { EXPECT_THROW(Integer("Width")->GetValue(), GenICam::TimeoutException); }},
+        {"starting", true, [&] { EXPECT_NE(GevStartTransfer(handle, kForEver), kGevOk); }},
+        {"stopping", true, [&] { GevAbortTransfer(handle); }},
+    };
+    for (const auto& row : kRows) {
+        SCOPED_TRACE(row.name);
+        LoopbackCamera& camera = Start("I1");
+        ASSERT_TRUE(FindDevice("I1"));
+        if (row.open) {
+            Open("I1");
+            ASSERT_EQ(Initialize(4), kGevOk);
+        }
+        camera.Freeze();
+        std::thread waiting(row.wait);
+        std::this_thread::sleep_for(milliseconds(100)); // it is most likely under way
+        EXPECT_LT(TimeOf([&] {
+                      GevInterruptCameras(1);
+                      waiting.join();
+                      GevFreeTransfer(handle);
+                      GevCloseCamera(&handle);
+                  }),
+                  kInterrupted);
+        GevInterruptCameras(0);
+        camera.Kill();
+    }
+}
+
+TEST_F(NetSession, ASilenceShorterThanThePatienceCostsOnlyFrames)
+{
+    UseNetworkCameras(20'000);
+    LoopbackCamera& camera = Start("P1");
+    Open("P1");
+    GEV_CAMERA_OPTIONS options{};
+    ASSERT_EQ(GevGetCameraInterfaceOptions(handle, &options), kGevOk);
+    options.heartbeatTimeoutMs = 60'000; // or the camera itself ends the session
+    ASSERT_EQ(GevSetCameraInterfaceOptions(handle, &options), kGevOk);
+    StartFor(4);
+    GrabFrames(1);
+    camera.Freeze();
+    std::thread thawing([&] {
+        std::this_thread::sleep_for(milliseconds(3000)); // longer than any time of the library's
+        EXPECT_NE(GevGetCameraInfo(handle), nullptr);
+        camera.Continue();
+    });
+    Float("Gain")->SetValue(2);
+    thawing.join();
+    EXPECT_EQ(Float("Gain")->GetValue(), 2);
+    GrabFrames(5);
+    EXPECT_EQ(GevAbortTransfer(handle), kGevOk);
+}
+
+TEST_F(NetSession, OpeningStopsWhatAFormerSessionLeftRunning)
+{
+    const std::string stop = "<Command Name=\"AcquisitionStop\">\n    <pValue>";
+    StartWith("O1", stop + "AcquisitionReg", stop + "autoBrightnessTargetReg");
+    Open("O1");
+    EXPECT_EQ(Integer("autoBrightnessTarget")->GetValue(), 0); // as the command has it
 }
 
 TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)

@@ -128,6 +128,11 @@ TransferCounts NewestTransfer()
     transfer.packetsReceived = counts.packetsReceived;
     transfer.packetsResent = counts.packetsResent;
     transfer.packetsMissing = counts.packetsMissing;
+    transfer.packetSize = counts.packetSize;
+    transfer.packetsOfFrame = counts.packetsOfFrame;
+    transfer.packetsOfNewestIncomplete = counts.packetsOfNewestIncomplete;
+    transfer.unknownPayload = counts.framesOfUnknownPayload;
+    transfer.startRefused = counts.startRefused != 0;
     return transfer;
 }
 

@@ -35,6 +35,7 @@ struct CameraConfig {
 struct StreamConfig {
     int packetSize = 1500;     ///< bytes
     std::uint32_t buffers = 8; ///< frames
+    int packetDelayUs = -1;    ///< between two packets; -1: as the driver sets it
     bool operator==(const StreamConfig&) const = default;
 };
 

@@ -1,6 +1,7 @@
 #include "report/log.h"
 
 #include "base/cancellation.h"
+#include "base/own_files.h"
 #include "base/write_all.h"
 
 #include <algorithm>
@@ -69,9 +70,10 @@ Log::~Log()
 
 bool Log::OpenFile(const std::string& path, std::string* error)
 {
-    FileHandle file(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+    std::string why;
+    FileHandle file(base::OpenFileForWriting(path, base::Existing::Append, &why));
     if (!file.Valid()) {
-        *error = fmt::format("can't open the log file {}: {}", path, std::strerror(errno));
+        *error = fmt::format("can't open the log file {}: {}", path, why);
         return false;
     }
     const std::lock_guard lock(mutex_);

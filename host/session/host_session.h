@@ -136,6 +136,7 @@ private:
     bool keptFromGoingOn_ = false;
     bool exportFailed_ = false;
     unsigned missesInRow_ = 0;
+    TransferCounts atFirstMiss_; ///< of these
     bool noFramesReported_ = false;
     EarlyEnd endedEarly_ = EarlyEnd::None;
     bool waitsForTrigger_ = false; ///< the camera, when it was last asked

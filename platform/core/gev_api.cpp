@@ -9,6 +9,7 @@
 #include "core/handle_table.h"
 #include "core/interruption.h"
 #include "core/newest_frame.h"
+#include "core/packet_delay.h"
 #include "genapi/raw_value.h"
 #include "injection/call_faults.h"
 #include "injection/record.h"
@@ -270,7 +271,10 @@ int GevGetCameraInterfaceOptions(void* handle, GEV_CAMERA_OPTIONS* options)
 int GevSetCameraInterfaceOptions(void* handle, const GEV_CAMERA_OPTIONS* options)
 {
     return AskCamera("GevSetCameraInterfaceOptions", handle, options != nullptr, NoArguments,
-                     [&](const Opened& opened) { return opened->camera->SetOptions(*options); });
+                     [&](const Opened& opened) {
+                         return opened->camera->SetOptions(
+                             gevplat::PacketDelay::AppliedTo(*options));
+                     });
 }
 
 int GevGetFeatureValue(void* handle, const char* feature, int size, void* value)

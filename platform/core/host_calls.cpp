@@ -5,6 +5,7 @@
 #include "core/handle_table.h"
 #include "core/interruption.h"
 #include "core/newest_frame.h"
+#include "core/packet_delay.h"
 #include "genapi/raw_value.h"
 
 #include <cstring>
@@ -97,6 +98,15 @@ int GevGetNewestFrame(GEV_FRAME_FACTS* facts)
     const base::CancellationGuard hold;
     return facts == nullptr ? static_cast<int>(kGevInvalidArgument)
                             : gevplat::NewestFrame::Get().Read(facts);
+}
+
+int GevOverridePacketDelay(std::int32_t delayUs)
+{
+    if (delayUs < -1) {
+        return kGevInvalidArgument;
+    }
+    gevplat::PacketDelay::Set(delayUs);
+    return kGevOk;
 }
 
 } // extern "C"

@@ -37,4 +37,8 @@ GEVPLAT_API int GevIsCameraHeld(const GEV_DEVICE_INFO* device, int* held);
  *  kGevNotReady before the first. */
 GEVPLAT_API int GevGetNewestFrame(GEV_FRAME_FACTS* facts);
 
+/** From now on GevSetCameraInterfaceOptions sets this inter-packet delay, in microseconds, in place
+ *  of the one that it is given. -1, as at the start: it sets what it is given. */
+GEVPLAT_API int GevOverridePacketDelay(std::int32_t delayUs);
+
 } // extern "C"

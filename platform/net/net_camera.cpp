@@ -21,6 +21,7 @@ using GenApi_3_0::CIntegerPtr;
 constexpr const char* kWidth = "Width";
 constexpr const char* kHeight = "Height";
 constexpr const char* kPixelFormat = "PixelFormat";
+constexpr const char* kPayloadSize = "PayloadSize";
 constexpr const char* kContinuous = "Continuous";
 constexpr const char* kStop = "AcquisitionStop";
 
@@ -141,7 +142,7 @@ int NetCamera::SetFeatureValue(const char* feature, int size, const void* value)
 
 int NetCamera::GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat)
 {
-    const int status = genapi::ReadRaw(features_, "PayloadSize", sizeof *payloadSize, payloadSize);
+    const int status = genapi::ReadRaw(features_, kPayloadSize, sizeof *payloadSize, payloadSize);
     return status != kGevOk
                ? status
                : genapi::ReadRaw(features_, kPixelFormat, sizeof *pixelFormat, pixelFormat);
@@ -195,6 +196,10 @@ Geometry NetCamera::ReadGeometry()
     constexpr std::uint64_t kBitsPerByte = 8;
     geometry.imageBytes =
         (std::uint64_t{geometry.width} * geometry.height * bits + kBitsPerByte - 1) / kBitsPerByte;
+    if (genapi::ReadRaw(features_, kPayloadSize, sizeof geometry.payloadBytes,
+                        &geometry.payloadBytes) != kGevOk) {
+        geometry.payloadBytes = geometry.imageBytes;
+    }
     return geometry;
 }
 
@@ -216,10 +221,11 @@ int NetCamera::StartTransfer(std::uint32_t frames)
         const Geometry geometry = ReadGeometry();
         AcquireForEver(features_);
         features_.LockTransferParameters(true);
-        transfer->Start(frames, geometry);
+        transfer->Start(frames, geometry, ReadPace(features_));
         ExecuteCommand(device_, "AcquisitionStart");
         return kGevOk;
     });
+    transfer->StartWasRefused(status != kGevOk);
     if (status != kGevOk) {
         Halt(*transfer, log);
     }

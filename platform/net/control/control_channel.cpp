@@ -220,7 +220,8 @@ void ControlChannel::GiveControlBack()
     const SessionEnd reachesOut;
     const std::lock_guard lock(mutex_);
     if (controls_ && !closed_) {
-        client_.WriteRegister(kControlPrivilege, 0, Time());
+        idleSince_ = GvcpClient::Clock::now();
+        Took(client_.WriteRegister(kControlPrivilege, 0, Time()));
     }
     closed_ = true;
 }

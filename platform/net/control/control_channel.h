@@ -57,7 +57,7 @@ public:
     /** The status of asking, before opening, whether nobody controls the camera. */
     int MayTakeControl();
     bool TakeControl(GError** error);
-    /** Waits for no answer longer than for a moment. Nothing is sent any more. */
+    /** Nothing is sent any more. */
     void GiveControlBack();
     /** Asks who controls the camera, which is also its heartbeat. After it was Gone, Ours only if
      * it still obeys us. */

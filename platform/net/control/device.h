@@ -72,6 +72,17 @@ public:
         }
     }
 
+    /** Hz of the time stamps; 0 and an error when it can't be read. Under the lock. The library's
+     * own call goes past the control channel, and waits for seconds. */
+    std::uint64_t TickFrequency(GError** error) const
+    {
+        guint32 high = 0;
+        guint32 low = 0;
+        const bool read = arv_device_read_register(device_, kTickFrequencyHigh, &high, error) &&
+                          arv_device_read_register(device_, kTickFrequencyLow, &low, error);
+        return read ? std::uint64_t{high} << 32 | low : 0;
+    }
+
     /** For accesses to nodes, under the lock. May raise anything. */
     void InjectFaults(injection::AccessKind kind, const char* feature)
     {

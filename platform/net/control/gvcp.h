@@ -13,8 +13,10 @@ namespace net
 
 /** Bootstrap registers, by address. */
 enum BootstrapRegister : std::uint32_t {
-    kDeviceVersion = 0x0088,    ///< text of 32 bytes
-    kHeartbeatTimeout = 0x0938, ///< milliseconds
+    kDeviceVersion = 0x0088,     ///< text of 32 bytes
+    kHeartbeatTimeout = 0x0938,  ///< milliseconds
+    kTickFrequencyHigh = 0x093C, ///< Hz, the upper 32 bits
+    kTickFrequencyLow = 0x0940,
     kControlPrivilege = 0x0A00, ///< 0: nobody has control
     kStreamPacketDelay = 0x0D08 ///< of channel 0, ticks of the time stamp counter
 };

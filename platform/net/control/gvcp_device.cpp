@@ -171,7 +171,11 @@ void CloseThrough(const Channel& channel, ArvDevice* device)
         g_object_unref(device); // the library tries to give control back itself
         return true;
     });
-    work->Wait([&channel] { return !channel->IsAnswering(); });
+    constexpr auto kAnswered = std::chrono::milliseconds(200);
+    const auto end = std::chrono::steady_clock::now() + kAnswered;
+    work->Wait([&channel, end] {
+        return !channel->IsAnswering() || std::chrono::steady_clock::now() >= end;
+    });
 }
 
 } // namespace net

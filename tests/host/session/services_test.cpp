@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 namespace
 {
@@ -58,6 +59,23 @@ TEST(Services, PositionsAloneMatchNoModel)
     EXPECT_EQ(KvGiMainCtx__GetActiveCamMask(), 2U);
     ASSERT_TRUE(tested.Configure("[camera]\npositions = [1]\nserial = \"S\"\n"));
     EXPECT_STREQ(KvGiMainCtx__GetModelStr(), "");
+}
+
+TEST(Services, StatisticsEndWithTheHeldBuffer)
+{
+    HostUnderTest tested;
+    ASSERT_TRUE(tested.memory.Open(fmt::format("/kvgrab-statistics-{}", getpid())));
+    KvGiMem__Init(100, 0);
+    const auto page = static_cast<std::uint32_t>(sysconf(_SC_PAGESIZE)); // of each buffer
+    std::vector<std::uint32_t> cdf(256);
+    std::uint8_t* const image = static_cast<std::uint8_t*>(KvGiMem__GetBufPtr(0));
+    KvSc__SetParamVal(KvTd::kParamCodec, "MONO8T");
+    const std::pair<std::uint8_t*, std::uint32_t> kImages[] = {
+        {image, page}, {image + 64, page - 64}, {image - 64, 0}};
+    for (const auto& [begin, counted] : kImages) {
+        KvGi__CalcLutDynam(begin, 64, 1'000'000, 64, 8, cdf.data());
+        EXPECT_EQ(cdf.back(), counted);
+    }
 }
 
 TEST(Services, ForcedValuesAreHandedBack)

@@ -141,6 +141,10 @@ TEST_F(Calls, FeaturesAsRawBytes)
     EXPECT_EQ(GevSetFeatureValue(handle, "Width", 4, &narrow), kGevBadValue);
     EXPECT_EQ(GevSetFeatureValue(handle, "WidthMax", 4, &narrow), kGevAccessDenied);
     EXPECT_EQ(GevSetFeatureValue(handle, "NoSuchFeature", 4, &narrow), kGevNotFound);
+    for (const char* noNumber : {"DeviceUserID", "UserSetSave"}) {
+        EXPECT_EQ(GevGetFeatureValue(handle, noNumber, 8, &wide), kGevBadValue);
+        EXPECT_EQ(GevSetFeatureValue(handle, noNumber, 8, &wide), kGevBadValue);
+    }
 }
 
 TEST_F(Calls, ADetachedCameraAnswersNobodyUntilItIsBack)

@@ -267,14 +267,6 @@ void Grabbing::Finish(NextStep* last)
         return signals_.Terminating() && MonotonicNs() - signals_.EndAskedNs() >= drainNs;
     });
     guard_->Stop();
-    if (leavesWritersBehind_) {
-        last->sentence = fmt::format("{}; {} pictures were not written within export.drain_s",
-                                     last->sentence, exporter_->Counters().notWritten);
-        if (last->status == ExitStatus::Done && start_.exporting.stopOnError) {
-            last->status = ExitStatus::ExportFailed;
-            return;
-        }
-    }
     if (options_.traceFile && !trace_.Close()) {
         log_->Line(1, "the trace is incomplete: not all of it could be written");
     }
@@ -288,6 +280,15 @@ void Grabbing::Finish(NextStep* last)
     }
     if (last->status == ExitStatus::ExportFailed) {
         last->sentence = exporter_->ErrorText();
+    }
+    if (leavesWritersBehind_) {
+        const std::string_view why = last->sentence;
+        last->sentence = fmt::format("{}; {} pictures were not written within export.drain_s",
+                                     why.substr(0, why.size() - (why.ends_with('.') ? 1 : 0)),
+                                     exporter_->Counters().notWritten);
+        if (last->status == ExitStatus::Done && start_.exporting.stopOnError) {
+            last->status = ExitStatus::ExportFailed;
+        }
     }
 }
 

@@ -1,0 +1,95 @@
+/** How far capture times are from the truth, in an hour of frames. Virtual: no clock is asked. */
+#include "benchmarks/stamps/play.h"
+#include "benchmarks/stamps/trace.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+using namespace stamps;
+
+namespace
+{
+
+Recipe Hour(std::uint64_t seed)
+{
+    Recipe recipe;
+    recipe.seconds = 3600;
+    recipe.lostRatio = 0.01;
+    recipe.seed = seed;
+    return recipe;
+}
+
+/** The largest error of the frames between two times, apart from the offset of the whole hour. */
+double Worst(const Played& played, double fromS, double toS)
+{
+    const double offsetUs = Evaluate(played).offsetUs;
+    double worst = 0;
+    for (const StampError& error : played.errors) {
+        if (error.atS >= fromS && error.atS < toS) {
+            worst = std::max(worst, std::abs(error.errorUs - offsetUs));
+        }
+    }
+    return worst;
+}
+
+} // namespace
+
+TEST(Capture, AnHourIsWithinMicrosecondsWhateverTheDelays)
+{
+    struct Case {
+        std::string what;
+        void (*change)(Recipe*);
+        double most; ///< 99 % of the errors
+        double worst;
+    };
+    const std::vector<Case> cases = {
+        {"exponential", [](Recipe*) {}, 1, 100},
+        {"lognormal",
+         [](Recipe* r) {
+             r->delays = Delays::Lognormal;
+             r->jitterUs = 100;
+         },
+         5, 100},
+        {"Pareto",
+         [](Recipe* r) {
+             r->delays = Delays::Pareto;
+             r->jitterUs = 100;
+         },
+         1, 100},
+        {"every tenth late",
+         [](Recipe* r) {
+             r->tailRatio = 0.1;
+             r->tailUs = 9000;
+         },
+         1, 100},
+        {"fast camera clock", [](Recipe* r) { r->driftPpm = -80; }, 1, 100},
+        {"few frames", [](Recipe* r) { r->fps = 5; }, 5, 100},
+        {"many frames",
+         [](Recipe* r) {
+             r->fps = 500;
+             r->seconds = 600;
+         },
+         1, 100},
+        {"a counter that wraps", [](Recipe* r) { r->tickBits = 32; }, 1, 100},
+        {"wandering", [](Recipe* r) { r->wanderPpm = 1; }, 5, 100},
+        {"wandering, lognormal",
+         [](Recipe* r) {
+             r->wanderPpm = 1;
+             r->delays = Delays::Lognormal;
+             r->jitterUs = 100;
+         },
+         20, 100},
+    };
+    for (const Case& one : cases) {
+        Recipe recipe = Hour(3);
+        one.change(&recipe);
+        const Played played = PlayCapture(MakeTrace(recipe));
+        const Summary errors = Evaluate(played).withoutOffset;
+        EXPECT_LT(errors.most, one.most) << one.what;
+        EXPECT_LT(errors.worst, one.worst) << one.what;
+        EXPECT_EQ(played.wentBack, 0U) << one.what;
+        EXPECT_EQ(played.reanchored, 0U) << one.what;
+    }
+}

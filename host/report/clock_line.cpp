@@ -13,6 +13,11 @@ namespace
 constexpr std::size_t kLeastFrames = 16; ///< of a block that has grown
 constexpr double kLeastNs = 1e9;
 constexpr double kNsPerS = 1e9;
+/** How clocks usually differ, one standard deviation; beyond three of these, differences are about
+ * as unlikely as there, since the length of a tick may be rounded. */
+constexpr double kUsualSlope = 100e-6;
+constexpr double kUnusual = 3;
+constexpr double kSteepest = 1;
 /** From the median of absolute deviations to the standard deviation of normal errors. */
 constexpr double kDeviationOfMedian = 1.4826;
 
@@ -22,6 +27,21 @@ double MedianOf(double* values, std::size_t count)
     double* const middle = values + count / 2;
     std::nth_element(values, middle, values + count);
     return *middle;
+}
+
+/** The negative logarithm of a slope's probability. */
+double Unlikeliness(double slope)
+{
+    const double deviations = std::abs(slope) / kUsualSlope;
+    return deviations <= kUnusual ? deviations * deviations / 2
+                                  : kUnusual * deviations - kUnusual * kUnusual / 2;
+}
+
+/** The slope at which Unlikeliness rises as fast as what is gained by a steeper one. */
+double BestSlope(double gain)
+{
+    const double slope = gain * kUsualSlope * kUsualSlope;
+    return std::abs(slope) <= kUnusual * kUsualSlope ? slope : std::copysign(kSteepest, slope);
 }
 
 double SlopeBetween(const ClockLine::Point& a, const ClockLine::Point& b)
@@ -44,17 +64,28 @@ template <std::size_t kMost> struct LowerHull {
     }
 };
 
-/** The mean delay, if delays are distributed exponentially. */
+/** The mean delay, if delays are distributed exponentially: from the quartile of frames that are
+ *  farthest above the hull. */
 template <std::size_t kMost>
-double TypicalDelay(const std::array<ClockLine::Point, kMost>& frames, std::size_t count)
+double TypicalDelay(const std::array<ClockLine::Point, kMost>& frames, std::size_t count,
+                    const LowerHull<kMost>& hull)
 {
-    constexpr double kOfMedian = 1 / 0.6931;
-    constexpr double kLeastDelayNs = 2000;
-    std::array<double, kMost> offsets{};
-    std::transform(frames.begin(), frames.begin() + count, offsets.begin(),
-                   [](const ClockLine::Point& frame) { return frame.offsetNs; });
-    const double least = *std::min_element(offsets.begin(), offsets.begin() + count);
-    return std::max((MedianOf(offsets.data(), count) - least) * kOfMedian, kLeastDelayNs);
+    constexpr double kOfQuartile = 1 / 1.386;
+    constexpr double kLeastDelayNs = 5000;
+    std::array<double, kMost> above{};
+    std::size_t side = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        while (side + 2 < hull.count && frames[i].cameraNs > hull.corners[side + 1].cameraNs) {
+            ++side;
+        }
+        const ClockLine::Point& corner = hull.corners[side];
+        const double slope = hull.count < 2 ? 0 : SlopeBetween(corner, hull.corners[side + 1]);
+        above[i] =
+            frames[i].offsetNs - corner.offsetNs - slope * (frames[i].cameraNs - corner.cameraNs);
+    }
+    double* const quartile = above.data() + count * 3 / 4;
+    std::nth_element(above.data(), quartile, above.data() + count);
+    return std::max(*quartile * kOfQuartile, kLeastDelayNs);
 }
 
 } // namespace
@@ -118,8 +149,6 @@ void ClockLine::MergePairs()
  *  between those of the two sides that meet there. */
 ClockLine::Line ClockLine::LineBelow(double atNs) const
 {
-    constexpr double kUsualSlope = 100e-6; // one standard deviation
-    constexpr double kSteepest = 1;
     std::array<Point, kGrowingBlocks + 1> frames;
     std::copy_n(blocks_.begin(), count_, frames.begin());
     std::size_t count = count_;
@@ -133,7 +162,7 @@ ClockLine::Line ClockLine::LineBelow(double atNs) const
         mean.cameraNs += frames[i].cameraNs / static_cast<double>(count);
         mean.offsetNs += frames[i].offsetNs / static_cast<double>(count);
     }
-    const double perDelay = static_cast<double>(count) / TypicalDelay(frames, count);
+    const double perDelay = static_cast<double>(count) / TypicalDelay(frames, count, hull);
     Line best;
     double mostLikely = std::numeric_limits<double>::lowest();
     for (std::size_t i = 0; i < hull.count; ++i) {
@@ -142,11 +171,9 @@ ClockLine::Line ClockLine::LineBelow(double atNs) const
         const double right =
             i + 1 == hull.count ? kSteepest : SlopeBetween(corner, hull.corners[i + 1]);
         const double leverNs = mean.cameraNs - corner.cameraNs;
-        const double slope =
-            std::max(std::min(perDelay * leverNs * kUsualSlope * kUsualSlope, right), left);
+        const double slope = std::max(std::min(BestSlope(perDelay * leverNs), right), left);
         const double meanDelay = mean.offsetNs - corner.offsetNs - slope * leverNs;
-        const double likelihood =
-            -perDelay * meanDelay - slope * slope / (2 * kUsualSlope * kUsualSlope);
+        const double likelihood = -perDelay * meanDelay - Unlikeliness(slope);
         if (likelihood > mostLikely) {
             mostLikely = likelihood;
             best = {atNs, corner.offsetNs + slope * (atNs - corner.cameraNs), slope, 0};

@@ -3,6 +3,7 @@
 #include "benchmarks/stamps/trace.h"
 
 #include <cmath>
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -91,5 +92,37 @@ TEST(Capture, AnHourIsWithinMicrosecondsWhateverTheDelays)
         EXPECT_LT(errors.worst, one.worst) << one.what;
         EXPECT_EQ(played.wentBack, 0U) << one.what;
         EXPECT_EQ(played.reanchored, 0U) << one.what;
+    }
+}
+
+TEST(Capture, FollowsAClockThatIsSetWithinTwoSeconds)
+{
+    constexpr double kSetAtS = 300;
+    for (const double fps : {5.0, 100.0}) {
+        for (const double stepUs : {-1e12, -200'000.0, -3000.0, 900.0, 200'000.0, 3.6e9}) {
+            for (const bool camera : {false, true}) {
+                Recipe recipe = Hour(4);
+                recipe.seconds = 2 * kSetAtS;
+                recipe.fps = fps;
+                recipe.firstTick = 2e15;
+                if (!camera) {
+                    recipe.clockSteps = {{kSetAtS, stepUs}};
+                }
+                Trace trace = MakeTrace(recipe);
+                const double setAtUs = trace.frames[0].truthUs + kSetAtS * 1e6;
+                for (TraceFrame& frame : trace.frames) {
+                    frame.ticks += camera && frame.truthUs >= setAtUs
+                                       ? static_cast<std::uint64_t>(std::llround(stepUs * 1e3))
+                                       : 0;
+                }
+                const Played played = PlayCapture(trace);
+                const std::string what = fmt::format("{} moved by {} us, {} per second",
+                                                     camera ? "camera" : "host", stepUs, fps);
+                EXPECT_EQ(played.reanchored, 1U) << what;
+                EXPECT_LE(played.wentBack, 1U) << what;
+                EXPECT_LT(Worst(played, 10, kSetAtS - 1), 20) << what;
+                EXPECT_LT(Worst(played, kSetAtS + 2, 2 * kSetAtS), 20) << what;
+            }
+        }
     }
 }

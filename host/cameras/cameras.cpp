@@ -3,6 +3,7 @@
 #include "cameras/waveform.h"
 #include "gev_api.h"
 #include "gev_backend_choice.h"
+#include "gev_host.h"
 #include "sim_control.h"
 
 #include <fmt/format.h>
@@ -109,6 +110,15 @@ TransferCounts NewestTransfer()
     transfer.packetsResent = counts.packetsResent;
     transfer.packetsMissing = counts.packetsMissing;
     return transfer;
+}
+
+FrameFacts NewestFrame()
+{
+    GEV_FRAME_FACTS facts = {};
+    if (GevGetNewestFrame(&facts) != kGevOk) {
+        return {};
+    }
+    return {facts.frameNumber, facts.timestamp, facts.arrivalNs};
 }
 
 } // namespace kvgrab

@@ -199,7 +199,8 @@ void Grabbing::GiveAdvice()
 NextStep Grabbing::RunSessions()
 {
     host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
-                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr});
+                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
+                            NewestFrame});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
 }
@@ -239,7 +240,7 @@ void Grabbing::PrintSummary(std::int64_t runNs) const
     const PictureCounts pictures = {config.format != "none", written.exported, written.skipped,
                                     written.failed, config.directory};
     std::fputs(host_->progress.Summary(pictures, host_->Transfers(), runNs).c_str(), stdout);
-    if (const auto drift = host_->Drift()) {
+    if (const auto drift = host_->Drift(); drift && drift->IsSignificant()) {
         std::fputs(DriftLine(*drift).c_str(), stdout);
     }
     if (options_.showLines) {

@@ -48,6 +48,7 @@ void HostSession::SessionBegins()
     PlanNextLoop();
     timing.Begins(parts.monotonicNs());
     dynamicLut.Forget();
+    captureTimes_.SessionBegins();
 }
 
 void HostSession::SessionEnded()
@@ -313,6 +314,12 @@ int HostSession::Publish(std::uint32_t id, const void* value)
 /** The driver publishes the frame counter last, so all of the frame's values are known now. */
 void HostSession::FrameDescribed()
 {
+    const std::int64_t arrivalNs =
+        captureTimes_.Complete(&scenario.frame, parts.newestFrame(), scenario.tickNs, arrivalNs_);
+    const std::string clockWasSet = captureTimes_.Notice(parts.monotonicNs());
+    if (!clockWasSet.empty()) {
+        parts.log.Line(2, clockWasSet);
+    }
     if (scenario.tickNs == 0) {
         return;
     }
@@ -320,7 +327,7 @@ void HostSession::FrameDescribed()
         drift_.emplace(scenario.tickNs);
     }
     drift_->Frame(static_cast<std::int64_t>(scenario.frame.cameraTicks * scenario.tickNs),
-                  arrivalNs_);
+                  arrivalNs);
     if (parts.trace != nullptr) {
         parts.trace->Frame(
             arrivalNs_ / 1000, scenario.frame.cameraTicks,
@@ -350,6 +357,8 @@ int HostSession::Export(std::uint64_t timeUs)
     view.frameCounter = scenario.frame.frameCounter;
     view.gainDb = scenario.frame.gainDb;
     view.exposureUs = scenario.frame.exposureUs;
+    view.cameraFrameNumber = scenario.frame.cameraFrameNumber;
+    view.captureTimeNs = scenario.frame.captureTimeNs;
     const ExportResult result = parts.exporter.Export(view);
     parts.memory.Release();
     return result == ExportResult::kFailed ? -1 : 0;

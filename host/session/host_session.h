@@ -12,6 +12,7 @@
 #include "report/frame_trace.h"
 #include "report/log.h"
 #include "report/progress.h"
+#include "session/capture_times.h"
 #include "session/dynamic_lut.h"
 #include "session/scenario.h"
 #include "session/session_timing.h"
@@ -36,6 +37,7 @@ struct HostParts {
     std::function<TransferCounts()> transfers; ///< of the newest transfer
     std::function<std::int64_t()> wallClockNs; ///< clock of the frames' time stamps
     FrameTrace* trace = nullptr;               ///< records the frames; null: no trace
+    std::function<FrameFacts()> newestFrame = [] { return FrameFacts(); };
 };
 
 class HostSession
@@ -115,7 +117,8 @@ private:
     TransferCounts finishedTransfers_;
     std::uint64_t newestFinished_ = 0; ///< number of the newest finished transfer
     std::optional<ClockDrift> drift_;  ///< from the first frame on
-    std::int64_t arrivalNs_ = 0;       ///< of the newest frame, on the wall clock
+    CaptureTimes captureTimes_;
+    std::int64_t arrivalNs_ = 0; ///< of the newest frame, on the wall clock
     bool grabbing_ = false;
     std::uint32_t frameLimit_ = 0; ///< of the device session
     std::uint32_t framesToGrab_ = 0;

@@ -12,7 +12,6 @@
 #include <fstream>
 #include <map>
 #include <optional>
-#include <utility>
 
 namespace
 {
@@ -81,6 +80,16 @@ void Print(const std::string& name, const Played& played)
     }
 }
 
+/** Removes what all errors have in common, and returns it. */
+double TakeOffset(Played* played)
+{
+    const double offsetUs = Evaluate(*played).offsetUs;
+    for (StampError& error : played->errors) {
+        error.errorUs -= offsetUs;
+    }
+    return offsetUs;
+}
+
 int Run(const Options& options)
 {
     Trace trace;
@@ -111,15 +120,16 @@ int Run(const Options& options)
     std::vector<Played> played;
     std::vector<Panel> panels;
     played.reserve(ways.size() + 1);
-    const auto show = [&](const std::string& name, Played one) {
-        played.push_back(std::move(one));
-        Print(name, played.back());
-        panels.push_back({name, &played.back()});
-    };
     for (const Way& way : ways) {
-        show(way.name, Play(trace, way.tsAdjNs));
+        played.push_back(Play(trace, way.tsAdjNs));
+        Print(way.name, played.back());
+        panels.push_back({way.name, &played.back()});
     }
-    show("capture time", PlayCapture(trace));
+    played.push_back(PlayCapture(trace));
+    Print("capture time", played.back());
+    const double offsetUs = TakeOffset(&played.back());
+    panels.push_back(
+        {fmt::format("capture time, without its offset of {:.1f} us", offsetUs), &played.back()});
     if (!options.svgFile.empty()) {
         std::ofstream(options.svgFile) << Draw(panels);
         std::printf("\ndrawn into %s\n", options.svgFile.c_str());

@@ -108,12 +108,14 @@ bool CaptureClock::IsOutlier(const Times& frame, Reading* reading)
     (above < 0 ? late_ : early_) = {};
     Outliers& outliers = above < 0 ? early_ : late_;
     if (outliers.count++ == 0) {
-        outliers = {1, frame.cameraNs, above, WhichWasSet(frame)};
+        outliers = {1, frame, above, WhichWasSet(frame)};
     }
     outliers.leastNs = std::min(outliers.leastNs, above);
-    const bool enough =
-        above < 0 ? outliers.count >= kEarlyFrames
-                  : outliers.count >= kLateFrames && frame.cameraNs - outliers.fromNs >= kLateNs;
+    // By both clocks: frames that waited while the host stood still come all at once.
+    const double lastedNs =
+        std::min(frame.cameraNs - outliers.from.cameraNs, frame.hostNs - outliers.from.hostNs);
+    const bool enough = above < 0 ? outliers.count >= kEarlyFrames
+                                  : outliers.count >= kLateFrames && lastedNs >= kLateNs;
     if (enough) {
         reading->set = outliers.set;
         const double byNs = outliers.set == ClockSet::Host ? outliers.leastNs : -outliers.leastNs;

@@ -13,11 +13,11 @@ enum class ClockSet { None, Host, Camera };
 /** Maps the ticks of frames to the host's clock while they come. A capture time is later than the
  *  camera's stamp by the shortest delay of an arrival, which is the same for all frames.
  *
- *  Capture times rise as the ticks rise: a correction makes a frame's distance from the frame
- *  before at most half as long as the camera's. Only when a clock was set may they go back. A clock
- *  counts as set when two frames in a row come far too early, when all frames have come far too
- *  late for 1.2 seconds, or when the ticks go back without having wrapped. "Far" is 0.2 ms, or more
- *  when arrivals scatter more. Ticks that wrap are continued. Allocates nothing. */
+ *  Capture times rise as the ticks rise: no correction shortens the distance between two frames to
+ *  less than half of that on the camera's clock. Only when a clock was set may they go back. A
+ *  clock counts as set when two frames in a row came far too early, when all frames came far too
+ *  late for 1.2 seconds by both clocks, or when the ticks go back without having wrapped. Far is
+ *  0.2 ms, or more when arrivals scatter more. Ticks that wrap are continued. Allocates nothing. */
 class CaptureClock
 {
 public:
@@ -61,7 +61,7 @@ private:
     /** Frames in a row that came far too early, or far too late. */
     struct Outliers {
         unsigned count = 0;
-        double fromNs = 0;
+        Times from;
         double leastNs = 0; ///< above the line
         ClockSet set = ClockSet::None;
     };

@@ -54,14 +54,18 @@ double CaptureClock::Above(const Times& frame) const
     return Offset(frame) - line_.OffsetAt(frame.cameraNs);
 }
 
-/** How far a frame is from the line when it is no longer explained by its delay. */
-double CaptureClock::Far(const Times& frame) const
+/** How far a frame is from the line when it is no longer explained by its delay; a short way below,
+ *  since no delay is negative. */
+double CaptureClock::Far(const Times& frame, bool early) const
 {
-    constexpr double kFarNs = 200e3;
+    constexpr double kFarEarlyNs = 50e3;
+    constexpr double kFarLateNs = 200e3;
     constexpr double kScatters = 8;
     constexpr double kTypicalDelays = 4;
     constexpr double kDrift = 5e-6; // that the line may have missed since the frame before
-    return std::max({kFarNs, kScatters * line_.ScatterNs(), kTypicalDelays * typicalDelayNs_}) +
+    const double far = early ? std::max(kFarEarlyNs, typicalDelayNs_)
+                             : std::max(kFarLateNs, kTypicalDelays * typicalDelayNs_);
+    return std::max(far, kScatters * line_.ScatterNs()) +
            kDrift * (frame.cameraNs - last_.cameraNs);
 }
 
@@ -97,7 +101,7 @@ bool CaptureClock::IsOutlier(const Times& frame, Reading* reading)
     constexpr double kLateNs = 1.2e9;
     constexpr double kAdapt = 0.03;
     const double above = Above(frame);
-    const double far = Far(frame);
+    const double far = Far(frame, above < 0);
     if (std::abs(above) <= far || frames_ <= kFramesToKnow || frame.cameraNs < kNsToKnow) {
         early_ = {};
         late_ = {};

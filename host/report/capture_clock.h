@@ -17,7 +17,8 @@ enum class ClockSet { None, Host, Camera };
  *  less than half of that on the camera's clock. Only when a clock was set may they go back. A
  *  clock counts as set when two frames in a row came far too early, when all frames came far too
  *  late for 1.2 seconds by both clocks, or when the ticks go back without having wrapped. Far is
- *  0.2 ms, or more when arrivals scatter more. Ticks that wrap are continued. Allocates nothing. */
+ *  0.05 ms early or 0.2 ms late, or more when arrivals scatter more. Ticks that wrap are continued.
+ * Allocates nothing. */
 class CaptureClock
 {
 public:
@@ -38,7 +39,7 @@ private:
     };
     double Offset(const Times& frame) const { return frame.hostNs - movedNs_ - frame.cameraNs; }
     double Above(const Times& frame) const;
-    double Far(const Times& frame) const;
+    double Far(const Times& frame, bool early) const;
     bool WasSetBack(Times* frame, Reading* reading);
     bool IsOutlier(const Times& frame, Reading* reading);
     void Move(double ns, const Times& frame);

@@ -208,6 +208,7 @@ ClockLine::Line ClockLine::LineThroughNewest(std::size_t count, double atNs) con
     constexpr int kTimes = 3;
     constexpr double kFarOut = 4;
     constexpr double kLeastDeviationNs = 300;
+    constexpr double kMostDeviationNs = 10e3; // where two crowds of blocks are as large
     const Point* const newest = blocks_.data() + count_ - count;
     Line line = {atNs, OffsetAt(atNs), line_.slope, static_cast<double>(count)};
     std::array<double, kBlocks> above;
@@ -223,7 +224,8 @@ ClockLine::Line ClockLine::LineThroughNewest(std::size_t count, double atNs) con
             sorted[i] = std::abs(above[i] - middle);
         }
         const double deviation =
-            std::max(MedianOf(sorted.data(), count) * kDeviationOfMedian, kLeastDeviationNs);
+            std::clamp(MedianOf(sorted.data(), count) * kDeviationOfMedian, kLeastDeviationNs,
+                       std::max(kMostDeviationNs, 3 * scatterNs_));
         double blocks = 0;
         double sumS = 0;
         double sumNs = 0;

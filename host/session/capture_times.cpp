@@ -44,9 +44,9 @@ std::string CaptureTimes::Notice(std::int64_t nowNs)
     const char* const direction = reading.byNs < 0 ? "back" : "forward";
     const double seconds = std::abs(static_cast<double>(reading.byNs)) / 1e9;
     return reading.set == ClockSet::Host
-               ? fmt::format("the host's clock was set {} by {:.4f} s; capture times follow it{}",
+               ? fmt::format("the host's clock was set {} by {:.6f} s; capture times follow it{}",
                              direction, seconds, more)
-               : fmt::format("the camera's clock was set {} by {:.4f} s; capture times are related "
+               : fmt::format("the camera's clock was set {} by {:.6f} s; capture times are related "
                              "to it anew{}",
                              direction, seconds, more);
 }

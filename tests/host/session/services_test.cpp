@@ -151,8 +151,9 @@ TEST(Services, CaptureTimesFollowTheCameraAndClocksThatAreSetAreReported)
     Publish<std::uint64_t>(KvTd::kParamCameraTicks, 6);
     Publish(KvTd::kParamFrameCounter, 0U);
     EXPECT_EQ(tested.host.scenario.frame.cameraFrameNumber, 0U) << "another frame's number";
-    EXPECT_THAT(tested.logged.Content(),
-                HasSubstr("the host's clock was set forward by 2.5000 s; capture times follow it"));
+    EXPECT_THAT(
+        tested.logged.Content(),
+        HasSubstr("the host's clock was set forward by 2.500000 s; capture times follow it"));
 }
 
 TEST(Services, MissedRoundTellsUsrAgain)

@@ -139,11 +139,11 @@ ClockSet CaptureClock::WhichWasSet(const Times& frame) const
                : ClockSet::Host;
 }
 
+/** Offsets are on the line again afterwards, so that it goes on as it is. */
 void CaptureClock::Move(double ns, const Times& frame)
 {
     movedNs_ += ns;
     settleUntilNs_ = frame.cameraNs + kSettlingNs;
-    line_.DropUnfinishedBlock();
     early_ = {};
     late_ = {};
 }
@@ -155,7 +155,6 @@ void CaptureClock::Settle(const Times& frame)
     const double above = Above(frame);
     if (frame.cameraNs < settleUntilNs_ && above < 0) {
         movedNs_ += above;
-        line_.DropUnfinishedBlock();
     }
 }
 

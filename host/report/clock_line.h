@@ -29,8 +29,6 @@ public:
     };
     /** Frames come in the order of their camera times, which all differ. */
     void Add(Point frame);
-    /** Forgets the frames of the block that isn't complete yet. */
-    void DropUnfinishedBlock() { unfinishedFrames_ = 0; }
 
     double OffsetAt(double cameraNs) const
     {

@@ -64,6 +64,10 @@ TEST(Capture, AnHourIsWithinMicrosecondsWhateverTheDelays)
         r->tailRatio = 0.5;
         r->tailUs = 9000;
     };
+    const auto fewLate = [](Recipe* r) {
+        r->fps = 5;
+        r->jitterUs = 300;
+    };
     const auto wanderingLognormal = [](Recipe* r) {
         r->wanderPpm = 1;
         r->delays = Delays::Lognormal;
@@ -80,6 +84,7 @@ TEST(Capture, AnHourIsWithinMicrosecondsWhateverTheDelays)
         {"a tick of rounded length", [](Recipe* r) { r->driftPpm = 2000; }, 1, 300},
         {"a counter that wraps", [](Recipe* r) { r->tickBits = 32; }, 0.6},
         {"few frames", [](Recipe* r) { r->fps = 5; }, 3},
+        {"few frames, long delays", fewLate, 30, 1000},
         {"wandering", [](Recipe* r) { r->wanderPpm = 1; }, 2},
         {"wandering, lognormal", wanderingLognormal, 10},
     };

@@ -38,6 +38,11 @@ CaptureClock::Reading CaptureClock::Frame(std::uint64_t ticks, std::int64_t arri
     }
     const double distanceNs = frame.cameraNs - last_.cameraNs;
     double captureNs = frame.cameraNs + movedNs_ + line_.OffsetAt(frame.cameraNs);
+    if (early_.count != 0) {
+        // Either a clock was set, which the next frame decides, or this time stamp is wrong.
+        reading.captureNs = arrivalNs;
+        return reading;
+    }
     if (reading.set == ClockSet::None) {
         captureNs = std::max(captureNs, lastCaptureNs_ + distanceNs / 2);
     }

@@ -14,11 +14,13 @@ enum class ClockSet { None, Host, Camera };
  *  camera's stamp by the shortest delay of an arrival, which is the same for all frames.
  *
  *  Capture times rise as the ticks rise: no correction shortens the distance between two frames to
- *  less than half of that on the camera's clock. Only when a clock was set may they go back. A
- *  clock counts as set when two frames in a row came far too early, when all frames came far too
- *  late for 1.2 seconds by both clocks, or when the ticks go back without having wrapped. Far is
- *  0.05 ms early or 0.2 ms late, or more when arrivals scatter more. Ticks that wrap are continued.
- * Allocates nothing. */
+ *  less than half of that on the camera's clock. They may go back only when a clock was set, or for
+ *  a frame that came too early for its time stamp and gets its arrival instead. A clock counts as
+ *  set when two frames in a row came far too early, when all frames came far too late for 1.2
+ *  seconds by both clocks, or when the ticks go back without having wrapped. Far is 0.05 ms early
+ *  or 0.2 ms late, or more when arrivals scatter more. Ticks that wrap are continued.
+ *
+ *  Allocates nothing. */
 class CaptureClock
 {
 public:

@@ -136,3 +136,16 @@ TEST(Capture, FollowsAClockThatIsSetWithinTwoSeconds)
         }
     }
 }
+
+TEST(Capture, ASingleWrongTimeStampAffectsNoOtherFrame)
+{
+    Recipe recipe = Hour(5);
+    recipe.seconds = 300;
+    Trace trace = MakeTrace(recipe);
+    const std::size_t wrong = trace.frames.size() / 2;
+    trace.frames[wrong].ticks += 3'600'000'000'000;
+    Played played = PlayCapture(trace);
+    EXPECT_EQ(played.reanchored, 0U);
+    played.errors.erase(played.errors.begin() + static_cast<std::ptrdiff_t>(wrong) - 1);
+    EXPECT_LT(Worst(played, 10, 300), 20);
+}

@@ -136,4 +136,13 @@ TransferCounts NewestTransfer()
     return transfer;
 }
 
+FrameFacts NewestFrame()
+{
+    GEV_FRAME_FACTS facts = {};
+    if (GevGetNewestFrame(&facts) != kGevOk) {
+        return {};
+    }
+    return {facts.frameNumber, facts.timestamp, facts.arrivalNs};
+}
+
 } // namespace kvgrab

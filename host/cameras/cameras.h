@@ -3,6 +3,7 @@
 
 #include "cameras/camera_table.h"
 #include "config/config.h"
+#include "memory/frame_values.h"
 #include "report/log.h"
 #include "report/progress.h"
 
@@ -44,5 +45,8 @@ std::string DrawOutputLines();
 
 /** Counts of the newest transfer. */
 TransferCounts NewestTransfer();
+
+/** What the platform knows of the frame that it delivered last. */
+FrameFacts NewestFrame();
 
 } // namespace kvgrab

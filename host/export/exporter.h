@@ -52,6 +52,8 @@ struct FrameView {
     std::uint32_t frameCounter = 0;
     float gainDb = 0;
     float exposureUs = 0;
+    std::uint64_t cameraFrameNumber = 0; ///< 0: none
+    std::uint64_t captureTimeNs = 0;     ///< since the epoch; 0: none
 };
 
 enum class ExportResult {

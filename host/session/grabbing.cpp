@@ -222,7 +222,7 @@ NextStep Grabbing::RunSessions()
     host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
                             NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
                             &*guard_, CameraWaitsForTrigger, JudgeOpenCamera, RateOfOpenCamera,
-                            options_.strict});
+                            options_.strict, NewestFrame});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
 }
@@ -306,7 +306,7 @@ void Grabbing::PrintSummary(std::int64_t runNs) const
                        .c_str(),
                    stdout);
     }
-    if (const auto drift = host_->Drift()) {
+    if (const auto drift = host_->Drift(); drift && drift->IsSignificant()) {
         std::fputs(DriftLine(*drift).c_str(), stdout);
     }
     std::fputs(features_->Summary().c_str(), stdout);

@@ -55,6 +55,7 @@ void HostSession::SessionBegins()
     PlanNextLoop();
     timing.Begins(parts.monotonicNs());
     dynamicLut.Forget();
+    captureTimes_.SessionBegins();
 }
 
 void HostSession::SessionEnded()
@@ -404,6 +405,12 @@ int HostSession::Publish(std::uint32_t id, const void* value)
 /** The driver publishes the frame counter last, so all of the frame's values are known now. */
 void HostSession::FrameDescribed()
 {
+    const std::int64_t arrivalNs =
+        captureTimes_.Complete(&scenario.frame, parts.newestFrame(), scenario.tickNs, arrivalNs_);
+    const std::string clockWasSet = captureTimes_.Notice(parts.monotonicNs());
+    if (!clockWasSet.empty()) {
+        parts.log.Line(2, clockWasSet);
+    }
     if (scenario.tickNs == 0) {
         return;
     }
@@ -411,7 +418,7 @@ void HostSession::FrameDescribed()
         drift_.emplace(scenario.tickNs);
     }
     drift_->Frame(static_cast<std::int64_t>(scenario.frame.cameraTicks * scenario.tickNs),
-                  arrivalNs_);
+                  arrivalNs);
     if (parts.trace != nullptr) {
         parts.trace->Frame(
             arrivalNs_ / 1000, scenario.frame.cameraTicks,
@@ -441,6 +448,8 @@ int HostSession::Export(std::uint64_t timeUs)
     view.frameCounter = scenario.frame.frameCounter;
     view.gainDb = scenario.frame.gainDb;
     view.exposureUs = scenario.frame.exposureUs;
+    view.cameraFrameNumber = scenario.frame.cameraFrameNumber;
+    view.captureTimeNs = scenario.frame.captureTimeNs;
     if (parts.guard != nullptr) {
         parts.guard->Pause(); // with export.every_frame it may take as long as the disk
     }

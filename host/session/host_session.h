@@ -12,6 +12,7 @@
 #include "report/frame_trace.h"
 #include "report/log.h"
 #include "report/progress.h"
+#include "session/capture_times.h"
 #include "session/dynamic_lut.h"
 #include "session/guard_thread.h"
 #include "session/scenario.h"
@@ -46,6 +47,7 @@ struct HostParts {
     std::function<std::vector<JudgedSetting>(const Config&)> judgeSettings = nullptr;
     std::function<float()> cameraRate = nullptr; ///< of the open camera, or kFpsUnset
     bool strict = false; ///< a setting that the camera doesn't take ends the run
+    std::function<FrameFacts()> newestFrame = [] { return FrameFacts(); };
 };
 
 class HostSession
@@ -142,7 +144,8 @@ private:
     TransferCounts finishedTransfers_;
     std::uint64_t newestFinished_ = 0; ///< number of the newest finished transfer
     std::optional<ClockDrift> drift_;  ///< from the first frame on
-    std::int64_t arrivalNs_ = 0;       ///< of the newest frame, on the wall clock
+    CaptureTimes captureTimes_;
+    std::int64_t arrivalNs_ = 0; ///< of the newest frame, on the wall clock
     bool grabbing_ = false;
     std::uint32_t framesToGrab_ = 0;
     std::uint64_t sessionFrames_ = 0;

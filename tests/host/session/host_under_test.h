@@ -25,6 +25,7 @@ struct HostUnderTest {
     std::string configText = "[session]\nframes = 2\n";
     std::int64_t nowNs = 1;
     std::uint64_t transfer = 0; ///< number of the newest
+    FrameFacts newest;
     NamelessFile logged;
 
     ConfigStore config{ConfigSource{"f.toml",
@@ -44,7 +45,7 @@ struct HostUnderTest {
                       [this] {
                           return TransferCounts{transfer, 1, 2, 3};
                       },
-                      [this] { return nowNs; }}};
+                      [this] { return nowNs; }, nullptr, [this] { return newest; }}};
 };
 
 } // namespace kvgrab

@@ -219,10 +219,21 @@ void Grabbing::GiveAdvice()
 
 NextStep Grabbing::RunSessions()
 {
-    host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
-                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
-                            &*guard_, CameraWaitsForTrigger, JudgeOpenCamera, RateOfOpenCamera,
-                            options_.strict, NewestFrame});
+    host_.emplace(HostParts{.config = config_,
+                            .signals = signals_,
+                            .log = *log_,
+                            .memory = memory_,
+                            .exporter = *exporter_,
+                            .monotonicNs = MonotonicNs,
+                            .transfers = NewestTransfer,
+                            .wallClockNs = WallClockNs,
+                            .trace = options_.traceFile ? &trace_ : nullptr,
+                            .newestFrame = NewestFrame,
+                            .guard = &*guard_,
+                            .waitsForTrigger = CameraWaitsForTrigger,
+                            .judgeSettings = JudgeOpenCamera,
+                            .cameraRate = RateOfOpenCamera,
+                            .strict = options_.strict});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
 }

@@ -38,16 +38,16 @@ struct HostParts {
     FrameMemory& memory;
     Exporter& exporter;
     std::function<std::int64_t()> monotonicNs;
-    std::function<TransferCounts()> transfers;  ///< of the newest transfer
-    std::function<std::int64_t()> wallClockNs;  ///< clock of the frames' time stamps
-    FrameTrace* trace = nullptr;                ///< records the frames; null: no trace
+    std::function<TransferCounts()> transfers; ///< of the newest transfer
+    std::function<std::int64_t()> wallClockNs; ///< clock of the frames' time stamps
+    FrameTrace* trace = nullptr;               ///< records the frames; null: no trace
+    std::function<FrameFacts()> newestFrame = [] { return FrameFacts(); };
     GuardThread* guard = nullptr;               ///< ends sessions early; null: nobody does
     std::function<bool()> waitsForTrigger = {}; ///< asks the open camera; empty: it never waits
     /** What became of the settings on the open camera; null: nobody looks. */
     std::function<std::vector<JudgedSetting>(const Config&)> judgeSettings = nullptr;
     std::function<float()> cameraRate = nullptr; ///< of the open camera, or kFpsUnset
     bool strict = false; ///< a setting that the camera doesn't take ends the run
-    std::function<FrameFacts()> newestFrame = [] { return FrameFacts(); };
 };
 
 class HostSession

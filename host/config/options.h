@@ -20,6 +20,7 @@ struct Options {
     std::string driverPath; ///< empty: the installed one
     bool noStatus = false;
     bool showLines = false;
+    bool verbose = false;
 
     std::optional<std::string> model;
     std::optional<std::string> serial;

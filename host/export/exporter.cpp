@@ -159,8 +159,9 @@ bool Exporter::State::Start()
             text = fmt::format("The export can't start: {}.", error.what());
         }
     }
-    Trouble(text, text);
-    failed = options.onError == ExportErrorPolicy::kStop;
+    const std::lock_guard lock(troubleMutex);
+    trouble = text;
+    failed = true;
     return false;
 }
 

@@ -15,4 +15,7 @@ extern "C" void LogWrite(const char* sourceFile, int line, const char* function,
     va_start(arguments, format);
     host->parts.log.DriverLine(sourceFile, line, function, level, format, arguments);
     va_end(arguments);
+    if (host->parts.manager != nullptr) {
+        host->parts.manager->Alive(host->parts.monotonicNs()); // unless another thread logs
+    }
 }

@@ -1,13 +1,18 @@
 #include "session/grabbing.h"
 
+#include "base/printable.h"
 #include "cameras/network_checks.h"
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
 #include "report/failure.h"
+#include "report/journal.h"
+#include "report/story.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
 #include <fmt/format.h>
+#include <sstream>
 #include <unistd.h>
 #include <utility>
 
@@ -73,7 +78,7 @@ std::string DriftLine(const ClockDrift::Estimate& drift)
 } // namespace
 
 Grabbing::Grabbing(const Options& options, ConfigSource source)
-    : options_(options), config_(std::move(source))
+    : options_(options), config_(std::move(source)), manager_(ServiceManager::FromEnvironment())
 {
 }
 
@@ -85,6 +90,7 @@ ExitStatus Grabbing::Run()
         return status_;
     }
     GiveAdvice();
+    manager_.Ready("opening the camera");
     const std::int64_t beginNs = MonotonicNs();
     NextStep last = RunSessions();
     Finish(&last);
@@ -95,6 +101,9 @@ ExitStatus Grabbing::Run()
 bool Grabbing::Fails(ExitStatus status, std::string_view why)
 {
     status_ = Fail(status, why);
+    if (log_) {
+        log_->FileLine(1, EndLine(status, why));
+    }
     return false;
 }
 
@@ -113,10 +122,12 @@ bool Grabbing::OpenLog()
 {
     log_.emplace(STDERR_FILENO, !options_.noStatus && isatty(STDERR_FILENO) != 0, start_.log.level,
                  [] { return Now(CLOCK_REALTIME); });
+    log_->SetView({options_.verbose, IsJournal(STDERR_FILENO)});
     std::string error;
     if (!start_.log.file.empty() && !log_->OpenFile(start_.log.file, &error)) {
         return Fails(ExitStatus::SetUp, error);
     }
+    log_->Line(3, StartLine(options_.configPath, start_));
     for (const std::string& warning : startWarnings_) {
         log_->Line(2, warning);
     }
@@ -163,15 +174,7 @@ bool Grabbing::OpenMemory()
 
 bool Grabbing::StartExport()
 {
-    if (exporter_->Start()) {
-        return true;
-    }
-    if (start_.exporting.stopOnError) {
-        return Fails(ExitStatus::ExportFailed, exporter_->ErrorText());
-    }
-    log_->Line(
-        1, fmt::format("grabbing goes on without writing pictures: {}", exporter_->ErrorText()));
-    return true;
+    return exporter_->Start() || Fails(ExitStatus::ExportFailed, exporter_->ErrorText());
 }
 
 bool Grabbing::OpenTrace()
@@ -199,9 +202,10 @@ void Grabbing::GiveAdvice()
 NextStep Grabbing::RunSessions()
 {
     host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
-                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr});
+                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
+                            &manager_, OpenCameraName});
     return kvgrab::RunSessions(
-        {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
+        {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { WaitAwhile(ms); }});
 }
 
 /** Runs a device session. Returns the driver's exit code, or kExitConfiguration if the camera can't
@@ -217,9 +221,19 @@ int Grabbing::RunSession()
     return driver_.RunSession();
 }
 
+/** Waits this long or less, so that the caller's thread is known to be alive. */
+void Grabbing::WaitAwhile(std::int64_t milliseconds)
+{
+    constexpr std::int64_t kSecondMs = 1000;
+    constexpr std::int64_t kNsPerMs = 1'000'000;
+    host_->Alive();
+    catcher_.Wait(std::min({milliseconds, kSecondMs, manager_.LongestWaitNs() / kNsPerMs + 1}));
+}
+
 /** Waits until pictures and trace are on the disk; a failure may change how the run ends. */
 void Grabbing::Finish(NextStep* last)
 {
+    manager_.Stopping("writing the last pictures");
     exporter_->Close();
     if (options_.traceFile && !trace_.Close()) {
         log_->Line(1, "the trace is incomplete: not all of it could be written");
@@ -230,25 +244,44 @@ void Grabbing::Finish(NextStep* last)
     if (last->status == ExitStatus::ExportFailed) {
         last->sentence = exporter_->ErrorText();
     }
+    const std::string why =
+        last->status == ExitStatus::Done
+            ? WhyNoPicture({Pictures(), signals_.Terminating(), exporter_->ErrorText()})
+            : std::string();
+    if (!why.empty()) {
+        *last = {NextStep::Kind::End, ExitStatus::ExportFailed, why};
+    }
 }
 
-void Grabbing::PrintSummary(std::int64_t runNs) const
+PictureCounts Grabbing::Pictures() const
 {
-    const ExportConfig& config = config_.Current().exporting;
+    const ExportConfig& config = start_.exporting;
     const ExportCounters written = exporter_->Counters();
-    const PictureCounts pictures = {config.format != "none", written.exported, written.skipped,
-                                    written.failed, config.directory};
-    std::fputs(host_->progress.Summary(pictures, host_->Transfers(), runNs).c_str(), stdout);
+    return {config.format != "none", written.exported, written.skipped, written.failed,
+            config.directory};
+}
+
+void Grabbing::PrintSummary(std::int64_t runNs)
+{
+    log_->SetStatus("");
+    std::string summary = host_->progress.Summary(Pictures(), host_->Transfers(), runNs);
     if (const auto drift = host_->Drift()) {
-        std::fputs(DriftLine(*drift).c_str(), stdout);
+        summary += DriftLine(*drift);
+    }
+    std::fputs(base::Printable(summary, "\n").c_str(), stdout);
+    log_->SumUp();
+    std::istringstream lines(summary);
+    for (std::string line; std::getline(lines, line);) {
+        log_->FileLine(3, line);
     }
     if (options_.showLines) {
         std::fputs(DrawOutputLines().c_str(), stdout);
     }
 }
 
-ExitStatus Grabbing::SayWhyItEnds(const NextStep& last) const
+ExitStatus Grabbing::SayWhyItEnds(const NextStep& last)
 {
+    log_->FileLine(last.status == ExitStatus::Done ? 3 : 1, EndLine(last.status, last.sentence));
     if (last.status == ExitStatus::Done) {
         std::fputs(fmt::format("kvgrab: {}.\n", last.sentence).c_str(), stdout);
         return last.status;

@@ -44,9 +44,11 @@ private:
     void GiveAdvice();
     NextStep RunSessions();
     int RunSession();
+    void WaitAwhile(std::int64_t milliseconds);
+    PictureCounts Pictures() const;
     void Finish(NextStep* last);
-    void PrintSummary(std::int64_t runNs) const;
-    ExitStatus SayWhyItEnds(const NextStep& last) const;
+    void PrintSummary(std::int64_t runNs);
+    ExitStatus SayWhyItEnds(const NextStep& last);
 
     bool Fails(ExitStatus status, std::string_view why);
     static void RemoveTraces(void* grabbing) noexcept;
@@ -64,6 +66,7 @@ private:
     SignalState signals_;
     SignalCatcher catcher_;
     FrameTrace trace_;
+    ServiceManager manager_;
     std::optional<HostSession> host_;
 };
 

@@ -12,6 +12,7 @@
 #include "report/frame_trace.h"
 #include "report/log.h"
 #include "report/progress.h"
+#include "report/service_manager.h"
 #include "session/dynamic_lut.h"
 #include "session/scenario.h"
 #include "session/session_timing.h"
@@ -33,9 +34,11 @@ struct HostParts {
     FrameMemory& memory;
     Exporter& exporter;
     std::function<std::int64_t()> monotonicNs;
-    std::function<TransferCounts()> transfers; ///< of the newest transfer
-    std::function<std::int64_t()> wallClockNs; ///< clock of the frames' time stamps
-    FrameTrace* trace = nullptr;               ///< records the frames; null: no trace
+    std::function<TransferCounts()> transfers;    ///< of the newest transfer
+    std::function<std::int64_t()> wallClockNs;    ///< clock of the frames' time stamps
+    FrameTrace* trace = nullptr;                  ///< records the frames; null: no trace
+    ServiceManager* manager = nullptr;            ///< null: none
+    std::function<std::string()> cameraName = {}; ///< of the open camera
 };
 
 class HostSession
@@ -62,6 +65,12 @@ public:
     bool FrameCountReached() const;
     /** A picture can't be written, and the configuration asks to stop in this case. */
     bool ExportFailed() const { return exportFailed_; }
+
+    /** kvgrab waits before the next attempt, for this reason. */
+    void Waits(std::string_view why);
+    /** The grab thread is alive: what is to be said every so often is said if it is due. Called in
+     *  each round, and several times a second while waiting for a camera. */
+    void Alive();
 
     // ---- configuration ----
     /** Reads the file again. -1: it can't be used, and the old configuration stays. `*flag` becomes
@@ -108,6 +117,8 @@ private:
     void PlanNextLoop();
     void FrameDescribed();
     void ShowStatus(std::int64_t nowNs);
+    std::string StatusText() const;
+    void TellStatus(const std::string& text, bool urgent);
     void CheckExporter();
     void ForgetTableIfChanged(const ConfigChanges& changes);
     bool OutputLinesNeedACheck() const;
@@ -130,6 +141,9 @@ private:
     bool noFramesReported_ = false;
     bool endIsOverdue_ = false; ///< it was reported that the end waits for a frame
     WaitNotice noFrames_;
+    bool cameraNamed_ = false;     ///< in this device session
+    std::string waitsFor_;         ///< empty while a device session runs
+    std::int64_t hourBeganNs_ = 0; ///< of the status lines in the log; 0: not yet
 };
 
 } // namespace kvgrab

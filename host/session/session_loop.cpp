@@ -120,6 +120,7 @@ NextStep RunSessions(const SessionLoopParts& parts)
                 2, fmt::format("waiting: {}; trying again until it works or a signal ends kvgrab",
                                step.sentence));
         }
+        host.Waits(step.sentence);
         WaitForRetry(parts);
         if (host.parts.signals.Terminating()) {
             return {NextStep::Kind::End, ExitStatus::Done, "ended as asked by a signal"};

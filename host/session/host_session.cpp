@@ -85,8 +85,8 @@ void HostSession::Alive()
         hourBeganNs_ = now;
     } else if (now - hourBeganNs_ >= kHourNs) {
         hourBeganNs_ = now;
-        parts.log.FileLine(3, waitsFor_.empty() ? StatusText()
-                                                : fmt::format("{}; {}", StatusText(), waitsFor_));
+        parts.log.Line(3, waitsFor_.empty() ? StatusText()
+                                            : fmt::format("{}; {}", StatusText(), waitsFor_));
     }
 }
 

@@ -159,6 +159,20 @@ TEST(HostSession, AUserHearsOfMissingFramesOnceAndOfTheirReturn)
     EXPECT_EQ(CountOf(tested.logged.Content(), "coming again"), 1U);
 }
 
+TEST(HostSession, TheLogGetsAStatusLineEachHourWaitingOrNot)
+{
+    HostUnderTest tested;
+    tested.host.FrameGrabbed(KvTd::kNoTemperature);
+    tested.host.SessionEnded();
+    tested.host.Waits("there is no camera");
+    for (int minutes = 0; minutes <= 150; ++minutes) {
+        tested.host.Alive();
+        tested.nowNs += 60'000'000'000;
+    }
+    EXPECT_EQ(CountOf(tested.logged.Content(), "1 of 2 frames, 0 dropped"), 2U);
+    EXPECT_EQ(CountOf(tested.logged.Content(), "; waiting: there is no camera\n"), 2U);
+}
+
 TEST(HostSession, ADriverThatShouldEndGetsBuffersForSomeMoreLoopsOnly)
 {
     Loop loop;

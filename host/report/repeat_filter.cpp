@@ -65,17 +65,15 @@ struct RepeatFilter::Rule {
 // interval between two attempts to reach a camera.
 const RepeatFilter::Rule RepeatFilter::kSame = {"same", 10, INT64_MAX, 600'000, 3'600'000};
 const RepeatFilter::Rule RepeatFilter::kAlike = {"alike", 10, 20'000, 60'000, 600'000};
-const RepeatFilter::Rule RepeatFilter::kOwn = {"own", 30, 20'000, 60'000, 600'000};
 
 RepeatFilter::Verdict RepeatFilter::Judge(std::int64_t nowMs, int level, std::string_view source,
                                           std::string_view text)
 {
     constexpr std::size_t kLongNumber = 10;
     const std::string alike = Masked(text, 1);
-    if (source.empty()) {
-        return JudgeIn(kOwn, alike, nowMs, level, source, text);
-    }
-    const Verdict same = JudgeIn(kSame, Masked(text, kLongNumber), nowMs, level, source, text);
+    const Verdict same =
+        source.empty() ? Verdict::Write
+                       : JudgeIn(kSame, Masked(text, kLongNumber), nowMs, level, source, text);
     if (same == Verdict::HoldBack || IsRowOfNumbers(alike)) {
         return same;
     }
@@ -113,6 +111,7 @@ RepeatFilter::Verdict RepeatFilter::JudgeIn(const Rule& rule, const std::string&
         return group.noisy ? Verdict::WriteAsLast : Verdict::Write;
     }
     group.level = level;
+    group.own = source.empty();
     group.newest = fmt::format("{}{}", source, text);
     ++group.heldBack;
     group.number = ++heldBack_;
@@ -122,7 +121,7 @@ RepeatFilter::Verdict RepeatFilter::JudgeIn(const Rule& rule, const std::string&
 
 RepeatFilter::Summary RepeatFilter::SummaryOf(Group* group, std::int64_t nowMs)
 {
-    Summary summary = {group->level, group->rule == &kOwn,
+    Summary summary = {group->level, group->own,
                        fmt::format("repeated {} times in {} s: {}", group->heldBack,
                                    std::max<std::int64_t>(nowMs - group->summedMs + 999, 0) / 1000,
                                    group->newest)};

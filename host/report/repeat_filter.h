@@ -49,8 +49,9 @@ private:
     struct Rule;
     struct Group {
         const Rule* rule = nullptr;
-        int level = 0;
-        std::string newest;          ///< the newest line that was held back
+        int level = 0; ///< of the newest line that was held back, like the next two
+        bool own = false;
+        std::string newest;
         std::int64_t beganMs = 0;    ///< of the window in which lines are counted
         std::int64_t seenMs = 0;     ///< when the newest line came
         std::size_t written = 0;     ///< in the window
@@ -62,7 +63,6 @@ private:
     };
     static const Rule kSame;
     static const Rule kAlike;
-    static const Rule kOwn;
 
     Verdict JudgeIn(const Rule& rule, const std::string& key, std::int64_t nowMs, int level,
                     std::string_view source, std::string_view text);

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <exception>
 #include <fmt/format.h>
 #include <sstream>
 #include <unistd.h>
@@ -80,6 +81,13 @@ std::string DriftLine(const ClockDrift::Estimate& drift)
 Grabbing::Grabbing(const Options& options, ConfigSource source)
     : options_(options), config_(std::move(source)), manager_(ServiceManager::FromEnvironment())
 {
+}
+
+Grabbing::~Grabbing()
+{
+    if (std::uncaught_exceptions() > 0 && log_) {
+        log_->FileLine(1, EndLine(ExitStatus::Internal, "an unexpected error"));
+    }
 }
 
 ExitStatus Grabbing::Run()

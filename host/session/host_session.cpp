@@ -40,9 +40,10 @@ HostSession* HostSession::Current()
 
 void HostSession::SessionBegins()
 {
-    waitsFor_.clear();
     cameraNamed_ = false;
-    TellStatus("opening the camera", false);
+    if (waitsFor_.empty()) {
+        TellStatus("opening the camera", false);
+    }
     newSessionAsked_ = false;
     terminateTaken_ = false;
     keptFromGoingOn_ = false;
@@ -226,6 +227,7 @@ void HostSession::SetFrameSize(std::uint32_t size)
 void HostSession::GrabbingBegins()
 {
     grabbing_ = true;
+    waitsFor_.clear();
     if (parts.cameraName && !std::exchange(cameraNamed_, true)) {
         parts.log.Line(3, fmt::format("grabs from {}, {} x {} pixels, {}", parts.cameraName(),
                                       scenario.width, scenario.height, scenario.codec));

@@ -142,7 +142,7 @@ private:
     bool endIsOverdue_ = false; ///< it was reported that the end waits for a frame
     WaitNotice noFrames_;
     bool cameraNamed_ = false;     ///< in this device session
-    std::string waitsFor_;         ///< empty while a device session runs
+    std::string waitsFor_;         ///< empty once frames are grabbed
     std::int64_t hourBeganNs_ = 0; ///< of the status lines in the log; 0: not yet
 };
 

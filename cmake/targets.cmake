@@ -6,7 +6,7 @@
 # sources are left out of precompiled headers, because a precompiled header fits only sources that
 # are compiled with the same options.
 function(kv_no_optimise)
-    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS "-O0;-U_FORTIFY_SOURCE"
                                 SKIP_PRECOMPILE_HEADERS ON)
 endfunction()
 
@@ -38,7 +38,7 @@ function(kv_add_test)
                           GTest::gtest_main Threads::Threads)
     # The code under test is optimised as the preset says; the tests themselves are built for speed
     # of compilation.
-    target_compile_options(${ARG_NAME} PRIVATE -O0 -g1 -pthread)
+    target_compile_options(${ARG_NAME} PRIVATE -O0 -U_FORTIFY_SOURCE -g1 -pthread)
     target_precompile_headers(${ARG_NAME} REUSE_FROM test_headers)
     if(ARG_OWN_NETWORK)
         set_target_properties(${ARG_NAME} PROPERTIES

@@ -2,13 +2,16 @@
 #include "report/failure.h"
 #include "run.h"
 
+#include <csignal>
 #include <exception>
 #include <fmt/format.h>
 #include <iostream>
 
-int main(int argc, char** argv)
+/** The whole program; launcher.cpp calls it. */
+extern "C" __attribute__((visibility("default"))) int KvGrabMain(int argc, char** argv)
 {
     using namespace kvgrab;
+    std::signal(SIGXFSZ, SIG_IGN); // a file at its size limit is a write that fails
     try {
         Options options;
         int status = 0;

@@ -34,7 +34,7 @@ bool SetUpBeside(const Options& options, Config* config, ExitStatus* status)
     }
     *config = store.Current();
     std::string error;
-    if (!SetUpCameras(config->cameras,
+    if (!SetUpCameras(config->cameras, config->network,
                       FromConfigFolder(config->simulation.network, options.configPath), &error)) {
         *status = Fail(ExitStatus::SetUp, error);
         return false;

@@ -35,7 +35,9 @@ void ReadType(GenApi::INode& node, FeatureRow* row)
     row->type = node.AsInteger() != nullptr       ? "integer"
                 : node.AsFloat() != nullptr       ? "float"
                 : node.AsEnumeration() != nullptr ? "enumeration"
-                                                  : "boolean";
+                : node.AsBoolean() != nullptr     ? "boolean"
+                : node.AsString() != nullptr      ? "string"
+                                                  : "command";
 }
 
 void ReadValue(GenApi::INode& node, FeatureRow* row)
@@ -48,6 +50,8 @@ void ReadValue(GenApi::INode& node, FeatureRow* row)
         row->value = enumeration->ToString().c_str();
     } else if (auto* const boolean = node.AsBoolean()) {
         row->value = boolean->GetValue() ? "true" : "false";
+    } else if (auto* const string = node.AsString()) {
+        row->value = string->GetValue().c_str();
     }
 }
 

@@ -13,11 +13,13 @@
 namespace kvgrab
 {
 
-bool SetUpCameras(const CamerasConfig& cameras, const std::string& path, std::string* error)
+bool SetUpCameras(const CamerasConfig& cameras, const NetworkConfig& network,
+                  const std::string& path, std::string* error)
 {
     if (!gevplat::ChooseBackends({.simulated = cameras.simulated,
                                   .network = cameras.network,
-                                  .interface = cameras.interface},
+                                  .interface = cameras.interface,
+                                  .patienceMs = network.patienceMs},
                                  error)) {
         return false;
     }
@@ -120,6 +122,11 @@ TransferCounts NewestTransfer()
     transfer.packetsReceived = counts.packetsReceived;
     transfer.packetsResent = counts.packetsResent;
     transfer.packetsMissing = counts.packetsMissing;
+    transfer.packetSize = counts.packetSize;
+    transfer.packetsOfFrame = counts.packetsOfFrame;
+    transfer.packetsOfNewestIncomplete = counts.packetsOfNewestIncomplete;
+    transfer.unknownPayload = counts.framesOfUnknownPayload;
+    transfer.startRefused = counts.startRefused != 0;
     return transfer;
 }
 

@@ -15,7 +15,8 @@ namespace kvgrab
 /** Chooses the backends and sets up the simulated cameras: those of the description file, or the
  *  two built-in ones if `path` is empty. False: `*error` says what is wrong where in the file, or
  *  why network cameras can't be used. */
-bool SetUpCameras(const CamerasConfig& cameras, const std::string& path, std::string* error);
+bool SetUpCameras(const CamerasConfig& cameras, const NetworkConfig& network,
+                  const std::string& path, std::string* error);
 
 /** Passes the messages of the platform layer to a log, as long as the object lives. */
 class PlatformLog

@@ -37,7 +37,8 @@ std::vector<std::string> NetworkAdvice(const NetworkFacts& facts, int packetSize
     if (!facts.mayUsePacketSocket) {
         advice.push_back(
             "frames are received over UDP sockets, which takes about twice the CPU time; packet "
-            "sockets need the capability CAP_NET_RAW (setcap cap_net_raw+ep on kvgrab)");
+            "sockets need the capability CAP_NET_RAW (setcap cap_net_raw,cap_sys_nice+ep on the "
+            "installed kvgrab)");
         if (facts.receiveBufferLimit < kEnoughForFrames) {
             advice.push_back(fmt::format(
                 "the receive buffer of a socket is limited to {} bytes, less than a few frames; "

@@ -33,6 +33,7 @@ struct CameraConfig {
 struct StreamConfig {
     int packetSize = 1500;     ///< bytes
     std::uint32_t buffers = 8; ///< frames
+    int packetDelayUs = -1;    ///< between two packets; -1: as the driver sets it
     bool operator==(const StreamConfig&) const = default;
 };
 
@@ -156,6 +157,12 @@ struct CamerasConfig {
     bool operator==(const CamerasConfig&) const = default;
 };
 
+/** [network]: how network cameras are treated. */
+struct NetworkConfig {
+    int patienceMs = 1500; ///< for so long a camera may be silent before it counts as absent
+    bool operator==(const NetworkConfig&) const = default;
+};
+
 /** [log] */
 struct LogConfig {
     std::string file; ///< empty: standard error
@@ -181,6 +188,7 @@ struct Config {
     ExportConfig exporting;
     MemoryConfig memory;
     SimulationConfig simulation;
+    NetworkConfig network;
     LogConfig log;
     bool operator==(const Config&) const = default;
 };

@@ -54,6 +54,8 @@ void ReadStream(TableReader& in, StreamConfig* out)
                              "sets up no transfer and no frame would ever arrive");
     }
     Put(buffers, &out->buffers);
+    Put(in.Integer("packet_delay_us", 0, 10'000, "microseconds from 0 to 10000"),
+        &out->packetDelayUs);
 }
 
 void ReadImage(TableReader& in, ImageConfig* out)

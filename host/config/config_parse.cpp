@@ -63,6 +63,11 @@ void ReadCameras(TableReader& in, CamerasConfig* out)
     }
 }
 
+void ReadNetwork(TableReader& in, NetworkConfig* out)
+{
+    Put(in.Integer("patience_ms", 100, 60'000, "milliseconds from 100 to 60000"), &out->patienceMs);
+}
+
 void ReadLog(TableReader& in, LogConfig* out)
 {
     Put(in.Text("file", "the path of the log file"), &out->file);
@@ -130,6 +135,7 @@ ParsedConfig ReadAll(std::string_view text, base::TomlContext& context, const Fi
     ReadTable(root, "export", ReadExport, &out.exporting);
     ReadTable(root, "memory", ReadMemory, &out.memory);
     ReadTable(root, "simulation", ReadSimulation, &out.simulation);
+    ReadTable(root, "network", ReadNetwork, &out.network);
     ReadTable(root, "log", ReadLog, &out.log);
     root.Finish();
     WarnOfConflicts(root, out);

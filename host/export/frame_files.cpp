@@ -1,6 +1,7 @@
 #include "export/frame_files.h"
-#include "base/write_all.h"
 
+#include "base/own_files.h"
+#include "base/write_all.h"
 #include "export/index_row.h"
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
-#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 #include <sys/file.h>
@@ -71,14 +71,10 @@ std::string FrameFiles::Open(const std::string& folder, std::string_view extensi
     folder_ = folder;
     extension_ = extension;
     overwrite_ = overwrite;
-    std::error_code made;
-    std::filesystem::create_directories(folder, made);
-    if (made) {
-        return fmt::format("The folder '{}' can't be made: {}.", folder, made.message());
-    }
-    folderFd_ = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    std::string why;
+    folderFd_ = base::OpenFolder(folder, true, &why);
     if (folderFd_ < 0) {
-        return fmt::format("The folder '{}' can't be opened: {}.", folder, SystemText(errno));
+        return fmt::format("The folder '{}' can't be used: {}.", folder, why);
     }
     if (faccessat(folderFd_, ".", W_OK | X_OK, AT_EACCESS) != 0) {
         const int error = errno;
@@ -98,11 +94,12 @@ std::string FrameFiles::BeginIndex()
 {
     indexFd_ = openat(folderFd_, kIndexName, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
     const bool fresh = indexFd_ >= 0;
+    std::string why = fresh ? "" : SystemText(errno);
     if (!fresh && errno == EEXIST) {
-        indexFd_ = openat(folderFd_, kIndexName, O_WRONLY | O_CLOEXEC);
+        indexFd_ = base::OpenFileForWriting(folderFd_, kIndexName, base::Existing::Keep, &why);
     }
     if (indexFd_ < 0) {
-        return Text(kIndexName, "can't be opened", errno);
+        return fmt::format("'{}/{}' can't be opened: {}.", folder_, kIndexName, why);
     }
     if (flock(indexFd_, LOCK_EX | LOCK_NB) != 0) {
         return fmt::format("Another process is exporting to '{}'. Choose another folder "
@@ -189,8 +186,11 @@ std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
         return Text(name, "can't be written", ECANCELED);
     }
     std::string trouble;
-    const int fd =
-        openat(folderFd_, temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    constexpr int kHow = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+    int fd = openat(folderFd_, temporary.c_str(), kHow, 0644);
+    if (fd < 0 && errno == EEXIST && unlinkat(folderFd_, temporary.c_str(), 0) == 0) {
+        fd = openat(folderFd_, temporary.c_str(), kHow, 0644);
+    }
     int error = fd < 0 ? errno : base::WriteAll(fd, bytes);
     if (fd >= 0 && close(fd) != 0 && error == 0) {
         error = errno; // network file systems may report a full disk only here

@@ -315,6 +315,15 @@ const void* FrameMemory::HeldImage() const
     return heldIndex_ == kNoBuffer ? nullptr : BufPtr(heldIndex_);
 }
 
+std::size_t FrameMemory::BytesFrom(const void* address) const
+{
+    const auto first = reinterpret_cast<std::uintptr_t>(object_.Base()) + pixelOffset_;
+    const auto asked = reinterpret_cast<std::uintptr_t>(address);
+    const bool inside =
+        bufferCount_ != 0 && asked >= first && asked - first < stride_ * bufferCount_;
+    return inside ? stride_ - (asked - first) % stride_ : 0;
+}
+
 std::uint32_t FrameMemory::ActFsize() const
 {
     return Header() == nullptr ? 0 : Header()->frameBytes.load(kRelaxed);

@@ -82,6 +82,8 @@ public:
 
     /** The image that was triggered last for instance 0 and is still held; null when none is. */
     const void* HeldImage() const;
+    /** Bytes from an address to the end of the buffer that it is in; 0 when it is in none. */
+    std::size_t BytesFrom(const void* address) const;
     std::uint32_t ActFsize() const; ///< bytes
     std::uint32_t BufferCount() const;
     std::size_t Stride() const;            ///< bytes from one buffer to the next

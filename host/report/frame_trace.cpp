@@ -1,5 +1,7 @@
 #include "report/frame_trace.h"
 
+#include "base/own_files.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fmt/format.h>
@@ -10,9 +12,12 @@ namespace kvgrab
 bool FrameTrace::Open(const std::string& path, std::string* error)
 {
     constexpr std::size_t kBuffer = 32 * 1024;
-    file_.reset(std::fopen(path.c_str(), "we"));
+    std::string why;
+    const int fd = base::OpenFileForWriting(path, base::Existing::Overwrite, &why);
+    file_.reset(fd < 0 ? nullptr : fdopen(fd, "w"));
     if (file_ == nullptr) {
-        *error = fmt::format("the trace '{}' can't be written: {}", path, std::strerror(errno));
+        *error = fmt::format("the trace '{}' can't be written: {}", path,
+                             fd < 0 ? why : std::strerror(errno));
         return false;
     }
     std::setvbuf(file_.get(), nullptr, _IOFBF, kBuffer);

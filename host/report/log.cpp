@@ -1,16 +1,15 @@
 #include "report/log.h"
 
 #include "base/cancellation.h"
+#include "base/own_files.h"
 #include "base/printable.h"
 #include "base/write_all.h"
 #include "report/journal.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -49,11 +48,6 @@ std::int64_t Milliseconds(const timespec& time)
     return time.tv_sec * 1000LL + time.tv_nsec / 1'000'000;
 }
 
-FileHandle OpenToAppend(const std::string& path)
-{
-    return FileHandle(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
-}
-
 } // namespace
 
 std::string StampedLine(const timespec& when, int level, std::string_view text)
@@ -90,9 +84,10 @@ void Log::SetView(View view)
 
 bool Log::OpenFile(const std::string& path, std::string* error)
 {
-    FileHandle file = OpenToAppend(path);
+    std::string why;
+    FileHandle file(base::OpenFileForWriting(path, base::Existing::Append, &why));
     if (!file.Valid()) {
-        *error = fmt::format("can't open the log file {}: {}", path, std::strerror(errno));
+        *error = fmt::format("can't open the log file {}: {}", path, why);
         return false;
     }
     const std::lock_guard lock(mutex_);
@@ -223,11 +218,12 @@ void Log::ReopenRotatedFile(const timespec& now)
         return;
     }
     rotationsSeen_ = rotations;
-    FileHandle file = OpenToAppend(path_);
+    std::string why;
+    FileHandle file(base::OpenFileForWriting(path_, base::Existing::Append, &why));
     if (!file.Valid()) {
-        PutOnTerminal(now, kWarning,
-                      fmt::format("can't open the log file {} again: {}; the old file is used",
-                                  path_, std::strerror(errno)));
+        PutOnTerminal(
+            now, kWarning,
+            fmt::format("can't open the log file {} again: {}; the old file is used", path_, why));
         return;
     }
     struct stat before = {};

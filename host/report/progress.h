@@ -18,6 +18,12 @@ struct TransferCounts {
     std::uint64_t packetsReceived = 0; ///< network cameras only, like the next two
     std::uint64_t packetsResent = 0;
     std::uint64_t packetsMissing = 0;
+    // Of the newest transfer, for NoFramesReason. Zero without packets, as packetSize shows.
+    std::uint64_t packetSize = 0;                ///< bytes
+    std::uint64_t packetsOfFrame = 0;            ///< of a complete one
+    std::uint64_t packetsOfNewestIncomplete = 0; ///< that arrived
+    std::uint64_t unknownPayload = 0;            ///< frames of an unknown payload type
+    bool startRefused = false;
     std::uint64_t Dropped() const { return lost + incomplete + underruns; }
     TransferCounts& operator+=(const TransferCounts& more);
 };

@@ -63,12 +63,13 @@ void KvGi__CommTriggerAll(std::uint64_t timeUs, std::uint32_t latencyUs, std::ui
 void KvGi__CalcLutDynam(void* image, std::uint32_t width, std::uint32_t height,
                         std::uint32_t lineLength, std::uint8_t bits, void* cdf)
 {
-    kvgrab::CountLevels({.layout = kvgrab::LayoutOfCodec(Host().scenario.codec),
-                         .image = image,
-                         .width = width,
-                         .height = height,
-                         .lineLength = lineLength},
-                        bits, static_cast<std::uint32_t*>(cdf));
+    kvgrab::LevelSource source = {.layout = kvgrab::LayoutOfCodec(Host().scenario.codec),
+                                  .image = image,
+                                  .width = width,
+                                  .height = height,
+                                  .lineLength = lineLength};
+    source.height = kvgrab::LinesWithin(source, bits, Host().parts.memory.BytesFrom(image));
+    kvgrab::CountLevels(source, bits, static_cast<std::uint32_t*>(cdf));
 }
 
 void KvGi__GetLutDynam(std::uint8_t bits, void* cdf, int outBits, void* lut)

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <fmt/format.h>
+#include <sys/auxv.h>
 #include <system_error>
 
 namespace kvgrab
@@ -13,17 +14,17 @@ namespace
 
 constexpr const char* kDriverName = "libdriver-dalsa.so.0";
 
-/** The driver's full path if possible, since a sanitizer's dlopen doesn't use the program's run
- *  path. */
+/** The driver's full path, in the folder of the library that this code is in. */
 std::string DefaultPath()
 {
+    static const char anchor = 0;
+    Dl_info own{};
     std::error_code failed;
-    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", failed);
-    if (failed) {
+    if (dladdr(&anchor, &own) == 0 || own.dli_fname == nullptr) {
         return kDriverName;
     }
     const std::filesystem::path candidate =
-        program.parent_path().parent_path() / "lib" / kDriverName;
+        std::filesystem::path(own.dli_fname).parent_path() / kDriverName;
     return std::filesystem::exists(candidate, failed) ? candidate.string() : kDriverName;
 }
 
@@ -50,6 +51,10 @@ DriverLibrary::~DriverLibrary()
 
 bool DriverLibrary::Load(const std::string& path, std::string* error)
 {
+    if (!path.empty() && getauxval(AT_SECURE) != 0) {
+        *error = "--driver can't be used while the program has more rights than its user";
+        return false;
+    }
     const std::string file = path.empty() ? DefaultPath() : AsPath(path);
     // Lazy binding, so that the driver binds each host service at its first call.
     handle_ = dlopen(file.c_str(), RTLD_LAZY | RTLD_LOCAL);

@@ -116,6 +116,14 @@ std::array<std::uint32_t, kBins> CountsAhead(const ToneCurve& curve, const std::
 
 } // namespace
 
+std::uint32_t LinesWithin(const LevelSource& source, unsigned bits, std::size_t bytes)
+{
+    constexpr std::uint64_t kBitsPerByte = 8;
+    const std::uint64_t line = std::uint64_t{std::max(source.lineLength, source.width)} * bits;
+    const std::uint64_t lines = line == 0 ? 0 : bytes * kBitsPerByte / line;
+    return static_cast<std::uint32_t>(std::min<std::uint64_t>(source.height, lines));
+}
+
 void CountLevels(const LevelSource& source, unsigned bits, std::uint32_t* cdf)
 {
     if (bits > kMostBits || cdf == nullptr) {

@@ -23,6 +23,9 @@ struct LevelSource {
     std::uint32_t lineLength = 0; ///< pixels from line to line
 };
 
+/** How many of the picture's lines lie within `bytes`, for pixels that take `bits`. */
+std::uint32_t LinesWithin(const LevelSource& source, unsigned bits, std::size_t bytes);
+
 /** Writes to `cdf`, for each of 2^bits levels, the number of pixels up to that level. `bits` is the
  *  storage of a pixel: 8 for mono and for a colour mosaic, whose pixels are counted together; 12
  *  for packed pixels; 16 for 12 bits in 16, right-aligned; 16 for UYVY, whose luma is counted, in

@@ -4,6 +4,7 @@
 #include "cameras/network_checks.h"
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
+#include "gev_host.h"
 #include "report/failure.h"
 #include "report/journal.h"
 #include "report/story.h"
@@ -146,7 +147,7 @@ bool Grabbing::FindCameras()
 {
     platformLog_.emplace(*log_);
     std::string error;
-    return SetUpCameras(start_.cameras,
+    return SetUpCameras(start_.cameras, start_.network,
                         FromConfigFolder(start_.simulation.network, options_.configPath), &error) ||
            Fails(ExitStatus::SetUp, error);
 }
@@ -226,6 +227,7 @@ int Grabbing::RunSession()
         return KvTd::kExitConfiguration;
     }
     host_->OutputLinesChecked(DrivesOutputLines(config_.Current()));
+    GevOverridePacketDelay(config_.Current().stream.packetDelayUs);
     return driver_.RunSession();
 }
 

@@ -1,5 +1,7 @@
 #include "session/host_session.h"
 
+#include "report/no_frames.h"
+
 #include <algorithm>
 #include <fmt/format.h>
 #include <utility>
@@ -301,11 +303,15 @@ void HostSession::FrameMissed()
     parts.signals.RoundMissed();
     parts.memory.CountRound();
     progress.FrameMissed(now);
-    if (++missesInRow_ >= kMissesToTell && noFrames_.Due(kWaitsForFrames, now)) {
+    if (++missesInRow_ == 1) {
+        atFirstMiss_ = parts.transfers();
+    }
+    if (missesInRow_ >= kMissesToTell && noFrames_.Due(kWaitsForFrames, now)) {
         noFramesReported_ = true;
+        const std::string reason = NoFramesReason(atFirstMiss_, parts.transfers());
         parts.log.Line(2, fmt::format("waiting for frames: the camera is open, but {} waits in a "
-                                      "row brought no complete frame",
-                                      missesInRow_));
+                                      "row brought no complete frame{}{}",
+                                      missesInRow_, reason.empty() ? "" : ": ", reason));
     }
     if (parts.signals.Terminating() && !endIsOverdue_) {
         endIsOverdue_ = true;

@@ -138,6 +138,7 @@ private:
     bool keptFromGoingOn_ = false;
     bool exportFailed_ = false;
     unsigned missesInRow_ = 0;
+    TransferCounts atFirstMiss_; ///< of these
     bool noFramesReported_ = false;
     bool endIsOverdue_ = false; ///< it was reported that the end waits for a frame
     WaitNotice noFrames_;

@@ -92,7 +92,7 @@ bool ChooseBackends(const BackendChoice& choice, std::string* error)
         if (entry == nullptr) {
             return false;
         }
-        network = entry(choice.interface, error);
+        network = entry(choice, error);
         if (network == nullptr) {
             return false;
         }

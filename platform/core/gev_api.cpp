@@ -9,6 +9,7 @@
 #include "core/handle_table.h"
 #include "core/interruption.h"
 #include "core/newest_frame.h"
+#include "core/packet_delay.h"
 #include "genapi/raw_value.h"
 #include "injection/call_faults.h"
 #include "injection/record.h"
@@ -148,17 +149,6 @@ void Close(const Opened& opened)
     opened->camera->FreeTransfer();
 }
 
-/** Texts from outside may lack their end. */
-GEV_DEVICE_INFO Terminated(const GEV_DEVICE_INFO& device)
-{
-    GEV_DEVICE_INFO copy = device;
-    for (char* text : {copy.manufacturer, copy.model, copy.serial, copy.version, copy.address}) {
-        text[kGevTextSize - 1] = '\0';
-    }
-    copy.backend[sizeof copy.backend - 1] = '\0';
-    return copy;
-}
-
 int OpenDevice(const GEV_DEVICE_INFO& device, int accessMode, void** handle)
 {
     for (gevplat::Backend* backend : gevplat::Backends()) {
@@ -217,7 +207,8 @@ int GevOpenCamera(const GEV_DEVICE_INFO* device, int accessMode, void** handle)
     if (handle != nullptr) {
         *handle = nullptr;
     }
-    const GEV_DEVICE_INFO asked = device == nullptr ? GEV_DEVICE_INFO{} : Terminated(*device);
+    const GEV_DEVICE_INFO asked =
+        device == nullptr ? GEV_DEVICE_INFO{} : gevplat::Terminated(*device);
     const auto arguments = [&] { return fmt::format("{},{}", asked.serial, accessMode); };
     return Run("GevOpenCamera", asked.serial, arguments, [&]() -> int {
         if (device == nullptr || handle == nullptr || accessMode != kControl) {
@@ -280,7 +271,10 @@ int GevGetCameraInterfaceOptions(void* handle, GEV_CAMERA_OPTIONS* options)
 int GevSetCameraInterfaceOptions(void* handle, const GEV_CAMERA_OPTIONS* options)
 {
     return AskCamera("GevSetCameraInterfaceOptions", handle, options != nullptr, NoArguments,
-                     [&](const Opened& opened) { return opened->camera->SetOptions(*options); });
+                     [&](const Opened& opened) {
+                         return opened->camera->SetOptions(
+                             gevplat::PacketDelay::AppliedTo(*options));
+                     });
 }
 
 int GevGetFeatureValue(void* handle, const char* feature, int size, void* value)

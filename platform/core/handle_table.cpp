@@ -19,6 +19,16 @@ void* HandleOf(std::size_t index, std::uint64_t use)
 
 } // namespace
 
+GEV_DEVICE_INFO Terminated(const GEV_DEVICE_INFO& device)
+{
+    GEV_DEVICE_INFO copy = device;
+    for (char* text : {copy.manufacturer, copy.model, copy.serial, copy.version, copy.address}) {
+        text[kGevTextSize - 1] = '\0';
+    }
+    copy.backend[sizeof copy.backend - 1] = '\0';
+    return copy;
+}
+
 HandleTable& HandleTable::Get()
 {
     static auto* table = new HandleTable; // kept for threads that still run while the process ends

@@ -15,6 +15,9 @@
 namespace gevplat
 {
 
+/** A record from outside, whose texts may lack their ends, with them. */
+GEV_DEVICE_INFO Terminated(const GEV_DEVICE_INFO& device);
+
 /** A camera and the record that it was opened by. */
 struct OpenCamera {
     GEV_DEVICE_INFO device{};

@@ -5,9 +5,15 @@
 #include "core/handle_table.h"
 #include "core/interruption.h"
 #include "core/newest_frame.h"
+#include "core/packet_delay.h"
+#include "genapi/raw_value.h"
+
+#include <cstring>
 
 namespace gevplat
 {
+
+std::atomic<bool> Interruption::on_{false};
 
 NewestFrame& NewestFrame::Get()
 {
@@ -28,6 +34,28 @@ int NewestFrame::Read(GEV_FRAME_FACTS* facts) const
     *facts = facts_;
     return any_ ? kGevOk : kGevNotReady;
 }
+
+namespace
+{
+
+int IsHeld(const GEV_DEVICE_INFO& device, int* held) noexcept
+{
+    try {
+        for (Backend* backend : Backends()) {
+            if (std::strcmp(backend->Name(), device.backend) == 0) {
+                bool is = false;
+                const int status = backend->IsHeld(device, &is);
+                *held = is ? 1 : 0;
+                return status;
+            }
+        }
+        return kGevNoBackend;
+    } catch (...) { // cancellation is held off by the caller
+        return genapi::StatusOfException();
+    }
+}
+
+} // namespace
 
 } // namespace gevplat
 
@@ -54,11 +82,31 @@ int GevInterruptCameras(int interrupted)
     return kGevOk;
 }
 
+int GevIsCameraHeld(const GEV_DEVICE_INFO* device, int* held)
+{
+    const base::CancellationGuard hold;
+    if (device == nullptr || held == nullptr) {
+        return kGevInvalidArgument;
+    }
+    *held = 0;
+    return gevplat::Interruption::IsOn() ? static_cast<int>(kGevTimeout)
+                                         : gevplat::IsHeld(gevplat::Terminated(*device), held);
+}
+
 int GevGetNewestFrame(GEV_FRAME_FACTS* facts)
 {
     const base::CancellationGuard hold;
     return facts == nullptr ? static_cast<int>(kGevInvalidArgument)
                             : gevplat::NewestFrame::Get().Read(facts);
+}
+
+int GevOverridePacketDelay(std::int32_t delayUs)
+{
+    if (delayUs < -1) {
+        return kGevInvalidArgument;
+    }
+    gevplat::PacketDelay::Set(delayUs);
+    return kGevOk;
 }
 
 } // extern "C"

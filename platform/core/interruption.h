@@ -13,7 +13,8 @@ namespace gevplat
 /** For how long a wait may go without looking at it, in nanoseconds. */
 constexpr std::int64_t kLookForInterruptionNs = 20'000'000;
 
-class Interruption
+/** One for the process: defined once and exported, since backends are libraries of their own. */
+class GEVPLAT_API Interruption
 {
 public:
     static bool IsOn() { return on_.load(std::memory_order_acquire); }
@@ -29,7 +30,7 @@ public:
     }
 
 private:
-    inline static std::atomic<bool> on_{false};
+    static std::atomic<bool> on_;
 };
 
 } // namespace gevplat

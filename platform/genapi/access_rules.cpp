@@ -43,6 +43,17 @@ Violation EntryError(bool exists, EAccessMode entryMode)
     return {};
 }
 
+Violation TextError(std::string_view text, std::int64_t maxLength)
+{
+    if (static_cast<std::int64_t>(text.size()) > maxLength) {
+        return {Violation::Rule::Range, fmt::format("longer than {} bytes", maxLength)};
+    }
+    if (text.find('\0') != std::string_view::npos) {
+        return {Violation::Rule::Range, "contains a zero byte"};
+    }
+    return {};
+}
+
 double SnappedToLimit(double value, const FloatRange& range)
 {
     constexpr double kRounding = 1e-6; // of the limit

@@ -44,7 +44,7 @@ struct FloatRange {
 struct Violation {
     enum class Rule {
         Mode,  ///< AccessException: the node or the entry is not writable
-        Range, ///< OutOfRangeException
+        Range, ///< OutOfRangeException; also for a text that is too long
         Entry  ///< InvalidArgumentException: there is no such entry
     };
     Rule rule = Rule::Mode;
@@ -56,9 +56,15 @@ Violation RangeError(std::int64_t value, const IntegerRange& range);
 /** A NaN is outside every range. */
 Violation RangeError(double value, const FloatRange& range);
 Violation EntryError(bool exists, EAccessMode entryMode);
+/** A text has at most `maxLength` bytes, and none of them is zero, since a register's text ends
+ *  there. */
+Violation TextError(std::string_view text, std::int64_t maxLength);
 
 /** Returns the value, or the limit that it exceeds by less than a millionth of that limit. */
 double SnappedToLimit(double value, const FloatRange& range);
+
+/** What stands for the value when a command is executed, in the journal and in error texts. */
+inline constexpr std::string_view kExecute = "execute";
 
 /** "RW" */
 const char* ModeName(EAccessMode mode);

@@ -2,6 +2,7 @@
 #include "genapi/access_rules.h"
 #include "genapi/nodes.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace genapi
@@ -12,7 +13,25 @@ Feature::~Feature() = default;
 
 EAccessMode Feature::Mode() const
 {
-    return spec_.mode == GenApi_3_0::RW && spec_.modeNow ? spec_.modeNow() : spec_.mode;
+    return GenApi_3_0::IsWritable(spec_.mode) && spec_.modeNow ? spec_.modeNow() : spec_.mode;
+}
+
+void Feature::ShowSelectors(const std::function<bool(Feature&)>& shows)
+{
+    const auto add = [this](GenApi_3_0::INode* node) {
+        if (std::find(selectors_.begin(), selectors_.end(), node) == selectors_.end()) {
+            selectors_.push_back(node);
+        }
+    };
+    selectors_.clear();
+    for (Selector* selector : spec_.selectedBy) {
+        Feature& feature = selector->AsFeature();
+        feature.ShowSelectors(shows);
+        std::for_each(feature.selectors_.begin(), feature.selectors_.end(), add);
+        if (shows(feature)) {
+            add(feature.Node());
+        }
+    }
 }
 
 std::size_t Feature::CellCount() const

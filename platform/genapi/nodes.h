@@ -16,6 +16,7 @@
 #include "genapi/access_hook.h"
 #include "genapi/access_rules.h"
 
+#include <any>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -30,6 +31,8 @@ namespace genapi
 
 using GenApi_3_0::gcstring;
 
+class Feature;
+
 /** A feature whose value selects the cell of other features. */
 class Selector
 {
@@ -37,6 +40,7 @@ public:
     virtual ~Selector() = default;
     virtual std::size_t Position() const = 0;
     virtual std::size_t Positions() const = 0;
+    virtual Feature& AsFeature() = 0;
 };
 
 /** The description that all types of nodes have in common. */
@@ -45,9 +49,10 @@ struct NodeSpec {
     std::string unit = {};
     EAccessMode mode = GenApi_3_0::RW;
     std::function<EAccessMode()> modeNow =
-        nullptr; ///< depends on other features; called when mode is RW
-    std::vector<const Selector*> selectedBy = {};
-    std::function<void()> written = nullptr; ///< side effects of a write inside the camera
+        nullptr; ///< depends on other features; called when mode is RW or WO
+    std::vector<Selector*> selectedBy = {};
+    std::function<void()> written = nullptr; ///< side effects of a write inside the camera; what a
+                                             ///  command does
 };
 
 /** Limits that a number reports and enforces in place of its own, for cameras that report nonsense:
@@ -77,14 +82,26 @@ public:
      *  feature. */
     virtual bool SetText(std::string_view text) = 0;
     void SetMode(EAccessMode mode) { spec_.mode = mode; }
+    /** Decides which selectors GetSelector shows: those for which `shows` returns true, each behind
+     *  its own selectors. Before it is called there are none. */
+    void ShowSelectors(const std::function<bool(Feature&)>& shows);
     /** No effect on features that are not numbers. */
     void Report(const ReportedRange& range) { reported_ = range; }
     EAccessMode Mode() const;
+    /** Whatever other features are set to. */
+    EAccessMode UsualMode() const { return spec_.mode; }
+    /** The values of all cells, for Restore of the same feature. */
+    virtual std::any Cells() const { return {}; }
+    virtual void Restore(const std::any& cells) { static_cast<void>(cells); }
 
 protected:
     std::size_t CellCount() const;
     std::size_t CellIndex() const;
     EAccessMode AskMode() const;
+    GenApi_3_0::INode* SelectorAt(std::size_t index) const
+    {
+        return index < selectors_.size() ? selectors_[index] : nullptr;
+    }
     // Within an AccessScope of the caller.
     /** Start of every read of a value or limit. */
     void BeginRead();
@@ -98,10 +115,18 @@ protected:
     }
     /** End of every write. */
     void Written();
+    template <class Cells> void PutBack(const std::any& from, Cells* cells)
+    {
+        *cells = std::any_cast<const Cells&>(from);
+        Written();
+    }
 
     AccessHook& hook_;
     NodeSpec spec_;
     std::optional<ReportedRange> reported_;
+
+private:
+    std::vector<GenApi_3_0::INode*> selectors_;
 };
 
 class IntegerNode : public GenApi_3_0::IInteger, public Feature, public Selector
@@ -119,6 +144,7 @@ public:
     const char* GetName() const override { return spec_.name.c_str(); }
     const char* GetUnit() const override { return spec_.unit.c_str(); }
     EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
     std::int64_t GetValue(bool verify, bool ignoreCache) override;
     void SetValue(std::int64_t value, bool verify) override;
     std::int64_t GetMin() override;
@@ -129,6 +155,8 @@ public:
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override;
     bool SetText(std::string_view text) override;
+    std::any Cells() const override { return cells_; }
+    void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
     std::int64_t Value() const { return computed_ ? computed_() : cells_[CellIndex()]; }
     std::int64_t Min() const;
     std::int64_t Max() const;
@@ -139,6 +167,7 @@ public:
     void StoreAt(std::size_t cell, std::int64_t value) { cells_[cell] = value; }
     std::size_t Position() const override;
     std::size_t Positions() const override;
+    Feature& AsFeature() override { return *this; }
 
 private:
     Limits limits_;
@@ -161,6 +190,7 @@ public:
     const char* GetName() const override { return spec_.name.c_str(); }
     const char* GetUnit() const override { return spec_.unit.c_str(); }
     EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
     double GetValue(bool verify, bool ignoreCache) override;
     void SetValue(double value, bool verify) override;
     double GetMin() override;
@@ -170,6 +200,8 @@ public:
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override;
     bool SetText(std::string_view text) override;
+    std::any Cells() const override { return cells_; }
+    void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
     double Value() const;
     /** The stored value of one cell, whatever the selectors' positions. */
     double At(std::size_t cell) const { return cells_[cell]; }
@@ -191,6 +223,7 @@ public:
     const char* GetName() const override { return spec_.name.c_str(); }
     const char* GetUnit() const override { return spec_.unit.c_str(); }
     EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
     bool GetValue(bool verify, bool ignoreCache) override;
     void SetValue(bool value, bool verify) override;
 
@@ -198,11 +231,57 @@ public:
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override;
     bool SetText(std::string_view text) override;
+    std::any Cells() const override { return cells_; }
+    void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
     bool Value() const { return At(CellIndex()); }
     bool At(std::size_t cell) const { return cells_[cell] != 0; }
 
 private:
     std::vector<char> cells_;
+};
+
+class StringNode : public GenApi_3_0::IString, public Feature
+{
+public:
+    /** `maxLength` in bytes. */
+    StringNode(AccessHook& hook, NodeSpec spec, std::int64_t maxLength, const std::string& value);
+
+    const char* GetName() const override { return spec_.name.c_str(); }
+    EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
+    gcstring GetValue(bool verify, bool ignoreCache) override;
+    void SetValue(const gcstring& value, bool verify) override;
+    std::int64_t GetMaxLength() override;
+
+    // Inside the camera.
+    GenApi_3_0::INode* Node() override { return this; }
+    std::string Text() const override { return cells_[CellIndex()]; }
+    /** A text that is too long is no value. */
+    bool SetText(std::string_view text) override;
+    std::any Cells() const override { return cells_; }
+    void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
+
+private:
+    std::int64_t maxLength_;
+    std::vector<std::string> cells_;
+};
+
+/** Its `written` is what the command does. It is finished as soon as it is executed. */
+class CommandNode : public GenApi_3_0::ICommand, public Feature
+{
+public:
+    using Feature::Feature;
+
+    const char* GetName() const override { return spec_.name.c_str(); }
+    EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
+    void Execute(bool verify) override;
+    bool IsDone(bool verify) override;
+
+    // Inside the camera. It has no value.
+    GenApi_3_0::INode* Node() override { return this; }
+    std::string Text() const override { return ""; }
+    bool SetText(std::string_view) override { return false; }
 };
 
 class EnumerationNode : public GenApi_3_0::IEnumeration, public Feature, public Selector
@@ -222,6 +301,7 @@ public:
     const char* GetName() const override { return spec_.name.c_str(); }
     const char* GetUnit() const override { return spec_.unit.c_str(); }
     EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
     gcstring ToString(bool verify, bool ignoreCache) override;
     void FromString(const gcstring& symbolic, bool verify) override;
     std::int64_t GetIntValue(bool verify, bool ignoreCache) override;
@@ -234,11 +314,14 @@ public:
     GenApi_3_0::INode* Node() override { return this; }
     std::string Text() const override { return std::string(Symbolic()); }
     bool SetText(std::string_view text) override;
+    std::any Cells() const override { return cells_; }
+    void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
     std::int64_t Value() const;
     std::string_view Symbolic() const;
     std::string_view SymbolicAt(std::size_t cell) const;
     std::size_t Position() const override { return cells_[CellIndex()]; }
     std::size_t Positions() const override;
+    Feature& AsFeature() override { return *this; }
 
 private:
     class Entry;

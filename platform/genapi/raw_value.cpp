@@ -1,6 +1,7 @@
 #include "genapi/raw_value.h"
 
 #include <cstring>
+#include <fmt/format.h>
 #include <new>
 
 namespace genapi
@@ -57,6 +58,13 @@ double TakeFloat(int size, const void* from)
     return static_cast<double>(narrow);
 }
 
+/** Strings and commands are never reached this way. */
+[[noreturn]] void RaiseNoNumber(INode& node)
+{
+    throw GenICam_3_0::InvalidArgumentException(
+        fmt::format("{}: its value is no number", node.GetName()));
+}
+
 template <class Access>
 int WithNode(GenApi_3_0::INodeMap& map, const char* feature, int size, const Access& access)
 {
@@ -107,6 +115,8 @@ int ReadRaw(GenApi_3_0::INodeMap& map, const char* feature, int size, void* valu
             PutInteger(enumeration->GetIntValue(), size, value);
         } else if (auto* boolean = node->AsBoolean()) {
             PutInteger(boolean->GetValue() ? 1 : 0, size, value);
+        } else {
+            RaiseNoNumber(*node);
         }
     });
 }
@@ -122,6 +132,8 @@ int WriteRaw(GenApi_3_0::INodeMap& map, const char* feature, int size, const voi
             enumeration->SetIntValue(TakeInteger(size, value));
         } else if (auto* boolean = node->AsBoolean()) {
             boolean->SetValue(TakeInteger(size, value) != 0);
+        } else {
+            RaiseNoNumber(*node);
         }
     });
 }

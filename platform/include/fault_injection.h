@@ -72,11 +72,11 @@ struct Counts {
     std::uint64_t frames = 0; ///< frames that left a sensor
 };
 
-/** One event. The platform's kinds are "cam" (a write: "Width=640"), "read" ("Width=1920", ranges
- *  as "Width.Min=16"), "mode" (a query of the access mode: "ChunkEnable:RW",
- *  "ChunkSelector.Gain:RW"), "gev" (a camera call: "GevStartTransfer(-1)=0") and "fault" (a fault
- *  that took effect: "write Width", in place of the access that it made fail). Programs add kinds
- *  of their own. */
+/** One event. The platform's kinds are "cam" (a write: "Width=640", a command:
+ *  "UserSetSave=execute"), "read" ("Width=1920", ranges as "Width.Min=16"), "mode" (a query of the
+ *  access mode: "ChunkEnable:RW", "ChunkSelector.Gain:RW"), "gev" (a camera call:
+ *  "GevStartTransfer(-1)=0") and "fault" (a fault that took effect: "write Width", in place of the
+ *  access that it made fail). Programs add kinds of their own. */
 struct JournalEntry {
     std::string kind;
     std::string text;

@@ -72,7 +72,8 @@ struct _tag_GEVBUF_ENTRY {
     std::uint64_t
         frameNumber;        ///< the camera's own number of the frame, unshortened; 0: it has none
     std::int64_t arrivalNs; ///< when the platform received it, on the host's real-time clock
-                            ///  (ns since the epoch); 0: not known
+                            ///  (ns since the epoch): its first packet, as soon as the thread that
+                            ///  receives has it from the system; 0: not known
 };
 
 /** Counts of one transfer, from its initialisation on. */
@@ -83,8 +84,14 @@ struct GEV_TRANSFER_STATISTICS {
     std::uint64_t framesLost;       ///< never delivered: lost on the link
     std::uint64_t underruns;        ///< never delivered: no free buffer
     std::uint64_t packetsReceived;
-    std::uint64_t packetsResent;
-    std::uint64_t packetsMissing;
+    std::uint64_t packetsResent;  ///< arrived after they had been requested again
+    std::uint64_t packetsMissing; ///< never arrived: of incomplete and of lost frames
+    // Why no frames come; 0 where there are no packets.
+    std::uint64_t packetsOfFrame;            ///< that a complete frame has, as far as is known
+    std::uint64_t packetSize;                ///< bytes, with all headers
+    std::uint64_t packetsOfNewestIncomplete; ///< received, of the newest incomplete frame
+    std::uint64_t framesOfUnknownPayload;    ///< of a payload type that has no picture to deliver
+    std::uint64_t startRefused;              ///< 1: the camera refused the newest start
 };
 
 extern "C" {
@@ -113,7 +120,8 @@ GEVPLAT_API int GevGetCameraInterfaceOptions(void* handle, GEV_CAMERA_OPTIONS* o
 GEVPLAT_API int GevSetCameraInterfaceOptions(void* handle, const GEV_CAMERA_OPTIONS* options);
 
 /** Reads or writes a feature as raw bytes, host byte order. 4 or 8 bytes for integers and
- *  enumerations (their numeric value), 4 or 8 for floats. Never throws. */
+ *  enumerations (their numeric value), 4 or 8 for floats. Strings and commands have no such value:
+ *  kGevBadValue. Never throws. */
 GEVPLAT_API int GevGetFeatureValue(void* handle, const char* feature, int size, void* value);
 GEVPLAT_API int GevSetFeatureValue(void* handle, const char* feature, int size, const void* value);
 

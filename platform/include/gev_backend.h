@@ -6,6 +6,7 @@
 #pragma once
 
 #include "gev_api.h"
+#include "gev_backend_choice.h"
 
 #include <memory>
 #include <string>
@@ -48,6 +49,9 @@ public:
     virtual int List(std::vector<GEV_DEVICE_INFO>* devices) = 0;
     virtual int Open(const GEV_DEVICE_INFO& device, int accessMode,
                      std::unique_ptr<Camera>* camera) = 0;
+    /** Whether somebody controls that camera, this process included; asked without control, in less
+     *  than a second. */
+    virtual int IsHeld(const GEV_DEVICE_INFO& device, bool* held) = 0;
     /** Called by GevApiUninitialize after all cameras were closed. */
     virtual void Uninitialize() = 0;
 };
@@ -61,9 +65,9 @@ GEVPLAT_API std::vector<Backend*> Backends();
 GEVPLAT_API void WriteLog(int level, const std::string& text);
 
 /** Type of the one function that the library of the network backend exports, under the name below.
- *  It returns the backend, always the same object, set to look for cameras on one interface or,
- *  with an empty text, on all. Null: there is no such interface, and `*error` informs the user. */
-using NetworkBackendEntry = Backend* (*)(const std::string& interface, std::string* error);
+ *  It returns the backend, always the same object, set as `choice` says. Null: there is no such
+ *  interface, and `*error` informs the user. */
+using NetworkBackendEntry = Backend* (*)(const BackendChoice& choice, std::string* error);
 constexpr const char* kNetworkBackendEntry = "GevplatNetworkBackend";
 
 } // namespace gevplat

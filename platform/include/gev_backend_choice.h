@@ -16,6 +16,8 @@ struct BackendChoice {
     /** Name or address of the network interface that network cameras are looked for on; empty: all
      *  interfaces. */
     std::string interface;
+    /** For how long a network camera may be silent before it counts as absent, in milliseconds. */
+    int patienceMs = 1500;
 };
 
 /** Takes effect at the next listing; without a choice there are only the simulated cameras. The

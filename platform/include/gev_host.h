@@ -28,8 +28,17 @@ GEVPLAT_API int GevGetOpenCameras(void** handles, int maxHandles, int* count);
  *  works: stopping, freeing, releasing and closing. Lasts until it is called with 0. */
 GEVPLAT_API int GevInterruptCameras(int interrupted);
 
+/** Whether somebody controls the camera, this process included: `*held` becomes 1 or 0. Takes no
+ *  control itself and less than a second. kGevNotFound: there is no such camera; kGevTimeout: it
+ * does not answer, or the cameras are interrupted. */
+GEVPLAT_API int GevIsCameraHeld(const GEV_DEVICE_INFO* device, int* held);
+
 /** The frame that GevWaitForNextFrame delivered last in this process, complete or not.
  *  kGevNotReady before the first. */
 GEVPLAT_API int GevGetNewestFrame(GEV_FRAME_FACTS* facts);
+
+/** From now on GevSetCameraInterfaceOptions sets this inter-packet delay, in microseconds, in place
+ *  of the one that it is given. -1, as at the start: it sets what it is given. */
+GEVPLAT_API int GevOverridePacketDelay(std::int32_t delayUs);
 
 } // extern "C"

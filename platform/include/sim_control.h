@@ -84,6 +84,10 @@ struct CameraSetup {
     double jitterUs = 0; ///< standard deviation of a frame's arrival, never before it is read out
     bool lockRegulated = false; ///< ExposureTime and Gain are RO while frames flow and an automatic
                                 ///  function sets them
+    int triggerLine = 1;        ///< input line, 1 or 2, that gets the pulses below
+    double triggerHz = 0;       ///< pulses in a second, from power-up on; 0: none
+    double triggerPulseUs = 100;            ///< length of a pulse, at most half the train's period
+    std::vector<double> triggerTimesS = {}; ///< single pulses, in seconds after power-up
     double linkMBytesPerSecond = 115;
     double temperatureC = 41.5;
     std::vector<std::string> missing = {};                       ///< features it lacks

@@ -1,5 +1,8 @@
 #include "injection/effects.h"
 
+#include "core/interruption.h"
+
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <thread>
@@ -23,7 +26,12 @@ Effects::~Effects() = default;
 
 void Effects::SleepNs(std::int64_t ns)
 {
-    std::this_thread::sleep_for(std::chrono::nanoseconds(ns));
+    using Clock = std::chrono::steady_clock;
+    constexpr Clock::duration kSlice = std::chrono::nanoseconds(gevplat::kLookForInterruptionNs);
+    const auto end = Clock::now() + std::chrono::nanoseconds(ns);
+    for (auto now = Clock::now(); now < end && !gevplat::Interruption::IsOn(); now = Clock::now()) {
+        std::this_thread::sleep_for(std::min<Clock::duration>(end - now, kSlice));
+    }
 }
 
 void Effects::DetachCamera(const char* /*serial*/, std::int64_t /*forNs*/) {}

@@ -14,7 +14,8 @@ class GEVPLAT_API Effects
 {
 public:
     virtual ~Effects();
-    /** On the clock that the cameras live by; here in real time. */
+    /** On the clock that the cameras live by; here in real time. Ends early when the host
+     *  interrupts the cameras. */
     virtual void SleepNs(std::int64_t ns);
     /** The camera leaves its network and returns after so long (0: never). Here nothing happens. */
     virtual void DetachCamera(const char* serial, std::int64_t forNs);

@@ -2,6 +2,7 @@
 
 #include "genapi/raw_value.h"
 #include "net/control/commands.h"
+#include "net/control/session_end.h"
 
 #include <cstring>
 #include <exception>
@@ -20,7 +21,9 @@ using GenApi_3_0::CIntegerPtr;
 constexpr const char* kWidth = "Width";
 constexpr const char* kHeight = "Height";
 constexpr const char* kPixelFormat = "PixelFormat";
+constexpr const char* kPayloadSize = "PayloadSize";
 constexpr const char* kContinuous = "Continuous";
+constexpr const char* kStop = "AcquisitionStop";
 
 /** Some cameras are delivered in another mode; a transfer counts its frames by itself. */
 void AcquireForEver(FeatureMap& features)
@@ -64,26 +67,28 @@ int Try(DeferredLog& log, const GEV_DEVICE_INFO& camera, const char* what,
 
 } // namespace
 
-NetCamera::NetCamera(Ref<ArvDevice> opened, const GEV_DEVICE_INFO& info, std::uint32_t address)
-    : info_(info), device_(opened.release(), info.serial), features_(device_), nodeMap_(&features_),
-      options_(device_), presence_(device_, address)
+NetCamera::NetCamera(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel>& channel,
+                     const GEV_DEVICE_INFO& info)
+    : info_(info), device_(opened.release(), info.serial, channel), features_(device_),
+      nodeMap_(&features_), options_(device_), presence_(device_, channel)
 {
 }
 
-int NetCamera::Make(Ref<ArvDevice> opened, const GEV_DEVICE_INFO& info, std::uint32_t address,
-                    std::unique_ptr<gevplat::Camera>* camera)
+int NetCamera::Make(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel>& channel,
+                    const GEV_DEVICE_INFO& info, std::unique_ptr<gevplat::Camera>* camera)
 {
     if (arv_device_get_genicam(opened.get()) == nullptr) {
         gevplat::WriteLog(
             2, fmt::format("network camera {} gives no description of its features", info.serial));
         return kGevError;
     }
-    std::unique_ptr<NetCamera> made(new NetCamera(std::move(opened), info, address));
+    std::unique_ptr<NetCamera> made(new NetCamera(std::move(opened), channel, info));
     if (!made->options_.Fault().empty()) {
         gevplat::WriteLog(2, fmt::format("network camera {} doesn't tell its {}", info.serial,
                                          made->options_.Fault()));
         return kGevError;
     }
+    made->StopWhatRuns();
     *camera = std::move(made);
     return kGevOk;
 }
@@ -91,12 +96,17 @@ int NetCamera::Make(Ref<ArvDevice> opened, const GEV_DEVICE_INFO& info, std::uin
 NetCamera::~NetCamera()
 {
     FreeTransfer();
-    if (!device_.IsPresent()) {
-        // The library goes on asking for some seconds. The process may be about to open it again.
-        gevplat::WriteLog(
-            3, fmt::format("network camera {} is closed without its answer; this takes up to ten "
-                           "seconds",
-                           info_.serial));
+}
+
+/** A camera that a former session left running may never send a frame to the next one. */
+void NetCamera::StopWhatRuns()
+{
+    DeferredLog log;
+    try {
+        ExecuteCommand(device_, kStop);
+    } catch (const GenICam_3_0::GenericException& e) {
+        log.Add(4, fmt::format("network camera {} can't be stopped before it is used: {}",
+                               info_.serial, e.what()));
     }
 }
 
@@ -132,7 +142,7 @@ int NetCamera::SetFeatureValue(const char* feature, int size, const void* value)
 
 int NetCamera::GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat)
 {
-    const int status = genapi::ReadRaw(features_, "PayloadSize", sizeof *payloadSize, payloadSize);
+    const int status = genapi::ReadRaw(features_, kPayloadSize, sizeof *payloadSize, payloadSize);
     return status != kGevOk
                ? status
                : genapi::ReadRaw(features_, kPixelFormat, sizeof *pixelFormat, pixelFormat);
@@ -186,6 +196,10 @@ Geometry NetCamera::ReadGeometry()
     constexpr std::uint64_t kBitsPerByte = 8;
     geometry.imageBytes =
         (std::uint64_t{geometry.width} * geometry.height * bits + kBitsPerByte - 1) / kBitsPerByte;
+    if (genapi::ReadRaw(features_, kPayloadSize, sizeof geometry.payloadBytes,
+                        &geometry.payloadBytes) != kGevOk) {
+        geometry.payloadBytes = geometry.imageBytes;
+    }
     return geometry;
 }
 
@@ -207,10 +221,11 @@ int NetCamera::StartTransfer(std::uint32_t frames)
         const Geometry geometry = ReadGeometry();
         AcquireForEver(features_);
         features_.LockTransferParameters(true);
-        transfer->Start(frames, geometry);
+        transfer->Start(frames, geometry, ReadPace(features_));
         ExecuteCommand(device_, "AcquisitionStart");
         return kGevOk;
     });
+    transfer->StartWasRefused(status != kGevOk);
     if (status != kGevOk) {
         Halt(*transfer, log);
     }
@@ -219,8 +234,9 @@ int NetCamera::StartTransfer(std::uint32_t frames)
 
 int NetCamera::Halt(Transfer& transfer, DeferredLog& log)
 {
+    const SessionEnd reachesOut;
     const int status = Try(log, info_, "frames can't be stopped", [&]() -> int {
-        ExecuteCommand(device_, "AcquisitionStop");
+        ExecuteCommand(device_, kStop);
         return kGevOk;
     });
     transfer.Stop();
@@ -242,6 +258,7 @@ int NetCamera::AbortTransfer()
 int NetCamera::FreeTransfer()
 {
     DeferredLog log;
+    const SessionEnd reachesOut;
     const std::lock_guard lock(mutex_);
     std::shared_ptr<Transfer> transfer = Current();
     if (transfer == nullptr) {

@@ -28,6 +28,7 @@ namespace net
  *                                values that frames bring along are set under the next one
  *      Device::Mutex()           each access to the camera and to the library's tree of features;
  *                                recursive
+ *      ControlChannel::mutex_    one register access, for as long as it takes
  *
  *  NetworkBackend's mutex and that of Presence are leaves: none of ours is taken under them.
  *  The host's log is written when none of them is held (DeferredLog), since its sink may call
@@ -35,9 +36,9 @@ namespace net
 class NetCamera : public gevplat::Camera
 {
 public:
-    /** `address` in host byte order. */
-    static int Make(Ref<ArvDevice> opened, const GEV_DEVICE_INFO& info, std::uint32_t address,
-                    std::unique_ptr<gevplat::Camera>* camera);
+    /** `opened` is the device of `channel` (gvcp_device.h). */
+    static int Make(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel>& channel,
+                    const GEV_DEVICE_INFO& info, std::unique_ptr<gevplat::Camera>* camera);
     ~NetCamera() override;
 
     GEV_DEVICE_INFO* Info() override { return device_.IsPresent() ? &info_ : nullptr; }
@@ -56,7 +57,10 @@ public:
     GEV_TRANSFER_STATISTICS Statistics() override;
 
 private:
-    NetCamera(Ref<ArvDevice> opened, const GEV_DEVICE_INFO& info, std::uint32_t address);
+    NetCamera(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel>& channel,
+              const GEV_DEVICE_INFO& info);
+    /** What a former session left running. */
+    void StopWhatRuns();
     std::shared_ptr<Transfer> Current() const;
     Geometry ReadGeometry();
     /** Under the mutex. */

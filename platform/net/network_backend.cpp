@@ -1,14 +1,18 @@
 #include "net/network_backend.h"
 
-#include "base/signals_blocked.h"
-#include "net/control/gvcp.h"
+#include "core/interruption.h"
+#include "net/control/background.h"
+#include "net/control/control_channel.h"
+#include "net/control/gvcp_device.h"
 #include "net/library_owners.h"
 #include "net/net_camera.h"
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstring>
 #include <fmt/format.h>
+#include <optional>
 
 namespace net
 {
@@ -16,8 +20,7 @@ namespace net
 namespace
 {
 
-constexpr int kAnswerMs = 200;
-constexpr int kTries = 3;
+constexpr AnswerTime kQuickAnswer{.usual = std::chrono::milliseconds(600)};
 constexpr std::uint32_t kNetworkMode = 1;
 
 void Put(char (&text)[kGevTextSize], const char* from)
@@ -32,27 +35,10 @@ void ReadVersion(std::uint32_t address, char (&text)[kGevTextSize])
 {
     constexpr std::size_t kVersionSize = 32;
     std::array<std::uint8_t, kVersionSize> version{};
-    GvcpClient camera(address);
-    Answer answer = Answer::Silent;
-    for (int i = 0; i < kTries && answer == Answer::Silent; ++i) {
-        answer = camera.ReadMemory(kDeviceVersion, version, kAnswerMs);
-    }
+    GvcpClient(address).ReadMemory(kDeviceVersion, version, kQuickAnswer);
     const auto* chars = reinterpret_cast<const char*>(version.data());
     const std::string terminated(chars, strnlen(chars, version.size()));
     Put(text, terminated.c_str());
-}
-
-/** kGevOk when the control register says that nobody controls the camera. */
-int MayControl(std::uint32_t address)
-{
-    GvcpClient camera(address);
-    for (int i = 0; i < kTries; ++i) {
-        std::uint32_t privilege = 0;
-        if (camera.ReadRegister(kControlPrivilege, &privilege, kAnswerMs) == Answer::Given) {
-            return privilege == 0 ? kGevOk : kGevAccessDenied;
-        }
-    }
-    return kGevNotFound;
 }
 
 } // namespace
@@ -62,17 +48,18 @@ NetworkBackend::NetworkBackend()
     arv_disable_interface("USB3Vision");
 }
 
-bool NetworkBackend::LookOn(const std::string& interface)
+bool NetworkBackend::Set(const gevplat::BackendChoice& choice)
 {
     const std::lock_guard lock(mutex_);
     std::vector<Subnet> subnets;
-    if (!interface.empty()) {
-        subnets = SubnetsOf(interface);
+    if (!choice.interface.empty()) {
+        subnets = SubnetsOf(choice.interface);
         if (subnets.empty()) {
             return false;
         }
     }
-    interface_ = interface;
+    interface_ = choice.interface;
+    patienceMs_ = choice.patienceMs;
     subnets_ = std::move(subnets);
     return true;
 }
@@ -86,8 +73,23 @@ bool NetworkBackend::IsLookedOn(std::uint32_t address) const
 
 int NetworkBackend::List(std::vector<GEV_DEVICE_INFO>* devices)
 {
+    using Devices = std::vector<GEV_DEVICE_INFO>;
+    const auto search = Background<Devices>::Begin([this] {
+        Devices found;
+        Find(&found);
+        return found;
+    });
+    const std::optional<Devices> found = search->Wait(&gevplat::Interruption::IsOn);
+    if (!found) {
+        return kGevTimeout;
+    }
+    devices->insert(devices->end(), found->begin(), found->end());
+    return kGevOk;
+}
+
+void NetworkBackend::Find(std::vector<GEV_DEVICE_INFO>* devices)
+{
     const std::lock_guard lock(mutex_);
-    const base::SignalsBlocked blocked;
     if (!interface_.empty()) {
         subnets_ = SubnetsOf(interface_); // its addresses come and go
     }
@@ -110,7 +112,6 @@ int NetworkBackend::List(std::vector<GEV_DEVICE_INFO>* devices)
         Put(device.address, address);
         devices->push_back(device);
     }
-    return kGevOk;
 }
 
 int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
@@ -120,43 +121,51 @@ int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
     if (!address) {
         return kGevNotFound;
     }
-    // Asked first: the library takes seconds to find out, and doesn't tell when it loses a race.
-    if (const int status = MayControl(*address); status != kGevOk) {
+    const auto channel = std::make_shared<ControlChannel>(*address, Patience());
+    if (const int status = channel->MayTakeControl(); status != kGevOk) {
         return status;
     }
-    const base::SignalsBlocked blocked;
-    ErrorSlot error;
-    Ref<ArvDevice> opened;
-    {
-        const std::lock_guard lock(mutex_);
-        opened.reset(arv_open_device(device.address, error.Out()));
-    }
-    if (opened == nullptr) {
+    Opened opened = OpenThrough(channel, *address);
+    if (!opened.error.empty()) {
         gevplat::WriteLog(
-            2, fmt::format("network camera {} can't be opened: {}", device.serial, error.Text()));
+            2, fmt::format("network camera {} can't be opened: {}", device.serial, opened.error));
+    }
+    return opened.status == kGevOk
+               ? NetCamera::Make(std::move(opened.device), channel, device, camera)
+               : opened.status;
+}
+
+int NetworkBackend::Patience() const
+{
+    const std::lock_guard lock(mutex_);
+    return patienceMs_;
+}
+
+int NetworkBackend::IsHeld(const GEV_DEVICE_INFO& device, bool* held)
+{
+    const auto address = ParseAddress(device.address);
+    if (!address) {
         return kGevNotFound;
     }
-    if (!ARV_IS_GV_DEVICE(opened.get())) {
-        return kGevNotFound;
-    }
-    if (arv_gv_device_is_controller(ARV_GV_DEVICE(opened.get())) == FALSE) {
-        return kGevAccessDenied;
-    }
-    return NetCamera::Make(std::move(opened), device, *address, camera);
+    std::uint32_t privilege = 0;
+    const Answer answer =
+        GvcpClient(*address).ReadRegister(kControlPrivilege, &privilege, kQuickAnswer);
+    *held = privilege != 0 || answer == Answer::Denied; // held exclusively: nobody else may read
+    return answer == Answer::Given || answer == Answer::Denied ? kGevOk : kGevTimeout;
 }
 
 } // namespace net
 
 /** The library's entry (gev_backend.h). */
-extern "C" GEVPLAT_API gevplat::Backend* GevplatNetworkBackend(const std::string& interface,
+extern "C" GEVPLAT_API gevplat::Backend* GevplatNetworkBackend(const gevplat::BackendChoice& choice,
                                                                std::string* error)
 {
     static auto* backend =
         new net::NetworkBackend; // kept for threads that run while the process ends
-    if (!backend->LookOn(interface)) {
+    if (!backend->Set(choice)) {
         *error = fmt::format("network cameras can't be looked for on '{}': there is no network "
                              "interface of that name or address, or it has no address",
-                             interface);
+                             choice.interface);
         return nullptr;
     }
     return backend;

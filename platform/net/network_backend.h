@@ -16,22 +16,28 @@ class NetworkBackend : public gevplat::Backend
 public:
     NetworkBackend();
 
-    /** Looks on one interface alone, or on all with an empty text; false: there is no such one. */
-    bool LookOn(const std::string& interface);
+    /** False: there is no such interface, and nothing changes. */
+    bool Set(const gevplat::BackendChoice& choice);
 
     const char* Name() const override { return "net"; }
-    /** Takes about a second: cameras have that long to answer. */
+    /** Takes about a second: cameras have that long to answer. Returns at once when the host
+     *  interrupts the cameras; the search then ends by itself. */
     int List(std::vector<GEV_DEVICE_INFO>* devices) override;
     int Open(const GEV_DEVICE_INFO& device, int accessMode,
              std::unique_ptr<gevplat::Camera>* camera) override;
+    int IsHeld(const GEV_DEVICE_INFO& device, bool* held) override;
     void Uninitialize() override {}
 
 private:
+    int Patience() const;
+    /** Appends the cameras that answer. Takes about a second. */
+    void Find(std::vector<GEV_DEVICE_INFO>* devices);
     bool IsLookedOn(std::uint32_t address) const;
 
     mutable std::mutex mutex_; ///< the library keeps one list of devices for the process
     std::string interface_;
     std::vector<Subnet> subnets_;
+    int patienceMs_ = 0;
 };
 
 } // namespace net

@@ -1,8 +1,10 @@
 /** The current clock, shared by the network and its cameras; it can be replaced at any time. */
 #pragma once
 
+#include "core/interruption.h"
 #include "sim/clock.h"
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 
@@ -20,10 +22,15 @@ public:
     }
     std::int64_t NowNs() const { return Current()->NowNs(); }
     void SleepUntilNs(std::int64_t whenNs) const { Current()->SleepUntilNs(whenNs); }
+    /** Ends early when the host interrupts the cameras. */
     void SleepNs(std::int64_t ns) const
     {
         const auto clock = Current();
-        clock->SleepUntilNs(clock->NowNs() + ns);
+        const std::int64_t endNs = clock->NowNs() + ns;
+        for (std::int64_t nowNs = clock->NowNs(); nowNs < endNs && !gevplat::Interruption::IsOn();
+             nowNs = clock->NowNs()) {
+            clock->SleepUntilNs(std::min(endNs, nowNs + gevplat::kLookForInterruptionNs));
+        }
     }
 
 private:

@@ -119,6 +119,9 @@ TEST_F(Features, TheLibrarysErrorsKeepTheirMeaning)
         {"StatusMirror?", "StatusMirror: access mode can't be read"},
         {"PixelFormat=Mono12", "PixelFormat.Mono12: access mode can't be read"},
         {"AcquisitionStart!", "AcquisitionStart can't be executed"},
+        {"AcquisitionStart=execute", "AcquisitionStart can't be executed"},
+        {"DeviceUserID", "DeviceUserID can't be read"},
+        {"DeviceUserID=me", "DeviceUserID = me can't be written"},
     };
     for (const auto& [code, kind] : kErrors) {
         camera.registers.fails = [failure = code](std::uint64_t, bool) { return failure; };
@@ -149,7 +152,8 @@ TEST_F(Features, FaultsAreInjectedAndTheJournalKeepsItsForms)
     EXPECT_EQ(camera.Float("Gain")->GetValue(false, true), 2.5); // past what the frame brought
     for (const char* access : {"Width", "Width~66", "Width=800", "Gain", "ReverseX=true",
                                "ReverseX", "GainSelector=Sensor1", "GainSelector", "WidthMax?",
-                               "PixelFormat.Mono12", "AcquisitionStart!"}) {
+                               "PixelFormat.Mono12", "AcquisitionStart!", "DeviceUserID=me",
+                               "DeviceUserID", "AcquisitionStart=execute", "AcquisitionStart"}) {
         camera.Do(access);
     }
     EXPECT_THAT(JournalLines(),
@@ -157,9 +161,11 @@ TEST_F(Features, FaultsAreInjectedAndTheJournalKeepsItsForms)
                             "read Gain=2.5", "read Width=640", "cam Width=800", "read Gain=6",
                             "cam ReverseX=true", "read ReverseX=true", "cam GainSelector=Sensor1",
                             "read GainSelector=Sensor1", "mode WidthMax:RO",
-                            "mode PixelFormat.Mono12:NI"));
-    EXPECT_EQ(sim::GetCounts().reads, 7U);
-    EXPECT_EQ(sim::GetCounts().writes, 3U);
+                            "mode PixelFormat.Mono12:NI", "cam DeviceUserID=me",
+                            "read DeviceUserID=me", "cam AcquisitionStart=execute",
+                            "read AcquisitionStart.Done=true"));
+    EXPECT_EQ(sim::GetCounts().reads, 9U);
+    EXPECT_EQ(sim::GetCounts().writes, 5U);
     sim::Reset();
 }
 
@@ -170,11 +176,11 @@ TEST_F(Features, NodesStandInTheOrderOfTheCategoriesOnceEach)
         names.emplace_back(camera.map.GetNodeAt(i)->GetName());
         EXPECT_EQ(camera.map.GetNode(names.back().c_str()), camera.map.GetNodeAt(i));
     }
-    EXPECT_THAT(names, ElementsAre("Width", "PixelFormat", "Gain", "GainSelector"));
-    EXPECT_EQ(camera.map.GetNodeAt(4), nullptr);
+    EXPECT_THAT(names,
+                ElementsAre("Width", "PixelFormat", "Gain", "GainSelector", "AcquisitionStart"));
+    EXPECT_EQ(camera.map.GetNodeAt(5), nullptr);
     EXPECT_NE(camera.map.GetNode("StatusReg"), nullptr); // in no category
     EXPECT_EQ(camera.map.GetNode("Analog"), nullptr);
-    EXPECT_EQ(camera.map.GetNode("AcquisitionStart"), nullptr);
     EXPECT_EQ(camera.map.GetNode("PixelFormat")->AsInteger(), nullptr); // as the library has it
     EXPECT_STREQ(camera.map.GetNode("Gain")->GetUnit(), "dB");
     EXPECT_STREQ(camera.map.GetNode("Width")->GetUnit(), "");

@@ -40,7 +40,8 @@ void UseNetworkCameras()
     if (!IsOwnAddress("127.0.0.1")) {
         GTEST_SKIP() << "no loopback network here";
     }
-    const gevplat::BackendChoice onlyNetwork{.simulated = false, .network = true, .interface = ""};
+    const gevplat::BackendChoice onlyNetwork{
+        .simulated = false, .network = true, .interface = "", .patienceMs = 1500};
     std::string error;
     ASSERT_TRUE(gevplat::ChooseBackends(onlyNetwork, &error)) << error;
 }

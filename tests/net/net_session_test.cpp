@@ -2,6 +2,7 @@
  *
  *  Times are bounded only to distinguish a call that returns at once from one that waits for the
  *  network library's own time-outs, which are 2.5 s for one access. */
+#include "gev_host.h"
 #include "tests/net/loopback_camera.h"
 #include "tests/platform/contract/camera_under_test.h"
 
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <functional>
 #include <gmock/gmock.h>
+#include <limits>
 #include <thread>
 
 namespace
@@ -26,6 +28,13 @@ milliseconds TimeOf(const std::function<void()>& work)
     const auto begin = std::chrono::steady_clock::now();
     work();
     return std::chrono::duration_cast<milliseconds>(std::chrono::steady_clock::now() - begin);
+}
+
+std::int64_t RealTimeNs()
+{
+    return std::chrono::duration_cast<std::chrono::nanoseconds>(
+               std::chrono::system_clock::now().time_since_epoch())
+        .count();
 }
 
 class NetSession : public Session
@@ -83,6 +92,7 @@ TEST_F(NetSession, AStartThatFailsTellsWhyAndTheLogMayCallBack)
     EXPECT_EQ(GevStartTransfer(handle, kForEver), kGevError);
     EXPECT_TRUE(log.WaitFor("network camera S1: frames can't be started: AcquisitionStart: no such "
                             "command"));
+    EXPECT_EQ(Statistics().startRefused, 1U);
 }
 
 TEST_F(NetSession, AModeThatCannotBeReadIsWrittenAllTheSame)
@@ -158,9 +168,17 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
         std::vector<std::string> options;
         testing::Matcher<std::uint64_t> complete; ///< of 100 waits
         std::uint64_t missing;                    ///< at least
+        std::uint64_t packets = 0; ///< missing in each incomplete frame; 0: not known
     } kRows[] = {
         {"L1", {"--lost-ratio", "0.03"}, AllOf(Gt(30U), Lt(100U)), 1},
-        {"L2", {"--skip-frames", "5"}, Gt(90U), 20}, // 1 to 4, 6 to 9, ..., 124
+        {"L2", {"--skip-frames", "5"}, Gt(90U), 20, 1}, // 1 to 4, 6 to 9, ..., 124
+        {"L3", {"--lose-packet", "2", "--lose-frames", "5"}, AllOf(Gt(70U), Lt(85U)), 15, 1},
+        {"L4", {"--lose-packet", "0", "--lose-frames", "5"}, AllOf(Gt(70U), Lt(85U)), 15, 1},
+        {"L5",
+         {"--lose-packet", "3", "--lose-frames", "9", "--announce-resend"},
+         AllOf(Gt(70U), Lt(92U)),
+         8,
+         1},
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.serial);
@@ -172,6 +190,7 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
         std::uint64_t gaps = 0; // numbers left out
         std::uint32_t last = 0;
         std::uint64_t lastTime = 0;
+        std::int64_t lastArrivalNs = RealTimeNs();
         for (int i = 0; i < 100; ++i) {
             _tag_GEVBUF_ENTRY& frame = Take();
             ++(status == kGevOk ? complete : incomplete);
@@ -181,7 +200,10 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
                 gaps += last == 0 ? 0 : frame.frameId - last - 1;
                 last = frame.frameId;
             }
+            EXPECT_EQ(frame.frameNumber, frame.timestamp == 0 ? 0 : frame.frameId); // both lost
             EXPECT_TRUE(frame.timestamp == 0 || frame.timestamp > lastTime);
+            EXPECT_THAT(frame.arrivalNs, AllOf(Gt(lastArrivalNs), Lt(RealTimeNs())));
+            lastArrivalNs = frame.arrivalNs;
             lastTime = std::max(lastTime, frame.timestamp);
             Release(frame);
         }
@@ -191,6 +213,85 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
         EXPECT_EQ(counts.framesLost + counts.underruns, gaps);
         EXPECT_THAT(complete, row.complete);
         EXPECT_GE(incomplete + gaps, row.missing);
+        if (row.packets != 0) {
+            EXPECT_EQ(counts.packetsMissing,
+                      incomplete * row.packets + counts.framesLost * counts.packetsOfFrame);
+        }
+        GevCloseCamera(&handle);
+        camera.Kill();
+    }
+}
+
+TEST_F(NetSession, NumbersThatWrapToZeroLoseNoFrame)
+{
+    Start("Z1", {"--first-number", "65530", "--wrap-to-zero"});
+    Open("Z1");
+    StartFor(16);
+    std::uint64_t last = 0;
+    do {
+        _tag_GEVBUF_ENTRY& frame = Take();
+        EXPECT_EQ(status, kGevOk);
+        last = frame.frameNumber;
+        Release(frame);
+    } while (last < 3 || last > 1000);
+    EXPECT_EQ(Statistics().framesLost, 0U);
+}
+
+TEST_F(NetSession, APacketThatIsNeverSentAgainHoldsLaterFramesBackForSomeFramePeriodsOnly)
+{
+    Start("H1", {"--lose-packet", "2", "--lose-frames", "10", "--announce-resend"});
+    Open("H1");
+    StartFor(8);
+    std::int64_t heldNs = std::numeric_limits<std::int64_t>::max();
+    for (int incomplete = 0; incomplete < 5;) {
+        _tag_GEVBUF_ENTRY& frame = Take();
+        if (status == kGevIncomplete) {
+            ++incomplete;
+            heldNs = std::min(heldNs, RealTimeNs() - frame.arrivalNs);
+        }
+        Release(frame);
+    }
+    EXPECT_LT(heldNs, 500'000'000); // five periods are 50 ms, the frame time-out is 1 s
+}
+
+TEST_F(NetSession, TheHostsPacketDelayReachesTheCameraInPlaceOfTheDrivers)
+{
+    Start("D2");
+    constexpr std::uint32_t kDrivers = 10; // us
+    constexpr std::uint32_t kHosts = 250;
+    const auto delayAfterSetting = [&] {
+        GEV_CAMERA_OPTIONS options{};
+        EXPECT_EQ(GevGetCameraInterfaceOptions(handle, &options), kGevOk);
+        options.streamPacketDelay = kDrivers;
+        EXPECT_EQ(GevSetCameraInterfaceOptions(handle, &options), kGevOk);
+        GevCloseCamera(&handle);
+        Open("D2"); // which reads the register
+        EXPECT_EQ(GevGetCameraInterfaceOptions(handle, &options), kGevOk);
+        return options.streamPacketDelay;
+    };
+    Open("D2");
+    EXPECT_EQ(GevOverridePacketDelay(-2), kGevInvalidArgument);
+    ASSERT_EQ(GevOverridePacketDelay(kHosts), kGevOk);
+    EXPECT_EQ(delayAfterSetting(), kHosts);
+    ASSERT_EQ(GevOverridePacketDelay(-1), kGevOk);
+    EXPECT_EQ(delayAfterSetting(), kDrivers);
+}
+
+TEST_F(NetSession, TheCountsTellWhyNoFrameIsComplete)
+{
+    for (const bool unknown : {true, false}) {
+        SCOPED_TRACE(unknown);
+        LoopbackCamera& camera =
+            Start("Y1", {unknown ? "--payload-type" : "--lose-packet", unknown ? "6" : "2"});
+        Open("Y1");
+        StartFor(8);
+        for (int i = 0; i < 5; ++i) {
+            Release(Take());
+            EXPECT_EQ(status, kGevIncomplete);
+        }
+        const GEV_TRANSFER_STATISTICS counts = Statistics();
+        EXPECT_EQ(counts.framesOfUnknownPayload >= 5, unknown);
+        EXPECT_EQ(counts.packetsOfNewestIncomplete, counts.packetsOfFrame - 1);
         GevCloseCamera(&handle);
         camera.Kill();
     }

@@ -46,7 +46,7 @@ ArvGvFakeCamera* NewCamera(const Settings& settings)
 Camera::Camera(const Settings& settings)
     : settings_(settings), camera_(NewCamera(settings)),
       registers_(arv_gv_fake_camera_get_fake_camera(camera_.get())),
-      chunkSender_(settings.address, settings.lostRatio)
+      sender_(settings.address, settings.losses)
 {
     if (arv_gv_fake_camera_is_running(camera_.get()) == FALSE) {
         throw std::runtime_error("no camera can be at " + settings.address +
@@ -61,6 +61,9 @@ Camera::Camera(const Settings& settings)
     registers_.Put(kMacLow, static_cast<std::uint32_t>(std::hash<std::string>()(settings.serial)));
     registers_.PowerUp();
     registers_.Put(kChunksSent, settings.chunks ? 1 : 0);
+    if (settings.announcesResend) {
+        registers_.Put(kCapability, registers_.Get(kCapability) | kResends);
+    }
     SetPace();
     Warm();
     arv_fake_camera_set_fill_pattern(arv_gv_fake_camera_get_fake_camera(camera_.get()), &Fill,
@@ -137,10 +140,13 @@ void Camera::TakeUpStart()
     if (registers_.Get(kAcquisition) != kStarting) {
         return;
     }
-    frameNumber_ = 0;
-    sendsChunks_ = settings_.chunks && registers_.Get(kChunkModeActive) != 0;
-    // Frames with chunks are sent by ChunkSender; the library's camera then drops all its packets.
-    g_object_set(camera_.get(), "gvsp-lost-ratio", sendsChunks_ ? 1.0 : settings_.lostRatio,
+    frameNumber_ = settings_.firstNumber - 1;
+    payloadType_ = settings_.chunks && registers_.Get(kChunkModeActive) != 0
+                       ? kChunkPayload
+                       : settings_.payloadType;
+    sendsItself_ = payloadType_ != kImagePayload || settings_.losses.packet.has_value();
+    // Of frames that FrameSender sends the library's camera drops all packets.
+    g_object_set(camera_.get(), "gvsp-lost-ratio", sendsItself_ ? 1.0 : settings_.losses.ratio,
                  nullptr);
     registers_.Put(kAcquisition, kRunning);
 }
@@ -160,8 +166,10 @@ void Camera::FillFrame(ArvBuffer* buffer)
     TakeUpStart();
     const auto time =
         std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch());
-    const FrameNotes notes{NextNumber(), static_cast<std::uint64_t>(time.count())};
-    arv_buffer_set_frame_id(buffer, FrameIdOf(notes.number));
+    const std::uint32_t number = NextNumber();
+    const FrameNotes notes{number, FrameIdOf(number, settings_.wrapsToZero),
+                           static_cast<std::uint64_t>(time.count())};
+    arv_buffer_set_frame_id(buffer, notes.id);
     arv_buffer_set_timestamp(buffer, notes.ticks);
     std::size_t received = 0; // 0 in a buffer that is going to be sent
     const void* const bytes = arv_buffer_get_data(buffer, &received);
@@ -169,8 +177,8 @@ void Camera::FillFrame(ArvBuffer* buffer)
         static_cast<std::uint8_t*>(const_cast<void*>(bytes)),
         arv_fake_camera_get_payload(arv_gv_fake_camera_get_fake_camera(camera_.get())));
     picture_.Paint(registers_, notes.number, image);
-    if (sendsChunks_) {
-        chunkSender_.Send(registers_, notes, image);
+    if (sendsItself_) {
+        sender_.Send(registers_, notes, payloadType_, image);
     }
     if (registers_.Get(kAcquisitionMode) == kSingleFrame) {
         registers_.Put(kAcquisition, kStopped);

@@ -1,7 +1,7 @@
 /** A GigE Vision camera, built on the camera of the network library. */
 #pragma once
 
-#include "tools/kvcam/chunk_sender.h"
+#include "tools/kvcam/frame_sender.h"
 #include "tools/kvcam/picture.h"
 #include "tools/kvcam/registers.h"
 #include "tools/kvcam/udp_socket.h"
@@ -21,8 +21,12 @@ struct Settings {
     std::string maker = "DALSA (kvcam)";
     std::string model = "Loopback";
     std::string serial = "KV000001";
-    std::string features;    ///< path of the feature file
-    double lostRatio = 0;    ///< share of packets that get lost, 0 to 1
+    std::string features; ///< path of the feature file
+    Losses losses;
+    bool announcesResend = false;              ///< but never sends a packet again
+    std::uint32_t payloadType = kImagePayload; ///< of frames without chunk data
+    std::uint32_t firstNumber = 1;             ///< of the first frame after a start
+    bool wrapsToZero = false;                  ///< frame numbers go from 65535 to 0, else to 1
     unsigned skipFrames = 0; ///< frames whose number this divides are not sent; 0: none
     bool chunks = false;     ///< sends chunk data once a client switches it on
 };
@@ -62,8 +66,9 @@ private:
     Registers registers_;
     // Library's thread only.
     Picture picture_;
-    ChunkSender chunkSender_;
-    bool sendsChunks_ = false;
+    FrameSender sender_;
+    std::uint32_t payloadType_ = kImagePayload; ///< since the last start, like the next one
+    bool sendsItself_ = false;                  ///< frames go through sender_
     std::uint32_t frameNumber_ = 0;
     // The other thread only.
     std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();

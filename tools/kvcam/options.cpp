@@ -42,8 +42,23 @@ std::optional<Options> ReadOptions(int argc, char** argv, int* exitCode)
     app.add_option("--model", camera.model, "model's name, up to 31 characters");
     app.add_option("--maker", camera.maker, "maker's name, up to 31 characters");
     app.add_option("--features", camera.features, "feature file; its own when left out");
-    app.add_option("--lost-ratio", camera.lostRatio, "how many of the packets get lost")
+    app.add_option("--lost-ratio", camera.losses.ratio, "how many of the packets get lost")
         ->check(CLI::Range(0.0, 1.0));
+    auto* const packet =
+        app.add_option("--lose-packet", camera.losses.packet,
+                       "packet that gets lost in each frame; 0 is the leader, before the image");
+    app.add_option("--lose-frames", camera.losses.frames,
+                   "only frames with a number that this divides lose it")
+        ->check(CLI::PositiveNumber)
+        ->needs(packet);
+    app.add_flag("--announce-resend", camera.announcesResend,
+                 "says that it sends packets again, but never does");
+    app.add_option("--payload-type", camera.payloadType,
+                   "payload type in the frames' leaders, for all but chunk data");
+    app.add_option("--first-number", camera.firstNumber, "number of the first frame after a start")
+        ->check(CLI::Range(1, 65535));
+    app.add_flag("--wrap-to-zero", camera.wrapsToZero,
+                 "frame numbers go from 65535 to 0 rather than to 1");
     app.add_option("--skip-frames", camera.skipFrames,
                    "leaves out each frame with a number that this divides; 0: none")
         ->check(CLI::Validator(

@@ -19,6 +19,7 @@ enum StreamRegister : std::uint32_t {
     kModel = 0x0068,
     kVersion = 0x0088,
     kSerial = 0x00D8,
+    kCapability = 0x0934,       ///< see kResends
     kStreamPort = 0x0D00,       ///< of the client, in the low 16 bits
     kStreamPacketSize = 0x0D04, ///< bytes with all headers, in the low 16 bits
     kStreamAddress = 0x0D18,    ///< of the client
@@ -54,6 +55,8 @@ enum FeatureRegister : std::uint32_t {
 constexpr std::uint32_t kDoubleBytes = 8;
 constexpr std::uint32_t kNumberBytes = 4;
 
+constexpr std::uint32_t kResends = 4; ///< the camera sends packets again
+
 /** Values of kAcquisition. For the library, all but 0 mean a running acquisition. */
 enum Acquisition : std::uint32_t {
     kStopped = 0,
@@ -63,11 +66,11 @@ enum Acquisition : std::uint32_t {
 
 enum AcquisitionMode : std::uint32_t { kContinuous = 1, kSingleFrame = 2 };
 
-/** A frame's number on the network: 16 bits, without 0. */
-constexpr std::uint32_t FrameIdOf(std::uint32_t number)
+/** A frame's number on the network: 16 bits, with or without 0. */
+constexpr std::uint32_t FrameIdOf(std::uint32_t number, bool wrapsToZero)
 {
     constexpr std::uint32_t kIds = 0xFFFF;
-    return (number - 1) % kIds + 1;
+    return wrapsToZero ? number & kIds : (number - 1) % kIds + 1;
 }
 
 /** Typed access to the registers. The library's camera serves the same memory to its clients on its

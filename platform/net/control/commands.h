@@ -1,4 +1,4 @@
-/** Command features, which are no nodes of the contract. */
+/** Commands that a session executes itself, without their nodes: neither counted nor recorded. */
 #pragma once
 
 #include "net/control/device.h"

@@ -5,11 +5,15 @@
 #include "core/interruption.h"
 #include "gen_api.h"
 #include "injection/node_faults.h"
+#include "net/control/control_channel.h"
+#include "net/control/gvcp_device.h"
+#include "net/control/session_end.h"
 
 #include <arv.h>
 
 #include <atomic>
 #include <fmt/format.h>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -19,9 +23,20 @@ namespace net
 class Device
 {
 public:
-    /** Takes the reference over. */
-    Device(ArvDevice* device, std::string serial) : device_(device), serial_(std::move(serial)) {}
-    ~Device() { g_object_unref(device_); }
+    /** Takes the reference over. The channel is the device's own; null: it has none, and always
+     *  answers. */
+    Device(ArvDevice* device, std::string serial, std::shared_ptr<ControlChannel> channel = nullptr)
+        : device_(device), serial_(std::move(serial)), channel_(std::move(channel))
+    {
+    }
+    ~Device()
+    {
+        if (channel_ == nullptr) {
+            g_object_unref(device_);
+        } else {
+            CloseThrough(channel_, device_);
+        }
+    }
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
 
@@ -35,16 +50,37 @@ public:
     /** Set from the watching thread (presence.h). */
     void SetPresent(bool present) { present_.store(present, std::memory_order_release); }
     bool IsPresent() const { return present_.load(std::memory_order_acquire); }
+    /** Whether an access would be answered, as far as is known: not if the last one wasn't,
+     * although the camera still counts as present. */
+    bool IsAnswering() const
+    {
+        return IsPresent() && (channel_ == nullptr || channel_->IsAnswering());
+    }
 
-    /** TimeoutException while the camera is gone, so that nobody sits through the library's own
-     *  time-outs, which are seconds. */
+    /** TimeoutException while accesses are interrupted or not answered, so that nobody sits through
+     *  time-outs. What ends a session is sent all the same. */
     void RequirePresent(const char* feature) const
     {
+        const bool abandoned = channel_ != nullptr && channel_->IsAbandoned();
+        if (SessionEnd::IsUnderWay() && !abandoned) {
+            return;
+        }
         gevplat::Interruption::RequireNone(feature);
-        if (!IsPresent()) {
+        if (!IsAnswering()) {
             throw GenICam_3_0::TimeoutException(
                 fmt::format("{}: camera {} does not answer", feature, serial_));
         }
+    }
+
+    /** Hz of the time stamps; 0 and an error when it can't be read. Under the lock. The library's
+     * own call goes past the control channel, and waits for seconds. */
+    std::uint64_t TickFrequency(GError** error) const
+    {
+        guint32 high = 0;
+        guint32 low = 0;
+        const bool read = arv_device_read_register(device_, kTickFrequencyHigh, &high, error) &&
+                          arv_device_read_register(device_, kTickFrequencyLow, &low, error);
+        return read ? std::uint64_t{high} << 32 | low : 0;
     }
 
     /** For accesses to nodes, under the lock. May raise anything. */
@@ -56,6 +92,7 @@ public:
 private:
     ArvDevice* device_;
     std::string serial_;
+    std::shared_ptr<ControlChannel> channel_;
     mutable std::recursive_mutex mutex_;
     std::atomic<bool> present_{true};
     injection::Effects effects_; ///< real time, and a camera that nobody can take away

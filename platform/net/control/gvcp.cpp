@@ -1,12 +1,14 @@
 #include "net/control/gvcp.h"
 
+#include "core/interruption.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <chrono>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <thread>
 #include <unistd.h>
 
 namespace net
@@ -15,15 +17,24 @@ namespace net
 namespace
 {
 
+using std::chrono::milliseconds;
+
 constexpr std::uint16_t kPort = 3956;
 constexpr std::uint8_t kKey = 0x42;
 constexpr std::uint8_t kAcknowledge = 0x01;
 constexpr std::uint16_t kReadRegister = 0x0080;
+constexpr std::uint16_t kWriteRegister = 0x0082;
 constexpr std::uint16_t kReadMemory = 0x0084;
+constexpr std::uint16_t kWriteMemory = 0x0086;
+constexpr std::uint16_t kPending = 0x0089; ///< the camera needs more time, and says how much
+constexpr std::uint32_t kBusy = 0x8007;
 constexpr std::size_t kHeader = 8;
+constexpr std::size_t kAddress = 4;
 constexpr std::size_t kLargest = 548; ///< what any camera takes in one datagram
-
-using Clock = std::chrono::steady_clock;
+constexpr milliseconds kRepeat(500);  ///< after which an unanswered question is sent again
+constexpr milliseconds kBusyPause(20);
+constexpr int kRefusals = 2; ///< in a row; the first one may be about an older question
+constexpr milliseconds kLookForInterruption(gevplat::kLookForInterruptionNs / 1'000'000);
 
 void Put16(std::uint8_t* to, std::uint32_t value)
 {
@@ -49,6 +60,30 @@ std::uint32_t Take32(const std::uint8_t* from)
 
 } // namespace
 
+/** One question and what is known about its answer. */
+struct GvcpClient::Exchange {
+    std::uint16_t command;
+    std::span<std::uint8_t> answer;
+    AnswerTime time;
+    Clock::time_point begin = Clock::now();
+    Clock::time_point end = begin + time.usual;
+    Clock::time_point repeatAt{};
+    int refusals = 0;
+    bool isNew = true;    ///< it needs a number of its own
+    bool pending = false; ///< the camera has the question and asked for more time
+
+    /** When waiting ends, as things are now. */
+    Clock::time_point End() const
+    {
+        return gevplat::Interruption::IsOn() ? std::min(end, begin + time.interrupted) : end;
+    }
+    Answer Unanswered() const
+    {
+        const bool atOnce = time.interrupted == milliseconds(0);
+        return atOnce && gevplat::Interruption::IsOn() ? Answer::Interrupted : Answer::Silent;
+    }
+};
+
 GvcpClient::GvcpClient(std::uint32_t address)
     : socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0))
 {
@@ -71,76 +106,164 @@ GvcpClient::~GvcpClient()
     }
 }
 
-Answer GvcpClient::ReadRegister(std::uint32_t address, std::uint32_t* value, int timeoutMs)
+std::uint32_t GvcpClient::OwnAddress() const
 {
-    std::array<std::uint8_t, 4> question{};
+    sockaddr_in own{};
+    socklen_t size = sizeof own;
+    const bool known =
+        socket_ >= 0 && getsockname(socket_, reinterpret_cast<sockaddr*>(&own), &size) == 0;
+    return known ? ntohl(own.sin_addr.s_addr) : 0;
+}
+
+Answer GvcpClient::ReadRegister(std::uint32_t address, std::uint32_t* value, AnswerTime time)
+{
+    std::array<std::uint8_t, kAddress> question{};
     std::array<std::uint8_t, 4> answer{};
     Put32(question.data(), address);
-    const Answer result = Ask(kReadRegister, question, answer, timeoutMs);
+    const Answer result = Ask(kReadRegister, question, answer, time);
     if (result == Answer::Given) {
         *value = Take32(answer.data());
     }
     return result;
 }
 
-Answer GvcpClient::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, int timeoutMs)
+Answer GvcpClient::WriteRegister(std::uint32_t address, std::uint32_t value, AnswerTime time)
 {
-    constexpr std::size_t kAddress = 4;
-    std::array<std::uint8_t, 8> question{};
-    std::array<std::uint8_t, kLargest> answer{};
-    const std::size_t size = std::min(bytes.size(), kLargest - kHeader - kAddress);
+    std::array<std::uint8_t, kAddress + 4> question{};
+    Put32(question.data(), address);
+    Put32(question.data() + kAddress, value);
+    return Ask(kWriteRegister, question, {}, time);
+}
+
+Answer GvcpClient::ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, AnswerTime time)
+{
+    std::array<std::uint8_t, kAddress + 4> question{};
+    std::array<std::uint8_t, kAddress + kLargestBlock> answer{};
+    const std::size_t size = std::min(bytes.size(), kLargestBlock);
     Put32(question.data(), address);
     Put16(question.data() + 6, static_cast<std::uint32_t>(size));
     const Answer result =
-        Ask(kReadMemory, question, std::span(answer).first(kAddress + size), timeoutMs);
+        Ask(kReadMemory, question, std::span(answer).first(kAddress + size), time);
     if (result == Answer::Given) {
         std::copy_n(answer.begin() + kAddress, size, bytes.begin());
     }
     return result;
 }
 
-/** `answer` is what follows the header; a longer or shorter one is not ours. */
+Answer GvcpClient::WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes,
+                               AnswerTime time)
+{
+    std::array<std::uint8_t, kAddress + kLargestBlock> question{};
+    const std::size_t size = std::min(bytes.size(), kLargestBlock);
+    Put32(question.data(), address);
+    std::copy_n(bytes.begin(), size, question.begin() + kAddress);
+    return Ask(kWriteMemory, std::span(question).first(kAddress + size), {}, time);
+}
+
+/** `answer` is what follows the header; empty: that doesn't matter. The question goes out at least
+ *  once, unless the cameras are interrupted and it is not to be asked then. */
 Answer GvcpClient::Ask(std::uint16_t command, std::span<const std::uint8_t> question,
-                       std::span<std::uint8_t> answer, int timeoutMs)
+                       std::span<std::uint8_t> answer, AnswerTime time)
 {
     if (socket_ < 0) {
         return Answer::Refused;
     }
-    requestId_ =
-        requestId_ == 0xFFFF ? std::uint16_t{1} : static_cast<std::uint16_t>(requestId_ + 1);
+    Exchange exchange{.command = command, .answer = answer, .time = time};
+    if (exchange.Unanswered() == Answer::Interrupted) {
+        return Answer::Interrupted;
+    }
     std::array<std::uint8_t, kLargest> packet{kKey, kAcknowledge};
     Put16(packet.data() + 2, command);
     Put16(packet.data() + 4, static_cast<std::uint32_t>(question.size()));
-    Put16(packet.data() + 6, requestId_);
     std::copy(question.begin(), question.end(), packet.begin() + kHeader);
-    if (send(socket_, packet.data(), kHeader + question.size(), 0) < 0) {
-        return errno == ECONNREFUSED ? Answer::Refused : Answer::Silent;
-    }
-    const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
+    Answer result = Answer::Silent;
+    do {
+        if (exchange.isNew) {
+            requestId_ = static_cast<std::uint16_t>(requestId_ % 0xFFFF + 1);
+            Put16(packet.data() + 6, requestId_);
+            exchange.isNew = false;
+        }
+        while (!exchange.pending &&
+               send(socket_, packet.data(), kHeader + question.size(), 0) < 0 &&
+               errno == ECONNREFUSED) { // about what was sent before; this was not sent
+            if (++exchange.refusals == kRefusals) {
+                return Answer::Refused;
+            }
+        }
+        exchange.repeatAt = Clock::now() + kRepeat;
+        result = Receive(exchange);
+    } while (result == Answer::Silent && Clock::now() < exchange.End());
+    return result == Answer::Silent ? exchange.Unanswered() : result;
+}
+
+/** Silent: it is time to ask again, or to give up. */
+Answer GvcpClient::Receive(Exchange& exchange)
+{
+    std::array<std::uint8_t, kLargest> packet{};
     for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+        const auto end =
+            exchange.pending ? exchange.End() : std::min(exchange.End(), exchange.repeatAt);
+        const auto left = std::chrono::ceil<milliseconds>(end - Clock::now());
+        const auto slice = std::clamp(left, milliseconds(0), kLookForInterruption);
         pollfd waiting{.fd = socket_, .events = POLLIN, .revents = 0};
-        const int ready = poll(&waiting, 1, static_cast<int>(std::max<std::int64_t>(left, 0)));
-        if (ready == 0) {
-            return Answer::Silent;
+        if (poll(&waiting, 1, static_cast<int>(slice.count())) <= 0) {
+            if (left <= slice) {
+                return Answer::Silent;
+            }
+            continue;
         }
         const ssize_t size = recv(socket_, packet.data(), packet.size(), 0);
-        if (size < 0 && errno == ECONNREFUSED) {
-            return Answer::Refused;
+        if (size < 0) {
+            if (errno != ECONNREFUSED) {
+                continue;
+            }
+            return ++exchange.refusals >= kRefusals ? Answer::Refused : Answer::Silent;
         }
-        const bool ours = size >= static_cast<ssize_t>(kHeader) &&
-                          Take16(packet.data() + 2) == command + 1U &&
-                          Take16(packet.data() + 6) == requestId_;
-        if (!ours) {
-            continue; // a late answer to a question that was given up
+        Answer result = Answer::Silent;
+        if (TakeUp(exchange, std::span(packet).first(static_cast<std::size_t>(size)), &result)) {
+            return result;
         }
-        if (Take16(packet.data()) != 0 ||
-            static_cast<std::size_t>(size) != kHeader + answer.size()) {
-            return Answer::Refused;
-        }
-        std::copy_n(packet.begin() + kHeader, answer.size(), answer.begin());
-        return Answer::Given;
     }
+}
+
+/** True: `*result` is what the exchange comes to, Silent to ask again. */
+bool GvcpClient::TakeUp(Exchange& exchange, std::span<const std::uint8_t> packet, Answer* result)
+{
+    if (packet.size() < kHeader) {
+        return false;
+    }
+    heardAt_ = Clock::now();
+    exchange.refusals = 0;
+    const std::uint32_t status = Take16(packet.data());
+    const std::uint32_t command = Take16(packet.data() + 2);
+    if (Take16(packet.data() + 6) != requestId_) {
+        return false; // a late answer to a question that was given up
+    }
+    if (command == kPending) {
+        constexpr std::size_t kMs = kHeader + 2;
+        const milliseconds more(packet.size() < kMs + 2 ? 0U : Take16(packet.data() + kMs));
+        exchange.pending = true;
+        exchange.end = std::max(exchange.end, heardAt_ + more);
+        return false;
+    }
+    if (status == kBusy) {
+        // Under a new number: a camera answers a question that it knows as it did before.
+        std::this_thread::sleep_for(kBusyPause);
+        exchange.isNew = true;
+        return true;
+    }
+    if (command != exchange.command + 1U) {
+        return false;
+    }
+    error_ = status;
+    const std::span<const std::uint8_t> body = packet.subspan(kHeader);
+    if (status != 0 || (!exchange.answer.empty() && body.size() != exchange.answer.size())) {
+        *result = Answer::Denied;
+        return true;
+    }
+    std::copy_n(body.begin(), exchange.answer.size(), exchange.answer.begin());
+    *result = Answer::Given;
+    return true;
 }
 
 } // namespace net

@@ -2,11 +2,10 @@
 
 #include "base/signals_blocked.h"
 #include "gev_backend.h"
-#include "net/control/gvcp.h"
-#include "net/library_owners.h"
 
 #include <chrono>
 #include <fmt/format.h>
+#include <utility>
 
 namespace net
 {
@@ -15,42 +14,14 @@ namespace
 {
 
 constexpr int kPauseMs = 90;
-constexpr int kPatienceMs = 110;
-constexpr int kMisses = 3; ///< in a row: at most 420 ms from the last answer
 
 using Clock = std::chrono::steady_clock;
-
-enum class State { Ours, NotOurs, Gone };
-
-State Ask(GvcpClient& camera)
-{
-    for (int miss = 0; miss < kMisses; ++miss) {
-        std::uint32_t privilege = 0;
-        switch (camera.ReadRegister(kControlPrivilege, &privilege, kPatienceMs)) {
-        case Answer::Given:
-            return privilege == 0 ? State::NotOurs : State::Ours;
-        case Answer::Refused:
-            if (miss > 0) { // the first one may be about an older question
-                return State::Gone;
-            }
-            break;
-        case Answer::Silent:
-            break;
-        }
-    }
-    return State::Gone;
-}
-
-/** As far as the library noticed. */
-bool IsController(const Device& device)
-{
-    return ARV_IS_GV_DEVICE(device.Handle()) &&
-           arv_gv_device_is_controller(ARV_GV_DEVICE(device.Handle())) != FALSE;
-}
+using Control = ControlChannel::Control;
 
 } // namespace
 
-Presence::Presence(Device& device, std::uint32_t address) : device_(device), address_(address)
+Presence::Presence(Device& device, std::shared_ptr<ControlChannel> channel)
+    : device_(device), channel_(std::move(channel))
 {
     const base::SignalsBlocked blocked;
     thread_ = std::thread([this] { Watch(); });
@@ -74,24 +45,20 @@ bool Presence::Sleep(int ms)
 
 void Presence::Watch()
 {
-    GvcpClient camera(address_);
-    State before = State::Ours;
+    Control before = Control::Ours;
     Clock::time_point since;
-    while (before != State::NotOurs && Sleep(kPauseMs)) {
-        State now = Ask(camera);
-        if (now == State::Ours && before == State::Gone && !IsController(device_)) {
-            now = State::NotOurs; // somebody else has it
-        }
-        if (now == before) {
+    while (before != Control::Lost && Sleep(kPauseMs)) {
+        const Control now = channel_->Look();
+        if (now == before || now == Control::Unknown) {
             continue;
         }
-        device_.SetPresent(now == State::Ours);
-        if (now == State::Ours) {
+        device_.SetPresent(now == Control::Ours);
+        if (now == Control::Ours) {
             const auto away =
                 std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since);
             gevplat::WriteLog(2, fmt::format("network camera {} answers again after {} ms",
                                              device_.Serial(), away.count()));
-        } else if (now == State::NotOurs) {
+        } else if (now == Control::Lost) {
             gevplat::WriteLog(2, fmt::format("network camera {} doesn't know us any more: it was "
                                              "started anew, or its heartbeat time-out went by; it "
                                              "has to be opened again",
@@ -100,7 +67,7 @@ void Presence::Watch()
             gevplat::WriteLog(2,
                               fmt::format("network camera {} does not answer", device_.Serial()));
         }
-        since = before == State::Ours ? Clock::now() : since;
+        since = before == Control::Ours ? Clock::now() : since;
         before = now;
     }
 }

@@ -1,25 +1,27 @@
 /** Watches whether a camera is still there and still under our control. */
 #pragma once
 
+#include "net/control/control_channel.h"
 #include "net/control/device.h"
 
 #include <condition_variable>
-#include <cstdint>
+#include <memory>
 #include <mutex>
 #include <thread>
 
 namespace net
 {
 
-/** Asks the camera ten times a second who controls it, over a socket of its own and in a thread of
- *  its own, so that no call that hangs can delay an answer. A camera that is switched off,
- *  unplugged or frozen is marked as gone within half a second, one whose process died at once; one
- *  that answers again is marked as present if we still control it. Both are logged. */
+/** Asks the camera ten times a second who controls it, in a thread of its own, unless an access is
+ *  under way: a camera that is busy with one may answer nothing else. A camera that is switched
+ * off, unplugged or frozen is marked as gone when it has been silent for longer than the patience,
+ * one whose host says that nobody listens there at once; one that answers again is marked as
+ * present if we still control it. Both are logged. The questions are the camera's heartbeat. */
 class Presence
 {
 public:
-    /** `address` in host byte order. The device outlives this object. */
-    Presence(Device& device, std::uint32_t address);
+    /** The device outlives this object. */
+    Presence(Device& device, std::shared_ptr<ControlChannel> channel);
     ~Presence();
     Presence(const Presence&) = delete;
     Presence& operator=(const Presence&) = delete;
@@ -30,7 +32,7 @@ private:
     bool Sleep(int ms);
 
     Device& device_;
-    const std::uint32_t address_;
+    const std::shared_ptr<ControlChannel> channel_;
     std::mutex mutex_;
     std::condition_variable wake_;
     bool ending_ = false;

@@ -17,6 +17,8 @@ using GenApi_3_0::EAccessMode;
 // the stack or never end, so the feature is faulty, and so is every one that depends on it.
 constexpr unsigned kMaxDepth = 100;
 constexpr unsigned kMaxSteps = 10'000;
+constexpr std::int64_t kMaxNumberLength = 8; // of a register, in bytes
+constexpr std::int64_t kMaxTextLength = 4096;
 
 ArvGcPropertyNodeType TypeOf(ArvDomNode* node)
 {
@@ -45,6 +47,11 @@ EAccessMode ModeOf(ArvGcFeatureNode* node)
     default:
         return GenApi_3_0::RW;
     }
+}
+
+bool IsText(ArvGcNode* node)
+{
+    return ARV_IS_GC_STRING(node) && !ARV_IS_GC_ENUMERATION(node);
 }
 
 bool HasEntry(ArvGcNode* enumeration)
@@ -87,8 +94,9 @@ std::string LinkText(ArvDomNode* link)
     return text;
 }
 
-/** Adds what it takes to read what a link refers to. */
-void Description::Follow(ArvGcNode* target, const char* link, Reading* reading, unsigned depth)
+/** Adds what it takes to read the number or the text that a link refers to. */
+void Description::Follow(ArvGcNode* target, const char* link, Reading* reading, unsigned depth,
+                         bool toText)
 {
     if (!reading->fault.empty()) {
         return;
@@ -98,7 +106,11 @@ void Description::Follow(ArvGcNode* target, const char* link, Reading* reading, 
         return;
     }
     const bool asks = std::string_view(link).starts_with("pIs"); // for yes or no
-    if (!IsNumber(target) && !(asks && ARV_IS_GC_BOOLEAN(target))) {
+    if (toText && !IsText(target)) {
+        reading->fault = fmt::format("{} refers to what is no text", link);
+        return;
+    }
+    if (!toText && !IsNumber(target) && !(asks && ARV_IS_GC_BOOLEAN(target))) {
         reading->fault = fmt::format("{} refers to what is no number", link);
         return;
     }
@@ -131,6 +143,9 @@ void Description::ReadParts(ArvDomNode* element, Reading* reading, Parts* parts,
             parts->value = true;
             break;
         case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE:
+            parts->value = true;
+            Follow(Target(child), name, reading, depth, IsText(ARV_GC_NODE(element)));
+            break;
         case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE_INDEXED:
         case ARV_GC_PROPERTY_NODE_TYPE_P_VALUE_DEFAULT:
             parts->value = true;
@@ -176,9 +191,8 @@ void Description::ReadParts(ArvDomNode* element, Reading* reading, Parts* parts,
     });
 }
 
-void Description::CheckRegister(const Parts& parts, Reading* reading)
+void Description::CheckRegister(const Parts& parts, std::int64_t maxLength, Reading* reading)
 {
-    constexpr std::int64_t kMaxLength = 8; // of a number, in bytes
     if (!reading->fault.empty()) {
         return;
     }
@@ -193,7 +207,7 @@ void Description::CheckRegister(const Parts& parts, Reading* reading)
     if (parts.length != nullptr) {
         ErrorSlot error;
         const std::int64_t length = arv_gc_property_node_get_int64(parts.length, error.Out());
-        if (error || length < 1 || length > kMaxLength) {
+        if (error || length < 1 || length > maxLength) {
             reading->fault = "its register has an impossible length";
         }
     }
@@ -216,9 +230,9 @@ const Description::Reading& Description::Read(ArvGcNode* node, unsigned depth)
     ReadParts(ARV_DOM_NODE(node), &reading, &parts, depth);
     if (ARV_IS_GC_STRUCT_ENTRY_NODE(node)) { // the register's own parts surround its entries
         ReadParts(arv_dom_node_get_parent_node(ARV_DOM_NODE(node)), &reading, &parts, depth);
-        CheckRegister(parts, &reading);
+        CheckRegister(parts, kMaxNumberLength, &reading);
     } else if (ARV_IS_GC_REGISTER_NODE(node)) {
-        CheckRegister(parts, &reading);
+        CheckRegister(parts, IsText(node) ? kMaxTextLength : kMaxNumberLength, &reading);
     } else if (reading.fault.empty() && ARV_IS_GC_SWISS_KNIFE(node) && !parts.formula) {
         reading.fault = "its formula is missing";
     } else if (reading.fault.empty() && ARV_IS_GC_CONVERTER(node) && !parts.formula) {

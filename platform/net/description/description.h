@@ -50,9 +50,10 @@ private:
     struct Parts;
 
     const Reading& Read(ArvGcNode* node, unsigned depth);
-    void Follow(ArvGcNode* target, const char* link, Reading* reading, unsigned depth);
+    void Follow(ArvGcNode* target, const char* link, Reading* reading, unsigned depth,
+                bool toText = false);
     void ReadParts(ArvDomNode* element, Reading* reading, Parts* parts, unsigned depth);
-    void CheckRegister(const Parts& parts, Reading* reading);
+    void CheckRegister(const Parts& parts, std::int64_t maxLength, Reading* reading);
     void Collect(ArvGcFeatureNode* node, Facts* facts);
     /** "" or what is wrong with the link. */
     std::string LinkFault(ArvGcPropertyNode* link);

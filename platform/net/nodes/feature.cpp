@@ -54,7 +54,7 @@ Feature::Feature(Device& device, ArvGcFeatureNode* node, Facts facts)
 
 EAccessMode Feature::Mode() const
 {
-    if (!facts_.gates.empty() && facts_.fault.empty() && device_.IsPresent()) {
+    if (!facts_.gates.empty() && facts_.fault.empty() && device_.IsAnswering()) {
         lastMode_ = ModeBehind(facts_.gates, facts_.mode, false, name_);
     }
     return lastMode_;

@@ -18,6 +18,8 @@
 #include <fmt/format.h>
 #include <mutex>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace net
 {
@@ -49,7 +51,18 @@ public:
     const std::string& Name() const { return name_; }
     const Facts& GetFacts() const { return facts_; }
 
+    // For the map, which sets them once.
+    void SetSelectors(std::vector<GenApi_3_0::INode*> selectors)
+    {
+        selectors_ = std::move(selectors);
+    }
+
 protected:
+    /** What GetSelector of every node does. */
+    GenApi_3_0::INode* SelectorAt(std::size_t index) const
+    {
+        return index < selectors_.size() ? selectors_[index] : nullptr;
+    }
     /** What GetAccessMode of every node does. */
     GenApi_3_0::EAccessMode AskMode() const;
 
@@ -123,6 +136,7 @@ private:
 
     std::string name_;
     Facts facts_;
+    std::vector<GenApi_3_0::INode*> selectors_;
     mutable GenApi_3_0::EAccessMode lastMode_;
 };
 

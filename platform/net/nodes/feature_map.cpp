@@ -41,12 +41,9 @@ public:
         const AccessScope scope(device_);
         device_.RequirePresent(kTickFrequency);
         device_.InjectFaults(injection::AccessKind::Read, kTickFrequency);
-        const auto value = static_cast<std::int64_t>(Checked(
-            [&](GError** error) {
-                return arv_gv_device_get_timestamp_tick_frequency(ARV_GV_DEVICE(device_.Handle()),
-                                                                  error);
-            },
-            [] { return fmt::format("{} can't be read", kTickFrequency); }));
+        const auto value = static_cast<std::int64_t>(
+            Checked([&](GError** error) { return device_.TickFrequency(error); },
+                    [] { return fmt::format("{} can't be read", kTickFrequency); }));
         if (injection::JournalIsOn()) {
             injection::JournalRead(kTickFrequency, "", genapi::ToText(value));
         }
@@ -66,6 +63,44 @@ private:
     Device& device_;
 };
 
+/** Calls `visit` with the name of each feature that the one called `selector` selects itself. */
+template <class Visit>
+void ForEachSelected(ArvGc* features, const std::string& selector, const Visit& visit)
+{
+    ArvGcNode* const node = arv_gc_get_node(features, selector.c_str());
+    if (ARV_IS_GC_SELECTOR(node)) {
+        for (const GSList* next = arv_gc_selector_get_selected_features(ARV_GC_SELECTOR(node));
+             next != nullptr; next = next->next) {
+            visit(std::string(arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(next->data))));
+        }
+    }
+    // Not every description says what these select.
+    if (selector == "GainSelector" || selector == "ExposureTimeSelector") {
+        visit(selector.substr(0, selector.size() - std::string_view("Selector").size()));
+    }
+}
+
+using Selectors = std::unordered_map<std::string, std::vector<INode*>>;
+
+/** Adds the selectors of a feature, each of them behind its own selectors and once. Circles end at
+ *  those that were met before. */
+void AddSelectors(const Selectors& direct, const std::string& feature, int depth,
+                  std::vector<INode*>* met, std::vector<INode*>* ordered)
+{
+    constexpr int kMostDeep = 10; // cameras have two levels; a faulty description, any number
+    const auto found = direct.find(feature);
+    if (found == direct.end() || depth == kMostDeep) {
+        return;
+    }
+    for (INode* selector : found->second) {
+        if (std::find(met->begin(), met->end(), selector) == met->end()) {
+            met->push_back(selector);
+            AddSelectors(direct, selector->GetName(), depth + 1, met, ordered);
+            ordered->push_back(selector);
+        }
+    }
+}
+
 } // namespace
 
 /** Filled once; then only the nodes change, each under the device's lock. */
@@ -81,6 +116,7 @@ public:
             MakeNodes(features, ARV_DOM_NODE(features), description);
             OrderByCategory(features);
             LinkSelectors(features);
+            NameSelectors(features);
         }
         if (Find(kTickFrequency) == nullptr && ARV_IS_GV_DEVICE(device.Handle())) {
             nodes_.push_back(std::make_unique<TickFrequencyNode>(device));
@@ -135,6 +171,7 @@ private:
     std::unique_ptr<INode> MakeNode(ArvGcFeatureNode* node, Description& description);
     void OrderByCategory(ArvGc* features);
     void LinkSelectors(ArvGc* features);
+    void NameSelectors(ArvGc* features);
     void Link(ArvGc* features, const std::string& selector, Selected* selected);
 
     Device& device_;
@@ -170,7 +207,7 @@ void FeatureMap::Impl::MakeNodes(ArvGc* features, ArvDomNode* parent, Descriptio
 /** Null for what has no value interface of the contract. */
 std::unique_ptr<INode> FeatureMap::Impl::MakeNode(ArvGcFeatureNode* node, Description& description)
 {
-    // An enumeration has the library's integer interface as well.
+    // An enumeration has the library's integer and string interfaces as well.
     if (ARV_IS_GC_ENUMERATION(node)) {
         return std::make_unique<EnumerationNode>(device_, node, description.Examine(node),
                                                  description);
@@ -185,6 +222,12 @@ std::unique_ptr<INode> FeatureMap::Impl::MakeNode(ArvGcFeatureNode* node, Descri
     }
     if (ARV_IS_GC_INTEGER(node)) {
         return std::make_unique<IntegerNode>(device_, node, description.Examine(node));
+    }
+    if (ARV_IS_GC_STRING(node)) {
+        return std::make_unique<StringNode>(device_, node, description.Examine(node));
+    }
+    if (ARV_IS_GC_COMMAND(node)) {
+        return std::make_unique<CommandNode>(device_, node, description.Examine(node));
     }
     return nullptr;
 }
@@ -233,6 +276,32 @@ void FeatureMap::Impl::LinkSelectors(ArvGc* features)
     }
 }
 
+/** Tells each feature its selectors, each of them behind its own selectors. */
+void FeatureMap::Impl::NameSelectors(ArvGc* features)
+{
+    Selectors direct;
+    for (const auto& node : nodes_) {
+        if (node->AsInteger() != nullptr || node->AsEnumeration() != nullptr) {
+            ForEachSelected(features, node->GetName(), [&](const std::string& selected) {
+                std::vector<INode*>& selectors = direct[selected];
+                if (std::find(selectors.begin(), selectors.end(), node.get()) == selectors.end()) {
+                    selectors.push_back(node.get());
+                }
+            });
+        }
+    }
+    for (const auto& [name, selectors] : direct) {
+        auto* const feature = dynamic_cast<Feature*>(Find(name));
+        if (feature == nullptr) {
+            continue;
+        }
+        std::vector<INode*> met = {Find(name)};
+        std::vector<INode*> ordered;
+        AddSelectors(direct, name, 0, &met, &ordered);
+        feature->SetSelectors(std::move(ordered));
+    }
+}
+
 /** What a selector selects, directly or by way of other selectors. */
 void FeatureMap::Impl::Link(ArvGc* features, const std::string& selector, Selected* selected)
 {
@@ -247,17 +316,7 @@ void FeatureMap::Impl::Link(ArvGc* features, const std::string& selector, Select
         if (FloatNode* const feature = FindFloat(name)) {
             selected->Add(feature);
         }
-        ArvGcNode* const node = arv_gc_get_node(features, name.c_str());
-        if (ARV_IS_GC_SELECTOR(node)) {
-            for (const GSList* next = arv_gc_selector_get_selected_features(ARV_GC_SELECTOR(node));
-                 next != nullptr; next = next->next) {
-                ahead.emplace_back(arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(next->data)));
-            }
-        }
-        // Not every description says what these select.
-        if (name == "GainSelector" || name == "ExposureTimeSelector") {
-            ahead.push_back(name.substr(0, name.size() - std::string_view("Selector").size()));
-        }
+        ForEachSelected(features, name, [&](const std::string& other) { ahead.push_back(other); });
     }
 }
 

@@ -22,6 +22,7 @@ public:
     const char* GetName() const override { return Name().c_str(); }
     const char* GetUnit() const override { return unit_.c_str(); }
     GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
     double GetValue(bool verify, bool ignoreCache) override;
     void SetValue(double value, bool verify) override;
     double GetMin() override;
@@ -63,6 +64,7 @@ public:
     const char* GetName() const override { return Name().c_str(); }
     const char* GetUnit() const override { return unit_.c_str(); }
     GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
     std::int64_t GetValue(bool verify, bool ignoreCache) override;
     void SetValue(std::int64_t value, bool verify) override;
     std::int64_t GetMin() override;
@@ -93,11 +95,47 @@ public:
 
     const char* GetName() const override { return Name().c_str(); }
     GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
     bool GetValue(bool verify, bool ignoreCache) override;
     void SetValue(bool value, bool verify) override;
 
 private:
     ArvGcBoolean* Handle() const { return ARV_GC_BOOLEAN(node_); }
+};
+
+class StringNode final : public GenApi_3_0::IString, public Feature
+{
+public:
+    using Feature::Feature;
+
+    const char* GetName() const override { return Name().c_str(); }
+    GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
+    GenApi_3_0::gcstring GetValue(bool verify, bool ignoreCache) override;
+    void SetValue(const GenApi_3_0::gcstring& value, bool verify) override;
+    std::int64_t GetMaxLength() override;
+
+private:
+    ArvGcString* Handle() const { return ARV_GC_STRING(node_); }
+    std::int64_t MaxLength() const;
+};
+
+class CommandNode final : public GenApi_3_0::ICommand, public Feature
+{
+public:
+    CommandNode(Device& device, ArvGcFeatureNode* node, Facts facts);
+
+    const char* GetName() const override { return Name().c_str(); }
+    GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
+    void Execute(bool verify) override;
+    /** The camera has overwritten the value that started the command. A command that can only be
+     *  written counts as done. */
+    bool IsDone(bool verify) override;
+
+private:
+    ArvGcInteger* store_ = nullptr;         ///< keeps the value, where it can be read
+    ArvGcPropertyNode* starting_ = nullptr; ///< gives the value that starts the command
 };
 
 class EnumerationNode final : public GenApi_3_0::IEnumeration, public Feature
@@ -109,6 +147,7 @@ public:
 
     const char* GetName() const override { return Name().c_str(); }
     GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
+    GenApi_3_0::INode* GetSelector(std::size_t index) override { return SelectorAt(index); }
     GenApi_3_0::gcstring ToString(bool verify, bool ignoreCache) override;
     void FromString(const GenApi_3_0::gcstring& symbolic, bool verify) override;
     std::int64_t GetIntValue(bool verify, bool ignoreCache) override;

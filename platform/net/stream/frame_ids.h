@@ -1,47 +1,70 @@
 /** Counts the frames that are missing between the numbers of those that came. */
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <optional>
 
 namespace net
 {
 
-/** Frame numbers rise by one from start to stop, often from 1; those of 16 bits go from 65535 to 1.
- *  Frames come in order. */
+/** Frame numbers rise by one from start to stop. Those of 16 bits go from 65535 to 1, with some
+ *  cameras to 0; those of 64 bits never end. The network library delivers frames in order and drops
+ *  a frame that comes after its successors.
+ *
+ *  What a number says depends on how far it is from the one before. Up to kMostMissing frames are
+ *  taken for lost: more than a session waits for, at a thousand frames per second. A number further
+ *  ahead, or back by kLate or more, means that the camera began to count anew; nobody knows how
+ * many frames that cost, so it counts as none. A number that is back by less is late and changes
+ *  nothing. */
 class FrameIds
 {
 public:
-    void Restart() { last_ = 0; }
+    void Restart() { *this = FrameIds(); }
 
     /** The frames between the one before and this one. */
     std::uint64_t Came(std::uint64_t id)
     {
-        constexpr std::uint64_t kFarBack = 0x8000;
-        std::uint64_t missing = 0;
-        if (last_ != 0 && id > last_) {
-            missing = id - last_ - 1;
-        } else if (last_ != 0 && last_ <= kNarrow && last_ - id > kFarBack) {
-            missing = kNarrow - last_ + id - 1; // 0 is no number
-        } else if (last_ != 0) {
-            return 0; // an older frame, which is late and counts for nothing
+        hasZero_ = hasZero_ || id == 0;
+        const std::uint64_t ahead = last_ ? Ahead(*last_, id) : 1;
+        if (ahead > kMostMissing && last_ && id <= *last_ && *last_ - id < kLate) {
+            return 0;
         }
         last_ = id;
-        return missing;
+        return ahead > kMostMissing ? 0 : ahead - 1;
     }
 
     /** A frame without its number is taken for the next one; 0 while none has come. */
     std::uint64_t CameWithoutNumber()
     {
-        if (last_ != 0) {
-            last_ = last_ == kNarrow ? 1 : last_ + 1;
+        if (last_) {
+            last_ = *last_ == kNarrow ? First() : *last_ + 1;
         }
-        return last_;
+        return last_.value_or(0);
     }
 
 private:
     static constexpr std::uint64_t kNarrow = 0xFFFF;
+    static constexpr std::uint64_t kMostMissing = 0x4000;
+    static constexpr std::uint64_t kLate = 100; ///< as the network library has it
 
-    std::uint64_t last_ = 0; ///< 0: none yet
+    /** The number behind kNarrow, with cameras whose numbers end there. */
+    std::uint64_t First() const { return hasZero_ ? 0 : 1; }
+
+    /** How far `id` is from `last`, forwards; what lies behind is farther than kMostMissing. */
+    std::uint64_t Ahead(std::uint64_t last, std::uint64_t id) const
+    {
+        if (id > last) {
+            return id - last;
+        }
+        if (last > kNarrow || id == last) {
+            return ~std::uint64_t{0};
+        }
+        return kNarrow - last + std::max(id, First()) - First() + 1;
+    }
+
+    std::optional<std::uint64_t> last_; ///< none yet
+    bool hasZero_ = false;              ///< a frame had the number 0
 };
 
 } // namespace net

@@ -50,7 +50,7 @@ StreamOptions::StreamOptions(Device& device) : device_(device)
     ErrorSlot error;
     // The library would try other sizes by itself; the size is the host's.
     arv_gv_device_set_packet_size_adjustment(camera, ARV_GV_PACKET_SIZE_ADJUSTMENT_NEVER);
-    tickFrequency_ = arv_gv_device_get_timestamp_tick_frequency(camera, error.Out());
+    tickFrequency_ = device_.TickFrequency(error.Out());
     needed("tick frequency", error);
     options_.commandTimeoutMs = kCommandTimeoutMs;
     options_.commandRetries = kCommandRetries;

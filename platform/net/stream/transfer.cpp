@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <fmt/format.h>
+#include <utility>
 
 namespace net
 {
@@ -18,9 +19,11 @@ using Clock = std::chrono::steady_clock;
 constexpr std::uint64_t kForEver = ~std::uint64_t{0};
 constexpr std::uint32_t kForEverAsked = 0xFFFFFFFF;
 constexpr auto kSlice = std::chrono::milliseconds(50); ///< after which a wait checks the state
-constexpr std::uint64_t kUsPerMs = 1000;
-constexpr std::uint64_t kHeaders = 36; ///< bytes of a packet that aren't the frame's
-constexpr std::uint64_t kEnds = 2;     ///< packets: the one before the image and the one behind it
+constexpr std::uint32_t kPacketTimeoutUs = 20'000;     ///< after which a packet is requested again
+constexpr std::uint32_t kRequests = 4;                 ///< for which a held frame leaves time
+constexpr std::uint64_t kHeaders = 36;                 ///< of IP, UDP and the stream, bytes
+constexpr std::uint64_t kLongHeaders = 48;             ///< the same with frame numbers of 64 bits
+constexpr std::uint64_t kEnds = 2; ///< packets: the one before the image and the one behind it
 
 constexpr const char* kChunkGain = "ChunkGain";
 constexpr const char* kChunkExposure = "ChunkExposureTime";
@@ -28,9 +31,18 @@ constexpr const char* kChunkExposure = "ChunkExposureTime";
 /** Fills a buffer until the packet comes that begins a frame. */
 constexpr std::uint64_t kNoNumber = ~std::uint64_t{0};
 
-std::uint64_t Info(ArvStream* stream, const char* name)
+bool HasPicture(ArvBufferPayloadType payload)
 {
-    return arv_stream_get_info_uint64_by_name(stream, name);
+    switch (payload) {
+    case ARV_BUFFER_PAYLOAD_TYPE_IMAGE:
+    case ARV_BUFFER_PAYLOAD_TYPE_RAWDATA:
+    case ARV_BUFFER_PAYLOAD_TYPE_CHUNK_DATA:
+    case ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA:
+    case ARV_BUFFER_PAYLOAD_TYPE_MULTIPART:
+        return true;
+    default:
+        return false;
+    }
 }
 
 /** Null without a chunk that is read: looking for one that isn't there would cost every frame. */
@@ -62,26 +74,28 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
     const std::lock_guard lock(device.Mutex());
     const std::shared_ptr<Transfer> made(new Transfer(device, features));
     ErrorSlot error;
-    made->stream_.reset(arv_device_create_stream(device.Handle(), nullptr, nullptr, error.Out()));
+    made->stream_.reset(
+        arv_device_create_stream(device.Handle(), &OnStream, &made->starts_, error.Out()));
     if (made->stream_ == nullptr) {
         log.Add(
             2, fmt::format("network camera {} gives no stream: {}", device.Serial(), error.Text()));
         return kGevError;
     }
-    g_object_set(made->stream_.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO,
-                 "frame-retention", static_cast<guint>(frameTimeoutMs * kUsPerMs), nullptr);
+    made->starts_.Follow(made->stream_.get(), count);
+    made->frameTimeoutMs_ = frameTimeoutMs;
+    g_object_set(made->stream_.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, nullptr);
     auto* const camera = ARV_GV_DEVICE(device.Handle());
-    const std::uint64_t packetSize = arv_gv_device_get_packet_size(camera, error.Out());
+    made->packetSize_ = arv_gv_device_get_packet_size(camera, error.Out());
     if (!error) {
-        made->tickFrequency_ = arv_gv_device_get_timestamp_tick_frequency(camera, error.Out());
+        made->tickFrequency_ = device.TickFrequency(error.Out());
     }
     if (error) {
         log.Add(2, fmt::format("network camera {} doesn't tell how it streams: {}", device.Serial(),
                                error.Text()));
         return kGevError;
     }
-    const std::uint64_t inPacket = std::max(packetSize, 2 * kHeaders) - kHeaders;
-    made->packetsOfFrame_ = (size + inPacket - 1) / inPacket + kEnds;
+    made->headers_ = kHeaders;
+    made->packetsOfFrame_ = made->PacketsOf(size);
     made->chunks_ = MakeChunkParser(device.Handle());
     made->places_.resize(count);
     for (std::uint32_t i = 0; i < count; ++i) {
@@ -105,18 +119,30 @@ bool Transfer::IsStarted() const
     return started_;
 }
 
-void Transfer::Start(std::uint32_t frames, const Geometry& geometry)
+void Transfer::Start(std::uint32_t frames, const Geometry& geometry, const Pace& pace)
 {
     const base::SignalsBlocked blocked;
     const std::lock_guard lock(mutex_);
     geometry_ = geometry;
+    packetsOfFrame_ = PacketsOf(geometry.payloadBytes);
     framesLeft_ = frames == kForEverAsked ? kForEver : frames;
     ids_.Restart();
+    packets_.Restart();
+    const std::uint32_t holdBackUs =
+        HoldBackUs(pace, static_cast<std::uint32_t>(places_.size()), frameTimeoutMs_);
+    g_object_set(stream_.get(), "frame-retention", holdBackUs, "packet-timeout",
+                 std::min(holdBackUs / kRequests, kPacketTimeoutUs), nullptr);
     if (!running_) { // a new thread, or the frames that begin at 1 again are taken for late ones
         arv_stream_start_thread(stream_.get());
         running_ = true;
     }
     started_ = true;
+}
+
+void Transfer::StartWasRefused(bool refused)
+{
+    const std::lock_guard lock(mutex_);
+    startRefused_ = refused;
 }
 
 void Transfer::Stop()
@@ -127,7 +153,7 @@ void Transfer::Stop()
         arv_stream_stop_thread(stream_.get(), FALSE);
         running_ = false;
     }
-    Drain();
+    starts_.Clear();
     ForgetFrameValues();
 }
 
@@ -193,21 +219,64 @@ int Transfer::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
     }
 }
 
-/** Counts frames that are missing before this one. The library counts packets that found no buffer,
- *  which says why frames are missing but not how many. */
-void Transfer::CountMissing(std::uint64_t frames)
+/** On the receiver's thread. */
+void Transfer::OnStream(void* starts, ArvStreamCallbackType event, ArvBuffer*) noexcept
 {
-    if (frames == 0) {
-        return;
+    if (event == ARV_STREAM_CALLBACK_TYPE_START_BUFFER) {
+        static_cast<FrameStarts*>(starts)->Add();
     }
-    const std::uint64_t unplaced = UnplacedPackets();
-    (unplaced != unplacedAtGap_ ? underruns_ : lost_) += frames;
-    unplacedAtGap_ = unplaced;
 }
 
-std::uint64_t Transfer::UnplacedPackets() const
+std::uint64_t Transfer::PacketsOf(std::uint64_t bytes) const
 {
-    return Info(stream_.get(), "n_underruns");
+    const std::uint64_t inPacket = std::max(packetSize_, headers_ + 1) - headers_;
+    return (bytes + inPacket - 1) / inPacket + kEnds;
+}
+
+/** Whether frame numbers have 64 bits shows only in how many packets a complete frame took. */
+void Transfer::LearnHeaders(std::uint64_t bytes, std::uint64_t packets)
+{
+    if (packets == PacketsOf(bytes)) {
+        return;
+    }
+    const std::uint64_t before = std::exchange(headers_, kHeaders + kLongHeaders - headers_);
+    if (packets != PacketsOf(bytes)) {
+        headers_ = before;
+    }
+}
+
+/** Frames that are missing between the numbers of two frames, in which time `unplaced` packets
+ * found no buffer. The library counts these packets, but not the frames that they belong to. */
+void Transfer::CountGap(std::uint64_t frames, std::uint64_t unplaced)
+{
+    const std::uint64_t underruns =
+        std::min(frames, (unplaced + packetsOfFrame_ - 1) / packetsOfFrame_);
+    underruns_ += underruns;
+    lost_ += frames - underruns;
+}
+
+void Transfer::Count(ArvBuffer* buffer, const FrameStart& start, const Arrivals& end, bool complete)
+{
+    ++(complete ? received_ : incomplete_);
+    framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
+    std::uint64_t gap = 0;
+    if (arv_buffer_get_frame_id(buffer) != kNoNumber) {
+        gap = ids_.Came(arv_buffer_get_frame_id(buffer));
+        CountGap(gap, Growth(unplacedAtGap_, start.before.unplaced));
+        unplacedAtGap_ = start.before.unplaced;
+    }
+    unplacedAtFrame_ = start.before.unplaced;
+
+    std::size_t size = 0;
+    arv_buffer_get_data(buffer, &size);
+    const std::uint64_t came = Growth(start.before.sent, end.sent);
+    if (complete) {
+        LearnHeaders(size, came);
+        packetsOfFrame_ = PacketsOf(size);
+    } else {
+        ofNewestIncomplete_ = std::min(came, packetsOfFrame_);
+    }
+    packets_.Frame(packetsOfFrame_, gap, complete, start.before, end, starts_.Now().resent);
 }
 
 Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
@@ -217,35 +286,50 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
         g_object_unref(buffer); // nothing may be written to it any more
         return nullptr;
     }
-    const bool nothing = result == ARV_BUFFER_STATUS_CLEARED || result == ARV_BUFFER_STATUS_ABORTED;
-    if (nothing || !started_ || framesLeft_ == 0) {
+    if (result == ARV_BUFFER_STATUS_CLEARED) {
+        DropUnknown(buffer);
+        return nullptr;
+    }
+    Arrivals end;
+    const FrameStart start = starts_.Take(&end);
+    if (result == ARV_BUFFER_STATUS_ABORTED || !started_ || framesLeft_ == 0) {
         Push(buffer);
         return nullptr;
     }
     auto& place = *const_cast<Place*>(static_cast<const Place*>(arv_buffer_get_user_data(buffer)));
-    if (arv_buffer_get_frame_id(buffer) == kNoNumber) {
-        arv_buffer_set_frame_id(buffer, ids_.CameWithoutNumber());
-    } else {
-        CountMissing(ids_.Came(arv_buffer_get_frame_id(buffer)));
-    }
-    unplacedAtFrame_ = UnplacedPackets();
-    framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
-    const bool complete = result == ARV_BUFFER_STATUS_SUCCESS && HoldsImage(buffer);
+    const bool complete = IsComplete(buffer);
+    Count(buffer, start, end, complete);
+    Describe(place, complete, start);
     if (complete) {
-        ++received_;
         ReadFrameValues(buffer);
         *status = kGevOk;
     } else {
-        ++incomplete_;
         ForgetFrameValues();
         *status = kGevIncomplete;
     }
-    Describe(place, complete);
     place.taken = true;
     g_object_unref(buffer); // the place has its own reference
     return &place;
 }
 
+/** A frame of a payload type that the library doesn't know: it ignores the first packet and gives
+ *  the buffer back. The packets behind it become a frame without a number. */
+void Transfer::DropUnknown(ArvBuffer* buffer)
+{
+    if (started_ && arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_CLEARED) {
+        ++unknownFrames_;
+    }
+    Push(buffer);
+}
+
+/** A frame without its number is never complete: its first packet, which has the number, is
+ *  missing. */
+bool Transfer::IsComplete(ArvBuffer* buffer) const
+{
+    return arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS &&
+           arv_buffer_get_frame_id(buffer) != kNoNumber &&
+           HasPicture(arv_buffer_get_payload_type(buffer)) && HoldsImage(buffer);
+}
 /** The library also calls a frame a success when it was cut to the buffer's size. */
 bool Transfer::HoldsImage(ArvBuffer* buffer) const
 {
@@ -254,7 +338,7 @@ bool Transfer::HoldsImage(ArvBuffer* buffer) const
     return size >= geometry_.imageBytes;
 }
 
-void Transfer::Describe(Place& place, bool complete)
+void Transfer::Describe(Place& place, bool complete, const FrameStart& start)
 {
     ArvBuffer* const buffer = place.buffer.get();
     std::size_t size = 0;
@@ -263,8 +347,11 @@ void Transfer::Describe(Place& place, bool complete)
     _tag_GEVBUF_ENTRY& entry = place.entry;
     entry = {};
     entry.status = complete ? kGevOk : kGevIncomplete;
-    entry.frameNumber = arv_buffer_get_frame_id(buffer);
-    entry.frameId = static_cast<std::uint32_t>(entry.frameNumber);
+    const std::uint64_t number = arv_buffer_get_frame_id(buffer);
+    const bool numbered = number != kNoNumber;
+    entry.frameNumber = numbered ? number : 0;
+    entry.frameId = static_cast<std::uint32_t>(numbered ? number : ids_.CameWithoutNumber());
+    entry.arrivalNs = start.realTimeNs;
     entry.timestamp = ticks;
     entry.timestampHigh = static_cast<std::uint32_t>(ticks >> 32);
     entry.timestampLow = static_cast<std::uint32_t>(ticks);
@@ -346,11 +433,17 @@ GEV_TRANSFER_STATISTICS Transfer::Statistics() const
     counts.framesIncomplete = incomplete_;
     // Those since the last frame are counted once a frame comes; until then their packets are
     // counted.
-    counts.underruns = underruns_ + (UnplacedPackets() - unplacedAtFrame_) / packetsOfFrame_;
+    const Arrivals now = starts_.Now();
+    counts.underruns = underruns_ + Growth(unplacedAtFrame_, now.unplaced) / packetsOfFrame_;
     counts.framesLost = lost_;
-    counts.packetsReceived = Info(stream_.get(), "n_received_packets");
-    counts.packetsResent = Info(stream_.get(), "n_resent_packets");
-    counts.packetsMissing = Info(stream_.get(), "n_missing_packets");
+    counts.packetsReceived = now.sent + now.resent;
+    counts.packetsResent = now.resent;
+    counts.packetsMissing = packets_.Missing();
+    counts.packetsOfFrame = packetsOfFrame_;
+    counts.packetSize = packetSize_;
+    counts.packetsOfNewestIncomplete = ofNewestIncomplete_;
+    counts.framesOfUnknownPayload = unknownFrames_;
+    counts.startRefused = startRefused_ ? 1 : 0;
     return counts;
 }
 

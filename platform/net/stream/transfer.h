@@ -7,6 +7,9 @@
 #include "net/library_owners.h"
 #include "net/nodes/feature_map.h"
 #include "net/stream/frame_ids.h"
+#include "net/stream/frame_starts.h"
+#include "net/stream/hold_back.h"
+#include "net/stream/packet_account.h"
 
 #include <cstdint>
 #include <memory>
@@ -21,6 +24,7 @@ struct Geometry {
     std::uint32_t width = 0;  ///< pixels
     std::uint32_t height = 0; ///< lines
     std::uint64_t imageBytes = 0;
+    std::uint64_t payloadBytes = 0; ///< with chunks
 };
 
 /** Made by GevInitializeTransfer, gone with GevFreeTransfer. Statuses are GevStatus.
@@ -41,7 +45,8 @@ public:
 
     bool IsStarted() const;
     /** Starts the library's stream; starting the camera's acquisition is up to the caller. */
-    void Start(std::uint32_t frames, const Geometry& geometry);
+    void Start(std::uint32_t frames, const Geometry& geometry, const Pace& pace);
+    void StartWasRefused(bool refused);
     /** Frames that are not in the caller's hands are dropped. */
     void Stop();
     /** From now on nothing is written to the caller's memory, and every Wait returns kGevNotReady
@@ -62,18 +67,25 @@ private:
     Place* PlaceOf(const _tag_GEVBUF_ENTRY* frame);
     /** A buffer that came from the stream, under the mutex: a frame for the caller, or null. */
     Place* Receive(ArvBuffer* buffer, int* status);
+    /** A frame that the library gave up at its first packet. */
+    void DropUnknown(ArvBuffer* buffer);
+    bool IsComplete(ArvBuffer* buffer) const;
     bool HoldsImage(ArvBuffer* buffer) const;
-    void Describe(Place& place, bool complete);
+    void Describe(Place& place, bool complete, const FrameStart& start);
     void ReadFrameValues(ArvBuffer* buffer);
     void ForgetFrameValues();
-    void CountMissing(std::uint64_t frames);
-    std::uint64_t UnplacedPackets() const;
+    void CountGap(std::uint64_t frames, std::uint64_t unplaced);
+    void Count(ArvBuffer* buffer, const FrameStart& start, const Arrivals& end, bool complete);
+    std::uint64_t PacketsOf(std::uint64_t bytes) const;
+    void LearnHeaders(std::uint64_t bytes, std::uint64_t packets);
+    static void OnStream(void* starts, ArvStreamCallbackType event, ArvBuffer* buffer) noexcept;
     void Push(ArvBuffer* buffer);
     void Drain();
 
     Device& device_;
     FeatureMap& features_;
     mutable std::mutex mutex_;
+    FrameStarts starts_; ///< before the stream, whose receiver uses it
     Ref<ArvStream> stream_;
     Ref<ArvChunkParser> chunks_; ///< null: the camera's description has no chunk that is read
     std::vector<Place> places_;
@@ -88,9 +100,16 @@ private:
     std::uint64_t incomplete_ = 0;
     std::uint64_t lost_ = 0;
     std::uint64_t underruns_ = 0;
+    bool startRefused_ = false;
+    std::uint32_t frameTimeoutMs_ = 0;
+    std::uint64_t packetSize_ = 0; ///< bytes
+    std::uint64_t headers_ = 0;    ///< bytes of a packet that aren't the frame's
     std::uint64_t packetsOfFrame_ = 1;
-    std::uint64_t unplacedAtGap_ = 0;   ///< packets without a buffer, when frames were last missed
+    std::uint64_t unplacedAtGap_ = 0;   ///< packets without a buffer, when numbers were compared
     std::uint64_t unplacedAtFrame_ = 0; ///< the same, when a frame was last delivered
+    PacketAccount packets_;
+    std::uint64_t ofNewestIncomplete_ = 0; ///< packets
+    std::uint64_t unknownFrames_ = 0;      ///< their payload type is
 };
 
 /** Nanoseconds as the library gives them back to the camera's ticks: it rounds down. */

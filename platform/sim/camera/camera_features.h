@@ -10,6 +10,7 @@
 #include "genapi/node_map.h"
 #include "genapi/nodes.h"
 #include "sim/camera/timing.h"
+#include "sim/camera/user_sets.h"
 #include "sim_control.h"
 
 #include <functional>
@@ -55,6 +56,29 @@ struct LineFeatures {
     genapi::IntegerNode* delay = nullptr; ///< us, like the duration
     genapi::IntegerNode* duration = nullptr;
 };
+
+struct TriggerFeatures {
+    genapi::EnumerationNode* mode = nullptr;
+    genapi::EnumerationNode* source = nullptr; ///< its value: the number of the line; 0: Software
+    genapi::EnumerationNode* activation = nullptr;
+    genapi::FloatNode* delay = nullptr; ///< us
+    /** The sensor's, called after a write to any of these, and when TriggerSoftware is executed. */
+    std::function<void()> onChange = nullptr;
+    std::function<void()> onSoftware = nullptr;
+
+    bool IsOn() const { return mode->Symbolic() == "On"; }
+    void Changed() const { Call(onChange); }
+    void Fired() const { Call(onSoftware); }
+
+private:
+    static void Call(const std::function<void()>& function)
+    {
+        if (function) {
+            function();
+        }
+    }
+};
+
 struct BrightnessFeatures {
     genapi::EnumerationNode* mode = nullptr; ///< null: no mode, the selectors decide
     genapi::EnumerationNode* sequence = nullptr;
@@ -107,6 +131,7 @@ public:
     WhiteBalanceFeatures whiteBalance; ///< its nodes are null in a monochrome camera
     LineFeatures lines;
     BrightnessFeatures brightness;
+    TriggerFeatures trigger;
     genapi::BooleanNode* chunkMode = nullptr;
     genapi::BooleanNode* chunkEnable = nullptr; ///< one cell per chunk, in the order of chunks.h
 
@@ -127,6 +152,7 @@ public:
 
 private:
     friend class FeatureBuilder;
+    void BeginUserSets();
     void Publish();
     genapi::Feature* StandIn(const std::string& name, NodeKind kind);
 
@@ -136,6 +162,8 @@ private:
     std::vector<std::unique_ptr<genapi::Feature>> owned_; // in the order of their description
     std::vector<std::unique_ptr<genapi::Feature>> standIns_;
     std::vector<genapi::Feature*> shown_;
+    UserSets userSets_;
+    std::size_t userSetCount_ = 0;
     genapi::NodeMap map_;
 };
 

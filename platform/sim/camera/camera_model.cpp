@@ -24,6 +24,13 @@ CameraSetup Clamped(CameraSetup setup)
     setup.tickBits = std::clamp(setup.tickBits, 1U, 64U);
     setup.driftPpm = std::clamp(setup.driftPpm, -1e5, 1e5);
     setup.jitterUs = std::clamp(setup.jitterUs, 0.0, 1e9);
+    if (setup.modelName.empty()) {
+        setup.modelName = setup.model == Model::Color ? "Simulated-C" : "Simulated-M";
+    }
+    setup.triggerLine = std::clamp(setup.triggerLine, 1, 2);
+    setup.triggerHz = setup.triggerHz >= 1e-3 ? std::min(setup.triggerHz, 1e5) : 0;
+    setup.triggerPulseUs = std::clamp(setup.triggerPulseUs, 1.0, 1e9);
+    std::erase_if(setup.triggerTimesS, [](double s) { return !(s >= 0 && s <= 1e9); });
     setup.noise = setup.noise > 0 ? std::min(setup.noise, kMostNoise) : 0;
     return setup;
 }
@@ -47,10 +54,9 @@ CameraModel::~CameraModel() = default;
 
 GEV_DEVICE_INFO CameraModel::Info() const
 {
-    const char* ownName = setup_.model == Model::Color ? "Simulated-C" : "Simulated-M";
     GEV_DEVICE_INFO info{};
     CopyText(info.manufacturer, setup_.manufacturer);
-    CopyText(info.model, setup_.modelName.empty() ? ownName : setup_.modelName);
+    CopyText(info.model, setup_.modelName);
     CopyText(info.serial, setup_.serial);
     CopyText(info.version, setup_.version);
     CopyText(info.backend, "sim");

@@ -42,6 +42,7 @@ public:
     void ForgetScripted();
     /** False: another client has control. */
     bool TakeControl() { return !controlled_.exchange(true); }
+    bool IsControlled() const { return controlled_.load(); }
     void GiveControlBack() { controlled_.store(false); }
 
     // Under the lock.

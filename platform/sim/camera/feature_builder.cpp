@@ -24,6 +24,7 @@ void FeatureBuilder::Build()
     Geometry();
     Format();
     Acquisition();
+    Trigger();
     Gain();
     AutoBrightness();
     Tone();
@@ -32,6 +33,7 @@ void FeatureBuilder::Build()
     }
     ChunkData();
     Lines();
+    UserSetControl();
 }
 
 FeatureBuilder::EntryList FeatureBuilder::Names(std::initializer_list<const char*> names)
@@ -68,6 +70,17 @@ FeatureBuilder::Float* FeatureBuilder::AddFloat(genapi::NodeSpec spec, Float::Li
 FeatureBuilder::Boolean* FeatureBuilder::AddBoolean(genapi::NodeSpec spec, bool value)
 {
     return Keep(std::make_unique<Boolean>(features_.hook_, std::move(spec), value));
+}
+
+FeatureBuilder::String* FeatureBuilder::AddString(genapi::NodeSpec spec, std::int64_t maxLength,
+                                                  const std::string& value)
+{
+    return Keep(std::make_unique<String>(features_.hook_, std::move(spec), maxLength, value));
+}
+
+FeatureBuilder::Command* FeatureBuilder::AddCommand(genapi::NodeSpec spec)
+{
+    return Keep(std::make_unique<Command>(features_.hook_, std::move(spec)));
 }
 
 FeatureBuilder::Enumeration* FeatureBuilder::AddEnumeration(genapi::NodeSpec spec, EntryList list)
@@ -119,7 +132,21 @@ CameraFeatures::CameraFeatures(const CameraSetup& setup, genapi::AccessHook& hoo
             }
         }
     }
+    BeginUserSets();
     Publish();
+}
+
+/** The settings are whatever a client may write, but for the name that it gave the camera. */
+void CameraFeatures::BeginUserSets()
+{
+    std::vector<genapi::Feature*> settings;
+    for (const auto& feature : owned_) {
+        if (feature->UsualMode() == GenApi_3_0::RW && feature->Name() != FeatureBuilder::kUserId &&
+            feature->Name() != FeatureBuilder::kUserSetSelector) {
+            settings.push_back(feature.get());
+        }
+    }
+    userSets_.Begin(std::move(settings), userSetCount_);
 }
 
 genapi::Feature* CameraFeatures::Shown(std::string_view name)
@@ -158,6 +185,12 @@ void CameraFeatures::Publish()
         }
         shown_.push_back(shown);
         map_.Add(shown->Node());
+    }
+    const auto shows = [this](genapi::Feature& feature) {
+        return map_.GetNode(feature.Name().c_str()) == feature.Node();
+    };
+    for (genapi::Feature* feature : shown_) {
+        feature->ShowSelectors(shows);
     }
 }
 

@@ -18,6 +18,10 @@ public:
     using Float = genapi::FloatNode;
     using Boolean = genapi::BooleanNode;
     using Enumeration = genapi::EnumerationNode;
+    using String = genapi::StringNode;
+    using Command = genapi::CommandNode;
+    static constexpr const char* kUserSetSelector = "UserSetSelector";
+    static constexpr const char* kUserId = "DeviceUserID";
 
     explicit FeatureBuilder(CameraFeatures& features)
         : features_(features), setup_(features.setup_), state_(features.state_)
@@ -29,6 +33,7 @@ private:
     void Geometry();
     void Format();
     void Acquisition();
+    void Trigger();
     void Gain();
     void AutoBrightness();
     void Tone();
@@ -36,6 +41,8 @@ private:
     void ChunkData();
     void Lines();
     void Device();
+    void Identity();
+    void UserSetControl();
 
     struct EntryList {
         std::string_view first; ///< selected at power-up
@@ -62,6 +69,9 @@ private:
     Float* AddFloat(genapi::NodeSpec spec, Float::Limits limits, double value,
                     std::function<double(double)> shown = nullptr);
     Boolean* AddBoolean(genapi::NodeSpec spec, bool value);
+    /** `maxLength` in bytes. */
+    String* AddString(genapi::NodeSpec spec, std::int64_t maxLength, const std::string& value);
+    Command* AddCommand(genapi::NodeSpec spec);
     Enumeration* AddEnumeration(genapi::NodeSpec spec, EntryList list);
 
     bool IsColor() const { return setup_.model == Model::Color; }

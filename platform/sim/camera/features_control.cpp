@@ -61,11 +61,11 @@ void FeatureBuilder::Tone()
         AddEnumeration({.name = "lutSize", .mode = GenApi_3_0::RO, .written = changed},
                        {"Bpp8", {{"Bpp8", 8}, {"Bpp10", 10}, {"Bpp12", 12}}});
     tone.size = size;
-    const Enumeration* channel =
+    Enumeration* channel =
         AddEnumeration({.name = "LUTSelector"},
                        IsColor() ? Names({"Red", "Green", "Blue"}) : Names({"Luminance"}));
     const auto last = [size] { return (std::int64_t{1} << size->Value()) - 1; };
-    const Integer* index =
+    Integer* index =
         AddInteger({.name = "LUTIndex"}, {.max = kMostLutEntries - 1, .maxNow = last}, 0);
     tone.entries =
         AddInteger({.name = "LUTValue", .selectedBy = {channel, index}, .written = changed},
@@ -90,7 +90,7 @@ void FeatureBuilder::WhiteBalance()
     balance.reference =
         AddEnumeration({.name = "balanceRatioReference"},
                        {"Green", {{"Red", kRed}, {"Green", kGreen}, {"Blue", kBlue}}});
-    const Enumeration* selector = // in the order of the channels
+    Enumeration* selector = // in the order of the channels
         AddEnumeration({.name = "BalanceRatioSelector"}, Names({"Red", "Green", "Blue"}));
     balance.ratio =
         AddFloat({.name = "BalanceRatio", .selectedBy = {selector}}, {.min = 0.25, .max = 4}, 1);
@@ -99,7 +99,7 @@ void FeatureBuilder::WhiteBalance()
 /** Lines 1 and 2 are inputs, lines 3 and 4 outputs. */
 void FeatureBuilder::Lines()
 {
-    const Enumeration* selector =
+    Enumeration* selector =
         AddEnumeration({.name = "LineSelector"}, Names({"Line1", "Line2", "Line3", "Line4"}));
     const auto onOutputs = [selector] {
         return selector->Position() >= 2 ? GenApi_3_0::RW : GenApi_3_0::NA;
@@ -118,11 +118,28 @@ void FeatureBuilder::Lines()
     lines.duration = addPulse("outputLinePulseDuration");
 }
 
+/** What the camera says about itself, and a text of its user's. */
+void FeatureBuilder::Identity()
+{
+    constexpr std::int64_t kUserIdLength = 16;
+    const std::pair<const char*, const std::string*> kTexts[] = {
+        {"DeviceVendorName", &setup_.manufacturer},
+        {"DeviceModelName", &setup_.modelName},
+        {"DeviceVersion", &setup_.version},
+        {"DeviceSerialNumber", &setup_.serial}};
+    for (const auto& [name, text] : kTexts) {
+        AddString({.name = name, .mode = GenApi_3_0::RO},
+                  static_cast<std::int64_t>(sizeof(GEV_DEVICE_INFO::manufacturer)) - 1, *text);
+    }
+    AddString({.name = kUserId}, kUserIdLength, "");
+}
+
 void FeatureBuilder::Device()
 {
+    Identity();
     AddInteger({.name = "GevTimestampTickFrequency", .unit = "Hz", .mode = GenApi_3_0::RO}, {},
                static_cast<std::int64_t>(setup_.tickFrequency));
-    const Enumeration* selector =
+    Enumeration* selector =
         AddEnumeration({.name = "DeviceTemperatureSelector"}, Names({"Internal", "MaxInternal"}));
     const std::int64_t startNs = state_.nowNs();
     AddFloat({.name = "DeviceTemperature",

@@ -92,7 +92,7 @@ void FeatureBuilder::Acquisition()
 
 void FeatureBuilder::Gain()
 {
-    const Enumeration* selector =
+    Enumeration* selector =
         AddEnumeration({.name = "GainSelector"}, Names({"SensorAll", "DigitalAll"}));
     const auto regulated = [selector, &brightness = features_.brightness] {
         return brightness.GainRegulated() &&
@@ -109,7 +109,7 @@ void FeatureBuilder::ChunkData()
 {
     CameraFeatures& camera = features_;
     camera.chunkMode = AddBoolean({.name = "ChunkModeActive"}, false);
-    const Enumeration* selector = AddEnumeration(
+    Enumeration* selector = AddEnumeration(
         {.name = "ChunkSelector"},
         Names({"Gain", "ExposureTime", "Timestamp",
                IsColor() ? "Counter1ValueAtReset" : "counter1ValueAtReset"})); // as in chunks.h

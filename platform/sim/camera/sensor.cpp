@@ -13,15 +13,27 @@ namespace sim
 
 Sensor::Sensor(CameraModel& camera, Scene& scene)
     : camera_(camera), random_(camera.Setup().seed),
+      trigger_(camera.Features(), camera.Setup(), camera.Time().NowNs()),
       automatic_(camera.Features(), scene, camera.Setup().driftPpm)
 {
+    camera.Features().trigger.onChange = [this] {
+        const std::int64_t nowNs = camera_.Time().NowNs();
+        trigger_.Reset(nowNs);
+        freeNs_ = std::max(freeNs_, nowNs); // no frames for the time that it waited for a trigger
+    };
+    camera.Features().trigger.onSoftware = [this] {
+        if (running_) {
+            trigger_.Fire(camera_.Time().NowNs(), freeNs_);
+        }
+    };
 }
 
 void Sensor::Start(std::int64_t nowNs, std::uint32_t frames)
 {
     running_ = true;
     framesLeft_ = frames;
-    nextStartNs_ = nowNs;
+    freeNs_ = nowNs;
+    trigger_.Reset(nowNs);
     lastArrivalNs_ = nowNs;
     nextId_ = 1;
 }
@@ -31,7 +43,18 @@ std::int64_t Sensor::NextStartNs() const
     if (!running_ || framesLeft_ == 0) {
         return kNever;
     }
-    return camera_.Attendance().WhenBackNs(nextStartNs_); // an absent camera doesn't expose
+    const auto whenBack = [this](std::int64_t ns) {
+        return camera_.Attendance().WhenBackNs(ns); // an absent camera doesn't expose
+    };
+    if (!trigger_.IsOn()) {
+        return whenBack(freeNs_);
+    }
+    std::int64_t startNs = trigger_.NextStartNs(freeNs_);
+    while (startNs != kNever && whenBack(startNs) != startNs) {
+        const std::int64_t backNs = whenBack(startNs);
+        startNs = backNs == kNever ? kNever : trigger_.NextStartNs(backNs);
+    }
+    return startNs;
 }
 
 void Sensor::Describe(Frame* frame)
@@ -89,9 +112,12 @@ Frame Sensor::Expose()
     lastArrivalNs_ = std::max(lastArrivalNs_, frame.arrivalNs);
     frame.arrivalNs = lastArrivalNs_;
     const double rate = std::max(kLowestRate, camera_.Features().frameRate->Value());
-    const double periodUs = std::max(1e6 / rate, cost.ShortestPeriodUs());
+    // Without a trigger the next exposure overlaps with the read-out.
+    const double busyUs = trigger_.IsOn() ? cost.exposureUs + cost.readoutUs : 0;
+    const double periodUs = std::max({1e6 / rate, cost.ShortestPeriodUs(), busyUs});
     automatic_.AfterExposure(frame.job);
-    nextStartNs_ = frame.startNs + std::max<std::int64_t>(clockNs(periodUs), 1);
+    freeNs_ = frame.startNs + std::max<std::int64_t>(clockNs(periodUs), 1);
+    trigger_.Started(frame.startNs);
     return frame;
 }
 

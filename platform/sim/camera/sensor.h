@@ -10,6 +10,7 @@
 
 #include "sim/camera/automatic_functions.h"
 #include "sim/camera/chunks.h"
+#include "sim/camera/frame_trigger.h"
 #include "sim/camera/timing.h"
 #include "sim/camera/tone.h"
 #include "sim/picture/scene.h"
@@ -50,11 +51,14 @@ public:
 
     /** Camera and scene must outlive the sensor. */
     Sensor(CameraModel& camera, Scene& scene);
+    Sensor(const Sensor&) = delete;
+    Sensor& operator=(const Sensor&) = delete;
 
     void Start(std::int64_t nowNs, std::uint32_t frames);
     void Stop() { running_ = false; }
     bool IsRunning() const { return running_; }
-    /** When the next exposure starts; kNever when no frame will come. */
+    /** When the next exposure starts, as far as is known; kNever when no frame will come, or none
+     *  before another trigger. */
     std::int64_t NextStartNs() const;
     /** Takes the frame whose exposure starts at NextStartNs. */
     Frame Expose();
@@ -66,10 +70,11 @@ private:
     CameraModel& camera_;
     Random random_;
     ToneMaker tone_;
+    FrameTrigger trigger_;
     AutomaticFunctions automatic_;
     bool running_ = false;
     std::uint32_t framesLeft_ = 0;
-    std::int64_t nextStartNs_ = 0;
+    std::int64_t freeNs_ = 0; // from then on the next exposure can start
     std::int64_t lastArrivalNs_ = 0;
     std::uint32_t nextId_ = 1;
     std::uint64_t exposed_ = 0; // frames since the camera's power-up

@@ -15,6 +15,16 @@ namespace
 constexpr std::uint32_t kSmallestPacket = 46;
 constexpr std::uint32_t kLargestPacket = 16384;
 
+/** Null without such a camera on the network now. */
+std::shared_ptr<CameraModel> Listed(const GEV_DEVICE_INFO& device)
+{
+    std::shared_ptr<CameraModel> model;
+    for (const auto& listed : Network::Get().All()) {
+        model = std::strcmp(listed->Info().address, device.address) == 0 ? listed : model;
+    }
+    return model != nullptr && model->IsPresent() ? model : nullptr;
+}
+
 constexpr GEV_CAMERA_OPTIONS kUsualOptions = {.heartbeatTimeoutMs = 3000,
                                               .commandTimeoutMs = 1000,
                                               .commandRetries = 3,
@@ -157,11 +167,8 @@ int SimBackend::List(std::vector<GEV_DEVICE_INFO>* devices)
 
 int SimBackend::Open(const GEV_DEVICE_INFO& device, int, std::unique_ptr<gevplat::Camera>* camera)
 {
-    std::shared_ptr<CameraModel> model;
-    for (const auto& listed : Network::Get().All()) {
-        model = std::strcmp(listed->Info().address, device.address) == 0 ? listed : model;
-    }
-    if (model == nullptr || !model->IsPresent()) {
+    std::shared_ptr<CameraModel> model = Listed(device);
+    if (model == nullptr) {
         return kGevNotFound;
     }
     if (!model->TakeControl()) {
@@ -169,6 +176,13 @@ int SimBackend::Open(const GEV_DEVICE_INFO& device, int, std::unique_ptr<gevplat
     }
     *camera = std::make_unique<SimCamera>(std::move(model));
     return kGevOk;
+}
+
+int SimBackend::IsHeld(const GEV_DEVICE_INFO& device, bool* held)
+{
+    const std::shared_ptr<CameraModel> model = Listed(device);
+    *held = model != nullptr && model->IsControlled();
+    return model == nullptr ? kGevNotFound : kGevOk;
 }
 
 } // namespace sim

@@ -50,6 +50,7 @@ public:
     int List(std::vector<GEV_DEVICE_INFO>* devices) override;
     int Open(const GEV_DEVICE_INFO& device, int accessMode,
              std::unique_ptr<gevplat::Camera>* camera) override;
+    int IsHeld(const GEV_DEVICE_INFO& device, bool* held) override;
     /** Does nothing: the simulated network stays as it is. */
     void Uninitialize() override {}
 };

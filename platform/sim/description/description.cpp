@@ -36,6 +36,7 @@ constexpr std::string_view kFeature = "the name of a feature of this model";
 
 constexpr std::size_t kTextMost = kGevTextSize - 1;
 constexpr std::size_t kPathMost = 4096;
+constexpr double kMostSeconds = 1e9;
 constexpr std::int64_t kMost = std::numeric_limits<std::int64_t>::max();
 constexpr std::int64_t kLeast = std::numeric_limits<std::int64_t>::min();
 
@@ -181,6 +182,17 @@ CameraSetup ReadCamera(TableReader& reader, const std::string& file,
     Put(reader.Number("drift_ppm", {-1e5, 1e5}), &setup.driftPpm);
     Put(reader.Number("jitter_us", {0, 1e9}), &setup.jitterUs);
     Put(reader.Flag("lock_regulated"), &setup.lockRegulated);
+    Put(reader.Integer("trigger_line", 1, 2), &setup.triggerLine);
+    Put(reader.Number("trigger_hz", {0, 1e5}), &setup.triggerHz);
+    Put(reader.Number("trigger_pulse_us", {1, 1e9}), &setup.triggerPulseUs);
+    for (const toml::node* node : reader.Array("trigger_times_s", "an array of seconds")) {
+        const auto seconds = node->value<double>();
+        if (!seconds || !(*seconds >= 0 && *seconds <= kMostSeconds)) {
+            reader.RefuseValue("trigger_times_s", *node,
+                               "seconds after power-up, from 0 to 1000000000");
+        }
+        setup.triggerTimesS.push_back(*seconds);
+    }
     Put(reader.Number("link_mbytes_per_second", {0, 1e6}), &setup.linkMBytesPerSecond);
     Put(reader.Number("temperature_c", {-100, 200}), &setup.temperatureC);
     ReadFeatureLists(reader, &setup);

@@ -91,13 +91,14 @@ bool LightCanvas::Set(const Axis& columns, const Axis& rows, std::span<const Can
     if (columns == columns_ && rows == rows_ && planes.data() == planes_.data()) {
         return false;
     }
+    planes_ = {}; // until there is memory for all of them
     columns_ = columns;
     rows_ = rows;
-    planes_ = planes;
     roots_.resize(std::max(roots_.size(), planes.size()));
     for (std::size_t i = 0; i < planes.size(); ++i) {
         roots_[i].assign(std::size_t{ColumnsOf(planes[i], columns).count} * rows.count, 0);
     }
+    planes_ = planes;
     return true;
 }
 

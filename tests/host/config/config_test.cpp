@@ -66,7 +66,7 @@ TEST(Config, EveryKeyReachesItsField)
     Config wanted;
     wanted.camera = {"Abc", "S1", 5};
     wanted.cameras = {true, true, "eth1"};
-    wanted.stream = {9000, 5};
+    wanted.stream = {9000, 5, 0};
     wanted.image = {KvTd::kFormatMono12Packed, KvTd::kRotateTurned};
     wanted.region = {16, 8, 640, 480};
     wanted.timing = {30, -20000};

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 namespace
 {
@@ -47,6 +48,23 @@ TEST(Services, GettersDoNotMixUpTheirKeys)
     for (const auto& [set, index] :
          {std::pair(0, 2), std::pair(0, -1), std::pair(1, 0), std::pair(-1, 0)}) {
         EXPECT_EQ(KvGiMainCtx__GetIoboxPar(set, index), 0xFFFFFFFFU) << set << "," << index;
+    }
+}
+
+TEST(Services, StatisticsEndWithTheHeldBuffer)
+{
+    HostUnderTest tested;
+    ASSERT_TRUE(tested.memory.Open(fmt::format("/kvgrab-statistics-{}", getpid())));
+    KvGiMem__Init(100, 0);
+    const auto page = static_cast<std::uint32_t>(sysconf(_SC_PAGESIZE)); // of each buffer
+    std::vector<std::uint32_t> cdf(256);
+    std::uint8_t* const image = static_cast<std::uint8_t*>(KvGiMem__GetBufPtr(0));
+    KvSc__SetParamVal(KvTd::kParamCodec, "MONO8T");
+    const std::pair<std::uint8_t*, std::uint32_t> kImages[] = {
+        {image, page}, {image + 64, page - 64}, {image - 64, 0}};
+    for (const auto& [begin, counted] : kImages) {
+        KvGi__CalcLutDynam(begin, 64, 1'000'000, 64, 8, cdf.data());
+        EXPECT_EQ(cdf.back(), counted);
     }
 }
 

@@ -1,4 +1,5 @@
 /** The camera calls on the cameras of any backend: order, handles, arguments, raw features. */
+#include "gev_host.h"
 #include "tests/platform/contract/camera_under_test.h"
 
 #include <cstring>
@@ -76,7 +77,12 @@ TEST_F(Calls, OneClientHasControlAndSettingsOutliveIt)
     void* second = &device;
     EXPECT_EQ(GevOpenCamera(&device, 2, &second), kGevAccessDenied);
     EXPECT_EQ(second, nullptr);
+    int held = -1;
+    EXPECT_EQ(GevIsCameraHeld(&device, &held), kGevOk);
+    EXPECT_EQ(held, 1);
     EXPECT_EQ(GevApiUninitialize(), kGevOk); // closes what is open
+    EXPECT_EQ(GevIsCameraHeld(&device, &held), kGevOk);
+    EXPECT_EQ(held, 0);
     ASSERT_EQ(GevOpenCamera(&device, 2, &handle), kGevOk);
     map = GevGetFeatureNodeMap(handle);
     EXPECT_EQ(Integer("Width")->GetValue(), 64);
@@ -135,6 +141,10 @@ TEST_F(Calls, FeaturesAsRawBytes)
     EXPECT_EQ(GevSetFeatureValue(handle, "Width", 4, &narrow), kGevBadValue);
     EXPECT_EQ(GevSetFeatureValue(handle, "WidthMax", 4, &narrow), kGevAccessDenied);
     EXPECT_EQ(GevSetFeatureValue(handle, "NoSuchFeature", 4, &narrow), kGevNotFound);
+    for (const char* noNumber : {"DeviceUserID", "UserSetSave"}) {
+        EXPECT_EQ(GevGetFeatureValue(handle, noNumber, 8, &wide), kGevBadValue);
+        EXPECT_EQ(GevSetFeatureValue(handle, noNumber, 8, &wide), kGevBadValue);
+    }
 }
 
 TEST_F(Calls, ADetachedCameraAnswersNobodyUntilItIsBack)

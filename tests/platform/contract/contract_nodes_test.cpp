@@ -56,11 +56,13 @@ TEST_F(Nodes, EveryFeatureHasTheInterfaceThatClientsExpect)
             EXPECT_EQ(kind, node->AsInteger() != nullptr   ? "Integer"
                             : node->AsFloat() != nullptr   ? "Float"
                             : node->AsBoolean() != nullptr ? "Boolean"
+                            : node->AsString() != nullptr  ? "String"
+                            : node->AsCommand() != nullptr ? "Command"
                                                            : "Enumeration")
                 << name;
         }
     }
-    EXPECT_EQ(features, 50);
+    EXPECT_EQ(features, 57);
 }
 
 TEST_F(Nodes, ALimitSurvivesAConversionInSinglePrecision)

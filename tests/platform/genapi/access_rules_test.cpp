@@ -60,6 +60,14 @@ TEST(AccessRules, WhatIsOutsideARangeIsToldWithItsLimits)
     }
 }
 
+TEST(AccessRules, ATextFitsItsRegister)
+{
+    using namespace std::string_view_literals;
+    EXPECT_EQ(TextError("12345678", 8).why, "");
+    EXPECT_EQ(TextError("123456789", 8).why, "longer than 8 bytes");
+    EXPECT_EQ(TextError("12\0"sv, 8).why, "contains a zero byte");
+}
+
 TEST(AccessRules, OnlyRoundingSnapsToALimit)
 {
     const struct {

@@ -44,6 +44,7 @@ TEST(Description, EveryKeyArrives)
         .version = "2.5", .attached = false, .sensorWidth = 1280, .sensorHeight = 960,
         .picture = Picture::Plain, .noise = 0.5, .seed = 9, .tickFrequency = 125'000'000,
         .tickOffset = -5, .tickBits = 32, .driftPpm = -20, .jitterUs = 1.5, .lockRegulated = true,
+        .triggerLine = 2, .triggerHz = 5, .triggerPulseUs = 50, .triggerTimesS = {1, 2.5},
         .linkMBytesPerSecond = 400, .temperatureC = 55.5, .missing = {"Gain"},
         .mistyped = {{"ExposureTime", NodeKind::Integer}, {"Width", NodeKind::Enumeration}},
         .readOnly = {"Height"}, .notAvailable = {"OffsetX", "OffsetY"},

@@ -78,6 +78,17 @@ TEST_F(SimThreads, AWaitLetsOthersInEvenAbortAndFree)
     EXPECT_EQ(result, kGevNotReady);
 }
 
+TEST_F(SimThreads, ASoftwareTriggerReachesACallerThatWaits)
+{
+    Choose({{"TriggerMode", "On"}});
+    StartFor(2);
+    std::thread waiter([&] { EXPECT_NE(Next(1000), nullptr); });
+    held->WaitForSleeper();
+    GenApi::CCommandPtr(map->GetNode("TriggerSoftware"))->Execute();
+    held->Advance(20 * kMs);
+    waiter.join();
+}
+
 TEST_F(SimThreads, ASlowAccessHoldsOffCancellationButNotCameraInformation)
 {
     struct Slow {

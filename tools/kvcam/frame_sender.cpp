@@ -1,4 +1,4 @@
-#include "tools/kvcam/chunk_sender.h"
+#include "tools/kvcam/frame_sender.h"
 
 #include <algorithm>
 #include <array>
@@ -13,7 +13,6 @@ namespace kvcam
 namespace
 {
 
-constexpr std::uint32_t kChunkPayload = 4;
 constexpr std::uint32_t kPacketOverhead = 36; // IP, UDP and GVSP headers, bytes
 constexpr std::uint32_t kImageChunk = 0x0F;
 constexpr std::uint32_t kFirstChunk = 0x10; // the others follow in the order of ChunkSelector
@@ -30,37 +29,36 @@ template <std::size_t Bytes> std::array<std::uint8_t, Bytes> BigEndian(std::uint
 
 } // namespace
 
-ChunkSender::ChunkSender(const std::string& address, double lostRatio) : lostRatio_(lostRatio)
+FrameSender::FrameSender(const std::string& address, const Losses& losses) : losses_(losses)
 {
     socket_.Bind(EndpointOf(address, 0));
 }
 
-void ChunkSender::Put32(std::uint32_t value)
+void FrameSender::Put32(std::uint32_t value)
 {
     const auto bytes = BigEndian<sizeof value>(value);
     payload_.insert(payload_.end(), bytes.begin(), bytes.end());
 }
 
-void ChunkSender::Put64(std::uint64_t value)
+void FrameSender::Put64(std::uint64_t value)
 {
     const auto bytes = BigEndian<sizeof value>(value);
     payload_.insert(payload_.end(), bytes.begin(), bytes.end());
 }
 
-void ChunkSender::PutTrailer(std::uint32_t id, std::uint32_t bytes)
+void FrameSender::PutTrailer(std::uint32_t id, std::uint32_t bytes)
 {
     Put32(id);
     Put32(bytes);
 }
 
-void ChunkSender::Assemble(const Registers& registers, const FrameNotes& notes,
-                           std::span<const std::uint8_t> image)
+/** Behind the image, which the payload already has. */
+void FrameSender::AddChunks(const Registers& registers, const FrameNotes& notes)
 {
     const std::uint64_t values[] = {std::bit_cast<std::uint64_t>(registers.GetDouble(kGain)),
                                     std::bit_cast<std::uint64_t>(registers.GetDouble(kExposure)),
                                     notes.ticks, notes.number};
-    payload_.assign(image.begin(), image.end());
-    PutTrailer(kImageChunk, static_cast<std::uint32_t>(image.size()));
+    PutTrailer(kImageChunk, static_cast<std::uint32_t>(payload_.size()));
     for (std::uint32_t i = 0; i < std::size(values); ++i) {
         if (registers.Get(kChunkEnable + i * kNumberBytes) != 0) {
             Put64(values[i]);
@@ -69,16 +67,23 @@ void ChunkSender::Assemble(const Registers& registers, const FrameNotes& notes,
     }
 }
 
-void ChunkSender::SendPacket(std::uint32_t frameId, Content content,
+bool FrameSender::IsLost(std::uint32_t number)
+{
+    return (losses_.packet == packetId_ && number % losses_.frames == 0) ||
+           std::uniform_real_distribution<>()(random_) < losses_.ratio;
+}
+
+void FrameSender::SendPacket(const FrameNotes& notes, Content content,
                              std::span<const std::uint8_t> bytes)
 {
     constexpr unsigned kContentShift = 24;
+    const bool lost = IsLost(notes.number);
     const std::uint32_t kind = static_cast<std::uint32_t>(content) << kContentShift | packetId_++;
-    if (std::uniform_real_distribution<>()(random_) < lostRatio_) {
+    if (lost) {
         return;
     }
     auto header =
-        BigEndian<8>(std::uint64_t{frameId} << 32 | kind); // the first two bytes: status 0
+        BigEndian<8>(std::uint64_t{notes.id} << 32 | kind); // the first two bytes: status 0
     iovec parts[] = {{header.data(), header.size()},
                      {const_cast<std::uint8_t*>(bytes.data()), bytes.size()}};
     msghdr message{};
@@ -92,30 +97,44 @@ void ChunkSender::SendPacket(std::uint32_t frameId, Content content,
     }
 }
 
-void ChunkSender::Send(const Registers& registers, const FrameNotes& notes,
-                       std::span<const std::uint8_t> image)
+void FrameSender::Send(const Registers& registers, const FrameNotes& notes,
+                       std::uint32_t payloadType, std::span<const std::uint8_t> image)
 {
     client_.sin_family = AF_INET;
     client_.sin_addr.s_addr = htonl(registers.Get(kStreamAddress));
     client_.sin_port = htons(static_cast<std::uint16_t>(registers.Get(kStreamPort)));
     const std::uint32_t packetSize = registers.Get(kStreamPacketSize) & 0xFFFF;
     const std::size_t blockSize = std::max(packetSize, kPacketOverhead + 1) - kPacketOverhead;
-    const std::uint32_t frameId = FrameIdOf(notes.number);
-    Assemble(registers, notes, image);
+    payload_.assign(image.begin(), image.end());
+    if (payloadType == kChunkPayload) {
+        AddChunks(registers, notes);
+    }
 
     packetId_ = 0;
-    const auto kind = BigEndian<4>(kChunkPayload);
-    const auto ticks = BigEndian<8>(notes.ticks);
-    std::array<std::uint8_t, 12> leader{};
-    std::copy(ticks.begin(), ticks.end(), std::copy(kind.begin(), kind.end(), leader.begin()));
-    SendPacket(frameId, Content::Leader, leader);
+    std::vector<std::uint8_t> leader;
+    const auto put32 = [&leader](std::uint32_t value) {
+        const auto bytes = BigEndian<sizeof value>(value);
+        leader.insert(leader.end(), bytes.begin(), bytes.end());
+    };
+    constexpr unsigned kHalf = 32;
+    put32(payloadType);
+    put32(static_cast<std::uint32_t>(notes.ticks >> kHalf));
+    put32(static_cast<std::uint32_t>(notes.ticks));
+    if (payloadType != kChunkPayload) { // whatever the type: as an image has it
+        for (const std::uint32_t address : {kPixelFormat, kWidth, kHeight, kOffsetX, kOffsetY}) {
+            put32(registers.Get(address));
+        }
+        put32(0); // no padding
+    }
+    SendPacket(notes, Content::Leader, leader);
     for (std::span<const std::uint8_t> rest = payload_; !rest.empty();) {
         const std::size_t bytes = std::min(blockSize, rest.size());
-        SendPacket(frameId, Content::Data, rest.first(bytes));
+        SendPacket(notes, Content::Data, rest.first(bytes));
         rest = rest.subspan(bytes);
     }
-    const auto trailer = BigEndian<8>(std::uint64_t{kChunkPayload} << 32 | payload_.size());
-    SendPacket(frameId, Content::Trailer, trailer);
+    const std::size_t last =
+        payloadType == kChunkPayload ? payload_.size() : registers.Get(kHeight);
+    SendPacket(notes, Content::Trailer, BigEndian<8>(std::uint64_t{payloadType} << kHalf | last));
 }
 
 } // namespace kvcam

@@ -1,0 +1,181 @@
+#include "net/control/gvcp_device.h"
+
+#include "core/interruption.h"
+#include "gev_api.h"
+#include "net/control/background.h"
+
+#include <arpa/inet.h>
+#include <optional>
+#include <utility>
+
+namespace net
+{
+
+namespace
+{
+
+using Channel = std::shared_ptr<ControlChannel>;
+
+gpointer parentClass = nullptr;
+
+/** Of the device that this thread is opening: it is needed while the library constructs it. */
+thread_local const Channel* opening = nullptr;
+
+GQuark ChannelQuark()
+{
+    static const GQuark quark = g_quark_from_static_string("kv-control-channel");
+    return quark;
+}
+
+ControlChannel& ChannelOf(ArvDevice* device)
+{
+    return **static_cast<Channel*>(g_object_get_qdata(G_OBJECT(device), ChannelQuark()));
+}
+
+gboolean ReadMemory(ArvDevice* device, guint64 address, guint32 size, void* data, GError** error)
+{
+    return ChannelOf(device).Read(address, {static_cast<std::uint8_t*>(data), size}, error);
+}
+
+gboolean WriteMemory(ArvDevice* device, guint64 address, guint32 size, void* data, GError** error)
+{
+    return ChannelOf(device).Write(address, {static_cast<const std::uint8_t*>(data), size}, error);
+}
+
+gboolean ReadRegister(ArvDevice* device, guint64 address, guint32* value, GError** error)
+{
+    return ChannelOf(device).ReadRegister(address, value, error);
+}
+
+gboolean WriteRegister(ArvDevice* device, guint64 address, guint32 value, GError** error)
+{
+    return ChannelOf(device).WriteRegister(address, value, error);
+}
+
+/** The library would make streams only for a device that it takes for the controller. It asks the
+ *  camera for some registers over its own socket then, which can't be called off, only left. */
+ArvStream* CreateStream(ArvDevice* device, ArvStreamCallback callback, void* user,
+                        GDestroyNotify destroy, GError** error)
+{
+    struct Made {
+        Ref<ArvStream> stream;
+        std::unique_ptr<ErrorSlot> error = std::make_unique<ErrorSlot>();
+    };
+    const std::shared_ptr<ArvDevice> kept(ARV_DEVICE(g_object_ref(device)), Unref());
+    const auto work = Background<Made>::Begin([=] {
+        Made made;
+        made.stream.reset(static_cast<ArvStream*>(g_initable_new(
+            ARV_TYPE_GV_STREAM, nullptr, made.error->Out(), "device", kept.get(), "callback",
+            callback, "callback-data", user, "destroy-notify", destroy, nullptr)));
+        return made;
+    });
+    ControlChannel& channel = ChannelOf(device);
+    std::optional<Made> made =
+        work->Wait([&channel] { return gevplat::Interruption::IsOn() || !channel.IsAnswering(); });
+    if (!made) {
+        channel.Abandon();
+        g_set_error_literal(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_TIMEOUT,
+                            "the camera does not answer, or the access was interrupted");
+        return nullptr;
+    }
+    if (made->stream == nullptr && *made->error) {
+        g_propagate_error(error, g_error_copy(made->error->Get()));
+    }
+    return made->stream.release();
+}
+
+void InitClass(gpointer type, gpointer)
+{
+    parentClass = g_type_class_peek_parent(type);
+    auto* const calls = static_cast<ArvDeviceClass*>(type);
+    calls->read_memory = ReadMemory;
+    calls->write_memory = WriteMemory;
+    calls->read_register = ReadRegister;
+    calls->write_register = WriteRegister;
+    calls->create_stream = CreateStream;
+}
+
+void InitDevice(GTypeInstance* device, gpointer)
+{
+    g_object_set_qdata_full(G_OBJECT(device), ChannelQuark(), new Channel(*opening),
+                            [](gpointer channel) { delete static_cast<Channel*>(channel); });
+}
+
+GType GvcpDeviceType()
+{
+    static const GType type = [] {
+        GTypeQuery parent{};
+        g_type_query(ARV_TYPE_GV_DEVICE, &parent);
+        return g_type_register_static_simple(ARV_TYPE_GV_DEVICE, "KvGvcpDevice", parent.class_size,
+                                             InitClass, parent.instance_size, InitDevice,
+                                             GTypeFlags{});
+    }();
+    return type;
+}
+
+Ref<GInetAddress> InetAddress(std::uint32_t address)
+{
+    const std::uint32_t bytes = htonl(address);
+    return Ref<GInetAddress>(g_inet_address_new_from_bytes(reinterpret_cast<const guint8*>(&bytes),
+                                                           G_SOCKET_FAMILY_IPV4));
+}
+
+/** On a thread of its own. */
+Opened OpenHere(const Channel& channel, std::uint32_t address)
+{
+    const Ref<GInetAddress> own = InetAddress(channel->OwnAddress());
+    const Ref<GInetAddress> camera = InetAddress(address);
+    ErrorSlot error;
+    Opened opened;
+    opening = &channel;
+    Ref<ArvDevice> device(static_cast<ArvDevice*>(
+        g_initable_new(GvcpDeviceType(), nullptr, error.Out(), "interface-address", own.get(),
+                       "device-address", camera.get(), nullptr)));
+    opening = nullptr;
+    if (device == nullptr) {
+        opened.status = kGevNotFound;
+        opened.error = error.Text();
+        return opened;
+    }
+    // The library has taken control over its own socket. Ours takes it over; the library's
+    // heartbeat pauses from then on.
+    auto* const library = ARV_GV_DEVICE(device.get());
+    if (arv_gv_device_is_controller(library) == FALSE ||
+        arv_gv_device_leave_control(library, nullptr) == FALSE || !channel->TakeControl(nullptr)) {
+        opened.status = kGevAccessDenied; // somebody was faster
+        return opened;
+    }
+    opened.device = std::move(device);
+    return opened;
+}
+
+} // namespace
+
+Opened OpenThrough(const Channel& channel, std::uint32_t address)
+{
+    const auto work =
+        Background<Opened>::Begin([channel, address] { return OpenHere(channel, address); });
+    std::optional<Opened> opened =
+        work->Wait([&channel] { return gevplat::Interruption::IsOn() || channel->IsSilent(); });
+    if (opened && !(opened->status != kGevOk && gevplat::Interruption::IsOn())) {
+        return std::move(*opened);
+    }
+    channel->GiveControlBack();
+    return {.status = kGevTimeout, .device = nullptr, .error = "it does not answer"};
+}
+
+void CloseThrough(const Channel& channel, ArvDevice* device)
+{
+    channel->GiveControlBack();
+    const auto work = Background<bool>::Begin([device] {
+        g_object_unref(device); // the library tries to give control back itself
+        return true;
+    });
+    constexpr auto kAnswered = std::chrono::milliseconds(200);
+    const auto end = std::chrono::steady_clock::now() + kAnswered;
+    work->Wait([&channel, end] {
+        return !channel->IsAnswering() || std::chrono::steady_clock::now() >= end;
+    });
+}
+
+} // namespace net

@@ -114,6 +114,17 @@ std::string DrawOutputLines()
     return drawings.empty() ? "no output line of a simulated camera had a pulse\n" : drawings;
 }
 
+std::string OpenCameraName()
+{
+    void* handle = nullptr;
+    int count = 0;
+    GevGetOpenCameras(&handle, 1, &count);
+    const GEV_DEVICE_INFO* const info = count == 1 ? GevGetCameraInfo(handle) : nullptr;
+    return info == nullptr
+               ? "a camera"
+               : fmt::format("{}, serial {}, version {}", info->model, info->serial, info->version);
+}
+
 TransferCounts NewestTransfer()
 {
     GEV_TRANSFER_STATISTICS counts = {};

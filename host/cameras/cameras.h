@@ -43,6 +43,9 @@ bool ListCameras(std::vector<CameraRow>* cameras, std::string* error);
 /** Draws the newest pulse of each output line that a simulated camera drives. */
 std::string DrawOutputLines();
 
+/** Model, serial number and version of the camera that is open in this process. */
+std::string OpenCameraName();
+
 /** Counts of the newest transfer. */
 TransferCounts NewestTransfer();
 

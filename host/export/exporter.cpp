@@ -164,8 +164,9 @@ bool Exporter::State::Start(const std::shared_ptr<State>& self)
             text = fmt::format("The export can't start: {}.", error.what());
         }
     }
-    Trouble(text, text);
-    failed = options.onError == ExportErrorPolicy::kStop;
+    const std::lock_guard lock(troubleMutex);
+    trouble = text;
+    failed = true;
     return false;
 }
 

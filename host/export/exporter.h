@@ -87,7 +87,8 @@ public:
     Exporter& operator=(const Exporter&) = delete;
 
     /** Makes the folder, removes unfinished files of runs that were killed, begins the index and
-     *  starts the workers. Once only. False: ErrorText() says why; frames then count as failed. */
+     *  starts the workers. Once only. False: ErrorText() says why, whatever onError says; frames
+     * then count as failed. */
     bool Start();
     /** Allocates memory for frames of `frameBytes`, so that Export allocates nothing, not even the
      *  first time. If the slots must grow, it waits until queued frames are written. */

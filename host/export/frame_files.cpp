@@ -76,6 +76,12 @@ std::string FrameFiles::Open(const std::string& folder, std::string_view extensi
     if (folderFd_ < 0) {
         return fmt::format("The folder '{}' can't be used: {}.", folder, why);
     }
+    if (faccessat(folderFd_, ".", W_OK | X_OK, AT_EACCESS) != 0) {
+        const int error = errno;
+        Close();
+        return fmt::format("No files can be made in the folder '{}': {}.", folder,
+                           SystemText(error));
+    }
     std::string trouble = BeginIndex();
     if (!trouble.empty()) {
         Close();
@@ -96,14 +102,16 @@ std::string FrameFiles::BeginIndex()
         return fmt::format("'{}/{}' can't be opened: {}.", folder_, kIndexName, why);
     }
     if (flock(indexFd_, LOCK_EX | LOCK_NB) != 0) {
-        return fmt::format("Another process is exporting to '{}'. Choose another folder.", folder_);
+        return fmt::format("Another process is exporting to '{}'. Choose another folder "
+                           "(--directory).",
+                           folder_);
     }
 
     bool hasFrames = false;
     std::string trouble = CheckContents(&hasFrames);
     if (trouble.empty() && !overwrite_ && (!fresh || hasFrames)) {
         trouble = fmt::format("The folder '{}' holds exported frames already. Choose another "
-                              "folder or allow overwriting.",
+                              "folder (--directory) or allow replacing them (--overwrite).",
                               folder_);
     }
     if (trouble.empty()) {

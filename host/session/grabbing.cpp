@@ -1,5 +1,6 @@
 #include "session/grabbing.h"
 
+#include "base/printable.h"
 #include "cameras/chosen_camera.h"
 #include "cameras/listing.h"
 #include "cameras/network_checks.h"
@@ -7,12 +8,17 @@
 #include "cameras/realtime.h"
 #include "gev_host.h"
 #include "report/failure.h"
+#include "report/journal.h"
+#include "report/story.h"
 #include "session/monotonic.h"
 #include "settings/camera_settings.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <exception>
 #include <fmt/format.h>
+#include <sstream>
 #include <unistd.h>
 #include <utility>
 
@@ -73,8 +79,15 @@ std::string DriftLine(const ClockDrift::Estimate& drift)
 } // namespace
 
 Grabbing::Grabbing(const Options& options, ConfigSource source)
-    : options_(options), config_(std::move(source))
+    : options_(options), config_(std::move(source)), manager_(ServiceManager::FromEnvironment())
 {
+}
+
+Grabbing::~Grabbing()
+{
+    if (std::uncaught_exceptions() > 0 && log_) {
+        log_->FileLine(1, EndLine(ExitStatus::Internal, "an unexpected error"));
+    }
 }
 
 ExitStatus Grabbing::Run()
@@ -85,6 +98,7 @@ ExitStatus Grabbing::Run()
         return status_;
     }
     GiveAdvice();
+    manager_.Ready("opening the camera");
     const std::int64_t beginNs = MonotonicNs();
     NextStep last = RunSessions();
     Finish(&last);
@@ -95,6 +109,9 @@ ExitStatus Grabbing::Run()
 bool Grabbing::Fails(ExitStatus status, std::string_view why)
 {
     status_ = Fail(status, why);
+    if (log_) {
+        log_->FileLine(1, EndLine(status, why));
+    }
     return false;
 }
 
@@ -113,10 +130,12 @@ bool Grabbing::OpenLog()
 {
     log_.emplace(STDERR_FILENO, !options_.noStatus && isatty(STDERR_FILENO) != 0, start_.log.level,
                  [] { return Now(CLOCK_REALTIME); });
+    log_->SetView({options_.verbose, IsJournal(STDERR_FILENO)});
     std::string error;
     if (!start_.log.file.empty() && !log_->OpenFile(start_.log.file, &error)) {
         return Fails(ExitStatus::SetUp, error);
     }
+    log_->Line(3, StartLine(options_.configPath, start_));
     for (const std::string& warning : startWarnings_) {
         log_->Line(2, warning);
     }
@@ -184,15 +203,7 @@ bool Grabbing::OpenMemory()
 
 bool Grabbing::StartExport()
 {
-    if (exporter_->Start()) {
-        return true;
-    }
-    if (start_.exporting.stopOnError) {
-        return Fails(ExitStatus::ExportFailed, exporter_->ErrorText());
-    }
-    log_->Line(
-        1, fmt::format("grabbing goes on without writing pictures: {}", exporter_->ErrorText()));
-    return true;
+    return exporter_->Start() || Fails(ExitStatus::ExportFailed, exporter_->ErrorText());
 }
 
 bool Grabbing::OpenTrace()
@@ -228,6 +239,8 @@ NextStep Grabbing::RunSessions()
                             .transfers = NewestTransfer,
                             .wallClockNs = WallClockNs,
                             .trace = options_.traceFile ? &trace_ : nullptr,
+                            .manager = &manager_,
+                            .cameraName = OpenCameraName,
                             .newestFrame = NewestFrame,
                             .guard = &*guard_,
                             .waitsForTrigger = CameraWaitsForTrigger,
@@ -235,7 +248,7 @@ NextStep Grabbing::RunSessions()
                             .cameraRate = RateOfOpenCamera,
                             .strict = options_.strict});
     return kvgrab::RunSessions(
-        {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
+        {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { WaitAwhile(ms); }});
 }
 
 /** Runs a device session. Returns the driver's exit code, or kExitConfiguration if the camera can't
@@ -268,10 +281,20 @@ int Grabbing::LookWhy(int driverCode) const
     return found.held ? kExitCameraHeld : driverCode;
 }
 
+/** Waits this long or less, so that the caller's thread is known to be alive. */
+void Grabbing::WaitAwhile(std::int64_t milliseconds)
+{
+    constexpr std::int64_t kSecondMs = 1000;
+    constexpr std::int64_t kNsPerMs = 1'000'000;
+    host_->Alive();
+    catcher_.Wait(std::min({milliseconds, kSecondMs, manager_.LongestWaitNs() / kNsPerMs + 1}));
+}
+
 /** Waits until pictures and trace are on the disk, for pictures after a signal at most
  *  export.drain_s; a failure may change how the run ends. */
 void Grabbing::Finish(NextStep* last)
 {
+    manager_.Stopping("writing the last pictures");
     constexpr double kNsPerS = 1e9;
     const auto drainNs = static_cast<std::int64_t>(start_.exporting.drainS * kNsPerS);
     leavesWritersBehind_ = !exporter_->Close([this, drainNs] {
@@ -301,34 +324,51 @@ void Grabbing::Finish(NextStep* last)
             last->status = ExitStatus::ExportFailed;
         }
     }
+    const std::string why =
+        last->status == ExitStatus::Done
+            ? WhyNoPicture({Pictures(), signals_.Terminating(), exporter_->ErrorText()})
+            : std::string();
+    if (!why.empty()) {
+        *last = {NextStep::Kind::End, ExitStatus::ExportFailed, why};
+    }
 }
 
-void Grabbing::PrintSummary(std::int64_t runNs) const
+PictureCounts Grabbing::Pictures() const
 {
-    const ExportConfig& config = config_.Current().exporting;
+    const ExportConfig& config = start_.exporting;
     const ExportCounters written = exporter_->Counters();
-    const PictureCounts pictures = {config.format != "none", written.exported, written.skipped,
-                                    written.failed, config.directory};
-    std::fputs(host_->progress.Summary(pictures, host_->Transfers(), runNs).c_str(), stdout);
-    if (written.notWritten != 0) {
-        std::fputs(fmt::format("not written: {} pictures, which were still waiting when "
+    return {config.format != "none", written.exported, written.skipped, written.failed,
+            config.directory};
+}
+
+void Grabbing::PrintSummary(std::int64_t runNs)
+{
+    log_->SetStatus("");
+    std::string summary = host_->progress.Summary(Pictures(), host_->Transfers(), runNs);
+    if (const std::uint64_t left = exporter_->Counters().notWritten; left != 0) {
+        summary += fmt::format("not written: {} pictures, which were still waiting when "
                                "export.drain_s was over\n",
-                               written.notWritten)
-                       .c_str(),
-                   stdout);
+                               left);
     }
     if (const auto drift = host_->Drift(); drift && drift->IsSignificant()) {
-        std::fputs(DriftLine(*drift).c_str(), stdout);
+        summary += DriftLine(*drift);
     }
-    std::fputs(features_->Summary().c_str(), stdout);
-    std::fputs(host_->settingsNotTaken.Summary().c_str(), stdout);
+    summary += features_->Summary();
+    summary += host_->settingsNotTaken.Summary();
+    std::fputs(base::Printable(summary, "\n").c_str(), stdout);
+    log_->SumUp();
+    std::istringstream lines(summary);
+    for (std::string line; std::getline(lines, line);) {
+        log_->FileLine(3, line);
+    }
     if (options_.showLines) {
         std::fputs(DrawOutputLines().c_str(), stdout);
     }
 }
 
-ExitStatus Grabbing::SayWhyItEnds(const NextStep& last) const
+ExitStatus Grabbing::SayWhyItEnds(const NextStep& last)
 {
+    log_->FileLine(last.status == ExitStatus::Done ? 3 : 1, EndLine(last.status, last.sentence));
     if (last.status == ExitStatus::Done) {
         std::fputs(fmt::format("kvgrab: {}.\n", last.sentence).c_str(), stdout);
         return last.status;

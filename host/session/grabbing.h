@@ -28,6 +28,7 @@ class Grabbing
 public:
     /** `options` must outlive it. */
     Grabbing(const Options& options, ConfigSource source);
+    ~Grabbing(); ///< tells the log if an exception ends the run
     Grabbing(const Grabbing&) = delete;
     Grabbing& operator=(const Grabbing&) = delete;
 
@@ -50,9 +51,11 @@ private:
     NextStep RunSessions();
     int RunSession();
     int LookWhy(int driverCode) const;
+    void WaitAwhile(std::int64_t milliseconds);
+    PictureCounts Pictures() const;
     void Finish(NextStep* last);
-    void PrintSummary(std::int64_t runNs) const;
-    ExitStatus SayWhyItEnds(const NextStep& last) const;
+    void PrintSummary(std::int64_t runNs);
+    ExitStatus SayWhyItEnds(const NextStep& last);
 
     bool Fails(ExitStatus status, std::string_view why);
     static void RemoveTraces(void* grabbing) noexcept;
@@ -73,6 +76,7 @@ private:
     SignalCatcher catcher_;
     bool leavesWritersBehind_ = false;
     FrameTrace trace_;
+    ServiceManager manager_;
     std::optional<HostSession> host_;
 };
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <utility>
 
 namespace kvgrab
 {
@@ -43,6 +44,10 @@ HostSession* HostSession::Current()
 
 void HostSession::SessionBegins()
 {
+    cameraNamed_ = false;
+    if (waitsFor_.empty()) {
+        TellStatus("opening the camera", false);
+    }
     newSessionAsked_ = false;
     terminateTaken_ = false;
     keptFromGoingOn_ = false;
@@ -72,6 +77,37 @@ void HostSession::SessionEnded()
     noFrames_.Over();
 }
 
+void HostSession::Waits(std::string_view why)
+{
+    waitsFor_ = fmt::format("waiting: {}", why);
+    parts.log.SetStatus(waitsFor_);
+    TellStatus(waitsFor_, true);
+}
+
+void HostSession::Alive()
+{
+    constexpr std::int64_t kHourNs = 3600 * 1'000'000'000LL;
+    const std::int64_t now = parts.monotonicNs();
+    if (parts.manager != nullptr) {
+        parts.manager->Alive(now);
+    }
+    parts.log.CatchUp();
+    if (hourBeganNs_ == 0) {
+        hourBeganNs_ = now;
+    } else if (now - hourBeganNs_ >= kHourNs) {
+        hourBeganNs_ = now;
+        parts.log.Line(3, waitsFor_.empty() ? StatusText()
+                                            : fmt::format("{}; {}", StatusText(), waitsFor_));
+    }
+}
+
+void HostSession::TellStatus(const std::string& text, bool urgent)
+{
+    if (parts.manager != nullptr) {
+        parts.manager->Status(parts.monotonicNs(), text, urgent);
+    }
+}
+
 bool HostSession::FrameCountReached() const
 {
     const std::uint64_t limit = parts.config.Current().session.frames;
@@ -93,8 +129,9 @@ int HostSession::Reconfigure(int* flag)
 {
     parts.signals.ReconfigurationBegins();
     if (parts.config.Path().empty()) {
-        parts.log.Line(2, "asked to read the configuration again, but kvgrab was started without "
-                          "a configuration file (--config)");
+        const int level = parts.log.HasFile() ? 3 : 2; // HUP also means that a log file is rotated
+        parts.log.Line(level, "asked to read the configuration again, but kvgrab was started "
+                              "without a configuration file (--config)");
         return 0;
     }
     const ConfigStore::Result result = parts.config.Reload();
@@ -242,6 +279,11 @@ void HostSession::SetFrameSize(std::uint32_t size)
 void HostSession::GrabbingBegins()
 {
     grabbing_ = true;
+    waitsFor_.clear();
+    if (parts.cameraName && !std::exchange(cameraNamed_, true)) {
+        parts.log.Line(3, fmt::format("grabs from {}, {} x {} pixels, {}", parts.cameraName(),
+                                      scenario.width, scenario.height, scenario.codec));
+    }
     timing.Configured(parts.monotonicNs());
     if (parts.trace != nullptr) {
         parts.trace->AcquisitionStarts(parts.wallClockNs() / 1000);
@@ -368,12 +410,30 @@ void HostSession::FrameMissed()
 void HostSession::ShowStatus(std::int64_t nowNs)
 {
     if (progress.StatusDue(nowNs)) {
-        const TransferCounts counts = Transfers();
-        parts.log.SetStatus(
-            progress.StatusLine({scenario.frame.gainDb, scenario.frame.exposureUs,
-                                 parts.memory.ActFsize(), counts.Dropped(), counts.packetsResent,
-                                 counts.packetsMissing, settingsNotTaken.Count()}));
+        const std::string status = StatusText();
+        parts.log.SetStatus(status);
+        TellStatus(status, false);
+        Alive();
     }
+}
+
+std::string HostSession::StatusText() const
+{
+    const Config& config = parts.config.Current();
+    const TransferCounts counts = Transfers();
+    const ExportCounters written = parts.exporter.Counters();
+    StatusValues values;
+    values.pictures = {config.exporting.format != "none", written.exported, written.skipped,
+                       written.failed, config.exporting.directory};
+    values.framesWanted = config.session.frames;
+    values.gainDb = scenario.frame.gainDb;
+    values.exposureUs = scenario.frame.exposureUs;
+    values.frameBytes = parts.memory.ActFsize();
+    values.dropped = counts.Dropped();
+    values.packetsResent = counts.packetsResent;
+    values.packetsMissing = counts.packetsMissing;
+    values.settingsNotTaken = settingsNotTaken.Count();
+    return progress.StatusLine(values);
 }
 
 void HostSession::CheckExporter()

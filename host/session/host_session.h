@@ -12,6 +12,7 @@
 #include "report/frame_trace.h"
 #include "report/log.h"
 #include "report/progress.h"
+#include "report/service_manager.h"
 #include "session/capture_times.h"
 #include "session/dynamic_lut.h"
 #include "session/guard_thread.h"
@@ -38,9 +39,11 @@ struct HostParts {
     FrameMemory& memory;
     Exporter& exporter;
     std::function<std::int64_t()> monotonicNs;
-    std::function<TransferCounts()> transfers; ///< of the newest transfer
-    std::function<std::int64_t()> wallClockNs; ///< clock of the frames' time stamps
-    FrameTrace* trace = nullptr;               ///< records the frames; null: no trace
+    std::function<TransferCounts()> transfers;    ///< of the newest transfer
+    std::function<std::int64_t()> wallClockNs;    ///< clock of the frames' time stamps
+    FrameTrace* trace = nullptr;                  ///< records the frames; null: no trace
+    ServiceManager* manager = nullptr;            ///< null: none
+    std::function<std::string()> cameraName = {}; ///< of the open camera
     std::function<FrameFacts()> newestFrame = [] { return FrameFacts(); };
     GuardThread* guard = nullptr;               ///< ends sessions early; null: nobody does
     std::function<bool()> waitsForTrigger = {}; ///< asks the open camera; empty: it never waits
@@ -78,6 +81,12 @@ public:
     std::uint64_t SessionFrames() const { return sessionFrames_; }
     /** A picture can't be written, and the configuration asks to stop in this case. */
     bool ExportFailed() const { return exportFailed_; }
+
+    /** kvgrab waits before the next attempt, for this reason. */
+    void Waits(std::string_view why);
+    /** The grab thread is alive: what is to be said every so often is said if it is due. Called in
+     *  each round, and several times a second while waiting for a camera. */
+    void Alive();
 
     // ---- configuration ----
     /** Reads the file again. -1: it can't be used, and the old configuration stays. `*flag` becomes
@@ -134,6 +143,8 @@ private:
     void PlanNextLoop();
     void FrameDescribed();
     void ShowStatus(std::int64_t nowNs);
+    std::string StatusText() const;
+    void TellStatus(const std::string& text, bool urgent);
     void CheckExporter();
     void ForgetTableIfChanged(const ConfigChanges& changes);
     bool OutputLinesNeedACheck() const;
@@ -164,6 +175,9 @@ private:
     bool waitsForTrigger_ = false; ///< the camera, when it was last asked
     std::int64_t triggerAskedNs_ = 0;
     WaitNotice noFrames_;
+    bool cameraNamed_ = false;     ///< in this device session
+    std::string waitsFor_;         ///< empty once frames are grabbed
+    std::int64_t hourBeganNs_ = 0; ///< of the status lines in the log; 0: not yet
 };
 
 } // namespace kvgrab

@@ -162,6 +162,7 @@ NextStep RunSessions(const SessionLoopParts& parts)
                 2, fmt::format("waiting: {}; trying again until it works or a signal ends kvgrab",
                                step.sentence));
         }
+        host.Waits(step.sentence);
         WaitForRetry(parts, &pace);
     }
 }

@@ -1,6 +1,7 @@
 #include "session/signals.h"
 
 #include "exit_status.h"
+#include "report/log.h"
 
 #include <algorithm>
 #include <array>
@@ -52,6 +53,9 @@ extern "C" void OnSignal(int number)
         constexpr char kText[] = "\nkvgrab: left at once on the second signal.\n";
         [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, kText, sizeof(kText) - 1);
         _exit(static_cast<int>(ExitStatus::LeftAtOnce));
+    }
+    if (number == SIGHUP) {
+        Log::FilesMayBeRotated();
     }
     const std::uint64_t one = 1;
     for (const int wakeUp : {handlerContext.wakeUp, handlerContext.alsoWake}) {

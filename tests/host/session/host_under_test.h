@@ -41,11 +41,18 @@ struct HostUnderTest {
     Log log{logged.Fd(), false, 5, [] { return timespec{}; }};
     FrameMemory memory;
     Exporter exporter;
-    HostSession host{{config, signals, log, memory, exporter, [this] { return nowNs; },
-                      [this] {
-                          return TransferCounts{transfer, 1, 2, 3};
-                      },
-                      [this] { return nowNs; }, nullptr, [this] { return newest; }}};
+    HostSession host{{.config = config,
+                      .signals = signals,
+                      .log = log,
+                      .memory = memory,
+                      .exporter = exporter,
+                      .monotonicNs = [this] { return nowNs; },
+                      .transfers =
+                          [this] {
+                              return TransferCounts{transfer, 1, 2, 3};
+                          },
+                      .wallClockNs = [this] { return nowNs; },
+                      .newestFrame = [this] { return newest; }}};
 };
 
 } // namespace kvgrab

@@ -25,6 +25,7 @@ namespace
 
 constexpr const char* kIndexName = "index.csv";
 constexpr std::string_view kPrefix = "frame_";
+constexpr auto kNameForm = FMT_STRING("{}{:06}.{}");
 constexpr std::string_view kUnfinishedSuffix = ".kvpart";
 
 std::string SystemText(int error)
@@ -168,7 +169,7 @@ void FrameFiles::Close()
 
 std::string FrameFiles::Name(std::uint64_t number) const
 {
-    return fmt::format("{}{:06}.{}", kPrefix, number, extension_);
+    return fmt::format(kNameForm, kPrefix, number, extension_);
 }
 
 std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
@@ -230,9 +231,11 @@ std::string FrameFiles::Publish(const char* temporary, const std::string& name)
                : Text(name, "can't be written", errno);
 }
 
-void FrameFiles::RemoveFile(const std::string& name)
+void FrameFiles::RemoveFrame(std::uint64_t number) noexcept
 {
-    unlinkat(folderFd_, name.c_str(), 0);
+    std::array<char, 64> name{};
+    fmt::format_to_n(name.data(), name.size() - 1, kNameForm, kPrefix, number, extension_);
+    unlinkat(folderFd_, name.data(), 0);
 }
 
 std::string FrameFiles::AppendRow(std::string_view row)

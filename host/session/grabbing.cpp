@@ -1,6 +1,7 @@
 #include "session/grabbing.h"
 
 #include "base/printable.h"
+#include "base/write_all.h"
 #include "cameras/chosen_camera.h"
 #include "cameras/listing.h"
 #include "cameras/network_checks.h"
@@ -179,7 +180,8 @@ bool Grabbing::CatchSignals()
         .leave =
             [this] {
                 RemoveTraces(this);
-                std::fputs("kvgrab: left at once, since the session could not be ended.\n", stderr);
+                base::WriteUnlessBlocked(
+                    STDERR_FILENO, "kvgrab: left at once, since the session could not be ended.\n");
                 _exit(static_cast<int>(ExitStatus::LeftAtOnce));
             }});
     std::string error;

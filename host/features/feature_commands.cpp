@@ -1,5 +1,6 @@
 #include "features/feature_commands.h"
 
+#include "base/own_files.h"
 #include "base/printable.h"
 #include "config/config_store.h"
 #include "features/camera_features.h"
@@ -116,7 +117,7 @@ ExitStatus Save(const GenApi::CNodeMapRef& map, const std::string& camera, const
         std::fputs(fmt::format("kvgrab: not saved: {}.\n", leftOut).c_str(), stderr);
     }
     std::string error;
-    if (!ReplaceFile(path, file.text, &error)) {
+    if (!base::ReplaceFile(path, file.text, &error)) {
         return Fail(ExitStatus::SetUp, fmt::format("can't write {}: {}", path, error));
     }
     Print(fmt::format("{} values saved in {}", file.values, path));

@@ -5,6 +5,7 @@
 #include "cameras/chosen_camera.h"
 #include "cameras/listing.h"
 #include "cameras/network_checks.h"
+#include "cameras/open_camera.h"
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
 #include "gev_host.h"

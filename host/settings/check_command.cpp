@@ -2,7 +2,7 @@
 
 #include "cameras/cameras.h"
 #include "cameras/chosen_camera.h"
-#include "cameras/feature_table.h"
+#include "cameras/open_camera.h"
 #include "report/failure.h"
 #include "settings/feature_reader.h"
 #include "settings/settings_report.h"
@@ -62,10 +62,7 @@ ExitStatus CheckConfiguration(const Options& options, ConfigSource source)
     if (map == nullptr) {
         return Fail(ExitStatus::OpenFailed, "the camera gives no description of its features");
     }
-    const GEV_DEVICE_INFO& info = camera.Info();
-    std::puts(Shown(fmt::format("{}, {}, serial {}, version {}", info.manufacturer, info.model,
-                                info.serial, info.version))
-                  .c_str());
+    std::puts(FullName(camera.Info()).c_str());
     FeatureReader reader(*map, false);
     const std::vector<JudgedSetting> settings = JudgeSettings(
         planned,

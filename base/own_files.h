@@ -29,7 +29,7 @@ int OpenFileForWriting(int folder, const std::string& name, Existing existing, s
 int OpenFileForWriting(const std::string& path, Existing existing, std::string* error);
 
 /** Writes a file under another name and renames it, so that `path` is the old file or all of the
- * new one. What is there and no regular file is not replaced. False: `*error` says why. */
+ *  new one. What is there and no regular file is not replaced. False: `*error` says why. */
 bool ReplaceFile(const std::string& path, std::string_view text, std::string* error);
 
 } // namespace base

@@ -14,7 +14,7 @@ constexpr std::size_t kLeastFrames = 16; ///< of a block that has grown
 constexpr double kLeastNs = 1e9;
 constexpr double kNsPerS = 1e9;
 /** How clocks usually differ, one standard deviation; beyond three of these, differences are about
- * as unlikely as there, since the length of a tick may be rounded. */
+ *  as unlikely as there, since the length of a tick may be rounded. */
 constexpr double kUsualSlope = 100e-6;
 constexpr double kUnusual = 3;
 constexpr double kSteepest = 1;

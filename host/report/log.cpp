@@ -295,7 +295,7 @@ int Log::AppendToFile(std::string_view text)
 }
 
 /** Replaces the status line by log lines and writes the status line below them, in one write.
- * False: the terminal takes nothing. */
+ *  False: the terminal takes nothing. */
 bool Log::ShowStatus(std::string_view before)
 {
     std::string text(statusShown_ ? kEraseLine : std::string_view());

@@ -6,8 +6,8 @@
  *  repeat themselves are summed up (RepeatFilter).
  *
  *  The file has the whole story, the terminal can be given a shorter view of it. A terminal that
- * was stopped, or a pipe that nobody reads, holds up no thread for longer than a moment: its lines
- * are left out until it takes some again. */
+ *  was stopped, or a pipe that nobody reads, holds up no thread for longer than a moment: its
+ *  lines are left out until it takes some again. */
 #pragma once
 
 #include "file_handle.h"

@@ -171,8 +171,8 @@ bool Grabbing::CatchSignals()
         .interrupted =
             [this](EarlyEnd why) {
                 if (why == EarlyEnd::AskedToEnd) {
-                    log_->Line(3, "asked to end, and the session goes on: it is interrupted");
                     exporter_->StopWaiting();
+                    log_->Line(3, "asked to end, and the session goes on: it is interrupted");
                 } else {
                     log_->Line(2, "no complete frame came for too long (session.no_frames_s): the "
                                   "session is interrupted");

@@ -132,7 +132,7 @@ void HostSession::CheckSettings()
         parts.log.Line(2, news);
     }
     if (parts.strict && settingsNotTaken.Count() != 0) {
-        parts.signals.Raise(KvTd::kSignalQuit);
+        parts.signals.Raise(KvTd::kSignalQuit, parts.monotonicNs());
     }
 }
 

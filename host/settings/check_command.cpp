@@ -1,5 +1,6 @@
 #include "settings/check_command.h"
 
+#include "base/printable.h"
 #include "cameras/cameras.h"
 #include "cameras/chosen_camera.h"
 #include "cameras/open_camera.h"
@@ -30,7 +31,7 @@ ExitStatus CheckAlone(const ChosenCamera& camera, const std::vector<PlannedSetti
         return Fail(camera.Status(), camera.WhyNot());
     }
     std::puts(fmt::format("The configuration can be used, but it was compared with no camera: {}.",
-                          camera.WhyNot())
+                          base::Printable(camera.WhyNot()))
                   .c_str());
     return ExitStatus::Done;
 }
@@ -45,7 +46,7 @@ ExitStatus CheckConfiguration(const Options& options, ConfigSource source)
         return Fail(ExitStatus::Configuration, loaded.error);
     }
     for (const std::string& warning : loaded.warnings) {
-        std::fputs(fmt::format("warning: {}\n", warning).c_str(), stderr);
+        std::fputs(fmt::format("warning: {}\n", base::Printable(warning)).c_str(), stderr);
     }
     const Config& config = store.Current();
     std::string error;

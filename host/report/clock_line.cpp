@@ -1,5 +1,7 @@
 #include "report/clock_line.h"
 
+#include "report/median.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -18,16 +20,6 @@ constexpr double kNsPerS = 1e9;
 constexpr double kUsualSlope = 100e-6;
 constexpr double kUnusual = 3;
 constexpr double kSteepest = 1;
-/** From the median of absolute deviations to the standard deviation of normal errors. */
-constexpr double kDeviationOfMedian = 1.4826;
-
-/** Reorders the values. */
-double MedianOf(double* values, std::size_t count)
-{
-    double* const middle = values + count / 2;
-    std::nth_element(values, middle, values + count);
-    return *middle;
-}
 
 /** The negative logarithm of a slope's probability. */
 double Unlikeliness(double slope)

@@ -1,5 +1,7 @@
 #include "base/own_files.h"
 
+#include "base/write_all.h"
+
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -142,6 +144,20 @@ int OpenFolder(const std::string& path, bool make, std::string* error)
     return folder;
 }
 
+namespace
+{
+
+/** The folder of a file. The dot lets it be reached through a link, as all folders on the way to
+ *  it. */
+int OpenFolderOf(const std::string& path, std::string* name, std::string* error)
+{
+    const std::size_t slash = path.rfind('/');
+    *name = path.substr(slash + 1);
+    return OpenFolder(fmt::format("{}.", path.substr(0, slash + 1)), false, error);
+}
+
+} // namespace
+
 int OpenFileForWriting(int folder, const std::string& name, Existing existing, std::string* error)
 {
     constexpr int kHow = O_WRONLY | O_NOFOLLOW | O_CLOEXEC;
@@ -177,13 +193,39 @@ int OpenFileForWriting(int folder, const std::string& name, Existing existing, s
 
 int OpenFileForWriting(const std::string& path, Existing existing, std::string* error)
 {
-    const std::size_t slash = path.rfind('/');
-    // The dot lets the folder be reached through a link, as all folders on the way to it.
-    const std::string parent = fmt::format("{}.", path.substr(0, slash + 1));
-    const Descriptor folder(OpenFolder(parent, false, error));
-    return folder.Get() < 0
-               ? -1
-               : OpenFileForWriting(folder.Get(), path.substr(slash + 1), existing, error);
+    std::string name;
+    const Descriptor folder(OpenFolderOf(path, &name, error));
+    return folder.Get() < 0 ? -1 : OpenFileForWriting(folder.Get(), name, existing, error);
+}
+
+bool ReplaceFile(const std::string& path, std::string_view text, std::string* error)
+{
+    std::string name;
+    const Descriptor folder(OpenFolderOf(path, &name, error));
+    if (folder.Get() < 0) {
+        return false;
+    }
+    struct stat old = {};
+    if (fstatat(folder.Get(), name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0 &&
+        !S_ISREG(old.st_mode)) {
+        *error = "it exists and is no regular file";
+        return false;
+    }
+    const std::string temporary = fmt::format("{}.{}.kvpart", name, getpid());
+    const Descriptor file(OpenFileForWriting(folder.Get(), temporary, Existing::Refuse, error));
+    if (file.Get() < 0) {
+        return false;
+    }
+    int failed = WriteAll(file.Get(), text);
+    failed = failed == 0 && fsync(file.Get()) != 0 ? errno : failed;
+    if (failed == 0 && renameat(folder.Get(), temporary.c_str(), folder.Get(), name.c_str()) != 0) {
+        failed = errno;
+    }
+    if (failed != 0) {
+        unlinkat(folder.Get(), temporary.c_str(), 0);
+        *error = Reason(failed);
+    }
+    return failed == 0;
 }
 
 } // namespace base

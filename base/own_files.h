@@ -3,10 +3,11 @@
  *  regular file.
  *
  *  Functions return a descriptor with close-on-exec, or -1 and in `*error` why: a part of a
- * sentence, without a full stop. */
+ *  sentence, without a full stop. */
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace base
 {
@@ -26,5 +27,9 @@ enum class Existing {
  */
 int OpenFileForWriting(int folder, const std::string& name, Existing existing, std::string* error);
 int OpenFileForWriting(const std::string& path, Existing existing, std::string* error);
+
+/** Writes a file under another name and renames it, so that `path` is the old file or all of the
+ *  new one. What is there and no regular file is not replaced. False: `*error` says why. */
+bool ReplaceFile(const std::string& path, std::string_view text, std::string* error);
 
 } // namespace base

@@ -1,6 +1,7 @@
 #include "base/write_all.h"
 
 #include <cerrno>
+#include <poll.h>
 #include <unistd.h>
 
 namespace base
@@ -24,6 +25,14 @@ int WriteAll(int fd, std::string_view text)
 int WriteAll(int fd, std::span<const std::uint8_t> bytes)
 {
     return WriteAll(fd, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+void WriteUnlessBlocked(int fd, std::string_view text) noexcept
+{
+    pollfd ready = {fd, POLLOUT, 0};
+    if (poll(&ready, 1, 0) > 0) {
+        [[maybe_unused]] const ssize_t written = write(fd, text.data(), text.size());
+    }
 }
 
 } // namespace base

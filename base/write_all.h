@@ -13,4 +13,8 @@ namespace base
 int WriteAll(int fd, std::span<const std::uint8_t> bytes);
 int WriteAll(int fd, std::string_view text);
 
+/** Writes a last short text unless that would block, as at a terminal that was stopped or a pipe
+ *  that nobody reads. Async-signal-safe. */
+void WriteUnlessBlocked(int fd, std::string_view text) noexcept;
+
 } // namespace base

@@ -1,11 +1,11 @@
 /** The program kvgrab: it loads the library that holds everything else, and calls it.
  *
  *  The loader of the system trusts no library path that is relative to the program while the
- * program has capabilities that its user lacks. Therefore the program is linked with none of our
- * libraries, and loads them by their full paths. In that case it also keeps only harmless variables
- * of the environment, and loads no file that anybody but the program's owner or root can have put
- * there: a hard link to the program in a folder of an attacker's must not load the attacker's
- * libraries. */
+ *  program has capabilities that its user lacks. Therefore the program is linked with none of our
+ *  libraries, and loads them by their full paths. In that case it also keeps only harmless
+ *  variables of the environment, and loads no file that anybody but the program's owner or root
+ *  can have put there: a hard link to the program in a folder of an attacker's must not load the
+ *  attacker's libraries. */
 #include <array>
 #include <climits>
 #include <cstdio>

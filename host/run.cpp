@@ -2,14 +2,13 @@
 
 #include "cameras/cameras.h"
 #include "cameras/chosen_camera.h"
-#include "cameras/feature_table.h"
+#include "cameras/open_camera.h"
 #include "features/feature_commands.h"
 #include "report/failure.h"
 #include "session/grabbing.h"
 #include "settings/check_command.h"
 
 #include <cstdio>
-#include <fmt/format.h>
 #include <unistd.h>
 
 namespace kvgrab
@@ -111,10 +110,7 @@ ExitStatus RunFeatures(const Options& options)
     if (map == nullptr) {
         return Fail(ExitStatus::OpenFailed, "the camera gives no description of its features");
     }
-    const GEV_DEVICE_INFO& info = camera.Info();
-    const std::string shown = Shown(fmt::format("{}, {}, serial {}, version {}", info.manufacturer,
-                                                info.model, info.serial, info.version));
-    return RunFeatureCommand(options, request, *map, shown);
+    return RunFeatureCommand(options, request, *map, FullName(camera.Info()));
 }
 
 } // namespace kvgrab

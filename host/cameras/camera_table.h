@@ -1,5 +1,5 @@
 /** The cameras in the order of the list, the one of them that the driver chooses, and the table
- * that `kvgrab list` prints. */
+ *  that `kvgrab list` prints. */
 #pragma once
 
 #include "config/config.h"

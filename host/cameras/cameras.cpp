@@ -9,8 +9,6 @@
 
 #include <fmt/format.h>
 
-#include <exception>
-
 namespace kvgrab
 {
 
@@ -49,23 +47,6 @@ PlatformLog::~PlatformLog()
 void InterruptCameras(bool interrupted)
 {
     GevInterruptCameras(interrupted ? 1 : 0);
-}
-
-bool CameraWaitsForTrigger()
-{
-    void* camera = nullptr;
-    int count = 0;
-    GevGetOpenCameras(&camera, 1, &count);
-    const GenApi::CNodeMapRef* const map = count == 1 ? GevGetFeatureNodeMap(camera) : nullptr;
-    if (map == nullptr) {
-        return false;
-    }
-    try {
-        const GenApi::CEnumerationPtr mode = map->GetNode("TriggerMode");
-        return mode && GenApi::IsReadable(mode->GetAccessMode()) && mode->ToString() == "On";
-    } catch (const std::exception&) {
-        return false; // it does not answer, so it doesn't wait either
-    }
 }
 
 bool ListCameras(std::vector<CameraRow>* cameras, std::string* error)
@@ -112,17 +93,6 @@ std::string DrawOutputLines()
         }
     }
     return drawings.empty() ? "no output line of a simulated camera had a pulse\n" : drawings;
-}
-
-std::string OpenCameraName()
-{
-    void* handle = nullptr;
-    int count = 0;
-    GevGetOpenCameras(&handle, 1, &count);
-    const GEV_DEVICE_INFO* const info = count == 1 ? GevGetCameraInfo(handle) : nullptr;
-    return info == nullptr
-               ? "a camera"
-               : fmt::format("{}, serial {}, version {}", info->model, info->serial, info->version);
 }
 
 TransferCounts NewestTransfer()

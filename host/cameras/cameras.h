@@ -33,18 +33,11 @@ public:
  *  thread. */
 void InterruptCameras(bool interrupted);
 
-/** Whether the open camera sends no frame before something triggers it. False without a camera, and
- *  if it can't be read. */
-bool CameraWaitsForTrigger();
-
 /** Lists all cameras. False: the platform layer refused, and `*error` says how. */
 bool ListCameras(std::vector<CameraRow>* cameras, std::string* error);
 
 /** Draws the newest pulse of each output line that a simulated camera drives. */
 std::string DrawOutputLines();
-
-/** Model, serial number and version of the camera that is open in this process. */
-std::string OpenCameraName();
 
 /** Counts of the newest transfer. */
 TransferCounts NewestTransfer();

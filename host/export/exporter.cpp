@@ -1,52 +1,26 @@
 #include "export/exporter.h"
-#include "base/signals_blocked.h"
 
+#include "base/signals_blocked.h"
+#include "export/export_trouble.h"
 #include "export/frame_files.h"
-#include "export/index_row.h"
 #include "export/pixels.h"
 #include "export/png_encoder.h"
+#include "export/slot_writer.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <cstring>
 #include <exception>
 #include <fmt/format.h>
 #include <mutex>
-#include <pthread.h>
-#include <span>
 #include <thread>
 #include <utility>
 #include <vector>
 
 namespace kvgrab
 {
-namespace
-{
-
-/** A frame to be written. Used by the grab thread until it is accepted, then by one worker. */
-struct Slot {
-    std::vector<std::uint8_t> pixels; ///< at least `bytes`, never shrinks
-    std::size_t bytes = 0;
-    std::uint64_t number = 0;
-    FrameView values; ///< without pixels; its codec is the copy below
-    std::array<char, 24> codec = {};
-    std::size_t fileBytes = 0; ///< 0: the file could not be written
-    bool done = false;
-};
-
-/** The part after the last colon, which is the same for all frames that fail for the same reason.
- */
-std::string_view ReasonOf(std::string_view text)
-{
-    const std::size_t colon = text.rfind(": ");
-    return colon == std::string_view::npos ? text : text.substr(colon);
-}
-
-} // namespace
 
 bool ParseExportFormat(std::string_view text, ExportFormat* format)
 {
@@ -66,31 +40,31 @@ bool ParseExportFormat(std::string_view text, ExportFormat* format)
  *  in the order of their numbers. A slot is free again when it is retired, so retired <= taken <=
  *  accepted <= retired + slots. */
 struct Exporter::State {
-    explicit State(ExportOptions given) : options(std::move(given)) {}
+    explicit State(ExportOptions given)
+        : options(std::move(given)), trouble(std::move(options.report)),
+          writer(options, files, trouble)
+    {
+    }
 
     bool Start(const std::shared_ptr<State>& self);
     bool Acceptable(const FrameView& frame);
     bool FreeSlot(std::unique_lock<std::mutex>& lock);
     void Work(unsigned worker);
-    void WriteFrame(unsigned worker, PngEncoder& encoder, std::vector<std::uint8_t>& file,
-                    Slot& slot);
-    bool WriteRow(const Slot& slot);
     void Retire(std::unique_lock<std::mutex>& lock);
     bool AllWritten(const std::function<bool()>& givesUp);
     void LeaveWorkers();
-    void Trouble(const std::string& text, std::string_view reason);
-    void NoMemory() noexcept;
-    void Report(const std::string& text);
-    Slot& At(std::uint64_t position) { return slots[position % slots.size()]; }
+    ExportSlot& At(std::uint64_t position) { return slots[position % slots.size()]; }
 
     ExportOptions options;
+    ExportTrouble trouble;
     FrameFiles files;
+    SlotWriter writer;
     std::vector<std::thread> workers;
 
     std::mutex mutex; ///< guards all down to `counters`
     std::condition_variable workAppeared;
     std::condition_variable slotFreed;
-    std::vector<Slot> slots;
+    std::vector<ExportSlot> slots;
     std::uint64_t accepted = 0;
     std::uint64_t taken = 0;
     std::uint64_t retired = 0;
@@ -104,46 +78,7 @@ struct Exporter::State {
     std::atomic<bool> waits = true; ///< for free slots; false for ever once it was told to stop
     std::size_t preparedBytes = 0;  ///< grab thread only, like the next
     bool skipReported = false;
-
-    mutable std::mutex troubleMutex; ///< guards the next three; never held together with `mutex`
-    std::string trouble;
-    std::string reason; ///< of the newest trouble; a reason is not reported twice in a row
-    std::uint64_t unreported = 0;
-    std::mutex reportMutex; ///< guards options.report
 };
-
-void Exporter::State::Report(const std::string& text)
-{
-    const std::lock_guard lock(reportMutex);
-    if (options.report) {
-        options.report(text);
-    }
-}
-
-/** `why` identifies the kind of trouble, since each text names its frame and so is different. Never
- *  call it with the mutex held. */
-void Exporter::State::Trouble(const std::string& text, std::string_view why)
-{
-    {
-        const std::lock_guard lock(troubleMutex);
-        trouble = text;
-        if (reason == why) {
-            ++unreported;
-            return;
-        }
-        reason = why;
-    }
-    Report(text);
-}
-
-void Exporter::State::NoMemory() noexcept
-{
-    try {
-        Trouble("A picture can't be written: there is no memory for it.", "no memory");
-    } catch (const std::bad_alloc&) {
-        // The picture is counted as failed.
-    }
-}
 
 bool Exporter::State::Start(const std::shared_ptr<State>& self)
 {
@@ -174,8 +109,7 @@ bool Exporter::State::Start(const std::shared_ptr<State>& self)
             text = fmt::format("The export can't start: {}.", error.what());
         }
     }
-    const std::lock_guard lock(troubleMutex);
-    trouble = text;
+    trouble.Keep(text);
     failed = true;
     return false;
 }
@@ -184,7 +118,7 @@ bool Exporter::State::Start(const std::shared_ptr<State>& self)
 bool Exporter::State::Acceptable(const FrameView& frame)
 {
     const auto refuse = [this](const std::string& text) {
-        Trouble(text, text);
+        trouble.Tell(text, text);
         return false;
     };
     if (frame.pixels == nullptr || frame.bytes == 0) {
@@ -226,13 +160,13 @@ void Exporter::State::Work(unsigned worker)
         if (taken == accepted || givenUp) {
             return;
         }
-        Slot& slot = At(taken++);
+        ExportSlot& slot = At(taken++);
         lock.unlock();
         try {
-            WriteFrame(worker, encoder, file, slot);
+            writer.WritePicture(worker, encoder, file, &slot);
         } catch (const std::bad_alloc&) {
             slot.fileBytes = 0;
-            NoMemory();
+            trouble.TellNoMemory();
         }
         lock.lock();
         slot.done = true;
@@ -244,51 +178,6 @@ void Exporter::State::Work(unsigned worker)
     }
 }
 
-void Exporter::State::WriteFrame(unsigned worker, PngEncoder& encoder,
-                                 std::vector<std::uint8_t>& file, Slot& slot)
-{
-    slot.fileBytes = 0;
-    const std::string name = files.Name(slot.number);
-    std::span<const std::uint8_t> content(slot.pixels.data(), slot.bytes);
-    std::string text;
-    const auto notEncoded = [&name](std::string_view why) {
-        return fmt::format("'{}' can't be encoded: {}.", name, why);
-    };
-    try {
-        if (options.format == ExportFormat::kPng) {
-            const Picture picture = {content, LayoutOfCodec(slot.values.codec), slot.values.width,
-                                     slot.values.height};
-            if (!encoder.Encode(picture, &file, &text)) {
-                text = notEncoded(text);
-            }
-            content = file;
-        }
-    } catch (const std::exception& error) { // out of memory
-        text = notEncoded(error.what());
-    }
-    if (text.empty()) {
-        text = files.WriteFile(worker, name, content);
-    }
-    if (text.empty()) {
-        slot.fileBytes = content.size();
-        return;
-    }
-    Trouble(text, ReasonOf(text));
-}
-
-bool Exporter::State::WriteRow(const Slot& slot)
-{
-    const std::string name = files.Name(slot.number);
-    const IndexRow row(slot.number, name, slot.values);
-    const std::string text = files.AppendRow(row.Line());
-    if (text.empty()) {
-        return true;
-    }
-    files.RemoveFrame(slot.number); // a picture without a row in the index has no frame values
-    Trouble(text, ReasonOf(text));
-    return false;
-}
-
 /** Retires the finished slots at the head of the ring. One worker at a time; the grab thread never
  *  waits for the writing of rows. */
 void Exporter::State::Retire(std::unique_lock<std::mutex>& lock)
@@ -298,18 +187,17 @@ void Exporter::State::Retire(std::unique_lock<std::mutex>& lock)
     }
     retiring = true;
     while (retired < taken && At(retired).done && !givenUp) {
-        Slot& slot = At(retired);
+        ExportSlot& slot = At(retired);
         lock.unlock();
         bool complete = false;
         try {
-            complete = slot.fileBytes != 0 && WriteRow(slot);
+            complete = slot.fileBytes != 0 && writer.WriteRow(slot);
         } catch (const std::bad_alloc&) {
             files.RemoveFrame(slot.number);
-            NoMemory();
+            trouble.TellNoMemory();
         }
         if (complete) {
-            const std::lock_guard troubleLock(troubleMutex);
-            reason.clear();
+            trouble.Over();
         } else if (options.onError == ExportErrorPolicy::kStop) {
             failed = true;
         }
@@ -352,14 +240,14 @@ void Exporter::Prepare(std::size_t frameBytes)
         }
     }
     try {
-        for (Slot& slot : state.slots) {
+        for (ExportSlot& slot : state.slots) {
             slot.pixels.resize(frameBytes);
         }
         state.preparedBytes = frameBytes;
     } catch (const std::exception&) {
-        state.Trouble(fmt::format("There is no memory for {} export slots of {} bytes.",
-                                  state.slots.size(), frameBytes),
-                      "slots");
+        state.trouble.Tell(fmt::format("There is no memory for {} export slots of {} bytes.",
+                                       state.slots.size(), frameBytes),
+                           "slots");
     }
 }
 
@@ -388,12 +276,13 @@ ExportResult Exporter::Export(const FrameView& frame)
         ++state.counters.skipped;
         lock.unlock();
         if (!state.skipReported) {
-            state.Report("The export can't keep up: frames are skipped while its queue is full.");
+            state.trouble.Say(
+                "The export can't keep up: frames are skipped while its queue is full.");
         }
         state.skipReported = true;
         return ExportResult::kSkipped;
     }
-    Slot& slot = state.At(state.accepted);
+    ExportSlot& slot = state.At(state.accepted);
     lock.unlock(); // the slot is the grab thread's until it is accepted
 
     std::memcpy(slot.pixels.data(), frame.pixels, frame.bytes);
@@ -447,8 +336,7 @@ void Exporter::State::LeaveWorkers()
         worker.detach();
     }
     workers.clear();
-    const std::lock_guard lock(reportMutex);
-    options.report = nullptr; // what it refers to may go before the workers do
+    trouble.Silence(); // what the report refers to may go before the workers do
 }
 
 bool Exporter::Close(const std::function<bool()>& givesUp)
@@ -472,15 +360,7 @@ bool Exporter::Close(const std::function<bool()>& givesUp)
     state.workers.clear();
     state.files.Close();
     state.started = false;
-    std::uint64_t unreported = 0;
-    {
-        const std::lock_guard lock(state.troubleMutex);
-        unreported = std::exchange(state.unreported, 0);
-    }
-    if (unreported > 0) {
-        state.Report(fmt::format(
-            "{} more frames could not be exported, for the reasons reported before.", unreported));
-    }
+    state.trouble.SayUnreported();
     return true;
 }
 
@@ -502,8 +382,7 @@ bool Exporter::Failed() const
 
 std::string Exporter::ErrorText() const
 {
-    const std::lock_guard lock(state_->troubleMutex);
-    return state_->trouble;
+    return state_->trouble.Newest();
 }
 
 } // namespace kvgrab

@@ -1,5 +1,6 @@
 #include "features/feature_commands.h"
 
+#include "base/own_files.h"
 #include "base/printable.h"
 #include "config/config_store.h"
 #include "features/camera_features.h"
@@ -20,7 +21,7 @@ namespace
 
 void Print(const std::string& line)
 {
-    std::fputs(fmt::format("{}\n", line).c_str(), stdout);
+    std::fputs(fmt::format("{}\n", base::Printable(line)).c_str(), stdout);
 }
 
 /** The status of an outcome that isn't Done; its reason is printed, after what was printed before.
@@ -40,7 +41,7 @@ ExitStatus Get(const FeatureAccess& access, const std::vector<FeatureName>& name
     ExitStatus status = ExitStatus::Done;
     for (const FeatureName& name : names) {
         const Outcome outcome = access.Get(name);
-        Print(outcome.Ok() ? base::Printable(outcome.text) : "");
+        Print(outcome.Ok() ? outcome.text : "");
         if (!outcome.Ok()) {
             status = Failed(outcome);
         }
@@ -81,7 +82,7 @@ ExitStatus Set(const FeatureAccess& access, const std::vector<FeatureSetting>& s
         if (!outcome.Ok()) {
             return Failed(outcome);
         }
-        Print(fmt::format("{} = {}", setting.name.Text(), base::Printable(outcome.text)));
+        Print(fmt::format("{} = {}", setting.name.Text(), outcome.text));
     }
     return ExitStatus::Done;
 }
@@ -94,7 +95,7 @@ ExitStatus Load(const FeatureAccess& access, const std::vector<FeatureSetting>& 
     }
     std::fflush(stdout);
     for (const std::string& failed : result.failed) {
-        std::fputs(fmt::format("kvgrab: {}.\n", failed).c_str(), stderr);
+        std::fputs(fmt::format("kvgrab: {}.\n", base::Printable(failed)).c_str(), stderr);
     }
     Print(fmt::format("{} values set, {} unchanged, {} not set", result.set, result.unchanged,
                       result.failed.size()));
@@ -113,10 +114,11 @@ ExitStatus Save(const GenApi::CNodeMapRef& map, const std::string& camera, const
                     fmt::format("the features can't be saved: {}", base::Printable(e.what())));
     }
     for (const std::string& leftOut : file.leftOut) {
-        std::fputs(fmt::format("kvgrab: not saved: {}.\n", leftOut).c_str(), stderr);
+        std::fputs(fmt::format("kvgrab: not saved: {}.\n", base::Printable(leftOut)).c_str(),
+                   stderr);
     }
     std::string error;
-    if (!ReplaceFile(path, file.text, &error)) {
+    if (!base::ReplaceFile(path, file.text, &error)) {
         return Fail(ExitStatus::SetUp, fmt::format("can't write {}: {}", path, error));
     }
     Print(fmt::format("{} values saved in {}", file.values, path));

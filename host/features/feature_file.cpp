@@ -1,22 +1,14 @@
 #include "features/feature_file.h"
 
 #include "base/printable.h"
-#include "base/write_all.h"
 #include "features/feature_setting.h"
 #include "features/node_text.h"
 #include "features/selectors.h"
 #include "features/value_text.h"
-#include "file_handle.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <optional>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace kvgrab
 {
@@ -160,36 +152,6 @@ bool BelongsToConnection(std::string_view feature)
                                                 "GevStreamChannelSelector"};
     return std::any_of(std::begin(kBeginnings), std::end(kBeginnings),
                        [feature](std::string_view word) { return feature.starts_with(word); });
-}
-
-bool ReplaceFile(const std::string& path, std::string_view text, std::string* error)
-{
-    struct stat old = {};
-    if (lstat(path.c_str(), &old) == 0 && !S_ISREG(old.st_mode)) {
-        *error = "it exists and is no regular file";
-        return false;
-    }
-    const std::string temporary = fmt::format("{}.{}.kvpart", path, getpid());
-    int failed = 0;
-    {
-        constexpr mode_t kMode = 0666; // less what the user's umask takes away
-        const FileHandle file(
-            open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kMode));
-        if (!file.Valid()) {
-            *error = std::strerror(errno);
-            return false;
-        }
-        failed = base::WriteAll(file.Get(), text);
-        failed = failed == 0 && fsync(file.Get()) != 0 ? errno : failed;
-    }
-    if (failed == 0 && std::rename(temporary.c_str(), path.c_str()) != 0) {
-        failed = errno;
-    }
-    if (failed != 0) {
-        unlink(temporary.c_str());
-        *error = std::strerror(failed);
-    }
-    return failed == 0;
 }
 
 } // namespace kvgrab

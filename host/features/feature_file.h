@@ -1,5 +1,5 @@
 /** A file of all settings of a camera: the table [features] with a line for each feature that can
- * be written and, if a selector chooses among several values, for each of these. */
+ *  be written and, if a selector chooses among several values, for each of these. */
 #pragma once
 
 #include "gen_api.h"
@@ -25,9 +25,5 @@ FeatureFile WriteFeatureFile(const GenApi::CNodeMapRef& map, std::string_view ca
 /** Whether a feature belongs to the connection rather than to the picture: addresses, heartbeat,
  *  stream channels. Such features are not saved, since they must not reach another camera. */
 bool BelongsToConnection(std::string_view feature);
-
-/** Writes a whole file under a temporary name and then gives it its own, so that a reader never
- *  finds half of it. False: `*error` says why not, and the old file stays. */
-bool ReplaceFile(const std::string& path, std::string_view text, std::string* error);
 
 } // namespace kvgrab

@@ -22,7 +22,7 @@ bool HasValue(GenApi::INode& node);
 std::string ValueText(GenApi::INode& node);
 
 /** "16 .. 1920 step 4", or the implemented entries, with blanks between them; empty for other
- * types. Throws what the node throws. */
+ *  types. Throws what the node throws. */
 std::string RangeText(GenApi::INode& node);
 
 /** What the node takes: "an integer, 16 .. 1920 step 4 px". Never throws; leaves out limits that

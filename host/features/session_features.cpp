@@ -1,8 +1,7 @@
 #include "features/session_features.h"
 
+#include "cameras/open_camera.h"
 #include "features/feature_access.h"
-
-#include "gev_host.h"
 
 #include <fmt/format.h>
 
@@ -16,10 +15,7 @@ void SessionFeatures::Apply(const std::vector<FeatureSetting>& settings)
     if (settings.empty()) {
         return;
     }
-    void* camera = nullptr;
-    int count = 0;
-    GevGetOpenCameras(&camera, 1, &count);
-    const GenApi::CNodeMapRef* const map = count == 0 ? nullptr : GevGetFeatureNodeMap(camera);
+    const GenApi::CNodeMapRef* const map = OpenNodeMap();
     if (map == nullptr) {
         log_.Line(2, "the features of the configuration are not set: the camera gives no "
                      "description of its features");

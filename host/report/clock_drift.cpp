@@ -1,5 +1,6 @@
 #include "report/clock_drift.h"
 
+#include "report/median.h"
 #include "report/tick_wrap.h"
 
 #include <algorithm>
@@ -13,14 +14,6 @@ namespace
 
 constexpr std::size_t kFewest = 32; ///< least stretches for a fit: two seconds and more
 constexpr std::size_t kApart = 8;   ///< slopes are taken over 1/kApart of the session
-
-/** Reorders the values. */
-double MedianOf(double* values, std::size_t count)
-{
-    double* const middle = values + count / 2;
-    std::nth_element(values, middle, values + count);
-    return *middle;
-}
 
 } // namespace
 
@@ -106,10 +99,10 @@ std::optional<ClockDrift::Estimate> ClockDrift::Fit() const
     for (std::size_t i = 0; i < slopes.count; ++i) {
         slopes.values[i] = std::abs(slopes.values[i] - slope);
     }
-    // From the median deviation to the standard error of a median of normal errors.
-    constexpr double kDeviation = 1.4826;
+    // From a standard deviation to the standard error of a median of normal errors.
     constexpr double kOfMedian = 1.2533;
-    const double error = kOfMedian * kDeviation * MedianOf(slopes.values.data(), slopes.count) /
+    const double error = kOfMedian * kDeviationOfMedian *
+                         MedianOf(slopes.values.data(), slopes.count) /
                          std::sqrt(static_cast<double>(slopes.count));
     // Per second of the host's clock, since that is how the stamps are corrected.
     estimate.nsPerS = slope / (1 + slope) * kNsPerS;

@@ -1,5 +1,7 @@
 #include "report/clock_line.h"
 
+#include "report/median.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -14,20 +16,10 @@ constexpr std::size_t kLeastFrames = 16; ///< of a block that has grown
 constexpr double kLeastNs = 1e9;
 constexpr double kNsPerS = 1e9;
 /** How clocks usually differ, one standard deviation; beyond three of these, differences are about
- * as unlikely as there, since the length of a tick may be rounded. */
+ *  as unlikely as there, since the length of a tick may be rounded. */
 constexpr double kUsualSlope = 100e-6;
 constexpr double kUnusual = 3;
 constexpr double kSteepest = 1;
-/** From the median of absolute deviations to the standard deviation of normal errors. */
-constexpr double kDeviationOfMedian = 1.4826;
-
-/** Reorders the values. */
-double MedianOf(double* values, std::size_t count)
-{
-    double* const middle = values + count / 2;
-    std::nth_element(values, middle, values + count);
-    return *middle;
-}
 
 /** The negative logarithm of a slope's probability. */
 double Unlikeliness(double slope)

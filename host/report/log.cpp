@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <utility>
@@ -200,12 +201,20 @@ void Log::Put(const timespec& now, Origin origin, int level, std::string_view te
 
 void Log::PutOnTerminal(const timespec& now, int level, std::string_view text)
 {
-    const std::string line =
-        view_.journal ? JournalLine(level, text) : StampedLine(now, level, text);
-    if (statusShown_) {
-        ShowStatus(line);
+    const auto lineOf = [this, &now](int lineLevel, std::string_view lineText) {
+        return view_.journal ? JournalLine(lineLevel, lineText)
+                             : StampedLine(now, lineLevel, lineText);
+    };
+    std::string lines;
+    if (linesNotShown_ != 0) {
+        lines = lineOf(kWarning, fmt::format("{} lines are missing here: they could not be shown",
+                                             linesNotShown_));
+    }
+    lines += lineOf(level, text);
+    if (statusShown_ ? ShowStatus(lines) : WriteToTerminal(lines)) {
+        linesNotShown_ = 0;
     } else {
-        base::WriteAll(terminal_, line);
+        ++linesNotShown_;
     }
 }
 
@@ -285,14 +294,32 @@ int Log::AppendToFile(std::string_view text)
     return error;
 }
 
-/** Replaces the status line by a log line and writes the status line below it, in one write. */
-void Log::ShowStatus(std::string_view before)
+/** Replaces the status line by log lines and writes the status line below them, in one write.
+ *  False: the terminal takes nothing. */
+bool Log::ShowStatus(std::string_view before)
 {
     std::string text(statusShown_ ? kEraseLine : std::string_view());
     text += before;
     text += Fitting(status_, TerminalWidth(terminal_) - 1);
-    statusShown_ = !status_.empty();
-    base::WriteAll(terminal_, text);
+    const bool written = WriteToTerminal(text);
+    statusShown_ = written ? !status_.empty() : statusShown_;
+    return written;
+}
+
+/** Waits a moment for the terminal, but not again until it has taken something. */
+bool Log::WriteToTerminal(std::string_view text)
+{
+    constexpr int kMomentMs = 200;
+    pollfd ready = {terminal_, POLLOUT, 0};
+    int count = poll(&ready, 1, terminalTakesLines_ ? kMomentMs : 0);
+    if (count < 0) {
+        count = poll(&ready, 1, 0); // a signal interrupted the wait
+    }
+    terminalTakesLines_ = count != 0;
+    if (terminalTakesLines_) {
+        base::WriteAll(terminal_, text);
+    }
+    return terminalTakesLines_;
 }
 
 void Log::SetStatus(std::string text)

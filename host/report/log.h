@@ -5,7 +5,9 @@
  *  inserted above it. Each line is written by one system call. Below the level "trace", lines that
  *  repeat themselves are summed up (RepeatFilter).
  *
- *  The file has the whole story, the terminal can be given a shorter view of it. */
+ *  The file has the whole story, the terminal can be given a shorter view of it. A terminal that
+ *  was stopped, or a pipe that nobody reads, holds up no thread for longer than a moment: its
+ *  lines are left out until it takes some again. */
 #pragma once
 
 #include "file_handle.h"
@@ -82,7 +84,8 @@ private:
     void WriteToFile(const timespec& now, std::string_view line);
     int AppendToFile(std::string_view text);
     void ReopenRotatedFile(const timespec& now);
-    void ShowStatus(std::string_view before);
+    bool ShowStatus(std::string_view before);
+    bool WriteToTerminal(std::string_view text);
 
     static_assert(std::atomic<unsigned>::is_always_lock_free);
     static std::atomic<unsigned> rotations_;
@@ -98,6 +101,8 @@ private:
     unsigned rotationsSeen_ = 0;
     RepeatFilter repeats_;
     std::uint64_t linesLost_ = 0; ///< since the last successful write to the file
+    bool terminalTakesLines_ = true;
+    std::uint64_t linesNotShown_ = 0; ///< since the terminal last took a line
     std::string status_;
     bool statusShown_ = false;
 };

@@ -10,9 +10,9 @@ namespace kvgrab
 {
 
 /** As long as it lives, INT, TERM, QUIT and HUP interrupt the cameras, so that what the command
- * does with its camera fails, and the camera is closed. The signal then takes its usual effect:
- * when the object is destroyed, or two seconds after the signal if the command hasn't ended by
- * then.
+ *  does with its camera fails, and the camera is closed. The signal then takes its usual effect:
+ *  when the object is destroyed, or two seconds after the signal if the command hasn't ended by
+ *  then.
  *
  *  Not for `kvgrab run`, which has a SignalCatcher. One object at a time. */
 class CommandSignals

@@ -1,9 +1,11 @@
 #include "session/grabbing.h"
 
 #include "base/printable.h"
+#include "base/write_all.h"
 #include "cameras/chosen_camera.h"
 #include "cameras/listing.h"
 #include "cameras/network_checks.h"
+#include "cameras/open_camera.h"
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
 #include "gev_host.h"
@@ -169,8 +171,8 @@ bool Grabbing::CatchSignals()
         .interrupted =
             [this](EarlyEnd why) {
                 if (why == EarlyEnd::AskedToEnd) {
-                    log_->Line(3, "asked to end, and the session goes on: it is interrupted");
                     exporter_->StopWaiting();
+                    log_->Line(3, "asked to end, and the session goes on: it is interrupted");
                 } else {
                     log_->Line(2, "no complete frame came for too long (session.no_frames_s): the "
                                   "session is interrupted");
@@ -179,7 +181,8 @@ bool Grabbing::CatchSignals()
         .leave =
             [this] {
                 RemoveTraces(this);
-                std::fputs("kvgrab: left at once, since the session could not be ended.\n", stderr);
+                base::WriteUnlessBlocked(
+                    STDERR_FILENO, "kvgrab: left at once, since the session could not be ended.\n");
                 _exit(static_cast<int>(ExitStatus::LeftAtOnce));
             }});
     std::string error;

@@ -1,7 +1,5 @@
 #include "session/host_session.h"
 
-#include "report/no_frames.h"
-
 #include <algorithm>
 #include <fmt/format.h>
 #include <utility>
@@ -14,11 +12,6 @@ namespace
 
 HostSession* current = nullptr;
 
-/** The argument for WaitNotice; frames are the only thing that is waited for in here. */
-constexpr int kWaitsForFrames = 1;
-/** Rounds without a frame, in a row, before it is reported: a single lost frame isn't worth a
- *  message. */
-constexpr unsigned kMissesToTell = 3;
 /** Loops that the driver may still begin when it should end: a dynamic table needs five, of one
  *  frame each. */
 constexpr unsigned kLoopsPastTheEnd = 8;
@@ -28,7 +21,9 @@ constexpr std::int64_t kAskForTriggerNs = 1'000'000'000;
 } // namespace
 
 HostSession::HostSession(HostParts hostParts)
-    : parts(std::move(hostParts)), hostClock_(parts.monotonicNs, parts.wallClockNs)
+    : parts(std::move(hostParts)), reload_({parts.config, parts.log, parts.signals, dynamicLut}),
+      report_({parts.log, parts.manager, parts.monotonicNs, [this] { return StatusText(); }}),
+      hostClock_(parts.monotonicNs, parts.wallClockNs)
 {
     current = this;
 }
@@ -46,9 +41,7 @@ HostSession* HostSession::Current()
 void HostSession::SessionBegins()
 {
     cameraNamed_ = false;
-    if (waitsFor_.empty()) {
-        TellStatus("opening the camera", false);
-    }
+    report_.SessionBegins();
     newSessionAsked_ = false;
     terminateTaken_ = false;
     keptFromGoingOn_ = false;
@@ -72,41 +65,8 @@ void HostSession::SessionEnded()
     }
     parts.signals.SessionEnded();
     parts.config.DropForced();
-    parts.log.SetStatus("");
-    missesInRow_ = 0;
-    noFramesReported_ = false;
-    noFrames_.Over();
-}
-
-void HostSession::Waits(std::string_view why)
-{
-    waitsFor_ = fmt::format("waiting: {}", why);
-    parts.log.SetStatus(waitsFor_);
-    TellStatus(waitsFor_, true);
-}
-
-void HostSession::Alive()
-{
-    constexpr std::int64_t kHourNs = 3600 * 1'000'000'000LL;
-    const std::int64_t now = parts.monotonicNs();
-    if (parts.manager != nullptr) {
-        parts.manager->Alive(now);
-    }
-    parts.log.CatchUp();
-    if (hourBeganNs_ == 0) {
-        hourBeganNs_ = now;
-    } else if (now - hourBeganNs_ >= kHourNs) {
-        hourBeganNs_ = now;
-        parts.log.Line(3, waitsFor_.empty() ? StatusText()
-                                            : fmt::format("{}; {}", StatusText(), waitsFor_));
-    }
-}
-
-void HostSession::TellStatus(const std::string& text, bool urgent)
-{
-    if (parts.manager != nullptr) {
-        parts.manager->Status(parts.monotonicNs(), text, urgent);
-    }
+    report_.SessionEnded();
+    missingFrames_.FrameCame();
 }
 
 bool HostSession::FrameCountReached() const
@@ -115,97 +75,27 @@ bool HostSession::FrameCountReached() const
     return limit != 0 && progress.Grabbed() >= limit;
 }
 
-void HostSession::ReportWarnings(const ConfigStore::Result& result)
-{
-    for (const std::string& warning : result.warnings) {
-        parts.log.Line(2, warning);
-    }
-    if (!result.changes.restart.empty()) {
-        parts.log.Line(2, fmt::format("changed, but kept as it was until kvgrab starts again: {}",
-                                      Listed(result.changes.restart)));
-    }
-}
-
 int HostSession::Reconfigure(int* flag)
 {
     parts.signals.ReconfigurationBegins();
-    if (parts.config.Path().empty()) {
-        const int level = parts.log.HasFile() ? 3 : 2; // HUP also means that a log file is rotated
-        parts.log.Line(level, "asked to read the configuration again, but kvgrab was started "
-                              "without a configuration file (--config)");
-        return 0;
+    const ReloadResult result = reload_.Reload();
+    if (result == ReloadResult::Applied || result == ReloadResult::NewSession) {
+        LimitWaiting();
+        settingsChanged_ = true;
     }
-    const ConfigStore::Result result = parts.config.Reload();
-    if (!result.usable) {
-        parts.log.Line(1, fmt::format("the old configuration stays, the new one can't be used: {}",
-                                      result.error));
-        return -1;
-    }
-    parts.log.SetLevel(parts.config.Current().log.level);
-    parts.log.Line(3, "the configuration file was read again");
-    ReportWarnings(result);
-    LimitWaiting();
-    ForgetTableIfChanged(result.changes);
-    settingsChanged_ = true;
-    if (!result.changes.newSession.empty()) {
+    if (result == ReloadResult::NewSession) {
         *flag = 1;
-        parts.log.Line(3, fmt::format("a new device session is needed, because these changed: {}",
-                                      Listed(result.changes.newSession)));
-    } else if (OutputLinesNeedACheck()) {
-        *flag = 1;
-        parts.log.Line(3, "a new device session is needed, to check the camera's output lines "
-                          "before they are set");
     }
-    return 0;
+    return result == ReloadResult::Refused ? -1 : 0;
 }
 
 int HostSession::CheckDynamic()
 {
-    const auto news = parts.config.Poll(parts.monotonicNs());
-    if (!news) {
+    if (!reload_.Poll(parts.monotonicNs())) {
         return 0;
     }
-    if (!news->usable) {
-        parts.log.Line(
-            2, fmt::format("the configuration file changed, but the old configuration stays: {}",
-                           news->error));
-        return 0;
-    }
-    if (!news->adopted) {
-        std::vector<std::string> waiting = news->changes.reload;
-        waiting.insert(waiting.end(), news->changes.newSession.begin(),
-                       news->changes.newSession.end());
-        waiting.insert(waiting.end(), news->changes.restart.begin(), news->changes.restart.end());
-        parts.log.Line(2, fmt::format("the configuration file changed, but some changes are only "
-                                      "applied on the signal HUP: {}",
-                                      Listed(waiting)));
-        return 0;
-    }
-    ReportWarnings(*news);
-    ForgetTableIfChanged(news->changes);
-    if (OutputLinesNeedACheck()) {
-        parts.signals.Raise(KvTd::kSignalReconfigure); // Reconfigure then asks for a new session
-        return 0;
-    }
-    parts.log.Line(3, fmt::format("the configuration file changed, applying: {}",
-                                  Listed(news->changes.dynamic)));
     settingsChanged_ = true;
     return 1;
-}
-
-/** The dynamic table is gone once the driver writes another table or switches gamma. */
-void HostSession::ForgetTableIfChanged(const ConfigChanges& changes)
-{
-    for (const std::string& table : changes.dynamic) {
-        if (table == "lut" || table == "gamma") {
-            dynamicLut.Forget();
-        }
-    }
-}
-
-bool HostSession::OutputLinesNeedACheck() const
-{
-    return !outputLinesChecked_ && DrivesOutputLines(parts.config.Current());
 }
 
 void HostSession::PrepareMemory(std::uint32_t size)
@@ -243,7 +133,7 @@ void HostSession::CheckSettings()
         parts.log.Line(2, news);
     }
     if (parts.strict && settingsNotTaken.Count() != 0) {
-        parts.signals.Raise(KvTd::kSignalQuit);
+        parts.signals.Raise(KvTd::kSignalQuit, parts.monotonicNs());
     }
 }
 
@@ -280,7 +170,7 @@ void HostSession::SetFrameSize(std::uint32_t size)
 void HostSession::GrabbingBegins()
 {
     grabbing_ = true;
-    waitsFor_.clear();
+    report_.GrabbingBegins();
     if (parts.cameraName && !std::exchange(cameraNamed_, true)) {
         parts.log.Line(3, fmt::format("grabs from {}, {} x {} pixels, {}", parts.cameraName(),
                                       scenario.width, scenario.height, scenario.codec));
@@ -375,12 +265,9 @@ void HostSession::FrameGrabbed(float temperature)
         parts.log.Line(3, timed);
     }
     progress.FrameGrabbed(now, temperature);
-    if (noFramesReported_) {
+    if (missingFrames_.FrameCame()) {
         parts.log.Line(2, "frames are coming again");
-        noFramesReported_ = false;
     }
-    missesInRow_ = 0;
-    noFrames_.Over();
     ShowStatus(now);
     CheckExporter();
 }
@@ -391,15 +278,12 @@ void HostSession::FrameMissed()
     parts.signals.RoundMissed();
     parts.memory.CountRound();
     progress.FrameMissed(now);
-    if (++missesInRow_ == 1) {
-        atFirstMiss_ = parts.transfers();
-    }
-    if (missesInRow_ >= kMissesToTell && noFrames_.Due(kWaitsForFrames, now)) {
-        noFramesReported_ = true;
-        const std::string reason = NoFramesReason(atFirstMiss_, parts.transfers());
+    const TransferCounts counts = parts.transfers();
+    if (missingFrames_.Missed(now, counts)) {
+        const std::string reason = missingFrames_.Reason(counts);
         parts.log.Line(2, fmt::format("waiting for frames: the camera is open, but {} waits in a "
                                       "row brought no complete frame{}{}",
-                                      missesInRow_, reason.empty() ? "" : ": ", reason));
+                                      missingFrames_.InRow(), reason.empty() ? "" : ": ", reason));
     }
     if (parts.guard != nullptr && now - triggerAskedNs_ >= kAskForTriggerNs) {
         LookForTrigger(now);
@@ -411,10 +295,7 @@ void HostSession::FrameMissed()
 void HostSession::ShowStatus(std::int64_t nowNs)
 {
     if (progress.StatusDue(nowNs)) {
-        const std::string status = StatusText();
-        parts.log.SetStatus(status);
-        TellStatus(status, false);
-        Alive();
+        report_.ShowStatus();
     }
 }
 

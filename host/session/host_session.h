@@ -14,8 +14,11 @@
 #include "report/progress.h"
 #include "report/service_manager.h"
 #include "session/capture_times.h"
+#include "session/config_reload.h"
 #include "session/dynamic_lut.h"
 #include "session/guard_thread.h"
+#include "session/missing_frames.h"
+#include "session/run_report.h"
 #include "session/scenario.h"
 #include "session/session_timing.h"
 #include "session/signal_state.h"
@@ -70,9 +73,8 @@ public:
     void SessionEnded();
     /** The session ended because the camera couldn't be used. */
     void SessionFailed() { timing.Failed(); }
-    /** Whether the camera of the next session has been checked for the features that the configured
-     *  output lines need. Without the check no change to them is applied during the session. */
-    void OutputLinesChecked(bool checked) { outputLinesChecked_ = checked; }
+    /** See ConfigReload. */
+    void OutputLinesChecked(bool checked) { reload_.OutputLinesChecked(checked); }
     /** All frames that the configuration asks for in a run have been grabbed. */
     bool FrameCountReached() const;
     /** About the session that ended. */
@@ -82,11 +84,9 @@ public:
     /** A picture can't be written, and the configuration asks to stop in this case. */
     bool ExportFailed() const { return exportFailed_; }
 
-    /** kvgrab waits before the next attempt, for this reason. */
-    void Waits(std::string_view why);
-    /** The grab thread is alive: what is to be said every so often is said if it is due. Called in
-     *  each round, and several times a second while waiting for a camera. */
-    void Alive();
+    /** See RunReport. */
+    void Waits(std::string_view why) { report_.Waits(why); }
+    void Alive() { report_.Alive(); }
 
     // ---- configuration ----
     /** Reads the file again. -1: it can't be used, and the old configuration stays. `*flag` becomes
@@ -94,7 +94,6 @@ public:
     int Reconfigure(int* flag);
     /** Returns 1 once for each changed file that was accepted and can be applied while grabbing. */
     int CheckDynamic();
-    void ReportWarnings(const ConfigStore::Result& result);
 
     /** The rate for the driver: without one in the configuration, the camera's own. */
     float Rate();
@@ -144,14 +143,14 @@ private:
     void FrameDescribed();
     void ShowStatus(std::int64_t nowNs);
     std::string StatusText() const;
-    void TellStatus(const std::string& text, bool urgent);
     void CheckExporter();
-    void ForgetTableIfChanged(const ConfigChanges& changes);
-    bool OutputLinesNeedACheck() const;
     void LookForTrigger(std::int64_t nowNs);
     void LimitWaiting();
     void CheckSettings();
 
+    ConfigReload reload_;
+    RunReport report_;
+    MissingFrames missingFrames_;
     TransferCounts finishedTransfers_;
     std::uint64_t newestFinished_ = 0; ///< number of the newest finished transfer
     std::optional<ClockDrift> drift_;  ///< from the first frame on
@@ -163,22 +162,15 @@ private:
     std::uint64_t sessionFrames_ = 0;
     unsigned loopsPastTheEnd_ = 0;
     bool newSessionAsked_ = false;
-    bool outputLinesChecked_ = false;
     bool terminateTaken_ = false;
     bool keptFromGoingOn_ = false;
     bool exportFailed_ = false;
     std::atomic<bool> rateIsLeftAlone_ = false; ///< the driver was given no rate
     bool settingsChanged_ = false; ///< the driver applies a change before the next frame
-    unsigned missesInRow_ = 0;
-    TransferCounts atFirstMiss_; ///< of these
-    bool noFramesReported_ = false;
     EarlyEnd endedEarly_ = EarlyEnd::None;
     bool waitsForTrigger_ = false; ///< the camera, when it was last asked
     std::int64_t triggerAskedNs_ = 0;
-    WaitNotice noFrames_;
-    bool cameraNamed_ = false;     ///< in this device session
-    std::string waitsFor_;         ///< empty once frames are grabbed
-    std::int64_t hourBeganNs_ = 0; ///< of the status lines in the log; 0: not yet
+    bool cameraNamed_ = false; ///< in this device session
 };
 
 } // namespace kvgrab

@@ -1,5 +1,6 @@
 #include "session/signals.h"
 
+#include "base/write_all.h"
 #include "exit_status.h"
 #include "report/log.h"
 
@@ -51,8 +52,7 @@ extern "C" void OnSignal(int number)
                      [number](const Caught& candidate) { return candidate.number == number; });
     if (caught != kCaught.end() && handlerContext.state->Raise(caught->state) >= 2) {
         handlerContext.cleanup(handlerContext.cleanupContext);
-        constexpr char kText[] = "\nkvgrab: left at once on the second signal.\n";
-        [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, kText, sizeof(kText) - 1);
+        base::WriteUnlessBlocked(STDERR_FILENO, "\nkvgrab: left at once on the second signal.\n");
         _exit(static_cast<int>(ExitStatus::LeftAtOnce));
     }
     if (number == SIGHUP) {
@@ -71,8 +71,8 @@ std::terminate_handler formerTerminate = nullptr;
 [[noreturn]] void OnTerminate()
 {
     handlerContext.cleanup(handlerContext.cleanupContext);
-    constexpr char kText[] = "kvgrab: ended by an unexpected error, perhaps a lack of memory.\n";
-    [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, kText, sizeof(kText) - 1);
+    base::WriteUnlessBlocked(STDERR_FILENO,
+                             "kvgrab: ended by an unexpected error, perhaps a lack of memory.\n");
     _exit(static_cast<int>(ExitStatus::Internal));
 }
 

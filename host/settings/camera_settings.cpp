@@ -1,24 +1,10 @@
 #include "settings/camera_settings.h"
 
-#include "gev_host.h"
+#include "cameras/open_camera.h"
 #include "settings/feature_reader.h"
 
 namespace kvgrab
 {
-
-namespace
-{
-
-/** Null unless exactly one camera is open. */
-const GenApi::CNodeMapRef* OpenNodeMap()
-{
-    void* handles[2] = {};
-    int count = 0;
-    GevGetOpenCameras(handles, 2, &count);
-    return count == 1 ? GevGetFeatureNodeMap(handles[0]) : nullptr;
-}
-
-} // namespace
 
 std::vector<JudgedSetting> JudgeOpenCamera(const Config& config)
 {

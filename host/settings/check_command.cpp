@@ -1,8 +1,9 @@
 #include "settings/check_command.h"
 
+#include "base/printable.h"
 #include "cameras/cameras.h"
 #include "cameras/chosen_camera.h"
-#include "cameras/feature_table.h"
+#include "cameras/open_camera.h"
 #include "report/failure.h"
 #include "settings/feature_reader.h"
 #include "settings/settings_report.h"
@@ -30,7 +31,7 @@ ExitStatus CheckAlone(const ChosenCamera& camera, const std::vector<PlannedSetti
         return Fail(camera.Status(), camera.WhyNot());
     }
     std::puts(fmt::format("The configuration can be used, but it was compared with no camera: {}.",
-                          camera.WhyNot())
+                          base::Printable(camera.WhyNot()))
                   .c_str());
     return ExitStatus::Done;
 }
@@ -45,7 +46,7 @@ ExitStatus CheckConfiguration(const Options& options, ConfigSource source)
         return Fail(ExitStatus::Configuration, loaded.error);
     }
     for (const std::string& warning : loaded.warnings) {
-        std::fputs(fmt::format("warning: {}\n", warning).c_str(), stderr);
+        std::fputs(fmt::format("warning: {}\n", base::Printable(warning)).c_str(), stderr);
     }
     const Config& config = store.Current();
     std::string error;
@@ -62,10 +63,7 @@ ExitStatus CheckConfiguration(const Options& options, ConfigSource source)
     if (map == nullptr) {
         return Fail(ExitStatus::OpenFailed, "the camera gives no description of its features");
     }
-    const GEV_DEVICE_INFO& info = camera.Info();
-    std::puts(Shown(fmt::format("{}, {}, serial {}, version {}", info.manufacturer, info.model,
-                                info.serial, info.version))
-                  .c_str());
+    std::puts(FullName(camera.Info()).c_str());
     FeatureReader reader(*map, false);
     const std::vector<JudgedSetting> settings = JudgeSettings(
         planned,

@@ -1,7 +1,6 @@
 /** The camera calls. Each one holds thread cancellation off, injects the faults that are due,
  *  checks handle and arguments, forwards to the camera's backend, and records itself in the
- * journal.
- */
+ *  journal. */
 #include "gev_api.h"
 
 #include "base/cancellation.h"

@@ -31,7 +31,7 @@ GEVPLAT_API int GevInterruptCameras(int interrupted);
 
 /** Whether somebody controls the camera, this process included: `*held` becomes 1 or 0. Takes no
  *  control itself and less than a second. kGevNotFound: there is no such camera; kGevTimeout: it
- * does not answer, or the cameras are interrupted. */
+ *  does not answer, or the cameras are interrupted. */
 GEVPLAT_API int GevIsCameraHeld(const GEV_DEVICE_INFO* device, int* held);
 
 /** The frame that GevWaitForNextFrame delivered last in this process, complete or not.

@@ -81,6 +81,20 @@ TEST_F(OwnFiles, OwnFilesAreMadeKeptExtendedOrOverwritten)
     }
 }
 
+TEST_F(OwnFiles, AFileIsReplacedAsAWholeUnlessItIsNone)
+{
+    for (const char* const text : {"a long first text", "second"}) {
+        EXPECT_TRUE(base::ReplaceFile("reallink/file", text, &error_)) << error_;
+        EXPECT_EQ(Contents("real/file"), text);
+    }
+    fs::create_symlink("file", "real/link");
+    EXPECT_FALSE(base::ReplaceFile("real/link", "news", &error_));
+    EXPECT_EQ(error_, "it exists and is no regular file");
+    EXPECT_EQ(Contents("real/file"), "second");
+    EXPECT_FALSE(base::ReplaceFile("real/missing/file", "news", &error_));
+    EXPECT_EQ(std::distance(fs::directory_iterator("real"), {}), 2) << "a file is left over";
+}
+
 TEST_F(OwnFiles, AFolderIsNoLinkAndReachedOverNoLinkOfOthers)
 {
     const int made = base::OpenFolder("real/a//b/./c/", true, &error_);

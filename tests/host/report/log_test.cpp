@@ -27,6 +27,7 @@ using namespace kvgrab;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::UnorderedElementsAre;
 
 timespec FixedClock()
@@ -95,6 +96,31 @@ TEST(Log, StatusLineStepsAsideForLogLines)
     const NamelessFile plain;
     Log(plain.Fd(), false, 3, FixedClock).SetStatus("1 frame");
     EXPECT_EQ(plain.Content(), "");
+}
+
+TEST(Log, ATerminalThatTakesNothingHoldsNobodyUp)
+{
+    int ends[2] = {};
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    ASSERT_NE(fcntl(ends[1], F_SETPIPE_SZ, 4096), -1);
+    Log log(ends[1], true, 5, FixedClock);
+    std::string read(100'000, 0);
+    log.Line(3, std::string(4000, 'x'));
+    for (const char* const lost : {"one", "two"}) {
+        log.Line(3, lost + std::string(200, '.'));
+        log.SetStatus(lost);
+    }
+    read.resize(static_cast<std::size_t>(::read(ends[0], read.data(), read.size())));
+    EXPECT_THAT(read, Not(HasSubstr("one")));
+    log.Line(3, "three");
+    read.resize(1000);
+    read.resize(static_cast<std::size_t>(::read(ends[0], read.data(), read.size())));
+    EXPECT_THAT(LinesOf(read),
+                ElementsAre(EndsWith(" W 2 lines are missing here: they could not be shown"),
+                            EndsWith(" I three")));
+    log.SetStatus("");
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST(Log, FileTakesTheLinesAndGivesBackItsTroubles)

@@ -1,0 +1,24 @@
+/** The camera that is open in this process, whoever opened it. */
+#pragma once
+
+#include "gev_api.h"
+
+#include <string>
+
+namespace kvgrab
+{
+
+/** Its features; null unless exactly one camera is open that describes them. */
+const GenApi::CNodeMapRef* OpenNodeMap();
+
+/** Whether it sends no frame before something triggers it. False without a camera, and if it can't
+ *  be read. */
+bool CameraWaitsForTrigger();
+
+/** Its model, serial number and version. */
+std::string OpenCameraName();
+
+/** Maker, model, serial number and version of any camera, printable. */
+std::string FullName(const GEV_DEVICE_INFO& info);
+
+} // namespace kvgrab

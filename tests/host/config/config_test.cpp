@@ -110,7 +110,7 @@ TEST(Config, ExamplesCommentedKeysAreUsable)
     EXPECT_THAT(parsed.warnings, IsEmpty());
     EXPECT_EQ(parsed.config.region, (RegionConfig{640, 360, 640, 360}));
     EXPECT_EQ(parsed.config.exposure, (ExposureConfig{1, 10000, 100, 20000}));
-    EXPECT_EQ(parsed.config.iobox.size(), 1U);
+    EXPECT_EQ(parsed.config.iobox.size(), 3U);
     EXPECT_EQ(parsed.config.whiteBalance, (WhiteBalanceConfig{150, 150}));
     EXPECT_EQ(parsed.config.lut.values.size(), 256U);
 }

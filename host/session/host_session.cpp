@@ -394,11 +394,16 @@ void HostSession::FrameMissed()
         atFirstMiss_ = parts.transfers();
     }
     if (missesInRow_ >= kMissesToTell && noFrames_.Due(kWaitsForFrames, now)) {
-        noFramesReported_ = true;
-        const std::string reason = NoFramesReason(atFirstMiss_, parts.transfers());
-        parts.log.Line(2, fmt::format("waiting for frames: the camera is open, but {} waits in a "
-                                      "row brought no complete frame{}{}",
-                                      missesInRow_, reason.empty() ? "" : ": ", reason));
+        const TransferCounts counts = parts.transfers();
+        const bool awaited = waitsForTrigger_ && !counts.startRefused &&
+                             counts.packetsReceived == atFirstMiss_.packetsReceived;
+        noFramesReported_ = !awaited;
+        const std::string reason =
+            awaited ? "it waits for a trigger" : NoFramesReason(atFirstMiss_, counts);
+        const int level = awaited ? 3 : 2;
+        parts.log.Line(level, fmt::format("waiting for frames: the camera is open, but {} waits in "
+                                          "a row brought no complete frame{}{}",
+                                          missesInRow_, reason.empty() ? "" : ": ", reason));
     }
     if (parts.guard != nullptr && now - triggerAskedNs_ >= kAskForTriggerNs) {
         LookForTrigger(now);

@@ -375,7 +375,7 @@ void HostSession::FrameGrabbed(float temperature)
     }
     progress.FrameGrabbed(now, temperature);
     if (noFramesReported_) {
-        parts.log.Line(2, "frames are coming again");
+        parts.log.Line(noFramesLevel_, "frames are coming again");
         noFramesReported_ = false;
     }
     missesInRow_ = 0;
@@ -397,13 +397,14 @@ void HostSession::FrameMissed()
         const TransferCounts counts = parts.transfers();
         const bool awaited = waitsForTrigger_ && !counts.startRefused &&
                              counts.packetsReceived == atFirstMiss_.packetsReceived;
-        noFramesReported_ = !awaited;
+        noFramesReported_ = true;
+        noFramesLevel_ = awaited ? 3 : 2;
         const std::string reason =
             awaited ? "it waits for a trigger" : NoFramesReason(atFirstMiss_, counts);
-        const int level = awaited ? 3 : 2;
-        parts.log.Line(level, fmt::format("waiting for frames: the camera is open, but {} waits in "
-                                          "a row brought no complete frame{}{}",
-                                          missesInRow_, reason.empty() ? "" : ": ", reason));
+        parts.log.Line(noFramesLevel_,
+                       fmt::format("waiting for frames: the camera is open, but {} waits in a "
+                                   "row brought no complete frame{}{}",
+                                   missesInRow_, reason.empty() ? "" : ": ", reason));
     }
     if (parts.guard != nullptr && now - triggerAskedNs_ >= kAskForTriggerNs) {
         LookForTrigger(now);

@@ -171,6 +171,7 @@ private:
     unsigned missesInRow_ = 0;
     TransferCounts atFirstMiss_; ///< of these
     bool noFramesReported_ = false;
+    int noFramesLevel_ = 2; ///< of the lines about it: a warning, unless a trigger is awaited
     EarlyEnd endedEarly_ = EarlyEnd::None;
     bool waitsForTrigger_ = false; ///< the camera, when it was last asked
     std::int64_t triggerAskedNs_ = 0;

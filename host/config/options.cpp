@@ -225,12 +225,13 @@ struct FeatureCommands {
         features->add_option("--save", options->saveFile, "save the settings in a file")
             ->option_text("FILE");
         get->add_flag("--table", options->table, "with type, access, unit and range");
-        const auto takes = [options](CLI::App* command, const char* what, int count) {
-            command->add_option(what, options->arguments)->required()->take_all()->expected(count);
+        const auto takes = [options](CLI::App* command, const char* what, const char* example) {
+            CLI::Option* const names = command->add_option(what, options->arguments, example);
+            return names->option_text(" ")->required()->take_all();
         };
-        takes(get, "FEATURE", -1);
-        takes(set, "FEATURE=VALUE", -1);
-        takes(execute, "COMMAND", 1);
+        takes(get, "FEATURE...", "such as Width or Gain[DigitalAll]")->expected(-1);
+        takes(set, "FEATURE=VALUE...", "such as Width=640; selectors first")->expected(-1);
+        takes(execute, "COMMAND", "such as TriggerSoftware")->expected(1);
     }
     Options::Command Chosen() const
     {
@@ -255,7 +256,8 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
     CLI::App app("Grabs frames from a camera into shared memory and picture files.", "kvgrab");
     app.formatter(std::make_shared<HelpText>());
     app.footer(kFooter);
-    app.set_version_flag("--version", "kvgrab " KVGRAB_VERSION);
+    app.set_help_flag("-h,--help", "show this help");
+    app.set_version_flag("--version", "kvgrab " KVGRAB_VERSION, "show the version");
     app.require_subcommand(0, 1);
     AddOptions(app, options);
     CLI::App* run = app.add_subcommand("run", "grab frames (also without this word)");

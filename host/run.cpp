@@ -79,9 +79,9 @@ ExitStatus RunList(const Options& options)
     if (!ListCameras(&cameras, &error)) {
         return Fail(ExitStatus::SetUp, error);
     }
-    std::fputs(cameras.empty() ? "There is no camera.\n"
-                               : CameraTable(cameras, config.camera).c_str(),
-               stdout);
+    if (!cameras.empty()) {
+        std::fputs(CameraTable(cameras, config.camera).c_str(), stdout);
+    }
     if (!config.cameras.network) {
         std::puts("Cameras on the network are not looked for (--cameras net, or all).");
     }
@@ -90,7 +90,13 @@ ExitStatus RunList(const Options& options)
         std::fflush(stdout);
         return Fail(choice.status, choice.whyNone);
     }
-    return cameras[choice.position].held ? ExitStatus::OpenFailed : ExitStatus::Done;
+    const CameraRow& taken = cameras[choice.position];
+    if (taken.held) {
+        std::fflush(stdout);
+        return Fail(ExitStatus::OpenFailed,
+                    fmt::format("the camera {} is held by another program", taken.serial));
+    }
+    return ExitStatus::Done;
 }
 
 ExitStatus RunFeatures(const Options& options)

@@ -57,6 +57,8 @@ Exit status:
   130 left at once on a second INT or TERM
 )";
 
+constexpr const char* kWhichCamera = "Which camera (all commands)";
+
 class HelpText : public CLI::Formatter
 {
 public:
@@ -68,6 +70,26 @@ public:
                "       kvgrab set FEATURE=VALUE... [options]\n"
                "       kvgrab execute COMMAND [options]\n"
                "       kvgrab check [CONFIG] [options]\n";
+    }
+
+    /** A command other than run shows its own line and options and those that choose a camera. */
+    std::string make_help(const CLI::App* app, std::string name,
+                          CLI::AppFormatMode mode) const override
+    {
+        const CLI::App* const whole = app->get_parent();
+        if (whole == nullptr || app->get_name() == "run") {
+            return CLI::Formatter::make_help(whole == nullptr ? app : whole, name, mode);
+        }
+        const std::string lines = make_usage(whole, name);
+        const std::size_t line = lines.find(fmt::format("kvgrab {} ", app->get_name()));
+        return fmt::format(
+            "{}Usage: {}\n{}{}{}\n"
+            "kvgrab --help lists all options, with examples, signals and exit statuses.\n",
+            make_description(app), lines.substr(line, lines.find('\n', line) - line),
+            make_positionals(app), make_groups(app, mode),
+            make_group(kWhichCamera, false, whole->get_options([](const CLI::Option* option) {
+                return option->get_group() == kWhichCamera;
+            })));
     }
 };
 
@@ -115,7 +137,7 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_option("-c,--config", options->configPath, "configuration file (docs/kvgrab.md)")
         ->option_text("FILE");
     app.add_option("--cameras", options->backends,
-                   "backends: sim (simulated cameras, the default), net (network cameras) or all")
+                   "simulated cameras (sim, the default), network cameras (net), or all")
         ->option_text("sim|net|all")
         ->check(NameIn<Backends>(kBackendNames));
     app.add_option("--interface", options->interface,
@@ -125,10 +147,8 @@ void AddOptions(CLI::App& app, Options* options)
         ->option_text("TEXT");
     app.add_option("--serial", options->serial, "use the camera with this serial number")
         ->option_text("TEXT");
-    app.add_option(
-           "--position", options->positions,
-           "use the camera at this position of the list, whatever it is, and no other; may be "
-           "repeated")
+    app.add_option("--position", options->positions,
+                   "use the camera at this position of the list, and no other; may be repeated")
         ->option_text("0..7")
         ->take_all()
         ->check(CLI::Range(0, 7));
@@ -174,7 +194,7 @@ void AddOptions(CLI::App& app, Options* options)
         ->option_text("LEVEL")
         ->check(NameIn<int>(kLevelNames));
     app.add_flag("-v,--verbose", options->verbose,
-                 "show all lines of the driver on the terminal, not only its warnings and errors");
+                 "show all lines of the driver, not only its warnings and errors");
     app.add_flag("--no-status", options->noStatus, "no status line on a terminal");
     app.add_flag("--show-lines", options->showLines,
                  "at the end, draw what the output lines of simulated cameras did");
@@ -183,9 +203,13 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_flag("--no-retry", options->noRetry,
                  "end when there is no camera or it fails, instead of trying again");
     app.add_option("--retry-interval", options->retryIntervalS,
-                   "seconds before the first new attempt; later ones take longer, up to 30 s")
+                   "seconds before the first new attempt; it doubles, up to 30 s")
         ->option_text("SECONDS")
         ->check(Between(0.1, 3600));
+    for (const char* name : {"--config", "--cameras", "--interface", "--model", "--serial",
+                             "--position", "--simulation"}) {
+        app.get_option(name)->group(kWhichCamera);
+    }
 }
 
 /** The commands that read and change features. */
@@ -201,12 +225,13 @@ struct FeatureCommands {
         features->add_option("--save", options->saveFile, "save the settings in a file")
             ->option_text("FILE");
         get->add_flag("--table", options->table, "with type, access, unit and range");
-        const auto takes = [options](CLI::App* command, const char* what, int count) {
-            command->add_option(what, options->arguments)->required()->take_all()->expected(count);
+        const auto takes = [options](CLI::App* command, const char* what, const char* example) {
+            CLI::Option* const names = command->add_option(what, options->arguments, example);
+            return names->option_text(" ")->required()->take_all();
         };
-        takes(get, "FEATURE", -1);
-        takes(set, "FEATURE=VALUE", -1);
-        takes(execute, "COMMAND", 1);
+        takes(get, "FEATURE...", "such as Width or Gain[DigitalAll]")->expected(-1);
+        takes(set, "FEATURE=VALUE...", "such as Width=640; selectors first")->expected(-1);
+        takes(execute, "COMMAND", "such as TriggerSoftware")->expected(1);
     }
     Options::Command Chosen() const
     {
@@ -231,11 +256,13 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
     CLI::App app("Grabs frames from a camera into shared memory and picture files.", "kvgrab");
     app.formatter(std::make_shared<HelpText>());
     app.footer(kFooter);
-    app.set_version_flag("--version", "kvgrab " KVGRAB_VERSION);
+    app.set_help_flag("-h,--help", "show this help");
+    app.set_version_flag("--version", "kvgrab " KVGRAB_VERSION, "show the version");
     app.require_subcommand(0, 1);
     AddOptions(app, options);
     CLI::App* run = app.add_subcommand("run", "grab frames (also without this word)");
-    CLI::App* list = app.add_subcommand("list", "show the cameras that the driver would see");
+    CLI::App* list =
+        app.add_subcommand("list", "list the cameras, and which of them the driver takes");
     CLI::App* check =
         app.add_subcommand("check", "compare a configuration with the camera, without grabbing");
     check->add_option("CONFIG", options->configPath, "configuration file, as with --config");

@@ -193,7 +193,7 @@ bool FrameObject::TryRemoveStale(bool* again)
         (words[0] == 0 && static_cast<std::uint64_t>(status.st_size) == HeaderBytes());
     if (!ours && !unfinished) {
         return Fail(fmt::format("The shared-memory object '{}' is not a frame memory. Remove it or "
-                                "choose another name.",
+                                "choose another name (--memory).",
                                 name_));
     }
     if (!LockObject(object.Get())) {
@@ -203,7 +203,7 @@ bool FrameObject::TryRemoveStale(bool* again)
             return false;
         }
         return Fail(fmt::format("The frame memory '{}' belongs to the running process {}. End that "
-                                "or choose another name.",
+                                "or choose another name (--memory).",
                                 name_, words[2]));
     }
     if (HasName(object.Get())) {

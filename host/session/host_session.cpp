@@ -266,7 +266,7 @@ void HostSession::FrameGrabbed(float temperature)
     }
     progress.FrameGrabbed(now, temperature);
     if (missingFrames_.FrameCame()) {
-        parts.log.Line(2, "frames are coming again");
+        parts.log.Line(missingFrames_.Level(), "frames are coming again");
     }
     ShowStatus(now);
     CheckExporter();
@@ -279,11 +279,12 @@ void HostSession::FrameMissed()
     parts.memory.CountRound();
     progress.FrameMissed(now);
     const TransferCounts counts = parts.transfers();
-    if (missingFrames_.Missed(now, counts)) {
+    if (missingFrames_.Missed(now, counts, waitsForTrigger_)) {
         const std::string reason = missingFrames_.Reason(counts);
-        parts.log.Line(2, fmt::format("waiting for frames: the camera is open, but {} waits in a "
-                                      "row brought no complete frame{}{}",
-                                      missingFrames_.InRow(), reason.empty() ? "" : ": ", reason));
+        parts.log.Line(missingFrames_.Level(),
+                       fmt::format("waiting for frames: the camera is open, but {} waits in a "
+                                   "row brought no complete frame{}{}",
+                                   missingFrames_.InRow(), reason.empty() ? "" : ": ", reason));
     }
     if (parts.guard != nullptr && now - triggerAskedNs_ >= kAskForTriggerNs) {
         LookForTrigger(now);

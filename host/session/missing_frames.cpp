@@ -7,7 +7,7 @@
 namespace kvgrab
 {
 
-bool MissingFrames::Missed(std::int64_t nowNs, const TransferCounts& counts)
+bool MissingFrames::Missed(std::int64_t nowNs, const TransferCounts& counts, bool triggered)
 {
     // A single lost frame isn't worth a message.
     constexpr unsigned kMissesToTell = 3;
@@ -20,12 +20,15 @@ bool MissingFrames::Missed(std::int64_t nowNs, const TransferCounts& counts)
         return false;
     }
     reported_ = true;
+    awaited_ = triggered && !counts.startRefused &&
+               counts.packetsReceived == atFirst_.packetsReceived;
+    level_ = awaited_ ? 3 : 2;
     return true;
 }
 
 std::string MissingFrames::Reason(const TransferCounts& counts) const
 {
-    return NoFramesReason(atFirst_, counts);
+    return awaited_ ? "it waits for a trigger" : NoFramesReason(atFirst_, counts);
 }
 
 bool MissingFrames::FrameCame()

@@ -3,6 +3,7 @@
 #include "cameras/cameras.h"
 #include "cameras/chosen_camera.h"
 #include "cameras/feature_table.h"
+#include "control/ctl_command.h"
 #include "features/feature_commands.h"
 #include "report/failure.h"
 #include "session/grabbing.h"
@@ -61,6 +62,11 @@ ExitStatus RunGrabbing(const Options& options)
         _exit(static_cast<int>(status));
     }
     return status;
+}
+
+ExitStatus RunCtl(const Options& options)
+{
+    return RunControl(options, SourceOf(options));
 }
 
 ExitStatus RunCheck(const Options& options)

@@ -36,6 +36,8 @@ public:
     /** Appends all further lines to this file. False: `*error` says why. */
     bool OpenFile(const std::string& path, std::string* error);
     void SetLevel(int level);
+    /** Called with each warning and error of kvgrab, whatever the level; empty: nobody is. */
+    void TellWarnings(std::function<void(int level, std::string_view text)> told);
 
     /** Logs one line of kvgrab. */
     void Line(int level, std::string_view text);
@@ -60,6 +62,7 @@ private:
     mutable std::mutex mutex_; ///< guards what follows, and the order of what is written
     int level_;
     FileHandle file_;
+    std::function<void(int, std::string_view)> told_;
     std::uint64_t linesLost_ = 0; ///< since the last successful write to the file
     std::string status_;
     bool statusShown_ = false;

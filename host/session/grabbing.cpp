@@ -5,6 +5,7 @@
 #include "cameras/network_checks.h"
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
+#include "control/camera_access.h"
 #include "gev_host.h"
 #include "report/failure.h"
 #include "session/monotonic.h"
@@ -54,6 +55,13 @@ ExportOptions ExportOptionsFrom(const ExportConfig& config, Log* log)
     return options;
 }
 
+/** The source, whose configurations the desk is told. */
+ConfigSource ToldTo(ControlDesk* desk, ConfigSource source)
+{
+    source.adopted = [desk](const Config& config) { desk->SetConfig(config); };
+    return source;
+}
+
 std::string DriftLine(const ClockDrift::Estimate& drift)
 {
     // One microsecond per second; a minute of frames is typically ten times as accurate.
@@ -73,7 +81,7 @@ std::string DriftLine(const ClockDrift::Estimate& drift)
 } // namespace
 
 Grabbing::Grabbing(const Options& options, ConfigSource source)
-    : options_(options), config_(std::move(source))
+    : options_(options), config_(ToldTo(&desk_, std::move(source)))
 {
 }
 
@@ -84,6 +92,7 @@ ExitStatus Grabbing::Run()
     if (!ready) {
         return status_;
     }
+    OpenControlSocket();
     GiveAdvice();
     const std::int64_t beginNs = MonotonicNs();
     NextStep last = RunSessions();
@@ -175,6 +184,9 @@ void Grabbing::RemoveTraces(void* grabbing) noexcept
     auto* const self = static_cast<Grabbing*>(grabbing);
     self->memory_.UnlinkNow();
     self->exporter_->AbandonNow();
+    if (self->control_) {
+        self->control_->RemoveNow();
+    }
 }
 
 bool Grabbing::OpenMemory()
@@ -202,6 +214,29 @@ bool Grabbing::OpenTrace()
            Fails(ExitStatus::SetUp, error);
 }
 
+/** Grabbing goes on without it if it can't be made. */
+void Grabbing::OpenControlSocket()
+{
+    const std::string path = ControlSocketPath(start_.control.socket, start_.memory.name);
+    if (path.empty()) {
+        return;
+    }
+    control_.emplace(Control::Parts{.desk = desk_,
+                                    .facts = {.version = Version(),
+                                              .pid = getpid(),
+                                              .configPath = options_.configPath,
+                                              .memoryName = start_.memory.name},
+                                    .features = FeaturesOfTheRun(desk_),
+                                    .exported = [this] { return exporter_->Counters(); }});
+    std::string error;
+    if (!control_->Start(path, &error)) {
+        log_->Line(2, fmt::format("there is no control socket {}: {}", path, error));
+        return;
+    }
+    log_->TellWarnings(
+        [this](int level, std::string_view text) { control_->LogLine(level, text); });
+}
+
 /** Warns of settings of this machine that will cost frames or features. */
 void Grabbing::GiveAdvice()
 {
@@ -222,7 +257,7 @@ NextStep Grabbing::RunSessions()
     host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
                             NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
                             &*guard_, CameraWaitsForTrigger, JudgeOpenCamera, RateOfOpenCamera,
-                            options_.strict});
+                            options_.strict, &desk_});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
 }
@@ -236,7 +271,11 @@ int Grabbing::RunSession()
         log_->Line(1, trouble);
         return KvTd::kExitConfiguration;
     }
-    host_->cameraOpened = [this] { features_->Apply(config_.Current().features); };
+    host_->cameraOpened = [this] {
+        desk_.SetCamera(NamesOfOpenCamera());
+        host_->ShowState(RunState::Configuring, "the camera is configured");
+        features_->Apply(config_.Current().features);
+    };
     host_->OutputLinesChecked(DrivesOutputLines(config_.Current()));
     GevOverridePacketDelay(config_.Current().stream.packetDelayUs);
     return LookWhy(driver_.RunSession());
@@ -262,11 +301,16 @@ int Grabbing::LookWhy(int driverCode) const
 void Grabbing::Finish(NextStep* last)
 {
     constexpr double kNsPerS = 1e9;
+    host_->ShowState(RunState::Ending, last->sentence);
     const auto drainNs = static_cast<std::int64_t>(start_.exporting.drainS * kNsPerS);
     leavesWritersBehind_ = !exporter_->Close([this, drainNs] {
         return signals_.Terminating() && MonotonicNs() - signals_.EndAskedNs() >= drainNs;
     });
     guard_->Stop();
+    log_->TellWarnings({});
+    if (control_) {
+        control_->Stop();
+    }
     if (leavesWritersBehind_) {
         last->sentence = fmt::format("{}; {} pictures were not written within export.drain_s",
                                      last->sentence, exporter_->Counters().notWritten);

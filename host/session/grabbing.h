@@ -4,6 +4,7 @@
 #include "cameras/cameras.h"
 #include "config/config_store.h"
 #include "config/options.h"
+#include "control/control.h"
 #include "exit_status.h"
 #include "features/session_features.h"
 #include "session/driver_library.h"
@@ -46,6 +47,7 @@ private:
     bool OpenMemory();
     bool StartExport();
     bool OpenTrace();
+    void OpenControlSocket();
     void GiveAdvice();
     NextStep RunSessions();
     int RunSession();
@@ -59,6 +61,7 @@ private:
 
     const Options& options_;
     ExitStatus status_ = ExitStatus::Done;
+    ControlDesk desk_;
     ConfigStore config_;
     Config start_; ///< configuration at the start, for settings that can't change later
     std::vector<std::string> startWarnings_;
@@ -73,6 +76,7 @@ private:
     SignalCatcher catcher_;
     bool leavesWritersBehind_ = false;
     FrameTrace trace_;
+    std::optional<Control> control_;
     std::optional<HostSession> host_;
 };
 

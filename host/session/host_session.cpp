@@ -52,6 +52,8 @@ void HostSession::SessionBegins()
     if (parts.guard != nullptr) {
         parts.guard->SessionBegins();
     }
+    TakeAskedChange();
+    ShowState(RunState::Opening, "the camera is looked for, and opened");
     PlanNextLoop();
     timing.Begins(parts.monotonicNs());
     dynamicLut.Forget();
@@ -62,6 +64,9 @@ void HostSession::SessionEnded()
     GrabbingEnds();
     if (parts.guard != nullptr) {
         endedEarly_ = parts.guard->SessionEnds();
+    }
+    if (parts.desk != nullptr) {
+        parts.desk->SetCamera({});
     }
     parts.signals.SessionEnded();
     parts.config.DropForced();
@@ -122,6 +127,12 @@ int HostSession::Reconfigure(int* flag)
 
 int HostSession::CheckDynamic()
 {
+    if (parts.desk != nullptr && parts.desk->Asked()) {
+        parts.desk->DoWork();
+        if (TakeAskedChange()) {
+            return 1;
+        }
+    }
     const auto news = parts.config.Poll(parts.monotonicNs());
     if (!news) {
         return 0;
@@ -203,6 +214,9 @@ void HostSession::CheckSettings()
     for (const std::string& news : settingsNotTaken.Update(parts.judgeSettings(config))) {
         parts.log.Line(2, news);
     }
+    if (parts.desk != nullptr) {
+        parts.desk->SetSettingsNotTaken(settingsNotTaken.Lines());
+    }
     if (parts.strict && settingsNotTaken.Count() != 0) {
         parts.signals.Raise(KvTd::kSignalQuit);
     }
@@ -241,6 +255,10 @@ void HostSession::SetFrameSize(std::uint32_t size)
 void HostSession::GrabbingBegins()
 {
     grabbing_ = true;
+    ShowState(RunState::Grabbing, "the camera is grabbed from");
+    if (parts.desk != nullptr) {
+        parts.desk->CameraIsReady();
+    }
     timing.Configured(parts.monotonicNs());
     if (parts.trace != nullptr) {
         parts.trace->AcquisitionStarts(parts.wallClockNs() / 1000);
@@ -277,6 +295,9 @@ void HostSession::PeriodChanged(std::uint32_t periodUs)
 
 void HostSession::GrabbingEnds()
 {
+    if (parts.desk != nullptr) {
+        parts.desk->CameraCloses();
+    }
     if (grabbing_) {
         grabbing_ = false;
         if (parts.guard != nullptr) {
@@ -333,6 +354,7 @@ void HostSession::FrameGrabbed(float temperature)
     progress.FrameGrabbed(now, temperature);
     if (noFramesReported_) {
         parts.log.Line(2, "frames are coming again");
+        ShowState(RunState::Grabbing, "the camera is grabbed from");
         noFramesReported_ = false;
     }
     missesInRow_ = 0;
@@ -356,12 +378,16 @@ void HostSession::FrameMissed()
         parts.log.Line(2, fmt::format("waiting for frames: the camera is open, but {} waits in a "
                                       "row brought no complete frame{}{}",
                                       missesInRow_, reason.empty() ? "" : ": ", reason));
+        ShowState(RunState::NoFrames, reason.empty() ? "no complete frame comes" : reason);
     }
     if (parts.guard != nullptr && now - triggerAskedNs_ >= kAskForTriggerNs) {
         LookForTrigger(now);
     }
     ShowStatus(now);
     CheckExporter();
+    if (parts.desk != nullptr && parts.desk->Asked()) {
+        parts.desk->DoWork();
+    }
 }
 
 void HostSession::ShowStatus(std::int64_t nowNs)
@@ -372,6 +398,7 @@ void HostSession::ShowStatus(std::int64_t nowNs)
             progress.StatusLine({scenario.frame.gainDb, scenario.frame.exposureUs,
                                  parts.memory.ActFsize(), counts.Dropped(), counts.packetsResent,
                                  counts.packetsMissing, settingsNotTaken.Count()}));
+        ShareCounts(counts);
     }
 }
 

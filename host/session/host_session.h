@@ -6,6 +6,7 @@
 #pragma once
 
 #include "config/config_store.h"
+#include "control/control_desk.h"
 #include "export/exporter.h"
 #include "memory/frame_memory.h"
 #include "report/clock_drift.h"
@@ -45,7 +46,8 @@ struct HostParts {
     /** What became of the settings on the open camera; null: nobody looks. */
     std::function<std::vector<JudgedSetting>(const Config&)> judgeSettings = nullptr;
     std::function<float()> cameraRate = nullptr; ///< of the open camera, or kFpsUnset
-    bool strict = false; ///< a setting that the camera doesn't take ends the run
+    bool strict = false;         ///< a setting that the camera doesn't take ends the run
+    ControlDesk* desk = nullptr; ///< shows the run to the control socket; null: nobody does
 };
 
 class HostSession
@@ -76,6 +78,9 @@ public:
     std::uint64_t SessionFrames() const { return sessionFrames_; }
     /** A picture can't be written, and the configuration asks to stop in this case. */
     bool ExportFailed() const { return exportFailed_; }
+
+    /** What the control socket shows. */
+    void ShowState(RunState state, std::string_view sentence);
 
     // ---- configuration ----
     /** Reads the file again. -1: it can't be used, and the old configuration stays. `*flag` becomes
@@ -138,6 +143,8 @@ private:
     void LookForTrigger(std::int64_t nowNs);
     void LimitWaiting();
     void CheckSettings();
+    void ShareCounts(const TransferCounts& counts);
+    bool TakeAskedChange();
 
     TransferCounts finishedTransfers_;
     std::uint64_t newestFinished_ = 0; ///< number of the newest finished transfer

@@ -49,6 +49,8 @@ protected:
             {"DRIVER", DRIVER},
             {"FOLLOWER", FRAME_FOLLOWER},
             {"MINIMAL_HOST", MINIMAL_HOST},
+            {"XDG_RUNTIME_DIR", folder_.Path()},
+            {"CTL", std::string(KVGRAB " ctl --memory ") + memory_},
         };
         for (const auto& [name, value] : variables) {
             setenv(name, value.c_str(), 1);

@@ -1,6 +1,7 @@
 #include "control/camera_access.h"
 
 #include "features/feature_access.h"
+#include "features/feature_file.h"
 #include "features/selectors.h"
 
 #include "gev_host.h"
@@ -16,13 +17,13 @@ namespace kvgrab
 namespace
 {
 
-/** The selectors, and other features that decide what an access means, that the driver moves while
- *  it grabs. */
-constexpr std::string_view kOfTheDriver[] = {"GainSelector",  "DeviceTemperatureSelector",
-                                             "LineSelector",  "BalanceRatioSelector",
-                                             "LUTSelector",   "LUTIndex",
-                                             "ChunkSelector", "autoBrightnessMode",
-                                             "lutType"};
+/** The selectors that the driver moves while it grabs, and other features that it switches for a
+ *  few accesses. */
+constexpr std::string_view kSelectors[] = {"GainSelector", "DeviceTemperatureSelector",
+                                           "LineSelector", "BalanceRatioSelector",
+                                           "LUTSelector",  "LUTIndex",
+                                           "ChunkSelector"};
+constexpr std::string_view kSwitches[] = {"autoBrightnessMode", "lutType"};
 /** The driver's second thread moves it at times of its own. */
 constexpr std::string_view kLineSelector = "LineSelector";
 
@@ -30,10 +31,21 @@ constexpr std::chrono::milliseconds kFramePatience(2000);
 constexpr std::chrono::milliseconds kCommandPatience(4000);
 constexpr std::chrono::milliseconds kBetweenLooks(10);
 
-bool IsOfTheDriver(std::string_view feature)
+/** Why a feature is not set while the driver grabs; null if it may be. */
+const char* WhyNotSet(const std::string& feature)
 {
-    return std::find(std::begin(kOfTheDriver), std::end(kOfTheDriver), feature) !=
-           std::end(kOfTheDriver);
+    const auto isIn = [&feature](const auto& names) {
+        return std::find(std::begin(names), std::end(names), feature) != std::end(names);
+    };
+    if (isIn(kSelectors)) {
+        return "the driver moves it while it grabs; name its value in brackets, as in "
+               "Gain[DigitalAll]";
+    }
+    if (isIn(kSwitches)) {
+        return "the driver switches it while it grabs; change the configuration instead";
+    }
+    return BelongsToConnection(feature) ? "it belongs to the connection that the driver uses"
+                                        : nullptr;
 }
 
 [[noreturn]] void RefuseWithoutCamera()
@@ -145,11 +157,9 @@ std::string Do(ControlDesk& desk, const FeatureName& name, const Access& access)
 
 std::string Set(ControlDesk& desk, const FeatureSetting& setting)
 {
-    if (IsOfTheDriver(setting.name.feature)) {
+    if (const char* const why = WhyNotSet(setting.name.feature)) {
         throw RpcFailure{RpcCode::Refused,
-                         fmt::format("{} is moved by the driver while it grabs; name its value in "
-                                     "brackets, such as Gain[DigitalAll]",
-                                     setting.name.Text())};
+                         fmt::format("{} can't be set: {}", setting.name.Text(), why)};
     }
     return Do(desk, setting.name, [&](const GenApi::CNodeMapRef& map) {
         return FeatureAccess(map).Set(setting.name, setting.value);

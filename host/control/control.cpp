@@ -36,7 +36,7 @@ bool WriteText(const std::string& path, const std::string& text, bool replace, s
 } // namespace
 
 Control::Control(Parts parts)
-    : desk_(parts.desk),
+    : desk_(parts.desk), log_(parts.log),
       service_(
           {.desk = parts.desk,
            .facts = std::move(parts.facts),
@@ -68,23 +68,19 @@ bool Control::Start(const std::string& path, std::string* error)
     tasks_.Start();
     desk_.TellStates(
         [this](const RunStatus& status) { server_.Publish(ControlService::StateEvent(status)); });
+    log_.TellWarnings([this](int level, std::string_view text) {
+        server_.Publish(ControlService::LogEvent(level, text));
+    });
     return true;
 }
 
 void Control::Stop()
 {
+    log_.TellWarnings({});
     desk_.TellStates({});
     socket_.RemoveNow();
     tasks_.Stop(); // before the server, which its tasks answer
     server_.Stop();
-}
-
-void Control::LogLine(int level, std::string_view text)
-{
-    constexpr int kWarning = 2;
-    if (level <= kWarning) {
-        server_.Publish(ControlService::LogEvent(level, text));
-    }
 }
 
 void Control::Handle(ClientId client, std::string_view line)

@@ -7,6 +7,7 @@
 #include "control/control_socket.h"
 #include "control/line_server.h"
 #include "control/task_thread.h"
+#include "report/log.h"
 
 #include <functional>
 #include <optional>
@@ -16,13 +17,13 @@
 namespace kvgrab
 {
 
-/** Threads: Start and Stop on the grab thread; LogLine on any; RemoveNow also in a signal handler.
- */
+/** Threads: the grab thread; RemoveNow also in a signal handler. */
 class Control
 {
 public:
     struct Parts {
         ControlDesk& desk;
+        Log& log;
         RunFacts facts;
         FeatureMethods features;
         std::function<ExportCounters()> exported;
@@ -40,13 +41,11 @@ public:
     /** Removes the socket, for leaving at once. */
     void RemoveNow() noexcept { socket_.RemoveNow(); }
 
-    /** Tells subscribers a line of the log. */
-    void LogLine(int level, std::string_view text);
-
 private:
     void Handle(ClientId client, std::string_view line);
 
     ControlDesk& desk_;
+    Log& log_;
     const ControlService service_;
     ControlSocket socket_;
     LineServer server_;

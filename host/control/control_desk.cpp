@@ -36,6 +36,9 @@ void ControlDesk::SetState(RunState state, std::string_view sentence)
             return;
         }
         status_.state = state;
+        if (state != RunState::Grabbing) {
+            status_.counts.rate = 0;
+        }
         status_.sentence = sentence;
         now = status_;
     }

@@ -94,6 +94,15 @@ std::string FolderOf(const std::string& path)
 
 } // namespace
 
+std::vector<std::string> ControlSocketPaths(const std::string& setting, std::string_view memoryName)
+{
+    std::vector<std::string> paths = {ControlSocketPath(setting, memoryName)};
+    if (setting == "auto") {
+        paths.push_back(fmt::format("/run/kvgrab/{}", NameIn(paths.front())));
+    }
+    return paths;
+}
+
 std::string ControlSocketPath(const std::string& setting, std::string_view memoryName)
 {
     if (setting.empty() || setting == "none") {

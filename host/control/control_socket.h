@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <sys/types.h>
+#include <vector>
 
 namespace kvgrab
 {
@@ -15,6 +16,10 @@ namespace kvgrab
  *  socket is wanted. "auto" gives kvgrab.sock, for the memory /kvgrab, in the folder that the
  *  system has for such files. */
 std::string ControlSocketPath(const std::string& setting, std::string_view memoryName);
+
+/** Where kvgrab ctl looks for the socket of these: there, and where a service of root has it. */
+std::vector<std::string> ControlSocketPaths(const std::string& setting,
+                                            std::string_view memoryName);
 
 /** Connects to a socket. -1: `*error` says why not. */
 int ConnectTo(const std::string& path, std::string* error);

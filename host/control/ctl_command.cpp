@@ -116,12 +116,17 @@ ExitStatus RunControl(const Options& options, ConfigSource source)
     if (!loaded.usable) {
         return Fail(ExitStatus::Configuration, loaded.error);
     }
-    const std::string path =
-        ControlSocketPath(store.Current().control.socket, store.Current().memory.name);
+    const std::vector<std::string> paths =
+        ControlSocketPaths(store.Current().control.socket, store.Current().memory.name);
+    const std::string& path = paths.front();
     if (path.empty()) {
         return Fail(ExitStatus::Configuration, "control.socket switches the control socket off");
     }
-    const FileHandle connection(ConnectTo(path, &error));
+    FileHandle connection(ConnectTo(path, &error));
+    for (std::size_t i = 1; i < paths.size() && !connection.Valid(); ++i) {
+        std::string ofTheOther;
+        connection = FileHandle(ConnectTo(paths[i], &ofTheOther));
+    }
     if (!connection.Valid()) {
         return Fail(ExitStatus::NoAnswer, fmt::format("no kvgrab answers at {}: {}", path, error));
     }

@@ -222,6 +222,7 @@ void Grabbing::OpenControlSocket()
         return;
     }
     control_.emplace(Control::Parts{.desk = desk_,
+                                    .log = *log_,
                                     .facts = {.version = Version(),
                                               .pid = getpid(),
                                               .configPath = options_.configPath,
@@ -231,10 +232,7 @@ void Grabbing::OpenControlSocket()
     std::string error;
     if (!control_->Start(path, &error)) {
         log_->Line(2, fmt::format("there is no control socket {}: {}", path, error));
-        return;
     }
-    log_->TellWarnings(
-        [this](int level, std::string_view text) { control_->LogLine(level, text); });
 }
 
 /** Warns of settings of this machine that will cost frames or features. */
@@ -307,7 +305,6 @@ void Grabbing::Finish(NextStep* last)
         return signals_.Terminating() && MonotonicNs() - signals_.EndAskedNs() >= drainNs;
     });
     guard_->Stop();
-    log_->TellWarnings({});
     if (control_) {
         control_->Stop();
     }

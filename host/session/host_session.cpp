@@ -67,6 +67,7 @@ void HostSession::SessionEnded()
     }
     if (parts.desk != nullptr) {
         parts.desk->SetCamera({});
+        ShareCounts(finishedTransfers_);
     }
     parts.signals.SessionEnded();
     parts.config.DropForced();

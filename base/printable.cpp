@@ -8,7 +8,16 @@ namespace base
 namespace
 {
 
-/** Bytes of the character that the text begins with; 0: a control character, or no UTF-8. */
+/** Characters that reorder the text around them (marks, embeddings, overrides and isolates of the
+ *  writing direction), and the two that end a line. */
+bool ChangesItsSurroundings(unsigned code)
+{
+    return code == 0x061C || code == 0x200E || code == 0x200F ||
+           (code >= 0x2028 && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
+}
+
+/** Bytes of the character that the text begins with; 0: a control character, a character that
+ *  changes its surroundings, or no UTF-8. */
 std::size_t PrintableBytes(std::string_view text)
 {
     const auto byte = [text](std::size_t at) { return static_cast<unsigned char>(text[at]); };
@@ -28,16 +37,20 @@ std::size_t PrintableBytes(std::string_view text)
         }
         code = code << 6 | (byte(at) & 0x3FU);
     }
-    return byte(0) < 0xF8 && code >= kLeast[size] && code <= 0x10FFFF ? size : 0;
+    const bool surrogate = code >= 0xD800 && code <= 0xDFFF;
+    const bool valid = byte(0) < 0xF8 && code >= kLeast[size] && code <= 0x10FFFF && !surrogate;
+    return valid && !ChangesItsSurroundings(code) ? size : 0;
 }
 
 } // namespace
 
-std::string Printable(std::string_view text)
+std::string Printable(std::string_view text, std::string_view allowed)
 {
     std::string shown;
+    shown.reserve(text.size());
     while (!text.empty()) {
-        const std::size_t bytes = PrintableBytes(text);
+        const bool harmless = allowed.find(text.front()) != std::string_view::npos;
+        const std::size_t bytes = harmless ? 1 : PrintableBytes(text);
         shown += bytes == 0 ? "?" : text.substr(0, bytes);
         text.remove_prefix(bytes == 0 ? 1 : bytes);
     }

@@ -1,4 +1,5 @@
-/** Texts from cameras and files as a terminal may show them: nothing in them moves a cursor. */
+/** Texts from cameras and files as a terminal may show them: nothing in them moves a cursor or
+ *  changes the order in which the characters around it are read. */
 #pragma once
 
 #include <cstddef>
@@ -8,8 +9,9 @@
 namespace base
 {
 
-/** '?' in place of control characters and of bytes that are no UTF-8. */
-std::string Printable(std::string_view text);
+/** '?' in place of control characters other than the `allowed` ones, of characters that change the
+ *  writing direction or end a line, and of bytes that are no UTF-8. */
+std::string Printable(std::string_view text, std::string_view allowed = {});
 
 /** The text in quotes, with such bytes as "\x1b". "..." represents what follows the first `most`
  *  characters. */

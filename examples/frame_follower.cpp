@@ -128,6 +128,8 @@ std::optional<Layout> ReadLayout(const Mapping& mapping)
 struct Frame {
     std::uint64_t sequence = 0;
     std::uint64_t timeUs = 0;
+    std::uint64_t captureTimeNs = 0;
+    std::uint64_t cameraFrameNumber = 0;
     std::uint32_t frameCounter = 0;
     std::vector<std::byte> pixels;
 };
@@ -149,6 +151,8 @@ CopyResult CopyFrame(const Mapping& mapping, const Layout& layout, std::uint32_t
     }
     frame->sequence = FrameSequence(word);
     frame->timeUs = info.timeUs;
+    frame->captureTimeNs = info.captureTimeNs;
+    frame->cameraFrameNumber = info.cameraFrameNumber;
     frame->frameCounter = info.frameCounter;
     const std::byte* pixels = mapping.At(layout.pixelOffset + index * layout.stride);
     frame->pixels.assign(pixels, pixels + bytes);
@@ -212,20 +216,23 @@ FollowResult Follow(const Mapping& mapping, const Layout& layout, std::uint64_t 
         }
         *last = frame.sequence;
         ++counts->shown;
-        std::printf("frame %" PRIu64 "  counter %u  time %" PRIu64 " us  mean %.2f\n",
-                    frame.sequence, frame.frameCounter, frame.timeUs, MeanByte(frame.pixels));
+        std::printf("frame %" PRIu64 "  counter %u  time %" PRIu64 " us  mean %.2f  camera's frame "
+                    "%" PRIu64 "  captured %" PRIu64 " ns\n",
+                    frame.sequence, frame.frameCounter, frame.timeUs, MeanByte(frame.pixels),
+                    frame.cameraFrameNumber, frame.captureTimeNs);
     }
     return FollowResult::kEnough;
 }
 
 int Usage()
 {
-    std::fputs("usage: frame_follower [-n FRAMES] [-m NAME]\n"
-               "  -n  end after this many frames; without it, follow until the host ends\n"
-               "  -m  name of the shared memory; without it, /kvgrab\n"
-               "The mean is that of the frame's bytes. Ends with 0, with 1 when there is no host, "
-               "with 2\nwhen called wrongly.\n",
-               stderr);
+    std::fputs(
+        "usage: frame_follower [-n FRAMES] [-m NAME]\n"
+        "  -n  end after this many frames; without it, follow until the host ends\n"
+        "  -m  name of the shared memory; without it, /kvgrab\n"
+        "The mean is that of the frame's bytes. Times are since the epoch; 0: none. Ends with "
+        "0,\nwith 1 when there is no host, with 2 when called wrongly.\n",
+        stderr);
     return 2;
 }
 

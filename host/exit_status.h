@@ -19,7 +19,7 @@ enum class ExitStatus : int {
     CameraRefused = 15,    ///< the camera refused the configuration
     UnknownDriverCode = 16,
     NoAnswer = 17,     ///< kvgrab ctl: no running kvgrab answers, or not in time
-    ExportFailed = 20, ///< a picture can't be written, and export.on_error is "stop"
+    ExportFailed = 20, ///< the export can't start, on_error = "stop" ended it, or it wrote nothing
     LeftAtOnce = 130,  ///< a second INT or TERM, half a second after the first or later
 };
 

@@ -51,7 +51,7 @@ namespace KvFrames
 {
 
 constexpr std::uint64_t kFrameMemoryMagic = 0x314D454D4652564BULL; ///< "KVRFMEM1" in memory
-constexpr std::uint32_t kFrameMemoryVersion = 1;
+constexpr std::uint32_t kFrameMemoryVersion = 2;
 constexpr const char* kFrameMemoryDefaultName = "/kvgrab";
 constexpr std::uint32_t kNoBuffer = 0xFFFFFFFF; ///< newest index while there is no frame
 constexpr std::uint32_t kMemoryInstances = 2;   ///< 0: frames as received, 1: converted ones
@@ -90,6 +90,11 @@ struct alignas(64) FrameBufferInfo {
     Word32 frameBytes; ///< bytes of the picture
     std::atomic<float> gainDb;
     std::atomic<float> exposureUs;
+    /** The camera's time stamp on the host's clock, nanoseconds since the epoch, later than the
+     *  stamp by the shortest delay of a frame. It rises with the camera's ticks unless a clock is
+     *  set. 0: none, because the frame has no time stamp or that of the frame before. */
+    Word64 captureTimeNs;
+    Word64 cameraFrameNumber; ///< the camera's own number of the frame; 0: none
 };
 static_assert(sizeof(FrameBufferInfo) == 64);
 

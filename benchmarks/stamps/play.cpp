@@ -1,5 +1,6 @@
 #include "benchmarks/stamps/play.h"
 
+#include "report/capture_clock.h"
 #include "report/clock_drift.h"
 #include "util/frame_clock.h"
 #include "util/units.h"
@@ -91,6 +92,25 @@ Played Play(const Trace& trace, std::int32_t tsAdjNs)
         played.reanchored += pace.fast || pace.slow || pace.extraSlow ? 1 : 0;
         clock.NextFrame(times);
         clock.Released(times);
+    }
+    return played;
+}
+
+Played PlayCapture(const Trace& trace)
+{
+    kvgrab::CaptureClock clock(1e9 / trace.tickFrequency);
+    Played played;
+    std::int64_t beforeNs = 0;
+    for (const TraceFrame& frame : trace.frames) {
+        const auto reading = clock.Frame(frame.ticks, std::llround(frame.arrivalUs * kNsPerUs));
+        if (beforeNs != 0) {
+            played.errors.push_back(
+                {(frame.truthUs - trace.frames[0].truthUs) / kUsPerS,
+                 static_cast<double>(reading.captureNs) / kNsPerUs - frame.truthUs, false});
+            played.wentBack += reading.captureNs <= beforeNs ? 1 : 0;
+        }
+        played.reanchored += reading.set != kvgrab::ClockSet::None ? 1 : 0;
+        beforeNs = reading.captureNs;
     }
     return played;
 }

@@ -18,12 +18,16 @@ struct StampError {
 struct Played {
     std::vector<StampError> errors; ///< of each frame that has a stamp, from the second on
     unsigned reanchored = 0;        ///< because frames were early or late for too long
+    unsigned wentBack = 0;          ///< how many stamps are before the one before
     unsigned wraps = 0;
     unsigned setAnew = 0; ///< how often the clock was set, because a stamp would be in the future
 };
 
 /** `tsAdjNs` 0 is REGULAR mode, anything else REFCAMTS. */
 Played Play(const Trace& trace, std::int32_t tsAdjNs);
+
+/** The capture times that kvgrab would give the frames. */
+Played PlayCapture(const Trace& trace);
 
 /** Quantiles of the absolute errors, in microseconds. */
 struct Summary {

@@ -1,5 +1,5 @@
-/** Plays a trace, recorded or generated, through both modes of time stamps, and reports how far the
- *  stamps are from the true times. */
+/** Plays a trace, recorded or generated, through both modes of time stamps and through the capture
+ *  clock, and reports how far they are from the true times. */
 #include "benchmarks/stamps/drawing.h"
 #include "benchmarks/stamps/play.h"
 #include "benchmarks/stamps/trace.h"
@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstdio>
 #include <fstream>
+#include <map>
 #include <optional>
 
 namespace
@@ -79,6 +80,16 @@ void Print(const std::string& name, const Played& played)
     }
 }
 
+/** Removes what all errors have in common, and returns it. */
+double TakeOffset(Played* played)
+{
+    const double offsetUs = Evaluate(*played).offsetUs;
+    for (StampError& error : played->errors) {
+        error.errorUs -= offsetUs;
+    }
+    return offsetUs;
+}
+
 int Run(const Options& options)
 {
     Trace trace;
@@ -108,12 +119,17 @@ int Run(const Options& options)
                 "without the offset");
     std::vector<Played> played;
     std::vector<Panel> panels;
-    played.reserve(ways.size());
+    played.reserve(ways.size() + 1);
     for (const Way& way : ways) {
         played.push_back(Play(trace, way.tsAdjNs));
         Print(way.name, played.back());
         panels.push_back({way.name, &played.back()});
     }
+    played.push_back(PlayCapture(trace));
+    Print("capture time", played.back());
+    const double offsetUs = TakeOffset(&played.back());
+    panels.push_back(
+        {fmt::format("capture time, without its offset of {:.1f} us", offsetUs), &played.back()});
     if (!options.svgFile.empty()) {
         std::ofstream(options.svgFile) << Draw(panels);
         std::printf("\ndrawn into %s\n", options.svgFile.c_str());
@@ -126,7 +142,8 @@ int Run(const Options& options)
 int main(int argc, char** argv)
 {
     Options options;
-    CLI::App app("Measures the errors of time stamps in both modes (docs/time_stamps.md).",
+    CLI::App app("Measures the errors of time stamps in both modes, and of capture times "
+                 "(docs/time_stamps.md).",
                  "stamps_bench");
     app.option_defaults()->always_capture_default();
     app.add_option("--trace", options.traceFile,
@@ -142,6 +159,13 @@ int main(int argc, char** argv)
     app.add_option("--transfer-us", recipe.transferUs, "least time from exposure to arrival");
     app.add_option("--start-us", recipe.startUs, "from the start to the first exposure");
     app.add_option("--drift-ppm", recipe.driftPpm, "how much slower the camera's clock runs");
+    app.add_option("--wander-ppm", recipe.wanderPpm,
+                   "how much the drift changes within ten minutes, up and down");
+    app.add_option("--delays", recipe.delays, "how the delays of arrivals are distributed")
+        ->transform(CLI::CheckedTransformer(
+            std::map<std::string, Delays>{{"exponential", Delays::Exponential},
+                                          {"lognormal", Delays::Lognormal},
+                                          {"pareto", Delays::Pareto}}));
     app.add_option("--jitter-us", recipe.jitterUs, "mean delay of an arrival");
     app.add_option("--tail-ratio", recipe.tailRatio, "part of arrivals that are very late");
     app.add_option("--tail-us", recipe.tailUs, "how late those are at most");

@@ -8,6 +8,7 @@
 #include <iomanip>
 #include <istream>
 #include <map>
+#include <numbers>
 #include <ostream>
 #include <random>
 #include <string_view>
@@ -92,6 +93,40 @@ double ClockStepUs(const Recipe& recipe, double atS)
     return stepUs;
 }
 
+/** By how much the host's clock gained because the drift wanders. */
+double WanderS(const Recipe& recipe, double atS)
+{
+    constexpr double kTurnS = 1200 / (2 * std::numbers::pi);
+    return recipe.wanderPpm * 1e-6 / 2 * kTurnS * (1 - std::cos(atS / kTurnS));
+}
+
+/** Delays of arrivals. */
+class Lateness
+{
+public:
+    explicit Lateness(const Recipe& recipe) : recipe_(recipe) {}
+
+    double UsualUs(std::mt19937_64& random)
+    {
+        constexpr double kSigma = 0.5;
+        constexpr double kIndex = 1.5;
+        switch (recipe_.delays) {
+        case Delays::Lognormal:
+            return recipe_.jitterUs * std::exp(kSigma * normal_(random) - kSigma * kSigma / 2);
+        case Delays::Pareto:
+            return recipe_.jitterUs * (1 - 1 / kIndex) * std::pow(1 - chance_(random), -1 / kIndex);
+        default:
+            return recipe_.jitterUs * exponential_(random);
+        }
+    }
+
+private:
+    const Recipe& recipe_;
+    std::exponential_distribution<double> exponential_;
+    std::normal_distribution<double> normal_;
+    std::uniform_real_distribution<double> chance_;
+};
+
 } // namespace
 
 Trace MakeTrace(const Recipe& recipe)
@@ -101,16 +136,17 @@ Trace MakeTrace(const Recipe& recipe)
     trace.exposureUs = recipe.exposureUs;
     trace.loopStartUs = kEpochUs;
     std::mt19937_64 random(recipe.seed);
-    std::exponential_distribution<double> usual(1 / std::max(recipe.jitterUs, 1e-9));
+    Lateness usual(recipe);
     std::uniform_real_distribution<double> chance(0, 1);
     const auto count = static_cast<std::uint64_t>(recipe.seconds * recipe.fps);
     const double rate = 1 - recipe.driftPpm * 1e-6;
+    double lastArrivalS = 0;
     for (std::uint64_t i = 0; i < count; ++i) {
         // The camera paces its frames by its own clock.
         const double cameraS = static_cast<double>(i) / recipe.fps;
-        const double hostS = cameraS / rate + recipe.startUs / kUsPerS;
+        const double hostS = cameraS / rate + WanderS(recipe, cameraS) + recipe.startUs / kUsPerS;
         const double lateUs =
-            usual(random) +
+            usual.UsualUs(random) +
             (chance(random) < recipe.tailRatio ? chance(random) * recipe.tailUs : 0);
         const bool lost = i > 0 && chance(random) < recipe.lostRatio;
         if (lost) {
@@ -118,7 +154,10 @@ Trace MakeTrace(const Recipe& recipe)
         }
         TraceFrame frame;
         frame.truthUs = kEpochUs + hostS * kUsPerS + ClockStepUs(recipe, hostS);
-        const double arrivalS = hostS + (recipe.exposureUs + recipe.transferUs + lateUs) / kUsPerS;
+        const double arrivalS =
+            std::max(hostS + (recipe.exposureUs + recipe.transferUs + lateUs) / kUsPerS,
+                     lastArrivalS); // frames come in order
+        lastArrivalS = arrivalS;
         frame.arrivalUs = kEpochUs + arrivalS * kUsPerS + ClockStepUs(recipe, arrivalS);
         const double ticks = recipe.firstTick + cameraS * trace.tickFrequency;
         frame.ticks = static_cast<std::uint64_t>(ticks);

@@ -25,6 +25,9 @@ struct Trace {
     std::vector<TraceFrame> frames;
 };
 
+/** How the usual delays of arrivals are distributed. */
+enum class Delays { Exponential, Lognormal, Pareto };
+
 /** How to generate a trace. */
 struct Recipe {
     double seconds = 60;
@@ -33,11 +36,13 @@ struct Recipe {
     double transferUs = 8000; ///< from the end of the exposure to the arrival, at least
     double startUs = 0;       ///< from the start of acquisition to the first exposure
     double driftPpm = 50;     ///< how much slower than the host's the camera's clock runs
-    double jitterUs = 30;     ///< mean of the exponential delay of an arrival
-    double tailRatio = 0.01;  ///< share of arrivals that are very late
-    double tailUs = 5000;     ///< how late those are at most
-    double lostRatio = 0;     ///< share of frames that never arrive
-    unsigned tickBits = 64;   ///< the camera's counter wraps at 2^tickBits
+    double wanderPpm = 0;     ///< how much the drift changes within ten minutes, up and down
+    Delays delays = Delays::Exponential; ///< lognormal: of sigma 1/2; Pareto: of index 3/2
+    double jitterUs = 30;                ///< mean of the usual delay of an arrival
+    double tailRatio = 0.01;             ///< share of arrivals that are very late
+    double tailUs = 5000;                ///< how late those are at most
+    double lostRatio = 0;                ///< share of frames that never arrive
+    unsigned tickBits = 64;              ///< the camera's counter wraps at 2^tickBits
     double firstTick = 1e9;
     std::vector<std::pair<double, double>> clockSteps; ///< after seconds, host's clock moved by us
     std::uint64_t seed = 1;

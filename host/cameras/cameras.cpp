@@ -114,6 +114,17 @@ std::string DrawOutputLines()
     return drawings.empty() ? "no output line of a simulated camera had a pulse\n" : drawings;
 }
 
+std::string OpenCameraName()
+{
+    void* handle = nullptr;
+    int count = 0;
+    GevGetOpenCameras(&handle, 1, &count);
+    const GEV_DEVICE_INFO* const info = count == 1 ? GevGetCameraInfo(handle) : nullptr;
+    return info == nullptr
+               ? "a camera"
+               : fmt::format("{}, serial {}, version {}", info->model, info->serial, info->version);
+}
+
 TransferCounts NewestTransfer()
 {
     GEV_TRANSFER_STATISTICS counts = {};
@@ -134,6 +145,15 @@ TransferCounts NewestTransfer()
     transfer.unknownPayload = counts.framesOfUnknownPayload;
     transfer.startRefused = counts.startRefused != 0;
     return transfer;
+}
+
+FrameFacts NewestFrame()
+{
+    GEV_FRAME_FACTS facts = {};
+    if (GevGetNewestFrame(&facts) != kGevOk) {
+        return {};
+    }
+    return {facts.frameNumber, facts.timestamp, facts.arrivalNs};
 }
 
 } // namespace kvgrab

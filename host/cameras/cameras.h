@@ -3,6 +3,7 @@
 
 #include "cameras/camera_table.h"
 #include "config/config.h"
+#include "memory/frame_values.h"
 #include "report/log.h"
 #include "report/progress.h"
 
@@ -42,7 +43,13 @@ bool ListCameras(std::vector<CameraRow>* cameras, std::string* error);
 /** Draws the newest pulse of each output line that a simulated camera drives. */
 std::string DrawOutputLines();
 
+/** Model, serial number and version of the camera that is open in this process. */
+std::string OpenCameraName();
+
 /** Counts of the newest transfer. */
 TransferCounts NewestTransfer();
+
+/** What the platform knows of the frame that it delivered last. */
+FrameFacts NewestFrame();
 
 } // namespace kvgrab

@@ -1,5 +1,6 @@
 #include "config/options.h"
 
+#include "base/printable.h"
 #include "exit_status.h"
 
 #include <CLI/CLI.hpp>
@@ -22,7 +23,7 @@ constexpr const char* kFooter = R"(Examples:
   kvgrab --frames 100 --export png --directory frames
       grabs 100 frames of the first camera and writes 99 pictures
   kvgrab --config examples/kvgrab.toml --log-file kvgrab.log
-      grabs for ever as the file says; the terminal keeps the status line
+      grabs for ever as the file says; the file has all lines of the driver
   kvgrab features --cameras net
       prints what the first camera on the network has, with values and limits
   kvgrab get Width ExposureTime
@@ -42,7 +43,7 @@ Signals:
   INT, TERM   end after the current frame, and within 3 s; a second one, half a second later,
               leaves at once
   QUIT        end in the same way
-  HUP         read the configuration file again
+  HUP         read the configuration file again, open a rotated log file anew
   USR1, USR2  dynamic look-up table (passed to the driver)
   Settings of exposure, gain, auto, white_balance, lut, gamma and iobox that change in the file
   are applied without a signal.
@@ -54,7 +55,7 @@ Exit status:
   3 configuration refused                           13 camera failed, or frames stayed away
   4 driver can't be loaded                          14 frame buffers can't be used
   5 log, memory or simulated network unusable       15 camera refused the configuration or a value
-  20 a picture can't be written (on_error = "stop") 16 driver ended with an unknown code
+  20 pictures can't be written, or none was written 16 driver ended with an unknown code
   130 left at once on a second INT or TERM          17 no running kvgrab answers (ctl)
 )";
 
@@ -169,13 +170,16 @@ void AddOptions(CLI::App& app, Options* options)
         ->option_text("FILE");
     app.add_option("--driver", options->driverPath, "load this driver library")
         ->option_text("FILE");
-    app.add_option("--log-file", options->logFile, "append the log to a file")->option_text("FILE");
+    app.add_option("--log-file", options->logFile, "append the whole log to a file")
+        ->option_text("FILE");
     app.add_option("--trace", options->traceFile,
                    "record when frames came, by both clocks (CSV, for stamps_bench)")
         ->option_text("FILE");
     app.add_option("--log-level", options->logLevel, "error, warning, info, detail or trace")
         ->option_text("LEVEL")
         ->check(NameIn<int>(kLevelNames));
+    app.add_flag("-v,--verbose", options->verbose,
+                 "show all lines of the driver on the terminal, not only its warnings and errors");
     app.add_flag("--no-status", options->noStatus, "no status line on a terminal");
     app.add_flag("--show-lines", options->showLines,
                  "at the end, draw what the output lines of simulated cameras did");
@@ -262,7 +266,8 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
         *exitStatus = static_cast<int>(ExitStatus::Done);
         return false;
     } catch (const CLI::ParseError& error) {
-        err << "kvgrab: " << error.what() << "\nkvgrab --help lists the options.\n";
+        err << "kvgrab: " << base::Printable(error.what(), "\n")
+            << "\nkvgrab --help lists the options.\n";
         *exitStatus = static_cast<int>(ExitStatus::Usage);
         return false;
     }

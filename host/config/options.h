@@ -26,6 +26,7 @@ struct Options {
     std::string loadFile;               ///< features; empty: none, like the next
     std::string saveFile;
     bool strict = false; ///< a setting that the camera doesn't take ends the run
+    bool verbose = false;
 
     std::optional<std::string> model;
     std::optional<std::string> serial;

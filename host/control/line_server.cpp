@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -97,8 +98,14 @@ void LineServer::Post(Posted posted)
 
 void LineServer::Run()
 {
+    constexpr int kPauseMs = 100;
     while (!stopping_.load()) {
-        Turn();
+        try {
+            Turn();
+        } catch (const std::exception&) { // no memory: grabbing goes on, the clients have to go
+            clients_.clear();
+            poll(nullptr, 0, kPauseMs);
+        }
     }
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/signals_blocked.h"
 
+#include <exception>
 #include <utility>
 
 namespace kvgrab
@@ -51,7 +52,10 @@ void TaskThread::Run()
         const std::function<void()> task = std::move(waiting_.front());
         waiting_.pop_front();
         lock.unlock();
-        task();
+        try {
+            task();
+        } catch (const std::exception&) { // no memory: there is no answer, and grabbing goes on
+        }
         lock.lock();
     }
 }

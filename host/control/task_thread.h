@@ -12,7 +12,7 @@
 namespace kvgrab
 {
 
-/** Threads: Start and Stop on any one thread, Post on any. Tasks must not throw. */
+/** Threads: Start and Stop on any one thread, Post on any. What a task throws is dropped. */
 class TaskThread
 {
 public:

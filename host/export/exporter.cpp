@@ -79,6 +79,7 @@ struct Exporter::State {
     bool AllWritten(const std::function<bool()>& givesUp);
     void LeaveWorkers();
     void Trouble(const std::string& text, std::string_view reason);
+    void NoMemory() noexcept;
     void Report(const std::string& text);
     Slot& At(std::uint64_t position) { return slots[position % slots.size()]; }
 
@@ -135,6 +136,15 @@ void Exporter::State::Trouble(const std::string& text, std::string_view why)
     Report(text);
 }
 
+void Exporter::State::NoMemory() noexcept
+{
+    try {
+        Trouble("A picture can't be written: there is no memory for it.", "no memory");
+    } catch (const std::bad_alloc&) {
+        // The picture is counted as failed.
+    }
+}
+
 bool Exporter::State::Start(const std::shared_ptr<State>& self)
 {
     if (started || closing) {
@@ -164,8 +174,9 @@ bool Exporter::State::Start(const std::shared_ptr<State>& self)
             text = fmt::format("The export can't start: {}.", error.what());
         }
     }
-    Trouble(text, text);
-    failed = options.onError == ExportErrorPolicy::kStop;
+    const std::lock_guard lock(troubleMutex);
+    trouble = text;
+    failed = true;
     return false;
 }
 
@@ -217,13 +228,18 @@ void Exporter::State::Work(unsigned worker)
         }
         Slot& slot = At(taken++);
         lock.unlock();
-        WriteFrame(worker, encoder, file, slot);
+        try {
+            WriteFrame(worker, encoder, file, slot);
+        } catch (const std::bad_alloc&) {
+            slot.fileBytes = 0;
+            NoMemory();
+        }
         lock.lock();
         slot.done = true;
         if (!givenUp) {
             Retire(lock);
         } else if (slot.fileBytes != 0) {
-            files.RemoveFile(files.Name(slot.number)); // it will have no row in the index
+            files.RemoveFrame(slot.number); // it will have no row in the index
         }
     }
 }
@@ -268,7 +284,7 @@ bool Exporter::State::WriteRow(const Slot& slot)
     if (text.empty()) {
         return true;
     }
-    files.RemoveFile(name); // a picture without a row in the index has no frame values
+    files.RemoveFrame(slot.number); // a picture without a row in the index has no frame values
     Trouble(text, ReasonOf(text));
     return false;
 }
@@ -284,7 +300,13 @@ void Exporter::State::Retire(std::unique_lock<std::mutex>& lock)
     while (retired < taken && At(retired).done && !givenUp) {
         Slot& slot = At(retired);
         lock.unlock();
-        const bool complete = slot.fileBytes != 0 && WriteRow(slot);
+        bool complete = false;
+        try {
+            complete = slot.fileBytes != 0 && WriteRow(slot);
+        } catch (const std::bad_alloc&) {
+            files.RemoveFrame(slot.number);
+            NoMemory();
+        }
         if (complete) {
             const std::lock_guard troubleLock(troubleMutex);
             reason.clear();

@@ -52,6 +52,8 @@ struct FrameView {
     std::uint32_t frameCounter = 0;
     float gainDb = 0;
     float exposureUs = 0;
+    std::uint64_t cameraFrameNumber = 0; ///< 0: none
+    std::uint64_t captureTimeNs = 0;     ///< since the epoch; 0: none
 };
 
 enum class ExportResult {
@@ -85,7 +87,8 @@ public:
     Exporter& operator=(const Exporter&) = delete;
 
     /** Makes the folder, removes unfinished files of runs that were killed, begins the index and
-     *  starts the workers. Once only. False: ErrorText() says why; frames then count as failed. */
+     *  starts the workers. Once only. False: ErrorText() says why, whatever onError says; frames
+     * then count as failed. */
     bool Start();
     /** Allocates memory for frames of `frameBytes`, so that Export allocates nothing, not even the
      *  first time. If the slots must grow, it waits until queued frames are written. */

@@ -25,6 +25,7 @@ namespace
 
 constexpr const char* kIndexName = "index.csv";
 constexpr std::string_view kPrefix = "frame_";
+constexpr auto kNameForm = FMT_STRING("{}{:06}.{}");
 constexpr std::string_view kUnfinishedSuffix = ".kvpart";
 
 std::string SystemText(int error)
@@ -76,6 +77,12 @@ std::string FrameFiles::Open(const std::string& folder, std::string_view extensi
     if (folderFd_ < 0) {
         return fmt::format("The folder '{}' can't be used: {}.", folder, why);
     }
+    if (faccessat(folderFd_, ".", W_OK | X_OK, AT_EACCESS) != 0) {
+        const int error = errno;
+        Close();
+        return fmt::format("No files can be made in the folder '{}': {}.", folder,
+                           SystemText(error));
+    }
     std::string trouble = BeginIndex();
     if (!trouble.empty()) {
         Close();
@@ -96,14 +103,16 @@ std::string FrameFiles::BeginIndex()
         return fmt::format("'{}/{}' can't be opened: {}.", folder_, kIndexName, why);
     }
     if (flock(indexFd_, LOCK_EX | LOCK_NB) != 0) {
-        return fmt::format("Another process is exporting to '{}'. Choose another folder.", folder_);
+        return fmt::format("Another process is exporting to '{}'. Choose another folder "
+                           "(--directory).",
+                           folder_);
     }
 
     bool hasFrames = false;
     std::string trouble = CheckContents(&hasFrames);
     if (trouble.empty() && !overwrite_ && (!fresh || hasFrames)) {
         trouble = fmt::format("The folder '{}' holds exported frames already. Choose another "
-                              "folder or allow overwriting.",
+                              "folder (--directory) or allow replacing them (--overwrite).",
                               folder_);
     }
     if (trouble.empty()) {
@@ -160,7 +169,7 @@ void FrameFiles::Close()
 
 std::string FrameFiles::Name(std::uint64_t number) const
 {
-    return fmt::format("{}{:06}.{}", kPrefix, number, extension_);
+    return fmt::format(kNameForm, kPrefix, number, extension_);
 }
 
 std::string FrameFiles::WriteFile(unsigned worker, const std::string& name,
@@ -222,9 +231,11 @@ std::string FrameFiles::Publish(const char* temporary, const std::string& name)
                : Text(name, "can't be written", errno);
 }
 
-void FrameFiles::RemoveFile(const std::string& name)
+void FrameFiles::RemoveFrame(std::uint64_t number) noexcept
 {
-    unlinkat(folderFd_, name.c_str(), 0);
+    std::array<char, 64> name{};
+    fmt::format_to_n(name.data(), name.size() - 1, kNameForm, kPrefix, number, extension_);
+    unlinkat(folderFd_, name.data(), 0);
 }
 
 std::string FrameFiles::AppendRow(std::string_view row)

@@ -34,7 +34,8 @@ public:
     /** Writes under a temporary name and renames, so that a file is whole or not there. */
     std::string WriteFile(unsigned worker, const std::string& name,
                           std::span<const std::uint8_t> bytes);
-    void RemoveFile(const std::string& name);
+    /** Needs no memory. */
+    void RemoveFrame(std::uint64_t number) noexcept;
     /** Appends one whole line with its line feed. On failure the index ends with the row before. */
     std::string AppendRow(std::string_view row);
     /** Removes the files that workers are writing, and keeps them from beginning new ones.

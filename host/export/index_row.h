@@ -18,7 +18,8 @@ class IndexRow
 {
 public:
     static constexpr std::string_view kColumns =
-        "number,file,time_us,camera_ticks,frame_counter,gain_db,exposure_us,width,height,codec\n";
+        "number,file,time_us,camera_ticks,frame_counter,gain_db,exposure_us,width,height,codec,"
+        "camera_frame_number,capture_time_ns\n";
 
     /** `file` and the codec must not contain a comma; if too long, they are cut. */
     IndexRow(std::uint64_t number, std::string_view file, const FrameView& frame)
@@ -33,6 +34,8 @@ public:
         AddNumber(frame.width);
         AddNumber(frame.height);
         AddText(frame.codec);
+        AddNumber(frame.cameraFrameNumber);
+        AddNumber(frame.captureTimeNs);
         end_[-1] = '\n'; // in place of the last comma
     }
     IndexRow(const IndexRow&) = delete;
@@ -59,7 +62,7 @@ private:
         *end_++ = ',';
     }
 
-    std::array<char, 512> text_; ///< ten fields, none longer than kLongestText
+    std::array<char, 512> text_; ///< twelve fields, none longer than kLongestText
     char* end_ = text_.data();
 };
 

@@ -32,6 +32,8 @@ template <class Info> void PublishFrame(Info& info, const PublishedFrame& frame)
     info.frameBytes.store(frame.bytes, kRelaxed);
     info.gainDb.store(frame.values.gainDb, kRelaxed);
     info.exposureUs.store(frame.values.exposureUs, kRelaxed);
+    info.captureTimeNs.store(frame.values.captureTimeNs, kRelaxed);
+    info.cameraFrameNumber.store(frame.values.cameraFrameNumber, kRelaxed);
     info.word.store(KvFrames::PackFrameWord(frame.sequence, KvFrames::kFrameHeld), kRelease);
 }
 

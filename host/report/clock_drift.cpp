@@ -1,5 +1,7 @@
 #include "report/clock_drift.h"
 
+#include "report/tick_wrap.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -57,12 +59,8 @@ void ClockDrift::Frame(std::int64_t cameraNs, std::int64_t arrivalNs)
  *  as accurate as the arrivals. */
 std::int64_t ClockDrift::MissingNs(std::int64_t seenNs) const
 {
-    constexpr double kLateNs = 100e6;
-    const double ticks = static_cast<double>(seenNs) / nsPerTick_;
-    const double wrapNs = std::exp2(std::round(std::log2(std::max(ticks, 1.0)))) * nsPerTick_;
-    const bool wrapped =
-        std::abs(wrapNs - static_cast<double>(seenNs)) < std::min(kLateNs, wrapNs / 8);
-    return wrapped ? std::llround(wrapNs) : seenNs;
+    const double wrapNs = WrapNs(static_cast<double>(seenNs), nsPerTick_);
+    return wrapNs != 0 ? std::llround(wrapNs) : seenNs;
 }
 
 /** Merges stretches in pairs; new ones are twice as long from now on. */

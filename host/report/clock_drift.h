@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <optional>
 
@@ -28,6 +29,8 @@ public:
         double nsPerS = 0;          ///< value for timing.drift_ns_per_s
         double uncertainNsPerS = 0; ///< two standard errors
         double seconds = 0;         ///< of frames that it is based on
+        /** Whether it is clearly different from 0: by more than four standard errors. */
+        bool IsSignificant() const { return std::abs(nsPerS) > 2 * uncertainNsPerS; }
     };
     /** Returns nothing until there are some seconds of frames. */
     std::optional<Estimate> Fit() const;

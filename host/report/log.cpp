@@ -2,14 +2,14 @@
 
 #include "base/cancellation.h"
 #include "base/own_files.h"
+#include "base/printable.h"
 #include "base/write_all.h"
+#include "report/journal.h"
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -22,6 +22,8 @@ namespace
 {
 
 constexpr std::string_view kEraseLine = "\r\033[K";
+constexpr int kWarning = 2;
+constexpr int kTrace = 5;
 
 /** Columns of a terminal, practically unlimited for anything else. The status line is cut to them,
  *  since a line that wraps can't be rewritten in place. */
@@ -31,12 +33,19 @@ std::size_t TerminalWidth(int fd)
     return ioctl(fd, TIOCGWINSZ, &size) == 0 && size.ws_col > 1 ? size.ws_col : 10'000;
 }
 
-/** Texts may come from cameras and files: replaces control characters by question marks. */
-void MakeHarmless(std::string* text)
+/** The part of a status line that fits, up to a comma: half a number would be a wrong one. */
+std::string_view Fitting(std::string_view status, std::size_t columns)
 {
-    std::replace_if(
-        text->begin(), text->end(),
-        [](unsigned char c) { return (c < ' ' && c != '\t') || c == 0x7F; }, '?');
+    if (status.size() <= columns) {
+        return status;
+    }
+    const std::size_t comma = status.rfind(", ", columns);
+    return status.substr(0, comma == std::string_view::npos ? columns : comma);
+}
+
+std::int64_t Milliseconds(const timespec& time)
+{
+    return time.tv_sec * 1000LL + time.tv_nsec / 1'000'000;
 }
 
 } // namespace
@@ -51,12 +60,11 @@ std::string StampedLine(const timespec& when, int level, std::string_view text)
     std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &local);
     std::strftime(zone.data(), zone.size(), "%z", &local);
     const char letter = kLetters[static_cast<std::size_t>(std::clamp(level, 1, 5) - 1)];
-    std::string line = fmt::format("{}.{:06}{} {} {}", date.data(), when.tv_nsec / 1000,
-                                   zone.data(), letter, text);
-    MakeHarmless(&line);
-    line += '\n';
-    return line;
+    return fmt::format("{}.{:06}{} {} {}\n", date.data(), when.tv_nsec / 1000, zone.data(), letter,
+                       base::Printable(text, "\t"));
 }
+
+std::atomic<unsigned> Log::rotations_ = 0;
 
 Log::Log(int terminal, bool showStatus, int level, Clock clock)
     : terminal_(terminal), showStatus_(showStatus), clock_(std::move(clock)), level_(level)
@@ -66,6 +74,12 @@ Log::Log(int terminal, bool showStatus, int level, Clock clock)
 Log::~Log()
 {
     SetStatus("");
+}
+
+void Log::SetView(View view)
+{
+    const std::lock_guard lock(mutex_);
+    view_ = view;
 }
 
 bool Log::OpenFile(const std::string& path, std::string* error)
@@ -78,8 +92,16 @@ bool Log::OpenFile(const std::string& path, std::string* error)
     }
     const std::lock_guard lock(mutex_);
     file_ = std::move(file);
+    path_ = path;
+    rotationsSeen_ = rotations_;
     linesLost_ = 0;
     return true;
+}
+
+bool Log::HasFile() const
+{
+    const std::lock_guard lock(mutex_);
+    return file_.Valid();
 }
 
 void Log::SetLevel(int level)
@@ -104,7 +126,7 @@ void Log::Line(int level, std::string_view text)
 {
     const base::CancellationGuard guard;
     if (Wanted(level)) {
-        Write(level, text);
+        Write(Origin::Host, level, "", text);
     }
     constexpr int kWarning = 2;
     if (level <= kWarning) {
@@ -112,6 +134,14 @@ void Log::Line(int level, std::string_view text)
         if (told_) {
             told_(level, text);
         }
+    }
+}
+
+void Log::FileLine(int level, std::string_view text)
+{
+    const base::CancellationGuard guard;
+    if (Wanted(level)) {
+        Write(Origin::HostForFile, level, "", text);
     }
 }
 
@@ -126,7 +156,8 @@ void Log::DriverLine(const char* source, int line, const char* function, int lev
     va_copy(again, arguments);
     std::array<char, 512> room{};
     const int length = std::vsnprintf(room.data(), room.size(), format, arguments);
-    std::string text = fmt::format("{}:{} {}: ", source, line, function);
+    const std::string place = fmt::format("{}:{} {}: ", source, line, function);
+    std::string text;
     if (length >= 0 && static_cast<std::size_t>(length) < room.size()) {
         text += room.data();
     } else if (length >= 0) {
@@ -138,21 +169,100 @@ void Log::DriverLine(const char* source, int line, const char* function, int lev
         text += format;
     }
     va_end(again);
-    Write(level, text);
+    Write(Origin::Driver, level, place, text);
 }
 
-void Log::Write(int level, std::string_view text)
+void Log::Write(Origin origin, int level, std::string_view source, std::string_view text)
 {
     const std::lock_guard lock(mutex_);
     const timespec now = clock_(); // under the lock, so that the stamps rise from line to line
-    const std::string line = StampedLine(now, level, text);
+    ReopenRotatedFile(now);
+    if (level_ >= kTrace) {
+        Put(now, origin, level, fmt::format("{}{}", source, text));
+        return;
+    }
+    WriteSummaries(now, false);
+    const auto verdict = repeats_.Judge(Milliseconds(now), level, source, text);
+    if (verdict == RepeatFilter::Verdict::HoldBack) {
+        return;
+    }
+    const bool last = verdict == RepeatFilter::Verdict::WriteAsLast;
+    Put(now, origin, level,
+        fmt::format("{}{}{}", source, text,
+                    last ? " [from here on, lines like this one are counted and summed up]" : ""));
+}
+
+void Log::WriteSummaries(const timespec& now, bool all)
+{
+    const std::int64_t ms = Milliseconds(now);
+    for (const RepeatFilter::Summary& summary : all ? repeats_.Rest(ms) : repeats_.Due(ms)) {
+        Put(now, summary.own ? Origin::Host : Origin::Driver, summary.level, summary.text);
+    }
+}
+
+void Log::Put(const timespec& now, Origin origin, int level, std::string_view text)
+{
     if (file_.Valid()) {
-        WriteToFile(now, line);
-    } else if (statusShown_) {
+        WriteToFile(now, StampedLine(now, level, text));
+    }
+    if (origin == Origin::Host ||
+        (origin == Origin::Driver && (view_.driverProgress || level <= kWarning))) {
+        PutOnTerminal(now, level, text);
+    }
+}
+
+void Log::PutOnTerminal(const timespec& now, int level, std::string_view text)
+{
+    const std::string line =
+        view_.journal ? JournalLine(level, text) : StampedLine(now, level, text);
+    if (statusShown_) {
         ShowStatus(line);
     } else {
         base::WriteAll(terminal_, line);
     }
+}
+
+/** A rotated file has been renamed or removed; a truncated one needs nothing, since each line is
+ *  appended. If the new one can't be opened, the lines go on in the old one. */
+void Log::ReopenRotatedFile(const timespec& now)
+{
+    const unsigned rotations = rotations_;
+    if (rotations == rotationsSeen_ || !file_.Valid()) {
+        return;
+    }
+    rotationsSeen_ = rotations;
+    std::string why;
+    FileHandle file(base::OpenFileForWriting(path_, base::Existing::Append, &why));
+    if (!file.Valid()) {
+        PutOnTerminal(
+            now, kWarning,
+            fmt::format("can't open the log file {} again: {}; the old file is used", path_, why));
+        return;
+    }
+    struct stat before = {};
+    struct stat after = {};
+    const bool same = fstat(file_.Get(), &before) == 0 && fstat(file.Get(), &after) == 0 &&
+                      before.st_dev == after.st_dev && before.st_ino == after.st_ino;
+    if (!same) {
+        file_ = std::move(file);
+        WriteToFile(now, StampedLine(now, 3, "the log goes on here: its file was rotated"));
+    }
+}
+
+void Log::CatchUp()
+{
+    const base::CancellationGuard guard;
+    const std::lock_guard lock(mutex_);
+    const timespec now = clock_();
+    ReopenRotatedFile(now);
+    WriteSummaries(now, false);
+}
+
+void Log::SumUp()
+{
+    const base::CancellationGuard guard;
+    const std::lock_guard lock(mutex_);
+    WriteSummaries(clock_(), true);
 }
 
 /** When writing begins to fail, a line on the terminal says so; when it works again, a line on the
@@ -161,20 +271,18 @@ void Log::WriteToFile(const timespec& now, std::string_view line)
 {
     std::string news;
     if (linesLost_ != 0) {
-        news = StampedLine(
-            now, 2,
-            fmt::format("the log file can be written again; {} lines are lost", linesLost_));
+        news = fmt::format("the log file can be written again; {} lines are lost", linesLost_);
     }
-    const int error = AppendToFile(fmt::format("{}{}", news, line));
+    const std::string before = news.empty() ? "" : StampedLine(now, kWarning, news);
+    const int error = AppendToFile(fmt::format("{}{}", before, line));
     if (error == 0) {
         if (std::exchange(linesLost_, 0) != 0) {
-            ShowStatus(news);
+            PutOnTerminal(now, kWarning, news);
         }
     } else if (++linesLost_ == 1) {
-        ShowStatus(StampedLine(
-            now, 1,
-            fmt::format("the log file can't be written: {}; lines are lost until it can",
-                        std::strerror(error))));
+        PutOnTerminal(now, 1,
+                      fmt::format("the log file can't be written: {}; lines are lost until it can",
+                                  std::strerror(error)));
     }
 }
 
@@ -195,7 +303,7 @@ void Log::ShowStatus(std::string_view before)
 {
     std::string text(statusShown_ ? kEraseLine : std::string_view());
     text += before;
-    text += std::string_view(status_).substr(0, TerminalWidth(terminal_) - 1);
+    text += Fitting(status_, TerminalWidth(terminal_) - 1);
     statusShown_ = !status_.empty();
     base::WriteAll(terminal_, text);
 }
@@ -203,7 +311,7 @@ void Log::ShowStatus(std::string_view before)
 void Log::SetStatus(std::string text)
 {
     const base::CancellationGuard guard;
-    MakeHarmless(&text);
+    text = base::Printable(text);
     const std::lock_guard lock(mutex_);
     if (!showStatus_ || text == status_) {
         return;

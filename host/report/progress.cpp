@@ -2,7 +2,10 @@
 
 #include "kv_td_types.h"
 
+#include <algorithm>
+#include <cmath>
 #include <fmt/format.h>
+#include <iterator>
 
 namespace kvgrab
 {
@@ -13,6 +16,25 @@ namespace
 constexpr std::int64_t kSecondNs = 1'000'000'000;
 constexpr std::int64_t kStatusNs = kSecondNs / 5;
 constexpr std::int64_t kNoticeNs = 60 * kSecondNs;
+
+/** "9 s", "12:05" (minutes), "2:13:05" (hours), "3 days". */
+std::string DurationText(double seconds)
+{
+    constexpr std::uint64_t kMinute = 60;
+    constexpr std::uint64_t kHour = 60 * kMinute;
+    constexpr std::uint64_t kDay = 24 * kHour;
+    const auto all = static_cast<std::uint64_t>(std::min(std::ceil(seconds), 1e15));
+    if (all < kMinute) {
+        return fmt::format("{} s", all);
+    }
+    if (all < kHour) {
+        return fmt::format("{}:{:02}", all / kMinute, all % kMinute);
+    }
+    if (all < 2 * kDay) {
+        return fmt::format("{}:{:02}:{:02}", all / kHour, all / kMinute % kMinute, all % kMinute);
+    }
+    return fmt::format("{} days", all / kDay);
+}
 
 } // namespace
 
@@ -73,22 +95,36 @@ bool Progress::StatusDue(std::int64_t nowNs)
 
 std::string Progress::StatusLine(const StatusValues& values) const
 {
-    const std::string nominal = periodUs_ == 0 ? "" : fmt::format(" of {:.1f}", 1e6 / periodUs_);
-    const std::string packets = values.packetsResent == 0 && values.packetsMissing == 0
-                                    ? ""
-                                    : fmt::format(", packets {} resent {} missing",
-                                                  values.packetsResent, values.packetsMissing);
-    const std::string temperature =
-        hasTemperature_ ? fmt::format("{:.1f} C", temperature_) : "no temperature";
-    const std::string settings =
-        values.settingsNotTaken == 0
-            ? ""
-            : fmt::format(", {} setting{} not taken", values.settingsNotTaken,
-                          values.settingsNotTaken == 1 ? "" : "s");
-    return fmt::format("{} frames, {:.1f}{} fps, {} dropped{}, exposure {:.0f} us, gain {:.1f} dB, "
-                       "{}, {:.1f} MB/s{}",
-                       grabbed_, rate_, nominal, values.dropped, packets, values.exposureUs,
-                       values.gainDb, temperature, rate_ * values.frameBytes / 1e6, settings);
+    const PictureCounts& pictures = values.pictures;
+    std::string line = values.framesWanted == 0
+                           ? fmt::format("{} frames", grabbed_)
+                           : fmt::format("{} of {} frames", grabbed_, values.framesWanted);
+    const auto out = std::back_inserter(line);
+    if (pictures.wanted) {
+        fmt::format_to(out, ", {} exported, {} skipped, {} failed", pictures.exported,
+                       pictures.skipped, pictures.failed);
+    }
+    fmt::format_to(out, ", {} dropped, {:.1f} fps", values.dropped, rate_);
+    if (values.framesWanted > grabbed_ && rate_ > 0) {
+        fmt::format_to(out, ", {} left",
+                       DurationText(static_cast<double>(values.framesWanted - grabbed_) / rate_));
+    }
+    if (values.settingsNotTaken != 0) {
+        fmt::format_to(out, ", {} setting{} not taken", values.settingsNotTaken,
+                       values.settingsNotTaken == 1 ? "" : "s");
+    }
+    if (values.packetsResent != 0 || values.packetsMissing != 0) {
+        fmt::format_to(out, ", packets {} resent {} missing", values.packetsResent,
+                       values.packetsMissing);
+    }
+    if (values.exposureUs > 0) { // known from the first frame on
+        fmt::format_to(out, ", {:.0f} us, {:.1f} dB", values.exposureUs, values.gainDb);
+    }
+    if (hasTemperature_) {
+        fmt::format_to(out, ", {:.1f} C", temperature_);
+    }
+    fmt::format_to(out, ", {:.1f} MB/s", rate_ * values.frameBytes / 1e6);
+    return line;
 }
 
 std::string Progress::Summary(const PictureCounts& pictures, const TransferCounts& transfers,

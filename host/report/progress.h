@@ -40,6 +40,8 @@ struct PictureCounts {
 
 /** The newest values for the status line. */
 struct StatusValues {
+    PictureCounts pictures;
+    std::uint64_t framesWanted = 0; ///< in the whole run; 0: no limit
     float gainDb = 0;
     float exposureUs = 0;
     std::uint32_t frameBytes = 0;
@@ -59,6 +61,8 @@ public:
 
     /** True when it is time for a new status line: five times a second at most. */
     bool StatusDue(std::int64_t nowNs);
+    /** "150 of 1000 frames, 149 exported, 0 skipped, 0 failed, 0 dropped, 99.8 fps, 9 s left", and
+     *  behind it what matters less, since a terminal may cut the line. */
     std::string StatusLine(const StatusValues& values) const;
 
     std::uint64_t Grabbed() const { return grabbed_; }

@@ -16,4 +16,7 @@ extern "C" void LogWrite(const char* sourceFile, int line, const char* function,
     host->parts.log.DriverLine(sourceFile, line, function, host->LevelOf(level, format), format,
                                arguments);
     va_end(arguments);
+    if (host->parts.manager != nullptr) {
+        host->parts.manager->Alive(host->parts.monotonicNs()); // unless another thread logs
+    }
 }

@@ -1,5 +1,6 @@
 #include "session/grabbing.h"
 
+#include "base/printable.h"
 #include "cameras/chosen_camera.h"
 #include "cameras/listing.h"
 #include "cameras/network_checks.h"
@@ -8,12 +9,17 @@
 #include "control/camera_access.h"
 #include "gev_host.h"
 #include "report/failure.h"
+#include "report/journal.h"
+#include "report/story.h"
 #include "session/monotonic.h"
 #include "settings/camera_settings.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <ctime>
+#include <exception>
 #include <fmt/format.h>
+#include <sstream>
 #include <unistd.h>
 #include <utility>
 
@@ -81,8 +87,16 @@ std::string DriftLine(const ClockDrift::Estimate& drift)
 } // namespace
 
 Grabbing::Grabbing(const Options& options, ConfigSource source)
-    : options_(options), config_(ToldTo(&desk_, std::move(source)))
+    : options_(options), config_(ToldTo(&desk_, std::move(source))),
+      manager_(ServiceManager::FromEnvironment())
 {
+}
+
+Grabbing::~Grabbing()
+{
+    if (std::uncaught_exceptions() > 0 && log_) {
+        log_->FileLine(1, EndLine(ExitStatus::Internal, "an unexpected error"));
+    }
 }
 
 ExitStatus Grabbing::Run()
@@ -94,6 +108,7 @@ ExitStatus Grabbing::Run()
     }
     OpenControlSocket();
     GiveAdvice();
+    manager_.Ready("opening the camera");
     const std::int64_t beginNs = MonotonicNs();
     NextStep last = RunSessions();
     Finish(&last);
@@ -104,6 +119,9 @@ ExitStatus Grabbing::Run()
 bool Grabbing::Fails(ExitStatus status, std::string_view why)
 {
     status_ = Fail(status, why);
+    if (log_) {
+        log_->FileLine(1, EndLine(status, why));
+    }
     return false;
 }
 
@@ -122,10 +140,12 @@ bool Grabbing::OpenLog()
 {
     log_.emplace(STDERR_FILENO, !options_.noStatus && isatty(STDERR_FILENO) != 0, start_.log.level,
                  [] { return Now(CLOCK_REALTIME); });
+    log_->SetView({options_.verbose, IsJournal(STDERR_FILENO)});
     std::string error;
     if (!start_.log.file.empty() && !log_->OpenFile(start_.log.file, &error)) {
         return Fails(ExitStatus::SetUp, error);
     }
+    log_->Line(3, StartLine(options_.configPath, start_));
     for (const std::string& warning : startWarnings_) {
         log_->Line(2, warning);
     }
@@ -196,15 +216,7 @@ bool Grabbing::OpenMemory()
 
 bool Grabbing::StartExport()
 {
-    if (exporter_->Start()) {
-        return true;
-    }
-    if (start_.exporting.stopOnError) {
-        return Fails(ExitStatus::ExportFailed, exporter_->ErrorText());
-    }
-    log_->Line(
-        1, fmt::format("grabbing goes on without writing pictures: {}", exporter_->ErrorText()));
-    return true;
+    return exporter_->Start() || Fails(ExitStatus::ExportFailed, exporter_->ErrorText());
 }
 
 bool Grabbing::OpenTrace()
@@ -252,12 +264,26 @@ void Grabbing::GiveAdvice()
 
 NextStep Grabbing::RunSessions()
 {
-    host_.emplace(HostParts{config_, signals_, *log_, memory_, *exporter_, MonotonicNs,
-                            NewestTransfer, WallClockNs, options_.traceFile ? &trace_ : nullptr,
-                            &*guard_, CameraWaitsForTrigger, JudgeOpenCamera, RateOfOpenCamera,
-                            options_.strict, &desk_});
+    host_.emplace(HostParts{.config = config_,
+                            .signals = signals_,
+                            .log = *log_,
+                            .memory = memory_,
+                            .exporter = *exporter_,
+                            .monotonicNs = MonotonicNs,
+                            .transfers = NewestTransfer,
+                            .wallClockNs = WallClockNs,
+                            .trace = options_.traceFile ? &trace_ : nullptr,
+                            .manager = &manager_,
+                            .cameraName = OpenCameraName,
+                            .newestFrame = NewestFrame,
+                            .guard = &*guard_,
+                            .waitsForTrigger = CameraWaitsForTrigger,
+                            .judgeSettings = JudgeOpenCamera,
+                            .cameraRate = RateOfOpenCamera,
+                            .strict = options_.strict,
+                            .desk = &desk_});
     return kvgrab::RunSessions(
-        {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { catcher_.Wait(ms); }});
+        {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { WaitAwhile(ms); }});
 }
 
 /** Runs a device session. Returns the driver's exit code, or kExitConfiguration if the camera can't
@@ -294,10 +320,20 @@ int Grabbing::LookWhy(int driverCode) const
     return found.held ? kExitCameraHeld : driverCode;
 }
 
+/** Waits this long or less, so that the caller's thread is known to be alive. */
+void Grabbing::WaitAwhile(std::int64_t milliseconds)
+{
+    constexpr std::int64_t kSecondMs = 1000;
+    constexpr std::int64_t kNsPerMs = 1'000'000;
+    host_->Alive();
+    catcher_.Wait(std::min({milliseconds, kSecondMs, manager_.LongestWaitNs() / kNsPerMs + 1}));
+}
+
 /** Waits until pictures and trace are on the disk, for pictures after a signal at most
  *  export.drain_s; a failure may change how the run ends. */
 void Grabbing::Finish(NextStep* last)
 {
+    manager_.Stopping("writing the last pictures");
     constexpr double kNsPerS = 1e9;
     host_->ShowState(RunState::Ending, last->sentence);
     const auto drainNs = static_cast<std::int64_t>(start_.exporting.drainS * kNsPerS);
@@ -307,14 +343,6 @@ void Grabbing::Finish(NextStep* last)
     guard_->Stop();
     if (control_) {
         control_->Stop();
-    }
-    if (leavesWritersBehind_) {
-        last->sentence = fmt::format("{}; {} pictures were not written within export.drain_s",
-                                     last->sentence, exporter_->Counters().notWritten);
-        if (last->status == ExitStatus::Done && start_.exporting.stopOnError) {
-            last->status = ExitStatus::ExportFailed;
-            return;
-        }
     }
     if (options_.traceFile && !trace_.Close()) {
         log_->Line(1, "the trace is incomplete: not all of it could be written");
@@ -330,34 +358,60 @@ void Grabbing::Finish(NextStep* last)
     if (last->status == ExitStatus::ExportFailed) {
         last->sentence = exporter_->ErrorText();
     }
+    if (leavesWritersBehind_) {
+        const std::string_view why = last->sentence;
+        last->sentence = fmt::format("{}; {} pictures were not written within export.drain_s",
+                                     why.substr(0, why.size() - (why.ends_with('.') ? 1 : 0)),
+                                     exporter_->Counters().notWritten);
+        if (last->status == ExitStatus::Done && start_.exporting.stopOnError) {
+            last->status = ExitStatus::ExportFailed;
+        }
+    }
+    const std::string why =
+        last->status == ExitStatus::Done
+            ? WhyNoPicture({Pictures(), signals_.Terminating(), exporter_->ErrorText()})
+            : std::string();
+    if (!why.empty()) {
+        *last = {NextStep::Kind::End, ExitStatus::ExportFailed, why};
+    }
 }
 
-void Grabbing::PrintSummary(std::int64_t runNs) const
+PictureCounts Grabbing::Pictures() const
 {
-    const ExportConfig& config = config_.Current().exporting;
+    const ExportConfig& config = start_.exporting;
     const ExportCounters written = exporter_->Counters();
-    const PictureCounts pictures = {config.format != "none", written.exported, written.skipped,
-                                    written.failed, config.directory};
-    std::fputs(host_->progress.Summary(pictures, host_->Transfers(), runNs).c_str(), stdout);
-    if (written.notWritten != 0) {
-        std::fputs(fmt::format("not written: {} pictures, which were still waiting when "
+    return {config.format != "none", written.exported, written.skipped, written.failed,
+            config.directory};
+}
+
+void Grabbing::PrintSummary(std::int64_t runNs)
+{
+    log_->SetStatus("");
+    std::string summary = host_->progress.Summary(Pictures(), host_->Transfers(), runNs);
+    if (const std::uint64_t left = exporter_->Counters().notWritten; left != 0) {
+        summary += fmt::format("not written: {} pictures, which were still waiting when "
                                "export.drain_s was over\n",
-                               written.notWritten)
-                       .c_str(),
-                   stdout);
+                               left);
     }
-    if (const auto drift = host_->Drift()) {
-        std::fputs(DriftLine(*drift).c_str(), stdout);
+    if (const auto drift = host_->Drift(); drift && drift->IsSignificant()) {
+        summary += DriftLine(*drift);
     }
-    std::fputs(features_->Summary().c_str(), stdout);
-    std::fputs(host_->settingsNotTaken.Summary().c_str(), stdout);
+    summary += features_->Summary();
+    summary += host_->settingsNotTaken.Summary();
+    std::fputs(base::Printable(summary, "\n").c_str(), stdout);
+    log_->SumUp();
+    std::istringstream lines(summary);
+    for (std::string line; std::getline(lines, line);) {
+        log_->FileLine(3, line);
+    }
     if (options_.showLines) {
         std::fputs(DrawOutputLines().c_str(), stdout);
     }
 }
 
-ExitStatus Grabbing::SayWhyItEnds(const NextStep& last) const
+ExitStatus Grabbing::SayWhyItEnds(const NextStep& last)
 {
+    log_->FileLine(last.status == ExitStatus::Done ? 3 : 1, EndLine(last.status, last.sentence));
     if (last.status == ExitStatus::Done) {
         std::fputs(fmt::format("kvgrab: {}.\n", last.sentence).c_str(), stdout);
         return last.status;

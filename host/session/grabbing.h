@@ -29,6 +29,7 @@ class Grabbing
 public:
     /** `options` must outlive it. */
     Grabbing(const Options& options, ConfigSource source);
+    ~Grabbing(); ///< tells the log if an exception ends the run
     Grabbing(const Grabbing&) = delete;
     Grabbing& operator=(const Grabbing&) = delete;
 
@@ -52,9 +53,11 @@ private:
     NextStep RunSessions();
     int RunSession();
     int LookWhy(int driverCode) const;
+    void WaitAwhile(std::int64_t milliseconds);
+    PictureCounts Pictures() const;
     void Finish(NextStep* last);
-    void PrintSummary(std::int64_t runNs) const;
-    ExitStatus SayWhyItEnds(const NextStep& last) const;
+    void PrintSummary(std::int64_t runNs);
+    ExitStatus SayWhyItEnds(const NextStep& last);
 
     bool Fails(ExitStatus status, std::string_view why);
     static void RemoveTraces(void* grabbing) noexcept;
@@ -76,6 +79,7 @@ private:
     SignalCatcher catcher_;
     bool leavesWritersBehind_ = false;
     FrameTrace trace_;
+    ServiceManager manager_;
     std::optional<Control> control_;
     std::optional<HostSession> host_;
 };

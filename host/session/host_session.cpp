@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <utility>
 
 namespace kvgrab
 {
@@ -43,6 +44,10 @@ HostSession* HostSession::Current()
 
 void HostSession::SessionBegins()
 {
+    cameraNamed_ = false;
+    if (waitsFor_.empty()) {
+        TellStatus("opening the camera", false);
+    }
     newSessionAsked_ = false;
     terminateTaken_ = false;
     keptFromGoingOn_ = false;
@@ -57,6 +62,7 @@ void HostSession::SessionBegins()
     PlanNextLoop();
     timing.Begins(parts.monotonicNs());
     dynamicLut.Forget();
+    captureTimes_.SessionBegins();
 }
 
 void HostSession::SessionEnded()
@@ -75,6 +81,38 @@ void HostSession::SessionEnded()
     missesInRow_ = 0;
     noFramesReported_ = false;
     noFrames_.Over();
+}
+
+void HostSession::Waits(std::string_view why)
+{
+    waitsFor_ = fmt::format("waiting: {}", why);
+    parts.log.SetStatus(waitsFor_);
+    TellStatus(waitsFor_, true);
+    ShowState(RunState::Waiting, why);
+}
+
+void HostSession::Alive()
+{
+    constexpr std::int64_t kHourNs = 3600 * 1'000'000'000LL;
+    const std::int64_t now = parts.monotonicNs();
+    if (parts.manager != nullptr) {
+        parts.manager->Alive(now);
+    }
+    parts.log.CatchUp();
+    if (hourBeganNs_ == 0) {
+        hourBeganNs_ = now;
+    } else if (now - hourBeganNs_ >= kHourNs) {
+        hourBeganNs_ = now;
+        parts.log.Line(3, waitsFor_.empty() ? StatusText()
+                                            : fmt::format("{}; {}", StatusText(), waitsFor_));
+    }
+}
+
+void HostSession::TellStatus(const std::string& text, bool urgent)
+{
+    if (parts.manager != nullptr) {
+        parts.manager->Status(parts.monotonicNs(), text, urgent);
+    }
 }
 
 bool HostSession::FrameCountReached() const
@@ -98,8 +136,9 @@ int HostSession::Reconfigure(int* flag)
 {
     parts.signals.ReconfigurationBegins();
     if (parts.config.Path().empty()) {
-        parts.log.Line(2, "asked to read the configuration again, but kvgrab was started without "
-                          "a configuration file (--config)");
+        const int level = parts.log.HasFile() ? 3 : 2; // HUP also means that a log file is rotated
+        parts.log.Line(level, "asked to read the configuration again, but kvgrab was started "
+                              "without a configuration file (--config)");
         return 0;
     }
     const ConfigStore::Result result = parts.config.Reload();
@@ -260,6 +299,11 @@ void HostSession::GrabbingBegins()
     if (parts.desk != nullptr) {
         parts.desk->CameraIsReady();
     }
+    waitsFor_.clear();
+    if (parts.cameraName && !std::exchange(cameraNamed_, true)) {
+        parts.log.Line(3, fmt::format("grabs from {}, {} x {} pixels, {}", parts.cameraName(),
+                                      scenario.width, scenario.height, scenario.codec));
+    }
     timing.Configured(parts.monotonicNs());
     if (parts.trace != nullptr) {
         parts.trace->AcquisitionStarts(parts.wallClockNs() / 1000);
@@ -394,13 +438,31 @@ void HostSession::FrameMissed()
 void HostSession::ShowStatus(std::int64_t nowNs)
 {
     if (progress.StatusDue(nowNs)) {
-        const TransferCounts counts = Transfers();
-        parts.log.SetStatus(
-            progress.StatusLine({scenario.frame.gainDb, scenario.frame.exposureUs,
-                                 parts.memory.ActFsize(), counts.Dropped(), counts.packetsResent,
-                                 counts.packetsMissing, settingsNotTaken.Count()}));
-        ShareCounts(counts);
+        const std::string status = StatusText();
+        parts.log.SetStatus(status);
+        TellStatus(status, false);
+        Alive();
+        ShareCounts(Transfers());
     }
+}
+
+std::string HostSession::StatusText() const
+{
+    const Config& config = parts.config.Current();
+    const TransferCounts counts = Transfers();
+    const ExportCounters written = parts.exporter.Counters();
+    StatusValues values;
+    values.pictures = {config.exporting.format != "none", written.exported, written.skipped,
+                       written.failed, config.exporting.directory};
+    values.framesWanted = config.session.frames;
+    values.gainDb = scenario.frame.gainDb;
+    values.exposureUs = scenario.frame.exposureUs;
+    values.frameBytes = parts.memory.ActFsize();
+    values.dropped = counts.Dropped();
+    values.packetsResent = counts.packetsResent;
+    values.packetsMissing = counts.packetsMissing;
+    values.settingsNotTaken = settingsNotTaken.Count();
+    return progress.StatusLine(values);
 }
 
 void HostSession::CheckExporter()
@@ -432,6 +494,12 @@ int HostSession::Publish(std::uint32_t id, const void* value)
 /** The driver publishes the frame counter last, so all of the frame's values are known now. */
 void HostSession::FrameDescribed()
 {
+    const std::int64_t arrivalNs =
+        captureTimes_.Complete(&scenario.frame, parts.newestFrame(), scenario.tickNs, arrivalNs_);
+    const std::string clockWasSet = captureTimes_.Notice(parts.monotonicNs());
+    if (!clockWasSet.empty()) {
+        parts.log.Line(2, clockWasSet);
+    }
     if (scenario.tickNs == 0) {
         return;
     }
@@ -439,7 +507,7 @@ void HostSession::FrameDescribed()
         drift_.emplace(scenario.tickNs);
     }
     drift_->Frame(static_cast<std::int64_t>(scenario.frame.cameraTicks * scenario.tickNs),
-                  arrivalNs_);
+                  arrivalNs);
     if (parts.trace != nullptr) {
         parts.trace->Frame(
             arrivalNs_ / 1000, scenario.frame.cameraTicks,
@@ -469,6 +537,8 @@ int HostSession::Export(std::uint64_t timeUs)
     view.frameCounter = scenario.frame.frameCounter;
     view.gainDb = scenario.frame.gainDb;
     view.exposureUs = scenario.frame.exposureUs;
+    view.cameraFrameNumber = scenario.frame.cameraFrameNumber;
+    view.captureTimeNs = scenario.frame.captureTimeNs;
     if (parts.guard != nullptr) {
         parts.guard->Pause(); // with export.every_frame it may take as long as the disk
     }

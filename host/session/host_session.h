@@ -13,6 +13,8 @@
 #include "report/frame_trace.h"
 #include "report/log.h"
 #include "report/progress.h"
+#include "report/service_manager.h"
+#include "session/capture_times.h"
 #include "session/dynamic_lut.h"
 #include "session/guard_thread.h"
 #include "session/scenario.h"
@@ -38,9 +40,12 @@ struct HostParts {
     FrameMemory& memory;
     Exporter& exporter;
     std::function<std::int64_t()> monotonicNs;
-    std::function<TransferCounts()> transfers;  ///< of the newest transfer
-    std::function<std::int64_t()> wallClockNs;  ///< clock of the frames' time stamps
-    FrameTrace* trace = nullptr;                ///< records the frames; null: no trace
+    std::function<TransferCounts()> transfers;    ///< of the newest transfer
+    std::function<std::int64_t()> wallClockNs;    ///< clock of the frames' time stamps
+    FrameTrace* trace = nullptr;                  ///< records the frames; null: no trace
+    ServiceManager* manager = nullptr;            ///< null: none
+    std::function<std::string()> cameraName = {}; ///< of the open camera
+    std::function<FrameFacts()> newestFrame = [] { return FrameFacts(); };
     GuardThread* guard = nullptr;               ///< ends sessions early; null: nobody does
     std::function<bool()> waitsForTrigger = {}; ///< asks the open camera; empty: it never waits
     /** What became of the settings on the open camera; null: nobody looks. */
@@ -81,6 +86,11 @@ public:
 
     /** What the control socket shows. */
     void ShowState(RunState state, std::string_view sentence);
+    /** kvgrab waits before the next attempt, for this reason. */
+    void Waits(std::string_view why);
+    /** The grab thread is alive: what is to be said every so often is said if it is due. Called in
+     *  each round, and several times a second while waiting for a camera. */
+    void Alive();
 
     // ---- configuration ----
     /** Reads the file again. -1: it can't be used, and the old configuration stays. `*flag` becomes
@@ -137,6 +147,8 @@ private:
     void PlanNextLoop();
     void FrameDescribed();
     void ShowStatus(std::int64_t nowNs);
+    std::string StatusText() const;
+    void TellStatus(const std::string& text, bool urgent);
     void CheckExporter();
     void ForgetTableIfChanged(const ConfigChanges& changes);
     bool OutputLinesNeedACheck() const;
@@ -149,7 +161,8 @@ private:
     TransferCounts finishedTransfers_;
     std::uint64_t newestFinished_ = 0; ///< number of the newest finished transfer
     std::optional<ClockDrift> drift_;  ///< from the first frame on
-    std::int64_t arrivalNs_ = 0;       ///< of the newest frame, on the wall clock
+    CaptureTimes captureTimes_;
+    std::int64_t arrivalNs_ = 0; ///< of the newest frame, on the wall clock
     bool grabbing_ = false;
     std::uint32_t framesToGrab_ = 0;
     std::uint64_t sessionFrames_ = 0;
@@ -168,6 +181,9 @@ private:
     bool waitsForTrigger_ = false; ///< the camera, when it was last asked
     std::int64_t triggerAskedNs_ = 0;
     WaitNotice noFrames_;
+    bool cameraNamed_ = false;     ///< in this device session
+    std::string waitsFor_;         ///< empty once frames are grabbed
+    std::int64_t hourBeganNs_ = 0; ///< of the status lines in the log; 0: not yet
 };
 
 } // namespace kvgrab

@@ -157,12 +157,12 @@ NextStep RunSessions(const SessionLoopParts& parts)
             continue;
         }
         host.SessionFailed();
-        host.ShowState(RunState::Waiting, step.sentence);
         if (notice.Due(outcome.driverCode, host.parts.monotonicNs())) {
             host.parts.log.Line(
                 2, fmt::format("waiting: {}; trying again until it works or a signal ends kvgrab",
                                step.sentence));
         }
+        host.Waits(step.sentence);
         WaitForRetry(parts, &pace);
     }
 }

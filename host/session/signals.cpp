@@ -1,6 +1,7 @@
 #include "session/signals.h"
 
 #include "exit_status.h"
+#include "report/log.h"
 
 #include <algorithm>
 #include <array>
@@ -8,6 +9,7 @@
 #include <climits>
 #include <csignal>
 #include <cstring>
+#include <exception>
 #include <fmt/format.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -53,11 +55,25 @@ extern "C" void OnSignal(int number)
         [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, kText, sizeof(kText) - 1);
         _exit(static_cast<int>(ExitStatus::LeftAtOnce));
     }
+    if (number == SIGHUP) {
+        Log::FilesMayBeRotated();
+    }
     const std::uint64_t one = 1;
     for (const int wakeUp : {handlerContext.wakeUp, handlerContext.alsoWake}) {
         [[maybe_unused]] const ssize_t woken = write(wakeUp, &one, sizeof(one));
     }
     errno = formerErrno;
+}
+
+std::terminate_handler formerTerminate = nullptr;
+
+/** For errors that nobody handles, such as a lack of memory where none can be reported. */
+[[noreturn]] void OnTerminate()
+{
+    handlerContext.cleanup(handlerContext.cleanupContext);
+    constexpr char kText[] = "kvgrab: ended by an unexpected error, perhaps a lack of memory.\n";
+    [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, kText, sizeof(kText) - 1);
+    _exit(static_cast<int>(ExitStatus::Internal));
 }
 
 } // namespace
@@ -71,6 +87,7 @@ bool SignalCatcher::Install(SignalState* state, Cleanup cleanup, void* context, 
         return false;
     }
     handlerContext = {state, cleanup, context, wakeUp_.Get(), alsoWake};
+    formerTerminate = std::set_terminate(OnTerminate);
     struct sigaction action = {};
     action.sa_handler = OnSignal;
     action.sa_flags = SA_RESTART;
@@ -93,6 +110,7 @@ SignalCatcher::~SignalCatcher()
         sigaction(kCaught[i].number, &formerActions[i], nullptr);
     }
     sigaction(SIGPIPE, &formerActions.back(), nullptr);
+    std::set_terminate(formerTerminate);
 }
 
 bool SignalCatcher::Wait(std::int64_t milliseconds)

@@ -1,7 +1,8 @@
 /** Catches the process's signals for a SignalState.
  *
- *  INT and TERM terminate, QUIT quits, HUP reconfigures, USR1 and USR2 go to the driver; PIPE is
- *  ignored. The second INT or TERM that counts runs the clean-up and ends the process at once. */
+ *  INT and TERM terminate, QUIT quits, HUP reconfigures and opens rotated log files anew, USR1 and
+ *  USR2 go to the driver; PIPE is ignored. The second INT or TERM that counts runs the clean-up and
+ *  ends the process at once; so does an error that nobody handles. */
 #pragma once
 
 #include "file_handle.h"

@@ -90,7 +90,7 @@ struct GEV_TRANSFER_STATISTICS {
     std::uint64_t packetsOfFrame;            ///< that a complete frame has, as far as is known
     std::uint64_t packetSize;                ///< bytes, with all headers
     std::uint64_t packetsOfNewestIncomplete; ///< received, of the newest incomplete frame
-    std::uint64_t framesOfUnknownPayload;    ///< of a payload type that has no picture to deliver
+    std::uint64_t framesOfUnknownPayload;    ///< delivered incomplete: the payload type is unknown
     std::uint64_t startRefused;              ///< 1: the camera refused the newest start
 };
 

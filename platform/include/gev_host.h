@@ -1,5 +1,6 @@
 /** Camera calls for the host around a driver: which cameras are open in this process, how to make
- *  their accesses and waits fail at once, and what the newest frame was.
+ *  their accesses and waits fail at once, what the newest frame was, and which packet delay the
+ *  driver's options are set with.
  *
  *  The driver never uses them. They inject no faults and don't appear in the journal.
  *

@@ -19,6 +19,10 @@ TEST(Printable, LeavesNothingThatATerminalActsOn)
         {"\xE0\x82\x9B", "???", R"("\xe0\x82\x9b")"},         // one in too many bytes
         {"\xF4\x90\x80\x80", "????", R"("\xf4\x90\x80...")"}, // beyond Unicode
         {"\xF8\x88\x80\x80", "????", R"("\xf8\x88\x80...")"},
+        {"\xED\xA0\x80", "???", R"("\xed\xa0\x80")"},      // half of a pair of UTF-16
+        {"a\u202E\u2069", "a??????", R"("a\xe2\x80...")"}, // text that runs backwards
+        {"\u061C\u200F\u2028", "????????", R"("\xd8\x9c\xe2...")"},
+        {"\u200B\u202F\u2070", "\u200B\u202F\u2070", "\"\u200B\u202F\u2070\""},
         {"\x80\xE2\x82", "???", R"("\x80\xe2\x82")"},
     };
     for (const auto& row : kCases) {

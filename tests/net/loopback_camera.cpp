@@ -35,13 +35,13 @@ bool IsOwnAddress(const std::string& address)
 
 } // namespace
 
-void UseNetworkCameras()
+void UseNetworkCameras(int patienceMs)
 {
     if (!IsOwnAddress("127.0.0.1")) {
         GTEST_SKIP() << "no loopback network here";
     }
     const gevplat::BackendChoice onlyNetwork{
-        .simulated = false, .network = true, .interface = "", .patienceMs = 1500};
+        .simulated = false, .network = true, .interface = "", .patienceMs = patienceMs};
     std::string error;
     ASSERT_TRUE(gevplat::ChooseBackends(onlyNetwork, &error)) << error;
 }
@@ -89,6 +89,13 @@ void LoopbackCamera::Start(const std::string& serial, const std::string& address
     process_ = std::make_unique<Program>(command, folder_.Path());
     if (!process_->WaitFor("kvcam: ready at " + address)) {
         throw std::runtime_error("kvcam does not start: " + process_->Output());
+    }
+}
+
+void LoopbackCamera::Freeze() const
+{
+    if (process_ != nullptr) {
+        process_->Stop();
     }
 }
 

@@ -13,7 +13,7 @@
 
 /** Network cameras and no others from here on. Skips the test, and says so, where there is no
  *  loopback. */
-void UseNetworkCameras();
+void UseNetworkCameras(int patienceMs = 1500);
 
 /** What the platform logs for the life of this object; there is one at a time. */
 class PlatformLog
@@ -40,8 +40,8 @@ public:
     explicit LoopbackCamera(const std::string& serial, const std::string& address = "127.0.0.1",
                             const std::vector<std::string>& options = {});
 
-    /** As if its cable were pulled: it stops where it is. */
-    void Freeze() const { Signal(SIGSTOP); }
+    /** As if its cable were pulled: it stops where it is. Returns when it has. */
+    void Freeze() const;
     void Continue() const { Signal(SIGCONT); }
     /** As if its power were cut. Returns when it is gone. */
     void Kill();

@@ -29,6 +29,6 @@ private:
 
 std::unique_ptr<CameraUnderTest> MakeCameraUnderTest()
 {
-    UseNetworkCameras();
+    UseNetworkCameras(400); // well below the heartbeat time-out, after which it would be lost
     return std::make_unique<NetUnderTest>();
 }

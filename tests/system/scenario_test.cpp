@@ -35,7 +35,7 @@ class Scenario : public testing::TestWithParam<std::string>
 protected:
     Scenario()
     {
-        const std::string grab = std::string(KVGRAB " --memory ") + memory_;
+        const std::string grab = std::string(KVGRAB " --verbose --memory ") + memory_;
         const std::pair<const char*, std::string> variables[] = {
             {"KVGRAB", KVGRAB},
             {"KVCAM", KVCAM},

@@ -46,7 +46,7 @@ ArvGvFakeCamera* NewCamera(const Settings& settings)
 Camera::Camera(const Settings& settings)
     : settings_(settings), camera_(NewCamera(settings)),
       registers_(arv_gv_fake_camera_get_fake_camera(camera_.get())),
-      sender_(settings.address, settings.losses)
+      sender_(settings.address, settings.losses, settings.wideNumbers)
 {
     if (arv_gv_fake_camera_is_running(camera_.get()) == FALSE) {
         throw std::runtime_error("no camera can be at " + settings.address +
@@ -144,7 +144,8 @@ void Camera::TakeUpStart()
     payloadType_ = settings_.chunks && registers_.Get(kChunkModeActive) != 0
                        ? kChunkPayload
                        : settings_.payloadType;
-    sendsItself_ = payloadType_ != kImagePayload || settings_.losses.packet.has_value();
+    sendsItself_ = payloadType_ != kImagePayload || settings_.losses.packet.has_value() ||
+                   settings_.wideNumbers;
     // Of frames that FrameSender sends the library's camera drops all packets.
     g_object_set(camera_.get(), "gvsp-lost-ratio", sendsItself_ ? 1.0 : settings_.losses.ratio,
                  nullptr);

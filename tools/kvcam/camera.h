@@ -27,6 +27,7 @@ struct Settings {
     std::uint32_t payloadType = kImagePayload; ///< of frames without chunk data
     std::uint32_t firstNumber = 1;             ///< of the first frame after a start
     bool wrapsToZero = false;                  ///< frame numbers go from 65535 to 0, else to 1
+    bool wideNumbers = false;                  ///< frame numbers have 64 bits
     unsigned skipFrames = 0; ///< frames whose number this divides are not sent; 0: none
     bool chunks = false;     ///< sends chunk data once a client switches it on
 };

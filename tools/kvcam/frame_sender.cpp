@@ -13,7 +13,8 @@ namespace kvcam
 namespace
 {
 
-constexpr std::uint32_t kPacketOverhead = 36; // IP, UDP and GVSP headers, bytes
+constexpr std::uint32_t kPacketOverhead = 36;     // IP, UDP and GVSP headers, bytes
+constexpr std::uint32_t kWidePacketOverhead = 48; // the same with frame numbers of 64 bits
 constexpr std::uint32_t kImageChunk = 0x0F;
 constexpr std::uint32_t kFirstChunk = 0x10; // the others follow in the order of ChunkSelector
 constexpr std::uint32_t kByteBits = 8;
@@ -29,7 +30,8 @@ template <std::size_t Bytes> std::array<std::uint8_t, Bytes> BigEndian(std::uint
 
 } // namespace
 
-FrameSender::FrameSender(const std::string& address, const Losses& losses) : losses_(losses)
+FrameSender::FrameSender(const std::string& address, const Losses& losses, bool wideNumbers)
+    : losses_(losses), wideNumbers_(wideNumbers)
 {
     socket_.Bind(EndpointOf(address, 0));
 }
@@ -73,18 +75,42 @@ bool FrameSender::IsLost(std::uint32_t number)
            std::uniform_real_distribution<>()(random_) < losses_.ratio;
 }
 
+/** The first two bytes, the status, are 0. Narrow headers leave the rest unused. */
+FrameSender::Header FrameSender::HeaderOf(const FrameNotes& notes, Content content,
+                                          std::uint32_t packet) const
+{
+    constexpr unsigned kHalf = 32;
+    constexpr unsigned kContentShift = 24;
+    constexpr std::uint32_t kWide = 0x80000000;
+    constexpr std::uint64_t kBehind32Bits = std::uint64_t{1} << kHalf;
+    const std::uint32_t kind = static_cast<std::uint32_t>(content) << kContentShift;
+    Header header{};
+    if (!wideNumbers_) {
+        const auto bytes =
+            BigEndian<kNarrowHeader>(std::uint64_t{notes.id} << kHalf | kind | packet);
+        std::copy(bytes.begin(), bytes.end(), header.begin());
+        return header;
+    }
+    const auto start = BigEndian<sizeof(std::uint64_t)>(kind | kWide);
+    const auto number = BigEndian<sizeof(std::uint64_t)>(kBehind32Bits + notes.number);
+    const auto end = BigEndian<sizeof packet>(packet);
+    std::copy(end.begin(), end.end(),
+              std::copy(number.begin(), number.end(),
+                        std::copy(start.begin(), start.end(), header.begin())));
+    return header;
+}
+
 void FrameSender::SendPacket(const FrameNotes& notes, Content content,
                              std::span<const std::uint8_t> bytes)
 {
-    constexpr unsigned kContentShift = 24;
     const bool lost = IsLost(notes.number);
-    const std::uint32_t kind = static_cast<std::uint32_t>(content) << kContentShift | packetId_++;
+    const std::uint32_t packet = packetId_++;
     if (lost) {
         return;
     }
-    auto header =
-        BigEndian<8>(std::uint64_t{notes.id} << 32 | kind); // the first two bytes: status 0
-    iovec parts[] = {{header.data(), header.size()},
+    auto header = HeaderOf(notes, content, packet);
+    const std::size_t headerBytes = wideNumbers_ ? header.size() : kNarrowHeader;
+    iovec parts[] = {{header.data(), headerBytes},
                      {const_cast<std::uint8_t*>(bytes.data()), bytes.size()}};
     msghdr message{};
     message.msg_name = &client_;
@@ -104,7 +130,8 @@ void FrameSender::Send(const Registers& registers, const FrameNotes& notes,
     client_.sin_addr.s_addr = htonl(registers.Get(kStreamAddress));
     client_.sin_port = htons(static_cast<std::uint16_t>(registers.Get(kStreamPort)));
     const std::uint32_t packetSize = registers.Get(kStreamPacketSize) & 0xFFFF;
-    const std::size_t blockSize = std::max(packetSize, kPacketOverhead + 1) - kPacketOverhead;
+    const std::uint32_t overhead = wideNumbers_ ? kWidePacketOverhead : kPacketOverhead;
+    const std::size_t blockSize = std::max(packetSize, overhead + 1) - overhead;
     payload_.assign(image.begin(), image.end());
     if (payloadType == kChunkPayload) {
         AddChunks(registers, notes);

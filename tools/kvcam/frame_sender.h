@@ -1,5 +1,6 @@
 /** Sends the frames that the library's camera can't: those with chunk data (GigE Vision payload
- * type 4), those that lose a given packet, and those of another payload type.
+ * type 4), those that lose a given packet, those of another payload type, and those with numbers of
+ * 64 bits.
  *
  *  In chunk data the image and each value are followed by a trailer of id and length, 4 bytes each.
  *  All numbers are big endian. kvcam.xml has a port for each id. */
@@ -8,6 +9,7 @@
 #include "tools/kvcam/registers.h"
 #include "tools/kvcam/udp_socket.h"
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <random>
@@ -40,7 +42,7 @@ class FrameSender
 {
 public:
     /** Sends from this address. */
-    FrameSender(const std::string& address, const Losses& losses);
+    FrameSender(const std::string& address, const Losses& losses, bool wideNumbers);
 
     /** Sends the image to the client whose address is in the registers, with payload type 4
      *  followed by the enabled chunks. */
@@ -50,6 +52,10 @@ public:
 private:
     enum class Content : std::uint32_t { Leader = 1, Trailer = 2, Data = 3 };
 
+    static constexpr std::size_t kNarrowHeader = 8;
+    using Header = std::array<std::uint8_t, 20>; ///< for a number of 64 bits
+
+    Header HeaderOf(const FrameNotes& notes, Content content, std::uint32_t packet) const;
     void Put32(std::uint32_t value);
     void Put64(std::uint64_t value);
     void PutTrailer(std::uint32_t id, std::uint32_t bytes);
@@ -59,6 +65,7 @@ private:
 
     UdpSocket socket_;
     const Losses losses_;
+    const bool wideNumbers_;
     std::minstd_rand random_;
     sockaddr_in client_{};
     std::uint32_t packetId_ = 0;

@@ -59,6 +59,7 @@ std::optional<Options> ReadOptions(int argc, char** argv, int* exitCode)
         ->check(CLI::Range(1, 65535));
     app.add_flag("--wrap-to-zero", camera.wrapsToZero,
                  "frame numbers go from 65535 to 0 rather than to 1");
+    app.add_flag("--wide-numbers", camera.wideNumbers, "frame numbers have 64 bits, not 16");
     app.add_option("--skip-frames", camera.skipFrames,
                    "leaves out each frame with a number that this divides; 0: none")
         ->check(CLI::Validator(

@@ -155,13 +155,17 @@ Opened OpenThrough(const Channel& channel, std::uint32_t address)
 {
     const auto work =
         Background<Opened>::Begin([channel, address] { return OpenHere(channel, address); });
-    std::optional<Opened> opened =
-        work->Wait([&channel] { return gevplat::Interruption::IsOn() || channel->IsSilent(); });
+    std::optional<Opened> opened = work->Wait([&channel] {
+        return gevplat::Interruption::IsOn() || !channel->IsAnswering() || channel->IsSilent();
+    });
     if (opened && !(opened->status != kGevOk && gevplat::Interruption::IsOn())) {
         return std::move(*opened);
     }
     channel->GiveControlBack();
-    return {.status = kGevTimeout, .device = nullptr, .error = "it does not answer"};
+    if (gevplat::Interruption::IsOn()) {
+        return {.status = kGevTimeout, .device = nullptr, .error = {}};
+    }
+    return {.status = kGevNotFound, .device = nullptr, .error = "it does not answer"};
 }
 
 void CloseThrough(const Channel& channel, ArvDevice* device)

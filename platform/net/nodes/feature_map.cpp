@@ -84,18 +84,21 @@ using Selectors = std::unordered_map<std::string, std::vector<INode*>>;
 
 /** Adds the selectors of a feature, each of them behind its own selectors and once. Circles end at
  *  those that were met before. */
-void AddSelectors(const Selectors& direct, const std::string& feature, int depth,
-                  std::vector<INode*>* met, std::vector<INode*>* ordered)
+void AddSelectors(const Selectors& direct, const std::string& feature, std::vector<INode*>* met,
+                  std::vector<INode*>* ordered)
 {
-    constexpr int kMostDeep = 10; // cameras have two levels; a faulty description, any number
+    constexpr std::size_t kMost = 16; // cameras have two or three; a faulty description, any number
     const auto found = direct.find(feature);
-    if (found == direct.end() || depth == kMostDeep) {
+    if (found == direct.end()) {
         return;
     }
     for (INode* selector : found->second) {
+        if (met->size() > kMost) {
+            return;
+        }
         if (std::find(met->begin(), met->end(), selector) == met->end()) {
             met->push_back(selector);
-            AddSelectors(direct, selector->GetName(), depth + 1, met, ordered);
+            AddSelectors(direct, selector->GetName(), met, ordered);
             ordered->push_back(selector);
         }
     }
@@ -284,7 +287,7 @@ void FeatureMap::Impl::NameSelectors(ArvGc* features)
         if (node->AsInteger() != nullptr || node->AsEnumeration() != nullptr) {
             ForEachSelected(features, node->GetName(), [&](const std::string& selected) {
                 std::vector<INode*>& selectors = direct[selected];
-                if (std::find(selectors.begin(), selectors.end(), node.get()) == selectors.end()) {
+                if (selectors.empty() || selectors.back() != node.get()) { // named twice
                     selectors.push_back(node.get());
                 }
             });
@@ -297,7 +300,7 @@ void FeatureMap::Impl::NameSelectors(ArvGc* features)
         }
         std::vector<INode*> met = {Find(name)};
         std::vector<INode*> ordered;
-        AddSelectors(direct, name, 0, &met, &ordered);
+        AddSelectors(direct, name, &met, &ordered);
         feature->SetSelectors(std::move(ordered));
     }
 }

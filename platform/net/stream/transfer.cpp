@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <chrono>
 #include <fmt/format.h>
-#include <utility>
 
 namespace net
 {
@@ -21,9 +20,6 @@ constexpr std::uint32_t kForEverAsked = 0xFFFFFFFF;
 constexpr auto kSlice = std::chrono::milliseconds(50); ///< after which a wait checks the state
 constexpr std::uint32_t kPacketTimeoutUs = 20'000;     ///< after which a packet is requested again
 constexpr std::uint32_t kRequests = 4;                 ///< for which a held frame leaves time
-constexpr std::uint64_t kHeaders = 36;                 ///< of IP, UDP and the stream, bytes
-constexpr std::uint64_t kLongHeaders = 48;             ///< the same with frame numbers of 64 bits
-constexpr std::uint64_t kEnds = 2; ///< packets: the one before the image and the one behind it
 
 constexpr const char* kChunkGain = "ChunkGain";
 constexpr const char* kChunkExposure = "ChunkExposureTime";
@@ -31,18 +27,11 @@ constexpr const char* kChunkExposure = "ChunkExposureTime";
 /** Fills a buffer until the packet comes that begins a frame. */
 constexpr std::uint64_t kNoNumber = ~std::uint64_t{0};
 
-bool HasPicture(ArvBufferPayloadType payload)
+std::size_t BytesOf(ArvBuffer* buffer)
 {
-    switch (payload) {
-    case ARV_BUFFER_PAYLOAD_TYPE_IMAGE:
-    case ARV_BUFFER_PAYLOAD_TYPE_RAWDATA:
-    case ARV_BUFFER_PAYLOAD_TYPE_CHUNK_DATA:
-    case ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA:
-    case ARV_BUFFER_PAYLOAD_TYPE_MULTIPART:
-        return true;
-    default:
-        return false;
-    }
+    std::size_t size = 0;
+    arv_buffer_get_data(buffer, &size);
+    return size;
 }
 
 /** Null without a chunk that is read: looking for one that isn't there would cost every frame. */
@@ -85,7 +74,7 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
     made->frameTimeoutMs_ = frameTimeoutMs;
     g_object_set(made->stream_.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, nullptr);
     auto* const camera = ARV_GV_DEVICE(device.Handle());
-    made->packetSize_ = arv_gv_device_get_packet_size(camera, error.Out());
+    const std::uint64_t packetSize = arv_gv_device_get_packet_size(camera, error.Out());
     if (!error) {
         made->tickFrequency_ = device.TickFrequency(error.Out());
     }
@@ -94,8 +83,7 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
                                error.Text()));
         return kGevError;
     }
-    made->headers_ = kHeaders;
-    made->packetsOfFrame_ = made->PacketsOf(size);
+    made->counts_.Make(packetSize, size);
     made->chunks_ = MakeChunkParser(device.Handle());
     made->places_.resize(count);
     for (std::uint32_t i = 0; i < count; ++i) {
@@ -124,10 +112,8 @@ void Transfer::Start(std::uint32_t frames, const Geometry& geometry, const Pace&
     const base::SignalsBlocked blocked;
     const std::lock_guard lock(mutex_);
     geometry_ = geometry;
-    packetsOfFrame_ = PacketsOf(geometry.payloadBytes);
+    counts_.Start(geometry.payloadBytes);
     framesLeft_ = frames == kForEverAsked ? kForEver : frames;
-    ids_.Restart();
-    packets_.Restart();
     const std::uint32_t holdBackUs =
         HoldBackUs(pace, static_cast<std::uint32_t>(places_.size()), frameTimeoutMs_);
     g_object_set(stream_.get(), "frame-retention", holdBackUs, "packet-timeout",
@@ -142,7 +128,7 @@ void Transfer::Start(std::uint32_t frames, const Geometry& geometry, const Pace&
 void Transfer::StartWasRefused(bool refused)
 {
     const std::lock_guard lock(mutex_);
-    startRefused_ = refused;
+    counts_.StartWasRefused(refused);
 }
 
 void Transfer::Stop()
@@ -227,58 +213,6 @@ void Transfer::OnStream(void* starts, ArvStreamCallbackType event, ArvBuffer*) n
     }
 }
 
-std::uint64_t Transfer::PacketsOf(std::uint64_t bytes) const
-{
-    const std::uint64_t inPacket = std::max(packetSize_, headers_ + 1) - headers_;
-    return (bytes + inPacket - 1) / inPacket + kEnds;
-}
-
-/** Whether frame numbers have 64 bits shows only in how many packets a complete frame took. */
-void Transfer::LearnHeaders(std::uint64_t bytes, std::uint64_t packets)
-{
-    if (packets == PacketsOf(bytes)) {
-        return;
-    }
-    const std::uint64_t before = std::exchange(headers_, kHeaders + kLongHeaders - headers_);
-    if (packets != PacketsOf(bytes)) {
-        headers_ = before;
-    }
-}
-
-/** Frames that are missing between the numbers of two frames, in which time `unplaced` packets
- * found no buffer. The library counts these packets, but not the frames that they belong to. */
-void Transfer::CountGap(std::uint64_t frames, std::uint64_t unplaced)
-{
-    const std::uint64_t underruns =
-        std::min(frames, (unplaced + packetsOfFrame_ - 1) / packetsOfFrame_);
-    underruns_ += underruns;
-    lost_ += frames - underruns;
-}
-
-void Transfer::Count(ArvBuffer* buffer, const FrameStart& start, const Arrivals& end, bool complete)
-{
-    ++(complete ? received_ : incomplete_);
-    framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
-    std::uint64_t gap = 0;
-    if (arv_buffer_get_frame_id(buffer) != kNoNumber) {
-        gap = ids_.Came(arv_buffer_get_frame_id(buffer));
-        CountGap(gap, Growth(unplacedAtGap_, start.before.unplaced));
-        unplacedAtGap_ = start.before.unplaced;
-    }
-    unplacedAtFrame_ = start.before.unplaced;
-
-    std::size_t size = 0;
-    arv_buffer_get_data(buffer, &size);
-    const std::uint64_t came = Growth(start.before.sent, end.sent);
-    if (complete) {
-        LearnHeaders(size, came);
-        packetsOfFrame_ = PacketsOf(size);
-    } else {
-        ofNewestIncomplete_ = std::min(came, packetsOfFrame_);
-    }
-    packets_.Frame(packetsOfFrame_, gap, complete, start.before, end, starts_.Now().resent);
-}
-
 Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
 {
     const ArvBufferStatus result = arv_buffer_get_status(buffer);
@@ -286,21 +220,35 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
         g_object_unref(buffer); // nothing may be written to it any more
         return nullptr;
     }
-    if (result == ARV_BUFFER_STATUS_CLEARED) {
-        DropUnknown(buffer);
+    if (result == ARV_BUFFER_STATUS_CLEARED) { // ignored: the library doesn't know its payload type
+        if (started_) {
+            counts_.HadUnknownPayload(); // the packets behind it become a frame without a number
+        }
+        Push(buffer);
         return nullptr;
     }
-    Arrivals end;
-    const FrameStart start = starts_.Take(&end);
+    DeliveredFrame frame;
+    const FrameStart start = starts_.Take(&frame.end);
     if (result == ARV_BUFFER_STATUS_ABORTED || !started_ || framesLeft_ == 0) {
         Push(buffer);
         return nullptr;
     }
     auto& place = *const_cast<Place*>(static_cast<const Place*>(arv_buffer_get_user_data(buffer)));
-    const bool complete = IsComplete(buffer);
-    Count(buffer, start, end, complete);
-    Describe(place, complete, start);
-    if (complete) {
+    if (arv_buffer_get_frame_id(buffer) != kNoNumber) {
+        frame.number = arv_buffer_get_frame_id(buffer);
+    }
+    // Without its number a frame lacks at least the packet that has it.
+    frame.complete = result == ARV_BUFFER_STATUS_SUCCESS && frame.number && HoldsImage(buffer);
+    frame.bytes = BytesOf(buffer);
+    frame.begin = start.before;
+    frame.resent = starts_.Now().resent;
+    framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
+    place.entry = {};
+    place.entry.frameId = static_cast<std::uint32_t>(counts_.Came(frame));
+    place.entry.frameNumber = frame.number.value_or(0);
+    place.entry.arrivalNs = start.realTimeNs;
+    Describe(place, frame.complete);
+    if (frame.complete) {
         ReadFrameValues(buffer);
         *status = kGevOk;
     } else {
@@ -312,46 +260,20 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
     return &place;
 }
 
-/** A frame of a payload type that the library doesn't know: it ignores the first packet and gives
- *  the buffer back. The packets behind it become a frame without a number. */
-void Transfer::DropUnknown(ArvBuffer* buffer)
-{
-    if (started_ && arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_CLEARED) {
-        ++unknownFrames_;
-    }
-    Push(buffer);
-}
-
-/** A frame without its number is never complete: its first packet, which has the number, is
- *  missing. */
-bool Transfer::IsComplete(ArvBuffer* buffer) const
-{
-    return arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS &&
-           arv_buffer_get_frame_id(buffer) != kNoNumber &&
-           HasPicture(arv_buffer_get_payload_type(buffer)) && HoldsImage(buffer);
-}
 /** The library also calls a frame a success when it was cut to the buffer's size. */
 bool Transfer::HoldsImage(ArvBuffer* buffer) const
 {
-    std::size_t size = 0;
-    arv_buffer_get_data(buffer, &size);
-    return size >= geometry_.imageBytes;
+    return BytesOf(buffer) >= geometry_.imageBytes;
 }
 
-void Transfer::Describe(Place& place, bool complete, const FrameStart& start)
+void Transfer::Describe(Place& place, bool complete)
 {
     ArvBuffer* const buffer = place.buffer.get();
     std::size_t size = 0;
     const void* const data = arv_buffer_get_data(buffer, &size);
     const std::uint64_t ticks = TicksOf(arv_buffer_get_timestamp(buffer), tickFrequency_);
     _tag_GEVBUF_ENTRY& entry = place.entry;
-    entry = {};
     entry.status = complete ? kGevOk : kGevIncomplete;
-    const std::uint64_t number = arv_buffer_get_frame_id(buffer);
-    const bool numbered = number != kNoNumber;
-    entry.frameNumber = numbered ? number : 0;
-    entry.frameId = static_cast<std::uint32_t>(numbered ? number : ids_.CameWithoutNumber());
-    entry.arrivalNs = start.realTimeNs;
     entry.timestamp = ticks;
     entry.timestampHigh = static_cast<std::uint32_t>(ticks >> 32);
     entry.timestampLow = static_cast<std::uint32_t>(ticks);
@@ -428,23 +350,7 @@ Transfer::Place* Transfer::PlaceOf(const _tag_GEVBUF_ENTRY* frame)
 GEV_TRANSFER_STATISTICS Transfer::Statistics() const
 {
     const std::lock_guard lock(mutex_);
-    GEV_TRANSFER_STATISTICS counts{};
-    counts.framesReceived = received_;
-    counts.framesIncomplete = incomplete_;
-    // Those since the last frame are counted once a frame comes; until then their packets are
-    // counted.
-    const Arrivals now = starts_.Now();
-    counts.underruns = underruns_ + Growth(unplacedAtFrame_, now.unplaced) / packetsOfFrame_;
-    counts.framesLost = lost_;
-    counts.packetsReceived = now.sent + now.resent;
-    counts.packetsResent = now.resent;
-    counts.packetsMissing = packets_.Missing();
-    counts.packetsOfFrame = packetsOfFrame_;
-    counts.packetSize = packetSize_;
-    counts.packetsOfNewestIncomplete = ofNewestIncomplete_;
-    counts.framesOfUnknownPayload = unknownFrames_;
-    counts.startRefused = startRefused_ ? 1 : 0;
-    return counts;
+    return counts_.Read(starts_.Now());
 }
 
 } // namespace net

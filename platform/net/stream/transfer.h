@@ -6,10 +6,9 @@
 #include "net/deferred_log.h"
 #include "net/library_owners.h"
 #include "net/nodes/feature_map.h"
-#include "net/stream/frame_ids.h"
+#include "net/stream/frame_counts.h"
 #include "net/stream/frame_starts.h"
 #include "net/stream/hold_back.h"
-#include "net/stream/packet_account.h"
 
 #include <cstdint>
 #include <memory>
@@ -67,17 +66,10 @@ private:
     Place* PlaceOf(const _tag_GEVBUF_ENTRY* frame);
     /** A buffer that came from the stream, under the mutex: a frame for the caller, or null. */
     Place* Receive(ArvBuffer* buffer, int* status);
-    /** A frame that the library gave up at its first packet. */
-    void DropUnknown(ArvBuffer* buffer);
-    bool IsComplete(ArvBuffer* buffer) const;
     bool HoldsImage(ArvBuffer* buffer) const;
-    void Describe(Place& place, bool complete, const FrameStart& start);
+    void Describe(Place& place, bool complete);
     void ReadFrameValues(ArvBuffer* buffer);
     void ForgetFrameValues();
-    void CountGap(std::uint64_t frames, std::uint64_t unplaced);
-    void Count(ArvBuffer* buffer, const FrameStart& start, const Arrivals& end, bool complete);
-    std::uint64_t PacketsOf(std::uint64_t bytes) const;
-    void LearnHeaders(std::uint64_t bytes, std::uint64_t packets);
     static void OnStream(void* starts, ArvStreamCallbackType event, ArvBuffer* buffer) noexcept;
     void Push(ArvBuffer* buffer);
     void Drain();
@@ -91,25 +83,12 @@ private:
     std::vector<Place> places_;
     Geometry geometry_;
     std::uint64_t tickFrequency_ = 0; ///< Hz
-    FrameIds ids_;
     bool started_ = false;
     bool running_ = true; ///< the library's thread
     bool retired_ = false;
     std::uint64_t framesLeft_ = 0; ///< of those asked for; for ever: kForEver
-    std::uint64_t received_ = 0;
-    std::uint64_t incomplete_ = 0;
-    std::uint64_t lost_ = 0;
-    std::uint64_t underruns_ = 0;
-    bool startRefused_ = false;
     std::uint32_t frameTimeoutMs_ = 0;
-    std::uint64_t packetSize_ = 0; ///< bytes
-    std::uint64_t headers_ = 0;    ///< bytes of a packet that aren't the frame's
-    std::uint64_t packetsOfFrame_ = 1;
-    std::uint64_t unplacedAtGap_ = 0;   ///< packets without a buffer, when numbers were compared
-    std::uint64_t unplacedAtFrame_ = 0; ///< the same, when a frame was last delivered
-    PacketAccount packets_;
-    std::uint64_t ofNewestIncomplete_ = 0; ///< packets
-    std::uint64_t unknownFrames_ = 0;      ///< their payload type is
+    FrameCounts counts_;
 };
 
 /** Nanoseconds as the library gives them back to the camera's ticks: it rounds down. */

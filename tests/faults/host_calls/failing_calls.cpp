@@ -262,7 +262,6 @@ KV_CALL(int, renameat2,
         (from, path, to, target, flags))
 KV_CALL(int, unlinkat, (int folder, const char* path, int flags) noexcept, (folder, path, flags))
 KV_CALL(int, eventfd, (unsigned initial, int flags) noexcept, (initial, flags))
-KV_CALL(int, flock, (int fd, int operation) noexcept, (fd, operation))
 KV_CALL(int, fsync, (int fd), (fd))
 
 } // extern "C"

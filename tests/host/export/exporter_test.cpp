@@ -165,7 +165,7 @@ TEST_F(ExporterTest, IndexHasARowForEachFrameInTheirOrder)
     options_.everyFrame = true;
     Exporter& exporter = Started();
     std::string expected = "number,file,time_us,camera_ticks,frame_counter,gain_db,exposure_us,"
-                           "width,height,codec\n";
+                           "width,height,codec,camera_frame_number,capture_time_ns\n";
     for (std::uint32_t i = 1; i <= 200; ++i) {
         const Bytes pixels(i % 7 == 0 ? 100000 : 4,
                            static_cast<std::uint8_t>(i)); // some take longer
@@ -175,9 +175,12 @@ TEST_F(ExporterTest, IndexHasARowForEachFrameInTheirOrder)
         view.frameCounter = 4'000'000'000 + i;
         view.gainDb = 3.5F;
         view.exposureUs = 10000.25F;
+        view.cameraFrameNumber = 18'000'000'000'000'000'000U + i;
+        view.captureTimeNs = 1'700'000'000'123'456'000 + i;
         ASSERT_EQ(exporter.Export(view), ExportResult::kQueued);
         expected += fmt::format("{0},frame_{0:06}.raw,1700000000000{0:03},125000000{0:03},"
-                                "4000000{0:03},3.5,10000.25,4,1,MONO8T\n",
+                                "4000000{0:03},3.5,10000.25,4,1,MONO8T,"
+                                "18000000000000000{0:03},1700000000123456{0:03}\n",
                                 i);
     }
     exporter.Close();
@@ -212,7 +215,7 @@ TEST_F(ExporterTest, FullQueueSkipsAndGoesOnWithTheFramesThatItTook)
     EXPECT_EQ(exporter.Counters().exported, 12U);
     EXPECT_EQ(exporter.Counters().failed, 0U);
     EXPECT_EQ(exporter.Counters().skipped, 2U);
-    EXPECT_THAT(Index(), HasSubstr("3,frame_000003.raw,0,0,0,0,0,4,1,MONO8T\n"));
+    EXPECT_THAT(Index(), HasSubstr("3,frame_000003.raw,0,0,0,0,0,4,1,MONO8T,0,0\n"));
     EXPECT_THAT(Index(), HasSubstr("\n12,frame_000012.raw,"));
 }
 
@@ -248,7 +251,7 @@ TEST_F(ExporterTest, FullDiskFailsTheFrameLeavesNothingAndGoesOn)
         exporter.Close();
     }
     EXPECT_THAT(Names(), UnorderedElementsAre("index.csv", "frame_000006.raw"));
-    EXPECT_THAT(Index(), testing::ContainsRegex("codec\n6,frame_000006.raw,.*\n$"));
+    EXPECT_THAT(Index(), testing::ContainsRegex("capture_time_ns\n6,frame_000006.raw,.*\n$"));
     EXPECT_EQ(exporter.Counters().exported, 1U);
     EXPECT_FALSE(exporter.Failed());
     EXPECT_THAT(reports_, ElementsAre(HasSubstr("frame_000001.raw' can't be written: File too"),

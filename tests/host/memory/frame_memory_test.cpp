@@ -117,18 +117,18 @@ struct WatchedInfo {
     std::vector<std::size_t> valuesBefore; ///< per word: how many values stood before it
     std::vector<double> values;
     Word word{this}, timeUs{this}, cameraTicks{this}, frameCounter{this}, frameBytes{this},
-        gainDb{this}, exposureUs{this};
+        gainDb{this}, exposureUs{this}, captureTimeNs{this}, cameraFrameNumber{this};
 };
 
 TEST(FrameMemory, AFramesValuesStandBeforeItsWordSaysSo)
 {
     WatchedInfo info;
-    PublishFrame(info, {9, 1, 2, {3, 70'000, 5, 6}});
+    PublishFrame(info, {9, 1, 2, {3, 70'000, 5, 6, 7, 8}});
     EXPECT_THAT(info.words,
                 ElementsAre(std::pair(PackFrameWord(8, kFrameFilling), std::memory_order_relaxed),
                             std::pair(PackFrameWord(9, kFrameHeld), std::memory_order_release)));
-    EXPECT_THAT(info.valuesBefore, ElementsAre(0, 6));
-    EXPECT_THAT(info.values, testing::UnorderedElementsAre(1, 2, 3, 70'000, 5, 6));
+    EXPECT_THAT(info.valuesBefore, ElementsAre(0, 8));
+    EXPECT_THAT(info.values, testing::UnorderedElementsAre(1, 2, 3, 70'000, 5, 6, 7, 8));
 }
 
 /*  Four buffers, one spare frame. Arriving   1 2 3 4 5        f filling, r released, h held

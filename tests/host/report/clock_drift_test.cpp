@@ -54,6 +54,7 @@ TEST(ClockDrift, FindsTheValueToConfigureBehindAHeavyTail)
         EXPECT_NEAR(minute->nsPerS, ppm * 1000, 150) << ppm;
         EXPECT_LT(minute->uncertainNsPerS, 300);
         EXPECT_NEAR(minute->nsPerS, ppm * 1000, 2 * minute->uncertainNsPerS);
+        EXPECT_EQ(minute->IsSignificant(), ppm != 0);
         const auto hour = Measure({.ppm = ppm, .fps = 30, .seconds = 3600});
         ASSERT_TRUE(hour);
         EXPECT_NEAR(hour->nsPerS, ppm * 1000, 3) << ppm;

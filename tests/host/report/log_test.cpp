@@ -1,6 +1,8 @@
-// The format of lines, the status line on a terminal, failing files, and lines from two threads.
+// The format of lines, the status line on a terminal, failing and rotated files, repeated lines,
+// lines from two threads, and what a service manager hears.
 
 #include "report/log.h"
+#include "report/service_manager.h"
 #include "tests/system/files.h"
 
 #include <gmock/gmock.h>
@@ -9,6 +11,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <filesystem>
+#include <fmt/format.h>
 #include <map>
 #include <pthread.h>
 #include <sys/ioctl.h>
@@ -103,20 +107,20 @@ TEST(Log, FileTakesTheLinesAndGivesBackItsTroubles)
     EXPECT_FALSE(log.OpenFile("/nonexistent/log", &error));
     EXPECT_THAT(error, HasSubstr("/nonexistent/log"));
     ASSERT_TRUE(log.OpenFile(path, &error)) << error;
-    log.Line(3, std::string(10'000, '-') + "one"); // so that the limits concern this file alone
+    log.FileLine(3, std::string(10'000, '-') + "one"); // so that the limits concern this file alone
     ASSERT_TRUE(log.OpenFile(path, &error)) << error;
-    log.Line(3, "two");
+    log.FileLine(3, "two");
     rlimit before = {};
     getrlimit(RLIMIT_FSIZE, &before);
     std::signal(SIGXFSZ, SIG_IGN);
     for (int time = 0; time < 2; ++time) { // the disk fills up in the middle of a line
         const rlimit full = {ReadFile(path).size() + 10, before.rlim_max};
         setrlimit(RLIMIT_FSIZE, &full);
-        log.Line(3, "lost");
-        log.Line(3, "lost, too");
+        log.FileLine(3, "lost");
+        log.FileLine(3, "lost, too");
         setrlimit(RLIMIT_FSIZE, &before);
-        log.Line(3, "three");
-        log.Line(3, "four");
+        log.FileLine(3, "three");
+        log.FileLine(3, "four");
     }
     std::string again =
         StampedLine(FixedClock(), 2, "the log file can be written again; 2 lines are lost");
@@ -126,6 +130,129 @@ TEST(Log, FileTakesTheLinesAndGivesBackItsTroubles)
                             EndsWith("four"), again, EndsWith(" I three"), EndsWith("four")));
     const auto fails = HasSubstr("E the log file can't be written: File too large; lines are lost");
     EXPECT_THAT(LinesOf(terminal.Content()), ElementsAre(fails, again, fails, again));
+}
+
+TEST(Log, TerminalCanHaveAShorterViewAndARotatedFileIsOpenedAnew)
+{
+    const TempFolder folder;
+    const std::string path = folder / "log";
+    const NamelessFile terminal;
+    std::string error;
+    {
+        Log log(terminal.Fd(), false, 3, FixedClock);
+        log.SetView({.driverProgress = false, .journal = true});
+        ASSERT_TRUE(log.OpenFile(path, &error)) << error;
+        DriverSays(log, 3, "progress");
+        DriverSays(log, 2, "a warning");
+        log.Line(3, "own");
+        for (const bool renamed : {true, false}) {
+            if (renamed) {
+                std::filesystem::rename(path, folder / "log.1");
+            }
+            Log::FilesMayBeRotated();
+            log.CatchUp();
+        }
+        EXPECT_THAT(LinesOf(ReadFile(folder / "log.1")),
+                    ElementsAre(EndsWith("progress"), EndsWith("warning"), EndsWith(" I own")));
+        EXPECT_THAT(LinesOf(ReadFile(path)), ElementsAre(HasSubstr("the log goes on here")));
+        std::filesystem::remove_all(folder.Path()); // now there is no place for a new file
+        Log::FilesMayBeRotated();
+        log.FileLine(3, "in the old file");
+    }
+    EXPECT_THAT(LinesOf(terminal.Content()),
+                ElementsAre("<4>kv_td_proc:12 ProcLoop: a warning", "<6>own",
+                            HasSubstr("the old file is used")));
+}
+
+TEST(RepeatFilter, FirstLinesAndChangesAreWrittenTheRestIsSummedUp)
+{
+    using Verdict = RepeatFilter::Verdict;
+    const struct {
+        const char* what;
+        const char* source; ///< empty: kvgrab itself
+        const char* format;
+        std::int64_t everyMs;
+        int lines;
+        int written;
+    } kCases[] = {
+        {"the same at each attempt", "a:1 F: ", "no camera", 30'000, 2880, 10},
+        {"the same but for a clock", "a:1 F: ", "TSus_1700000{:09} no camera", 2000, 50, 10},
+        {"the same, seldom", "a:1 F: ", "no camera", 600'000, 50, 50},
+        {"a changed value, now and then", "a:1 F: ", "gain is {}", 3000, 50, 50},
+        {"alike and fast", "a:1 F: ", "frame {} is lost", 185, 108, 10},
+        {"a table", "a:1 F: ", " {}. 17 us", 1, 100, 100},
+        {"kvgrab's own", "", "the file was read again", 3000, 50, 50},
+        {"kvgrab's own, fast", "", "frame {} is lost", 185, 108, 10},
+    };
+    for (const auto& row : kCases) {
+        RepeatFilter filter;
+        int written = 0;
+        int summedUp = 0;
+        std::size_t summaries = 0;
+        std::int64_t nowMs = 1'000'000;
+        const auto count = [&](const std::vector<RepeatFilter::Summary>& due) {
+            summaries += due.size();
+            for (const auto& summary : due) {
+                EXPECT_EQ(summary.text.find("repeated "), 0U);
+                summedUp += std::stoi(summary.text.substr(9));
+            }
+        };
+        for (int i = 0; i < row.lines; ++i, nowMs += row.everyMs) {
+            count(filter.Due(nowMs));
+            const std::string text = fmt::format(fmt::runtime(row.format), i);
+            const Verdict verdict = filter.Judge(nowMs, 3, row.source, text);
+            written += verdict == Verdict::HoldBack ? 0 : 1;
+            EXPECT_EQ(verdict == Verdict::WriteAsLast, i + 1 == row.written && i + 1 < row.lines)
+                << row.what << ", line " << i;
+        }
+        EXPECT_EQ(filter.Judge(nowMs, 3, "a:1 F: ", "news"), Verdict::Write) << row.what;
+        count(filter.Rest(nowMs));
+        EXPECT_EQ(written, row.written) << row.what;
+        EXPECT_EQ(summedUp, row.lines - row.written) << row.what << ": none is forgotten";
+        EXPECT_LE(summaries, 40U) << row.what;
+    }
+}
+
+TEST(RepeatFilter, CalmLinesAreWrittenAgainAndTheMemoryOfThemIsBounded)
+{
+    RepeatFilter filter;
+    const auto burst = [&filter](std::int64_t nowMs) {
+        for (int i = 0; i < 12; ++i) {
+            filter.Judge(nowMs, 2, "a:1 F: ", "no camera");
+        }
+    };
+    burst(0);
+    burst(600'000); // calm again: ten lines are written, after what the first burst left
+    for (int i = 0; i < 5000; ++i) {
+        filter.Judge(700'000, 2, "a:1 F: ", std::string(static_cast<std::size_t>(i), 'x'));
+    }
+    std::string all;
+    for (const auto& summary : filter.Due(700'000)) {
+        all += summary.text + "\n";
+    }
+    EXPECT_EQ(all, "repeated 2 times in 600 s: a:1 F: no camera\n"
+                   "repeated 2 times in 100 s: a:1 F: no camera\n");
+}
+
+TEST(ServiceManager, HearsOfTheStatusOnceASecondAndFourTimesInTheWatchdogsTime)
+{
+    constexpr std::int64_t kSecond = 1'000'000'000;
+    std::vector<std::string> sent;
+    ServiceManager manager([&sent](const char* text) { sent.emplace_back(text); }, 4 * kSecond);
+    manager.Ready("opening");
+    manager.Status(0, "a\n\u202Eb");
+    manager.Status(kSecond - 1, "too soon");
+    manager.Status(kSecond, "c");
+    manager.Status(kSecond, "waits", true);
+    manager.Status(3 * kSecond, "waits");
+    std::thread([&manager] { manager.Alive(0); }).join(); // says nothing of the grab thread
+    for (std::int64_t now = 0; now < 2 * kSecond; now += kSecond / 4) {
+        manager.Alive(now);
+    }
+    manager.Stopping("");
+    EXPECT_THAT(sent,
+                ElementsAre("READY=1\nSTATUS=opening", "STATUS=a????b", "STATUS=c", "STATUS=waits",
+                            "WATCHDOG=1", "WATCHDOG=1", "STOPPING=1\nSTATUS="));
 }
 
 TEST(Log, ALineThatASignalCutsShortIsWrittenToItsEnd)

@@ -25,6 +25,7 @@ struct HostUnderTest {
     std::string configText = "[session]\nframes = 2\n";
     std::int64_t nowNs = 1;
     std::uint64_t transfer = 0; ///< number of the newest
+    FrameFacts newest;
     NamelessFile logged;
 
     ConfigStore config{ConfigSource{"f.toml",
@@ -40,11 +41,18 @@ struct HostUnderTest {
     Log log{logged.Fd(), false, 5, [] { return timespec{}; }};
     FrameMemory memory;
     Exporter exporter;
-    HostSession host{{config, signals, log, memory, exporter, [this] { return nowNs; },
-                      [this] {
-                          return TransferCounts{transfer, 1, 2, 3};
-                      },
-                      [this] { return nowNs; }}};
+    HostSession host{{.config = config,
+                      .signals = signals,
+                      .log = log,
+                      .memory = memory,
+                      .exporter = exporter,
+                      .monotonicNs = [this] { return nowNs; },
+                      .transfers =
+                          [this] {
+                              return TransferCounts{transfer, 1, 2, 3};
+                          },
+                      .wallClockNs = [this] { return nowNs; },
+                      .newestFrame = [this] { return newest; }}};
 };
 
 } // namespace kvgrab

@@ -119,7 +119,9 @@ TEST(Services, AFrameReachesMemoryAndFilesAsTheDriverPublishedIt)
         KvGi__HaltStop(4, 1, 20);
         Publish(KvTd::kParamGain, 3.5F);
         Publish(KvTd::kParamExposure, 10000.25F);
+        Publish<std::uint32_t>(KvTd::kParamTickNs, 8);
         Publish<std::uint64_t>(KvTd::kParamCameraTicks, 0x123456789ABCDEF0);
+        tested.newest = {77, 0x123456789ABCDEF0, 1'700'000'000'123'456'789};
         Publish<std::uint32_t>(KvTd::kParamFrameCounter, 0xFEDCBA98);
         EXPECT_EQ(KvGiMemInst__Trigger(0, 0, 1'700'000'000'000'001, KvGiMem__GetBufPtr(index), 0),
                   0);
@@ -131,19 +133,55 @@ TEST(Services, AFrameReachesMemoryAndFilesAsTheDriverPublishedIt)
     EXPECT_EQ(frame(0), 0);
     EXPECT_EQ(consumer.Info(0).frameCounter, 0xFEDCBA98);
     EXPECT_EQ(consumer.Info(0).cameraTicks, 0x123456789ABCDEF0U);
+    EXPECT_EQ(consumer.Info(0).cameraFrameNumber, 77U);
+    EXPECT_EQ(consumer.Info(0).captureTimeNs, 1'700'000'000'123'456'789U);
     EXPECT_EQ(consumer.Info(0).gainDb, 3.5F);
     EXPECT_EQ(consumer.Info(0).exposureUs, 10000.25F);
     EXPECT_STREQ(consumer.Header().codec, "MONO8T");
     tested.exporter.Close();
     EXPECT_THAT(ReadFile(folder / "out/index.csv"),
                 HasSubstr("\n1,frame_000001.raw,1700000000000001,1311768467463790320,4275878552,"
-                          "3.5,10000.25,4,1,MONO8T\n"));
+                          "3.5,10000.25,4,1,MONO8T,77,1700000000123456789\n"));
     EXPECT_EQ(frame(1), -1) << "the exporter is closed; the buffer is the camera's all the same";
     EXPECT_EQ(KvSc__ProcExport(1), -1) << "there is no frame";
 
     EXPECT_NE(Publish(static_cast<KvTd::ScenarioParam>(3), 1.0F), 0) << "there is none";
     EXPECT_NE(KvSc__SetParamVal(KvTd::kParamGain, nullptr), 0);
     EXPECT_NE(KvSc__InstSetParamVal(0, KvTd::kParamGain, "x"), 0);
+}
+
+TEST(Services, CaptureTimesFollowTheCameraAndClocksThatAreSetAreReported)
+{
+    HostUnderTest tested;
+    Publish<std::uint32_t>(KvTd::kParamTickNs, 10);
+    std::int64_t stepNs = 0;
+    const auto frame = [&](std::uint64_t number, std::uint64_t ticks, std::int64_t lateNs) {
+        const auto atNs = static_cast<std::int64_t>(number) * 10'000'000;
+        tested.nowNs = atNs + lateNs + stepNs;
+        tested.newest = {number, ticks, number % 2 == 0 ? tested.nowNs : 0};
+        KvGi__HaltStop(4, 1, 20);
+        Publish(KvTd::kParamCameraTicks, ticks);
+        Publish(KvTd::kParamFrameCounter, 0U);
+        return tested.host.scenario.frame;
+    };
+    for (std::uint64_t i = 1; i < 600; ++i) {
+        const auto lateNs = static_cast<std::int64_t>(i % 3) * 20'000;
+        const FrameValues values = frame(i, i * 1'000'000, lateNs);
+        EXPECT_EQ(values.cameraFrameNumber, i);
+        stepNs = i >= 400 ? 2'500'000'000 : 0;
+        if (i > 20 && (i < 400 || i >= 530)) {
+            EXPECT_NEAR(static_cast<double>(values.captureTimeNs),
+                        static_cast<double>(i) * 1e7 + static_cast<double>(stepNs), 1e4);
+        }
+    }
+    EXPECT_EQ(frame(600, 0, 0).captureTimeNs, 0U) << "no time stamp";
+    tested.newest.cameraTicks = 5;
+    Publish<std::uint64_t>(KvTd::kParamCameraTicks, 6);
+    Publish(KvTd::kParamFrameCounter, 0U);
+    EXPECT_EQ(tested.host.scenario.frame.cameraFrameNumber, 0U) << "another frame's number";
+    EXPECT_THAT(
+        tested.logged.Content(),
+        HasSubstr("the host's clock was set forward by 2.500000 s; capture times follow it"));
 }
 
 TEST(Services, MissedRoundTellsUsrAgain)

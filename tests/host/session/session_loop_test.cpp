@@ -184,6 +184,20 @@ TEST(HostSession, AUserHearsOfMissingFramesOnceAndOfTheirReturn)
     EXPECT_EQ(CountOf(tested.logged.Content(), "coming again"), 1U);
 }
 
+TEST(HostSession, TheLogGetsAStatusLineEachHourWaitingOrNot)
+{
+    HostUnderTest tested;
+    tested.host.FrameGrabbed(KvTd::kNoTemperature);
+    tested.host.SessionEnded();
+    tested.host.Waits("there is no camera");
+    for (int minutes = 0; minutes <= 150; ++minutes) {
+        tested.host.Alive();
+        tested.nowNs += 60'000'000'000;
+    }
+    EXPECT_EQ(CountOf(tested.logged.Content(), "1 of 2 frames, 0 dropped"), 2U);
+    EXPECT_EQ(CountOf(tested.logged.Content(), "; waiting: there is no camera\n"), 2U);
+}
+
 TEST(HostSession, ADriverThatShouldEndGetsBuffersForSomeMoreLoopsOnly)
 {
     Loop loop;
@@ -247,14 +261,28 @@ TEST(Progress, StatusLineAndSummaryCarryTheNumbers)
     for (std::int64_t i = 0; i <= 50; ++i) {
         progress.FrameGrabbed(1 + i * 40'000'000, 41.25F);
     }
-    EXPECT_EQ(progress.StatusLine({6.5F, 5000, 2'000'000, 4}),
-              "51 frames, 25.0 of 25.0 fps, 4 dropped, exposure 5000 us, gain 6.5 dB, 41.2 C, "
-              "50.0 MB/s");
+    StatusValues values;
+    values.dropped = 4;
+    EXPECT_EQ(progress.StatusLine(values), "51 frames, 4 dropped, 25.0 fps, 41.2 C, 0.0 MB/s");
+    values.pictures = {true, 48, 2, 1, "out"};
+    values.gainDb = 6.5F;
+    values.exposureUs = 5000;
+    values.frameBytes = 2'000'000;
+    const std::pair<std::uint64_t, const char*> kLeft[] = {
+        {150, "4 s"}, {1551, "1:00"}, {91'551, "1:01:00"}, {10'000'000, "4 days"}};
+    for (const auto& wanted : kLeft) {
+        values.framesWanted = wanted.first;
+        EXPECT_EQ(progress.StatusLine(values),
+                  fmt::format("51 of {} frames, 48 exported, 2 skipped, 1 failed, 4 dropped, 25.0 "
+                              "fps, {} left, 5000 us, 6.5 dB, 41.2 C, 50.0 MB/s",
+                              wanted.first, wanted.second));
+    }
     progress.FrameMissed(1 + 100 * 40'000'000LL);
-    EXPECT_THAT(progress.StatusLine({}), HasSubstr("0.0 of 25.0 fps")) << "no frames, no rate";
     progress.FrameGrabbed(0, KvTd::kNoTemperature);
-    EXPECT_THAT(progress.StatusLine({.settingsNotTaken = 2}),
-                AllOf(HasSubstr("no temperature"), EndsWith(", 2 settings not taken")));
+    values = {};
+    values.settingsNotTaken = 2;
+    EXPECT_EQ(progress.StatusLine(values),
+              "52 frames, 0 dropped, 0.0 fps, 2 settings not taken, 0.0 MB/s");
     EXPECT_TRUE(progress.StatusDue(1000));
     EXPECT_FALSE(progress.StatusDue(1000 + 199'999'999));
     EXPECT_TRUE(progress.StatusDue(1000 + 200'000'000));

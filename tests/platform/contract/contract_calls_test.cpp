@@ -173,4 +173,27 @@ TEST_F(Calls, ADetachedCameraAnswersNobodyUntilItIsBack)
     GrabFrames(10);
 }
 
+TEST_F(Calls, InterruptedCamerasAreStoppedAndClosedAndDoNothingElse)
+{
+    const GEV_DEVICE_INFO own = device;
+    StartFor(3);
+    GrabFrames(1);
+    EXPECT_EQ(GevInterruptCameras(1), kGevOk);
+    EXPECT_EQ(Next(), nullptr);
+    EXPECT_EQ(status, kGevTimeout);
+    EXPECT_THROW(Integer("Width")->GetValue(), GenICam::TimeoutException);
+    EXPECT_FALSE(FindDevice(camera->Serial()));
+    EXPECT_EQ(GevAbortTransfer(handle), kGevOk);
+    EXPECT_EQ(GevFreeTransfer(handle), kGevOk);
+    EXPECT_EQ(GevCloseCamera(&handle), kGevOk);
+    EXPECT_EQ(GevOpenCamera(&own, 2, &handle), kGevTimeout);
+    EXPECT_EQ(GevInterruptCameras(0), kGevOk);
+    int held = -1;
+    EXPECT_EQ(GevIsCameraHeld(&own, &held), kGevOk);
+    EXPECT_EQ(held, 0);
+    Open(camera->Serial());
+    StartFor(3);
+    GrabFrames(3);
+}
+
 } // namespace

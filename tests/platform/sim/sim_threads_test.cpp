@@ -1,4 +1,5 @@
 /** Two threads on one simulated camera: who waits for whom, and what cancellation does. */
+#include "gev_host.h"
 #include "tests/platform/sim/sim_session.h"
 
 #include <pthread.h>
@@ -87,6 +88,23 @@ TEST_F(SimThreads, ASoftwareTriggerReachesACallerThatWaits)
     GenApi::CCommandPtr(map->GetNode("TriggerSoftware"))->Execute();
     held->Advance(20 * kMs);
     waiter.join();
+}
+
+TEST_F(SimThreads, AnInterruptionEndsADelay)
+{
+    sim::AddFault({.trigger = sim::Trigger::Call,
+                   .name = "GevGetCameraInterfaceOptions",
+                   .effect = sim::Effect::Delay,
+                   .value = 1'000'000 * kMs});
+    GEV_CAMERA_OPTIONS options{};
+    int result = kGevOk;
+    std::thread delayed([&] { result = GevGetCameraInterfaceOptions(handle, &options); });
+    held->WaitForSleeper();
+    GevInterruptCameras(1);
+    held->Advance(20 * kMs);
+    delayed.join();
+    EXPECT_EQ(result, kGevTimeout);
+    GevInterruptCameras(0);
 }
 
 TEST_F(SimThreads, ASlowAccessHoldsOffCancellationButNotCameraInformation)

@@ -1,0 +1,54 @@
+#include "session/capture_times.h"
+
+#include <cmath>
+#include <fmt/format.h>
+#include <utility>
+
+namespace kvgrab
+{
+
+std::int64_t CaptureTimes::Complete(FrameValues* frame, const FrameFacts& facts,
+                                    std::uint32_t tickNs, std::int64_t wallNs)
+{
+    const bool same = facts.cameraTicks == frame->cameraTicks;
+    const std::int64_t arrivalNs = same && facts.arrivalNs != 0 ? facts.arrivalNs : wallNs;
+    frame->cameraFrameNumber = same ? facts.number : 0;
+    frame->captureTimeNs = 0;
+    newest_ = {};
+    if (tickNs == 0 || frame->cameraTicks == 0) {
+        return arrivalNs;
+    }
+    if (!clock_ || tickNs != tickNs_) {
+        clock_.emplace(tickNs);
+        tickNs_ = tickNs;
+    }
+    newest_ = clock_->Frame(frame->cameraTicks, arrivalNs);
+    frame->captureTimeNs = static_cast<std::uint64_t>(newest_.captureNs);
+    return arrivalNs;
+}
+
+std::string CaptureTimes::Notice(std::int64_t nowNs)
+{
+    constexpr std::int64_t kQuietNs = 60'000'000'000;
+    const CaptureClock::Reading reading = std::exchange(newest_, {});
+    if (reading.set == ClockSet::None) {
+        return "";
+    }
+    if (nowNs < quietUntilNs_) {
+        ++untold_;
+        return "";
+    }
+    quietUntilNs_ = nowNs + kQuietNs;
+    const std::string more = untold_ == 0 ? "" : fmt::format(" (and {} times before)", untold_);
+    untold_ = 0;
+    const char* const direction = reading.byNs < 0 ? "back" : "forward";
+    const double seconds = std::abs(static_cast<double>(reading.byNs)) / 1e9;
+    return reading.set == ClockSet::Host
+               ? fmt::format("the host's clock was set {} by {:.6f} s; capture times follow it{}",
+                             direction, seconds, more)
+               : fmt::format("the camera's clock was set {} by {:.6f} s; capture times are related "
+                             "to it anew{}",
+                             direction, seconds, more);
+}
+
+} // namespace kvgrab

@@ -1,5 +1,7 @@
-// The control socket's file and its clients, well-behaved and hostile.
+// The control socket's file, its clients, well-behaved and hostile, and what it wants of the grab
+// thread.
 
+#include "control/control_desk.h"
 #include "control/control_socket.h"
 #include "control/line_server.h"
 #include "tests/system/files.h"
@@ -11,6 +13,7 @@
 #include <fstream>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <thread>
 
 namespace
 {
@@ -163,6 +166,48 @@ TEST_F(LineServerTest, IsHeldUpByNobodyWhoDoesNotRead)
     Say(other, "hello\n");
     EXPECT_EQ(Heard(other, "\n"), "hello\n");
     EXPECT_THAT(Heard(lazy, "tick\n"), StartsWith("subscribe\n.....")); // it gets all of them
+}
+
+/** Work that another thread asks for, while the grab thread does `meanwhile` again and again. */
+bool IsDoneWhile(ControlDesk* desk, std::chrono::milliseconds patience,
+                 const std::function<void()>& work, const std::function<void()>& meanwhile)
+{
+    std::atomic<bool> over{false};
+    bool done = false;
+    std::thread asker([&] {
+        done = desk->OnGrabThread(work, patience);
+        over.store(true);
+    });
+    while (!over.load()) {
+        meanwhile();
+    }
+    asker.join();
+    return done;
+}
+
+TEST(ControlDesk, WorkIsDoneOnTheGrabThreadOrNotAtAll)
+{
+    constexpr std::chrono::milliseconds kLong(60'000);
+    ControlDesk desk;
+    int count = 0;
+    const auto work = [&count] { ++count; };
+    EXPECT_TRUE(IsDoneWhile(&desk, kLong, work, [&desk] {
+        if (desk.Asked()) {
+            desk.DoWork();
+        }
+    }));
+    EXPECT_EQ(count, 1);
+    EXPECT_FALSE(IsDoneWhile(&desk, std::chrono::milliseconds(1), work, [] {})) << "no frame comes";
+    EXPECT_FALSE(IsDoneWhile(&desk, kLong, work, [&desk] { desk.CameraCloses(); }));
+    EXPECT_FALSE(desk.Asked());
+    desk.DoWork();
+    EXPECT_EQ(count, 1) << "work that was given up was done";
+
+    desk.CameraIsReady();
+    EXPECT_TRUE(desk.WithCamera(work));
+    desk.CameraCloses();
+    EXPECT_FALSE(desk.WithCamera(work));
+    EXPECT_EQ(count, 2);
 }
 
 } // namespace

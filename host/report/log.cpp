@@ -128,7 +128,6 @@ void Log::Line(int level, std::string_view text)
     if (Wanted(level)) {
         Write(Origin::Host, level, "", text);
     }
-    constexpr int kWarning = 2;
     if (level <= kWarning) {
         const std::lock_guard lock(mutex_);
         if (told_) {

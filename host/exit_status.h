@@ -18,6 +18,7 @@ enum class ExitStatus : int {
     Buffers = 14,          ///< the frame buffers can't be used
     CameraRefused = 15,    ///< the camera refused the configuration
     UnknownDriverCode = 16,
+    NoAnswer = 17,     ///< kvgrab ctl: no running kvgrab answers, or not in time
     ExportFailed = 20, ///< the export can't start, on_error = "stop" ended it, or it wrote nothing
     LeftAtOnce = 130,  ///< a second INT or TERM, half a second after the first or later
 };

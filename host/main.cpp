@@ -21,7 +21,8 @@ extern "C" __attribute__((visibility("default"))) int KvGrabMain(int argc, char*
             return status;
         }
         std::optional<CommandSignals> signals;
-        if (options.command != Options::Command::Run) {
+        if (options.command != Options::Command::Run &&
+            options.command != Options::Command::Control) {
             signals.emplace();
         }
         switch (options.command) {
@@ -34,6 +35,8 @@ extern "C" __attribute__((visibility("default"))) int KvGrabMain(int argc, char*
             return static_cast<int>(RunFeatures(options));
         case Options::Command::Check:
             return static_cast<int>(RunCheck(options));
+        case Options::Command::Control:
+            return static_cast<int>(RunCtl(options));
         case Options::Command::Run:
             break;
         }

@@ -3,6 +3,7 @@
 #include "cameras/cameras.h"
 #include "cameras/chosen_camera.h"
 #include "cameras/open_camera.h"
+#include "control/ctl_command.h"
 #include "features/feature_commands.h"
 #include "report/failure.h"
 #include "session/grabbing.h"
@@ -60,6 +61,11 @@ ExitStatus RunGrabbing(const Options& options)
         _exit(static_cast<int>(status));
     }
     return status;
+}
+
+ExitStatus RunCtl(const Options& options)
+{
+    return RunControl(options, SourceOf(options));
 }
 
 ExitStatus RunCheck(const Options& options)

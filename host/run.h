@@ -16,6 +16,9 @@ ExitStatus RunList(const Options& options);
 /** `kvgrab features` */
 ExitStatus RunFeatures(const Options& options);
 
+/** `kvgrab ctl` */
+ExitStatus RunCtl(const Options& options);
+
 /** `kvgrab check`: compares the configuration with the camera, without grabbing. */
 ExitStatus RunCheck(const Options& options);
 

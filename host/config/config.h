@@ -175,6 +175,12 @@ struct LogConfig {
     bool operator==(const LogConfig&) const = default;
 };
 
+/** [control]: the control socket. */
+struct ControlConfig {
+    std::string socket = "auto"; ///< its path; "auto": chosen for the user, "none": no socket
+    bool operator==(const ControlConfig&) const = default;
+};
+
 struct Config {
     CameraConfig camera;
     CamerasConfig cameras;
@@ -195,6 +201,7 @@ struct Config {
     SimulationConfig simulation;
     NetworkConfig network;
     LogConfig log;
+    ControlConfig control;
     std::vector<FeatureSetting> features; ///< [features], in the order of the file
     bool operator==(const Config&) const = default;
 };

@@ -54,6 +54,7 @@ ConfigChanges Compare(const Config& before, const Config& after)
     note(changes.restart, "cameras", before.cameras != after.cameras);
     note(changes.restart, "simulation", before.simulation != after.simulation);
     note(changes.restart, "log.file", before.log.file != after.log.file);
+    note(changes.restart, "control", before.control != after.control);
     return changes;
 }
 

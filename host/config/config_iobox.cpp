@@ -15,9 +15,6 @@ namespace
 constexpr std::size_t kIoSetsRead = 3; // the driver reads no more
 constexpr std::size_t kIoSetsMost = 8;
 
-/** Sources of an IO-box set in the driver's numbers. */
-enum IoSource : int { kSourceOff = 0, kSourceStrobe = 2, kSourceStrobe2 = 3, kSourceUser = 5 };
-
 /** The keys of the two parameters, and where each has a meaning. */
 void ReadIoParameters(TableReader& in, IoSetConfig* out)
 {
@@ -55,11 +52,6 @@ void ReadIoParameters(TableReader& in, IoSetConfig* out)
 
 IoSetConfig ReadIoSet(TableReader& in)
 {
-    constexpr base::Named<int> kIoModes[] = {{"output", 1}, {"input", 2}};
-    constexpr base::Named<int> kSources[] = {{"off", kSourceOff},
-                                             {"strobe", kSourceStrobe},
-                                             {"strobe2", kSourceStrobe2},
-                                             {"user", kSourceUser}};
     std::vector<base::Named<int>> pins;
     for (const KvTd::KvCfgIoPinMapRow& row : KvTd::KvCfgIoPinMapT) {
         if (row.pin != KvTd::TD_PIN_NONE) {
@@ -68,9 +60,9 @@ IoSetConfig ReadIoSet(TableReader& in)
     }
     IoSetConfig set;
     in.Require("pin", "the name of a pin, such as \"Out1\"");
-    in.Require("source", TableReader::OneOfNames(base::NameList<int>(kSources)));
+    in.Require("source", TableReader::OneOfNames(base::NameList<int>(kIoSources)));
     Put(in.OneOf<int>("pin", pins), &set.pin);
-    Put(in.OneOf<int>("source", kSources), &set.source);
+    Put(in.OneOf<int>("source", kIoSources), &set.source);
     set.mode = in.OneOf<int>("mode", kIoModes).value_or(1);
     set.invert = in.Flag("invert").value_or(false) ? 2 : 0;
     if (set.mode == 2 && set.source != kSourceUser) {

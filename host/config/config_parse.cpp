@@ -80,6 +80,11 @@ void ReadLog(TableReader& in, LogConfig* out)
     Put(in.OneOf<int>("level", kLevelNames), &out->level);
 }
 
+void ReadControl(TableReader& in, ControlConfig* out)
+{
+    Put(in.Text("socket", "\"auto\", \"none\" or the path of the socket"), &out->socket);
+}
+
 /** Reads a table if it is there. */
 template <class Read> void ReadTable(TableReader& root, const char* name, const Read& read)
 {
@@ -143,6 +148,7 @@ ParsedConfig ReadAll(std::string_view text, base::TomlContext& context, const Fi
     ReadTable(root, "simulation", ReadSimulation, &out.simulation);
     ReadTable(root, "network", ReadNetwork, &out.network);
     ReadTable(root, "log", ReadLog, &out.log);
+    ReadTable(root, "control", ReadControl, &out.control);
     out.features = ReadFeatureSettings(root, context.name);
     root.Finish();
     WarnOfConflicts(root, out);

@@ -67,7 +67,7 @@ bool ReadFile(const std::string& path, std::string* text, std::string* error)
 
 ConfigSource FileSource(std::string path, std::function<void(Config*)> overrides)
 {
-    return {std::move(path), StampOf, ReadFile, std::move(overrides)};
+    return {std::move(path), StampOf, ReadFile, std::move(overrides), {}};
 }
 
 ConfigStore::ConfigStore(ConfigSource source) : source_(std::move(source))
@@ -163,6 +163,9 @@ std::optional<ConfigStore::Result> ConfigStore::Poll(std::int64_t nowNs)
 void ConfigStore::Adopt(Config config)
 {
     current_ = std::move(config);
+    if (source_.adopted) {
+        source_.adopted(current_);
+    }
     if (current_.lut.values.empty()) {
         lut_ = nullptr;
         return;
@@ -179,6 +182,24 @@ void ConfigStore::Adopt(Config config)
         kept = luts_.insert(luts_.end(), wanted);
     }
     lut_ = lastLut_ = &*kept;
+}
+
+void ConfigStore::Take(const Config& other, const std::vector<std::string>& tables)
+{
+    Config config = current_;
+    const auto take = [&](const char* name, auto Config::*table) {
+        if (std::find(tables.begin(), tables.end(), name) != tables.end()) {
+            config.*table = other.*table;
+        }
+    };
+    take("exposure", &Config::exposure);
+    take("gain", &Config::gain);
+    take("auto", &Config::automatic);
+    take("white_balance", &Config::whiteBalance);
+    take("lut", &Config::lut);
+    take("gamma", &Config::gamma);
+    take("iobox", &Config::iobox);
+    Adopt(std::move(config));
 }
 
 std::uint32_t ConfigStore::Format() const

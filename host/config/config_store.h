@@ -35,6 +35,8 @@ struct ConfigSource {
     FileReader read;
     /** Lets the command line override every configuration that is read. */
     std::function<void(Config*)> overrides;
+    /** Told each configuration that comes into force; empty: nobody is. */
+    std::function<void(const Config&)> adopted = {};
 };
 
 /** A source that reads a real file. */
@@ -62,6 +64,10 @@ public:
      *  once. Files are read when they are unchanged since the look before, so that a half-written
      *  one is left alone. */
     std::optional<Result> Poll(std::int64_t nowNs);
+
+    /** Puts these tables of another configuration in force: some of those that Compare calls
+     *  dynamic. */
+    void Take(const Config& other, const std::vector<std::string>& tables);
 
     const Config& Current() const { return current_; }
     const std::string& Path() const { return source_.path; }

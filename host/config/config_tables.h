@@ -27,6 +27,14 @@ void ReadLut(TableReader& in, const std::string& configName, const FileReader& r
              LutConfig* out);
 void ReadGamma(TableReader& in, GammaConfig* out);
 
+/** Sources of an IO-box set in the driver's numbers. */
+enum IoSource : int { kSourceOff = 0, kSourceStrobe = 2, kSourceStrobe2 = 3, kSourceUser = 5 };
+inline constexpr base::Named<int> kIoSources[] = {{"off", kSourceOff},
+                                                  {"strobe", kSourceStrobe},
+                                                  {"strobe2", kSourceStrobe2},
+                                                  {"user", kSourceUser}};
+inline constexpr base::Named<int> kIoModes[] = {{"output", 1}, {"input", 2}};
+
 /** All [[iobox]] tables of the text. */
 void ReadIoBox(TableReader& root, std::vector<IoSetConfig>* out);
 

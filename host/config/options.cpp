@@ -32,6 +32,8 @@ constexpr const char* kFooter = R"(Examples:
       sets features in this order
   kvgrab features --save settings.toml
       saves everything that can be set; --load brings a camera back to it
+  kvgrab ctl status
+      shows what the running kvgrab does; ctl set, change, stop and others (docs/control.md)
   kvgrab check my.toml
       says what the file would set, and what the camera would not take
   kvgrab --serial S1234567 --format mono12 --every-frame --export raw
@@ -54,7 +56,7 @@ Exit status:
   4 driver can't be loaded                          14 frame buffers can't be used
   5 log, memory or simulated network unusable       15 camera refused the configuration or a value
   20 pictures can't be written, or none was written 16 driver ended with an unknown code
-  130 left at once on a second INT or TERM
+  130 left at once on a second INT or TERM          17 no running kvgrab answers (ctl)
 )";
 
 constexpr const char* kWhichCamera = "Which camera (all commands)";
@@ -69,7 +71,8 @@ public:
                "       kvgrab get [--table] FEATURE... [options]\n"
                "       kvgrab set FEATURE=VALUE... [options]\n"
                "       kvgrab execute COMMAND [options]\n"
-               "       kvgrab check [CONFIG] [options]\n";
+               "       kvgrab check [CONFIG] [options]\n"
+               "       kvgrab ctl [--json] ACTION [ARGUMENT...] [options]\n";
     }
 
     /** A command other than run shows its own line and options and those that choose a camera. */
@@ -181,6 +184,8 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_option("--memory", options->memoryName, "name of the shared frame memory")
         ->option_text("NAME")
         ->transform(memoryName);
+    app.add_option("--socket", options->socket, "path of the control socket, \"auto\" or \"none\"")
+        ->option_text("FILE");
     app.add_option("--simulation", options->simulation, "description of the simulated network")
         ->option_text("FILE");
     app.add_option("--driver", options->driverPath, "load this driver library")
@@ -267,8 +272,17 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
         app.add_subcommand("check", "compare a configuration with the camera, without grabbing");
     check->add_option("CONFIG", options->configPath, "configuration file, as with --config");
     const FeatureCommands features(app, options);
-    for (CLI::App* command :
-         {run, list, features.features, features.get, features.set, features.execute, check}) {
+    CLI::App* control = app.add_subcommand("ctl", "ask a running kvgrab something");
+    control->add_flag("--json", options->json, "print JSON");
+    control
+        ->add_option("ACTION", options->arguments,
+                     "status, get, set, execute, change, configuration, save, reload, usr1, usr2, "
+                     "stop, events or raw, and its arguments")
+        ->required()
+        ->take_all()
+        ->expected(-1);
+    for (CLI::App* command : {run, list, features.features, features.get, features.set,
+                              features.execute, check, control}) {
         command->fallthrough();
         command->set_help_flag();
     }
@@ -285,10 +299,16 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
         return false;
     }
     options->command = list->parsed()      ? Options::Command::List
+                       : control->parsed() ? Options::Command::Control
                        : check->parsed()   ? Options::Command::Check
                        : features.Parsed() ? features.Chosen()
                                            : Options::Command::Run;
     return true;
+}
+
+const char* Version()
+{
+    return KVGRAB_VERSION;
 }
 
 void ApplyOverrides(const Options& options, Config* config)
@@ -322,6 +342,7 @@ void ApplyOverrides(const Options& options, Config* config)
         // Relative to the current folder; in the file a path is relative to the file's folder.
         config->simulation.network = std::filesystem::absolute(*options.simulation).string();
     }
+    put(options.socket, &config->control.socket);
     put(options.logFile, &config->log.file);
     put(options.retryIntervalS, &config->session.retryIntervalS);
     config->session.retry = config->session.retry && !options.noRetry;

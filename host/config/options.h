@@ -14,13 +14,14 @@ namespace kvgrab
 
 /** Options override the configuration file, also when it is read again. */
 struct Options {
-    enum class Command { Run, List, Features, Get, Set, Execute, Check };
+    enum class Command { Run, List, Features, Get, Set, Execute, Check, Control };
     Command command = Command::Run;
     std::string configPath; ///< empty: no file
     std::string driverPath; ///< empty: the installed one
     bool noStatus = false;
     bool showLines = false;
-    std::vector<std::string> arguments; ///< of get, set and execute
+    std::vector<std::string> arguments; ///< of get, set, execute and ctl
+    bool json = false;                  ///< ctl prints JSON
     bool table = false;                 ///< get prints a table
     std::string loadFile;               ///< features; empty: none, like the next
     std::string saveFile;
@@ -39,6 +40,7 @@ struct Options {
     bool everyFrame = false;
     bool overwrite = false;
     std::optional<std::string> memoryName;
+    std::optional<std::string> socket;
     std::optional<std::string> backends;
     std::optional<std::string> interface;
     std::optional<std::string> simulation;
@@ -53,6 +55,9 @@ struct Options {
  *  `*exitStatus` is what to end with. */
 bool ParseOptions(int argc, const char* const* argv, Options* options, int* exitStatus,
                   std::ostream& out, std::ostream& err);
+
+/** The version of this program. */
+const char* Version();
 
 /** Overrides a configuration by the options that were given. */
 void ApplyOverrides(const Options& options, Config* config);

@@ -192,11 +192,10 @@ Outcome FeatureAccess::SetIfOther(const FeatureName& name, std::string_view valu
     });
 }
 
-Outcome FeatureAccess::Execute(std::string_view command) const
+Outcome FeatureAccess::Begin(std::string_view command) const
 {
     const std::string shown = base::Printable(command);
-    GenApi::ICommand* begun = nullptr;
-    Outcome outcome = Guarded(shown, [&]() -> std::string {
+    return Guarded(shown, [&]() -> std::string {
         GenApi::INode& node = Find(std::string(command));
         if (node.AsCommand() == nullptr) {
             throw Refusal{fmt::format("{} is no command but has a value of the type {}", shown,
@@ -204,24 +203,37 @@ Outcome FeatureAccess::Execute(std::string_view command) const
         }
         Require(node, shown, GenApi::IsWritable, "executed");
         node.AsCommand()->Execute();
-        begun = node.AsCommand();
         return "";
     });
-    if (!outcome.Ok()) {
-        return outcome;
-    }
+}
+
+Outcome FeatureAccess::IsDone(std::string_view command, bool* done) const
+{
+    return Guarded(base::Printable(command), [&]() -> std::string {
+        GenApi::ICommand* const begun = Find(std::string(command)).AsCommand();
+        *done = begun == nullptr || begun->IsDone();
+        return "";
+    });
+}
+
+Outcome FeatureAccess::Execute(std::string_view command) const
+{
     constexpr int kAttempts = 500;
     constexpr std::chrono::milliseconds kBetween(10);
-    return Guarded(shown, [&]() -> std::string {
-        for (int attempt = 0; attempt < kAttempts; ++attempt) {
-            if (begun->IsDone()) {
-                return "";
-            }
-            std::this_thread::sleep_for(kBetween);
+    Outcome outcome = Begin(command);
+    for (int attempt = 0; outcome.Ok() && attempt < kAttempts; ++attempt) {
+        bool done = false;
+        outcome = IsDone(command, &done);
+        if (done) {
+            return outcome;
         }
-        throw Refusal{
-            fmt::format("{} was begun, but the camera has not finished it after 5 s", shown)};
-    });
+        std::this_thread::sleep_for(kBetween);
+    }
+    return outcome.Ok() ? Outcome{Outcome::Kind::Refused,
+                                  fmt::format("{} was begun, but the camera has not finished it "
+                                              "after 5 s",
+                                              base::Printable(command))}
+                        : outcome;
 }
 
 } // namespace kvgrab

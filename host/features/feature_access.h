@@ -42,6 +42,10 @@ public:
     Outcome SetIfOther(const FeatureName& name, std::string_view value, bool* written) const;
     /** Begins a command and waits until the camera has finished it. */
     Outcome Execute(std::string_view command) const;
+    /** Only begins it. */
+    Outcome Begin(std::string_view command) const;
+    /** Whether the camera has finished a command that was begun. */
+    Outcome IsDone(std::string_view command, bool* done) const;
 
 private:
     GenApi::INode& Find(const std::string& name) const;

@@ -111,6 +111,12 @@ void Log::SetLevel(int level)
     level_ = level;
 }
 
+void Log::TellWarnings(std::function<void(int, std::string_view)> told)
+{
+    const std::lock_guard lock(mutex_);
+    told_ = std::move(told);
+}
+
 bool Log::Wanted(int level) const
 {
     const std::lock_guard lock(mutex_);
@@ -122,6 +128,12 @@ void Log::Line(int level, std::string_view text)
     const base::CancellationGuard guard;
     if (Wanted(level)) {
         Write(Origin::Host, level, "", text);
+    }
+    if (level <= kWarning) {
+        const std::lock_guard lock(mutex_);
+        if (told_) {
+            told_(level, text);
+        }
     }
 }
 

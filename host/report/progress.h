@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -65,6 +66,11 @@ public:
     std::string StatusLine(const StatusValues& values) const;
 
     std::uint64_t Grabbed() const { return grabbed_; }
+    double Rate() const { return rate_; } ///< frames per second
+    std::optional<float> Temperature() const
+    {
+        return hasTemperature_ ? std::optional(temperature_) : std::nullopt;
+    }
 
     /** Two lines, one more if anything was lost, and one more if packets were counted; each ends
      *  with a line feed. */

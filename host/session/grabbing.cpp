@@ -8,6 +8,7 @@
 #include "cameras/open_camera.h"
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
+#include "control/camera_access.h"
 #include "gev_host.h"
 #include "report/failure.h"
 #include "report/journal.h"
@@ -62,6 +63,13 @@ ExportOptions ExportOptionsFrom(const ExportConfig& config, Log* log)
     return options;
 }
 
+/** The source, whose configurations the desk is told. */
+ConfigSource ToldTo(ControlDesk* desk, ConfigSource source)
+{
+    source.adopted = [desk](const Config& config) { desk->SetConfig(config); };
+    return source;
+}
+
 std::string DriftLine(const ClockDrift::Estimate& drift)
 {
     // One microsecond per second; a minute of frames is typically ten times as accurate.
@@ -81,7 +89,8 @@ std::string DriftLine(const ClockDrift::Estimate& drift)
 } // namespace
 
 Grabbing::Grabbing(const Options& options, ConfigSource source)
-    : options_(options), config_(std::move(source)), manager_(ServiceManager::FromEnvironment())
+    : options_(options), config_(ToldTo(&desk_, std::move(source))),
+      manager_(ServiceManager::FromEnvironment())
 {
 }
 
@@ -99,6 +108,7 @@ ExitStatus Grabbing::Run()
     if (!ready) {
         return status_;
     }
+    OpenControlSocket();
     GiveAdvice();
     manager_.Ready("opening the camera");
     const std::int64_t beginNs = MonotonicNs();
@@ -197,6 +207,9 @@ void Grabbing::RemoveTraces(void* grabbing) noexcept
     auto* const self = static_cast<Grabbing*>(grabbing);
     self->memory_.UnlinkNow();
     self->exporter_->AbandonNow();
+    if (self->control_) {
+        self->control_->RemoveNow();
+    }
 }
 
 bool Grabbing::OpenMemory()
@@ -214,6 +227,27 @@ bool Grabbing::OpenTrace()
     std::string error;
     return !options_.traceFile || trace_.Open(*options_.traceFile, &error) ||
            Fails(ExitStatus::SetUp, error);
+}
+
+/** Grabbing goes on without it if it can't be made. */
+void Grabbing::OpenControlSocket()
+{
+    const std::string path = ControlSocketPath(start_.control.socket, start_.memory.name);
+    if (path.empty()) {
+        return;
+    }
+    control_.emplace(Control::Parts{.desk = desk_,
+                                    .log = *log_,
+                                    .facts = {.version = Version(),
+                                              .pid = getpid(),
+                                              .configPath = options_.configPath,
+                                              .memoryName = start_.memory.name},
+                                    .features = FeaturesOfTheRun(desk_),
+                                    .exported = [this] { return exporter_->Counters(); }});
+    std::string error;
+    if (!control_->Start(path, &error)) {
+        log_->Line(2, fmt::format("there is no control socket {}: {}", path, error));
+    }
 }
 
 /** Warns of settings of this machine that will cost frames or features. */
@@ -249,7 +283,8 @@ NextStep Grabbing::RunSessions()
                             .waitsForTrigger = CameraWaitsForTrigger,
                             .judgeSettings = JudgeOpenCamera,
                             .cameraRate = RateOfOpenCamera,
-                            .strict = options_.strict});
+                            .strict = options_.strict,
+                            .desk = &desk_});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { WaitAwhile(ms); }});
 }
@@ -263,7 +298,11 @@ int Grabbing::RunSession()
         log_->Line(1, trouble);
         return KvTd::kExitConfiguration;
     }
-    host_->cameraOpened = [this] { features_->Apply(config_.Current().features); };
+    host_->cameraOpened = [this] {
+        desk_.SetCamera(NamesOfOpenCamera());
+        host_->ShowState(RunState::Configuring, "the camera is configured");
+        features_->Apply(config_.Current().features);
+    };
     host_->OutputLinesChecked(DrivesOutputLines(config_.Current()));
     GevOverridePacketDelay(config_.Current().stream.packetDelayUs);
     return LookWhy(driver_.RunSession());
@@ -299,11 +338,15 @@ void Grabbing::Finish(NextStep* last)
 {
     manager_.Stopping("writing the last pictures");
     constexpr double kNsPerS = 1e9;
+    host_->ShowState(RunState::Ending, last->sentence);
     const auto drainNs = static_cast<std::int64_t>(start_.exporting.drainS * kNsPerS);
     leavesWritersBehind_ = !exporter_->Close([this, drainNs] {
         return signals_.Terminating() && MonotonicNs() - signals_.EndAskedNs() >= drainNs;
     });
     guard_->Stop();
+    if (control_) {
+        control_->Stop();
+    }
     if (options_.traceFile && !trace_.Close()) {
         log_->Line(1, "the trace is incomplete: not all of it could be written");
     }

@@ -4,6 +4,7 @@
 #include "cameras/cameras.h"
 #include "config/config_store.h"
 #include "config/options.h"
+#include "control/control.h"
 #include "exit_status.h"
 #include "features/session_features.h"
 #include "session/driver_library.h"
@@ -47,6 +48,7 @@ private:
     bool OpenMemory();
     bool StartExport();
     bool OpenTrace();
+    void OpenControlSocket();
     void GiveAdvice();
     NextStep RunSessions();
     int RunSession();
@@ -62,6 +64,7 @@ private:
 
     const Options& options_;
     ExitStatus status_ = ExitStatus::Done;
+    ControlDesk desk_;
     ConfigStore config_;
     Config start_; ///< configuration at the start, for settings that can't change later
     std::vector<std::string> startWarnings_;
@@ -77,6 +80,7 @@ private:
     bool leavesWritersBehind_ = false;
     FrameTrace trace_;
     ServiceManager manager_;
+    std::optional<Control> control_;
     std::optional<HostSession> host_;
 };
 

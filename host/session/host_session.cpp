@@ -51,6 +51,8 @@ void HostSession::SessionBegins()
     if (parts.guard != nullptr) {
         parts.guard->SessionBegins();
     }
+    TakeAskedChange();
+    ShowState(RunState::Opening, "the camera is looked for, and opened");
     PlanNextLoop();
     timing.Begins(parts.monotonicNs());
     dynamicLut.Forget();
@@ -62,6 +64,10 @@ void HostSession::SessionEnded()
     GrabbingEnds();
     if (parts.guard != nullptr) {
         endedEarly_ = parts.guard->SessionEnds();
+    }
+    if (parts.desk != nullptr) {
+        parts.desk->SetCamera({});
+        ShareCounts(finishedTransfers_);
     }
     parts.signals.SessionEnded();
     parts.config.DropForced();
@@ -91,6 +97,12 @@ int HostSession::Reconfigure(int* flag)
 
 int HostSession::CheckDynamic()
 {
+    if (parts.desk != nullptr && parts.desk->Asked()) {
+        parts.desk->DoWork();
+        if (TakeAskedChange()) {
+            return 1;
+        }
+    }
     if (!reload_.Poll(parts.monotonicNs())) {
         return 0;
     }
@@ -132,6 +144,9 @@ void HostSession::CheckSettings()
     for (const std::string& news : settingsNotTaken.Update(parts.judgeSettings(config))) {
         parts.log.Line(2, news);
     }
+    if (parts.desk != nullptr) {
+        parts.desk->SetSettingsNotTaken(settingsNotTaken.Lines());
+    }
     if (parts.strict && settingsNotTaken.Count() != 0) {
         parts.signals.Raise(KvTd::kSignalQuit, parts.monotonicNs());
     }
@@ -171,6 +186,10 @@ void HostSession::GrabbingBegins()
 {
     grabbing_ = true;
     report_.GrabbingBegins();
+    ShowState(RunState::Grabbing, "the camera is grabbed from");
+    if (parts.desk != nullptr) {
+        parts.desk->CameraIsReady();
+    }
     if (parts.cameraName && !std::exchange(cameraNamed_, true)) {
         parts.log.Line(3, fmt::format("grabs from {}, {} x {} pixels, {}", parts.cameraName(),
                                       scenario.width, scenario.height, scenario.codec));
@@ -211,6 +230,9 @@ void HostSession::PeriodChanged(std::uint32_t periodUs)
 
 void HostSession::GrabbingEnds()
 {
+    if (parts.desk != nullptr) {
+        parts.desk->CameraCloses();
+    }
     if (grabbing_) {
         grabbing_ = false;
         if (parts.guard != nullptr) {
@@ -267,6 +289,7 @@ void HostSession::FrameGrabbed(float temperature)
     progress.FrameGrabbed(now, temperature);
     if (missingFrames_.FrameCame()) {
         parts.log.Line(missingFrames_.Level(), "frames are coming again");
+        ShowState(RunState::Grabbing, "the camera is grabbed from");
     }
     ShowStatus(now);
     CheckExporter();
@@ -285,18 +308,23 @@ void HostSession::FrameMissed()
                        fmt::format("waiting for frames: the camera is open, but {} waits in a "
                                    "row brought no complete frame{}{}",
                                    missingFrames_.InRow(), reason.empty() ? "" : ": ", reason));
+        ShowState(RunState::NoFrames, reason.empty() ? "no complete frame comes" : reason);
     }
     if (parts.guard != nullptr && now - triggerAskedNs_ >= kAskForTriggerNs) {
         LookForTrigger(now);
     }
     ShowStatus(now);
     CheckExporter();
+    if (parts.desk != nullptr && parts.desk->Asked()) {
+        parts.desk->DoWork();
+    }
 }
 
 void HostSession::ShowStatus(std::int64_t nowNs)
 {
     if (progress.StatusDue(nowNs)) {
         report_.ShowStatus();
+        ShareCounts(Transfers());
     }
 }
 

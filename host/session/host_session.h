@@ -6,6 +6,7 @@
 #pragma once
 
 #include "config/config_store.h"
+#include "control/control_desk.h"
 #include "export/exporter.h"
 #include "memory/frame_memory.h"
 #include "report/clock_drift.h"
@@ -53,7 +54,8 @@ struct HostParts {
     /** What became of the settings on the open camera; null: nobody looks. */
     std::function<std::vector<JudgedSetting>(const Config&)> judgeSettings = nullptr;
     std::function<float()> cameraRate = nullptr; ///< of the open camera, or kFpsUnset
-    bool strict = false; ///< a setting that the camera doesn't take ends the run
+    bool strict = false;         ///< a setting that the camera doesn't take ends the run
+    ControlDesk* desk = nullptr; ///< shows the run to the control socket; null: nobody does
 };
 
 class HostSession
@@ -85,8 +87,14 @@ public:
     bool ExportFailed() const { return exportFailed_; }
 
     /** See RunReport. */
-    void Waits(std::string_view why) { report_.Waits(why); }
+    void Waits(std::string_view why)
+    {
+        report_.Waits(why);
+        ShowState(RunState::Waiting, why);
+    }
     void Alive() { report_.Alive(); }
+    /** What the control socket shows. */
+    void ShowState(RunState state, std::string_view sentence);
 
     // ---- configuration ----
     /** Reads the file again. -1: it can't be used, and the old configuration stays. `*flag` becomes
@@ -147,6 +155,8 @@ private:
     void LookForTrigger(std::int64_t nowNs);
     void LimitWaiting();
     void CheckSettings();
+    void ShareCounts(const TransferCounts& counts);
+    bool TakeAskedChange();
 
     ConfigReload reload_;
     RunReport report_;

@@ -20,8 +20,8 @@ bool MissingFrames::Missed(std::int64_t nowNs, const TransferCounts& counts, boo
         return false;
     }
     reported_ = true;
-    awaited_ = triggered && !counts.startRefused &&
-               counts.packetsReceived == atFirst_.packetsReceived;
+    awaited_ =
+        triggered && !counts.startRefused && counts.packetsReceived == atFirst_.packetsReceived;
     level_ = awaited_ ? 3 : 2;
     return true;
 }

@@ -26,6 +26,7 @@ public:
     std::vector<std::string> Update(const std::vector<JudgedSetting>& settings);
 
     std::size_t Count() const { return lines_.size(); }
+    const std::vector<std::string>& Lines() const { return lines_; }
     /** Lines for the summary; empty if there is none. */
     std::string Summary() const;
 

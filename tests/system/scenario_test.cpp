@@ -49,6 +49,8 @@ protected:
             {"DRIVER", DRIVER},
             {"FOLLOWER", FRAME_FOLLOWER},
             {"MINIMAL_HOST", MINIMAL_HOST},
+            {"XDG_RUNTIME_DIR", runtime_.Path()},
+            {"CTL", std::string(KVGRAB " ctl --memory ") + memory_},
         };
         for (const auto& [name, value] : variables) {
             setenv(name, value.c_str(), 1);
@@ -98,6 +100,7 @@ protected:
     }
 
     TempFolder folder_;
+    TempFolder runtime_; ///< for control sockets
     std::string memory_ = "/kvgrab-test-" + std::to_string(getpid());
     std::vector<std::shared_ptr<Program>> programs_;
     std::shared_ptr<Program> program_;

@@ -50,7 +50,7 @@ grab() { # FOLDER VARIABLE...
     local folder=$1
     shift
     mkdir -p "$folder"
-    (cd "$folder" && exec env KV_DEPTH="$depth" "$@" LD_PRELOAD="$preload" timeout -s KILL 60 "$kvgrab" run \
+    (cd "$folder" && exec env XDG_RUNTIME_DIR=. KV_DEPTH="$depth" "$@" LD_PRELOAD="$preload" timeout -s KILL 60 "$kvgrab" run \
         --config "$place/kv.toml" --simulation "$place/cameras.toml" \
         --memory "/kvgrab-calls-${folder##*/}-$$") >"$folder/said" 2>&1 </dev/null
     status=$?

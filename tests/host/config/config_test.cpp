@@ -86,6 +86,7 @@ TEST(Config, EveryKeyReachesItsField)
     wanted.memory = {"/mine"};
     wanted.simulation = {"net.toml"};
     wanted.log = {"x.log", 5};
+    wanted.control = {"x.sock"};
     wanted.features = {{{"Zoom", {}}, "3", ""}, // in the order of the file
                        {{"Gain", {"DigitalAll"}}, "2.5", ""},
                        {{"Shiny", {}}, "true", ""},

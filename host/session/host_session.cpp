@@ -27,7 +27,8 @@ constexpr std::int64_t kAskForTriggerNs = 1'000'000'000;
 
 } // namespace
 
-HostSession::HostSession(HostParts hostParts) : parts(std::move(hostParts))
+HostSession::HostSession(HostParts hostParts)
+    : parts(std::move(hostParts)), hostClock_(parts.monotonicNs, parts.wallClockNs)
 {
     current = this;
 }
@@ -494,8 +495,8 @@ int HostSession::Publish(std::uint32_t id, const void* value)
 /** The driver publishes the frame counter last, so all of the frame's values are known now. */
 void HostSession::FrameDescribed()
 {
-    const std::int64_t arrivalNs =
-        captureTimes_.Complete(&scenario.frame, parts.newestFrame(), scenario.tickNs, arrivalNs_);
+    const std::int64_t arrivalNs = captureTimes_.Complete(
+        &scenario.frame, parts.newestFrame(), scenario.tickNs, arrivalNs_, hostClock_.Read());
     const std::string clockWasSet = captureTimes_.Notice(parts.monotonicNs());
     if (!clockWasSet.empty()) {
         parts.log.Line(2, clockWasSet);

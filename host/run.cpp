@@ -10,6 +10,7 @@
 #include "settings/check_command.h"
 
 #include <cstdio>
+#include <fmt/format.h>
 #include <unistd.h>
 
 namespace kvgrab

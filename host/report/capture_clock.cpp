@@ -104,6 +104,7 @@ bool CaptureClock::IsOutlier(const Times& frame, Reading* reading)
     constexpr unsigned kEarlyFrames = 2;
     constexpr unsigned kLateFrames = 6;
     constexpr double kLateNs = 1.2e9;
+    constexpr double kLateWithoutASignNs = 60e9;
     constexpr double kAdapt = 0.03;
     const double above = Above(frame);
     const double far = Far(frame, above < 0);
@@ -123,9 +124,12 @@ bool CaptureClock::IsOutlier(const Times& frame, Reading* reading)
     // By both clocks: frames that waited while the host stood still come all at once.
     const double lastedNs =
         std::min(frame.cameraNs - outliers.from.cameraNs, frame.hostNs - outliers.from.hostNs);
+    const bool busyHost = steady_ && outliers.set == ClockSet::Host;
+    const double neededNs = busyHost ? kLateWithoutASignNs : kLateNs;
     const bool enough = above < 0 ? outliers.count >= kEarlyFrames
-                                  : outliers.count >= kLateFrames && lastedNs >= kLateNs;
+                                  : outliers.count >= kLateFrames && lastedNs >= neededNs;
     if (enough) {
+        outliers.set = steady_ ? ClockSet::Camera : outliers.set;
         reading->set = outliers.set;
         const double byNs = outliers.set == ClockSet::Host ? outliers.leastNs : -outliers.leastNs;
         reading->byNs = std::llround(byNs);

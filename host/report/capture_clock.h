@@ -24,7 +24,14 @@ enum class ClockSet { None, Host, Camera };
 class CaptureClock
 {
 public:
-    explicit CaptureClock(double nsPerTick) : nsPerTick_(nsPerTick) {}
+    /** Whether the clock of the arrivals may have been set. If it is steady, frames that come far
+     *  too late are no sign of it: only one of ticks that were set back, by less than the time from
+     *  frame to frame. Where the ticks don't tell, it takes a minute. */
+    enum class Arrivals { OfAClockThatIsSet, OfASteadyClock };
+    explicit CaptureClock(double nsPerTick, Arrivals arrivals = Arrivals::OfAClockThatIsSet)
+        : nsPerTick_(nsPerTick), steady_(arrivals == Arrivals::OfASteadyClock)
+    {
+    }
 
     struct Reading {
         std::int64_t captureNs = 0; ///< since the epoch; 0: the stamp is that of the frame before
@@ -49,6 +56,7 @@ private:
     ClockSet WhichWasSet(const Times& frame) const;
 
     const double nsPerTick_;
+    const bool steady_; ///< the clock of the arrivals
     ClockLine line_;
     std::uint64_t frames_ = 0;
     std::uint64_t firstTicks_ = 0;

@@ -8,7 +8,8 @@ namespace kvgrab
 {
 
 std::int64_t CaptureTimes::Complete(FrameValues* frame, const FrameFacts& facts,
-                                    std::uint32_t tickNs, std::int64_t wallNs)
+                                    std::uint32_t tickNs, std::int64_t wallNs,
+                                    const HostClock::Reading& now)
 {
     const bool same = facts.cameraTicks == frame->cameraTicks;
     const std::int64_t arrivalNs = same && facts.arrivalNs != 0 ? facts.arrivalNs : wallNs;
@@ -19,10 +20,19 @@ std::int64_t CaptureTimes::Complete(FrameValues* frame, const FrameFacts& facts,
         return arrivalNs;
     }
     if (!clock_ || tickNs != tickNs_) {
-        clock_.emplace(tickNs);
+        clock_.emplace(tickNs, CaptureClock::Arrivals::OfASteadyClock);
         tickNs_ = tickNs;
     }
-    newest_ = clock_->Frame(frame->cameraTicks, arrivalNs);
+    // While the clock was being set, nobody knows by which of its times the arrival is.
+    const std::int64_t steadyNs = now.setByNs != 0 ? now.monotonicNs : arrivalNs - now.offsetNs;
+    newest_ = clock_->Frame(frame->cameraTicks, steadyNs);
+    if (newest_.captureNs != 0) {
+        newest_.captureNs += now.offsetNs;
+    }
+    if (now.setByNs != 0) {
+        newest_.set = ClockSet::Host;
+        newest_.byNs = now.setByNs;
+    }
     frame->captureTimeNs = static_cast<std::uint64_t>(newest_.captureNs);
     return arrivalNs;
 }

@@ -22,7 +22,8 @@ constexpr std::int64_t kAskForTriggerNs = 1'000'000'000;
 
 HostSession::HostSession(HostParts hostParts)
     : parts(std::move(hostParts)), reload_({parts.config, parts.log, parts.signals, dynamicLut}),
-      report_({parts.log, parts.manager, parts.monotonicNs, [this] { return StatusText(); }})
+      report_({parts.log, parts.manager, parts.monotonicNs, [this] { return StatusText(); }}),
+      hostClock_(parts.monotonicNs, parts.wallClockNs)
 {
     current = this;
 }
@@ -346,8 +347,8 @@ int HostSession::Publish(std::uint32_t id, const void* value)
 /** The driver publishes the frame counter last, so all of the frame's values are known now. */
 void HostSession::FrameDescribed()
 {
-    const std::int64_t arrivalNs =
-        captureTimes_.Complete(&scenario.frame, parts.newestFrame(), scenario.tickNs, arrivalNs_);
+    const std::int64_t arrivalNs = captureTimes_.Complete(
+        &scenario.frame, parts.newestFrame(), scenario.tickNs, arrivalNs_, hostClock_.Read());
     const std::string clockWasSet = captureTimes_.Notice(parts.monotonicNs());
     if (!clockWasSet.empty()) {
         parts.log.Line(2, clockWasSet);

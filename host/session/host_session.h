@@ -155,6 +155,7 @@ private:
     std::uint64_t newestFinished_ = 0; ///< number of the newest finished transfer
     std::optional<ClockDrift> drift_;  ///< from the first frame on
     CaptureTimes captureTimes_;
+    HostClock hostClock_;
     std::int64_t arrivalNs_ = 0; ///< of the newest frame, on the wall clock
     bool grabbing_ = false;
     std::uint32_t framesToGrab_ = 0;

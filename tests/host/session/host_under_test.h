@@ -24,6 +24,7 @@ struct HostUnderTest {
 
     std::string configText = "[session]\nframes = 2\n";
     std::int64_t nowNs = 1;
+    std::int64_t wallNs = 0;    ///< the real-time clock, less the monotonic one
     std::uint64_t transfer = 0; ///< number of the newest
     FrameFacts newest;
     NamelessFile logged;
@@ -51,7 +52,7 @@ struct HostUnderTest {
                           [this] {
                               return TransferCounts{transfer, 1, 2, 3};
                           },
-                      .wallClockNs = [this] { return nowNs; },
+                      .wallClockNs = [this] { return nowNs + wallNs; },
                       .newestFrame = [this] { return newest; }}};
 };
 

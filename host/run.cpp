@@ -91,7 +91,7 @@ ExitStatus RunList(const Options& options)
         std::fflush(stdout);
         return Fail(choice.status, choice.whyNone);
     }
-    return cameras[choice.position].held ? ExitStatus::OpenFailed : ExitStatus::Done;
+    return cameras[choice.position].held.value_or(true) ? ExitStatus::OpenFailed : ExitStatus::Done;
 }
 
 ExitStatus RunFeatures(const Options& options)

@@ -19,7 +19,7 @@ struct Trouble {
 };
 
 constexpr Trouble kTroubles[] = {
-    {KvTd::kExitNoDevice, true, ExitStatus::NoCamera, "there is no camera of the maker's"},
+    {KvTd::kExitNoDevice, true, ExitStatus::NoCamera, "there is no camera, or none of the maker's"},
     {KvTd::kExitNotOurs, true, ExitStatus::NoMatchingCamera,
      "none of the cameras is the one that the configuration names"},
     {KvTd::kExitOpen, true, ExitStatus::OpenFailed,

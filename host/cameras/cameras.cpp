@@ -120,8 +120,11 @@ std::string OpenCameraName()
     int count = 0;
     GevGetOpenCameras(&handle, 1, &count);
     const GEV_DEVICE_INFO* const info = count == 1 ? GevGetCameraInfo(handle) : nullptr;
-    return info == nullptr
-               ? "a camera"
+    if (info == nullptr) {
+        return "a camera";
+    }
+    return info->version[0] == '\0' // a network camera that did not answer when it was listed
+               ? fmt::format("{}, serial {}", info->model, info->serial)
                : fmt::format("{}, serial {}, version {}", info->model, info->serial, info->version);
 }
 

@@ -26,7 +26,7 @@ constexpr Trouble kTroubles[] = {
      "the camera can't be opened, although no other program holds it now"},
     {kExitCameraHeld, true, ExitStatus::OpenFailed, "the camera is held by another program"},
     {kExitCameraSilent, true, ExitStatus::OpenFailed,
-     "the camera does not answer that was to be opened"},
+     "the camera that was to be opened does not answer"},
     {KvTd::kExitGrabbing, true, ExitStatus::GrabbingFailed,
      "the camera failed while grabbing, or no frames arrived"},
     {kExitCameraLeft, true, ExitStatus::GrabbingFailed,

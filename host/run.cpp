@@ -98,10 +98,12 @@ ExitStatus RunList(const Options& options)
         return Fail(choice.status, choice.whyNone);
     }
     const CameraRow& taken = cameras[choice.position];
-    if (taken.held) {
+    if (!taken.held.has_value() || *taken.held) {
         std::fflush(stdout);
-        return Fail(ExitStatus::OpenFailed,
-                    fmt::format("the camera {} is held by another program", taken.serial));
+        return Fail(
+            ExitStatus::OpenFailed,
+            fmt::format("the camera {} {}", taken.serial,
+                        taken.held.has_value() ? "is held by another program" : "does not answer"));
     }
     return ExitStatus::Done;
 }

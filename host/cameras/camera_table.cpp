@@ -25,6 +25,15 @@ bool Fits(const CameraRow& camera, std::size_t position, const CameraConfig& wan
     return byName || (wanted.positionMask & 1U << position) != 0;
 }
 
+/** What the column "access" says of a camera. */
+const char* AccessText(const CameraRow& camera)
+{
+    if (!camera.held) {
+        return "no answer";
+    }
+    return *camera.held ? "held" : "free";
+}
+
 /** What the column "driver" says of a camera. */
 std::string DriverText(const CameraRow& camera, std::size_t position, const CameraConfig& wanted,
                        const CameraChoice& choice)
@@ -74,7 +83,7 @@ std::string CameraTable(const std::vector<CameraRow>& cameras, const CameraConfi
         const CameraRow& camera = cameras[i];
         rows.push_back({std::to_string(i), Shown(camera.model), Shown(camera.serial),
                         Shown(camera.version), Shown(camera.backend), Shown(camera.address),
-                        camera.held ? "held" : "free", DriverText(camera, i, wanted, choice)});
+                        AccessText(camera), DriverText(camera, i, wanted, choice)});
     }
     return Columns(rows);
 }

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,8 @@ struct CameraRow {
     std::string version;
     std::string backend; ///< "sim", "net"
     std::string address; ///< on the network; empty: none
-    bool held = false;   ///< by another program
+    /** By another program; nothing: it gives no answer. */
+    std::optional<bool> held = false;
 };
 
 /** The driver looks at no more cameras of the list. */

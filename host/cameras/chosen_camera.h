@@ -7,6 +7,7 @@
 #include "gev_api.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace kvgrab
@@ -17,7 +18,7 @@ struct FoundCamera {
     ExitStatus status = ExitStatus::Done; ///< otherwise that of a run without retry
     std::string whyNot;                   ///< a sentence without a full stop
     GEV_DEVICE_INFO info{};               ///< with Done
-    bool held = false;                    ///< by another program
+    std::optional<bool> held = false;     ///< by another program; nothing: it gives no answer
 };
 
 /** Lists the cameras. LeaveCameras (listing.h) has to follow. */

@@ -29,10 +29,10 @@ CameraRow RowOf(const GEV_DEVICE_INFO& camera)
             .address = AddressText(camera.ipAddress)};
 }
 
-bool IsHeld(const GEV_DEVICE_INFO& camera)
+std::optional<bool> IsHeld(const GEV_DEVICE_INFO& camera)
 {
     int held = 0;
-    return GevIsCameraHeld(&camera, &held) == kGevOk && held != 0;
+    return GevIsCameraHeld(&camera, &held) == kGevOk ? std::optional(held != 0) : std::nullopt;
 }
 
 void LeaveCameras()

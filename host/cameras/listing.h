@@ -5,6 +5,7 @@
 
 #include "gev_api.h"
 
+#include <optional>
 #include <vector>
 
 namespace kvgrab
@@ -20,8 +21,8 @@ CameraListing ReadCameraList();
 /** Without the access to it, which takes a question to the camera. */
 CameraRow RowOf(const GEV_DEVICE_INFO& camera);
 
-/** Whether a program controls the camera. False if it doesn't say. */
-bool IsHeld(const GEV_DEVICE_INFO& camera);
+/** Whether a program controls the camera. Nothing if it gives no answer. */
+std::optional<bool> IsHeld(const GEV_DEVICE_INFO& camera);
 
 /** Leaves the platform layer as the driver expects to find it. */
 void LeaveCameras();

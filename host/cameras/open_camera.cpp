@@ -47,8 +47,11 @@ std::string OpenCameraName()
 {
     void* const camera = OpenHandle();
     const GEV_DEVICE_INFO* const info = camera == nullptr ? nullptr : GevGetCameraInfo(camera);
-    return info == nullptr
-               ? "a camera"
+    if (info == nullptr) {
+        return "a camera";
+    }
+    return info->version[0] == '\0' // a network camera that did not answer when it was listed
+               ? fmt::format("{}, serial {}", info->model, info->serial)
                : fmt::format("{}, serial {}, version {}", info->model, info->serial, info->version);
 }
 

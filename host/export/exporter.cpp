@@ -241,6 +241,9 @@ void Exporter::Prepare(std::size_t frameBytes)
     }
     try {
         for (ExportSlot& slot : state.slots) {
+            if (!state.waits) { // large ones take seconds
+                return;
+            }
             slot.pixels.resize(frameBytes);
         }
         state.preparedBytes = frameBytes;

@@ -40,6 +40,7 @@ std::int64_t CaptureTimes::Complete(FrameValues* frame, const FrameFacts& facts,
 std::string CaptureTimes::Notice(std::int64_t nowNs)
 {
     constexpr std::int64_t kQuietNs = 60'000'000'000;
+    constexpr std::int64_t kDelayNs = 20'000'000; ///< a busy machine may delay all frames so much
     const CaptureClock::Reading reading = std::exchange(newest_, {});
     if (reading.set == ClockSet::None) {
         return "";
@@ -53,6 +54,13 @@ std::string CaptureTimes::Notice(std::int64_t nowNs)
     untold_ = 0;
     const char* const direction = reading.byNs < 0 ? "back" : "forward";
     const double seconds = std::abs(static_cast<double>(reading.byNs)) / 1e9;
+    if (std::abs(reading.byNs) < kDelayNs) {
+        return fmt::format("frames come {} by {:.6f} s than before, by the camera's clock; capture "
+                           "times follow{}",
+                           (reading.byNs < 0) == (reading.set == ClockSet::Host) ? "earlier"
+                                                                                 : "later",
+                           seconds, more);
+    }
     return reading.set == ClockSet::Host
                ? fmt::format("the host's clock was set {} by {:.6f} s; capture times follow it{}",
                              direction, seconds, more)

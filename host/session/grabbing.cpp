@@ -320,7 +320,10 @@ int Grabbing::LookWhy(int driverCode) const
     if (driverCode == KvTd::kExitConfiguration) {
         return found.status == ExitStatus::Done ? driverCode : kExitCameraLeft;
     }
-    return found.held ? kExitCameraHeld : driverCode;
+    if (!found.held || found.status != ExitStatus::Done) {
+        return kExitCameraSilent;
+    }
+    return *found.held ? kExitCameraHeld : driverCode;
 }
 
 /** Waits this long or less, so that the caller's thread is known to be alive. */

@@ -25,7 +25,7 @@ GuardVerdict SessionGuard::Look(std::int64_t nowNs, const GuardView& view)
         framesDueNs_ = view.newestNs + view.noFramesNs;
     }
     if (nowNs >= framesDueNs_ + kStallNs) {
-        framesDueNs_ = nowNs + std::min(view.noFramesNs, kGraceNs);
+        framesDueNs_ = nowNs + std::min(view.noFramesNs, kCatchUpNs);
     }
     verdict.end = nowNs >= framesDueNs_ ? EarlyEnd::NoFrames : EarlyEnd::None;
     verdict.lookAgainNs = framesDueNs_;

@@ -41,15 +41,16 @@ class SessionGuard
 {
 public:
     /** While frames come, the driver sees the signal at the next one. */
-    static constexpr std::int64_t kGraceNs = 1'000'000'000;
+    static constexpr std::int64_t kGraceNs = 700'000'000;
     /** Otherwise (listing, opening, configuring, closing) nothing but the end of the step makes it
      *  look. */
     static constexpr std::int64_t kShortGraceNs = 300'000'000;
     /** For how long an interrupted session may take to end. */
     static constexpr std::int64_t kLeaveNs = 10'000'000'000;
     /** A guard that looks this much too late was stopped itself, as the whole program may have
-     *  been; frames then get the same time again to arrive. */
+     *  been; frames then get some time to arrive. */
     static constexpr std::int64_t kStallNs = 500'000'000;
+    static constexpr std::int64_t kCatchUpNs = 1'000'000'000; ///< this long, if not less
 
     GuardVerdict Look(std::int64_t nowNs, const GuardView& view);
 

@@ -19,12 +19,14 @@ struct Trouble {
 };
 
 constexpr Trouble kTroubles[] = {
-    {KvTd::kExitNoDevice, true, ExitStatus::NoCamera, "there is no camera of the maker's"},
+    {KvTd::kExitNoDevice, true, ExitStatus::NoCamera, "there is no camera, or none of the maker's"},
     {KvTd::kExitNotOurs, true, ExitStatus::NoMatchingCamera,
      "none of the cameras is the one that the configuration names"},
     {KvTd::kExitOpen, true, ExitStatus::OpenFailed,
-     "the camera can't be opened; perhaps another program uses it"},
+     "the camera can't be opened, although no other program holds it now"},
     {kExitCameraHeld, true, ExitStatus::OpenFailed, "the camera is held by another program"},
+    {kExitCameraSilent, true, ExitStatus::OpenFailed,
+     "the camera that was to be opened does not answer"},
     {KvTd::kExitGrabbing, true, ExitStatus::GrabbingFailed,
      "the camera failed while grabbing, or no frames arrived"},
     {kExitCameraLeft, true, ExitStatus::GrabbingFailed,

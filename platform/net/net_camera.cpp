@@ -77,16 +77,17 @@ NetCamera::NetCamera(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel
 int NetCamera::Make(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel>& channel,
                     const GEV_DEVICE_INFO& info, std::unique_ptr<gevplat::Camera>* camera)
 {
+    const auto failed = [&channel] { return channel->IsAnswering() ? kGevError : kGevNotFound; };
     if (arv_device_get_genicam(opened.get()) == nullptr) {
         gevplat::WriteLog(
             2, fmt::format("network camera {} gives no description of its features", info.serial));
-        return kGevError;
+        return failed();
     }
     std::unique_ptr<NetCamera> made(new NetCamera(std::move(opened), channel, info));
     if (!made->options_.Fault().empty()) {
         gevplat::WriteLog(2, fmt::format("network camera {} doesn't tell its {}", info.serial,
                                          made->options_.Fault()));
-        return kGevError;
+        return failed();
     }
     made->StopWhatRuns();
     *camera = std::move(made);

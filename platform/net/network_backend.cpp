@@ -122,10 +122,13 @@ int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
         return kGevNotFound;
     }
     const auto channel = std::make_shared<ControlChannel>(*address, Patience());
-    if (const int status = channel->MayTakeControl(); status != kGevOk) {
-        return status;
+    Opened opened;
+    opened.status = channel->MayTakeControl();
+    if (opened.status == kGevOk) {
+        opened = OpenThrough(channel, *address);
+    } else if (opened.status == kGevNotFound) {
+        opened.error = "it does not answer";
     }
-    Opened opened = OpenThrough(channel, *address);
     if (!opened.error.empty()) {
         gevplat::WriteLog(
             2, fmt::format("network camera {} can't be opened: {}", device.serial, opened.error));

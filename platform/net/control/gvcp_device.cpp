@@ -158,6 +158,14 @@ Opened OpenThrough(const Channel& channel, std::uint32_t address)
     std::optional<Opened> opened = work->Wait([&channel] {
         return gevplat::Interruption::IsOn() || !channel->IsAnswering() || channel->IsSilent();
     });
+    if (!opened && gevplat::Interruption::IsOn()) {
+        // The library may have taken control just now, which nobody but itself can give back.
+        constexpr auto kLast = std::chrono::milliseconds(300);
+        const auto end = std::chrono::steady_clock::now() + kLast;
+        opened = work->Wait([&channel, end] {
+            return !channel->IsAnswering() || std::chrono::steady_clock::now() >= end;
+        });
+    }
     if (opened && !(opened->status != kGevOk && gevplat::Interruption::IsOn())) {
         return std::move(*opened);
     }

@@ -83,15 +83,18 @@ TEST(CameraTable, SaysWhichCameraTheDriverTakes)
     std::vector<CameraRow> cameras(9, {"DALSA (simulated)", "M", "1", "1.0", "sim", ""});
     cameras[0].held = true;
     cameras[1] = {"Other", "LongerModel", "", "1\n", "net", "10.0.0.7"};
+    cameras[1].held = std::nullopt;
     cameras[3].serial = "3";
     const std::string table = CameraTable(cameras, {"", "1", 0});
     EXPECT_THAT(table,
                 StartsWith("position  model        serial  version  backend  address   "
-                           "access  driver\n"
+                           "access     driver\n"
                            "0         M            1       1.0      sim      -         held  "
-                           "  takes it\n"
-                           "1         LongerModel  -       1?       net      10.0.0.7  free  "
-                           "  no (another maker: Other)\n"));
+                           "     takes it\n"
+                           "1         LongerModel  -       1?       net      10.0.0.7  no answer"
+                           "  no (another maker: Other)\n"
+                           "2         M            1       1.0      sim      -         free  "
+                           "     no (position 0 comes first)\n"));
     EXPECT_THAT(table, HasSubstr("no (position 0 comes first)\n3 "));
     EXPECT_THAT(table, HasSubstr("no (not the configured one)\n4 "));
     EXPECT_THAT(table, EndsWith("no (beyond the first eight)\n"));

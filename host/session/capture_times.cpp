@@ -54,12 +54,10 @@ std::string CaptureTimes::Notice(std::int64_t nowNs)
     untold_ = 0;
     const char* const direction = reading.byNs < 0 ? "back" : "forward";
     const double seconds = std::abs(static_cast<double>(reading.byNs)) / 1e9;
-    if (std::abs(reading.byNs) < kDelayNs) {
+    if (reading.set == ClockSet::Camera && std::abs(reading.byNs) < kDelayNs) {
         return fmt::format("frames come {} by {:.6f} s than before, by the camera's clock; capture "
                            "times follow{}",
-                           (reading.byNs < 0) == (reading.set == ClockSet::Host) ? "earlier"
-                                                                                 : "later",
-                           seconds, more);
+                           reading.byNs < 0 ? "later" : "earlier", seconds, more);
     }
     return reading.set == ClockSet::Host
                ? fmt::format("the host's clock was set {} by {:.6f} s; capture times follow it{}",

@@ -15,6 +15,17 @@ namespace
 constexpr std::size_t kFewest = 32; ///< least stretches for a fit: two seconds and more
 constexpr std::size_t kApart = 8;   ///< slopes are taken over 1/kApart of the session
 
+/** A camera's ticks may have any value: sums and differences of them wrap, as the ticks do. */
+std::int64_t Sum(std::int64_t a, std::int64_t b)
+{
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + static_cast<std::uint64_t>(b));
+}
+
+std::int64_t Difference(std::int64_t a, std::int64_t b)
+{
+    return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) - static_cast<std::uint64_t>(b));
+}
+
 } // namespace
 
 /** How late a frame came, apart from what the present slope explains; only good for comparisons. */
@@ -27,15 +38,16 @@ void ClockDrift::Frame(std::int64_t cameraNs, std::int64_t arrivalNs)
 {
     const bool first = count_ == 0;
     if (!first && cameraNs < lastCameraNs_) {
-        takenOnNs_ += MissingNs(lastCameraNs_ - cameraNs + arrivalNs - lastArrivalNs_);
+        takenOnNs_ = Sum(takenOnNs_, MissingNs(Sum(Difference(lastCameraNs_, cameraNs),
+                                                   Difference(arrivalNs, lastArrivalNs_))));
     }
     lastCameraNs_ = cameraNs;
     lastArrivalNs_ = arrivalNs;
-    const std::int64_t atNs = cameraNs + takenOnNs_;
+    const std::int64_t atNs = Sum(cameraNs, takenOnNs_);
     if (first) {
-        firstOffsetNs_ = arrivalNs - atNs;
+        firstOffsetNs_ = Difference(arrivalNs, atNs);
     }
-    const Point point{atNs, arrivalNs - atNs - firstOffsetNs_};
+    const Point point{atNs, Difference(Difference(arrivalNs, atNs), firstOffsetNs_)};
     if (!first && atNs < stretchEndNs_) {
         Point& least = points_[count_ - 1];
         least = Delay(point) < Delay(least) ? point : least;
@@ -45,7 +57,7 @@ void ClockDrift::Frame(std::int64_t cameraNs, std::int64_t arrivalNs)
         Halve();
     }
     points_[count_++] = point;
-    stretchEndNs_ = atNs + stretchNs_;
+    stretchEndNs_ = Sum(atNs, stretchNs_);
 }
 
 /** By how much the camera's clock went back, from the time that passed on the host, which is only

@@ -8,9 +8,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fmt/format.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <utility>
@@ -205,8 +207,31 @@ void Log::PutOnTerminal(const timespec& now, int level, std::string_view text)
     if (statusShown_) {
         ShowStatus(line);
     } else {
-        base::WriteAll(terminal_, line);
+        WriteToTerminal(line);
     }
+}
+
+/** A terminal that is stopped, or a pipe that nobody reads, holds up one line for a while. Then
+ *  lines are lost until it takes some again. */
+void Log::WriteToTerminal(std::string_view text)
+{
+    constexpr int kWaitMs = 500;
+    pollfd waiting = {terminal_, POLLOUT, 0};
+    int ready = 0;
+    do {
+        ready = poll(&waiting, 1, notShown_ == 0 ? kWaitMs : 0);
+    } while (ready < 0 && errno == EINTR);
+    if (ready == 0) {
+        ++notShown_;
+        return;
+    }
+    if (const unsigned lost = std::exchange(notShown_, 0); lost != 0) {
+        const std::string news =
+            fmt::format("standard error took nothing for a while: {} lines are not shown", lost);
+        base::WriteAll(terminal_, view_.journal ? JournalLine(kWarning, news)
+                                                : StampedLine(clock_(), kWarning, news));
+    }
+    base::WriteAll(terminal_, text);
 }
 
 /** A rotated file has been renamed or removed; a truncated one needs nothing, since each line is
@@ -292,7 +317,7 @@ void Log::ShowStatus(std::string_view before)
     text += before;
     text += Fitting(status_, TerminalWidth(terminal_) - 1);
     statusShown_ = !status_.empty();
-    base::WriteAll(terminal_, text);
+    WriteToTerminal(text);
 }
 
 void Log::SetStatus(std::string text)

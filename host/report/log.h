@@ -83,6 +83,7 @@ private:
     int AppendToFile(std::string_view text);
     void ReopenRotatedFile(const timespec& now);
     void ShowStatus(std::string_view before);
+    void WriteToTerminal(std::string_view text);
 
     static_assert(std::atomic<unsigned>::is_always_lock_free);
     static std::atomic<unsigned> rotations_;
@@ -98,6 +99,7 @@ private:
     unsigned rotationsSeen_ = 0;
     RepeatFilter repeats_;
     std::uint64_t linesLost_ = 0; ///< since the last successful write to the file
+    unsigned notShown_ = 0;       ///< texts since standard error takes none
     std::string status_;
     bool statusShown_ = false;
 };

@@ -12,6 +12,7 @@
 #include <exception>
 #include <fmt/format.h>
 #include <poll.h>
+#include <string_view>
 #include <sys/eventfd.h>
 
 namespace kvgrab
@@ -32,6 +33,15 @@ constexpr std::array<Caught, 6> kCaught = {{{SIGINT, KvTd::kSignalTerminate},
                                             {SIGUSR2, KvTd::kSignalUsr2},
                                             {SIGQUIT, KvTd::kSignalQuit}}};
 
+/** Unless that would have to be waited for: a terminal may be stopped, a pipe may be full. */
+void Say(std::string_view text) noexcept
+{
+    pollfd waiting = {STDERR_FILENO, POLLOUT, 0};
+    if (poll(&waiting, 1, 0) == 1) {
+        [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, text.data(), text.size());
+    }
+}
+
 /** The data that the handler uses; set before it is installed. */
 struct HandlerContext {
     SignalState* state = nullptr;
@@ -51,8 +61,8 @@ extern "C" void OnSignal(int number)
                      [number](const Caught& candidate) { return candidate.number == number; });
     if (caught != kCaught.end() && handlerContext.state->Raise(caught->state) >= 2) {
         handlerContext.cleanup(handlerContext.cleanupContext);
-        constexpr char kText[] = "\nkvgrab: left at once on the second signal.\n";
-        [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, kText, sizeof(kText) - 1);
+        constexpr std::string_view kText = "\nkvgrab: left at once on the second signal.\n";
+        Say(kText);
         _exit(static_cast<int>(ExitStatus::LeftAtOnce));
     }
     if (number == SIGHUP) {
@@ -71,8 +81,9 @@ std::terminate_handler formerTerminate = nullptr;
 [[noreturn]] void OnTerminate()
 {
     handlerContext.cleanup(handlerContext.cleanupContext);
-    constexpr char kText[] = "kvgrab: ended by an unexpected error, perhaps a lack of memory.\n";
-    [[maybe_unused]] const ssize_t shown = write(STDERR_FILENO, kText, sizeof(kText) - 1);
+    constexpr std::string_view kText =
+        "kvgrab: ended by an unexpected error, perhaps a lack of memory.\n";
+    Say(kText);
     _exit(static_cast<int>(ExitStatus::Internal));
 }
 

@@ -27,6 +27,7 @@ using namespace kvgrab;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::UnorderedElementsAre;
 
 timespec FixedClock()
@@ -253,6 +254,25 @@ TEST(ServiceManager, HearsOfTheStatusOnceASecondAndFourTimesInTheWatchdogsTime)
     EXPECT_THAT(sent,
                 ElementsAre("READY=1\nSTATUS=opening", "STATUS=a????b", "STATUS=c", "STATUS=waits",
                             "WATCHDOG=1", "WATCHDOG=1", "STOPPING=1\nSTATUS="));
+}
+
+TEST(Log, IsNotHeldUpByATerminalThatTakesNothing)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    std::string text(static_cast<std::size_t>(fcntl(ends[1], F_GETPIPE_SZ)), 'x');
+    ASSERT_EQ(write(ends[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    Log log(ends[1], false, 3, FixedClock);
+    log.Line(3, "lost");
+    log.Line(3, "lost, too");
+    ASSERT_EQ(read(ends[0], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    log.Line(3, "shown");
+    text.resize(static_cast<std::size_t>(read(ends[0], text.data(), text.size())));
+    EXPECT_THAT(text, HasSubstr("2 lines are not shown"));
+    EXPECT_THAT(text, HasSubstr("I shown\n"));
+    EXPECT_THAT(text, Not(HasSubstr("lost")));
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST(Log, ALineThatASignalCutsShortIsWrittenToItsEnd)

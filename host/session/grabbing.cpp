@@ -21,6 +21,7 @@
 #include <ctime>
 #include <exception>
 #include <fmt/format.h>
+#include <poll.h>
 #include <sstream>
 #include <unistd.h>
 #include <utility>
@@ -84,6 +85,16 @@ std::string DriftLine(const ClockDrift::Estimate& drift)
     }
     return fmt::format("{}; timing.drift_ns_per_s = {:.0f} stamps frames by the camera's clock\n",
                        measured, drift.nsPerS);
+}
+
+/** After a signal, a terminal that was stopped or a pipe that nobody reads is not waited for. */
+void Print(const std::string& text, bool terminating)
+{
+    constexpr int kWaitMs = 300;
+    pollfd waiting = {STDOUT_FILENO, POLLOUT, 0};
+    if (!terminating || poll(&waiting, 1, kWaitMs) != 0) {
+        std::fputs(text.c_str(), stdout);
+    }
 }
 
 } // namespace
@@ -404,7 +415,7 @@ void Grabbing::PrintSummary(std::int64_t runNs)
     }
     summary += features_->Summary();
     summary += host_->settingsNotTaken.Summary();
-    std::fputs(base::Printable(summary, "\n").c_str(), stdout);
+    Print(base::Printable(summary, "\n"), signals_.Terminating());
     log_->SumUp();
     std::istringstream lines(summary);
     for (std::string line; std::getline(lines, line);) {
@@ -419,7 +430,7 @@ ExitStatus Grabbing::SayWhyItEnds(const NextStep& last)
 {
     log_->FileLine(last.status == ExitStatus::Done ? 3 : 1, EndLine(last.status, last.sentence));
     if (last.status == ExitStatus::Done) {
-        std::fputs(fmt::format("kvgrab: {}.\n", last.sentence).c_str(), stdout);
+        Print(fmt::format("kvgrab: {}.\n", last.sentence), signals_.Terminating());
         return last.status;
     }
     std::fflush(stdout);

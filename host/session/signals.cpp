@@ -13,6 +13,7 @@
 #include <exception>
 #include <fmt/format.h>
 #include <poll.h>
+#include <string_view>
 #include <sys/eventfd.h>
 
 namespace kvgrab

@@ -2,7 +2,7 @@
 # Makes each system call and each allocation of kvgrab fail once, in a run that writes pictures and a
 # log, and checks how the run ends: with a documented status, said in a sentence, every picture whole
 # and in the index, nothing half-written, and the shared memory removed.
-# Usage: host_calls.sh KVGRAB PRELOAD [--depth N] [--one CALL:PLACE:NTH:HOW]
+# Usage: host_calls.sh KVGRAB PRELOAD [--depth N] [--one FORMAT:CALL:PLACE:NTH:HOW]
 #   --depth N   tells calls apart by the N innermost places in our code (1)
 #   --one TEXT  makes only this call fail, as a failing run prints it, and shows what kvgrab says
 set -uo pipefail
@@ -29,7 +29,6 @@ frames = 4
 retry = false
 no_frames_s = 2
 [export]
-format = "raw"
 every_frame = true
 directory = "out"
 [log]
@@ -46,12 +45,12 @@ serial = "F1"
 END
 
 # Runs kvgrab in a folder of its own with one call that fails; its status is in $status.
-grab() { # FOLDER VARIABLE...
-    local folder=$1
-    shift
+grab() { # FOLDER FORMAT VARIABLE...
+    local folder=$1 format=$2
+    shift 2
     mkdir -p "$folder"
     (cd "$folder" && exec env XDG_RUNTIME_DIR=. KV_DEPTH="$depth" "$@" LD_PRELOAD="$preload" timeout -s KILL 60 "$kvgrab" run \
-        --config "$place/kv.toml" --simulation "$place/cameras.toml" \
+        --config "$place/kv.toml" --export "$format" --simulation "$place/cameras.toml" \
         --memory "/kvgrab-calls-${folder##*/}-$$") >"$folder/said" 2>&1 </dev/null
     status=$?
 }
@@ -66,9 +65,12 @@ faults_of() { # FOLDER
     [ "$status" = 0 ] || grep -q '^kvgrab: .' "$folder/said" || echo "it ended with $status and did not say why"
     [ -z "$(ls /dev/shm/kvgrab-calls-"${folder##*/}"-$$ 2>/dev/null)" ] || echo "the shared memory is left"
     ls "$folder"/out/*.kvpart >/dev/null 2>&1 && echo "an unfinished picture is left"
-    for file in "$folder"/out/*.raw; do
+    for file in "$folder"/out/frame_*; do
         [ -e "$file" ] || continue
-        [ "$(stat -c %s "$file")" = 3072 ] || echo "${file##*/} is cut"
+        case $file in
+        *.png) tail -c 8 "$file" | grep -aq IEND || echo "${file##*/} is cut" ;;
+        *.raw) [ "$(stat -c %s "$file")" = 3072 ] || echo "${file##*/} is cut" ;;
+        esac
         grep -q ",${file##*/}," "$folder/out/index.csv" || echo "${file##*/} is not in the index"
     done
     if [ -e "$folder/out/index.csv" ]; then
@@ -81,10 +83,10 @@ faults_of() { # FOLDER
         grep -qE 'failed [1-9]|not written|lost' "$folder/said" || echo "it ended with 0 without saying what is missing"
 }
 
-check() { # CALL:PLACE:NTH:HOW
+check() { # FORMAT:CALL:PLACE:NTH:HOW
     local folder wrong
     folder=$(mktemp -d "$place/run.XXXXXX")
-    grab "$folder" KV_FAIL="$1"
+    grab "$folder" "${1%%:*}" KV_FAIL="${1#*:}"
     wrong=$(faults_of "$folder")
     rm -f /dev/shm/kvgrab-calls-"${folder##*/}"-$$
     if [ -n "$wrong" ]; then
@@ -96,17 +98,21 @@ check() { # CALL:PLACE:NTH:HOW
 export -f grab faults_of check
 
 if [ -n "$one" ]; then
-    grab "$place/one" KV_FAIL="$one"
+    grab "$place/one" "${one%%:*}" KV_FAIL="${one#*:}"
     cat "$place/one/said"
     echo "status $status"
     faults_of "$place/one"
     exit
 fi
 
-grab "$place/all" KV_CALLS="$place/calls"
-[ "$status" = 0 ] || { cat "$place/all/said"; exit 1; }
+# Each place in the first format that reaches it.
+for format in raw png; do
+    grab "$place/$format" "$format" KV_CALLS="$place/$format.calls"
+    [ "$status" = 0 ] || { cat "$place/$format/said"; exit 1; }
+    sed "s/^/$format /" "$place/$format.calls"
+done | awk '!seen[$2 $3]++' >"$place/calls" || exit 1
 # The errors that a call may well meet: no memory, no room, no permission, an interruption.
-while read -r call where; do
+while read -r format call where; do
     case $call in
     malloc | mmap | pthread_create) ways=12 ;;
     write) ways="28 4 short" ;;
@@ -116,11 +122,11 @@ while read -r call where; do
     *) ways=5 ;;
     esac
     for how in $ways; do
-        echo "$call:$where:1:$how"
+        echo "$format:$call:$where:1:$how"
     done
 done <"$place/calls" >"$place/faults"
 xargs -a "$place/faults" -P 2 -I{} bash -c 'check {}' >"$place/failures"
 cat "$place/failures"
 failed=$(grep -c '^FAILED' "$place/failures")
-echo "$(wc -l <"$place/faults") failing calls in $(sort -u "$place/calls" | wc -l) places: $failed runs went wrong"
+echo "$(wc -l <"$place/faults") failing calls in $(wc -l <"$place/calls") places: $failed runs went wrong"
 [ "$failed" = 0 ]

@@ -85,7 +85,8 @@ int Fail(const char* why)
     return kCannotStart;
 }
 
-/** Loads a library of ours from the folder beside the program's; null: `*error` says why. */
+/** Loads a library of ours from the library folder next to the program's; null: `*error` says why.
+ */
 void* Load(const std::string& folder, const char* name, bool privileged, uid_t owner,
            std::string* error)
 {
@@ -107,7 +108,7 @@ void* Load(const std::string& folder, const char* name, bool privileged, uid_t o
         return library;
     }
     *error = name;
-    *error += " is not beside the program";
+    *error += " is not in the library folder next to the program's";
     return nullptr;
 }
 

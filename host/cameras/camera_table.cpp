@@ -64,7 +64,7 @@ CameraChoice Choose(const std::vector<CameraRow>& cameras, const CameraConfig& w
         return {ExitStatus::NoCamera,
                 count == 0 ? "there is no camera" : "there is no camera of the maker's", 0};
     }
-    // The driver takes the first one that fits, whoever made it.
+    // The driver takes the first one that fits, of any maker.
     for (std::size_t i = 0; i < count; ++i) {
         if (Fits(cameras[i], i, wanted)) {
             return {ExitStatus::Done, "", i};

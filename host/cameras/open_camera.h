@@ -1,4 +1,4 @@
-/** The camera that is open in this process, whoever opened it. */
+/** The camera that is open in this process, opened by the driver or by a command. */
 #pragma once
 
 #include "gev_api.h"

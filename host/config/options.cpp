@@ -43,7 +43,7 @@ Signals:
   INT, TERM   end after the current frame, and within 3 s; a second one, half a second later,
               leaves at once
   QUIT        end in the same way
-  HUP         read the configuration file again, open a rotated log file anew
+  HUP         read the configuration file again, reopen a rotated log file
   USR1, USR2  dynamic look-up table (passed to the driver)
   Settings of exposure, gain, auto, white_balance, lut, gamma and iobox that change in the file
   are applied without a signal.

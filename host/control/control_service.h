@@ -48,7 +48,7 @@ public:
     };
     /** Who asks. Both functions may be called on any thread. */
     struct Asker {
-        /** Called once for each line; an empty text stands for no answer. */
+        /** Called once for each line; an empty text means no answer. */
         std::function<void(std::string line)> answer;
         std::function<void(bool wanted)> subscribe;
     };

@@ -75,7 +75,7 @@ struct Exporter::State {
 
     std::atomic<bool> started = false;
     std::atomic<bool> failed = false;
-    std::atomic<bool> waits = true; ///< for free slots; false for ever once it was told to stop
+    std::atomic<bool> waits = true; ///< for free slots; false for ever after StopWaiting
     std::size_t preparedBytes = 0;  ///< grab thread only, like the next
     bool skipReported = false;
 };

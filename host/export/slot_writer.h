@@ -26,7 +26,7 @@ struct ExportSlot {
 };
 
 /** Has no state of its own: pictures of several slots may be written at a time, and rows one at a
- *  time. What goes wrong is told to `trouble`. Throws std::bad_alloc. */
+ *  time. What goes wrong is reported to `trouble`. Throws std::bad_alloc. */
 class SlotWriter
 {
 public:

@@ -62,8 +62,8 @@ public:
     void DriverLine(const char* source, int line, const char* function, int level,
                     const char* format, std::va_list arguments)
         __attribute__((format(printf, 6, 0)));
-    /** Writes what is due: summaries of repeated lines, and the file anew if it was rotated. Lines
-     *  do this, too; call it where none may come for a while. */
+    /** Writes what is due: summaries of repeated lines, and reopens the file if it was rotated.
+     * Lines do this, too; call it where none may come for a while. */
     void CatchUp();
     /** Writes the summaries of all repeated lines, before the end. */
     void SumUp();
@@ -71,7 +71,7 @@ public:
     /** Replaces the status line; empty: none. It is cut to the terminal's width, at a comma. */
     void SetStatus(std::string text);
 
-    /** The log files of this process may have been renamed: they are opened anew before the next
+    /** The log files of this process may have been renamed: they are reopened before the next
      *  line is written. Async-signal-safe; from any thread. */
     static void FilesMayBeRotated() noexcept { rotations_.fetch_add(1); }
 

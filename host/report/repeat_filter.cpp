@@ -89,7 +89,7 @@ RepeatFilter::Verdict RepeatFilter::JudgeIn(const Rule& rule, const std::string&
         ForgetCalmGroups(nowMs);
     }
     Group& group = groups_[fmt::format("{} {}{}", rule.name, source, key)];
-    // A clock that was set back begins everything anew.
+    // A clock that was set back starts everything again.
     const bool fresh =
         group.rule == nullptr || nowMs < group.seenMs || nowMs - group.seenMs >= rule.calmMs;
     if (fresh || (!group.noisy && nowMs - group.beganMs >= rule.windowMs)) {

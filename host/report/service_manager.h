@@ -1,5 +1,5 @@
-/** What kvgrab tells the service manager that started it (systemd): that it is ready, what it is
- *  doing, that it is alive, and that it stops. Does nothing without one.
+/** What kvgrab reports to the service manager that started it (systemd): that it is ready, what it
+ * is doing, that it is alive, and that it stops. Does nothing without one.
  *
  *  kvgrab is ready once everything is set up that doesn't depend on the camera. A service that
  *  waits for a camera that is switched off has started: its status line says what it waits for.

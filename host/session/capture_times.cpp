@@ -62,8 +62,7 @@ std::string CaptureTimes::Notice(std::int64_t nowNs)
     return reading.set == ClockSet::Host
                ? fmt::format("the host's clock was set {} by {:.6f} s; capture times follow it{}",
                              direction, seconds, more)
-               : fmt::format("the camera's clock was set {} by {:.6f} s; capture times are related "
-                             "to it anew{}",
+               : fmt::format("the camera's clock was set {} by {:.6f} s; capture times follow it{}",
                              direction, seconds, more);
 }
 

@@ -16,7 +16,7 @@ namespace kvgrab
 class CaptureTimes
 {
 public:
-    /** Each session relates the clocks anew: it may be with another camera. */
+    /** Each session relates the clocks from the start: it may be with another camera. */
     void SessionBegins() { clock_.reset(); }
 
     /** Completes a frame that the driver has described. `facts` count only when they are of the

@@ -64,7 +64,7 @@ ExportOptions ExportOptionsFrom(const ExportConfig& config, Log* log)
     return options;
 }
 
-/** The source, whose configurations the desk is told. */
+/** The source, whose configurations the desk receives. */
 ConfigSource ToldTo(ControlDesk* desk, ConfigSource source)
 {
     source.adopted = [desk](const Config& config) { desk->SetConfig(config); };

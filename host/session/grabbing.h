@@ -29,7 +29,7 @@ class Grabbing
 public:
     /** `options` must outlive it. */
     Grabbing(const Options& options, ConfigSource source);
-    ~Grabbing(); ///< tells the log if an exception ends the run
+    ~Grabbing(); ///< logs that an exception ends the run
     Grabbing(const Grabbing&) = delete;
     Grabbing& operator=(const Grabbing&) = delete;
 

@@ -1,4 +1,4 @@
-/** Runs a SessionGuard on a thread of its own, beside the grab thread, which may be waiting inside
+/** Runs a SessionGuard on a thread of its own, next to the grab thread, which may be waiting inside
  *  the driver. */
 #pragma once
 
@@ -39,7 +39,7 @@ public:
     /** False: `*error` says why. */
     bool Start(std::string* error);
     void Stop();
-    /** An eventfd; whoever writes to it makes the guard look at once. For a signal handler. */
+    /** An eventfd; writing to it makes the guard look at once. For a signal handler. */
     int WakeUpFd() const { return wakeUp_.Get(); }
 
     void SessionBegins();

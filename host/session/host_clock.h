@@ -1,4 +1,4 @@
-/** How the host's real-time clock stands to its monotonic one, and whether it was set. */
+/** How far the host's real-time clock is from its monotonic one, and whether it was set. */
 #pragma once
 
 #include <cstdint>

@@ -376,9 +376,10 @@ int HostSession::Publish(std::uint32_t id, const void* value)
 /** The driver publishes the frame counter last, so all of the frame's values are known now. */
 void HostSession::FrameDescribed()
 {
-    const std::int64_t arrivalNs = captureTimes_.Complete(
-        &scenario.frame, parts.newestFrame(), scenario.tickNs, arrivalNs_, hostClock_.Read());
-    const std::string clockWasSet = captureTimes_.Notice(parts.monotonicNs());
+    const HostClock::Reading now = hostClock_.Read();
+    const std::int64_t arrivalNs = captureTimes_.Complete(&scenario.frame, parts.newestFrame(),
+                                                          scenario.tickNs, arrivalNs_, now);
+    const std::string clockWasSet = captureTimes_.Notice(now.monotonicNs);
     if (!clockWasSet.empty()) {
         parts.log.Line(2, clockWasSet);
     }

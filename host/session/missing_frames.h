@@ -20,7 +20,7 @@ public:
     unsigned InRow() const { return inRow_; }
     /** Level of the lines about it: a warning, unless the reason is a trigger that is awaited. */
     int Level() const { return level_; }
-    /** Why no frame comes: a trigger that is awaited, or what NoFramesReason tells from the counts
+    /** Why no frame comes: a trigger that is awaited, or what NoFramesReason finds in the counts
      *  since the first wait. */
     std::string Reason(const TransferCounts& counts) const;
     /** A frame came. True: it had been reported that none came. */

@@ -12,8 +12,8 @@
 namespace kvgrab
 {
 
-/** Codes beside the driver's: what kvgrab found out after the driver's kExitConfiguration or
- *  kExitOpen. */
+/** Codes in addition to the driver's: what kvgrab found out after the driver's kExitConfiguration
+ * or kExitOpen. */
 constexpr int kExitCameraLeft = -102;   ///< the camera is gone that was being configured
 constexpr int kExitCameraHeld = -105;   ///< another program holds the camera
 constexpr int kExitCameraSilent = -106; ///< the camera is gone that was to be opened

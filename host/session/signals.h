@@ -1,6 +1,6 @@
 /** Catches the process's signals for a SignalState.
  *
- *  INT and TERM terminate, QUIT quits, HUP reconfigures and opens rotated log files anew, USR1 and
+ *  INT and TERM terminate, QUIT quits, HUP reconfigures and reopens rotated log files, USR1 and
  *  USR2 go to the driver; PIPE is ignored. The second INT or TERM that counts runs the clean-up and
  *  ends the process at once; so does an error that nobody handles. */
 #pragma once
@@ -26,7 +26,7 @@ public:
     SignalCatcher(const SignalCatcher&) = delete;
     SignalCatcher& operator=(const SignalCatcher&) = delete;
 
-    /** Only one catcher per process at a time. Signals are also told to `alsoWake`, an eventfd,
+    /** Only one catcher per process at a time. Signals also wake `alsoWake`, an eventfd,
      *  unless it is negative. False: `*error` says why. */
     bool Install(SignalState* state, Cleanup cleanup, void* context, int alsoWake,
                  std::string* error);

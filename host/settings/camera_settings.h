@@ -13,7 +13,7 @@ std::vector<JudgedSetting> JudgeOpenCamera(const Config& config);
 
 /** The rate that the driver can set again without changing anything. kFpsUnset while that isn't
  *  known: no camera is open, the rate can't be read, or exposure time, read-out or link limit it to
- *  less than the camera was told. */
+ *  less than the camera was set to. */
 float RateOfOpenCamera();
 
 } // namespace kvgrab

@@ -74,7 +74,9 @@ FeatureFacts FeatureReader::Ask(const FeatureRef& feature, Look look)
         facts.selectorElsewhere = elsewhere ? before : "";
         selector = nullptr;
     });
-    Guarded(&facts, [&] { ReadAt(feature, look, &facts); });
+    if (facts.trouble.empty()) { // otherwise the selector may have any value
+        Guarded(&facts, [&] { ReadAt(feature, look, &facts); });
+    }
     if (selector) {
         Guarded(&facts, [&] { selector->FromString(before.c_str()); });
     }

@@ -17,7 +17,7 @@ namespace kvgrab
 class FeatureReader
 {
 public:
-    /** `movesSelectors`: sets a selector that stands elsewhere, and back afterwards. Otherwise
+    /** `movesSelectors`: sets a selector that has another value, and back afterwards. Otherwise
      *  nothing is written. */
     FeatureReader(const GenApi::CNodeMapRef& map, bool movesSelectors)
         : map_(map), movesSelectors_(movesSelectors)

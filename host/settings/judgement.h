@@ -28,7 +28,7 @@ struct FeatureFacts {
     std::optional<double> max;
     double increment = 0;       ///< 0: none
     std::vector<Entry> entries; ///< that can be chosen
-    /** Where the selector stands, if that isn't where the feature is meant. The value is another
+    /** The selector's value, if it isn't the one that is meant. The value is another
      *  one then, and access and limits may be. */
     std::string selectorElsewhere;
     std::string trouble; ///< why something of this couldn't be read

@@ -1,4 +1,4 @@
-/** What the newest frame of this process was, for a host beside the driver (gev_host.h). */
+/** What the newest frame of this process was, for the host (gev_host.h). */
 #pragma once
 
 #include "gev_host.h"

@@ -63,7 +63,8 @@ Violation TextError(std::string_view text, std::int64_t maxLength);
 /** Returns the value, or the limit that it exceeds by less than a millionth of that limit. */
 double SnappedToLimit(double value, const FloatRange& range);
 
-/** What stands for the value when a command is executed, in the journal and in error texts. */
+/** What is written in place of the value when a command is executed, in the journal and in error
+ * texts. */
 inline constexpr std::string_view kExecute = "execute";
 
 /** "RW" */

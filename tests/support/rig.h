@@ -81,7 +81,8 @@ private:
     GEV_DEVICE_INFO info_{};
 };
 
-/** A call that fails each time, and faults that strike at the n-th match, `times` times in a row.
+/** A call that fails each time, and faults that take effect at the n-th match, `times` times in a
+ * row.
  */
 sim::Fault CallFails(const char* call, int status = kGevError);
 sim::Fault FrameFault(sim::Effect effect, std::uint64_t nth, std::uint64_t times = 1,

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Are the programs and libraries hardened, and do they search for libraries only beside themselves?
+# Are the programs and libraries hardened, and do they search for libraries only relative to themselves?
 # Usage: hardening.sh BUILD
 set -uo pipefail
 build=$1

@@ -26,7 +26,7 @@ class ControlChannel
 public:
     enum class Control {
         Ours,
-        Lost,    ///< it was started anew, its heartbeat time-out went by, or somebody else has it
+        Lost,    ///< it was restarted, its heartbeat time-out went by, or somebody else has it
         Unknown, ///< an access is under way, or it has been silent for less than the patience
         Gone
     };

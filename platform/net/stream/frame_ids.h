@@ -14,7 +14,7 @@ namespace net
  *
  *  What a number says depends on how far it is from the one before. Up to kMostMissing frames are
  *  taken for lost: more than a session waits for, at a thousand frames per second. A number further
- *  ahead, or back by kLate or more, means that the camera began to count anew; nobody knows how
+ *  ahead, or back by kLate or more, means that the camera started to count again; nobody knows how
  * many frames that cost, so it counts as none. A number that is back by less is late and changes
  *  nothing. */
 class FrameIds

@@ -31,7 +31,7 @@ public:
     /** Returns and removes the oldest entry. `*end`: the arrivals until the next frame began, or
      *  until now if none has. */
     FrameStart Take(Arrivals* end);
-    /** While the receiver stands still. */
+    /** While the receiver is stopped. */
     void Clear();
     Arrivals Now() const;
 

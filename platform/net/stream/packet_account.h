@@ -27,7 +27,7 @@ inline std::uint64_t Growth(std::uint64_t from, std::uint64_t to)
 class PacketAccount
 {
 public:
-    /** The camera begins anew; packets that come before its first frame count for nothing. */
+    /** The camera starts again; packets that come before its first frame count for nothing. */
     void Restart()
     {
         before_ = missing_;

@@ -4,7 +4,8 @@
  *    KV_CALLS=FILE     appends a line "CALL PLACE" for each new place
  *    KV_FAIL=CALL:PLACE:NTH:HOW   the NTH call from this place fails; HOW is an error number, or
  *                      "short" for a write that writes half
- *    KV_DEPTH=N        a place is told by the N innermost return addresses in our libraries (1)
+ *    KV_DEPTH=N        a place is identified by the N innermost return addresses in our libraries
+ * (1)
  *
  *  Only calls below code of ours count. It takes no memory itself. */
 #include <array>

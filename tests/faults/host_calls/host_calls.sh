@@ -3,7 +3,7 @@
 # log, and checks how the run ends: with a documented status, said in a sentence, every picture whole
 # and in the index, nothing half-written, and the shared memory removed.
 # Usage: host_calls.sh KVGRAB PRELOAD [--depth N] [--one FORMAT:CALL:PLACE:NTH:HOW]
-#   --depth N   tells calls apart by the N innermost places in our code (1)
+#   --depth N   distinguishes calls by the N innermost places in our code (1)
 #   --one TEXT  makes only this call fail, as a failing run prints it, and shows what kvgrab says
 set -uo pipefail
 kvgrab=$(realpath "$1")
@@ -27,7 +27,7 @@ cat >"$place/kv.toml" <<END
 [session]
 frames = 4
 retry = false
-no_frames_s = 2
+no_frames_s = 5
 [export]
 every_frame = true
 directory = "out"

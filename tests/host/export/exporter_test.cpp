@@ -83,15 +83,23 @@ protected:
     std::vector<std::string> reports_;
 };
 
-/** Holds the worker half way through a file: after it has opened it, before it writes. */
+/**
+ * Holds the worker half way through a file: after it has opened it, before it writes. A worker that
+ * was given up goes on when the holder is gone, so what it waits for outlives every holder.
+ */
 class HeldWorker
 {
 public:
-    explicit HeldWorker(fs::path file) : file_(std::move(file)) { held = this; }
+    explicit HeldWorker(fs::path file) : file_(std::move(file))
+    {
+        const std::lock_guard lock(mutex);
+        held = this;
+    }
     ~HeldWorker()
     {
-        Release();
+        const std::lock_guard lock(mutex);
         held = nullptr;
+        changed.notify_all();
     }
     void Release() { Go(Step::Write); }
     void Break() { Go(Step::Fail); } ///< what it writes fails
@@ -99,31 +107,28 @@ public:
     /** Called for every write of this program. False: it is to fail. */
     static bool MayWrite(int fd)
     {
-        HeldWorker* const holder = held;
-        if (holder == nullptr) {
-            return true;
-        }
+        std::unique_lock lock(mutex);
         std::error_code ignored;
-        if (fs::read_symlink(fmt::format("/proc/self/fd/{}", fd), ignored) != holder->file_) {
+        if (held == nullptr ||
+            fs::read_symlink(fmt::format("/proc/self/fd/{}", fd), ignored) != held->file_) {
             return true;
         }
-        std::unique_lock lock(holder->mutex_);
-        holder->changed_.wait(lock, [&] { return holder->step_ != Step::Hold; });
-        return holder->step_ == Step::Write;
+        changed.wait(lock, [] { return held == nullptr || held->step_ != Step::Hold; });
+        return held == nullptr || held->step_ == Step::Write;
     }
 
 private:
     enum class Step { Hold, Write, Fail };
     void Go(Step step)
     {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(mutex);
         step_ = step_ == Step::Hold ? step : step_;
-        changed_.notify_all();
+        changed.notify_all();
     }
-    inline static std::atomic<HeldWorker*> held{nullptr};
+    inline static std::mutex mutex;
+    inline static std::condition_variable changed;
+    inline static HeldWorker* held = nullptr;
     const fs::path file_;
-    std::mutex mutex_;
-    std::condition_variable changed_;
     Step step_ = Step::Hold;
 };
 

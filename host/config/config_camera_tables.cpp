@@ -197,7 +197,7 @@ static std::optional<std::vector<std::uint16_t>> ReadLutEntries(TableReader& in,
     in.Needs("values", "bits", "the table's entries have no width without it");
     in.Needs("file", "bits", "the table's entries have no width without it");
     if (values && in.Has("file")) {
-        in.Refuse("file", "stands beside lut.values; expected one of the two");
+        in.Refuse("file", "is set together with lut.values; expected one of the two");
     }
     if (const auto file = in.Text("file", "the path of a text or CSV file")) {
         return ReadLutFile(in, *file, configName, read, width);

@@ -118,7 +118,7 @@ void WarnOfConflicts(TableReader& root, const Config& config)
     if (!config.lut.values.empty() && config.gamma.value != KvTd::kGammaUnset &&
         config.gamma.value != kNoCurve) {
         root.Table("gamma")->Warn(
-            "value", "stands beside a look-up table: the camera has one tone curve, and the "
+            "value", "is set together with a look-up table: the camera has one tone curve, and the "
                      "table waits or is replaced; configure one of the two");
     }
 }

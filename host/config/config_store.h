@@ -35,7 +35,7 @@ struct ConfigSource {
     FileReader read;
     /** Lets the command line override every configuration that is read. */
     std::function<void(Config*)> overrides;
-    /** Told each configuration that comes into force; empty: nobody is. */
+    /** Called with each configuration that comes into force; may be empty. */
     std::function<void(const Config&)> adopted = {};
 };
 

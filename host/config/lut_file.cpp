@@ -105,7 +105,7 @@ private:
     void TakeSeparator(char separator, unsigned column, bool nothingBefore)
     {
         if (nothingBefore) {
-            Refuse(column, "nothing stands before this separator; expected a number");
+            Refuse(column, "there is nothing before this separator; expected a number");
         }
         if (separator_ != '\0' && separator_ != separator) {
             Refuse(column, "commas and semicolons are mixed; expected one of them to separate the "

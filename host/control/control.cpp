@@ -66,9 +66,9 @@ bool Control::Start(const std::string& path, std::string* error)
         return false;
     }
     tasks_.Start();
-    desk_.TellStates(
+    desk_.OnState(
         [this](const RunStatus& status) { server_.Publish(ControlService::StateEvent(status)); });
-    log_.TellWarnings([this](int level, std::string_view text) {
+    log_.OnWarning([this](int level, std::string_view text) {
         server_.Publish(ControlService::LogEvent(level, text));
     });
     return true;
@@ -76,8 +76,8 @@ bool Control::Start(const std::string& path, std::string* error)
 
 void Control::Stop()
 {
-    log_.TellWarnings({});
-    desk_.TellStates({});
+    log_.OnWarning({});
+    desk_.OnState({});
     socket_.RemoveNow();
     tasks_.Stop(); // before the server, which its tasks answer
     server_.Stop();

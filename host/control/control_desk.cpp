@@ -42,8 +42,8 @@ void ControlDesk::SetState(RunState state, std::string_view sentence)
         status_.sentence = sentence;
         now = status_;
     }
-    if (told_) {
-        told_(now);
+    if (listener_) {
+        listener_(now);
     }
 }
 

@@ -69,7 +69,7 @@ struct AskedChange {
 class ControlDesk
 {
 public:
-    using Told = std::function<void(const RunStatus&)>;
+    using StateListener = std::function<void(const RunStatus&)>;
 
     // ---- grab thread ----
     void SetState(RunState state, std::string_view sentence);
@@ -88,7 +88,7 @@ public:
 
     // ---- any thread ----
     /** Called on the grab thread after each change of the state; set it before the run begins. */
-    void TellStates(Told told) { told_ = std::move(told); }
+    void OnState(StateListener listener) { listener_ = std::move(listener); }
     RunStatus Status() const;
     /** The configuration with the changes that wait to be taken; never null after SetConfig. */
     std::shared_ptr<const Config> ConfigWithChanges() const;
@@ -113,7 +113,7 @@ private:
     Work workState_ = Work::None;
     std::condition_variable workDone_;
     std::atomic<bool> asked_{false};
-    Told told_;
+    StateListener listener_;
 
     std::mutex gate_; ///< held while a camera's feature is accessed
     bool ready_ = false;

@@ -112,10 +112,10 @@ void Log::SetLevel(int level)
     level_ = level;
 }
 
-void Log::TellWarnings(std::function<void(int, std::string_view)> told)
+void Log::OnWarning(std::function<void(int, std::string_view)> listener)
 {
     const std::lock_guard lock(mutex_);
-    told_ = std::move(told);
+    warningListener_ = std::move(listener);
 }
 
 bool Log::Wanted(int level) const
@@ -132,8 +132,8 @@ void Log::Line(int level, std::string_view text)
     }
     if (level <= kWarning) {
         const std::lock_guard lock(mutex_);
-        if (told_) {
-            told_(level, text);
+        if (warningListener_) {
+            warningListener_(level, text);
         }
     }
 }

@@ -52,7 +52,7 @@ public:
     bool HasFile() const;
     void SetLevel(int level);
     /** Called with each warning and error of kvgrab, whatever the level; empty: nobody is. */
-    void TellWarnings(std::function<void(int level, std::string_view text)> told);
+    void OnWarning(std::function<void(int level, std::string_view text)> listener);
 
     /** Logs one line of kvgrab. */
     void Line(int level, std::string_view text);
@@ -99,7 +99,7 @@ private:
     int level_;
     View view_;
     FileHandle file_;
-    std::function<void(int, std::string_view)> told_;
+    std::function<void(int, std::string_view)> warningListener_;
     std::string path_;
     unsigned rotationsSeen_ = 0;
     RepeatFilter repeats_;

@@ -1,4 +1,4 @@
-/** Tells a camera's tick counter that wrapped from one that was set. */
+/** Distinguishes a tick counter that wrapped from one that was set. */
 #pragma once
 
 #include <algorithm>

@@ -46,12 +46,13 @@ std::string CaptureTimes::Notice(std::int64_t nowNs)
         return "";
     }
     if (nowNs < quietUntilNs_) {
-        ++untold_;
+        ++notReported_;
         return "";
     }
     quietUntilNs_ = nowNs + kQuietNs;
-    const std::string more = untold_ == 0 ? "" : fmt::format(" (and {} times before)", untold_);
-    untold_ = 0;
+    const std::string more =
+        notReported_ == 0 ? "" : fmt::format(" (and {} times before)", notReported_);
+    notReported_ = 0;
     const char* const direction = reading.byNs < 0 ? "back" : "forward";
     const double seconds = std::abs(static_cast<double>(reading.byNs)) / 1e9;
     if (reading.set == ClockSet::Camera && std::abs(reading.byNs) < kDelayNs) {

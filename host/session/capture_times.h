@@ -34,7 +34,7 @@ private:
     std::uint32_t tickNs_ = 0;
     CaptureClock::Reading newest_;
     std::int64_t quietUntilNs_ = 0;
-    unsigned untold_ = 0; ///< clocks that were set and not reported
+    unsigned notReported_ = 0; ///< clocks that were set and not reported
 };
 
 } // namespace kvgrab

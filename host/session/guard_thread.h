@@ -25,7 +25,7 @@ public:
         const SignalState* signals = nullptr;
         /** Interrupts the cameras (true) or lets them work again (false). */
         std::function<void(bool)> interrupt;
-        /** Told on the guard's thread after each interruption. */
+        /** Called on the guard's thread after each interruption. */
         std::function<void(EarlyEnd)> interrupted;
         /** Ends the process at once. Called on the guard's thread. */
         std::function<void()> leave;

@@ -213,7 +213,7 @@ void HostSession::LookForTrigger(std::int64_t nowNs)
     LimitWaiting();
 }
 
-/** Tells the guard for how long frames may stay away. */
+/** Sets for the guard how long frames may stay away. */
 void HostSession::LimitWaiting()
 {
     if (parts.guard != nullptr) {

@@ -21,7 +21,7 @@ int SignalState::Raise(KvTd::SignalState signal, std::int64_t nowNs) noexcept
 
 KvTd::SignalState SignalState::Check() noexcept
 {
-    told_ = KvTd::kSignalNone;
+    thisRound_ = KvTd::kSignalNone;
     const std::uint32_t pending = pending_.load();
     for (const KvTd::SignalState lasting :
          {KvTd::kSignalTerminate, KvTd::kSignalQuit, KvTd::kSignalReconfigure}) {
@@ -32,7 +32,7 @@ KvTd::SignalState SignalState::Check() noexcept
     for (const KvTd::SignalState once : {KvTd::kSignalUsr1, KvTd::kSignalUsr2}) {
         if ((pending & Bit(once)) != 0) {
             Clear(once);
-            told_ = once;
+            thisRound_ = once;
             return once;
         }
     }
@@ -41,9 +41,9 @@ KvTd::SignalState SignalState::Check() noexcept
 
 void SignalState::RoundMissed() noexcept
 {
-    if (told_ != KvTd::kSignalNone) {
-        pending_.fetch_or(Bit(told_));
-        told_ = KvTd::kSignalNone;
+    if (thisRound_ != KvTd::kSignalNone) {
+        pending_.fetch_or(Bit(thisRound_));
+        thisRound_ = KvTd::kSignalNone;
     }
 }
 

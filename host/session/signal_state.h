@@ -36,7 +36,7 @@ public:
     /** The state for the driver's round that begins now. */
     KvTd::SignalState Check() noexcept;
     /** The round of the last Check has a frame, so the driver has used the answer. */
-    void RoundHadFrame() noexcept { told_ = KvTd::kSignalNone; }
+    void RoundHadFrame() noexcept { thisRound_ = KvTd::kSignalNone; }
     /** The round of the last Check has no frame: a usr signal reported to it is pending again. */
     void RoundMissed() noexcept;
     /** The device session is over; a signal that was reported but not used is pending again. */
@@ -59,7 +59,8 @@ private:
     std::atomic<int> terminates_{0};
     std::atomic<std::int64_t> firstTerminateNs_{0};
     std::atomic<std::int64_t> endAskedNs_{0};
-    KvTd::SignalState told_ = KvTd::kSignalNone; ///< grab thread only: usr signal of this round
+    KvTd::SignalState thisRound_ =
+        KvTd::kSignalNone; ///< grab thread only: usr signal of this round
     static_assert(std::atomic<std::uint32_t>::is_always_lock_free);
 };
 

@@ -97,6 +97,17 @@ CommandFaults CommandFaultsOf(const Options& options, const std::string& serial,
     return faults;
 }
 
+StreamSettings StreamSettingsOf(const Options& options, const std::string& serial)
+{
+    StreamSettings settings;
+    settings.resendDepth = options.resendDepth;
+    settings.faults = FaultsOf(options, serial, false);
+    settings.extendedIds = options.extendedIds;
+    settings.extendedChunks = options.extendedChunks;
+    settings.segments = !options.singlePackets;
+    return settings;
+}
+
 void CheckFaults(const Options& options, const sim::Network::Cameras& models)
 {
     for (const std::string& text : options.faults) {
@@ -120,11 +131,9 @@ class OneCamera
 {
 public:
     OneCamera(std::shared_ptr<sim::CameraModel> model, const Options& options,
-              std::uint32_t address)
+              std::uint32_t address, const Interface& interface)
         : model_(std::move(model)),
-          acquisition_(*model_, address,
-                       {.resendDepth = options.resendDepth,
-                        .faults = FaultsOf(options, model_->Setup().serial, false)}),
+          acquisition_(*model_, address, StreamSettingsOf(options, model_->Setup().serial)),
           features_(*model_, acquisition_),
           device_({.model = *model_,
                    .acquisition = acquisition_,
@@ -133,6 +142,7 @@ public:
                    .descriptionBytes = features_.DescriptionBytes(),
                    .streamPort = acquisition_.OwnPort()},
                   {.address = address,
+                   .interface = interface,
                    .resends = options.resendDepth > 0,
                    .extendedIds = options.extendedIds},
                   CommandFaultsOf(options, model_->Setup().serial, features_))
@@ -155,7 +165,8 @@ Cameras::Cameras(const Options& options)
         const std::uint32_t address = n < options.addresses.size()
                                           ? ParseAddress(options.addresses[n])
                                           : ParseAddress(addresses_.back()) + 1;
-        cameras_.push_back(std::make_unique<OneCamera>(model, options, address));
+        cameras_.push_back(
+            std::make_unique<OneCamera>(model, options, address, InterfaceOf(address)));
         addresses_.push_back(AddressText(address));
     }
 }

@@ -8,12 +8,11 @@ namespace kvcam
 namespace
 {
 
-Identity IdentityOf(const DeviceParts& parts, const DeviceOptions& options,
-                    const Interface& interface)
+Identity IdentityOf(const DeviceParts& parts, const DeviceOptions& options)
 {
     const sim::CameraSetup& setup = parts.model.Setup();
     return {.address = options.address,
-            .mask = interface.mask,
+            .mask = options.interface.mask,
             .maker = setup.manufacturer,
             .model = setup.modelName,
             .version = setup.version,
@@ -58,14 +57,8 @@ void PowerUp(sim::CameraModel& model)
 } // namespace
 
 Device::Device(const DeviceParts& parts, const DeviceOptions& options, CommandFaults faults)
-    : Device(parts, options, std::move(faults), InterfaceOf(options.address))
-{
-}
-
-Device::Device(const DeviceParts& parts, const DeviceOptions& options, CommandFaults faults,
-               const Interface& interface)
-    : sockets_(options.address, interface),
-      bootstrap_(IdentityOf(parts, options, interface), TicksOf(parts.model), parts.acquisition),
+    : sockets_(options.address, options.interface),
+      bootstrap_(IdentityOf(parts, options), TicksOf(parts.model), parts.acquisition),
       desk_({.bootstrap = bootstrap_,
              .parts = {{kDescriptionBase, &parts.description}, {kFeatureBase, &parts.values}},
              .acquisition = parts.acquisition,

@@ -27,6 +27,7 @@ struct DeviceParts {
 
 struct DeviceOptions {
     std::uint32_t address = 0; ///< IPv4, host byte order
+    Interface interface = {};  ///< the one that has the address
     bool resends = true;
     bool extendedIds = false;
 };
@@ -39,9 +40,6 @@ public:
     Device(const DeviceParts& parts, const DeviceOptions& options, CommandFaults faults);
 
 private:
-    Device(const DeviceParts& parts, const DeviceOptions& options, CommandFaults faults,
-           const Interface& interface);
-
     ControlSockets sockets_;
     Bootstrap bootstrap_;
     CommandDesk desk_;

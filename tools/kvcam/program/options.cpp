@@ -38,6 +38,10 @@ std::optional<Options> ReadOptions(int argc, char** argv, int* exitCode)
                    "so many frames are kept and sent again on request; 0: none")
         ->check(CLI::Range(0, 1024));
     app.add_flag("--extended-ids", options.extendedIds, "frame numbers have 64 bits, not 16");
+    app.add_flag("--extended-chunks", options.extendedChunks,
+                 "frames with chunk data have payload type 0x4001, not 4");
+    app.add_flag("--single-packets", options.singlePackets,
+                 "sends without UDP segmentation offload");
     app.add_option("--ready-file", options.readyFile, "made when the cameras answer");
     app.add_option("--duration", seconds, "ends after so many seconds; 0: never")
         ->check(CLI::NonNegativeNumber);

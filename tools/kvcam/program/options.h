@@ -21,7 +21,9 @@ struct Options {
     std::vector<std::string> faults; ///< texts of FaultText
     std::size_t resendDepth = 8;     ///< frames; 0: nothing is sent again
     bool extendedIds = false;
-    std::string readyFile;                                 ///< empty: no file
+    bool extendedChunks = false; ///< chunk data behind an image, not as a payload type of its own
+    bool singlePackets = false;  ///< packets go to the system one by one
+    std::string readyFile;       ///< empty: no file
     std::optional<std::chrono::duration<double>> duration; ///< empty: until a signal comes
 };
 

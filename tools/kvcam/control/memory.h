@@ -27,6 +27,7 @@ enum class Status : std::uint16_t {
     AccessDenied = 0x8006,
     Busy = 0x8007,
     PacketUnavailable = 0x800C,
+    InvalidHeader = 0x800E,
     PacketNotYetAvailable = 0x8010,
     PacketAndPreviousRemoved = 0x8011,
     PacketRemoved = 0x8012,

@@ -1,0 +1,34 @@
+/** The command line. */
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kvcam
+{
+
+struct Options {
+    /** Of the cameras, in order. If there are fewer than cameras, the others follow the last. */
+    std::vector<std::string> addresses = {"127.0.0.1"};
+    std::vector<std::string> serials = {"KV000001"}; ///< likewise
+    std::string maker = "DALSA (kvcam)";
+    std::string model = "Loopback";
+    bool color = false;
+    std::string network;             ///< file; empty: cameras as above
+    std::vector<std::string> faults; ///< texts of FaultText
+    std::size_t resendDepth = 8;     ///< frames; 0: nothing is sent again
+    bool extendedIds = false;
+    bool extendedChunks = false; ///< chunk data behind an image, not as a payload type of its own
+    bool singlePackets = false;  ///< packets go to the system one by one
+    std::string readyFile;       ///< empty: no file
+    std::optional<std::chrono::duration<double>> duration; ///< empty: until a signal comes
+};
+
+/** Returns nothing when the program must end with `*exitCode`; the reason or help has been printed.
+ */
+std::optional<Options> ReadOptions(int argc, char** argv, int* exitCode);
+
+} // namespace kvcam

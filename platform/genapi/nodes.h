@@ -38,11 +38,17 @@ class Selector
 {
 public:
     virtual ~Selector() = default;
-    virtual std::size_t Position() const = 0;
+    std::size_t Position() const { return held_ ? *held_ : OwnPosition(); }
     virtual std::size_t Positions() const = 0;
-    /** Without the side effects of a write. */
-    virtual void MoveTo(std::size_t position) = 0;
     virtual Feature& AsFeature() = 0;
+    /** Selects this position, whatever the feature's value, until it is let go (nullopt). */
+    void Hold(std::optional<std::size_t> position) { held_ = position; }
+
+protected:
+    virtual std::size_t OwnPosition() const = 0;
+
+private:
+    std::optional<std::size_t> held_;
 };
 
 /** What a client may keep of a value: what it wrote or read, only what it read, or nothing. */
@@ -185,12 +191,8 @@ public:
     /** One cell, whatever the selectors' positions; the last selector's positions are adjacent. */
     std::int64_t At(std::size_t cell) const { return cells_[cell]; }
     void StoreAt(std::size_t cell, std::int64_t value) { cells_[cell] = value; }
-    std::size_t Position() const override;
+    std::size_t OwnPosition() const override;
     std::size_t Positions() const override;
-    void MoveTo(std::size_t position) override
-    {
-        Store(limits_.min + static_cast<std::int64_t>(position));
-    }
     Feature& AsFeature() override { return *this; }
 
 private:
@@ -345,9 +347,8 @@ public:
     std::int64_t Value() const;
     std::string_view Symbolic() const;
     std::string_view SymbolicAt(std::size_t cell) const;
-    std::size_t Position() const override { return cells_[CellIndex()]; }
+    std::size_t OwnPosition() const override { return cells_[CellIndex()]; }
     std::size_t Positions() const override;
-    void MoveTo(std::size_t position) override { cells_[CellIndex()] = position; }
     Feature& AsFeature() override { return *this; }
 
 private:

@@ -77,12 +77,24 @@ class Writer
 public:
     Writer(sim::CameraFeatures& features, const RegisterMap& map) : features_(features), map_(map)
     {
+        std::vector<Feature*> selectors; // of cells
         for (const Register& reg : map_.All()) {
             if (reg.kind == Register::Kind::Value) {
                 AddFeature(*reg.feature);
                 InCategory(reg.feature->Spec().category, reg.feature->Name());
             }
             AddRegister(reg);
+            for (const CellStep& step : reg.steps) {
+                Feature* const selector = &step.selector->AsFeature();
+                if (std::find(selectors.begin(), selectors.end(), selector) == selectors.end()) {
+                    selectors.push_back(selector);
+                }
+            }
+        }
+        for (Feature* selector : selectors) {
+            if (GenApi_3_0::IInteger* const integer = selector->Node()->AsInteger()) {
+                AddCellOf(static_cast<genapi::IntegerNode&>(*integer));
+            }
         }
         const WireFeatures wire = DescribeWireFeatures(features_);
         text_ += wire.elements;
@@ -129,6 +141,7 @@ private:
     void AddSelected(const Feature& selector);
     void AddRegister(const Register& reg);
     void AddPlace(const Register& reg);
+    void AddCellOf(const genapi::IntegerNode& selector);
     void AddCaching(const Register& reg);
 
     sim::CameraFeatures& features_;
@@ -262,12 +275,25 @@ void Writer::AddRegister(const Register& reg)
     Put("</{}>\n", tag);
 }
 
+/** The entries of an enumeration that selects are numbered by their positions, and an integer
+ * counts from 0. A camera whose integer reports limits beyond its cells shows the nearest cell. */
 void Writer::AddPlace(const Register& reg)
 {
     Put("<Address>{:#x}</Address>", reg.address);
     for (const CellStep& step : reg.steps) {
-        Put("<pIndex Offset=\"{}\">{}_Reg</pIndex>", step.bytes, step.selector->AsFeature().Name());
+        Feature& selector = step.selector->AsFeature();
+        const bool isInteger = selector.Node()->AsInteger() != nullptr;
+        Put("<pIndex Offset=\"{}\">{}_{}</pIndex>", step.bytes, selector.Name(),
+            isInteger ? "Cell" : "Reg");
     }
+}
+
+void Writer::AddCellOf(const genapi::IntegerNode& selector)
+{
+    Put(R"(<IntSwissKnife Name="{0}_Cell"><pVariable Name="VALUE">{0}_Reg</pVariable>
+<Formula>(VALUE &lt; 0) ? 0 : ((VALUE &gt; {1}) ? {1} : VALUE)</Formula></IntSwissKnife>
+)",
+        selector.Name(), selector.Positions() - 1);
 }
 
 /** What a client may keep of the register, and which writes end that. */

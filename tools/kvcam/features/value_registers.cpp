@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <optional>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace kvcam
@@ -22,35 +22,29 @@ constexpr std::uint32_t kWord = 4;
 // on the network only.
 constexpr std::int64_t kPixelChunkTrailer = 8;
 
-/** Makes the selectors of a register point at one of its cells, without the knowledge of anybody;
- *  in the end they point where they pointed before. Under the camera's lock. */
+/** While it lives, the selectors of a register select one of its cells. Under the camera's lock. */
 class CellScope
 {
 public:
-    CellScope(const Register& reg, std::uint32_t cell)
+    CellScope(const Register& reg, std::uint32_t cell) : steps_(reg.steps)
     {
         std::uint32_t bytes = cell * reg.cellBytes;
-        for (auto step = reg.steps.rbegin(); step != reg.steps.rend(); ++step) {
-            const std::uint32_t position = bytes / step->bytes;
+        for (auto step = steps_.rbegin(); step != steps_.rend(); ++step) {
+            step->selector->Hold(bytes / step->bytes);
             bytes %= step->bytes;
-            const std::size_t before = step->selector->Position();
-            if (before != position) {
-                moved_.emplace_back(step->selector, before);
-                step->selector->MoveTo(position);
-            }
         }
     }
     ~CellScope()
     {
-        for (const auto& [selector, before] : moved_) {
-            selector->MoveTo(before);
+        for (const CellStep& step : steps_) {
+            step.selector->Hold(std::nullopt);
         }
     }
     CellScope(const CellScope&) = delete;
     CellScope& operator=(const CellScope&) = delete;
 
 private:
-    std::vector<std::pair<genapi::Selector*, std::size_t>> moved_;
+    const std::vector<CellStep>& steps_;
 };
 
 /** What a client is told of an access that raised something. */

@@ -194,7 +194,7 @@ protected:
 
 TEST_P(Kept, WhateverAWriteChangesIsInvalidatedByIt)
 {
-    constexpr int kWrites = 3000; // from each state, into the next
+    constexpr int kWrites = 9000; // from each state, into the next
     Findings missing;
     std::map<std::string, int> taken;
     Client::Snapshot before = client.ReadAll();

@@ -1,6 +1,7 @@
 #include "tools/kvcam/features/value_registers.h"
 
 #include "genapi/access_hook.h"
+#include "genapi/raw_value.h"
 #include "tools/kvcam/features/big_endian.h"
 
 #include <algorithm>
@@ -54,16 +55,17 @@ template <class Access> Status Tell(sim::CameraModel& camera, Status denied, con
     try {
         access();
         return Status::Done;
-    } catch (const GenICam_3_0::AccessException&) {
-        return denied;
-    } catch (const GenICam_3_0::OutOfRangeException&) {
-        return Status::InvalidParameter;
-    } catch (const GenICam_3_0::InvalidArgumentException&) {
-        return Status::InvalidParameter;
-    } catch (const GenICam_3_0::TimeoutException&) {
-        return Status::NoAnswer;
-    } catch (const std::exception&) {
-        return Status::Error;
+    } catch (...) { // cancellation is deferred, so this can only be an error
+        switch (genapi::StatusOfException()) {
+        case kGevBadValue:
+            return Status::InvalidParameter;
+        case kGevAccessDenied:
+            return denied;
+        case kGevTimeout:
+            return Status::NoAnswer;
+        default:
+            return Status::Error;
+        }
     }
 }
 

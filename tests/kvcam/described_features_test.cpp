@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fmt/format.h>
 #include <random>
 #include <span>
@@ -38,6 +39,8 @@ int ErrorOf(Status status)
     }
 }
 
+constexpr std::uint64_t kPacketSize = 0x0D04; // the only register of GigE Vision here
+
 /** The served camera on the other side of the library. */
 struct Client {
     explicit Client(test::ServedCamera& served)
@@ -48,14 +51,20 @@ struct Client {
 
     static test::Registers& Served(ArvDevice* device, test::ServedCamera& served)
     {
-        test::RegistersOf(device).serves = [&served](std::uint64_t address, std::uint32_t size,
-                                                     void* data, bool write) {
+        test::Registers& own = test::RegistersOf(device);
+        own.serves = [&](std::uint64_t address, std::uint32_t size, void* data, bool write) {
+            if (address == kPacketSize) {
+                std::uint32_t value = GUINT32_TO_BE(own.At(address));
+                std::memcpy(write ? static_cast<void*>(&value) : data, write ? data : &value, size);
+                own.Put(address, GUINT32_FROM_BE(value));
+                return 0;
+            }
             const std::span bytes(static_cast<std::uint8_t*>(data), size);
             const auto at = static_cast<std::uint32_t>(address);
             kvcam::Memory& memory = served.features.Values();
             return ErrorOf(write ? memory.Write(at, bytes) : memory.Read(at, bytes));
         };
-        return test::RegistersOf(device);
+        return own;
     }
 
     net::Device device;
@@ -214,6 +223,22 @@ TEST_P(Described, EveryAccessHasTheSameOutcomeAsInProcess)
             }
         }
     }
+}
+
+/** Several features may share a register; a command costs one access. */
+TEST_P(Described, FeaturesOfTheNetworkLieInItsRegisters)
+{
+    client.registers.Put(kPacketSize, 0x4000'05DC);
+    EXPECT_EQ(DoAccess(there, "GevSCPSPacketSize"), "1500");
+    EXPECT_EQ(DoAccess(there, "GevSCPSDoNotFragment"), "true");
+    EXPECT_EQ(DoAccess(there, "GevSCPSPacketSize=9000"), "");
+    EXPECT_EQ(client.registers.At(kPacketSize), 0x4000'2328);
+    EXPECT_EQ(DoAccess(there, "GevSCPSFireTestPacket=execute"), "");
+    EXPECT_EQ(client.registers.At(kPacketSize), 0xC000'2328);
+    client.registers.reads = 0;
+    EXPECT_EQ(DoAccess(there, "AcquisitionStart=execute"), "");
+    EXPECT_EQ(client.registers.reads, 0);
+    EXPECT_EQ(DoAccess(there, "AcquisitionMode"), "Continuous");
 }
 
 INSTANTIATE_TEST_SUITE_P(Setups, Described, testing::Range<std::size_t>(0, 3));

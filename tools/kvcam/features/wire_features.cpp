@@ -22,28 +22,29 @@ struct WireFeature {
     const char* name;
     Form form;
     std::uint32_t address;
-    unsigned lowestBit; ///< 31 is the lowest one of a register, as big endian ones are counted
-    unsigned highestBit;
     const char* mode;
     const char* unit = "";
+    // Where it lies in the register: 31 is the lowest bit of one, as big endian ones are counted.
+    unsigned lowestBit = 31;
+    unsigned highestBit = 0;
 };
 
 constexpr const char* kTransport = "TransportLayerControl";
 constexpr const char* kAcquisition = "AcquisitionControl";
 
 constexpr WireFeature kFeatures[] = {
-    {kAcquisition, "AcquisitionStart", Form::Command, kAcquisitionStart, 31, 0, "RW"},
-    {kAcquisition, "AcquisitionStop", Form::Command, kAcquisitionStop, 31, 0, "RW"},
-    {kTransport, "GevCurrentIPAddress", Form::Integer, 0x0024, 31, 0, "RO"},
-    {kTransport, "GevCurrentSubnetMask", Form::Integer, 0x0034, 31, 0, "RO"},
-    {kTransport, "GevCurrentDefaultGateway", Form::Integer, 0x0044, 31, 0, "RO"},
-    {kTransport, "GevHeartbeatTimeout", Form::Integer, 0x0938, 31, 0, "RW", "ms"},
-    {kTransport, "GevSCPHostPort", Form::Integer, 0x0D00, 31, 16, "RW"},
-    {kTransport, "GevSCPSFireTestPacket", Form::Command, 0x0D04, 0, 0, "RW"},
-    {kTransport, "GevSCPSDoNotFragment", Form::Boolean, 0x0D04, 1, 1, "RW"},
-    {kTransport, "GevSCPSPacketSize", Form::Integer, 0x0D04, 31, 16, "RW", "B"},
-    {kTransport, "GevSCPD", Form::Integer, 0x0D08, 31, 0, "RW"},
-    {kTransport, "GevSCDA", Form::Integer, 0x0D18, 31, 0, "RW"},
+    {kAcquisition, "AcquisitionStart", Form::Command, kAcquisitionStart, "RW"},
+    {kAcquisition, "AcquisitionStop", Form::Command, kAcquisitionStop, "RW"},
+    {kTransport, "GevCurrentIPAddress", Form::Integer, 0x0024, "RO"},
+    {kTransport, "GevCurrentSubnetMask", Form::Integer, 0x0034, "RO"},
+    {kTransport, "GevCurrentDefaultGateway", Form::Integer, 0x0044, "RO"},
+    {kTransport, "GevHeartbeatTimeout", Form::Integer, 0x0938, "RW", "ms"},
+    {kTransport, "GevSCPHostPort", Form::Integer, 0x0D00, "RW", "", 31, 16},
+    {kTransport, "GevSCPSFireTestPacket", Form::Command, 0x0D04, "RW", "", 0, 0},
+    {kTransport, "GevSCPSDoNotFragment", Form::Boolean, 0x0D04, "RW", "", 1, 1},
+    {kTransport, "GevSCPSPacketSize", Form::Integer, 0x0D04, "RW", "B", 31, 16},
+    {kTransport, "GevSCPD", Form::Integer, 0x0D08, "RW"},
+    {kTransport, "GevSCDA", Form::Integer, 0x0D18, "RW"},
 };
 
 struct ChunkFeature {
@@ -74,14 +75,17 @@ std::string UnitElement(std::string_view unit)
 std::string Describe(const WireFeature& feature)
 {
     const bool isCommand = feature.form == Form::Command;
+    const bool isWhole = feature.lowestBit == 31 && feature.highestBit == 0;
+    const std::string bits =
+        fmt::format("<LSB>{}</LSB><MSB>{}</MSB>", feature.lowestBit, feature.highestBit);
     return fmt::format(
         R"(<{0} Name="{1}">{2}<pValue>{1}_Reg</pValue>{3}{4}</{0}>
-<MaskedIntReg Name="{1}_Reg"><Address>{5:#x}</Address><Length>4</Length><AccessMode>{6}</AccessMode><pPort>Device</pPort><Cachable>NoCache</Cachable><LSB>{7}</LSB><MSB>{8}</MSB><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></MaskedIntReg>
+<{7} Name="{1}_Reg"><Address>{5:#x}</Address><Length>4</Length><AccessMode>{6}</AccessMode><pPort>Device</pPort><Cachable>NoCache</Cachable>{8}<Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></{7}>
 )",
         TagOf(feature.form), feature.name,
         isCommand ? "<ImposedAccessMode>WO</ImposedAccessMode>" : "",
         isCommand ? "<CommandValue>1</CommandValue>" : "", UnitElement(feature.unit),
-        feature.address, feature.mode, feature.lowestBit, feature.highestBit);
+        feature.address, feature.mode, isWhole ? "IntReg" : "MaskedIntReg", isWhole ? "" : bits);
 }
 
 std::string Describe(const ChunkFeature& feature)

@@ -13,7 +13,13 @@ Feature::~Feature() = default;
 
 EAccessMode Feature::Mode() const
 {
-    return GenApi_3_0::IsWritable(spec_.mode) && spec_.modeNow ? spec_.modeNow() : spec_.mode;
+    if (!GenApi_3_0::IsWritable(spec_.mode)) {
+        return spec_.mode;
+    }
+    if (spec_.available && !spec_.available()) {
+        return GenApi_3_0::NA;
+    }
+    return spec_.locked && spec_.locked() ? GenApi_3_0::RO : spec_.mode;
 }
 
 void Feature::ShowSelectors(const std::function<bool(Feature&)>& shows)

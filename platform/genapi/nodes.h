@@ -38,21 +38,43 @@ class Selector
 {
 public:
     virtual ~Selector() = default;
-    virtual std::size_t Position() const = 0;
+    std::size_t Position() const { return held_ ? *held_ : OwnPosition(); }
     virtual std::size_t Positions() const = 0;
     virtual Feature& AsFeature() = 0;
+    /** Selects this position, whatever the feature's value, until it is let go (nullopt). */
+    void Hold(std::optional<std::size_t> position) { held_ = position; }
+
+protected:
+    virtual std::size_t OwnPosition() const = 0;
+
+private:
+    std::optional<std::size_t> held_;
 };
+
+/** What a client may keep of a value: what it wrote or read, only what it read, or nothing. */
+enum class Caching { WriteThrough, WriteAround, NoCache };
+
+/** In NodeSpec::changes: any feature. */
+inline constexpr const char* kEveryFeature = "*";
 
 /** The description that all types of nodes have in common. */
 struct NodeSpec {
     std::string name = {};
     std::string unit = {};
     EAccessMode mode = GenApi_3_0::RW;
-    std::function<EAccessMode()> modeNow =
-        nullptr; ///< depends on other features; called when mode is RW or WO
+    // Of a feature whose mode is RW or WO; null: always, never. They depend on other features or on
+    // streaming.
+    std::function<bool()> available = nullptr;
+    std::function<bool()> locked = nullptr; ///< read-only, if it is available
     std::vector<Selector*> selectedBy = {};
+    Caching caching = Caching::WriteThrough; ///< also of its limits
+    unsigned pollingMs = 0; ///< of a value that changes by itself: how often to read it; 0: any
+    /** The features whose value, limits or access mode a write of this one may change. Those that
+     *  can't be cached need not be listed, nor other cells of what this one selects. */
+    std::vector<std::string> changes = {};
     std::function<void()> written = nullptr; ///< side effects of a write inside the camera; what a
                                              ///  command does
+    std::string category = {};
 };
 
 /** Limits that a number reports and enforces in place of its own, for cameras that report nonsense:
@@ -73,6 +95,7 @@ public:
     Feature& operator=(const Feature&) = delete;
 
     const std::string& Name() const { return spec_.name; }
+    const NodeSpec& Spec() const { return spec_; }
 
     // Inside the camera.
     virtual GenApi_3_0::INode* Node() = 0;
@@ -88,6 +111,8 @@ public:
     /** No effect on features that are not numbers. */
     void Report(const ReportedRange& range) { reported_ = range; }
     EAccessMode Mode() const;
+    /** Of a number whose maximum depends on other features. */
+    virtual bool HasMovingMax() const { return false; }
     /** Whatever other features are set to. */
     EAccessMode UsualMode() const { return spec_.mode; }
     /** The values of all cells, for Restore of the same feature. */
@@ -161,11 +186,12 @@ public:
     std::int64_t Min() const;
     std::int64_t Max() const;
     std::int64_t Inc() const { return reported_ ? reported_->inc : limits_.inc; }
+    bool HasMovingMax() const override { return !reported_ && limits_.maxNow; }
     void Store(std::int64_t value) { cells_[CellIndex()] = value; }
     /** One cell, whatever the selectors' positions; the last selector's positions are adjacent. */
     std::int64_t At(std::size_t cell) const { return cells_[cell]; }
     void StoreAt(std::size_t cell, std::int64_t value) { cells_[cell] = value; }
-    std::size_t Position() const override;
+    std::size_t OwnPosition() const override;
     std::size_t Positions() const override;
     Feature& AsFeature() override { return *this; }
 
@@ -208,6 +234,7 @@ public:
     void StoreAt(std::size_t cell, double value) { cells_[cell] = value; }
     double Min() const { return reported_ ? reported_->min : limits_.min; }
     double Max() const;
+    bool HasMovingMax() const override { return !reported_ && limits_.maxNow; }
 
 private:
     Limits limits_;
@@ -258,6 +285,7 @@ public:
     std::string Text() const override { return cells_[CellIndex()]; }
     /** A text that is too long is no value. */
     bool SetText(std::string_view text) override;
+    std::int64_t MaxLength() const { return maxLength_; }
     std::any Cells() const override { return cells_; }
     void Restore(const std::any& cells) override { PutBack(cells, &cells_); }
 
@@ -319,7 +347,7 @@ public:
     std::int64_t Value() const;
     std::string_view Symbolic() const;
     std::string_view SymbolicAt(std::size_t cell) const;
-    std::size_t Position() const override { return cells_[CellIndex()]; }
+    std::size_t OwnPosition() const override { return cells_[CellIndex()]; }
     std::size_t Positions() const override;
     Feature& AsFeature() override { return *this; }
 

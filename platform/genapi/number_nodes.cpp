@@ -125,7 +125,7 @@ std::size_t IntegerNode::Positions() const
     return static_cast<std::size_t>(limits_.max - limits_.min + 1);
 }
 
-std::size_t IntegerNode::Position() const
+std::size_t IntegerNode::OwnPosition() const
 {
     // A value that was stored without checks must not select a cell that does not exist.
     return static_cast<std::size_t>(std::clamp(Value(), limits_.min, limits_.max) - limits_.min);

@@ -87,10 +87,15 @@ bool Registers::Access(std::uint64_t address, std::uint32_t size, void* data, bo
                        GError** error)
 {
     ++(write ? writes : reads);
-    const int code = fails ? fails(address, write) : 0;
+    const int code = serves  ? serves(address, size, data, write)
+                     : fails ? fails(address, write)
+                             : 0;
     if (code != 0) {
         g_set_error(error, ARV_DEVICE_ERROR, code, "told to fail with %d", code);
         return false;
+    }
+    if (serves) {
+        return true;
     }
     if (address > kBytes || size > kBytes - address) {
         g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS,

@@ -26,6 +26,8 @@ public:
     std::atomic<int> writes{0};
     /** Asked at each access, on the thread that makes it: the error it fails with, or 0. */
     std::function<int(std::uint64_t address, bool write)> fails;
+    /** In place of the bytes here: does an access, and returns the error it fails with, or 0. */
+    std::function<int(std::uint64_t address, std::uint32_t size, void* data, bool write)> serves;
 
     // For the device.
     bool Access(std::uint64_t address, std::uint32_t size, void* data, bool write, GError** error);

@@ -116,6 +116,8 @@ public:
     genapi::NodeMap& Map() { return map_; }
     /** The feature of this name, if the camera shows it; null otherwise. */
     genapi::Feature* Shown(std::string_view name);
+    /** All of them, in the order of their description. */
+    const std::vector<genapi::Feature*>& Shown() const { return shown_; }
 
     genapi::IntegerNode* width = nullptr;
     genapi::IntegerNode* height = nullptr;
@@ -154,7 +156,7 @@ private:
     friend class FeatureBuilder;
     void BeginUserSets();
     void Publish();
-    genapi::Feature* StandIn(const std::string& name, NodeKind kind);
+    genapi::Feature* StandIn(const genapi::NodeSpec& original, NodeKind kind);
 
     const CameraSetup& setup_;
     genapi::AccessHook& hook_;

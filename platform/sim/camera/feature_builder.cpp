@@ -4,6 +4,7 @@
 #include "sim/picture/scene.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace sim
 {
@@ -20,20 +21,22 @@ bool Lists(const std::vector<std::string>& list, const std::string& name)
 
 void FeatureBuilder::Build()
 {
-    Device();
-    Geometry();
-    Format();
-    Acquisition();
-    Trigger();
-    Gain();
-    AutoBrightness();
-    Tone();
+    using Self = FeatureBuilder;
+    const auto build = [this](const char* category, auto... groups) {
+        category_ = category;
+        (std::invoke(groups, this), ...);
+    };
+    build("DeviceControl", &Self::Device);
+    build("ImageFormatControl", &Self::Geometry, &Self::Format);
+    build("AcquisitionControl", &Self::Acquisition, &Self::Trigger);
+    build("AnalogControl", &Self::Gain, &Self::AutoBrightness);
+    build("LUTControl", &Self::Tone);
     if (IsColor()) {
-        WhiteBalance();
+        build("AnalogControl", &Self::WhiteBalance);
     }
-    ChunkData();
-    Lines();
-    UserSetControl();
+    build("ChunkDataControl", &Self::ChunkData);
+    build("DigitalIOControl", &Self::Lines);
+    build("UserSetControl", &Self::UserSetControl);
 }
 
 FeatureBuilder::EntryList FeatureBuilder::Names(std::initializer_list<const char*> names)
@@ -52,35 +55,46 @@ template <class Node> Node* FeatureBuilder::Keep(std::unique_ptr<Node> node)
     return kept;
 }
 
+genapi::NodeSpec FeatureBuilder::Completed(genapi::NodeSpec spec) const
+{
+    spec.category = category_;
+    return spec;
+}
+
 FeatureBuilder::Integer* FeatureBuilder::AddInteger(genapi::NodeSpec spec, Integer::Limits limits,
                                                     std::int64_t value,
                                                     std::function<std::int64_t()> computed)
 {
-    return Keep(std::make_unique<Integer>(features_.hook_, std::move(spec), std::move(limits),
-                                          value, std::move(computed)));
+    return Keep(std::make_unique<Integer>(features_.hook_, Completed(std::move(spec)),
+                                          std::move(limits), value, std::move(computed)));
 }
 
 FeatureBuilder::Float* FeatureBuilder::AddFloat(genapi::NodeSpec spec, Float::Limits limits,
                                                 double value, std::function<double(double)> shown)
 {
-    return Keep(std::make_unique<Float>(features_.hook_, std::move(spec), std::move(limits), value,
-                                        std::move(shown)));
+    if (spec.caching == genapi::Caching::WriteThrough) {
+        // The camera takes a limit in place of a value that exceeds it by a rounding error.
+        spec.caching = genapi::Caching::WriteAround;
+    }
+    return Keep(std::make_unique<Float>(features_.hook_, Completed(std::move(spec)),
+                                        std::move(limits), value, std::move(shown)));
 }
 
 FeatureBuilder::Boolean* FeatureBuilder::AddBoolean(genapi::NodeSpec spec, bool value)
 {
-    return Keep(std::make_unique<Boolean>(features_.hook_, std::move(spec), value));
+    return Keep(std::make_unique<Boolean>(features_.hook_, Completed(std::move(spec)), value));
 }
 
 FeatureBuilder::String* FeatureBuilder::AddString(genapi::NodeSpec spec, std::int64_t maxLength,
                                                   const std::string& value)
 {
-    return Keep(std::make_unique<String>(features_.hook_, std::move(spec), maxLength, value));
+    return Keep(
+        std::make_unique<String>(features_.hook_, Completed(std::move(spec)), maxLength, value));
 }
 
 FeatureBuilder::Command* FeatureBuilder::AddCommand(genapi::NodeSpec spec)
 {
-    return Keep(std::make_unique<Command>(features_.hook_, std::move(spec)));
+    return Keep(std::make_unique<Command>(features_.hook_, Completed(std::move(spec))));
 }
 
 FeatureBuilder::Enumeration* FeatureBuilder::AddEnumeration(genapi::NodeSpec spec, EntryList list)
@@ -93,8 +107,8 @@ FeatureBuilder::Enumeration* FeatureBuilder::AddEnumeration(genapi::NodeSpec spe
                            .implemented = !Lists(setup_.notImplementedEntries, full),
                            .listed = !Lists(setup_.missingEntries, full)});
     }
-    return Keep(std::make_unique<Enumeration>(features_.hook_, std::move(spec), entries, list.first,
-                                              std::move(list.refuses)));
+    return Keep(std::make_unique<Enumeration>(features_.hook_, Completed(std::move(spec)), entries,
+                                              list.first, std::move(list.refuses)));
 }
 
 bool FeatureBuilder::ShowsAsItIs(const std::string& name) const
@@ -104,19 +118,13 @@ bool FeatureBuilder::ShowsAsItIs(const std::string& name) const
                         [&name](const auto& mistyped) { return mistyped.first == name; });
 }
 
-std::function<genapi::EAccessMode()> FeatureBuilder::WhileStopped() const
-{
-    return [streaming = state_.streaming] { return streaming() ? GenApi_3_0::RO : GenApi_3_0::RW; };
-}
-
-std::function<genapi::EAccessMode()>
-FeatureBuilder::UnlessLocked(std::function<bool()> regulated) const
+std::function<bool()> FeatureBuilder::WhileRegulated(std::function<bool()> regulated) const
 {
     if (!setup_.lockRegulated) {
         return nullptr;
     }
     return [streaming = state_.streaming, regulated = std::move(regulated)] {
-        return streaming() && regulated() ? GenApi_3_0::RO : GenApi_3_0::RW;
+        return streaming() && regulated();
     };
 }
 
@@ -169,7 +177,7 @@ void CameraFeatures::Publish()
         genapi::Feature* shown = feature.get();
         for (const auto& [mistyped, kind] : setup_.mistyped) {
             if (mistyped == name) {
-                shown = StandIn(name, kind);
+                shown = StandIn(feature->Spec(), kind);
             }
         }
         for (const RangeSetup& range : setup_.ranges) {
@@ -194,9 +202,9 @@ void CameraFeatures::Publish()
     }
 }
 
-genapi::Feature* CameraFeatures::StandIn(const std::string& name, NodeKind kind)
+genapi::Feature* CameraFeatures::StandIn(const genapi::NodeSpec& original, NodeKind kind)
 {
-    genapi::NodeSpec spec{.name = name};
+    const genapi::NodeSpec spec{.name = original.name, .category = original.category};
     std::unique_ptr<genapi::Feature> standIn;
     switch (kind) {
     case NodeKind::Integer:

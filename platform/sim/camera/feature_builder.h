@@ -77,16 +77,16 @@ private:
     bool IsColor() const { return setup_.model == Model::Color; }
     /** False when the set-up hides or mistypes the feature. */
     bool ShowsAsItIs(const std::string& name) const;
-    /** An access mode that is read-only while frames flow. */
-    std::function<genapi::EAccessMode()> WhileStopped() const;
-    /** An access mode that is read-only while frames flow and `regulated` returns true, if the
-     *  set-up has lockRegulated. */
-    std::function<genapi::EAccessMode()> UnlessLocked(std::function<bool()> regulated) const;
+    /** While frames flow and `regulated` returns true, if the set-up has lockRegulated. */
+    std::function<bool()> WhileRegulated(std::function<bool()> regulated) const;
+    /** Adds what the table leaves out because it is the same for many. */
+    genapi::NodeSpec Completed(genapi::NodeSpec spec) const;
     template <class Node> Node* Keep(std::unique_ptr<Node> node);
 
     CameraFeatures& features_;
     const CameraSetup& setup_;
     const CameraState& state_;
+    const char* category_ = ""; ///< of the features that are being built
 };
 
 } // namespace sim

@@ -14,6 +14,8 @@ namespace
 
 constexpr auto kMostLutEntries = static_cast<std::int64_t>(ToneFeatures::kMostEntries);
 constexpr std::int64_t kLongestPulseUs = 2'000'000;
+constexpr unsigned kBalancePollingMs = 1000; // the shortest period of the white balance
+constexpr unsigned kTemperaturePollingMs = 1000;
 
 /** The housing's temperature swings around the configured one within ten minutes: the difference
  *  in degrees Celsius. */
@@ -28,21 +30,24 @@ double TemperatureDrift(std::int64_t ns)
 void FeatureBuilder::AutoBrightness()
 {
     BrightnessFeatures& brightness = features_.brightness;
-    Enumeration* mode = AddEnumeration({.name = "autoBrightnessMode"}, Names({"Off", "Active"}));
+    Enumeration* mode =
+        AddEnumeration({.name = "autoBrightnessMode", .changes = {"ExposureTime", "Gain"}},
+                       Names({"Off", "Active"}));
     brightness.mode = ShowsAsItIs("autoBrightnessMode") ? mode : nullptr;
     brightness.sequence =
         AddEnumeration({.name = "autoBrightnessSequence"},
                        Names({"Gain_Exposure_Iris", "Exposure_Gain_Iris", "Iris_Exposure_Gain"}));
     brightness.target = AddInteger({.name = "autoBrightnessTarget"}, {.max = 255}, 128);
-    brightness.exposureAuto =
-        AddEnumeration({.name = "ExposureAuto"}, Names({"Off", "Continuous"}));
+    brightness.exposureAuto = AddEnumeration({.name = "ExposureAuto", .changes = {"ExposureTime"}},
+                                             Names({"Off", "Continuous"}));
     brightness.exposureMin = AddFloat({.name = "exposureAutoMinValue", .unit = "us"},
                                       {.min = 10, .max = 2'000'000}, 100);
     brightness.exposureMax = AddFloat({.name = "exposureAutoMaxValue", .unit = "us"},
                                       {.min = 10, .max = 2'000'000}, 30'000);
-    brightness.gainAuto = AddEnumeration({.name = "GainAuto"}, Names({"Off", "Continuous"}));
-    brightness.gainSource =
-        AddEnumeration({.name = "gainAutoSource"}, Names({"SensorAll", "DigitalAll"}));
+    brightness.gainAuto =
+        AddEnumeration({.name = "GainAuto", .changes = {"Gain"}}, Names({"Off", "Continuous"}));
+    brightness.gainSource = AddEnumeration({.name = "gainAutoSource", .changes = {"Gain"}},
+                                           Names({"SensorAll", "DigitalAll"}));
     brightness.gainMin = AddFloat({.name = "gainAutoMinValue"}, {.min = 1, .max = 8}, 1);
     brightness.gainMax = AddFloat({.name = "gainAutoMaxValue"}, {.min = 1, .max = 8}, 8);
 }
@@ -53,7 +58,7 @@ void FeatureBuilder::Tone()
 {
     ToneFeatures& tone = features_.tone;
     const auto changed = [&tone] { ++tone.revision; };
-    tone.mode = AddEnumeration({.name = "lutMode", .modeNow = WhileStopped(), .written = changed},
+    tone.mode = AddEnumeration({.name = "lutMode", .locked = state_.streaming, .written = changed},
                                Names({"Off", "Active"}));
     tone.type = AddEnumeration({.name = "lutType", .written = changed},
                                Names({"UserDefined", "GammaCorrection"}));
@@ -92,26 +97,29 @@ void FeatureBuilder::WhiteBalance()
                        {"Green", {{"Red", kRed}, {"Green", kGreen}, {"Blue", kBlue}}});
     Enumeration* selector = // in the order of the channels
         AddEnumeration({.name = "BalanceRatioSelector"}, Names({"Red", "Green", "Blue"}));
-    balance.ratio =
-        AddFloat({.name = "BalanceRatio", .selectedBy = {selector}}, {.min = 0.25, .max = 4}, 1);
+    balance.ratio = AddFloat({.name = "BalanceRatio",
+                              .selectedBy = {selector},
+                              .caching = genapi::Caching::NoCache,
+                              .pollingMs = kBalancePollingMs},
+                             {.min = 0.25, .max = 4}, 1);
 }
 
 /** Lines 1 and 2 are inputs, lines 3 and 4 outputs. */
 void FeatureBuilder::Lines()
 {
-    Enumeration* selector =
-        AddEnumeration({.name = "LineSelector"}, Names({"Line1", "Line2", "Line3", "Line4"}));
-    const auto onOutputs = [selector] {
-        return selector->Position() >= 2 ? GenApi_3_0::RW : GenApi_3_0::NA;
-    };
+    Enumeration* selector = AddEnumeration(
+        {.name = "LineSelector",
+         .changes = {"outputLineSource", "outputLinePulseDelay", "outputLinePulseDuration"}},
+        Names({"Line1", "Line2", "Line3", "Line4"}));
+    const auto onOutputs = [selector] { return selector->Position() >= 2; };
     LineFeatures& lines = features_.lines;
-    lines.source =
-        AddEnumeration({.name = "outputLineSource", .modeNow = onOutputs, .selectedBy = {selector}},
-                       Names({"Off", "ExposureActive"}));
+    lines.source = AddEnumeration(
+        {.name = "outputLineSource", .available = onOutputs, .selectedBy = {selector}},
+        Names({"Off", "ExposureActive"}));
     lines.inverter = AddBoolean({.name = "LineInverter", .selectedBy = {selector}}, false);
     const auto addPulse = [&](const char* name) {
         return AddInteger(
-            {.name = name, .unit = "us", .modeNow = onOutputs, .selectedBy = {selector}},
+            {.name = name, .unit = "us", .available = onOutputs, .selectedBy = {selector}},
             {.max = kLongestPulseUs}, 0);
     };
     lines.delay = addPulse("outputLinePulseDelay");
@@ -145,7 +153,9 @@ void FeatureBuilder::Device()
     AddFloat({.name = "DeviceTemperature",
               .unit = "C",
               .mode = GenApi_3_0::RO,
-              .selectedBy = {selector}},
+              .selectedBy = {selector},
+              .caching = genapi::Caching::NoCache,
+              .pollingMs = kTemperaturePollingMs},
              {.min = -40, .max = 125}, setup_.temperatureC,
              [now = state_.nowNs, startNs, selector](double base) {
                  const bool warmest = selector->Position() == 1;

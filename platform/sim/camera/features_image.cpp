@@ -21,6 +21,8 @@ constexpr double kLongestExposureUs = 2'000'000;
 constexpr double kUsualExposureUs = 10'000;
 constexpr double kUsualRate = 30;
 
+constexpr unsigned kRegulatedPollingMs = 250; // of what the automatic brightness changes
+
 } // namespace
 
 /** Size and offset limit each other: to move a region, a client shrinks it, moves it, and enlarges
@@ -31,13 +33,19 @@ void FeatureBuilder::AddAxis(const Axis& axis, Integer*& size, Integer*& offset)
                {.min = axis.sensor, .max = axis.sensor}, axis.sensor);
     const std::int64_t whole =
         std::max(axis.sensor - axis.sensor % axis.step, std::min(axis.sensor, kSmallest));
-    size = AddInteger({.name = axis.sizeName, .unit = "px", .modeNow = WhileStopped()},
+    size = AddInteger({.name = axis.sizeName,
+                       .unit = "px",
+                       .locked = state_.streaming,
+                       .changes = {axis.offsetName, "PayloadSize"}},
                       {.min = std::min(kSmallest, whole),
                        .max = whole,
                        .inc = axis.step,
                        .maxNow = [whole, &offset] { return whole - offset->Value(); }},
                       whole);
-    offset = AddInteger({.name = axis.offsetName, .unit = "px", .modeNow = WhileStopped()},
+    offset = AddInteger({.name = axis.offsetName,
+                         .unit = "px",
+                         .locked = state_.streaming,
+                         .changes = {axis.sizeName}},
                         {.max = whole,
                          .inc = axis.step,
                          .maxNow = [whole, &size] { return whole - size->Value(); }},
@@ -67,8 +75,9 @@ void FeatureBuilder::Format()
     list.refuses = [&refused = setup_.refusedFormats](std::int64_t code) {
         return std::find(refused.begin(), refused.end(), code) != refused.end();
     };
-    features_.pixelFormat =
-        AddEnumeration({.name = "PixelFormat", .modeNow = WhileStopped()}, std::move(list));
+    features_.pixelFormat = AddEnumeration(
+        {.name = "PixelFormat", .locked = state_.streaming, .changes = {"PayloadSize"}},
+        std::move(list));
     AddInteger({.name = "PayloadSize", .unit = "B", .mode = GenApi_3_0::RO}, {}, 0,
                [&camera = features_] { return static_cast<std::int64_t>(camera.PayloadBytes()); });
 }
@@ -79,28 +88,36 @@ void FeatureBuilder::Acquisition()
 {
     CameraFeatures& camera = features_;
     camera.exposureTime = AddFloat(
-        {.name = "ExposureTime", .unit = "us", .modeNow = UnlessLocked([&camera] {
-                                                   return camera.brightness.ExposureRegulated();
-                                               })},
+        {.name = "ExposureTime",
+         .unit = "us",
+         .locked = WhileRegulated([&camera] { return camera.brightness.ExposureRegulated(); }),
+         .caching = genapi::Caching::NoCache,
+         .pollingMs = kRegulatedPollingMs},
         {.min = kShortestExposureUs, .max = kLongestExposureUs}, kUsualExposureUs);
     const auto highest = [&camera] { return HighestRate(camera.Cost()); };
     camera.frameRate =
-        AddFloat({.name = "AcquisitionFrameRate", .unit = "Hz"},
+        AddFloat({.name = "AcquisitionFrameRate",
+                  .unit = "Hz",
+                  .caching = genapi::Caching::NoCache,
+                  .pollingMs = kRegulatedPollingMs},
                  {.min = kLowestRate, .max = kHighestRate, .maxNow = highest}, kUsualRate,
                  [highest](double asked) { return std::min(highest(), asked); });
 }
 
 void FeatureBuilder::Gain()
 {
-    Enumeration* selector =
-        AddEnumeration({.name = "GainSelector"}, Names({"SensorAll", "DigitalAll"}));
+    Enumeration* selector = AddEnumeration({.name = "GainSelector", .changes = {"Gain"}},
+                                           Names({"SensorAll", "DigitalAll"}));
     const auto regulated = [selector, &brightness = features_.brightness] {
         return brightness.GainRegulated() &&
                brightness.gainSource->Position() == selector->Position();
     };
-    features_.gain =
-        AddFloat({.name = "Gain", .modeNow = UnlessLocked(regulated), .selectedBy = {selector}},
-                 {.min = 1, .max = 8}, 1);
+    features_.gain = AddFloat({.name = "Gain",
+                               .locked = WhileRegulated(regulated),
+                               .selectedBy = {selector},
+                               .caching = genapi::Caching::NoCache,
+                               .pollingMs = kRegulatedPollingMs},
+                              {.min = 1, .max = 8}, 1);
 }
 
 /** The monochrome model spells the name of its counter chunk with a small initial letter, the
@@ -108,17 +125,17 @@ void FeatureBuilder::Gain()
 void FeatureBuilder::ChunkData()
 {
     CameraFeatures& camera = features_;
-    camera.chunkMode = AddBoolean({.name = "ChunkModeActive"}, false);
+    camera.chunkMode =
+        AddBoolean({.name = "ChunkModeActive", .changes = {"ChunkEnable", "PayloadSize"}}, false);
     Enumeration* selector = AddEnumeration(
         {.name = "ChunkSelector"},
         Names({"Gain", "ExposureTime", "Timestamp",
                IsColor() ? "Counter1ValueAtReset" : "counter1ValueAtReset"})); // as in chunks.h
-    camera.chunkEnable = AddBoolean(
-        {.name = "ChunkEnable",
-         .modeNow =
-             [&camera] { return camera.chunkMode->Value() ? GenApi_3_0::RW : GenApi_3_0::RO; },
-         .selectedBy = {selector}},
-        false);
+    camera.chunkEnable = AddBoolean({.name = "ChunkEnable",
+                                     .locked = [&camera] { return !camera.chunkMode->Value(); },
+                                     .selectedBy = {selector},
+                                     .changes = {"PayloadSize"}},
+                                    false);
 }
 
 } // namespace sim

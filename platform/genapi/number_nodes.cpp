@@ -136,6 +136,9 @@ FloatNode::FloatNode(AccessHook& hook, NodeSpec spec, Limits limits, double valu
     : Feature(hook, std::move(spec)), limits_(std::move(limits)), shown_(std::move(shown)),
       cells_(CellCount(), value)
 {
+    if (spec_.caching == Caching::WriteThrough) { // a limit may take the place of what is written
+        spec_.caching = Caching::WriteAround;
+    }
 }
 
 double FloatNode::Max() const

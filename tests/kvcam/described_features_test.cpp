@@ -96,38 +96,6 @@ std::vector<std::string> Questions(GenApi::INode& node)
     return questions;
 }
 
-/** Values to write, a few of which the node refuses. */
-std::vector<std::string> Attempts(GenApi::INode& node)
-{
-    std::vector<std::string> attempts;
-    if (auto* const integer = node.AsInteger()) {
-        const auto& number = static_cast<genapi::IntegerNode&>(*integer);
-        for (const std::int64_t value :
-             {number.Min(), number.Max(), number.Min() + number.Inc(),
-              number.Min() + number.Inc() * ((number.Max() - number.Min()) / number.Inc() / 2),
-              number.Max() / 3, number.Min() - 1}) {
-            attempts.push_back(fmt::format("={}", value));
-        }
-    } else if (auto* const real = node.AsFloat()) {
-        const auto& number = static_cast<genapi::FloatNode&>(*real);
-        for (const double value : {number.Min(), number.Max(), (number.Min() + number.Max()) / 3,
-                                   number.Max() * 1.0000001, number.Max() + 1}) {
-            attempts.push_back(fmt::format("={}", value));
-        }
-    } else if (auto* const enumeration = node.AsEnumeration()) {
-        for (std::size_t i = 0; i < enumeration->GetEntryCount(); ++i) {
-            attempts.push_back(fmt::format("={}", enumeration->GetEntry(i)->GetSymbolic()));
-        }
-        attempts.emplace_back("=nothing");
-    } else if (node.AsString() != nullptr) {
-        attempts = {"=me", "=", "=0123456789abcdef", "=0123456789abcdefg"};
-    } else {
-        attempts = {"=true", "=false"};
-    }
-
-    return attempts;
-}
-
 /** What came of an access, without the words of an exception. */
 std::string Outcome(GenApi::INodeMap& map, const std::string& access)
 {
@@ -140,14 +108,22 @@ std::string Outcome(GenApi::INodeMap& map, const std::string& access)
     return outcome;
 }
 
-const char* TypeOf(GenApi::INode& node)
+/** What a node is, whatever its value. */
+std::string Kind(GenApi::INode& node)
 {
-    return node.AsInteger() != nullptr       ? "integer"
-           : node.AsFloat() != nullptr       ? "float"
-           : node.AsEnumeration() != nullptr ? "enumeration"
-           : node.AsBoolean() != nullptr     ? "boolean"
-           : node.AsString() != nullptr      ? "string"
-                                             : "command";
+    std::string kind = node.AsInteger() != nullptr   ? "integer "
+                       : node.AsFloat() != nullptr   ? "float "
+                       : node.AsBoolean() != nullptr ? "boolean "
+                       : node.AsString() != nullptr  ? "string "
+                       : node.AsCommand() != nullptr ? "command "
+                                                     : "enumeration ";
+    kind += node.GetUnit();
+    auto* const entries = node.AsEnumeration();
+    for (std::size_t i = 0; entries != nullptr && i < entries->GetEntryCount(); ++i) {
+        GenApi::IEnumEntry* const entry = entries->GetEntry(i);
+        kind += fmt::format(" {}={}", entry->GetSymbolic(), entry->GetNumericValue());
+    }
+    return kind;
 }
 
 class Described : public testing::TestWithParam<std::size_t>
@@ -161,30 +137,18 @@ protected:
     std::mt19937 random{7};
 };
 
-TEST_P(Described, EveryFeatureIsThereWithItsTypeAndUnit)
+TEST_P(Described, EveryFeatureIsThereWithItsTypeUnitAndEntries)
 {
     for (std::size_t i = 0; i < here.GetNodeCount(); ++i) {
         GenApi::INode& node = *here.GetNodeAt(i);
         GenApi::INode* const other = there.GetNode(node.GetName());
         ASSERT_NE(other, nullptr) << node.GetName();
-        EXPECT_STREQ(TypeOf(*other), TypeOf(node)) << node.GetName();
-        EXPECT_STREQ(other->GetUnit(), node.GetUnit()) << node.GetName();
-        if (auto* const entries = node.AsEnumeration()) {
-            ASSERT_EQ(other->AsEnumeration()->GetEntryCount(), entries->GetEntryCount());
-            for (std::size_t j = 0; j < entries->GetEntryCount(); ++j) {
-                EXPECT_STREQ(other->AsEnumeration()->GetEntry(j)->GetSymbolic(),
-                             entries->GetEntry(j)->GetSymbolic());
-                EXPECT_EQ(other->AsEnumeration()->GetEntry(j)->GetNumericValue(),
-                          entries->GetEntry(j)->GetNumericValue());
-            }
-        }
+        EXPECT_EQ(Kind(*other), Kind(node)) << node.GetName();
     }
-    for (const char* name :
-         {"AcquisitionMode", "AcquisitionStart", "AcquisitionStop", "TLParamsLocked",
-          "GevSCPSPacketSize", "GevSCPD", "GevHeartbeatTimeout"}) {
+    for (const char* name : {"GevSCPD", "GevHeartbeatTimeout", "TLParamsLocked"}) {
         EXPECT_NE(there.GetNode(name), nullptr) << name;
     }
-    EXPECT_EQ(there.GetNode("NoSuchFeature"), nullptr);
+    EXPECT_EQ(there.GetNode("HeightMax") == nullptr, GetParam() == 2); // hidden by the set-up
 }
 
 /** The same accesses to two cameras, one in process and one through registers: each has the same
@@ -196,7 +160,7 @@ TEST_P(Described, EveryAccessHasTheSameOutcomeAsInProcess)
     for (int i = 0; i < kAccesses; ++i) {
         GenApi::INode& node = *here.GetNodeAt(random() % here.GetNodeCount());
         const std::string name = node.GetName();
-        const auto attempts = Attempts(node);
+        const auto attempts = test::Attempts(node);
         std::string access = name + attempts[random() % attempts.size()];
         if (random() % 8 == 0) { // unverified
             access.replace(access.find('='), 1, "~");

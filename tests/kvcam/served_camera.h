@@ -5,7 +5,10 @@
 
 #include <array>
 #include <cstdint>
+#include <fmt/format.h>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace test
 {
@@ -69,6 +72,38 @@ inline std::vector<sim::CameraSetup> Setups()
     odd.missingEntries = {"ExposureAuto.Continuous"};
     odd.refusedFormats = {0x010C'0006};
     return {mono, color, odd};
+}
+
+/** Writes of values, as do_access.h has them; the node refuses a few of them. */
+inline std::vector<std::string> Attempts(GenApi::INode& node)
+{
+    std::vector<std::string> attempts;
+    if (auto* const integer = node.AsInteger()) {
+        const auto& number = static_cast<genapi::IntegerNode&>(*integer);
+        for (const std::int64_t value :
+             {number.Min(), number.Max(), number.Min() + number.Inc(),
+              number.Min() + number.Inc() * ((number.Max() - number.Min()) / number.Inc() / 2),
+              number.Max() / 3, number.Min() - 1}) {
+            attempts.push_back(fmt::format("={}", value));
+        }
+    } else if (auto* const real = node.AsFloat()) {
+        const auto& number = static_cast<genapi::FloatNode&>(*real);
+        for (const double value : {number.Min(), number.Max(), (number.Min() + number.Max()) / 3,
+                                   number.Max() * 1.0000001, number.Max() + 1}) {
+            attempts.push_back(fmt::format("={}", value));
+        }
+    } else if (auto* const enumeration = node.AsEnumeration()) {
+        for (std::size_t i = 0; i < enumeration->GetEntryCount(); ++i) {
+            attempts.push_back(fmt::format("={}", enumeration->GetEntry(i)->GetSymbolic()));
+        }
+        attempts.emplace_back("=nothing");
+    } else if (node.AsString() != nullptr) {
+        attempts = {"=me", "=", "=0123456789abcdef", "=0123456789abcdefg"};
+    } else {
+        attempts = {"=true", "=false"};
+    }
+
+    return attempts;
 }
 
 } // namespace test

@@ -72,10 +72,6 @@ FeatureBuilder::Integer* FeatureBuilder::AddInteger(genapi::NodeSpec spec, Integ
 FeatureBuilder::Float* FeatureBuilder::AddFloat(genapi::NodeSpec spec, Float::Limits limits,
                                                 double value, std::function<double(double)> shown)
 {
-    if (spec.caching == genapi::Caching::WriteThrough) {
-        // The camera takes a limit in place of a value that exceeds it by a rounding error.
-        spec.caching = genapi::Caching::WriteAround;
-    }
     return Keep(std::make_unique<Float>(features_.hook_, Completed(std::move(spec)),
                                         std::move(limits), value, std::move(shown)));
 }

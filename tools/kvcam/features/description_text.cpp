@@ -332,16 +332,13 @@ std::string DescribeFeatures(sim::CameraModel& camera, const RegisterMap& map)
 {
     const std::string elements = Writer(camera.Features(), map).Elements();
     const std::uint64_t hash = HashOf(elements);
-    std::string text = fmt::format(
+    return fmt::format(
         R"(<?xml version="1.0" encoding="utf-8"?>
 <RegisterDescription ModelName="{}" VendorName="{}" ToolTip="A simulated camera" StandardNameSpace="GEV" SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1" MinorVersion="0" SubMinorVersion="0" ProductGuid="5C1B0E6E-0D0F-4C0B-8A50-6B7663616D01" VersionGuid="5C1B0E6E-0D0F-4C0B-{:04X}-{:012X}" xmlns="http://www.genicam.org/GenApi/Version_1_1">
 {}</RegisterDescription>
 )",
         Identifier(camera.Setup().modelName), Identifier(camera.Setup().manufacturer), hash >> 48,
         hash & 0xFFFF'FFFF'FFFF, elements);
-    constexpr std::size_t kWord = 4;
-    text.append((kWord - text.size() % kWord) % kWord, '\n');
-    return text;
 }
 
 } // namespace kvcam

@@ -10,7 +10,6 @@
 namespace kvcam
 {
 
-/** The text, in whole words: blank lines fill up the last one. */
 std::string DescribeFeatures(sim::CameraModel& camera, const RegisterMap& map);
 
 } // namespace kvcam

@@ -21,7 +21,14 @@ static_assert(kFeatureBase + kAcquisitionBytes <= kOwnFeatures);
 class TextMemory : public Memory
 {
 public:
-    explicit TextMemory(std::string text) : text_(std::move(text)) {}
+    explicit TextMemory(std::string text) { Set(std::move(text)); }
+    /** Clients read whole words, so blank lines fill up the last one. */
+    void Set(std::string text)
+    {
+        constexpr std::size_t kWord = 4;
+        text_ = std::move(text);
+        text_.append((kWord - text_.size() % kWord) % kWord, '\n');
+    }
     const std::string& Text() const { return text_; }
 
     Status Read(std::uint32_t address, std::span<std::uint8_t> bytes) override
@@ -111,6 +118,11 @@ std::size_t Features::DescriptionBytes() const
 const std::string& Features::DescriptionText() const
 {
     return impl_->Text().Text();
+}
+
+void Features::ReplaceDescription(std::string text)
+{
+    impl_->Text().Set(std::move(text));
 }
 
 std::string_view Features::FeatureAt(std::uint32_t address) const

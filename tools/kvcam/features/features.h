@@ -33,6 +33,8 @@ public:
     Memory& Values();
     std::size_t DescriptionBytes() const;
     const std::string& DescriptionText() const;
+    /** A text in place of the generated one, such as one with a fault; before a client connects. */
+    void ReplaceDescription(std::string text);
     /** The feature that a register belongs to; empty when there is none at this address. */
     std::string_view FeatureAt(std::uint32_t address) const;
 

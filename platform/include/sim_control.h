@@ -89,6 +89,8 @@ struct CameraSetup {
     double triggerPulseUs = 100;            ///< length of a pulse, at most half the train's period
     std::vector<double> triggerTimesS = {}; ///< single pulses, in seconds after power-up
     double linkMBytesPerSecond = 115;
+    double lineReadoutUs = 5;       ///< that the sensor takes to read out one line
+    double highestFrameRate = 1000; ///< Hz, however short exposure, read-out and transfer are
     double temperatureC = 41.5;
     std::vector<std::string> missing = {};                       ///< features it lacks
     std::vector<std::pair<std::string, NodeKind>> mistyped = {}; ///< features with a wrong type

@@ -31,6 +31,8 @@ CameraSetup Clamped(CameraSetup setup)
     setup.triggerHz = setup.triggerHz >= 1e-3 ? std::min(setup.triggerHz, 1e5) : 0;
     setup.triggerPulseUs = std::clamp(setup.triggerPulseUs, 1.0, 1e9);
     std::erase_if(setup.triggerTimesS, [](double s) { return !(s >= 0 && s <= 1e9); });
+    setup.lineReadoutUs = std::clamp(setup.lineReadoutUs, 0.0, 1000.0);
+    setup.highestFrameRate = std::clamp(setup.highestFrameRate, 1.0, 1e5);
     setup.noise = setup.noise > 0 ? std::min(setup.noise, kMostNoise) : 0;
     return setup;
 }

@@ -94,14 +94,14 @@ void FeatureBuilder::Acquisition()
          .caching = genapi::Caching::NoCache,
          .pollingMs = kRegulatedPollingMs},
         {.min = kShortestExposureUs, .max = kLongestExposureUs}, kUsualExposureUs);
-    const auto highest = [&camera] { return HighestRate(camera.Cost()); };
-    camera.frameRate =
-        AddFloat({.name = "AcquisitionFrameRate",
-                  .unit = "Hz",
-                  .caching = genapi::Caching::NoCache,
-                  .pollingMs = kRegulatedPollingMs},
-                 {.min = kLowestRate, .max = kHighestRate, .maxNow = highest}, kUsualRate,
-                 [highest](double asked) { return std::min(highest(), asked); });
+    const double limit = setup_.highestFrameRate;
+    const auto highest = [&camera, limit] { return HighestRate(camera.Cost(), limit); };
+    camera.frameRate = AddFloat({.name = "AcquisitionFrameRate",
+                                 .unit = "Hz",
+                                 .caching = genapi::Caching::NoCache,
+                                 .pollingMs = kRegulatedPollingMs},
+                                {.min = kLowestRate, .max = limit, .maxNow = highest}, kUsualRate,
+                                [highest](double asked) { return std::min(highest(), asked); });
 }
 
 void FeatureBuilder::Gain()

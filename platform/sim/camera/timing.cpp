@@ -10,8 +10,6 @@ namespace sim
 namespace
 {
 
-constexpr double kLineUs = 5; // read-out of one line of the sensor
-
 __extension__ typedef __int128 Wide; // ticks times nanoseconds don't fit 64 bits
 
 } // namespace
@@ -22,21 +20,21 @@ double FrameCost::ShortestPeriodUs() const
 }
 
 FrameCost CostOfFrame(double exposureUs, std::uint32_t lines, std::uint64_t bytes,
-                      double linkMBytesPerSecond)
+                      const CameraSetup& setup)
 {
     FrameCost cost;
     cost.exposureUs = exposureUs;
-    cost.readoutUs = kLineUs * lines;
-    if (linkMBytesPerSecond > 0) {
-        cost.transferUs = static_cast<double>(bytes) / linkMBytesPerSecond;
+    cost.readoutUs = setup.lineReadoutUs * lines;
+    if (setup.linkMBytesPerSecond > 0) {
+        cost.transferUs = static_cast<double>(bytes) / setup.linkMBytesPerSecond;
     }
     return cost;
 }
 
-double HighestRate(const FrameCost& cost)
+double HighestRate(const FrameCost& cost, double limit)
 {
     const double rate = std::floor(1e6 / cost.ShortestPeriodUs() * 128) / 128;
-    return std::clamp(rate, kLowestRate, kHighestRate);
+    return std::clamp(rate, kLowestRate, limit);
 }
 
 std::int64_t ClockNs(double cameraUs, double driftPpm)

@@ -18,15 +18,15 @@ struct FrameCost {
     double ShortestPeriodUs() const;
 };
 
-/** `linkMBytesPerSecond` 0 or less means that the transfer takes no time. */
-FrameCost CostOfFrame(double exposureUs, std::uint32_t lines, std::uint64_t bytes,
-                      double linkMBytesPerSecond);
-
-constexpr double kLowestRate = 0.1;   ///< Hz
-constexpr double kHighestRate = 1000; ///< Hz
-/** The highest frame rate, in steps of 1/128 Hz, so that converting it to float and back is exact.
+/** With the set-up's read-out and link; a link of 0 or less means that the transfer takes no time.
  */
-double HighestRate(const FrameCost& cost);
+FrameCost CostOfFrame(double exposureUs, std::uint32_t lines, std::uint64_t bytes,
+                      const CameraSetup& setup);
+
+constexpr double kLowestRate = 0.1; ///< Hz
+/** The highest frame rate, in steps of 1/128 Hz, so that converting it to float and back is exact.
+ *  Never more than `limit`. */
+double HighestRate(const FrameCost& cost, double limit);
 
 /** Converts microseconds of the camera's clock, which may run fast or slow, into nanoseconds of the
  *  network's clock. */

@@ -38,7 +38,7 @@ FrameMemory::Found FrameMemory::Find(std::uint64_t block) const
         return {*found};
     }
     if (frames_.empty()) {
-        return {nullptr, Status::PacketUnavailable};
+        return {nullptr, Status::PacketNotYetAvailable};
     }
     const PacketForm& newest = frames_.back()->packets.Form();
     if (IsBehind(block, newest.block, newest.extendedIds)) {

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <new>
+#include <sys/prctl.h>
 #include <utility>
 
 namespace kvcam
@@ -171,6 +172,7 @@ Status SimAcquisition::Stop()
 
 void SimAcquisition::Run()
 {
+    prctl(PR_SET_TIMERSLACK, 1UL); // ns; the delay between packets is shorter than the usual slack
     while (!stop_) {
         _tag_GEVBUF_ENTRY* entry = nullptr;
         model_.Frames().Wait(&entry, kWaitMs);

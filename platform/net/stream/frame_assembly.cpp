@@ -64,8 +64,16 @@ void FrameAssembly::Take(const GvspPacket& packet, Ns now)
     }
     if ((packet.status & gvsp_status::kError) != 0) {
         TakeStatus(packet);
-        return;
+    } else {
+        TakeContent(packet, now);
     }
+    if (!finished_ && IsHopeless()) {
+        GiveUp();
+    }
+}
+
+void FrameAssembly::TakeContent(const GvspPacket& packet, Ns now)
+{
     switch (packet.content) {
     case GvspContent::Leader:
         TakeLeader(packet, now);
@@ -134,9 +142,6 @@ void FrameAssembly::TakeStatus(const GvspPacket& packet)
         return;
     }
     refused_ = doomed_ = true;
-    if (IsHopeless()) {
-        GiveUp();
-    }
 }
 
 void FrameAssembly::TakeLeader(const GvspPacket& packet, Ns now)
@@ -189,6 +194,7 @@ void FrameAssembly::TakePayload(const GvspPacket& packet, Ns now)
         ++stream_->counts.malformed;
         return;
     }
+    // Only now, since the size of the packets may just have been learned.
     const std::uint64_t place = std::uint64_t{id - 1} * step_;
     const std::uint64_t size = stream_->settings.bufferBytes;
     if (place >= size || bytes > size - place) {
@@ -196,7 +202,16 @@ void FrameAssembly::TakePayload(const GvspPacket& packet, Ns now)
         return;
     }
     std::memcpy(data_ + place, packet.data.data(), bytes);
-    fullPackets_ += bytes == step_ ? 1 : 0;
+    if (shortId_ != 0 && id > shortId_) {
+        WasCut(shortId_, now);
+    }
+    if (bytes == step_) {
+        ++fullPackets_;
+    } else {
+        shortId_ = id;
+        shortBytes_ = bytes;
+        lastFull_ = 0;
+    }
     highest_ = std::max(highest_, id);
     Came(packet, now);
     CheckComplete(now);
@@ -216,25 +231,14 @@ void FrameAssembly::TakeBeyondBuffer(std::uint32_t id)
 /** Whether a payload packet may be as long as this one is. */
 bool FrameAssembly::FitsLength(std::uint32_t id, std::uint32_t bytes, Ns now)
 {
-    if (bytes != step_) {
-        ++oddPackets_;
-        if (IsOtherSize(id, bytes, now)) {
-            return true;
-        }
-        const bool last = id > highest_ && (trailerId_ == 0 || id + 1 == trailerId_);
-        if (bytes > step_ || !last) {
-            return false;
-        }
+    if (bytes == step_) {
+        return true;
     }
-    if (shortId_ != 0 && id > shortId_) {
-        WasCut(shortId_, now);
+    ++oddPackets_;
+    if (IsOtherSize(id, bytes, now)) {
+        return true;
     }
-    if (bytes != step_) {
-        shortId_ = id;
-        shortBytes_ = bytes;
-        lastFull_ = 0;
-    }
-    return true;
+    return bytes < step_ && id > highest_ && (trailerId_ == 0 || id + 1 == trailerId_);
 }
 
 /** Two packets of the same size, and none of the expected one: the camera sends packets as it

@@ -63,6 +63,7 @@ public:
     const ReceivedFrame& Result() const { return frame_; }
 
 private:
+    void TakeContent(const GvspPacket& packet, Ns now);
     void TakeStatus(const GvspPacket& packet);
     void TakeLeader(const GvspPacket& packet, Ns now);
     void TakePayload(const GvspPacket& packet, Ns now);

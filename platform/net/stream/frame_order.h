@@ -20,6 +20,7 @@ public:
     };
 
     void Restart() { *this = FrameOrder(); }
+    bool HasBegun() const { return begun_; }
 
     Place Find(std::uint64_t number, bool extended) const
     {

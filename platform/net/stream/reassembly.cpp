@@ -35,14 +35,20 @@ ReassemblySettings Sane(ReassemblySettings settings)
 class IgnoredFrames
 {
 public:
-    void Clear() { sequences_.fill(0); }
-    void Add(std::uint64_t sequence) { sequences_[sequence % kEntries] = sequence; }
+    void Clear() { *this = IgnoredFrames(); }
+    void Add(std::uint64_t sequence)
+    {
+        sequences_[sequence % kEntries] = sequence;
+        newest_ = std::max(newest_, sequence);
+    }
+    std::uint64_t Newest() const { return newest_; }
     bool Has(std::uint64_t sequence) const { return sequences_[sequence % kEntries] == sequence; }
 
 private:
     static constexpr std::size_t kEntries = 1024;
 
     std::array<std::uint64_t, kEntries> sequences_{};
+    std::uint64_t newest_ = 0;
 };
 
 /** Where a buffer is. */
@@ -52,6 +58,7 @@ enum class BufferPlace { Caller, Free, Frame, Ready };
 
 struct Reassembly::State {
     void Restart(const ReassemblySettings& settings);
+    void SetPacketsOfFrame(bool extendedIds);
     void AddBuffer(std::uint32_t buffer);
     void Take(std::span<const std::uint8_t> datagram, Ns now);
     void Tick(Ns now);
@@ -61,6 +68,7 @@ struct Reassembly::State {
     FrameAssembly* BeginAt(const FrameOrder::Place& place, const GvspPacket& packet, Ns now);
     bool MayBegin(const FrameOrder::Place& place, const GvspPacket& packet);
     void Deliver();
+    void LeaveIgnored();
     void Leave(std::uint64_t sequence);
 
     StreamState stream;
@@ -81,9 +89,7 @@ void Reassembly::State::Restart(const ReassemblySettings& settings)
     stream.counts = {};
     stream.step.Restart(settings.packetSize);
     stream.requests.Reserve(kRequests);
-    const std::uint32_t bytes = stream.step.Bytes(false);
-    stream.counts.packetsOfFrame =
-        settings.payloadBytes / bytes + (settings.payloadBytes % bytes != 0 ? 1 : 0) + kEnds;
+    SetPacketsOfFrame(false);
     window.clear();
     newest = nullptr;
     free.clear();
@@ -98,6 +104,14 @@ void Reassembly::State::Restart(const ReassemblySettings& settings)
     order.Restart();
     ignored.Clear();
     left.reset();
+}
+
+/** As the settings give it; the size of the header shows in the first packet. */
+void Reassembly::State::SetPacketsOfFrame(bool extendedIds)
+{
+    const std::uint64_t bytes = stream.settings.payloadBytes;
+    const std::uint32_t step = stream.step.Bytes(extendedIds);
+    stream.counts.packetsOfFrame = bytes / step + (bytes % step != 0 ? 1 : 0) + kEnds;
 }
 
 void Reassembly::State::AddBuffer(std::uint32_t buffer)
@@ -147,6 +161,9 @@ FrameAssembly* Reassembly::State::Begin(const GvspPacket& packet, Ns now)
     if (!MayBegin(place, packet)) {
         return nullptr;
     }
+    if (!order.HasBegun()) {
+        SetPacketsOfFrame(packet.extendedIds);
+    }
     if (place.newest) {
         order.Begin(packet.number, packet.extendedIds, place);
         for (FrameAssembly* const frame : window) {
@@ -189,9 +206,7 @@ FrameAssembly* Reassembly::State::BeginAt(const FrameOrder::Place& place, const 
     if (free.empty()) {
         ++stream.counts.framesWithoutBuffer;
         ignored.Add(place.sequence);
-        if (window.empty()) {
-            Leave(place.sequence);
-        }
+        LeaveIgnored();
         return nullptr;
     }
     const std::uint32_t buffer = free.back();
@@ -222,6 +237,15 @@ void Reassembly::State::Deliver()
         newest = newest == frame ? nullptr : newest;
     }
     window.erase(window.begin(), window.begin() + static_cast<std::ptrdiff_t>(count));
+    LeaveIgnored();
+}
+
+/** Frames without a buffer leave when none is under way before them. */
+void Reassembly::State::LeaveIgnored()
+{
+    if (window.empty() && ignored.Newest() > left.value_or(0)) {
+        Leave(ignored.Newest());
+    }
 }
 
 /** Counts the frames between this one and the one that left before it. */

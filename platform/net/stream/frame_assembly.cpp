@@ -339,6 +339,9 @@ void FrameAssembly::WasCut(std::uint32_t id, Ns now)
     if (id == shortId_) {
         shortId_ = 0;
     }
+    while (highest_ > 0 && !WasReceived(highest_)) {
+        --highest_;
+    }
 }
 
 /** Payload packets that the settings promise, or the leader if they don't; 0: not known. */

@@ -28,11 +28,11 @@ void FrameAssembly::Reserve()
     finished_ = true;
 }
 
-void FrameAssembly::Begin(std::uint64_t sequence, std::uint64_t number, bool extendedIds, Ns now)
+void FrameAssembly::Begin(std::uint64_t number, bool extendedIds, Ns now)
 {
     std::fill_n(received_.begin(), horizon_ / 64 + 1, 0);
     missing_.Clear();
-    sequence_ = sequence;
+    sequence_ = 0;
     const std::uint32_t buffer = frame_.buffer;
     frame_ = {};
     frame_.buffer = buffer;
@@ -45,7 +45,7 @@ void FrameAssembly::Begin(std::uint64_t sequence, std::uint64_t number, bool ext
     horizon_ = highest_ = fullPackets_ = 0;
     trailerId_ = shortId_ = oddId_ = oddPackets_ = requested_ = 0;
     nextBegan_ = kNever;
-    tailClosed_ = doomed_ = refused_ = lastWasCut_ = finished_ = false;
+    tailClosed_ = doomed_ = refused_ = lastWasCut_ = confirmed_ = finished_ = false;
     SetStep(stream_->step.Bytes(extendedIds));
 }
 
@@ -389,9 +389,11 @@ void FrameAssembly::CheckComplete(Ns now)
     WasCut(highest_, now);
 }
 
-void FrameAssembly::NextBegan(Ns now)
+/** When packets of this frame don't come any more, since those of a later one do. */
+Ns FrameAssembly::NextDue() const
 {
-    nextBegan_ = std::min(nextBegan_, now);
+    return nextBegan_ == kNever ? kNever
+                                : std::max(nextBegan_, newest_) + stream_->settings.reorderWindow;
 }
 
 /** When packets behind the horizon are taken for lost: soon after the next frame has begun. Before
@@ -403,7 +405,7 @@ Ns FrameAssembly::TailDue() const
         return kNever;
     }
     if (nextBegan_ != kNever) {
-        return std::max(nextBegan_, newest_) + settings.reorderWindow;
+        return NextDue();
     }
     const std::uint32_t promised = Promised();
     if (!settings.requests || doomed_ || highest_ == 0 || promised == 0 ||
@@ -431,8 +433,11 @@ void FrameAssembly::Tick(Ns now)
     if (finished_) {
         return;
     }
-    if (now >= newest_ + stream_->settings.retention) {
+    if (now >= newest_ + stream_->settings.retention || (!confirmed_ && now >= NextDue())) {
         GiveUp();
+        return;
+    }
+    if (!confirmed_) {
         return;
     }
     if (now >= TailDue()) {
@@ -451,7 +456,8 @@ Ns FrameAssembly::Due() const
     if (finished_) {
         return kNever;
     }
-    return std::min({newest_ + stream_->settings.retention, TailDue(), missing_.Due()});
+    const Ns end = newest_ + stream_->settings.retention;
+    return confirmed_ ? std::min({end, TailDue(), missing_.Due()}) : std::min(end, NextDue());
 }
 
 void FrameAssembly::Request(Ns now)
@@ -522,6 +528,9 @@ void FrameAssembly::Finish(FrameFault fault)
     frame_.bytes = Bytes();
     if (trailer_.lines != 0 && trailer_.lines < frame_.height) {
         frame_.height = trailer_.lines;
+    }
+    if (!confirmed_ && !DeservesConfirmation()) {
+        return;
     }
     if (fault == FrameFault::TooLarge || fault == FrameFault::UnknownPayload) {
         stream_->counts.framesUnknownPayload += fault == FrameFault::UnknownPayload ? 1 : 0;

@@ -3,10 +3,10 @@
 #include "net/stream/frame_assembly.h"
 #include "net/stream/frame_order.h"
 #include "net/stream/gvsp_packet.h"
+#include "net/stream/ignored_frames.h"
 #include "net/stream/stream_state.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 
 namespace net
@@ -30,27 +30,6 @@ ReassemblySettings Sane(ReassemblySettings settings)
     settings.retention = std::clamp<Ns>(settings.retention, 0, kLongest);
     return settings;
 }
-
-/** Frames that found no buffer, so that their packets are recognised. Frames far behind each other
- *  use the same entry, of which the older one is forgotten. */
-class IgnoredFrames
-{
-public:
-    void Clear() { *this = IgnoredFrames(); }
-    void Add(std::uint64_t sequence)
-    {
-        sequences_[sequence % kEntries] = sequence;
-        newest_ = std::max(newest_, sequence);
-    }
-    std::uint64_t Newest() const { return newest_; }
-    bool Has(std::uint64_t sequence) const { return sequences_[sequence % kEntries] == sequence; }
-
-private:
-    static constexpr std::size_t kEntries = 1024;
-
-    std::array<std::uint64_t, kEntries> sequences_{};
-    std::uint64_t newest_ = 0;
-};
 
 /** Where a buffer is. */
 enum class BufferPlace { Caller, Free, Frame, Ready };
@@ -293,8 +272,7 @@ bool Reassembly::State::MayBegin(const FrameOrder::Place& place, const GvspPacke
         ++(IsRefusal(packet.status) ? stream.counts.refused : stream.counts.malformed);
         return false;
     }
-    if (packet.content < GvspContent::Leader || packet.content > GvspContent::GenDc ||
-        (packet.number == 0 && packet.extendedIds)) {
+    if (packet.content < GvspContent::Leader || packet.content > GvspContent::GenDc) {
         ++stream.counts.malformed;
         return false;
     }

@@ -139,7 +139,8 @@ private:
         if ((kind & 4) == 0) {
             Take(sender_.Make(number, id));
         } else if ((kind & 8) != 0) {
-            Take(sender_.Payload(number, id, input_.Word() % 1500));
+            const std::uint32_t length = input_.Word() % 1500;
+            Take(sender_.Payload(number, id, length % 3 == 0 ? sender_.step : length));
         } else if ((kind & 16) != 0) {
             sender_.payloadType = static_cast<std::uint16_t>(input_.Word());
             Take(sender_.TrailerPacket(number, id, input_.Byte()));

@@ -53,12 +53,12 @@ public:
     /** The packet that is expected next, of full size; false if it is another one. */
     bool TakeNext(const GvspPacket& packet, Ns now)
     {
-        if (packet.id != horizon_ || !confirmed_ || packet.id > lastFull_ ||
-            packet.data.size() != step_ || packet.content != GvspContent::Payload ||
-            packet.status != 0) {
+        const std::uint32_t before = packet.id - 1; // of no packet if it is the leader's number
+        if (packet.id != horizon_ || before >= lastFull_ || packet.data.size() != step_ ||
+            packet.content != GvspContent::Payload || packet.status != 0 || !confirmed_) {
             return false;
         }
-        std::memcpy(data_ + std::uint64_t{packet.id - 1} * step_, packet.data.data(), step_);
+        std::memcpy(data_ + std::uint64_t{before} * step_, packet.data.data(), step_);
         SetReceived(packet.id);
         ++frame_.packetsReceived;
         ++horizon_;

@@ -42,8 +42,9 @@ public:
     bool IsConfirmed() const { return confirmed_; }
     bool DeservesConfirmation() const
     {
-        return frame_.packetsReceived > 1 || frame_.fault == FrameFault::UnknownPayload ||
-               frame_.fault == FrameFault::TooLarge;
+        return frame_.packetsReceived > 1 ||
+               (frame_.hasLeader && (frame_.fault == FrameFault::UnknownPayload ||
+                                     frame_.fault == FrameFault::TooLarge));
     }
     bool Is(std::uint64_t number, bool extendedIds) const
     {

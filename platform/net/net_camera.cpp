@@ -3,6 +3,7 @@
 #include "genapi/raw_value.h"
 #include "net/control/commands.h"
 #include "net/control/session_end.h"
+#include "net/stream/library_transfer.h"
 
 #include <cstring>
 #include <exception>
@@ -177,8 +178,10 @@ int NetCamera::InitializeTransfer(std::uint64_t size, std::uint32_t count, void*
         before.reset(); // the stream channel is free only when its stream is gone
     }
     std::shared_ptr<Transfer> made;
-    const int status = Transfer::Make(device_, features_, options_.Get().streamFrameTimeoutMs, size,
-                                      count, buffers, &made, log);
+    const TransferPlan plan{.bufferBytes = size,
+                            .buffers = std::vector<void*>(buffers, buffers + count),
+                            .frameTimeoutMs = options_.Get().streamFrameTimeoutMs};
+    const int status = LibraryTransfer::Make(device_, features_, plan, &made, log);
     const std::lock_guard change(transferMutex_);
     transfer_ = made;
     return status;

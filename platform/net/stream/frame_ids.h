@@ -20,13 +20,17 @@ namespace net
 class FrameIds
 {
 public:
+    static constexpr std::uint64_t kNarrow = 0xFFFF; ///< the last number of 16 bits
+    static constexpr std::uint64_t kMostMissing = 0x4000;
+    static constexpr std::uint64_t kLate = 100; ///< as the network library has it
+
     void Restart() { *this = FrameIds(); }
 
     /** The frames between the one before and this one. */
     std::uint64_t Came(std::uint64_t id)
     {
         hasZero_ = hasZero_ || id == 0;
-        const std::uint64_t ahead = last_ ? Ahead(*last_, id) : 1;
+        const std::uint64_t ahead = Ahead(id);
         if (ahead > kMostMissing && last_ && id <= *last_ && *last_ - id < kLate) {
             return 0;
         }
@@ -43,15 +47,14 @@ public:
         return last_.value_or(0);
     }
 
-private:
-    static constexpr std::uint64_t kNarrow = 0xFFFF;
-    static constexpr std::uint64_t kMostMissing = 0x4000;
-    static constexpr std::uint64_t kLate = 100; ///< as the network library has it
+    /** How far `id` is from the newest number, forwards; what lies behind is farther than
+     *  kMostMissing. */
+    std::uint64_t Ahead(std::uint64_t id) const { return last_ ? Ahead(*last_, id) : 1; }
 
     /** The number behind kNarrow, with cameras whose numbers end there. */
     std::uint64_t First() const { return hasZero_ ? 0 : 1; }
 
-    /** How far `id` is from `last`, forwards; what lies behind is farther than kMostMissing. */
+private:
     std::uint64_t Ahead(std::uint64_t last, std::uint64_t id) const
     {
         if (id > last) {

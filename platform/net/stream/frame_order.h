@@ -1,0 +1,80 @@
+/** Puts the numbers of frames in one order that never wraps and never goes back. */
+#pragma once
+
+#include "net/stream/frame_ids.h"
+
+#include <cstdint>
+
+namespace net
+{
+
+/** Counts frames as FrameIds does, but also gives a place to a frame that comes behind its
+ *  successors. */
+class FrameOrder
+{
+public:
+    struct Place {
+        std::uint64_t sequence = 0;
+        bool newest = false;    ///< behind all others
+        bool plausible = false; ///< a frame may begin there without its leader
+    };
+
+    void Restart() { *this = FrameOrder(); }
+
+    Place Find(std::uint64_t number, bool extended) const
+    {
+        const std::uint64_t ahead = ids_.Ahead(number);
+        if (!begun_) {
+            return {kFirst, true, true};
+        }
+        if (extended != extended_) {
+            return {newest_ + 1, true, false};
+        }
+        if (ahead <= FrameIds::kMostMissing) {
+            return {newest_ + ahead, true, ahead <= kPlausible};
+        }
+        const std::uint64_t behind = Behind(number);
+        if (behind < FrameIds::kLate && (number <= number_ || newest_ - behind >= epoch_)) {
+            return {newest_ - behind, false, true};
+        }
+        return {newest_ + 1, true, false}; // the camera counts anew
+    }
+
+    /** A frame has begun at a place that is the newest one. */
+    void Begin(std::uint64_t number, bool extended, const Place& place)
+    {
+        if (!begun_ || extended != extended_ || ids_.Ahead(number) > FrameIds::kMostMissing) {
+            epoch_ = place.sequence;
+        }
+        ids_.Came(number);
+        begun_ = true;
+        number_ = number;
+        extended_ = extended;
+        newest_ = place.sequence;
+    }
+
+private:
+    static constexpr std::uint64_t kFirst = std::uint64_t{1} << 32;
+    static constexpr std::uint64_t kPlausible = 64;
+
+    /** How far the number is behind the newest one, perhaps across the wrap of 16 bits. */
+    std::uint64_t Behind(std::uint64_t number) const
+    {
+        if (number <= number_) {
+            return number_ - number;
+        }
+        if (extended_ || number > FrameIds::kNarrow) {
+            return ~std::uint64_t{0};
+        }
+        return number_ - std::min(ids_.First(), number_) + 1 + FrameIds::kNarrow - number;
+    }
+
+    FrameIds ids_;
+    std::uint64_t number_ = 0; ///< of the newest frame
+    std::uint64_t newest_ = 0; ///< its place
+    std::uint64_t epoch_ = 0;  ///< the place of the first frame since the camera counts
+    bool extended_ = false;
+    bool begun_ = false;
+};
+
+} // namespace net

@@ -22,11 +22,21 @@ struct Geometry {
     std::uint64_t payloadBytes = 0; ///< with chunks
 };
 
+/** Who receives frames. */
+struct Receiver {
+    bool own = true;  ///< this backend; false: the network library
+    int priority = 0; ///< of this backend's thread, SCHED_FIFO; 0: as any thread
+    int cpu = -1;     ///< on which that thread runs; -1: on any
+};
+
 /** What a transfer is made with. */
 struct TransferPlan {
     std::uint64_t bufferBytes = 0;
     std::vector<void*> buffers; ///< in the caller's memory, which outlives the transfer
     std::uint32_t frameTimeoutMs = 0;
+    std::uint32_t mostRequested = 0; ///< packets per frame that are requested again
+    std::uint32_t camera = 0;        ///< address, host byte order
+    Receiver receiver;
 };
 
 /** Made by GevInitializeTransfer, gone with GevFreeTransfer. Statuses are GevStatus.

@@ -10,6 +10,7 @@
 #include <ifaddrs.h>
 #include <netinet/in.h>
 #include <stdexcept>
+#include <string_view>
 #include <sys/socket.h>
 
 namespace
@@ -40,10 +41,18 @@ void UseNetworkCameras(int patienceMs)
     if (!IsOwnAddress("127.0.0.1")) {
         GTEST_SKIP() << "no loopback network here";
     }
-    const gevplat::BackendChoice onlyNetwork{
-        .simulated = false, .network = true, .interface = "", .patienceMs = patienceMs};
+    const gevplat::BackendChoice onlyNetwork{.simulated = false,
+                                             .network = true,
+                                             .interface = "",
+                                             .patienceMs = patienceMs,
+                                             .ownReceiver = OwnReceiver()};
     std::string error;
     ASSERT_TRUE(gevplat::ChooseBackends(onlyNetwork, &error)) << error;
+}
+
+bool OwnReceiver()
+{
+    return std::string_view(RECEIVER) == "own";
 }
 
 PlatformLog::PlatformLog(std::function<void()> heard)

@@ -15,6 +15,10 @@
  *  loopback. */
 void UseNetworkCameras(int patienceMs = 1500);
 
+/** Whether frames are received by the platform itself, not by the network library: there is a test
+ *  program for each. */
+bool OwnReceiver();
+
 /** What the platform logs for the life of this object; there is one at a time. */
 class PlatformLog
 {

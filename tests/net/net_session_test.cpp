@@ -280,7 +280,8 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
                 gaps += last == 0 ? 0 : frame.frameId - last - 1;
                 last = frame.frameId;
             }
-            const bool numbered = frame.timestamp != 0; // they come in the same packet
+            // The library has the number from the packet with the time stamp only.
+            const bool numbered = OwnReceiver() || frame.timestamp != 0;
             EXPECT_EQ(static_cast<std::uint32_t>(frame.frameNumber), numbered ? frame.frameId : 0);
             EXPECT_TRUE(frame.timestamp == 0 || frame.timestamp > lastTime);
             EXPECT_THAT(frame.arrivalNs, AllOf(Gt(lastArrivalNs), Lt(RealTimeNs())));
@@ -372,7 +373,9 @@ TEST_F(NetSession, TheCountsTellWhyNoFrameIsComplete)
         }
         const GEV_TRANSFER_STATISTICS counts = Statistics();
         EXPECT_EQ(counts.framesOfUnknownPayload >= 5, unknown);
-        EXPECT_EQ(counts.packetsOfNewestIncomplete, counts.packetsOfFrame - 1);
+        // With the first packet it is known that the others aren't wanted.
+        EXPECT_EQ(counts.packetsOfNewestIncomplete,
+                  unknown && OwnReceiver() ? 1 : counts.packetsOfFrame - 1);
         GevCloseCamera(&handle);
         camera.Kill();
     }

@@ -62,6 +62,7 @@ private:
     static constexpr std::size_t kRequests = 64; ///< in one go
 
     void Run();
+    void LetGather(Ns now) const;
     void Receive();
     void Take(const Datagrams& datagrams, Ns now, Ns realTimeAhead);
     void Collect(Ns realTimeAhead);

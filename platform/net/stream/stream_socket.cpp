@@ -27,7 +27,8 @@ constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr std::int64_t kNsPerS = 1'000'000'000;
 constexpr std::int64_t kLongestWaitMs = 20;
 constexpr std::size_t kHotBytes = std::size_t{128} << 10; ///< that stay in the processor's cache
-constexpr int kUdpGro = 104;                              ///< UDP_GRO, which older headers lack
+constexpr std::size_t kLittleBytes = std::size_t{32} << 10;
+constexpr int kUdpGro = 104; ///< UDP_GRO, which older headers lack
 
 sockaddr_in Endpoint(std::uint32_t address, std::uint16_t port)
 {
@@ -156,12 +157,11 @@ std::string StreamSocket::Open(std::uint32_t camera, std::uint64_t bufferBytes)
     if (setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &longest, sizeof longest) != 0) {
         return failed("the socket can't be set up");
     }
-    slots_ = std::make_unique<std::uint8_t[]>(kBatch * kStride);
+    slots_ = std::make_unique_for_overwrite<std::uint8_t[]>(kBatch * kStride);
     for (std::size_t i = 0; i < kBatch; ++i) {
         places_[i] = {slots_.get() + i * kStride, kLargest};
         messages_[i].msg_hdr.msg_iov = &places_[i];
         messages_[i].msg_hdr.msg_iovlen = 1;
-        messages_[i].msg_hdr.msg_name = &froms_[i];
         messages_[i].msg_hdr.msg_control = controls_[i].bytes.data();
     }
     return "";
@@ -183,6 +183,10 @@ void StreamSocket::Expect(const StreamSource& source)
     while (Ask(0) > 0) {
     }
     source_ = source;
+    const bool known = source.port != 0;
+    for (std::size_t i = 0; i < kBatch; ++i) { // the system tells only what is asked for
+        messages_[i].msg_hdr.msg_name = known ? nullptr : &froms_[i];
+    }
     Connect();
 }
 
@@ -199,8 +203,12 @@ void StreamSocket::Connect()
     connect(socket_, Generic(nobody), sizeof nobody);
 }
 
-bool StreamSocket::IsOurs(const sockaddr_in& from, std::span<const std::uint8_t> bytes)
+bool StreamSocket::IsOurs(const msghdr& header, std::span<const std::uint8_t> bytes)
 {
+    if (header.msg_name == nullptr) {
+        return true;
+    }
+    const sockaddr_in& from = *static_cast<const sockaddr_in*>(header.msg_name);
     if (ntohl(from.sin_addr.s_addr) != camera_) {
         return false;
     }
@@ -225,7 +233,8 @@ int StreamSocket::Ask(std::int64_t waitNs)
         }
     }
     for (std::size_t i = 0; i < batch_; ++i) {
-        messages_[i].msg_hdr.msg_namelen = sizeof froms_[i];
+        messages_[i].msg_hdr.msg_namelen =
+            messages_[i].msg_hdr.msg_name == nullptr ? 0 : sizeof froms_[i];
         messages_[i].msg_hdr.msg_controllen = sizeof controls_[i].bytes;
     }
     const int count =
@@ -248,8 +257,9 @@ std::span<const Datagrams> StreamSocket::Receive(std::int64_t waitNs)
         datagrams = {{slots_.get() + i * kStride, size}, std::max<std::size_t>(size, 1), 0};
         ReadControl(messages_[i].msg_hdr, &datagrams);
         const std::size_t first = std::min(size, datagrams.segment);
-        kept += IsOurs(froms_[i], datagrams.bytes.first(first)) ? 1 : 0;
+        kept += IsOurs(messages_[i].msg_hdr, datagrams.bytes.first(first)) ? 1 : 0;
     }
+    little_ = count < batch_ && bytes < kLittleBytes;
     // Few large messages or many small ones: as many as fit the cache between here and the copy.
     if (bytes > kHotBytes) {
         batch_ = std::max<std::size_t>(batch_ / 2, 1);

@@ -32,8 +32,8 @@ struct Datagrams {
 };
 
 /** Bound to this machine's address towards the camera, and connected to the camera's address and
- *  port as soon as these are known, so that the system drops what anybody else sends. What came
- *  before that is dropped here, by the same rule.
+ *  port as soon as these are known, so that the system drops what anybody else sends. While the
+ * port isn't known, the same rule is applied here.
  *
  *  Threads: one at a time, but Send and Dropped may be called from any. */
 class StreamSocket
@@ -59,11 +59,13 @@ public:
     /** What has come; waits for the first packet for up to `waitNs`, at most for 20 ms. Valid until
      *  the next call. */
     std::span<const Datagrams> Receive(std::int64_t waitNs);
+    /** Whether that was all there was, and little. */
+    bool HadLittle() const { return little_; }
     /** To the camera's control port. */
     void Send(std::span<const std::uint8_t> command) const;
 
 private:
-    static constexpr std::size_t kBatch = 16;                     ///< system's messages in one call
+    static constexpr std::size_t kBatch = 32;                     ///< system's messages in one call
     static constexpr std::size_t kLargest = std::size_t{1} << 16; ///< bytes of one message
     /** Slots are apart by more than that, since addresses that differ by a power of two share few
      *  lines of the processor's cache. */
@@ -75,7 +77,7 @@ private:
 
     bool Bind();
     void Connect();
-    bool IsOurs(const sockaddr_in& from, std::span<const std::uint8_t> bytes);
+    bool IsOurs(const msghdr& header, std::span<const std::uint8_t> bytes);
     int Ask(std::int64_t waitNs);
 
     int socket_ = -1;
@@ -84,6 +86,7 @@ private:
     std::uint16_t ownPort_ = 0;
     std::uint64_t bufferBytes_ = 0;
     StreamSource source_;
+    bool little_ = false;
     std::size_t batch_ = 1; ///< how many messages the next call asks for
     std::unique_ptr<std::uint8_t[]> slots_;
     std::array<mmsghdr, kBatch> messages_{};

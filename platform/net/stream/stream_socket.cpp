@@ -65,6 +65,12 @@ bool BeginsFrame(std::span<const std::uint8_t> datagram, const StreamSource& sou
         packet.content != GvspContent::Leader || !ReadLeader(packet.data, &leader)) {
         return false;
     }
+    constexpr std::uint16_t kExtendedChunks = 0x4000;
+    constexpr std::uint16_t kNewestType = 0x0B;
+    const unsigned type = leader.payloadType & ~unsigned{kExtendedChunks};
+    if (type == 0 || type > kNewestType) { // no camera has it
+        return false;
+    }
     return !IsReceived(leader.payloadType) || leader.width == 0 ||
            (leader.width == source.width && leader.height == source.height);
 }

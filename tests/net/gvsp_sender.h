@@ -77,7 +77,7 @@ struct GvspSender {
     Packet Payload(std::uint64_t frame, std::uint32_t id, std::uint64_t length) const
     {
         Packet packet = Header(frame, 3, id);
-        const std::uint64_t begin = (std::uint64_t{id} - 1) * step;
+        const std::uint64_t begin = id == 0 ? 0 : (std::uint64_t{id} - 1) * step;
         for (std::uint64_t i = begin; i < begin + length; ++i) {
             packet.push_back(PictureByte(frame, i));
         }

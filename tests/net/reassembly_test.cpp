@@ -195,7 +195,10 @@ private:
                                            "too large", "unknown", "malformed"};
         std::string text =
             fmt::format("{} {}", frame.number, kFaults[static_cast<std::size_t>(frame.fault)]);
-        text += frame.packetsMissing != 0 ? fmt::format(" {}", frame.packetsMissing) : "";
+        if (frame.packetsMissing != 0) {
+            const bool complete = frame.fault == net::FrameFault::None;
+            text += fmt::format("{} {}", complete ? " missing" : "", frame.packetsMissing);
+        }
         text += frame.packetsResent != 0 ? fmt::format(" resent {}", frame.packetsResent) : "";
         if (frame.fault == net::FrameFault::None) {
             for (std::uint64_t i = 0; i < frame.bytes; ++i) {

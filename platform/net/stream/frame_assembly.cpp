@@ -28,11 +28,11 @@ void FrameAssembly::Reserve()
     finished_ = true;
 }
 
-void FrameAssembly::Begin(std::uint64_t sequence, std::uint64_t number, bool extendedIds, Ns now)
+void FrameAssembly::Begin(std::uint64_t number, bool extendedIds, Ns now)
 {
     std::fill_n(received_.begin(), horizon_ / 64 + 1, 0);
     missing_.Clear();
-    sequence_ = sequence;
+    sequence_ = 0;
     const std::uint32_t buffer = frame_.buffer;
     frame_ = {};
     frame_.buffer = buffer;
@@ -45,7 +45,7 @@ void FrameAssembly::Begin(std::uint64_t sequence, std::uint64_t number, bool ext
     horizon_ = highest_ = fullPackets_ = 0;
     trailerId_ = shortId_ = oddId_ = oddPackets_ = requested_ = 0;
     nextBegan_ = kNever;
-    tailClosed_ = doomed_ = refused_ = lastWasCut_ = finished_ = false;
+    tailClosed_ = doomed_ = refused_ = lastWasCut_ = confirmed_ = finished_ = false;
     SetStep(stream_->step.Bytes(extendedIds));
 }
 
@@ -64,8 +64,16 @@ void FrameAssembly::Take(const GvspPacket& packet, Ns now)
     }
     if ((packet.status & gvsp_status::kError) != 0) {
         TakeStatus(packet);
-        return;
+    } else {
+        TakeContent(packet, now);
     }
+    if (!finished_ && IsHopeless()) {
+        GiveUp();
+    }
+}
+
+void FrameAssembly::TakeContent(const GvspPacket& packet, Ns now)
+{
     switch (packet.content) {
     case GvspContent::Leader:
         TakeLeader(packet, now);
@@ -134,9 +142,6 @@ void FrameAssembly::TakeStatus(const GvspPacket& packet)
         return;
     }
     refused_ = doomed_ = true;
-    if (IsHopeless()) {
-        GiveUp();
-    }
 }
 
 void FrameAssembly::TakeLeader(const GvspPacket& packet, Ns now)
@@ -189,6 +194,7 @@ void FrameAssembly::TakePayload(const GvspPacket& packet, Ns now)
         ++stream_->counts.malformed;
         return;
     }
+    // Only now, since the size of the packets may just have been learned.
     const std::uint64_t place = std::uint64_t{id - 1} * step_;
     const std::uint64_t size = stream_->settings.bufferBytes;
     if (place >= size || bytes > size - place) {
@@ -196,7 +202,16 @@ void FrameAssembly::TakePayload(const GvspPacket& packet, Ns now)
         return;
     }
     std::memcpy(data_ + place, packet.data.data(), bytes);
-    fullPackets_ += bytes == step_ ? 1 : 0;
+    if (shortId_ != 0 && id > shortId_) {
+        WasCut(shortId_, now);
+    }
+    if (bytes == step_) {
+        ++fullPackets_;
+    } else {
+        shortId_ = id;
+        shortBytes_ = bytes;
+        lastFull_ = 0;
+    }
     highest_ = std::max(highest_, id);
     Came(packet, now);
     CheckComplete(now);
@@ -211,54 +226,6 @@ void FrameAssembly::TakeBeyondBuffer(std::uint32_t id)
         return;
     }
     ++stream_->counts.malformed;
-}
-
-/** Whether a payload packet may be as long as this one is. */
-bool FrameAssembly::FitsLength(std::uint32_t id, std::uint32_t bytes, Ns now)
-{
-    if (bytes != step_) {
-        ++oddPackets_;
-        if (IsOtherSize(id, bytes, now)) {
-            return true;
-        }
-        const bool last = id > highest_ && (trailerId_ == 0 || id + 1 == trailerId_);
-        if (bytes > step_ || !last) {
-            return false;
-        }
-    }
-    if (shortId_ != 0 && id > shortId_) {
-        WasCut(shortId_, now);
-    }
-    if (bytes != step_) {
-        shortId_ = id;
-        shortBytes_ = bytes;
-        lastFull_ = 0;
-    }
-    return true;
-}
-
-/** Two packets of the same size, and none of the expected one: the camera sends packets as it
- *  likes. */
-bool FrameAssembly::IsOtherSize(std::uint32_t id, std::uint32_t bytes, Ns now)
-{
-    if (!stream_->step.MayLearn() || fullPackets_ != 0) {
-        return false;
-    }
-    if (oddId_ == 0 || oddId_ == id || oddBytes_ != bytes) {
-        oddId_ = id;
-        oddBytes_ = bytes;
-        return false;
-    }
-    const std::uint32_t before = shortId_;
-    shortId_ = 0;
-    stream_->step.Learn(bytes);
-    SetStep(bytes);
-    if (before == 1) {
-        ++fullPackets_; // it lies where it belongs
-    } else if (before != 0) {
-        WasCut(before, now);
-    }
-    return true;
 }
 
 void FrameAssembly::TakeTrailer(const GvspPacket& packet, Ns now)
@@ -323,20 +290,6 @@ void FrameAssembly::Came(const GvspPacket& packet, Ns now)
     horizon_ = id + 1;
 }
 
-/** The packet was shorter than the camera sent it. */
-void FrameAssembly::WasCut(std::uint32_t id, Ns now)
-{
-    received_[id / 64] &= ~(std::uint64_t{1} << id % 64);
-    --frame_.packetsReceived;
-    ++stream_->counts.malformed;
-    if (!missing_.Insert(id, now)) {
-        doomed_ = true;
-    }
-    if (id == shortId_) {
-        shortId_ = 0;
-    }
-}
-
 /** Payload packets that the settings promise, or the leader if they don't; 0: not known. */
 std::uint32_t FrameAssembly::Promised() const
 {
@@ -382,111 +335,6 @@ void FrameAssembly::CheckComplete(Ns now)
     WasCut(highest_, now);
 }
 
-void FrameAssembly::NextBegan(Ns now)
-{
-    nextBegan_ = std::min(nextBegan_, now);
-}
-
-/** When packets behind the horizon are taken for lost: soon after the next frame has begun. Before
- *  that they are requested when the camera has been quiet for some time. */
-Ns FrameAssembly::TailDue() const
-{
-    const ReassemblySettings& settings = stream_->settings;
-    if (trailerId_ != 0 || tailClosed_) {
-        return kNever;
-    }
-    if (nextBegan_ != kNever) {
-        return std::max(nextBegan_, newest_) + settings.reorderWindow;
-    }
-    const std::uint32_t promised = Promised();
-    if (!settings.requests || doomed_ || highest_ == 0 || promised == 0 ||
-        promised + 2 <= horizon_ || promised + 2 - horizon_ > settings.mostRequested - requested_) {
-        return kNever;
-    }
-    return newest_ + settings.requestTimeout;
-}
-
-void FrameAssembly::CloseTail(Ns now)
-{
-    tailClosed_ = true;
-    const std::uint32_t promised = Promised();
-    if (!stream_->settings.requests || promised == 0 || promised + 2 <= horizon_ ||
-        !missing_.Append({horizon_, promised + 1, now, false})) {
-        doomed_ = true;
-        return;
-    }
-    horizon_ = promised + 2;
-    lastFull_ = 0;
-}
-
-void FrameAssembly::Tick(Ns now)
-{
-    if (finished_) {
-        return;
-    }
-    if (now >= newest_ + stream_->settings.retention) {
-        GiveUp();
-        return;
-    }
-    if (now >= TailDue()) {
-        CloseTail(now);
-    }
-    if (now >= missing_.Due()) {
-        Request(now);
-    }
-    if (IsHopeless()) {
-        GiveUp();
-    }
-}
-
-Ns FrameAssembly::Due() const
-{
-    if (finished_) {
-        return kNever;
-    }
-    return std::min({newest_ + stream_->settings.retention, TailDue(), missing_.Due()});
-}
-
-void FrameAssembly::Request(Ns now)
-{
-    std::vector<MissingRun>& runs = missing_.Runs();
-    doomed_ = doomed_ || !stream_->settings.requests;
-    for (MissingRun& run : runs) {
-        if (run.due <= now && !doomed_ && !RequestRun(&run, now)) {
-            doomed_ = true;
-            missing_.Clear();
-            return;
-        }
-    }
-    if (doomed_) { // nothing is requested any more, and nothing more is awaited
-        std::erase_if(runs, [now](const MissingRun& run) { return run.due <= now; });
-    }
-    missing_.Changed();
-}
-
-/** False: more packets are missing than may be requested. */
-bool FrameAssembly::RequestRun(MissingRun* run, Ns now)
-{
-    const ReassemblySettings& settings = stream_->settings;
-    const std::uint32_t packets = run->last - run->first + 1;
-    if (!run->requested && packets > settings.mostRequested - requested_) {
-        return false;
-    }
-    run->due = now + settings.requestTimeout;
-    if (!stream_->requests.Push({frame_.number, frame_.extendedIds, run->first, run->last})) {
-        return true; // later
-    }
-    requested_ += run->requested ? 0 : packets;
-    stream_->counts.requested += packets;
-    run->requested = true;
-    return true;
-}
-
-bool FrameAssembly::IsHopeless() const
-{
-    return doomed_ && missing_.IsEmpty() && (trailerId_ != 0 || tailClosed_);
-}
-
 void FrameAssembly::GiveUp()
 {
     if (HasAllButTrailer()) {
@@ -515,6 +363,9 @@ void FrameAssembly::Finish(FrameFault fault)
     frame_.bytes = Bytes();
     if (trailer_.lines != 0 && trailer_.lines < frame_.height) {
         frame_.height = trailer_.lines;
+    }
+    if (!confirmed_ && !DeservesConfirmation()) {
+        return;
     }
     if (fault == FrameFault::TooLarge || fault == FrameFault::UnknownPayload) {
         stream_->counts.framesUnknownPayload += fault == FrameFault::UnknownPayload ? 1 : 0;

@@ -12,7 +12,9 @@
 namespace net
 {
 
-/** Packets are numbered: the leader is 0, the payload 1 to n, the trailer n + 1. All packets below
+/** A frame isn't one before it is confirmed: until then it requests nothing and counts for nothing.
+ *
+ *  Packets are numbered: the leader is 0, the payload 1 to n, the trailer n + 1. All packets below
  *  the horizon have come, or are listed as missing until there is no more hope for them. A frame
  *  is doomed when one of its packets can't be had any more; it is given up when nothing else is to
  *  come.
@@ -30,8 +32,19 @@ public:
 
     /** Sizes all lists for frames as the settings say. Allocates. */
     void Reserve();
-    void Begin(std::uint64_t sequence, std::uint64_t number, bool extendedIds, Ns now);
+    void Begin(std::uint64_t number, bool extendedIds, Ns now);
+    /** Where it is in the order of all frames. */
     std::uint64_t Sequence() const { return sequence_; }
+    void Place(std::uint64_t sequence) { sequence_ = sequence; }
+    /** A second packet has come, or the number is the one that was expected: it is a frame, and not
+     *  one packet with a wrong number. */
+    void Confirm() { confirmed_ = true; }
+    bool IsConfirmed() const { return confirmed_; }
+    bool DeservesConfirmation() const
+    {
+        return frame_.packetsReceived > 1 || frame_.fault == FrameFault::UnknownPayload ||
+               frame_.fault == FrameFault::TooLarge;
+    }
     bool Is(std::uint64_t number, bool extendedIds) const
     {
         return frame_.number == number && frame_.extendedIds == extendedIds;
@@ -40,11 +53,12 @@ public:
     /** The packet that is expected next, of full size; false if it is another one. */
     bool TakeNext(const GvspPacket& packet, Ns now)
     {
-        if (packet.id != horizon_ || packet.id > lastFull_ || packet.data.size() != step_ ||
-            packet.content != GvspContent::Payload || packet.status != 0) {
+        const std::uint32_t before = packet.id - 1; // of no packet if it is the leader's number
+        if (packet.id != horizon_ || before >= lastFull_ || packet.data.size() != step_ ||
+            packet.content != GvspContent::Payload || packet.status != 0 || !confirmed_) {
             return false;
         }
-        std::memcpy(data_ + std::uint64_t{packet.id - 1} * step_, packet.data.data(), step_);
+        std::memcpy(data_ + std::uint64_t{before} * step_, packet.data.data(), step_);
         SetReceived(packet.id);
         ++frame_.packetsReceived;
         ++horizon_;
@@ -55,7 +69,7 @@ public:
     }
     void Take(const GvspPacket& packet, Ns now);
     /** A frame behind this one has begun. */
-    void NextBegan(Ns now);
+    void NextBegan(Ns now) { nextBegan_ = std::min(nextBegan_, now); }
     void Tick(Ns now);
     Ns Due() const;
     bool IsFinished() const { return finished_; }
@@ -63,11 +77,13 @@ public:
     const ReceivedFrame& Result() const { return frame_; }
 
 private:
+    void TakeContent(const GvspPacket& packet, Ns now);
     void TakeStatus(const GvspPacket& packet);
     void TakeLeader(const GvspPacket& packet, Ns now);
     void TakePayload(const GvspPacket& packet, Ns now);
     void TakeTrailer(const GvspPacket& packet, Ns now);
     void TakeFinished();
+    Ns NextDue() const;
     bool FitsLength(std::uint32_t id, std::uint32_t bytes, Ns now);
     bool IsOtherSize(std::uint32_t id, std::uint32_t bytes, Ns now);
     void TakeBeyondBuffer(std::uint32_t id);
@@ -120,6 +136,7 @@ private:
     bool doomed_ = false;
     bool refused_ = false;
     bool lastWasCut_ = false;
+    bool confirmed_ = false;
     bool finished_ = true;
 };
 

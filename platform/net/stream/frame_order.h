@@ -15,35 +15,37 @@ class FrameOrder
 public:
     struct Place {
         std::uint64_t sequence = 0;
-        bool newest = false;    ///< behind all others
-        bool plausible = false; ///< a frame may begin there without its leader
+        bool newest = false; ///< behind all others
+        bool next = false;   ///< just behind the newest one
+        bool anew = false;   ///< the camera would count anew
     };
 
     void Restart() { *this = FrameOrder(); }
+    bool HasBegun() const { return begun_; }
 
     Place Find(std::uint64_t number, bool extended) const
     {
         const std::uint64_t ahead = ids_.Ahead(number);
         if (!begun_) {
-            return {kFirst, true, true};
+            return {kFirst, true, true, false};
         }
         if (extended != extended_) {
-            return {newest_ + 1, true, false};
+            return {newest_ + 1, true, false, true};
         }
         if (ahead <= FrameIds::kMostMissing) {
-            return {newest_ + ahead, true, ahead <= kPlausible};
+            return {newest_ + ahead, true, ahead == 1, false};
         }
         const std::uint64_t behind = Behind(number);
         if (behind < FrameIds::kLate && (number <= number_ || newest_ - behind >= epoch_)) {
-            return {newest_ - behind, false, true};
+            return {newest_ - behind, false, false, false};
         }
-        return {newest_ + 1, true, false}; // the camera counts anew
+        return {newest_ + 1, true, false, true};
     }
 
     /** A frame has begun at a place that is the newest one. */
     void Begin(std::uint64_t number, bool extended, const Place& place)
     {
-        if (!begun_ || extended != extended_ || ids_.Ahead(number) > FrameIds::kMostMissing) {
+        if (!begun_ || place.anew) {
             epoch_ = place.sequence;
         }
         ids_.Came(number);
@@ -55,7 +57,6 @@ public:
 
 private:
     static constexpr std::uint64_t kFirst = std::uint64_t{1} << 32;
-    static constexpr std::uint64_t kPlausible = 64;
 
     /** How far the number is behind the newest one, perhaps across the wrap of 16 bits. */
     std::uint64_t Behind(std::uint64_t number) const

@@ -3,10 +3,10 @@
 #include "net/stream/frame_assembly.h"
 #include "net/stream/frame_order.h"
 #include "net/stream/gvsp_packet.h"
+#include "net/stream/ignored_frames.h"
 #include "net/stream/stream_state.h"
 
 #include <algorithm>
-#include <array>
 #include <optional>
 
 namespace net
@@ -19,7 +19,8 @@ constexpr std::size_t kRequests = 1024; ///< that wait to be sent
 constexpr Ns kLongest = 3'600'000'000'000;
 constexpr Ns kShortestRequestTimeout = 1000;
 
-constexpr std::uint32_t kEnds = 2; ///< packets: leader and trailer
+constexpr std::ptrdiff_t kMostUnconfirmed = 1; ///< frames, besides the newest one
+constexpr std::uint32_t kEnds = 2;             ///< packets: leader and trailer
 
 ReassemblySettings Sane(ReassemblySettings settings)
 {
@@ -30,48 +31,46 @@ ReassemblySettings Sane(ReassemblySettings settings)
     return settings;
 }
 
-/** Frames that found no buffer, so that their packets are recognised. Frames far behind each other
- *  use the same entry, of which the older one is forgotten. */
-class IgnoredFrames
-{
-public:
-    void Clear() { sequences_.fill(0); }
-    void Add(std::uint64_t sequence) { sequences_[sequence % kEntries] = sequence; }
-    bool Has(std::uint64_t sequence) const { return sequences_[sequence % kEntries] == sequence; }
-
-private:
-    static constexpr std::size_t kEntries = 1024;
-
-    std::array<std::uint64_t, kEntries> sequences_{};
-};
-
 /** Where a buffer is. */
 enum class BufferPlace { Caller, Free, Frame, Ready };
 
 } // namespace
 
 struct Reassembly::State {
+    using Window = std::vector<FrameAssembly*>;
+
     void Restart(const ReassemblySettings& settings);
+    void SetPacketsOfFrame(bool extendedIds);
     void AddBuffer(std::uint32_t buffer);
     void Take(std::span<const std::uint8_t> datagram, Ns now);
     void Tick(Ns now);
     Ns Due() const;
+    void TakeOther(const GvspPacket& packet, Ns now);
     FrameAssembly* Find(const GvspPacket& packet);
     FrameAssembly* Begin(const GvspPacket& packet, Ns now);
-    FrameAssembly* BeginAt(const FrameOrder::Place& place, const GvspPacket& packet, Ns now);
     bool MayBegin(const FrameOrder::Place& place, const GvspPacket& packet);
-    void Deliver();
+    void BeginIgnored(const FrameOrder::Place& place, const GvspPacket& packet, Ns now);
+    void Trust(const FrameOrder::Place& place, std::uint64_t number, bool extended, Ns now);
+    void Insert(FrameAssembly* frame, const FrameOrder::Place& place, Ns now);
+    void Confirm(FrameAssembly* frame, Ns now);
+    void DropUnconfirmed(std::ptrdiff_t most);
+    Window::iterator Drop(Window::iterator at);
+    void Deliver(Ns now);
+    Ns OrderDue(const FrameAssembly& frame) const;
+    void LeaveIgnored();
     void Leave(std::uint64_t sequence);
 
     StreamState stream;
     std::vector<FrameAssembly> frames; ///< one for each buffer
     std::vector<BufferPlace> places;
     std::vector<std::uint32_t> free;
-    std::vector<FrameAssembly*> window; ///< frames under way, in order
-    FrameAssembly* newest = nullptr;    ///< the frame of the newest packet, if it is under way
+    Window window;                   ///< frames under way, in order
+    FrameAssembly* newest = nullptr; ///< the frame of the newest packet, if it is under way
     FixedQueue<std::uint32_t> ready;
     FrameOrder order;
     IgnoredFrames ignored;
+    std::uint64_t unknownNumber = 0; ///< of a packet that might belong to a frame without a buffer
+    bool unknownExtended = false;
     std::optional<std::uint64_t> left; ///< the newest frame that isn't under way any more
 };
 
@@ -81,9 +80,7 @@ void Reassembly::State::Restart(const ReassemblySettings& settings)
     stream.counts = {};
     stream.step.Restart(settings.packetSize);
     stream.requests.Reserve(kRequests);
-    const std::uint32_t bytes = stream.step.Bytes(false);
-    stream.counts.packetsOfFrame =
-        settings.payloadBytes / bytes + (settings.payloadBytes % bytes != 0 ? 1 : 0) + kEnds;
+    SetPacketsOfFrame(false);
     window.clear();
     newest = nullptr;
     free.clear();
@@ -98,6 +95,14 @@ void Reassembly::State::Restart(const ReassemblySettings& settings)
     order.Restart();
     ignored.Clear();
     left.reset();
+}
+
+/** As the settings give it; the size of the header shows in the first packet. */
+void Reassembly::State::SetPacketsOfFrame(bool extendedIds)
+{
+    const std::uint64_t bytes = stream.settings.payloadBytes;
+    const std::uint32_t step = stream.step.Bytes(extendedIds);
+    stream.counts.packetsOfFrame = bytes / step + (bytes % step != 0 ? 1 : 0) + kEnds;
 }
 
 void Reassembly::State::AddBuffer(std::uint32_t buffer)
@@ -119,19 +124,28 @@ void Reassembly::State::Take(std::span<const std::uint8_t> datagram, Ns now)
     if (newest == nullptr || !newest->Is(packet.number, packet.extendedIds)) {
         FrameAssembly* const frame = Find(packet);
         newest = frame != nullptr ? frame : Begin(packet, now);
-        if (newest == nullptr) {
-            return;
-        }
     }
-    if (newest->TakeNext(packet, now)) {
+    if (newest != nullptr && newest->TakeNext(packet, now)) {
         return;
     }
-    newest->Take(packet, now);
-    if (newest->IsFinished()) {
-        Deliver();
+    TakeOther(packet, now);
+}
+
+/** Any packet but the one that is expected next. */
+void Reassembly::State::TakeOther(const GvspPacket& packet, Ns now)
+{
+    if (newest != nullptr) {
+        newest->Take(packet, now);
+        if (!newest->IsConfirmed() && newest->DeservesConfirmation()) {
+            Confirm(newest, now);
+        }
+    }
+    if (!window.empty() && (window.front()->IsFinished() || !window.back()->IsConfirmed())) {
+        Deliver(now);
     }
 }
 
+/** The frame that the packet says it belongs to, if it is under way. */
 FrameAssembly* Reassembly::State::Find(const GvspPacket& packet)
 {
     const auto found = std::find_if(window.begin(), window.end(), [&](const FrameAssembly* frame) {
@@ -147,13 +161,109 @@ FrameAssembly* Reassembly::State::Begin(const GvspPacket& packet, Ns now)
     if (!MayBegin(place, packet)) {
         return nullptr;
     }
-    if (place.newest) {
-        order.Begin(packet.number, packet.extendedIds, place);
-        for (FrameAssembly* const frame : window) {
+    if (free.empty()) {
+        DropUnconfirmed(0);
+    }
+    if (free.empty()) {
+        BeginIgnored(place, packet, now);
+        return nullptr;
+    }
+    if (!order.HasBegun()) {
+        SetPacketsOfFrame(packet.extendedIds);
+    }
+    const std::uint32_t buffer = free.back();
+    free.pop_back();
+    places[buffer] = BufferPlace::Frame;
+    FrameAssembly* const frame = &frames[buffer];
+    frame->Begin(packet.number, packet.extendedIds, now);
+    if (place.next) {
+        frame->Confirm();
+        Trust(place, packet.number, packet.extendedIds, now);
+    } else {
+        DropUnconfirmed(kMostUnconfirmed);
+    }
+    Insert(frame, place, now);
+    return frame;
+}
+
+/** There is no buffer. */
+void Reassembly::State::BeginIgnored(const FrameOrder::Place& place, const GvspPacket& packet,
+                                     Ns now)
+{
+    const bool again = unknownNumber == packet.number && unknownExtended == packet.extendedIds;
+    unknownNumber = packet.number;
+    unknownExtended = packet.extendedIds;
+    if (!place.next && !again) {
+        return;
+    }
+    ++stream.counts.framesWithoutBuffer;
+    ignored.Add(place.sequence);
+    Trust(place, packet.number, packet.extendedIds, now);
+    LeaveIgnored();
+}
+
+/** The number is one that the camera sends: later ones are compared with it. */
+void Reassembly::State::Trust(const FrameOrder::Place& place, std::uint64_t number, bool extended,
+                              Ns now)
+{
+    if (!place.newest) {
+        return;
+    }
+    order.Begin(number, extended, place);
+    for (FrameAssembly* const frame : window) {
+        if (frame->Sequence() < place.sequence || !frame->IsConfirmed()) {
             frame->NextBegan(now);
         }
     }
-    return BeginAt(place, packet, now);
+}
+
+void Reassembly::State::Insert(FrameAssembly* frame, const FrameOrder::Place& place, Ns now)
+{
+    frame->Place(place.sequence);
+    if (!place.newest) {
+        frame->NextBegan(now);
+    }
+    const auto at = std::find_if(window.begin(), window.end(), [&](const FrameAssembly* other) {
+        return other->Sequence() > place.sequence;
+    });
+    window.insert(at, frame);
+}
+
+/** Its place is where its number belongs by now. */
+void Reassembly::State::Confirm(FrameAssembly* frame, Ns now)
+{
+    const std::uint64_t number = frame->Result().number;
+    const bool extended = frame->Result().extendedIds;
+    const FrameOrder::Place place = order.Find(number, extended);
+    const auto at = std::find(window.begin(), window.end(), frame);
+    if (left && place.sequence <= *left) {
+        Drop(at);
+        return;
+    }
+    window.erase(at);
+    frame->Confirm();
+    Trust(place, number, extended, now);
+    Insert(frame, place, now);
+}
+
+/** The oldest one, if there are more than so many. */
+void Reassembly::State::DropUnconfirmed(std::ptrdiff_t most)
+{
+    const auto isUnconfirmed = [](const FrameAssembly* frame) { return !frame->IsConfirmed(); };
+    if (std::count_if(window.begin(), window.end(), isUnconfirmed) > most) {
+        Drop(std::find_if(window.begin(), window.end(), isUnconfirmed));
+    }
+}
+
+/** One packet with a wrong number isn't a frame. Returns the place of the next frame. */
+Reassembly::State::Window::iterator Reassembly::State::Drop(Window::iterator at)
+{
+    const std::uint32_t buffer = (*at)->Result().buffer;
+    newest = newest == *at ? nullptr : newest;
+    places[buffer] = BufferPlace::Free;
+    free.push_back(buffer);
+    stream.counts.malformed += (*at)->Result().packetsReceived;
+    return window.erase(at);
 }
 
 bool Reassembly::State::MayBegin(const FrameOrder::Place& place, const GvspPacket& packet)
@@ -162,8 +272,7 @@ bool Reassembly::State::MayBegin(const FrameOrder::Place& place, const GvspPacke
         ++(IsRefusal(packet.status) ? stream.counts.refused : stream.counts.malformed);
         return false;
     }
-    if (packet.content < GvspContent::Leader || packet.content > GvspContent::GenDc ||
-        (packet.number == 0 && packet.extendedIds)) {
+    if (packet.content < GvspContent::Leader || packet.content > GvspContent::GenDc) {
         ++stream.counts.malformed;
         return false;
     }
@@ -174,46 +283,20 @@ bool Reassembly::State::MayBegin(const FrameOrder::Place& place, const GvspPacke
         ++stream.counts.late;
         return false;
     }
-    const bool leader = packet.content == GvspContent::Leader && packet.id == 0;
-    if (!place.plausible && !leader) {
-        ++stream.counts.malformed;
-        return false;
-    }
     return true;
 }
 
-/** Null: there is no free buffer. */
-FrameAssembly* Reassembly::State::BeginAt(const FrameOrder::Place& place, const GvspPacket& packet,
-                                          Ns now)
+/** Frames leave in order. One that comes before those that should have come first waits for them,
+ *  as long as packets may overtake each other. */
+void Reassembly::State::Deliver(Ns now)
 {
-    if (free.empty()) {
-        ++stream.counts.framesWithoutBuffer;
-        ignored.Add(place.sequence);
-        if (window.empty()) {
-            Leave(place.sequence);
-        }
-        return nullptr;
+    for (auto at = window.begin(); at != window.end();) {
+        const bool stray = (*at)->IsFinished() && !(*at)->IsConfirmed();
+        at = stray ? Drop(at) : at + 1;
     }
-    const std::uint32_t buffer = free.back();
-    free.pop_back();
-    places[buffer] = BufferPlace::Frame;
-    FrameAssembly* const frame = &frames[buffer];
-    frame->Begin(place.sequence, packet.number, packet.extendedIds, now);
-    if (!place.newest) {
-        frame->NextBegan(now);
-    }
-    const auto at = std::find_if(window.begin(), window.end(), [&](const FrameAssembly* other) {
-        return other->Sequence() > place.sequence;
-    });
-    window.insert(at, frame);
-    return frame;
-}
-
-/** Frames leave in order. */
-void Reassembly::State::Deliver()
-{
     std::size_t count = 0;
-    while (count < window.size() && window[count]->IsFinished()) {
+    while (count < window.size() && window[count]->IsFinished() &&
+           now >= OrderDue(*window[count])) {
         FrameAssembly* const frame = window[count++];
         const std::uint32_t buffer = frame->Result().buffer;
         Leave(frame->Sequence());
@@ -222,6 +305,26 @@ void Reassembly::State::Deliver()
         newest = newest == frame ? nullptr : newest;
     }
     window.erase(window.begin(), window.begin() + static_cast<std::ptrdiff_t>(count));
+    LeaveIgnored();
+}
+
+/** When a frame may leave although some before it have not been seen. */
+Ns Reassembly::State::OrderDue(const FrameAssembly& frame) const
+{
+    const std::uint64_t sequence = frame.Sequence();
+    std::uint64_t next = left.value_or(sequence) + 1;
+    while (next < sequence && ignored.Has(next)) {
+        ++next;
+    }
+    return next < sequence ? frame.Result().firstPacket + stream.settings.reorderWindow : 0;
+}
+
+/** Frames without a buffer leave when none is under way before them. */
+void Reassembly::State::LeaveIgnored()
+{
+    if (window.empty() && ignored.Newest() > left.value_or(0)) {
+        Leave(ignored.Newest());
+    }
 }
 
 /** Counts the frames between this one and the one that left before it. */
@@ -238,19 +341,18 @@ void Reassembly::State::Leave(std::uint64_t sequence)
 
 void Reassembly::State::Tick(Ns now)
 {
-    bool finished = false;
     for (FrameAssembly* const frame : window) {
         frame->Tick(now);
-        finished = finished || frame->IsFinished();
     }
-    if (finished) {
-        Deliver();
-    }
+    Deliver(now);
 }
 
 Ns Reassembly::State::Due() const
 {
     Ns due = kNever;
+    if (!window.empty() && window.front()->IsFinished()) {
+        due = OrderDue(*window.front());
+    }
     for (const FrameAssembly* const frame : window) {
         due = std::min(due, frame->Due());
     }

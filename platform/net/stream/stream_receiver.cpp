@@ -193,7 +193,8 @@ void StreamReceiver::Receive()
         for (const Datagrams& datagrams : batch) {
             Take(datagrams, now, realTimeAhead);
         }
-        reassembly_.Tick(now);
+        // When the thread was late, packets that came in time may still be in the socket.
+        reassembly_.Tick(socket_->MayHaveMore() ? lastPacket_ : now);
         const std::size_t before = countReady_;
         Collect(realTimeAhead);
         complete = countReady_ != before;

@@ -265,7 +265,8 @@ std::span<const Datagrams> StreamSocket::Receive(std::int64_t waitNs)
         const std::size_t first = std::min(size, datagrams.segment);
         kept += IsOurs(messages_[i].msg_hdr, datagrams.bytes.first(first)) ? 1 : 0;
     }
-    little_ = count < batch_ && bytes < kLittleBytes;
+    more_ = count == batch_;
+    little_ = !more_ && bytes < kLittleBytes;
     // Few large messages or many small ones: as many as fit the cache between here and the copy.
     if (bytes > kHotBytes) {
         batch_ = std::max<std::size_t>(batch_ / 2, 1);

@@ -59,6 +59,8 @@ public:
     /** What has come; waits for the first packet for up to `waitNs`, at most for 20 ms. Valid until
      *  the next call. */
     std::span<const Datagrams> Receive(std::int64_t waitNs);
+    /** Whether there may be more that has come already. */
+    bool MayHaveMore() const { return more_; }
     /** Whether that was all there was, and little. */
     bool HadLittle() const { return little_; }
     /** To the camera's control port. */
@@ -86,6 +88,7 @@ private:
     std::uint16_t ownPort_ = 0;
     std::uint64_t bufferBytes_ = 0;
     StreamSource source_;
+    bool more_ = false;
     bool little_ = false;
     std::size_t batch_ = 1; ///< how many messages the next call asks for
     std::unique_ptr<std::uint8_t[]> slots_;

@@ -18,7 +18,10 @@ bool SetUpCameras(const CamerasConfig& cameras, const NetworkConfig& network,
     if (!gevplat::ChooseBackends({.simulated = cameras.simulated,
                                   .network = cameras.network,
                                   .interface = cameras.interface,
-                                  .patienceMs = network.patienceMs},
+                                  .patienceMs = network.patienceMs,
+                                  .ownReceiver = network.ownReceiver,
+                                  .receivePriority = network.receivePriority,
+                                  .receiveCpu = network.receiveCpu},
                                  error)) {
         return false;
     }

@@ -31,14 +31,17 @@ std::string MtuAdvice(const NetworkInterface& interface, int packetSize)
 
 } // namespace
 
-std::vector<std::string> NetworkAdvice(const NetworkFacts& facts, int packetSize)
+std::vector<std::string> NetworkAdvice(const NetworkFacts& facts, int packetSize, bool ownReceiver)
 {
     std::vector<std::string> advice;
-    if (!facts.mayUsePacketSocket) {
+    if (!ownReceiver && !facts.mayUsePacketSocket) {
         advice.push_back(
-            "frames are received over UDP sockets, which takes about twice the CPU time; packet "
-            "sockets need the capability CAP_NET_RAW (setcap cap_net_raw,cap_sys_nice+ep on the "
-            "installed kvgrab)");
+            "the network library receives frames over UDP sockets, which takes about twice the CPU "
+            "time; its packet sockets need the capability CAP_NET_RAW (setcap "
+            "cap_net_raw,cap_sys_nice+ep on the installed kvgrab); network.receiver = \"own\" "
+            "needs none");
+    }
+    if (ownReceiver || !facts.mayUsePacketSocket) {
         if (facts.receiveBufferLimit < kEnoughForFrames) {
             advice.push_back(fmt::format(
                 "the receive buffer of a socket is limited to {} bytes, less than a few frames; "

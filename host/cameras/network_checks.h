@@ -27,6 +27,6 @@ struct NetworkFacts {
 NetworkFacts LookAtNetwork(const std::string& interface);
 
 /** One sentence or two for each thing that is wrong. Pure. */
-std::vector<std::string> NetworkAdvice(const NetworkFacts& facts, int packetSize);
+std::vector<std::string> NetworkAdvice(const NetworkFacts& facts, int packetSize, bool ownReceiver);
 
 } // namespace kvgrab

@@ -52,7 +52,7 @@ std::string CheckRealTimePriority()
         "second thread: output lines are not set, and a camera that leaves is noticed by its "
         "missing frames alone. To allow it, raise the limit (ulimit -r 98; rtprio 98 in "
         "/etc/security/limits.conf; LimitRTPRIO=98 in a systemd unit) or give the installed "
-        "program the capability (setcap cap_net_raw,cap_sys_nice+ep)",
+        "program the capability (setcap cap_sys_nice+ep)",
         kPriority, std::strerror(status), limit.rlim_cur);
 }
 

@@ -164,7 +164,10 @@ struct CamerasConfig {
 
 /** [network]: how network cameras are treated. */
 struct NetworkConfig {
-    int patienceMs = 1500; ///< for so long a camera may be silent before it counts as absent
+    int patienceMs = 1500;   ///< for so long a camera may be silent before it counts as absent
+    bool ownReceiver = true; ///< frames are received by the platform; false: by the network library
+    int receivePriority = 0; ///< of the platform's receiving thread; 0: none
+    int receiveCpu = -1;     ///< that this thread is bound to; -1: none
     bool operator==(const NetworkConfig&) const = default;
 };
 
@@ -255,6 +258,9 @@ struct Backends {
 };
 inline constexpr base::Named<Backends> kBackendNames[] = {
     {"sim", {true, false}}, {"net", {false, true}}, {"all", {true, true}}};
+
+/** Who receives the frames of network cameras: whether the platform does. */
+inline constexpr base::Named<bool> kReceiverNames[] = {{"own", true}, {"library", false}};
 
 /** The names of the log levels. */
 inline constexpr base::Named<int> kLevelNames[] = {

@@ -72,6 +72,11 @@ void ReadCameras(TableReader& in, CamerasConfig* out)
 void ReadNetwork(TableReader& in, NetworkConfig* out)
 {
     Put(in.Integer("patience_ms", 100, 60'000, "milliseconds from 100 to 60000"), &out->patienceMs);
+    Put(in.OneOf<bool>("receiver", kReceiverNames), &out->ownReceiver);
+    Put(in.Integer("receive_priority", 0, 99, "0, or a real-time priority from 1 to 99"),
+        &out->receivePriority);
+    Put(in.Integer("receive_cpu", -1, 1023, "-1, or the number of a CPU up to 1023"),
+        &out->receiveCpu);
 }
 
 void ReadLog(TableReader& in, LogConfig* out)

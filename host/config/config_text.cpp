@@ -198,8 +198,12 @@ void PutOthers(const Config& config, toml::table* root)
     };
     put("memory", [&](TableWriter* out) { out->Text("name", config.memory.name); });
     put("simulation", [&](TableWriter* out) { out->Text("network", config.simulation.network); });
-    put("network",
-        [&](TableWriter* out) { out->Number("patience_ms", config.network.patienceMs, 0); });
+    put("network", [&](TableWriter* out) {
+        out->Number("patience_ms", config.network.patienceMs, 0);
+        out->Name<bool>("receiver", config.network.ownReceiver, kReceiverNames);
+        out->Number("receive_priority", config.network.receivePriority, 0);
+        out->Number("receive_cpu", config.network.receiveCpu, 0);
+    });
     put("log", [&](TableWriter* out) {
         out->Text("file", config.log.file);
         out->Name<int>("level", config.log.level, kLevelNames);

@@ -266,7 +266,8 @@ void Grabbing::GiveAdvice()
 {
     if (start_.cameras.network) {
         const NetworkFacts facts = LookAtNetwork(start_.cameras.interface);
-        for (const std::string& advice : NetworkAdvice(facts, start_.stream.packetSize)) {
+        for (const std::string& advice :
+             NetworkAdvice(facts, start_.stream.packetSize, start_.network.ownReceiver)) {
             log_->Line(2, advice);
         }
     }

@@ -18,6 +18,13 @@ struct BackendChoice {
     std::string interface;
     /** For how long a network camera may be silent before it counts as absent, in milliseconds. */
     int patienceMs = 1500;
+    /** Frames are received by the platform itself; false: by the network library. */
+    bool ownReceiver = true;
+    /** Of the platform's receiving thread: real-time priority (SCHED_FIFO, 1 to 99; 0: none), and
+     * the CPU that it is bound to (-1: none). It runs without where the system doesn't permit them,
+     * and the log says so. */
+    int receivePriority = 0;
+    int receiveCpu = -1;
 };
 
 /** Takes effect at the next listing; without a choice there are only the simulated cameras. The

@@ -2,7 +2,10 @@
 
 #include "genapi/raw_value.h"
 #include "net/control/commands.h"
+#include "net/control/interfaces.h"
 #include "net/control/session_end.h"
+#include "net/stream/library_transfer.h"
+#include "net/stream/own_transfer.h"
 
 #include <cstring>
 #include <exception>
@@ -68,14 +71,16 @@ int Try(DeferredLog& log, const GEV_DEVICE_INFO& camera, const char* what,
 } // namespace
 
 NetCamera::NetCamera(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel>& channel,
-                     const GEV_DEVICE_INFO& info)
-    : info_(info), device_(opened.release(), info.serial, channel), features_(device_),
-      nodeMap_(&features_), options_(device_), presence_(device_, channel)
+                     const GEV_DEVICE_INFO& info, const Receiver& receiver)
+    : info_(info), receiver_(receiver), device_(opened.release(), info.serial, channel),
+      features_(device_), nodeMap_(&features_), options_(device_, receiver.own),
+      presence_(device_, channel)
 {
 }
 
 int NetCamera::Make(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel>& channel,
-                    const GEV_DEVICE_INFO& info, std::unique_ptr<gevplat::Camera>* camera)
+                    const GEV_DEVICE_INFO& info, const Receiver& receiver,
+                    std::unique_ptr<gevplat::Camera>* camera)
 {
     const auto failed = [&channel] { return channel->IsAnswering() ? kGevError : kGevNotFound; };
     if (arv_device_get_genicam(opened.get()) == nullptr) {
@@ -83,7 +88,7 @@ int NetCamera::Make(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel>
             2, fmt::format("network camera {} gives no description of its features", info.serial));
         return failed();
     }
-    std::unique_ptr<NetCamera> made(new NetCamera(std::move(opened), channel, info));
+    std::unique_ptr<NetCamera> made(new NetCamera(std::move(opened), channel, info, receiver));
     if (!made->options_.Fault().empty()) {
         gevplat::WriteLog(2, fmt::format("network camera {} doesn't tell its {}", info.serial,
                                          made->options_.Fault()));
@@ -177,8 +182,14 @@ int NetCamera::InitializeTransfer(std::uint64_t size, std::uint32_t count, void*
         before.reset(); // the stream channel is free only when its stream is gone
     }
     std::shared_ptr<Transfer> made;
-    const int status = Transfer::Make(device_, features_, options_.Get().streamFrameTimeoutMs, size,
-                                      count, buffers, &made, log);
+    const TransferPlan plan{.bufferBytes = size,
+                            .buffers = std::vector<void*>(buffers, buffers + count),
+                            .frameTimeoutMs = options_.Get().streamFrameTimeoutMs,
+                            .mostRequested = options_.Get().streamMaxPacketResend,
+                            .camera = ParseAddress(info_.address).value_or(0),
+                            .receiver = receiver_};
+    const auto make = receiver_.own ? &OwnTransfer::Make : &LibraryTransfer::Make;
+    const int status = make(device_, features_, plan, &made, log);
     const std::lock_guard change(transferMutex_);
     transfer_ = made;
     return status;

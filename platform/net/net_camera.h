@@ -38,7 +38,8 @@ class NetCamera : public gevplat::Camera
 public:
     /** `opened` is the device of `channel` (gvcp_device.h). */
     static int Make(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel>& channel,
-                    const GEV_DEVICE_INFO& info, std::unique_ptr<gevplat::Camera>* camera);
+                    const GEV_DEVICE_INFO& info, const Receiver& receiver,
+                    std::unique_ptr<gevplat::Camera>* camera);
     ~NetCamera() override;
 
     GEV_DEVICE_INFO* Info() override { return device_.IsPresent() ? &info_ : nullptr; }
@@ -58,7 +59,7 @@ public:
 
 private:
     NetCamera(Ref<ArvDevice> opened, const std::shared_ptr<ControlChannel>& channel,
-              const GEV_DEVICE_INFO& info);
+              const GEV_DEVICE_INFO& info, const Receiver& receiver);
     /** What a former session left running. */
     void StopWhatRuns();
     std::shared_ptr<Transfer> Current() const;
@@ -67,6 +68,7 @@ private:
     int Halt(Transfer& transfer, DeferredLog& log);
 
     GEV_DEVICE_INFO info_;
+    const Receiver receiver_;
     Device device_;
     FeatureMap features_;
     GenApi_3_0::CNodeMapRef nodeMap_;

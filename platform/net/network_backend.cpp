@@ -60,6 +60,7 @@ bool NetworkBackend::Set(const gevplat::BackendChoice& choice)
     }
     interface_ = choice.interface;
     patienceMs_ = choice.patienceMs;
+    receiver_ = {choice.ownReceiver, choice.receivePriority, choice.receiveCpu};
     subnets_ = std::move(subnets);
     return true;
 }
@@ -133,15 +134,21 @@ int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
         gevplat::WriteLog(
             2, fmt::format("network camera {} can't be opened: {}", device.serial, opened.error));
     }
-    return opened.status == kGevOk
-               ? NetCamera::Make(std::move(opened.device), channel, device, camera)
-               : opened.status;
+    return opened.status == kGevOk ? NetCamera::Make(std::move(opened.device), channel, device,
+                                                     ChosenReceiver(), camera)
+                                   : opened.status;
 }
 
 int NetworkBackend::Patience() const
 {
     const std::lock_guard lock(mutex_);
     return patienceMs_;
+}
+
+Receiver NetworkBackend::ChosenReceiver() const
+{
+    const std::lock_guard lock(mutex_);
+    return receiver_;
 }
 
 int NetworkBackend::IsHeld(const GEV_DEVICE_INFO& device, bool* held)

@@ -3,6 +3,7 @@
 
 #include "gev_backend.h"
 #include "net/control/interfaces.h"
+#include "net/stream/transfer.h"
 
 #include <mutex>
 #include <string>
@@ -30,6 +31,7 @@ public:
 
 private:
     int Patience() const;
+    Receiver ChosenReceiver() const;
     /** Appends the cameras that answer. Takes about a second. */
     void Find(std::vector<GEV_DEVICE_INFO>* devices);
     bool IsLookedOn(std::uint32_t address) const;
@@ -38,6 +40,7 @@ private:
     std::string interface_;
     std::vector<Subnet> subnets_;
     int patienceMs_ = 0;
+    Receiver receiver_;
 };
 
 } // namespace net

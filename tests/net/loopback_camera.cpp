@@ -10,7 +10,9 @@
 #include <ifaddrs.h>
 #include <netinet/in.h>
 #include <stdexcept>
+#include <string_view>
 #include <sys/socket.h>
+#include <unistd.h>
 
 namespace
 {
@@ -40,10 +42,43 @@ void UseNetworkCameras(int patienceMs)
     if (!IsOwnAddress("127.0.0.1")) {
         GTEST_SKIP() << "no loopback network here";
     }
-    const gevplat::BackendChoice onlyNetwork{
-        .simulated = false, .network = true, .interface = "", .patienceMs = patienceMs};
+    const gevplat::BackendChoice onlyNetwork{.simulated = false,
+                                             .network = true,
+                                             .interface = "",
+                                             .patienceMs = patienceMs,
+                                             .ownReceiver = OwnReceiver()};
     std::string error;
     ASSERT_TRUE(gevplat::ChooseBackends(onlyNetwork, &error)) << error;
+}
+
+bool OwnReceiver()
+{
+    return std::string_view(RECEIVER) == "own";
+}
+
+DatagramSocket::DatagramSocket(std::uint16_t port)
+    : socket_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0))
+{
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(port);
+    to.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(connect(socket_, reinterpret_cast<const sockaddr*>(&to), sizeof to), 0);
+}
+
+DatagramSocket::~DatagramSocket()
+{
+    close(socket_);
+}
+
+void DatagramSocket::Send(const std::vector<std::uint8_t>& datagram) const
+{
+    send(socket_, datagram.data(), datagram.size(), 0);
+}
+
+std::size_t DatagramSocket::Receive(std::span<std::uint8_t> answer) const
+{
+    return static_cast<std::size_t>(recv(socket_, answer.data(), answer.size(), 0));
 }
 
 PlatformLog::PlatformLog(std::function<void()> heard)

@@ -5,15 +5,38 @@
 
 #include <condition_variable>
 #include <csignal>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <vector>
 
 /** Network cameras and no others from here on. Skips the test, and says so, where there is no
  *  loopback. */
 void UseNetworkCameras(int patienceMs = 1500);
+
+/** Whether frames are received by the platform itself, not by the network library: there is a test
+ *  program for each. */
+bool OwnReceiver();
+
+/** Sends datagrams to a port of 127.0.0.1, as a program that is none of ours. */
+class DatagramSocket
+{
+public:
+    explicit DatagramSocket(std::uint16_t port);
+    ~DatagramSocket();
+    DatagramSocket(const DatagramSocket&) = delete;
+    DatagramSocket& operator=(const DatagramSocket&) = delete;
+
+    void Send(const std::vector<std::uint8_t>& datagram) const;
+    /** Bytes of the next answer. */
+    std::size_t Receive(std::span<std::uint8_t> answer) const;
+
+private:
+    int socket_;
+};
 
 /** What the platform logs for the life of this object; there is one at a time. */
 class PlatformLog

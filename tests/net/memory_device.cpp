@@ -41,6 +41,12 @@ ArvGc* Features(ArvDevice* device)
     return Of(device)->features;
 }
 
+const char* Text(ArvDevice* device, std::size_t* size)
+{
+    *size = Of(device)->description->size();
+    return Of(device)->description->data();
+}
+
 void Finalize(GObject* object)
 {
     auto* const device = reinterpret_cast<MemoryDevice*>(object);
@@ -57,6 +63,7 @@ void InitClass(gpointer type, gpointer)
     calls->read_memory = ReadMemory;
     calls->write_memory = WriteMemory;
     calls->get_genicam = Features;
+    calls->get_genicam_xml = Text;
     G_OBJECT_CLASS(type)->finalize = Finalize;
 }
 

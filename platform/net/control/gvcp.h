@@ -14,11 +14,16 @@ namespace net
 /** Bootstrap registers, by address. */
 enum BootstrapRegister : std::uint32_t {
     kDeviceVersion = 0x0088,     ///< text of 32 bytes
+    kCapability = 0x0934,        ///< of the control protocol: bit 2 sends packets again
     kHeartbeatTimeout = 0x0938,  ///< milliseconds
     kTickFrequencyHigh = 0x093C, ///< Hz, the upper 32 bits
     kTickFrequencyLow = 0x0940,
     kControlPrivilege = 0x0A00, ///< 0: nobody has control
-    kStreamPacketDelay = 0x0D08 ///< of channel 0, ticks of the time stamp counter
+    // Of stream channel 0:
+    kStreamPort = 0x0D00,        ///< to which the camera sends; 0: the channel is closed
+    kStreamPacketDelay = 0x0D08, ///< ticks of the time stamp counter
+    kStreamDestination = 0x0D18, ///< address to which the camera sends
+    kStreamSource = 0x0D1C       ///< port from which it sends; 0: it doesn't tell
 };
 
 enum class Answer {

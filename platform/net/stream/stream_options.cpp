@@ -14,9 +14,11 @@ namespace net
 namespace
 {
 
-// What the library does, whatever the options say.
+// What is done, whatever the options say.
 constexpr std::uint32_t kCommandTimeoutMs = 500;
 constexpr std::uint32_t kCommandRetries = 5;
+
+constexpr std::uint32_t kMostRequested = 1000; ///< packets per frame, unless set
 
 constexpr std::uint32_t kSmallestPacket = 46; ///< the headers, and ten bytes of picture
 constexpr std::uint32_t kLargestPacket = 65535;
@@ -37,7 +39,8 @@ constexpr UnsupportedOption kUnsupported[] = {
 
 } // namespace
 
-StreamOptions::StreamOptions(Device& device) : device_(device)
+StreamOptions::StreamOptions(Device& device, bool ownReceiver)
+    : device_(device), ownReceiver_(ownReceiver)
 {
     DeferredLog log;
     const std::lock_guard lock(device.Mutex());
@@ -70,6 +73,7 @@ StreamOptions::StreamOptions(Device& device) : device_(device)
     options_.streamPacketDelay =
         tickFrequency_ == 0 ? 0 : static_cast<std::uint32_t>(delayTicks * kUsPerS / tickFrequency_);
     options_.streamFrameTimeoutMs = 1000;
+    options_.streamMaxPacketResend = kMostRequested;
 }
 
 std::uint32_t StreamOptions::DelayTicks(std::uint32_t us) const
@@ -117,13 +121,14 @@ void StreamOptions::LogWithoutEffect(const GEV_CAMERA_OPTIONS& options, Deferred
     static std::atomic<bool> reported{false};
     std::vector<const char*> names;
     for (const UnsupportedOption& row : kUnsupported) {
-        if (options.*row.option != options_.*row.option) {
+        const bool works = ownReceiver_ && row.option == &GEV_CAMERA_OPTIONS::streamMaxPacketResend;
+        if (!works && options.*row.option != options_.*row.option) {
             names.push_back(row.name);
         }
     }
     if (!names.empty() && !reported.exchange(true)) {
-        log.Add(3, fmt::format("network cameras can't be told: {}; the network library decides "
-                               "these by itself",
+        log.Add(3, fmt::format("network cameras can't be told: {}; this is decided without "
+                               "these options",
                                fmt::join(names, ", ")));
     }
 }

@@ -1,4 +1,4 @@
-/** The options of a camera's stream and control channel, as far as the network library has them. */
+/** The options of a camera's stream and control channel, as far as they can be set. */
 #pragma once
 
 #include "gev_api.h"
@@ -10,15 +10,16 @@
 namespace net
 {
 
-/** Packet size, packet delay and heartbeat take effect at once, the frame time-out with the next
- *  transfer. The library fixes command time-out and retries, limits buffered frames by nothing but
- *  the caller's buffers, and requests lost packets again by a rule of its own: other values of
- *  these options are kept but have no effect, and the log says so once. */
+/** Packet size, packet delay and heartbeat take effect at once, the frame time-out and the number
+ * of packets to request again with the next transfer. Command time-out and retries are fixed, and
+ *  nothing limits buffered frames but the caller's buffers: other values of these options are kept
+ *  but have no effect, and the log says so once. Where the library receives, it decides by itself
+ *  what to request again. */
 class StreamOptions
 {
 public:
     /** Reads what the camera has. The device outlives this object. */
-    explicit StreamOptions(Device& device);
+    StreamOptions(Device& device, bool ownReceiver);
 
     /** Which of the values that every camera has couldn't be read, and why; empty: all were. */
     const std::string& Fault() const { return fault_; }
@@ -31,6 +32,7 @@ private:
     void LogWithoutEffect(const GEV_CAMERA_OPTIONS& options, DeferredLog& log) const;
 
     Device& device_;
+    const bool ownReceiver_;
     std::uint64_t tickFrequency_ = 0; ///< Hz
     GEV_CAMERA_OPTIONS options_{};
     std::string fault_;

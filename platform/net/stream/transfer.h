@@ -1,18 +1,14 @@
-/** One transfer: the caller's buffers, the library's stream that fills them, and what came. */
+/** One transfer: the caller's buffers, the stream that fills them, and what came. */
 #pragma once
 
 #include "gev_api.h"
 #include "net/control/device.h"
 #include "net/deferred_log.h"
-#include "net/library_owners.h"
 #include "net/nodes/feature_map.h"
-#include "net/stream/frame_counts.h"
-#include "net/stream/frame_starts.h"
 #include "net/stream/hold_back.h"
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace net
@@ -26,72 +22,48 @@ struct Geometry {
     std::uint64_t payloadBytes = 0; ///< with chunks
 };
 
+/** Who receives frames. */
+struct Receiver {
+    bool own = true;  ///< this backend; false: the network library
+    int priority = 0; ///< of this backend's thread, SCHED_FIFO; 0: as any thread
+    int cpu = -1;     ///< on which that thread runs; -1: on any
+};
+
+/** What a transfer is made with. */
+struct TransferPlan {
+    std::uint64_t bufferBytes = 0;
+    std::vector<void*> buffers; ///< in the caller's memory, which outlives the transfer
+    std::uint32_t frameTimeoutMs = 0;
+    std::uint32_t mostRequested = 0; ///< packets per frame that are requested again
+    std::uint32_t camera = 0;        ///< address, host byte order
+    Receiver receiver;
+};
+
 /** Made by GevInitializeTransfer, gone with GevFreeTransfer. Statuses are GevStatus.
  *
- *  Threads: Wait may run during every other operation; the mutex keeps them apart, and nobody waits
- *  for a frame while holding it. Where frames bring values of features along, the device's lock is
- *  taken under it (lock order in net_camera.h). */
+ *  Threads: Wait may run during every other operation; the mutex of the implementation keeps them
+ *  apart, and nobody waits for a frame while holding it. Where frames bring values of features
+ *  along, the device's lock is taken under it (lock order in net_camera.h). */
 class Transfer
 {
 public:
-    /** Buffers of `size` bytes in the caller's memory, which outlives this object. */
-    static int Make(Device& device, FeatureMap& features, std::uint32_t frameTimeoutMs,
-                    std::uint64_t size, std::uint32_t count, void** buffers,
-                    std::shared_ptr<Transfer>* transfer, DeferredLog& log);
-    ~Transfer();
+    Transfer() = default;
+    virtual ~Transfer() = default;
     Transfer(const Transfer&) = delete;
     Transfer& operator=(const Transfer&) = delete;
 
-    bool IsStarted() const;
-    /** Starts the library's stream; starting the camera's acquisition is up to the caller. */
-    void Start(std::uint32_t frames, const Geometry& geometry, const Pace& pace);
-    void StartWasRefused(bool refused);
+    virtual bool IsStarted() const = 0;
+    /** Starts to receive; starting the camera's acquisition is up to the caller. */
+    virtual void Start(std::uint32_t frames, const Geometry& geometry, const Pace& pace) = 0;
+    virtual void StartWasRefused(bool refused) = 0;
     /** Frames that are not in the caller's hands are dropped. */
-    void Stop();
+    virtual void Stop() = 0;
     /** From now on nothing is written to the caller's memory, and every Wait returns kGevNotReady
      *  soon. The last operation. */
-    void Retire();
-    int Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs);
-    int Release(_tag_GEVBUF_ENTRY* frame);
-    GEV_TRANSFER_STATISTICS Statistics() const;
-
-private:
-    struct Place {
-        Ref<ArvBuffer> buffer;
-        _tag_GEVBUF_ENTRY entry{};
-        bool taken = false; ///< in the caller's hands
-    };
-
-    Transfer(Device& device, FeatureMap& features);
-    Place* PlaceOf(const _tag_GEVBUF_ENTRY* frame);
-    /** A buffer that came from the stream, under the mutex: a frame for the caller, or null. */
-    Place* Receive(ArvBuffer* buffer, int* status);
-    bool HoldsImage(ArvBuffer* buffer) const;
-    void Describe(Place& place, bool complete);
-    void ReadFrameValues(ArvBuffer* buffer);
-    void ForgetFrameValues();
-    static void OnStream(void* starts, ArvStreamCallbackType event, ArvBuffer* buffer) noexcept;
-    void Push(ArvBuffer* buffer);
-    void Drain();
-
-    Device& device_;
-    FeatureMap& features_;
-    mutable std::mutex mutex_;
-    FrameStarts starts_; ///< before the stream, whose receiver uses it
-    Ref<ArvStream> stream_;
-    Ref<ArvChunkParser> chunks_; ///< null: the camera's description has no chunk that is read
-    std::vector<Place> places_;
-    Geometry geometry_;
-    std::uint64_t tickFrequency_ = 0; ///< Hz
-    bool started_ = false;
-    bool running_ = true; ///< the library's thread
-    bool retired_ = false;
-    std::uint64_t framesLeft_ = 0; ///< of those asked for; for ever: kForEver
-    std::uint32_t frameTimeoutMs_ = 0;
-    FrameCounts counts_;
+    virtual void Retire() = 0;
+    virtual int Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs) = 0;
+    virtual int Release(_tag_GEVBUF_ENTRY* frame) = 0;
+    virtual GEV_TRANSFER_STATISTICS Statistics() const = 0;
 };
-
-/** Nanoseconds as the library gives them back to the camera's ticks: it rounds down. */
-std::uint64_t TicksOf(std::uint64_t ns, std::uint64_t frequency);
 
 } // namespace net

@@ -22,30 +22,37 @@ TEST(NetworkAdvice, TellsWhatIsWrongAndWhatToDo)
     const NetworkFacts good{.receiveBufferLimit = 32U << 20,
                             .mayUsePacketSocket = true,
                             .interfaces = {{"eth0", 1500, false}, {"eth1", 9000, false}}};
-    EXPECT_THAT(NetworkAdvice(good, 1500), IsEmpty());
-    EXPECT_THAT(NetworkAdvice(good, 9000),
+    EXPECT_THAT(NetworkAdvice(good, 1500, false), IsEmpty());
+    EXPECT_THAT(NetworkAdvice(good, 9000, false),
                 ElementsAre(AllOf(HasSubstr("interface eth0"), HasSubstr("packet_size to 1500"),
                                   HasSubstr("ip link set eth0 mtu 9000"))));
     NetworkFacts narrow = good;
     narrow.interfaces[1].mtu = 1400;
-    EXPECT_THAT(NetworkAdvice(narrow, 1500),
+    EXPECT_THAT(NetworkAdvice(narrow, 1500, false),
                 ElementsAre(AllOf(HasSubstr("packet_size to 1400"), Not(HasSubstr("raise")))));
 
     NetworkFacts bare = good;
     bare.mayUsePacketSocket = false;
-    EXPECT_THAT(NetworkAdvice(bare, 1500), ElementsAre(HasSubstr("cap_net_raw")));
+    EXPECT_THAT(NetworkAdvice(bare, 1500, false), ElementsAre(HasSubstr("cap_net_raw")));
     bare.receiveBufferLimit = 212'992;
-    EXPECT_THAT(NetworkAdvice(bare, 1500),
+    EXPECT_THAT(NetworkAdvice(bare, 1500, false),
                 ElementsAre(HasSubstr("cap_net_raw"),
                             AllOf(HasSubstr("212992"), HasSubstr("net.core.rmem_max"))));
     bare.mayUsePacketSocket = true;
-    EXPECT_THAT(NetworkAdvice(bare, 1500), IsEmpty()) << "packet sockets don't use that memory";
+    EXPECT_THAT(NetworkAdvice(bare, 1500, false), IsEmpty())
+        << "packet sockets don't use that memory";
+    EXPECT_THAT(NetworkAdvice(bare, 1500, true), ElementsAre(HasSubstr("net.core.rmem_max")));
+    bare.receiveBufferLimit = good.receiveBufferLimit;
+    bare.mayUsePacketSocket = false;
+    EXPECT_THAT(NetworkAdvice(bare, 1500, true), IsEmpty()) << "no right is needed";
 
     NetworkFacts filtered = good;
     filtered.interfaces[1].strictFilter = true;
-    EXPECT_THAT(NetworkAdvice(filtered, 1500), ElementsAre(HasSubstr("conf.eth1.rp_filter=2")));
+    EXPECT_THAT(NetworkAdvice(filtered, 1500, false),
+                ElementsAre(HasSubstr("conf.eth1.rp_filter=2")));
     filtered.interfaces.erase(filtered.interfaces.begin());
-    EXPECT_THAT(NetworkAdvice(filtered, 1500), IsEmpty()) << "there is no other way to answer";
+    EXPECT_THAT(NetworkAdvice(filtered, 1500, false), IsEmpty())
+        << "there is no other way to answer";
 }
 
 TEST(FeatureTable, ShowsWhatACameraSaysWithoutLettingItMoveTheCursor)

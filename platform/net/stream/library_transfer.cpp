@@ -1,4 +1,4 @@
-#include "net/stream/transfer.h"
+#include "net/stream/library_transfer.h"
 
 #include "base/signals_blocked.h"
 #include "core/interruption.h"
@@ -53,15 +53,17 @@ std::uint64_t TicksOf(std::uint64_t ns, std::uint64_t frequency)
     return ns / kNsPerS * frequency + (rest + kNsPerS - 1) / kNsPerS;
 }
 
-Transfer::Transfer(Device& device, FeatureMap& features) : device_(device), features_(features) {}
+LibraryTransfer::LibraryTransfer(Device& device, FeatureMap& features)
+    : device_(device), features_(features)
+{
+}
 
-int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTimeoutMs,
-                   std::uint64_t size, std::uint32_t count, void** buffers,
-                   std::shared_ptr<Transfer>* transfer, DeferredLog& log)
+int LibraryTransfer::Make(Device& device, FeatureMap& features, const TransferPlan& plan,
+                          std::shared_ptr<Transfer>* transfer, DeferredLog& log)
 {
     const base::SignalsBlocked blocked;
     const std::lock_guard lock(device.Mutex());
-    const std::shared_ptr<Transfer> made(new Transfer(device, features));
+    const std::shared_ptr<LibraryTransfer> made(new LibraryTransfer(device, features));
     ErrorSlot error;
     made->stream_.reset(
         arv_device_create_stream(device.Handle(), &OnStream, &made->starts_, error.Out()));
@@ -70,8 +72,8 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
             2, fmt::format("network camera {} gives no stream: {}", device.Serial(), error.Text()));
         return kGevError;
     }
-    made->starts_.Follow(made->stream_.get(), count);
-    made->frameTimeoutMs_ = frameTimeoutMs;
+    made->starts_.Follow(made->stream_.get(), plan.buffers.size());
+    made->frameTimeoutMs_ = plan.frameTimeoutMs;
     g_object_set(made->stream_.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, nullptr);
     auto* const camera = ARV_GV_DEVICE(device.Handle());
     const std::uint64_t packetSize = arv_gv_device_get_packet_size(camera, error.Out());
@@ -83,31 +85,31 @@ int Transfer::Make(Device& device, FeatureMap& features, std::uint32_t frameTime
                                error.Text()));
         return kGevError;
     }
-    made->counts_.Make(packetSize, size);
+    made->counts_.Make(packetSize, plan.bufferBytes);
     made->chunks_ = MakeChunkParser(device.Handle());
-    made->places_.resize(count);
-    for (std::uint32_t i = 0; i < count; ++i) {
+    made->places_.resize(plan.buffers.size());
+    for (std::size_t i = 0; i < plan.buffers.size(); ++i) {
         Place& place = made->places_[i];
-        place.buffer.reset(arv_buffer_new_full(size, buffers[i], &place, nullptr));
+        place.buffer.reset(arv_buffer_new_full(plan.bufferBytes, plan.buffers[i], &place, nullptr));
         made->Push(ARV_BUFFER(g_object_ref(place.buffer.get())));
     }
     *transfer = made;
     return kGevOk;
 }
 
-Transfer::~Transfer()
+LibraryTransfer::~LibraryTransfer()
 {
     const std::lock_guard lock(device_.Mutex());
     stream_.reset();
 }
 
-bool Transfer::IsStarted() const
+bool LibraryTransfer::IsStarted() const
 {
     const std::lock_guard lock(mutex_);
     return started_;
 }
 
-void Transfer::Start(std::uint32_t frames, const Geometry& geometry, const Pace& pace)
+void LibraryTransfer::Start(std::uint32_t frames, const Geometry& geometry, const Pace& pace)
 {
     const base::SignalsBlocked blocked;
     const std::lock_guard lock(mutex_);
@@ -125,13 +127,13 @@ void Transfer::Start(std::uint32_t frames, const Geometry& geometry, const Pace&
     started_ = true;
 }
 
-void Transfer::StartWasRefused(bool refused)
+void LibraryTransfer::StartWasRefused(bool refused)
 {
     const std::lock_guard lock(mutex_);
     counts_.StartWasRefused(refused);
 }
 
-void Transfer::Stop()
+void LibraryTransfer::Stop()
 {
     const std::lock_guard lock(mutex_);
     started_ = false;
@@ -143,7 +145,7 @@ void Transfer::Stop()
     ForgetFrameValues();
 }
 
-void Transfer::Retire()
+void LibraryTransfer::Retire()
 {
     const base::SignalsBlocked blocked;
     const std::lock_guard lock(mutex_);
@@ -161,22 +163,14 @@ void Transfer::Retire()
 
 /** Gives a buffer, and the reference to it, to the stream. A frame whose first packet is lost
  *  leaves number and time as they are, so those of the buffer's last frame are taken out. */
-void Transfer::Push(ArvBuffer* buffer)
+void LibraryTransfer::Push(ArvBuffer* buffer)
 {
     arv_buffer_set_frame_id(buffer, kNoNumber);
     arv_buffer_set_timestamp(buffer, 0);
     arv_stream_push_buffer(stream_.get(), buffer);
 }
 
-/** Hands undelivered frames back to the stream. */
-void Transfer::Drain()
-{
-    while (ArvBuffer* buffer = arv_stream_try_pop_buffer(stream_.get())) {
-        Push(buffer);
-    }
-}
-
-int Transfer::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
+int LibraryTransfer::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
 {
     *frame = nullptr;
     const auto end = Clock::now() + std::chrono::milliseconds(timeoutMs);
@@ -206,14 +200,14 @@ int Transfer::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
 }
 
 /** On the receiver's thread. */
-void Transfer::OnStream(void* starts, ArvStreamCallbackType event, ArvBuffer*) noexcept
+void LibraryTransfer::OnStream(void* starts, ArvStreamCallbackType event, ArvBuffer*) noexcept
 {
     if (event == ARV_STREAM_CALLBACK_TYPE_START_BUFFER) {
         static_cast<FrameStarts*>(starts)->Add();
     }
 }
 
-Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
+LibraryTransfer::Place* LibraryTransfer::Receive(ArvBuffer* buffer, int* status)
 {
     const ArvBufferStatus result = arv_buffer_get_status(buffer);
     if (retired_) {
@@ -261,12 +255,12 @@ Transfer::Place* Transfer::Receive(ArvBuffer* buffer, int* status)
 }
 
 /** The library also calls a frame a success when it was cut to the buffer's size. */
-bool Transfer::HoldsImage(ArvBuffer* buffer) const
+bool LibraryTransfer::HoldsImage(ArvBuffer* buffer) const
 {
     return BytesOf(buffer) >= geometry_.imageBytes;
 }
 
-void Transfer::Describe(Place& place, bool complete)
+void LibraryTransfer::Describe(Place& place, bool complete)
 {
     ArvBuffer* const buffer = place.buffer.get();
     std::size_t size = 0;
@@ -295,7 +289,7 @@ void Transfer::Describe(Place& place, bool complete)
 }
 
 /** Without a parser there are no such values, and the device's lock isn't needed. */
-void Transfer::ForgetFrameValues()
+void LibraryTransfer::ForgetFrameValues()
 {
     if (chunks_ != nullptr) {
         features_.ForgetFrameValues();
@@ -303,7 +297,7 @@ void Transfer::ForgetFrameValues()
 }
 
 /** Gain and exposure time of the frame itself, when it has them in its chunks. */
-void Transfer::ReadFrameValues(ArvBuffer* buffer)
+void LibraryTransfer::ReadFrameValues(ArvBuffer* buffer)
 {
     ForgetFrameValues();
     if (chunks_ == nullptr || !arv_buffer_has_chunks(buffer)) {
@@ -323,7 +317,7 @@ void Transfer::ReadFrameValues(ArvBuffer* buffer)
     }
 }
 
-int Transfer::Release(_tag_GEVBUF_ENTRY* frame)
+int LibraryTransfer::Release(_tag_GEVBUF_ENTRY* frame)
 {
     const std::lock_guard lock(mutex_);
     Place* const place = PlaceOf(frame);
@@ -338,7 +332,7 @@ int Transfer::Release(_tag_GEVBUF_ENTRY* frame)
 }
 
 /** Null for a record that is none of ours. Never followed before that is known. */
-Transfer::Place* Transfer::PlaceOf(const _tag_GEVBUF_ENTRY* frame)
+LibraryTransfer::Place* LibraryTransfer::PlaceOf(const _tag_GEVBUF_ENTRY* frame)
 {
     const auto first = reinterpret_cast<std::uintptr_t>(&places_.front().entry);
     const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(frame) - first;
@@ -347,7 +341,7 @@ Transfer::Place* Transfer::PlaceOf(const _tag_GEVBUF_ENTRY* frame)
     return ours ? &places_[index] : nullptr;
 }
 
-GEV_TRANSFER_STATISTICS Transfer::Statistics() const
+GEV_TRANSFER_STATISTICS LibraryTransfer::Statistics() const
 {
     const std::lock_guard lock(mutex_);
     return counts_.Read(starts_.Now());

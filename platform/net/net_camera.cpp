@@ -143,6 +143,7 @@ int NetCamera::SetFeatureValue(const char* feature, int size, const void* value)
 
 int NetCamera::GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat)
 {
+    device_.Values().ForgetAll(); // memory depends on it, whatever the description says
     const int status = genapi::ReadRaw(features_, kPayloadSize, sizeof *payloadSize, payloadSize);
     return status != kGevOk
                ? status
@@ -219,6 +220,7 @@ int NetCamera::StartTransfer(std::uint32_t frames)
         return kGevBusy;
     }
     const int status = Try(log, info_, "frames can't be started", [&]() -> int {
+        device_.Values().ForgetAll(); // as in GetPayload
         const Geometry geometry = ReadGeometry();
         AcquireForEver(features_);
         features_.LockTransferParameters(true);

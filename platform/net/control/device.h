@@ -26,8 +26,10 @@ class Device
 public:
     /** Takes the reference over. The channel is the device's own; null: it has none, and always
      *  answers. */
-    Device(ArvDevice* device, std::string serial, std::shared_ptr<ControlChannel> channel = nullptr)
-        : device_(device), serial_(std::move(serial)), channel_(std::move(channel))
+    Device(ArvDevice* device, std::string serial, std::shared_ptr<ControlChannel> channel = nullptr,
+           std::shared_ptr<ValueCache> values = std::make_shared<ValueCache>())
+        : device_(device), serial_(std::move(serial)), channel_(std::move(channel)),
+          values_(std::move(values))
     {
         if (device_ != nullptr) {
             ReadThrough(device_, values_);
@@ -101,7 +103,7 @@ private:
     std::string serial_;
     std::shared_ptr<ControlChannel> channel_;
     /** Shared with the library's device, which may live longer. */
-    std::shared_ptr<ValueCache> values_ = std::make_shared<ValueCache>();
+    std::shared_ptr<ValueCache> values_;
     mutable std::recursive_mutex mutex_;
     std::atomic<bool> present_{true};
     injection::Effects effects_; ///< real time, and a camera that nobody can take away

@@ -245,7 +245,7 @@ void Dependencies::AddUse(ArvGcNode* from, Link link, ArvGcNode* to)
     const std::vector<Index> ends = Find({from, to});
     if (ends.size() == 2) {
         nodes_[ends[0]].uses.push_back({link, ends[1]});
-        nodes_[ends[1]].users.push_back(ends[0]);
+        nodes_[ends[1]].users.push_back({link, ends[0]});
     }
 }
 
@@ -285,11 +285,11 @@ std::vector<Dependencies::Index> Dependencies::Reach(std::vector<Index> start,
     return reached;
 }
 
-std::vector<Dependencies::Index> Dependencies::Written(Index node) const
+std::vector<Dependencies::Index> Dependencies::Written(Index node, bool alsoRead) const
 {
-    return Reach({node}, [](const Node& from, const auto& go) {
+    return Reach({node}, [alsoRead](const Node& from, const auto& go) {
         for (const Use& use : from.uses) {
-            if (use.link == Link::Value) {
+            if (use.link == Link::Value || (alsoRead && use.link == Link::Variable)) {
                 go(use.to);
             }
         }
@@ -395,8 +395,14 @@ std::vector<ArvGcNode*> Dependencies::WrittenBy(ArvGcNode* feature) const
 
 std::vector<ArvGcNode*> Dependencies::ChangedBy(ArvGcNode* feature) const
 {
-    return NodesOf(Reach(Find(WrittenBy(feature)), [](const Node& from, const auto& go) {
-        std::for_each(from.users.begin(), from.users.end(), go);
+    return NodesOf(Reach(Find(WrittenBy(feature)), [this](const Node& from, const auto& go) {
+        for (const Use& user : from.users) {
+            go(user.to);
+            if (user.link == Link::Invalidator) { // what it is read from has changed
+                const std::vector<Index> behind = Written(user.to, true);
+                std::for_each(behind.begin(), behind.end(), go);
+            }
+        }
     }));
 }
 

@@ -80,7 +80,7 @@ private:
     struct Node {
         ArvGcNode* node = nullptr;
         std::vector<Use> uses;
-        std::vector<Index> users;
+        std::vector<Use> users; ///< by which link
         std::vector<Index> selectors;
         Keeping own;
         bool isRegister = false;
@@ -98,7 +98,8 @@ private:
     /** The nodes of `start` and all that `next(node, go)` goes to from there. */
     template <class Next>
     std::vector<Index> Reach(std::vector<Index> start, const Next& next) const;
-    std::vector<Index> Written(Index node) const;
+    /** What the node's value is kept in, and the node; `alsoRead`: and what it is computed from. */
+    std::vector<Index> Written(Index node, bool alsoRead = false) const;
     std::vector<ArvGcNode*> NodesOf(const std::vector<Index>& indices) const;
 
     std::vector<Node> nodes_;

@@ -88,6 +88,7 @@ public:
     Cell* automatic = nullptr;                 ///< changes unless this one is
     std::optional<std::int64_t> off;           ///< so
     std::optional<std::int64_t> changesItself; ///< at this value
+    std::vector<Cell*> automates;              ///< those that change unless this one is off
     bool selects = false;                      ///< it is the value of a selector
     bool takesWrites = false; ///< it has what was written, without being read again
 
@@ -120,7 +121,7 @@ struct ValueCache::Affected {
     std::unordered_set<ArvGcNode*> written; ///< what the write itself reaches
 };
 
-ValueCache::ValueCache() = default;
+ValueCache::ValueCache(std::function<Clock::time_point()> now) : now_(std::move(now)) {}
 ValueCache::~ValueCache() = default;
 
 ValueCache::Cell& ValueCache::Add(ArvGcNode* feature, What what, std::function<KnownValue()> ask,
@@ -168,6 +169,7 @@ void ValueCache::Begin(ArvGc* features, std::unique_ptr<Dependencies> dependenci
         dependencies_->AddChanging(feature);
         if (other != nullptr) {
             cell->off = EntryOf(automatic, "Off");
+            other->automates.push_back(cell);
             other->changesItself = EntryOf(automatic, "Once");
             dependencies_->AddInvalidator(feature, automatic);
             dependencies_->AddChanging(automatic);
@@ -298,7 +300,7 @@ const ValueCache::Kept* ValueCache::Valid(const Cell& cell) const
         return nullptr;
     }
     const Clock::duration longest = framesFlow_ ? 2 * interval : interval;
-    return Clock::now() - kept->at <= longest ? kept : nullptr;
+    return now_() - kept->at <= longest ? kept : nullptr;
 }
 
 void ValueCache::Want(Cell& cell)
@@ -306,7 +308,7 @@ void ValueCache::Want(Cell& cell)
     if (!framesFlow_ || cell.never || Interval(cell) == Clock::duration(0)) {
         return;
     }
-    cell.wantedAt = Clock::now();
+    cell.wantedAt = now_();
     if (!cell.isWanted) {
         cell.isWanted = true;
         wanted_.push_back(&cell);
@@ -395,11 +397,21 @@ void ValueCache::Keep(Cell& cell, KnownValue value, std::exception_ptr failure, 
     if (cell.never || epoch != epoch_ || !Locate(cell, &position)) {
         return;
     }
-    std::erase_if(cell.kept, [&](const Kept& kept) { return kept.position == position; });
+    std::erase_if(cell.kept, [&](const Kept& kept) {
+        if (kept.position != position) {
+            return false;
+        }
+        if (kept.value != value) { // what it leaves alone from now on may be another than before
+            for (Cell* changed : cell.automates) {
+                changed->kept.clear();
+            }
+        }
+        return true;
+    });
     if (cell.kept.size() >= kMaxPositions) {
         cell.kept.clear();
     }
-    cell.kept.push_back({position, std::move(value), std::move(failure), Clock::now()});
+    cell.kept.push_back({position, std::move(value), std::move(failure), now_()});
 }
 
 const ValueCache::Affected& ValueCache::AffectedBy(ArvGcNode* feature)
@@ -501,7 +513,7 @@ ValueCache::Clock::time_point ValueCache::RefreshDue(std::recursive_mutex& devic
     Clock::time_point next = Clock::time_point::max();
     Cell* due = nullptr;
     std::uint64_t epoch = 0;
-    const Clock::time_point now = Clock::now();
+    const Clock::time_point now = now_();
     {
         const std::lock_guard lock(mutex_);
         epoch = epoch_;
@@ -535,7 +547,7 @@ ValueCache::Clock::time_point ValueCache::RefreshDue(std::recursive_mutex& devic
             }
         }
     }
-    return Clock::now() + kPause;
+    return now_() + kPause;
 }
 
 bool ValueCache::FindRegister(std::uint64_t address, std::span<std::uint8_t> bytes)

@@ -42,7 +42,8 @@ class ValueCache
 public:
     using Clock = std::chrono::steady_clock;
 
-    ValueCache();
+    /** `now` tells the time. */
+    explicit ValueCache(std::function<Clock::time_point()> now = Clock::now);
     ~ValueCache();
     ValueCache(const ValueCache&) = delete;
     ValueCache& operator=(const ValueCache&) = delete;
@@ -122,6 +123,7 @@ private:
     void Forget(const Affected& affected);
     Cell* ValueOf(ArvGcNode* feature) const;
 
+    const std::function<Clock::time_point()> now_;
     std::mutex mutex_; ///< of all content; a leaf
     std::vector<std::unique_ptr<Cell>> cells_;
     std::unordered_map<ArvGcNode*, std::vector<Cell*>> byFeature_;

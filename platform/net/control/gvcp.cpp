@@ -79,6 +79,9 @@ struct GvcpClient::Exchange {
     /** When waiting ends, as things are now. */
     Clock::time_point End() const
     {
+        if (time.leave != nullptr && time.leave->load(std::memory_order_acquire)) {
+            return begin;
+        }
         return gevplat::Interruption::IsOn() ? std::min(end, begin + time.interrupted) : end;
     }
     Answer Unanswered() const

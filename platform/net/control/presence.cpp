@@ -2,6 +2,7 @@
 
 #include "base/signals_blocked.h"
 #include "gev_backend.h"
+#include "net/control/leavable_access.h"
 
 #include <algorithm>
 #include <chrono>
@@ -41,11 +42,12 @@ Presence::~Presence()
 bool Presence::SleepUntil(Clock::time_point end)
 {
     std::unique_lock lock(mutex_);
-    return !wake_.wait_until(lock, end, [this] { return ending_; });
+    return !wake_.wait_until(lock, end, [this] { return ending_.load(); });
 }
 
 void Presence::Watch()
 {
+    const LeavableAccess leavable(ending_);
     Control before = Control::Ours;
     Clock::time_point since;
     Clock::time_point look = Clock::now() + kPause;

@@ -4,6 +4,7 @@
 #include "net/control/control_channel.h"
 #include "net/control/device.h"
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -38,7 +39,7 @@ private:
     const std::shared_ptr<ControlChannel> channel_;
     std::mutex mutex_;
     std::condition_variable wake_;
-    bool ending_ = false;
+    std::atomic<bool> ending_{false};
     std::thread thread_;
 };
 

@@ -55,6 +55,11 @@ KnownValue KnownOrRead(const Device& device, ValueCache::Cell& cell, bool ignore
         }
     }
     const AccessScope scope(device);
+    if (!ignoreCache) { // somebody may have read it meanwhile
+        if (std::optional<KnownValue> known = device.Values().Find(cell)) {
+            return std::move(*known);
+        }
+    }
     return device.Values().Read(cell, ignoreCache);
 }
 

@@ -246,6 +246,7 @@ ValueCache::Write::Write(ValueCache& cache, ArvGcFeatureNode* feature)
                             arv_gc_feature_node_get_name(feature)) != std::end(kChangeAll))
 {
     const std::lock_guard lock(cache_.mutex_);
+    epoch_ = cache_.epoch_;
     cache_.writing_ = &cache_.AffectedBy(ARV_GC_NODE(feature));
     cache_.Forget(*cache_.writing_);
 }
@@ -261,7 +262,7 @@ ValueCache::Write::~Write()
 void ValueCache::Write::Took(Cell& cell, std::int64_t value)
 {
     if (cell.takesWrites) {
-        cache_.Keep(cell, value, nullptr, cache_.epoch_);
+        cache_.Keep(cell, value, nullptr, epoch_);
     }
 }
 
@@ -308,7 +309,7 @@ ValueCache::Clock::time_point ValueCache::RefreshDue(std::recursive_mutex& devic
     if (lock.owns_lock()) {
         try {
             Read(*due, false);
-        } catch (const GenICam_3_0::GenericException&) {
+        } catch (const std::exception&) {
             if (!gevplat::Interruption::IsOn()) { // which is over before anybody asks for the value
                 Keep(*due, {}, std::current_exception(), epoch);
             }

@@ -83,6 +83,7 @@ public:
     private:
         ValueCache& cache_;
         bool changesAll_;
+        std::uint64_t epoch_;
     };
     void ForgetAll();
 

@@ -29,7 +29,8 @@ namespace net
  *      Device::Mutex()           each access to the camera and to the library's tree of features;
  *                                recursive
  *      ControlChannel::mutex_    one register access, for as long as it takes
- *      ValueCache::mutex_        what is known of the features' values; never held with the one above
+ *      ValueCache::mutex_        what is known of the features' values; never held together with
+ *                                the one above
  *
  *  NetworkBackend's mutex and that of Presence are leaves: none of ours is taken under them.
  *  The host's log is written when none of them is held (DeferredLog), since its sink may call

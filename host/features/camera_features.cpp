@@ -23,7 +23,8 @@ const char* AccessText(GenApi::EAccessMode mode)
 std::string ShownValue(GenApi::INode& node)
 {
     auto* const number = node.AsFloat();
-    return number != nullptr ? fmt::format("{:.10g}", number->GetValue()) : ValueText(node);
+    return number != nullptr ? fmt::format("{:.10g}", number->GetValue(false, true))
+                             : ValueText(node);
 }
 
 /** If `read` fails, the text says why, in brackets. */

@@ -55,19 +55,19 @@ bool HasValue(GenApi::INode& node)
 std::string ValueText(GenApi::INode& node)
 {
     if (auto* const integer = node.AsInteger()) {
-        return std::to_string(integer->GetValue());
+        return std::to_string(integer->GetValue(false, true));
     }
     if (auto* const number = node.AsFloat()) {
-        return NumberText(number->GetValue());
+        return NumberText(number->GetValue(false, true));
     }
     if (auto* const enumeration = node.AsEnumeration()) {
-        return std::string(enumeration->ToString().view());
+        return std::string(enumeration->ToString(false, true).view());
     }
     if (auto* const boolean = node.AsBoolean()) {
-        return boolean->GetValue() ? "true" : "false";
+        return boolean->GetValue(false, true) ? "true" : "false";
     }
     if (auto* const text = node.AsString()) {
-        return std::string(text->GetValue().view());
+        return std::string(text->GetValue(false, true).view());
     }
     return "";
 }

@@ -14,13 +14,13 @@ namespace
 void ReadValue(GenApi::INode& node, FeatureFacts* facts)
 {
     if (auto* const integer = node.AsInteger()) {
-        facts->value = static_cast<double>(integer->GetValue());
+        facts->value = static_cast<double>(integer->GetValue(false, true));
     } else if (auto* const number = node.AsFloat()) {
-        facts->value = number->GetValue();
+        facts->value = number->GetValue(false, true);
     } else if (auto* const boolean = node.AsBoolean()) {
-        facts->text = boolean->GetValue() ? "true" : "false";
+        facts->text = boolean->GetValue(false, true) ? "true" : "false";
     } else if (auto* const enumeration = node.AsEnumeration()) {
-        facts->text = enumeration->ToString().c_str();
+        facts->text = enumeration->ToString(false, true).c_str();
         GenApi::IEnumEntry* const entry = enumeration->GetEntryByName(facts->text.c_str());
         if (entry != nullptr) {
             facts->value = static_cast<double>(entry->GetNumericValue());

@@ -148,6 +148,7 @@ int NetCamera::SetFeatureValue(const char* feature, int size, const void* value)
 
 int NetCamera::GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat)
 {
+    device_.Values().ForgetAll(); // memory depends on it, whatever the description says
     const int status = genapi::ReadRaw(features_, kPayloadSize, sizeof *payloadSize, payloadSize);
     return status != kGevOk
                ? status
@@ -230,6 +231,7 @@ int NetCamera::StartTransfer(std::uint32_t frames)
         return kGevBusy;
     }
     const int status = Try(log, info_, "frames can't be started", [&]() -> int {
+        device_.Values().ForgetAll(); // as in GetPayload
         const Geometry geometry = ReadGeometry();
         AcquireForEver(features_);
         features_.LockTransferParameters(true);

@@ -25,10 +25,12 @@ namespace net
  *      NetCamera::transferMutex_ which transfer there is; held for a few instructions, also while
  *                                the transfer's counts are read
  *      Transfer::mutex_          the state of one transfer, held while a frame is handed over; the
- *                                values that frames bring along are set under the next one
+ *                                values that frames bring along have a leaf mutex each
  *      Device::Mutex()           each access to the camera and to the library's tree of features;
  *                                recursive
  *      ControlChannel::mutex_    one register access, for as long as it takes
+ *      ValueCache::mutex_        what is known of the features' values; never held together with
+ *                                the one above
  *
  *  NetworkBackend's mutex and that of Presence are leaves: none of ours is taken under them.
  *  The host's log is written when none of them is held (DeferredLog), since its sink may call

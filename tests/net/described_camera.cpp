@@ -17,12 +17,12 @@ std::string Opened::Do(const std::string& access)
         [&] { net::ExecuteCommand(device, access.substr(0, access.size() - 1).c_str()); });
 }
 
-std::string Register(const std::string& name, std::uint64_t address)
+std::string Register(const std::string& name, std::uint64_t address, const std::string& more)
 {
-    return fmt::format(R"(<IntReg Name="{}"><Address>{:#x}</Address><Length>4</Length>
+    return fmt::format(R"(<IntReg Name="{}">{}<Address>{:#x}</Address><Length>4</Length>
         <AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign>
         <Endianess>BigEndian</Endianess></IntReg>)",
-                       name, address);
+                       name, more, address);
 }
 
 std::string Describe(const std::string& features)

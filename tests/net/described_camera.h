@@ -6,13 +6,15 @@
 #include "tests/platform/do_access.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <utility>
 
 namespace test
 {
 
-/** A register's element. */
-std::string Register(const std::string& name, std::uint64_t address);
+/** A register's element; `more` is inside. */
+std::string Register(const std::string& name, std::uint64_t address, const std::string& more = "");
 /** The whole text around features; they may use the port "Device". */
 std::string Describe(const std::string& features);
 
@@ -32,9 +34,10 @@ std::string Camera();
 
 /** A description, the camera that has it, and its nodes. */
 struct Opened {
-    explicit Opened(const std::string& description)
-        : device(NewMemoryDevice(description), "S1"), registers(RegistersOf(device.Handle())),
-          map(device)
+    explicit Opened(const std::string& description,
+                    std::shared_ptr<net::ValueCache> values = std::make_shared<net::ValueCache>())
+        : device(NewMemoryDevice(description), "S1", nullptr, std::move(values)),
+          registers(RegistersOf(device.Handle())), map(device)
     {
     }
 

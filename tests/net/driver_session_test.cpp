@@ -1,4 +1,5 @@
 /** Whole sessions of the driver with a camera on the network. */
+#include "tests/net/command_count.h"
 #include "tests/net/loopback_camera.h"
 #include "tests/platform/contract/camera_under_test.h"
 #include "tests/platform/do_access.h"
@@ -6,6 +7,10 @@
 #include "tests/support/rig.h"
 
 #include <gmock/gmock.h>
+
+#include <chrono>
+#include <string>
+#include <vector>
 
 namespace
 {
@@ -90,6 +95,47 @@ TEST_F(DriverOnTheWire, EverySetByHandReachesTheCamera)
     GEV_CAMERA_OPTIONS options{};
     GevGetCameraInterfaceOptions(handle, &options);
     EXPECT_EQ(options.streamPacketSize, 1400U);
+}
+
+/** Its loop asks for gain, exposure time and temperature of each frame. */
+TEST_F(DriverOnTheWire, AFrameCostsHardlyAnyCommand)
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr std::uint32_t kBegin = 100;
+    constexpr double kPeriodS = 0.005;
+    const struct {
+        std::vector<std::string> camera;
+        double most; ///< commands in the period of a frame
+    } kRows[] = {{{"--chunks"}, 0.1}, {{}, 0.5}};
+    host.fps = 200;
+    host.fnum = 500;
+    for (const auto& row : kRows) {
+        const LoopbackCamera camera(kSerial, "127.0.0.1", row.camera);
+        ASSERT_TRUE(FindDevice(kSerial));
+        ASSERT_EQ(GevOpenCamera(&device, 2, &handle), kGevOk);
+        DoAccess(*GevGetFeatureNodeMap(handle), "ExposureTime=1000"); // it limits the frame rate
+        GevCloseCamera(&handle);
+        CommandCount commands;
+        if (!commands.Counts()) {
+            GTEST_SKIP() << "no right to count packets";
+        }
+        std::uint32_t frames = 0;
+        unsigned count = 0;
+        Clock::time_point begin;
+        Clock::time_point end;
+        host.onTrigger = [&](std::uint64_t) {
+            const unsigned since = commands.Take();
+            end = Clock::now();
+            if (++frames <= kBegin) {
+                begin = end;
+            } else {
+                count += since;
+            }
+        };
+        EXPECT_EQ(Rig::Run(), KvTd::kExitDone);
+        EXPECT_GT(count, 0U); // the heartbeat
+        EXPECT_LE(count, row.most * std::chrono::duration<double>(end - begin).count() / kPeriodS);
+    }
 }
 
 TEST_F(DriverOnTheWire, ACameraThatDiesEndsTheSessionAndTheNextFindsItAgain)

@@ -1,5 +1,7 @@
 #include "tests/net/memory_device.h"
 
+#include "net/nodes/value_cache.h"
+
 #include <cstring>
 
 namespace test
@@ -28,12 +30,16 @@ MemoryDevice* Of(ArvDevice* device)
 
 gboolean ReadMemory(ArvDevice* device, guint64 address, guint32 size, void* data, GError** error)
 {
-    return RegistersOf(device).Access(address, size, data, false, error);
+    return net::ReadRegisters(device, address, {static_cast<std::uint8_t*>(data), size}, [&] {
+        return RegistersOf(device).Access(address, size, data, false, error);
+    });
 }
 
 gboolean WriteMemory(ArvDevice* device, guint64 address, guint32 size, void* data, GError** error)
 {
-    return RegistersOf(device).Access(address, size, data, true, error);
+    return net::WriteRegisters(device, address, {static_cast<std::uint8_t*>(data), size}, [&] {
+        return RegistersOf(device).Access(address, size, data, true, error);
+    });
 }
 
 ArvGc* Features(ArvDevice* device)

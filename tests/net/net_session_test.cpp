@@ -175,7 +175,7 @@ TEST_F(NetSession, AnInterruptionEndsWhateverWaitsForASilentCamera)
         {"listing", false, [&] { FindDevice("I1"); }},
         {"opening", false, [&] { GevOpenCamera(&device, 2, &handle); }},
         {"reading", true,
-         [&] { EXPECT_THROW(Integer("Width")->GetValue(), GenICam::TimeoutException); }},
+         [&] { EXPECT_THROW(Integer("Width")->GetValue(false, true), GenICam::TimeoutException); }},
         {"starting", true, [&] { EXPECT_NE(GevStartTransfer(handle, kForEver), kGevOk); }},
         {"stopping", true, [&] { GevAbortTransfer(handle); }},
     };

@@ -2,6 +2,8 @@
 
 #include "net/nodes/feature.h"
 
+#include <utility>
+
 namespace net
 {
 
@@ -11,7 +13,10 @@ namespace
 class Command final : public Feature
 {
 public:
-    using Feature::Feature;
+    Command(Device& device, ArvGcFeatureNode* node, Facts facts)
+        : Feature(device, node, std::move(facts), false)
+    {
+    }
 
     void Execute() const
     {
@@ -19,6 +24,7 @@ public:
         genapi::CheckWrite(
             {Name(), true, genapi::Unverified::StaysHere}, Mode(), [] { return "execute"; },
             [] { return genapi::Violation(); }, [] {});
+        const ValueCache::Write write(device_.Values(), node_);
         Checked([&](GError** error) { arv_gc_command_execute(ARV_GC_COMMAND(node_), error); },
                 [&] { return fmt::format("{} can't be executed", Name()); });
     }

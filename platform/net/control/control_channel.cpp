@@ -2,6 +2,7 @@
 
 #include "core/interruption.h"
 #include "gev_api.h"
+#include "net/control/leavable_access.h"
 #include "net/control/session_end.h"
 
 #include <algorithm>
@@ -56,7 +57,7 @@ ControlChannel::ControlChannel(std::uint32_t address, int patienceMs)
 AnswerTime ControlChannel::Time() const
 {
     if (!SessionEnd::IsUnderWay()) {
-        return {.usual = LongestAccess()};
+        return {.usual = LongestAccess(), .leave = LeavableAccess::Flag()};
     }
     if (!IsAnswering()) { // it is only sent: a camera that comes back finds it
         return {.usual = milliseconds(0), .interrupted = milliseconds(1)};

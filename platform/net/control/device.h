@@ -8,6 +8,7 @@
 #include "net/control/control_channel.h"
 #include "net/control/gvcp_device.h"
 #include "net/control/session_end.h"
+#include "net/nodes/value_cache.h"
 
 #include <arv.h>
 
@@ -25,9 +26,14 @@ class Device
 public:
     /** Takes the reference over. The channel is the device's own; null: it has none, and always
      *  answers. */
-    Device(ArvDevice* device, std::string serial, std::shared_ptr<ControlChannel> channel = nullptr)
-        : device_(device), serial_(std::move(serial)), channel_(std::move(channel))
+    Device(ArvDevice* device, std::string serial, std::shared_ptr<ControlChannel> channel = nullptr,
+           std::shared_ptr<ValueCache> values = std::make_shared<ValueCache>())
+        : device_(device), serial_(std::move(serial)), channel_(std::move(channel)),
+          values_(std::move(values))
     {
+        if (device_ != nullptr) {
+            ReadThrough(device_, values_);
+        }
     }
     ~Device()
     {
@@ -46,6 +52,9 @@ public:
     /** Held around each access to the camera: the library is not thread-safe. Recursive, so that a
      *  selector and what it selects can be held together. */
     std::recursive_mutex& Mutex() const { return mutex_; }
+
+    /** What is known of the values of its features. */
+    ValueCache& Values() const { return *values_; }
 
     /** Set from the watching thread (presence.h). */
     void SetPresent(bool present) { present_.store(present, std::memory_order_release); }
@@ -83,7 +92,7 @@ public:
         return read ? std::uint64_t{high} << 32 | low : 0;
     }
 
-    /** For accesses to nodes, under the lock. May raise anything. */
+    /** For accesses to nodes. May raise anything. */
     void InjectFaults(injection::AccessKind kind, const char* feature)
     {
         injection::InjectFaults(kind, feature, serial_.c_str(), effects_);
@@ -93,6 +102,8 @@ private:
     ArvDevice* device_;
     std::string serial_;
     std::shared_ptr<ControlChannel> channel_;
+    /** Shared with the library's device, which may live longer. */
+    std::shared_ptr<ValueCache> values_;
     mutable std::recursive_mutex mutex_;
     std::atomic<bool> present_{true};
     injection::Effects effects_; ///< real time, and a camera that nobody can take away

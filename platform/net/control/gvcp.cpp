@@ -31,7 +31,11 @@ constexpr std::uint32_t kBusy = 0x8007;
 constexpr std::size_t kHeader = 8;
 constexpr std::size_t kAddress = 4;
 constexpr std::size_t kLargest = 548; ///< what any camera takes in one datagram
-constexpr milliseconds kRepeat(500);  ///< after which an unanswered question is sent again
+/** After which an unanswered question is sent again. One that only reads is so sooner at first,
+ * since datagrams get lost; then it waits twice as long each time, since a camera may just be slow.
+ */
+constexpr milliseconds kRepeat(500);
+constexpr milliseconds kFirstRepeat(60);
 constexpr milliseconds kBusyPause(20);
 constexpr int kRefusals = 2; ///< in a row; the first one may be about an older question
 constexpr milliseconds kLookForInterruption(gevplat::kLookForInterruptionNs / 1'000'000);
@@ -75,6 +79,9 @@ struct GvcpClient::Exchange {
     /** When waiting ends, as things are now. */
     Clock::time_point End() const
     {
+        if (time.leave != nullptr && time.leave->load(std::memory_order_acquire)) {
+            return begin;
+        }
         return gevplat::Interruption::IsOn() ? std::min(end, begin + time.interrupted) : end;
     }
     Answer Unanswered() const
@@ -177,6 +184,8 @@ Answer GvcpClient::Ask(std::uint16_t command, std::span<const std::uint8_t> ques
     Put16(packet.data() + 4, static_cast<std::uint32_t>(question.size()));
     std::copy(question.begin(), question.end(), packet.begin() + kHeader);
     Answer result = Answer::Silent;
+    const bool reads = command == kReadRegister || command == kReadMemory;
+    milliseconds repeat = reads ? kFirstRepeat : kRepeat;
     do {
         if (exchange.isNew) {
             requestId_ = static_cast<std::uint16_t>(requestId_ % 0xFFFF + 1);
@@ -190,7 +199,8 @@ Answer GvcpClient::Ask(std::uint16_t command, std::span<const std::uint8_t> ques
                 return Answer::Refused;
             }
         }
-        exchange.repeatAt = Clock::now() + kRepeat;
+        exchange.repeatAt = Clock::now() + repeat;
+        repeat = std::min(2 * repeat, kRepeat);
         result = Receive(exchange);
     } while (result == Answer::Silent && Clock::now() < exchange.End());
     return result == Answer::Silent ? exchange.Unanswered() : result;

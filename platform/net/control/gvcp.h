@@ -4,6 +4,7 @@
  *  Addresses and layouts are those of the GigE Vision control protocol (GVCP). */
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <span>
@@ -39,6 +40,8 @@ struct AnswerTime {
     std::chrono::milliseconds usual;
     /** The same while the host interrupts the cameras; 0: not at all, and nothing is sent. */
     std::chrono::milliseconds interrupted{0};
+    /** Not null: nobody waits any longer once it is true. */
+    const std::atomic<bool>* leave = nullptr;
 };
 
 /** One camera's control port. One thread at a time. */

@@ -3,8 +3,11 @@
 #include "core/interruption.h"
 #include "gev_api.h"
 #include "net/control/background.h"
+#include "net/nodes/value_cache.h"
 
 #include <arpa/inet.h>
+#include <array>
+#include <cstring>
 #include <optional>
 #include <utility>
 
@@ -27,6 +30,14 @@ GQuark ChannelQuark()
     return quark;
 }
 
+std::array<std::uint8_t, sizeof(std::uint32_t)> Bytes(std::uint32_t value)
+{
+    value = htonl(value);
+    std::array<std::uint8_t, sizeof value> bytes{};
+    std::memcpy(bytes.data(), &value, sizeof value);
+    return bytes;
+}
+
 ControlChannel& ChannelOf(ArvDevice* device)
 {
     return **static_cast<Channel*>(g_object_get_qdata(G_OBJECT(device), ChannelQuark()));
@@ -34,14 +45,19 @@ ControlChannel& ChannelOf(ArvDevice* device)
 
 gboolean ReadMemory(ArvDevice* device, guint64 address, guint32 size, void* data, GError** error)
 {
-    return ChannelOf(device).Read(address, {static_cast<std::uint8_t*>(data), size}, error);
+    const std::span bytes(static_cast<std::uint8_t*>(data), size);
+    return ReadRegisters(device, address, bytes,
+                         [&] { return ChannelOf(device).Read(address, bytes, error); });
 }
 
 gboolean WriteMemory(ArvDevice* device, guint64 address, guint32 size, void* data, GError** error)
 {
-    return ChannelOf(device).Write(address, {static_cast<const std::uint8_t*>(data), size}, error);
+    const std::span bytes(static_cast<const std::uint8_t*>(data), size);
+    return WriteRegisters(device, address, bytes,
+                          [&] { return ChannelOf(device).Write(address, bytes, error); });
 }
 
+/** Registers that the description doesn't know, too: always asked for. */
 gboolean ReadRegister(ArvDevice* device, guint64 address, guint32* value, GError** error)
 {
     return ChannelOf(device).ReadRegister(address, value, error);
@@ -49,7 +65,9 @@ gboolean ReadRegister(ArvDevice* device, guint64 address, guint32* value, GError
 
 gboolean WriteRegister(ArvDevice* device, guint64 address, guint32 value, GError** error)
 {
-    return ChannelOf(device).WriteRegister(address, value, error);
+    const std::array<std::uint8_t, sizeof value> bytes = Bytes(value);
+    return WriteRegisters(device, address, bytes,
+                          [&] { return ChannelOf(device).WriteRegister(address, value, error); });
 }
 
 /** The library would make streams only for a device that it takes for the controller. It asks the

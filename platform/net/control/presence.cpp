@@ -2,7 +2,9 @@
 
 #include "base/signals_blocked.h"
 #include "gev_backend.h"
+#include "net/control/leavable_access.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fmt/format.h>
 #include <utility>
@@ -13,7 +15,7 @@ namespace net
 namespace
 {
 
-constexpr int kPauseMs = 90;
+constexpr std::chrono::milliseconds kPause(90);
 
 using Clock = std::chrono::steady_clock;
 using Control = ControlChannel::Control;
@@ -37,20 +39,32 @@ Presence::~Presence()
     thread_.join();
 }
 
-bool Presence::Sleep(int ms)
+bool Presence::SleepUntil(Clock::time_point end)
 {
     std::unique_lock lock(mutex_);
-    return !wake_.wait_for(lock, std::chrono::milliseconds(ms), [this] { return ending_; });
+    return !wake_.wait_until(lock, end, [this] { return ending_.load(); });
 }
 
 void Presence::Watch()
 {
+    const LeavableAccess leavable(ending_);
     Control before = Control::Ours;
     Clock::time_point since;
-    while (before != Control::Lost && Sleep(kPauseMs)) {
+    Clock::time_point look = Clock::now() + kPause;
+    Clock::time_point refresh = look;
+    while (before != Control::Lost && SleepUntil(std::min(look, refresh))) {
+        if (Clock::now() < look) {
+            refresh = device_.IsPresent() ? device_.Values().RefreshDue(device_.Mutex()) : look;
+            continue;
+        }
         const Control now = channel_->Look();
+        look = Clock::now() + kPause;
+        refresh = Clock::now();
         if (now == before || now == Control::Unknown) {
             continue;
+        }
+        if (now == Control::Ours) {
+            device_.Values().ForgetAll(); // nobody knows what happened to it
         }
         device_.SetPresent(now == Control::Ours);
         if (now == Control::Ours) {

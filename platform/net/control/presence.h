@@ -4,6 +4,8 @@
 #include "net/control/control_channel.h"
 #include "net/control/device.h"
 
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -16,7 +18,9 @@ namespace net
  *  under way: a camera that is busy with one may answer nothing else. A camera that is switched
  * off, unplugged or frozen is marked as gone when it has been silent for longer than the patience,
  * one whose host says that nobody listens there at once; one that answers again is marked as
- * present if we still control it. Both are logged. The questions are the camera's heartbeat. */
+ * present if we still control it. Both are logged. The questions are the camera's heartbeat.
+ *
+ *  In between it reads the values that the camera changes by itself (value_cache.h). */
 class Presence
 {
 public:
@@ -29,13 +33,13 @@ public:
 private:
     void Watch();
     /** False: the end was asked for. */
-    bool Sleep(int ms);
+    bool SleepUntil(std::chrono::steady_clock::time_point end);
 
     Device& device_;
     const std::shared_ptr<ControlChannel> channel_;
     std::mutex mutex_;
     std::condition_variable wake_;
-    bool ending_ = false;
+    std::atomic<bool> ending_{false};
     std::thread thread_;
 };
 

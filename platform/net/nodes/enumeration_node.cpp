@@ -3,6 +3,7 @@
 #include "genapi/value_text.h"
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 namespace net
@@ -19,24 +20,33 @@ public:
         : owner_(owner), symbolic_(std::move(symbolic)), value_(value), gates_(std::move(gates)),
           open_(sound ? GenApi_3_0::RW : GenApi_3_0::NI), lastMode_(open_)
     {
+        if (gates_.empty() || open_ == GenApi_3_0::NI) {
+            return;
+        }
+        mode_ = &owner_.MakeCell(
+            ValueCache::What::Mode,
+            [this]() -> KnownValue {
+                return std::int64_t{ModeBehind(gates_, open_, false,
+                                               fmt::format("{}.{}", owner_.Name(), symbolic_))};
+            },
+            gates_);
     }
     const char* GetSymbolic() const override { return symbolic_.c_str(); }
     std::int64_t GetNumericValue() const override { return value_; }
     EAccessMode GetAccessMode() const override
     {
-        const AccessScope scope(owner_.device_);
+        const AccessScope scope(owner_.device_, IsModeKnown());
         const EAccessMode mode = Mode();
         if (injection::JournalIsOn()) {
             injection::JournalMode(owner_.Name(), symbolic_, genapi::ModeName(mode));
         }
         return mode;
     }
-    /** Under the lock. */
+    bool IsModeKnown() const { return mode_ == nullptr || owner_.device_.Values().Knows(*mode_); }
     EAccessMode Mode() const
     {
-        if (!gates_.empty() && open_ != GenApi_3_0::NI && owner_.device_.IsPresent()) {
-            lastMode_ =
-                ModeBehind(gates_, open_, false, fmt::format("{}.{}", owner_.Name(), symbolic_));
+        if (mode_ != nullptr && owner_.device_.IsPresent()) {
+            lastMode_ = static_cast<EAccessMode>(owner_.Get<std::int64_t>(*mode_));
         }
         return lastMode_;
     }
@@ -47,12 +57,17 @@ private:
     std::int64_t value_;
     std::vector<Gate> gates_;
     EAccessMode open_;
-    mutable EAccessMode lastMode_;
+    mutable std::atomic<EAccessMode> lastMode_;
+    ValueCache::Cell* mode_ = nullptr; ///< null where the description alone decides
 };
 
 EnumerationNode::EnumerationNode(Device& device, ArvGcFeatureNode* node, Facts facts,
                                  Description& description)
-    : Feature(device, node, std::move(facts))
+    : Feature(device, node, std::move(facts)),
+      value_(MakeCell(ValueCache::What::Value, [this]() -> KnownValue {
+          return std::int64_t{Ask(
+              [&](GError** error) { return arv_gc_enumeration_get_int_value(Handle(), error); })};
+      }))
 {
     if (!GetFacts().fault.empty()) {
         return;
@@ -101,16 +116,16 @@ const EnumerationNode::Entry* EnumerationNode::Find(std::int64_t value) const
     return found == entries_.end() ? nullptr : found->get();
 }
 
-std::int64_t EnumerationNode::Read() const
+std::int64_t EnumerationNode::Read(bool ignoreCache) const
 {
-    BeginRead();
-    return Ask([&](GError** error) { return arv_gc_enumeration_get_int_value(Handle(), error); });
+    BeginRead(ignoreCache);
+    return Get<std::int64_t>(value_, ignoreCache);
 }
 
-gcstring EnumerationNode::ToString(bool, bool)
+gcstring EnumerationNode::ToString(bool, bool ignoreCache)
 {
-    const AccessScope scope(device_);
-    const std::int64_t value = Read();
+    const AccessScope scope(device_, IsKnown(value_, ignoreCache));
+    const std::int64_t value = Read(ignoreCache);
     const Entry* const entry = Find(value);
     if (entry == nullptr) {
         throw GenICam_3_0::RuntimeException(
@@ -120,10 +135,10 @@ gcstring EnumerationNode::ToString(bool, bool)
     return {entry->GetSymbolic()};
 }
 
-std::int64_t EnumerationNode::GetIntValue(bool, bool)
+std::int64_t EnumerationNode::GetIntValue(bool, bool ignoreCache)
 {
-    const AccessScope scope(device_);
-    const std::int64_t value = Read();
+    const AccessScope scope(device_, IsKnown(value_, ignoreCache));
+    const std::int64_t value = Read(ignoreCache);
     JournalRead("", [&] {
         const Entry* const entry = Find(value);
         return entry == nullptr ? genapi::ToText(value) : std::string(entry->GetSymbolic());
@@ -136,12 +151,29 @@ std::int64_t EnumerationNode::GetIntValue(bool, bool)
 template <class ValueText>
 void EnumerationNode::Write(const Entry* entry, const ValueText& valueText, bool verify)
 {
+    // A driver sets its selectors before each access: that costs no command.
+    const auto stays = [&] {
+        return entry != nullptr && selected_.Selects() &&
+               device_.Values().Has(value_, entry->GetNumericValue());
+    };
+    const AccessScope scope(device_, stays() && IsModeKnown() && entry->IsModeKnown());
     BeginWrite(verify, valueText, [&] {
         return genapi::EntryError(entry != nullptr,
                                   entry != nullptr ? entry->Mode() : GenApi_3_0::NI);
     });
-    const std::int64_t value = entry->GetNumericValue();
+    if (!stays()) {
+        Write(*entry, valueText);
+    }
+    JournalWrite([&] { return entry->GetSymbolic(); });
+}
+
+template <class ValueText>
+void EnumerationNode::Write(const Entry& entry, const ValueText& valueText)
+{
+    const AccessScope scope(device_);
+    const std::int64_t value = entry.GetNumericValue();
     selected_.Writing(value);
+    ValueCache::Write write(device_.Values(), node_);
     Checked(
         [&](GError** error) {
             if (store_ != nullptr) {
@@ -151,20 +183,18 @@ void EnumerationNode::Write(const Entry* entry, const ValueText& valueText, bool
             }
         },
         [&] { return fmt::format("{} = {} can't be written", Name(), valueText()); }, Value::Entry);
+    write.Took(value_, value);
     selected_.Written(value);
-    JournalWrite([&] { return entry->GetSymbolic(); });
 }
 
 void EnumerationNode::FromString(const gcstring& symbolic, bool verify)
 {
-    const AccessScope scope(device_);
     Write(
         Find(symbolic.view()), [&] { return std::string(symbolic.view()); }, verify);
 }
 
 void EnumerationNode::SetIntValue(std::int64_t value, bool verify)
 {
-    const AccessScope scope(device_);
     Write(
         Find(value), [&] { return genapi::ToText(value); }, verify);
 }

@@ -1,5 +1,6 @@
 #include "net/nodes/feature.h"
 
+#include <optional>
 #include <utility>
 
 namespace net
@@ -46,16 +47,46 @@ EAccessMode ModeBehind(const std::vector<Gate>& gates, EAccessMode open, bool on
     return mode;
 }
 
-Feature::Feature(Device& device, ArvGcFeatureNode* node, Facts facts)
+KnownValue KnownOrRead(const Device& device, ValueCache::Cell& cell, bool ignoreCache)
+{
+    if (!ignoreCache) {
+        if (std::optional<KnownValue> known = device.Values().Find(cell)) {
+            return std::move(*known);
+        }
+    }
+    const AccessScope scope(device);
+    if (!ignoreCache) { // somebody may have read it meanwhile
+        if (std::optional<KnownValue> known = device.Values().Find(cell)) {
+            return std::move(*known);
+        }
+    }
+    return device.Values().Read(cell, ignoreCache);
+}
+
+Feature::Feature(Device& device, ArvGcFeatureNode* node, Facts facts, bool kept)
     : device_(device), node_(node), name_(arv_gc_feature_node_get_name(node)),
       facts_(std::move(facts)), lastMode_(facts_.mode)
 {
+    if (!kept || facts_.gates.empty() || !facts_.fault.empty()) {
+        return;
+    }
+    const auto cell = [this](ValueCache::What what, bool onlyReads) {
+        return &MakeCell(
+            what,
+            [this, onlyReads]() -> KnownValue {
+                return std::int64_t{ModeBehind(facts_.gates, facts_.mode, onlyReads, name_)};
+            },
+            facts_.gates);
+    };
+    mode_ = cell(ValueCache::What::Mode, false);
+    readMode_ = cell(ValueCache::What::ReadMode, true);
 }
 
 EAccessMode Feature::Mode() const
 {
     if (!facts_.gates.empty() && facts_.fault.empty() && device_.IsAnswering()) {
-        lastMode_ = ModeBehind(facts_.gates, facts_.mode, false, name_);
+        lastMode_ = mode_ == nullptr ? ModeBehind(facts_.gates, facts_.mode, false, name_)
+                                     : static_cast<EAccessMode>(Get<std::int64_t>(*mode_));
     }
     return lastMode_;
 }
@@ -76,7 +107,7 @@ void Feature::RequireUsable() const
 
 EAccessMode Feature::AskMode() const
 {
-    const AccessScope scope(device_);
+    const AccessScope scope(device_, IsModeKnown());
     const EAccessMode mode = Mode();
     if (injection::JournalIsOn()) {
         injection::JournalMode(name_, genapi::ModeName(mode));
@@ -84,10 +115,13 @@ EAccessMode Feature::AskMode() const
     return mode;
 }
 
-void Feature::BeginRead() const
+void Feature::BeginRead(bool ignoreCache) const
 {
     RequireUsable();
-    genapi::RequireReadable(name_, ModeBehind(facts_.gates, facts_.mode, true, name_));
+    genapi::RequireReadable(
+        name_, readMode_ == nullptr
+                   ? facts_.mode
+                   : static_cast<EAccessMode>(Get<std::int64_t>(*readMode_, ignoreCache)));
     InjectFaults(injection::AccessKind::Read);
 }
 

@@ -2,8 +2,8 @@
  *
  *  Each access makes sure that the camera is there, that the feature's description is sound, and
  *  that the access keeps the rules (genapi/access_rules.h). Then faults are injected, and only then
- *  the library is called, which checks nothing of this. What the description forbids never goes
- *  out, verified or not. */
+ *  the library is called, which checks nothing of this, unless the value is known (value_cache.h).
+ *  What the description forbids never goes out, verified or not. */
 #pragma once
 
 #include "genapi/access_rules.h"
@@ -12,10 +12,13 @@
 #include "net/control/device.h"
 #include "net/description/description.h"
 #include "net/errors.h"
+#include "net/nodes/value_cache.h"
 
 #include "base/cancellation.h"
 
+#include <atomic>
 #include <fmt/format.h>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -24,15 +27,22 @@
 namespace net
 {
 
-/** One access: not to be cancelled, and the device locked. */
+/** One access: not to be cancelled, and the device locked, unless the access needs no camera since
+ *  what it asks for is known. */
 class AccessScope
 {
 public:
-    explicit AccessScope(const Device& device) : lock_(device.Mutex()) {}
+    explicit AccessScope(const Device& device, bool known = false)
+        : lock_(device.Mutex(), std::defer_lock)
+    {
+        if (!known) {
+            lock_.lock();
+        }
+    }
 
 private:
     base::CancellationGuard hold_; // before the lock, so that it ends after the unlock
-    std::lock_guard<std::recursive_mutex> lock_;
+    std::unique_lock<std::recursive_mutex> lock_;
 };
 
 /** The access mode behind gates. Reads what they depend on; raises what that raises. Whether
@@ -40,10 +50,14 @@ private:
 GenApi_3_0::EAccessMode ModeBehind(const std::vector<Gate>& gates, GenApi_3_0::EAccessMode open,
                                    bool onlyReads, const std::string& name);
 
+/** As the cache has it, or from the camera. */
+KnownValue KnownOrRead(const Device& device, ValueCache::Cell& cell, bool ignoreCache);
+
 class Feature
 {
 public:
-    Feature(Device& device, ArvGcFeatureNode* node, Facts facts);
+    /** `kept`: while the device lives, its values are. */
+    Feature(Device& device, ArvGcFeatureNode* node, Facts facts, bool kept = true);
     virtual ~Feature() = default;
     Feature(const Feature&) = delete;
     Feature& operator=(const Feature&) = delete;
@@ -71,7 +85,25 @@ protected:
     /** Of a camera that is gone: as it was asked last. */
     GenApi_3_0::EAccessMode Mode() const;
     /** Start of every read of a value or limit. */
-    void BeginRead() const;
+    void BeginRead(bool ignoreCache = false) const;
+    /** Whether a read of the cell needs no camera. */
+    bool IsKnown(const ValueCache::Cell& cell, bool ignoreCache = false) const
+    {
+        return !ignoreCache && device_.Values().Knows(cell) &&
+               (readMode_ == nullptr || device_.Values().Knows(*readMode_));
+    }
+    /** The same for the access mode. */
+    bool IsModeKnown() const { return mode_ == nullptr || device_.Values().Knows(*mode_); }
+    ValueCache::Cell& MakeCell(ValueCache::What what, std::function<KnownValue()> ask,
+                               const std::vector<Gate>& gates = {}) const
+    {
+        return device_.Values().Add(ARV_GC_NODE(node_), what, std::move(ask), gates);
+    }
+    /** A content of the feature: as it is known, or from the camera. */
+    template <class Number> Number Get(ValueCache::Cell& cell, bool ignoreCache = false) const
+    {
+        return std::get<Number>(KnownOrRead(device_, cell, ignoreCache));
+    }
     /** Start of every write: `valueText` and `violation` as genapi::CheckWrite has them. */
     template <class ValueText, class Check>
     void BeginWrite(bool verify, const ValueText& valueText, const Check& violation) const
@@ -137,7 +169,10 @@ private:
     std::string name_;
     Facts facts_;
     std::vector<GenApi_3_0::INode*> selectors_;
-    mutable GenApi_3_0::EAccessMode lastMode_;
+    mutable std::atomic<GenApi_3_0::EAccessMode> lastMode_;
+    // Null where the description alone decides.
+    ValueCache::Cell* mode_ = nullptr;
+    ValueCache::Cell* readMode_ = nullptr;
 };
 
 } // namespace net

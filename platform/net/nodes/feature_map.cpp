@@ -106,7 +106,7 @@ void AddSelectors(const Selectors& direct, const std::string& feature, std::vect
 
 } // namespace
 
-/** Filled once; then only the nodes change, each under the device's lock. */
+/** Filled once; then only the nodes change. */
 class FeatureMap::Impl
 {
 public:
@@ -119,7 +119,9 @@ public:
             MakeNodes(features, ARV_DOM_NODE(features), description);
             OrderByCategory(features);
             LinkSelectors(features);
-            NameSelectors(features);
+            auto dependencies = std::make_unique<Dependencies>(features);
+            NameSelectors(features, *dependencies);
+            device.Values().Begin(features, std::move(dependencies));
         }
         if (Find(kTickFrequency) == nullptr && ARV_IS_GV_DEVICE(device.Handle())) {
             nodes_.push_back(std::make_unique<TickFrequencyNode>(device));
@@ -146,6 +148,7 @@ public:
 
     void Lock(bool locked)
     {
+        device_.Values().SetFramesFlow(locked);
         INode* const node = Find("TLParamsLocked");
         if (node != nullptr && node->AsInteger() != nullptr) {
             const AccessScope scope(device_);
@@ -156,14 +159,12 @@ public:
     void SetFrameValue(std::string_view name, double value)
     {
         if (FloatNode* const feature = FindFloat(name)) {
-            const AccessScope scope(device_);
             feature->SetFrameValue(value);
         }
     }
 
     void ForgetFrameValues()
     {
-        const AccessScope scope(device_);
         for (FloatNode* feature : floats_) {
             feature->ForgetFrameValue();
         }
@@ -174,7 +175,7 @@ private:
     std::unique_ptr<INode> MakeNode(ArvGcFeatureNode* node, Description& description);
     void OrderByCategory(ArvGc* features);
     void LinkSelectors(ArvGc* features);
-    void NameSelectors(ArvGc* features);
+    void NameSelectors(ArvGc* features, Dependencies& dependencies);
     void Link(ArvGc* features, const std::string& selector, Selected* selected);
 
     Device& device_;
@@ -280,7 +281,7 @@ void FeatureMap::Impl::LinkSelectors(ArvGc* features)
 }
 
 /** Tells each feature its selectors, each of them behind its own selectors. */
-void FeatureMap::Impl::NameSelectors(ArvGc* features)
+void FeatureMap::Impl::NameSelectors(ArvGc* features, Dependencies& dependencies)
 {
     Selectors direct;
     for (const auto& node : nodes_) {
@@ -289,6 +290,8 @@ void FeatureMap::Impl::NameSelectors(ArvGc* features)
                 std::vector<INode*>& selectors = direct[selected];
                 if (selectors.empty() || selectors.back() != node.get()) { // named twice
                     selectors.push_back(node.get());
+                    dependencies.AddSelector(arv_gc_get_node(features, node->GetName()),
+                                             arv_gc_get_node(features, selected.c_str()));
                 }
             });
         }
@@ -319,7 +322,12 @@ void FeatureMap::Impl::Link(ArvGc* features, const std::string& selector, Select
         if (FloatNode* const feature = FindFloat(name)) {
             selected->Add(feature);
         }
-        ForEachSelected(features, name, [&](const std::string& other) { ahead.push_back(other); });
+        ForEachSelected(features, name, [&](const std::string& other) {
+            if (Find(other) != nullptr) {
+                selected->SetSelects();
+            }
+            ahead.push_back(other);
+        });
     }
 }
 

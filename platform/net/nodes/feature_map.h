@@ -15,7 +15,7 @@ namespace net
  *  All nodes are made when the map is, without asking the camera. One whose description is faulty
  *  is there, is not implemented, and raises PropertyException when its value is asked for.
  *
- *  Threads: any; each access holds the device's lock. */
+ *  Threads: any; each access that needs the camera holds the device's lock. */
 class FeatureMap : public GenApi_3_0::INodeMap
 {
 public:
@@ -27,14 +27,15 @@ public:
     std::size_t GetNodeCount() override;
     GenApi_3_0::INode* GetNodeAt(std::size_t index) override;
 
-    /** Marks in the camera's description that a transfer runs (TLParamsLocked), which makes
-     * geometry and format read only. Nothing happens where the description has no such feature. */
+    /** A transfer runs: what the camera changes by itself is read in the background meanwhile
+     *  (value_cache.h), and geometry and format are read only where the description has
+     *  TLParamsLocked. */
     void LockTransferParameters(bool locked);
 
     /** The value that a float feature had for the frame that was delivered last, from that frame's
      *  own data: what a read gets, without reaching the camera, until the feature is written, a
      *  selector of it gets another value, or the values are forgotten. A read that ignores the
-     *  cache reaches the camera. So does a selector's write of the value that it has. */
+     *  cache reaches the camera. */
     void SetFrameValue(std::string_view feature, double value);
     void ForgetFrameValues();
 

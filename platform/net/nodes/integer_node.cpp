@@ -21,19 +21,40 @@ void Selected::Writing(std::int64_t value)
 }
 
 IntegerNode::IntegerNode(Device& device, ArvGcFeatureNode* node, Facts facts)
-    : Feature(device, node, std::move(facts))
+    : Feature(device, node, std::move(facts)),
+      value_(MakeCell(ValueCache::What::Value,
+                      [this]() -> KnownValue {
+                          return Ask([&](GError** error) {
+                              return std::int64_t{arv_gc_integer_get_value(Handle(), error)};
+                          });
+                      })),
+      min_(MakeCell(ValueCache::What::Limit,
+                    [this]() -> KnownValue {
+                        return Limit(std::numeric_limits<std::int64_t>::min(), [&](GError** error) {
+                            return std::int64_t{arv_gc_integer_get_min(Handle(), error)};
+                        });
+                    })),
+      max_(MakeCell(ValueCache::What::Limit,
+                    [this]() -> KnownValue {
+                        return Limit(std::numeric_limits<std::int64_t>::max(), [&](GError** error) {
+                            return std::int64_t{arv_gc_integer_get_max(Handle(), error)};
+                        });
+                    })),
+      inc_(MakeCell(ValueCache::What::Limit, [this]() -> KnownValue {
+          return Limit(std::int64_t{1}, [&](GError** error) {
+              return std::int64_t{arv_gc_integer_get_inc(Handle(), error)};
+          });
+      }))
 {
     const char* const unit = GetFacts().fault.empty() ? arv_gc_integer_get_unit(Handle()) : nullptr;
     unit_ = unit == nullptr ? "" : unit;
 }
 
-std::int64_t IntegerNode::GetValue(bool, bool)
+std::int64_t IntegerNode::GetValue(bool, bool ignoreCache)
 {
-    const AccessScope scope(device_);
-    BeginRead();
-    return Journalled("", Ask([&](GError** error) {
-                          return std::int64_t{arv_gc_integer_get_value(Handle(), error)};
-                      }));
+    const AccessScope scope(device_, IsKnown(value_, ignoreCache));
+    BeginRead(ignoreCache);
+    return Journalled("", Get<std::int64_t>(value_, ignoreCache));
 }
 
 void IntegerNode::SetValue(std::int64_t value, bool verify)
@@ -43,7 +64,9 @@ void IntegerNode::SetValue(std::int64_t value, bool verify)
     BeginWrite(verify, text, [&] {
         return genapi::RangeError(value, genapi::IntegerRange{Min(), Max(), Inc()});
     });
-    Write(value);
+    if (!selected_.Selects() || !device_.Values().Has(value_, value)) {
+        Write(value);
+    }
     JournalWrite(text);
 }
 
@@ -61,49 +84,30 @@ void IntegerNode::Force(std::int64_t value)
 void IntegerNode::Write(std::int64_t value)
 {
     selected_.Writing(value);
+    ValueCache::Write write(device_.Values(), node_);
     Checked([&](GError** error) { arv_gc_integer_set_value(Handle(), value, error); },
             [&] { return fmt::format("{} = {} can't be written", Name(), value); });
+    write.Took(value_, value);
     selected_.Written(value);
-}
-
-std::int64_t IntegerNode::Min() const
-{
-    return Limit(std::numeric_limits<std::int64_t>::min(), [&](GError** error) {
-        return std::int64_t{arv_gc_integer_get_min(Handle(), error)};
-    });
-}
-
-std::int64_t IntegerNode::Max() const
-{
-    return Limit(std::numeric_limits<std::int64_t>::max(), [&](GError** error) {
-        return std::int64_t{arv_gc_integer_get_max(Handle(), error)};
-    });
-}
-
-std::int64_t IntegerNode::Inc() const
-{
-    return Limit(std::int64_t{1}, [&](GError** error) {
-        return std::int64_t{arv_gc_integer_get_inc(Handle(), error)};
-    });
 }
 
 std::int64_t IntegerNode::GetMin()
 {
-    const AccessScope scope(device_);
+    const AccessScope scope(device_, IsKnown(min_));
     BeginRead();
     return Journalled(".Min", Min());
 }
 
 std::int64_t IntegerNode::GetMax()
 {
-    const AccessScope scope(device_);
+    const AccessScope scope(device_, IsKnown(max_));
     BeginRead();
     return Journalled(".Max", Max());
 }
 
 std::int64_t IntegerNode::GetInc()
 {
-    const AccessScope scope(device_);
+    const AccessScope scope(device_, IsKnown(inc_));
     BeginRead();
     return Journalled(".Inc", Inc());
 }

@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -29,15 +30,20 @@ public:
     double GetMax() override;
 
     // For the map.
-    void SetFrameValue(double value) { frameValue_ = value; }
-    void ForgetFrameValue() { frameValue_.reset(); }
+    void SetFrameValue(double value);
+    void ForgetFrameValue();
 
 private:
     ArvGcFloat* Handle() const { return ARV_GC_FLOAT(node_); }
-    double Min() const;
-    double Max() const;
+    std::optional<double> FrameValue() const;
+    double Min() const { return Get<double>(min_); }
+    double Max() const { return Get<double>(max_); }
 
     std::string unit_;
+    ValueCache::Cell& value_;
+    ValueCache::Cell& min_;
+    ValueCache::Cell& max_;
+    mutable std::mutex frameMutex_;    ///< of the next one; a leaf
     std::optional<double> frameValue_; ///< its value for the frame that was delivered last
 };
 
@@ -45,13 +51,16 @@ private:
 class Selected
 {
 public:
+    /** It selects something, of any type. */
+    void SetSelects() { selects_ = true; }
+    bool Selects() const { return selects_; }
     void Add(FloatNode* feature) { features_.push_back(feature); }
-    /** Before a write. Writing the selector's last value again ends no frame values; it goes to the
-     *  camera all the same, since a camera may have changed its selector by itself. */
+    /** Before a write. Writing the selector's last value again ends no frame values. */
     void Writing(std::int64_t value);
     void Written(std::int64_t value) { last_ = value; }
 
 private:
+    bool selects_ = false;
     std::vector<FloatNode*> features_;
     std::optional<std::int64_t> last_; ///< written by us; unknown after a write that failed
 };
@@ -79,19 +88,23 @@ public:
 
 private:
     ArvGcInteger* Handle() const { return ARV_GC_INTEGER(node_); }
-    std::int64_t Min() const;
-    std::int64_t Max() const;
-    std::int64_t Inc() const;
+    std::int64_t Min() const { return Get<std::int64_t>(min_); }
+    std::int64_t Max() const { return Get<std::int64_t>(max_); }
+    std::int64_t Inc() const { return Get<std::int64_t>(inc_); }
     void Write(std::int64_t value);
 
     std::string unit_;
+    ValueCache::Cell& value_;
+    ValueCache::Cell& min_;
+    ValueCache::Cell& max_;
+    ValueCache::Cell& inc_;
     Selected selected_;
 };
 
 class BooleanNode final : public GenApi_3_0::IBoolean, public Feature
 {
 public:
-    using Feature::Feature;
+    BooleanNode(Device& device, ArvGcFeatureNode* node, Facts facts);
 
     const char* GetName() const override { return Name().c_str(); }
     GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
@@ -101,12 +114,14 @@ public:
 
 private:
     ArvGcBoolean* Handle() const { return ARV_GC_BOOLEAN(node_); }
+
+    ValueCache::Cell& value_;
 };
 
 class StringNode final : public GenApi_3_0::IString, public Feature
 {
 public:
-    using Feature::Feature;
+    StringNode(Device& device, ArvGcFeatureNode* node, Facts facts);
 
     const char* GetName() const override { return Name().c_str(); }
     GenApi_3_0::EAccessMode GetAccessMode() const override { return AskMode(); }
@@ -118,6 +133,8 @@ public:
 private:
     ArvGcString* Handle() const { return ARV_GC_STRING(node_); }
     std::int64_t MaxLength() const;
+
+    ValueCache::Cell& value_;
 };
 
 class CommandNode final : public GenApi_3_0::ICommand, public Feature
@@ -162,15 +179,17 @@ public:
 private:
     class Entry;
     ArvGcEnumeration* Handle() const { return ARV_GC_ENUMERATION(node_); }
-    std::int64_t Read() const;
+    std::int64_t Read(bool ignoreCache) const;
     /** `entry` is null for one that does not exist; `valueText` gives what was asked for. */
     template <class ValueText>
     void Write(const Entry* entry, const ValueText& valueText, bool verify);
+    template <class ValueText> void Write(const Entry& entry, const ValueText& valueText);
     const Entry* Find(std::string_view symbolic) const;
     const Entry* Find(std::int64_t value) const;
 
     std::vector<std::unique_ptr<Entry>> entries_;
     ArvGcInteger* store_ = nullptr; ///< where the value lies, when it is elsewhere
+    ValueCache::Cell& value_;
     Selected selected_;
 };
 

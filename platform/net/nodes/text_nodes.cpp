@@ -3,6 +3,8 @@
 
 #include "genapi/value_text.h"
 
+#include <string>
+#include <string_view>
 #include <utility>
 
 namespace net
@@ -10,13 +12,22 @@ namespace net
 
 using GenApi_3_0::gcstring;
 
-gcstring StringNode::GetValue(bool, bool)
+StringNode::StringNode(Device& device, ArvGcFeatureNode* node, Facts facts)
+    : Feature(device, node, std::move(facts)),
+      value_(MakeCell(ValueCache::What::Value, [this]() -> KnownValue {
+          // The library keeps the text only until the next access.
+          const char* const text =
+              Ask([&](GError** error) { return arv_gc_string_get_value(Handle(), error); });
+          return std::string(text == nullptr ? "" : text);
+      }))
 {
-    const AccessScope scope(device_);
-    BeginRead();
-    // The library keeps the text only until the next access.
-    const gcstring value =
-        Ask([&](GError** error) { return arv_gc_string_get_value(Handle(), error); });
+}
+
+gcstring StringNode::GetValue(bool, bool ignoreCache)
+{
+    const AccessScope scope(device_, IsKnown(value_, ignoreCache));
+    BeginRead(ignoreCache);
+    const gcstring value(std::string_view(Get<std::string>(value_, ignoreCache)));
     JournalRead("", [&] { return value.view(); });
     return value;
 }
@@ -26,6 +37,7 @@ void StringNode::SetValue(const gcstring& value, bool verify)
     const AccessScope scope(device_);
     const auto text = [&] { return value.view(); };
     BeginWrite(verify, text, [&] { return genapi::TextError(value.view(), MaxLength()); });
+    const ValueCache::Write write(device_.Values(), node_);
     Checked([&](GError** error) { arv_gc_string_set_value(Handle(), value.c_str(), error); },
             [&] { return fmt::format("{} = {} can't be written", Name(), value.view()); });
     JournalWrite(text);
@@ -80,6 +92,7 @@ void CommandNode::Execute(bool verify)
     const AccessScope scope(device_);
     BeginWrite(
         verify, [] { return genapi::kExecute; }, [] { return genapi::Violation(); });
+    const ValueCache::Write write(device_.Values(), node_);
     Checked([&](GError** error) { arv_gc_command_execute(ARV_GC_COMMAND(node_), error); },
             [&] { return fmt::format("{} can't be executed", Name()); });
     JournalWrite([] { return genapi::kExecute; });

@@ -14,6 +14,7 @@ namespace net
 /** Bootstrap registers, by address. */
 enum BootstrapRegister : std::uint32_t {
     kDeviceVersion = 0x0088,     ///< text of 32 bytes
+    kDescriptionUrl = 0x0200,    ///< text of 512 bytes
     kHeartbeatTimeout = 0x0938,  ///< milliseconds
     kTickFrequencyHigh = 0x093C, ///< Hz, the upper 32 bits
     kTickFrequencyLow = 0x0940,

@@ -24,7 +24,7 @@ enum BootstrapRegister : std::uint32_t {
 
 enum class Answer {
     Given,
-    Denied,     ///< the camera answers, but does not do it: GvcpClient::Error
+    Denied,     ///< the camera answers, but not with what was asked for: GvcpClient::Error
     Refused,    ///< the camera's host says that nobody listens there
     Silent,     ///< nothing came in time
     Interrupted ///< the host interrupted the cameras
@@ -56,7 +56,7 @@ public:
     Answer ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, AnswerTime time);
     Answer WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, AnswerTime time);
 
-    /** The status code that came with Answer::Denied last. */
+    /** The status code that came with Answer::Denied last; 0: it was no answer to the question. */
     std::uint32_t Error() const { return error_; }
     /** When the camera last sent anything, be it late, an error, or a request for more time. */
     Clock::time_point HeardAt() const { return heardAt_; }

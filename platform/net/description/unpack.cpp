@@ -45,7 +45,9 @@ public:
         }
         const std::uint32_t files = Number(end + 10, 2);
         const std::size_t directory = Number(end + 16, 4);
-        if (files == 0 || files > kMostFiles || !IsDirectory(directory, end, files)) {
+        const bool parted = Number(end + 4, 4) != 0 || Number(end + 8, 2) != files;
+        if (parted || files == 0 || files > kMostFiles || Number(end + 12, 4) != end - directory ||
+            !IsDirectory(directory, end, files)) {
             return std::nullopt;
         }
         File file;

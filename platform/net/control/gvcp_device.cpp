@@ -7,6 +7,7 @@
 #include "net/control/checked_description.h"
 
 #include <arpa/inet.h>
+#include <mutex>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -126,12 +127,23 @@ Ref<GInetAddress> InetAddress(std::uint32_t address)
 /** Of the description that this thread is opening: what the library says first about its XML. */
 thread_local std::string* xmlFault = nullptr;
 
-/** In place of the library's own handler, which writes to the standard error output. */
-void TakeXmlFault(const gchar*, GLogLevelFlags, const gchar* message, gpointer)
+/** In place of a handler that writes to the standard error output. */
+void TakeXmlFault(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer)
 {
-    if (xmlFault != nullptr && xmlFault->empty()) {
+    if (xmlFault == nullptr) {
+        g_log_default_handler(domain, level, message, nullptr);
+    } else if (xmlFault->empty()) {
         const std::string_view text(message);
         *xmlFault = base::Printable(text.substr(0, text.find('\n')));
+    }
+}
+
+void ListenForXmlFaults()
+{
+    constexpr auto kFaults =
+        static_cast<GLogLevelFlags>(G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING);
+    for (const char* domain : {"XML", static_cast<const char*>(nullptr)}) {
+        g_log_set_handler(domain, kFaults, TakeXmlFault, nullptr);
     }
 }
 
@@ -146,8 +158,8 @@ bool HasText(ArvDevice* device, const std::string& text)
 /** On a thread of its own. */
 Opened OpenHere(const Channel& channel, std::uint32_t address, const std::string& description)
 {
-    static const guint handler = g_log_set_handler("XML", G_LOG_LEVEL_MASK, TakeXmlFault, nullptr);
-    static_cast<void>(handler);
+    static std::once_flag listening;
+    std::call_once(listening, ListenForXmlFaults);
     const Ref<GInetAddress> own = InetAddress(channel->OwnAddress());
     const Ref<GInetAddress> camera = InetAddress(address);
     ErrorSlot error;

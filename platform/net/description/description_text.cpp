@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <fmt/format.h>
+#include <regex>
 
 namespace net
 {
@@ -57,6 +58,21 @@ constexpr std::size_t kGreatestDepth = 100;
 constexpr std::size_t kLongestTag = 4096;
 constexpr std::size_t kLongestText = 64U << 10;
 
+/** After a faulty declaration the library frees what it never made. In another encoding the same
+ *  bytes could mean something else. */
+bool IsDeclaration(std::string_view text)
+{
+    constexpr std::size_t kLongest = 200;
+    static const std::regex declaration(
+        R"(<\?xml[ \t\r\n]+version[ \t\r\n]*=[ \t\r\n]*(["'])1\.\d\1)"
+        R"(([ \t\r\n]+encoding[ \t\r\n]*=[ \t\r\n]*(["'])([Uu][Tt][Ff]-8|[Uu][Ss]-[Aa][Ss][Cc][Ii][Ii])"
+        R"(|[Ii][Ss][Oo]-8859-15?|[Ww]indows-1252)\3)?)"
+        R"(([ \t\r\n]+standalone[ \t\r\n]*=[ \t\r\n]*(["'])(yes|no)\6)?[ \t\r\n]*\?>)");
+    const std::string_view begin =
+        text.substr(0, std::min(text.find("?>") + 2, std::min(text.size(), kLongest)));
+    return std::regex_match(begin.begin(), begin.end(), declaration);
+}
+
 /** Goes through a text once. It need not be well-formed: the library stops where it isn't. */
 class Scan
 {
@@ -102,7 +118,8 @@ private:
             return "";
         }
         if (rest.starts_with("<?")) {
-            return Instruction(Until("?>"));
+            Until("?>");
+            return "";
         }
         if (rest.starts_with("<![CDATA[")) {
             return Until("]]>").size() > kLongestText ? "has a CDATA section that is too long" : "";
@@ -111,23 +128,6 @@ private:
             return "has a document type of its own";
         }
         return Tag();
-    }
-
-    /** In an encoding that is none of these the same bytes could mean something else. */
-    static std::string Instruction(std::string_view instruction)
-    {
-        constexpr std::string_view kKnown[] = {"utf-8", "us-ascii", "ascii", "iso-8859-",
-                                               "windows-12"};
-        const std::size_t found = instruction.find("encoding");
-        if (!instruction.starts_with("<?xml") || found == std::string_view::npos) {
-            return "";
-        }
-        const std::size_t quote = instruction.find_first_of("\"'", found);
-        const std::string_view name =
-            instruction.substr(std::min(quote, instruction.size() - 1) + 1);
-        const bool known = std::any_of(std::begin(kKnown), std::end(kKnown),
-                                       [&](auto encoding) { return BeginsWith(name, encoding); });
-        return known ? "" : "has an unknown encoding";
     }
 
     std::string Tag()
@@ -157,7 +157,7 @@ private:
     std::string Begin(std::string_view tag)
     {
         constexpr std::string_view kFirst = "<RegisterDescription";
-        if (elements_ == 0 && !tag.starts_with(kFirst)) {
+        if (elements_ == 0 && tag.substr(0, tag.find_first_of(" \t\r\n/", 1)) != kFirst) {
             return fmt::format("begins with {} in place of {}>", base::Quoted(tag, kFirst.size()),
                                kFirst);
         }
@@ -230,6 +230,14 @@ std::string TextFault(std::string_view text)
     }
     if (text.find('\0') != std::string_view::npos) {
         return "has bytes that belong to no text";
+    }
+    constexpr std::string_view kByteOrderMark("\xEF\xBB\xBF");
+    text.remove_prefix(text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0);
+    if (!text.starts_with('<')) {
+        return "is no XML";
+    }
+    if (text.starts_with("<?xml") && !IsDeclaration(text)) {
+        return "has a faulty XML declaration or an unknown encoding";
     }
     return Scan(text).Fault();
 }

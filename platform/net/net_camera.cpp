@@ -26,15 +26,15 @@ constexpr const char* kContinuous = "Continuous";
 constexpr const char* kStop = "AcquisitionStop";
 
 constexpr std::int64_t kLargestFormat = 0xFFFFFFFF;
+constexpr std::uint64_t kLargestPayload = 1U << 30;
 
 /** A side of an image. Up to this limit no product of sides and bits overflows. */
 std::uint32_t SideOf(const char* feature, std::int64_t pixels)
 {
     constexpr std::int64_t kMost = 1 << 20;
     if (pixels < 1 || pixels > kMost) {
-        throw GenICam_3_0::OutOfRangeException(
-            fmt::format("{}: the camera gives {}, where 1 to {} are possible", feature, pixels,
-                        kMost));
+        throw GenICam_3_0::OutOfRangeException(fmt::format(
+            "{}: the camera gives {}, where 1 to {} are possible", feature, pixels, kMost));
     }
     return static_cast<std::uint32_t>(pixels);
 }
@@ -157,10 +157,19 @@ int NetCamera::SetFeatureValue(const char* feature, int size, const void* value)
 
 int NetCamera::GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat)
 {
-    const int status = genapi::ReadRaw(features_, kPayloadSize, sizeof *payloadSize, payloadSize);
-    return status != kGevOk
-               ? status
-               : genapi::ReadRaw(features_, kPixelFormat, sizeof *pixelFormat, pixelFormat);
+    std::uint64_t bytes = 0;
+    const int status = genapi::ReadRaw(features_, kPayloadSize, sizeof bytes, &bytes);
+    if (status != kGevOk) {
+        return status;
+    }
+    if (bytes > kLargestPayload) { // the host would allocate as much, several times
+        gevplat::WriteLog(2, fmt::format("network camera {}: {}: the camera gives {} bytes, where "
+                                         "{} are possible",
+                                         info_.serial, kPayloadSize, bytes, kLargestPayload));
+        return kGevBadValue;
+    }
+    *payloadSize = bytes;
+    return genapi::ReadRaw(features_, kPixelFormat, sizeof *pixelFormat, pixelFormat);
 }
 
 int NetCamera::InitializeTransfer(std::uint64_t size, std::uint32_t count, void** buffers)
@@ -221,10 +230,9 @@ Geometry NetCamera::ReadGeometry()
         geometry.payloadBytes = geometry.imageBytes;
     }
     if (geometry.payloadBytes < geometry.imageBytes) {
-        throw GenICam_3_0::OutOfRangeException(
-            fmt::format("{}: the camera gives {} bytes, but {} x {} pixels of {} bits take {}",
-                        kPayloadSize, geometry.payloadBytes, geometry.width, geometry.height, bits,
-                        geometry.imageBytes));
+        throw GenICam_3_0::OutOfRangeException(fmt::format(
+            "{}: the camera gives {} bytes, but {} x {} pixels of {} bits take {}", kPayloadSize,
+            geometry.payloadBytes, geometry.width, geometry.height, bits, geometry.imageBytes));
     }
     return geometry;
 }

@@ -14,7 +14,7 @@ constexpr double kUsPerS = 1e6;
 constexpr double kUsPerMs = 1e3;
 constexpr double kLeastPauseUs = 20'000; ///< of a camera or a network that is busy otherwise
 constexpr double kUnknownPeriodUs = 100'000;
-constexpr double kMostUs = 4e9;             ///< what the result can say
+constexpr double kMostUs = 4e9; ///< what the result can say
 constexpr std::uint32_t kOtherBuffers = 3;
 
 /** 0 for a feature that the camera hasn't, that can't be read now, or that has no finite value. */

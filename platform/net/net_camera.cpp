@@ -28,6 +28,20 @@ constexpr const char* kPayloadSize = "PayloadSize";
 constexpr const char* kContinuous = "Continuous";
 constexpr const char* kStop = "AcquisitionStop";
 
+constexpr std::int64_t kLargestFormat = 0xFFFFFFFF;
+constexpr std::uint64_t kLargestPayload = 1U << 30;
+
+/** A side of an image. Up to this limit no product of sides and bits overflows. */
+std::uint32_t SideOf(const char* feature, std::int64_t pixels)
+{
+    constexpr std::int64_t kMost = 1 << 20;
+    if (pixels < 1 || pixels > kMost) {
+        throw GenICam_3_0::OutOfRangeException(fmt::format(
+            "{}: the camera gives {}, where 1 to {} are possible", feature, pixels, kMost));
+    }
+    return static_cast<std::uint32_t>(pixels);
+}
+
 /** Some cameras are delivered in another mode; a transfer counts its frames by itself. */
 void AcquireForEver(FeatureMap& features)
 {
@@ -149,10 +163,19 @@ int NetCamera::SetFeatureValue(const char* feature, int size, const void* value)
 int NetCamera::GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat)
 {
     device_.Values().ForgetAll(); // memory depends on it, whatever the description says
-    const int status = genapi::ReadRaw(features_, kPayloadSize, sizeof *payloadSize, payloadSize);
-    return status != kGevOk
-               ? status
-               : genapi::ReadRaw(features_, kPixelFormat, sizeof *pixelFormat, pixelFormat);
+    std::uint64_t bytes = 0;
+    const int status = genapi::ReadRaw(features_, kPayloadSize, sizeof bytes, &bytes);
+    if (status != kGevOk) {
+        return status;
+    }
+    if (bytes > kLargestPayload) { // the host would allocate as much, several times
+        gevplat::WriteLog(2, fmt::format("network camera {}: {}: the camera gives {} bytes, where "
+                                         "{} are possible",
+                                         info_.serial, kPayloadSize, bytes, kLargestPayload));
+        return kGevBadValue;
+    }
+    *payloadSize = bytes;
+    return genapi::ReadRaw(features_, kPixelFormat, sizeof *pixelFormat, pixelFormat);
 }
 
 int NetCamera::InitializeTransfer(std::uint64_t size, std::uint32_t count, void** buffers)
@@ -202,16 +225,26 @@ Geometry NetCamera::ReadGeometry()
     const CIntegerPtr height = features_.GetNode(kHeight);
     const CEnumerationPtr format = features_.GetNode(kPixelFormat);
     Geometry geometry;
-    geometry.width = static_cast<std::uint32_t>(width->GetValue());
-    geometry.height = static_cast<std::uint32_t>(height->GetValue());
+    geometry.width = SideOf(kWidth, width->GetValue());
+    geometry.height = SideOf(kHeight, height->GetValue());
     // Bits 16 to 23 of a format code are the bits that one pixel takes.
-    const auto bits = static_cast<std::uint64_t>(format->GetIntValue()) >> 16 & 0xFF;
+    const std::int64_t code = format->GetIntValue();
+    const auto bits = static_cast<std::uint64_t>(code) >> 16 & 0xFF;
+    if (bits == 0 || code < 0 || code > kLargestFormat) {
+        throw GenICam_3_0::OutOfRangeException(
+            fmt::format("{}: the camera gives {:#x}, which is no format", kPixelFormat, code));
+    }
     constexpr std::uint64_t kBitsPerByte = 8;
     geometry.imageBytes =
         (std::uint64_t{geometry.width} * geometry.height * bits + kBitsPerByte - 1) / kBitsPerByte;
     if (genapi::ReadRaw(features_, kPayloadSize, sizeof geometry.payloadBytes,
                         &geometry.payloadBytes) != kGevOk) {
         geometry.payloadBytes = geometry.imageBytes;
+    }
+    if (geometry.payloadBytes < geometry.imageBytes) {
+        throw GenICam_3_0::OutOfRangeException(fmt::format(
+            "{}: the camera gives {} bytes, but {} x {} pixels of {} bits take {}", kPayloadSize,
+            geometry.payloadBytes, geometry.width, geometry.height, bits, geometry.imageBytes));
     }
     return geometry;
 }

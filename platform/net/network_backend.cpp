@@ -134,6 +134,12 @@ int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,
         gevplat::WriteLog(
             2, fmt::format("network camera {} can't be opened: {}", device.serial, opened.error));
     }
+    if (!opened.remark.empty()) {
+        gevplat::WriteLog(2,
+                          fmt::format("network camera {} has a description that can't be read to "
+                                      "its end: {}",
+                                      device.serial, opened.remark));
+    }
     return opened.status == kGevOk ? NetCamera::Make(std::move(opened.device), channel, device,
                                                      ChosenReceiver(), camera)
                                    : opened.status;

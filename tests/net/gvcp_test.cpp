@@ -20,8 +20,9 @@ constexpr std::uint32_t kLoopback = INADDR_LOOPBACK;
 constexpr std::uint8_t kValue = 7;
 
 /** Answers as its script says, one letter at a time. A: the value; E: an error; B: that it is busy;
- *  S: nothing; each until it is asked again. O: to an older question; P: that it needs two minutes,
- *  and then half a second without more; each before the next letter. */
+ *  L: less than was asked for; S: nothing; each until it is asked again. O: to an older question;
+ * P: that it needs two minutes, and then half a second without more; each before the next letter.
+ */
 class ScriptedCamera
 {
 public:
@@ -71,8 +72,8 @@ private:
             packet[7] = static_cast<std::uint8_t>(number + 9);
         }
         if (how != 'S') {
-            sendto(socket_, packet.data(), packet.size(), 0, reinterpret_cast<const sockaddr*>(&to),
-                   sizeof to);
+            sendto(socket_, packet.data(), packet.size() - (how == 'L' ? 1 : 0), 0,
+                   reinterpret_cast<const sockaddr*>(&to), sizeof to);
         }
         if (how == 'P') {
             std::this_thread::sleep_for(milliseconds(500)); // longer than the client's usual time
@@ -95,7 +96,7 @@ TEST(Gvcp, EveryAnswerIsUnderstoodAndIsASignOfLife)
     } kRows[] = {
         {"A", kLong, Answer::Given},   {"E", kLong, Answer::Denied},  {"BBA", kLong, Answer::Given},
         {"SA", kLong, Answer::Given},  {"PA", kShort, Answer::Given}, {"OA", kLong, Answer::Given},
-        {"O", kShort, Answer::Silent}, {"S", kShort, Answer::Silent},
+        {"O", kShort, Answer::Silent}, {"S", kShort, Answer::Silent}, {"L", kLong, Answer::Denied},
     };
     for (const auto& row : kRows) {
         SCOPED_TRACE(row.script);

@@ -125,7 +125,10 @@ bool ControlChannel::Access(const char* what, std::uint64_t at, GError** error, 
         break;
     case Answer::Denied:
         PutError(error, CodeOf(client_.Error()),
-                 fmt::format("the camera refuses to {} (status 0x{:04x})", where, client_.Error()));
+                 client_.Error() == 0
+                     ? fmt::format("the camera's answer to {} has another size or address", where)
+                     : fmt::format("the camera refuses to {} (status 0x{:04x})", where,
+                                   client_.Error()));
         break;
     case Answer::Interrupted:
         PutError(error, ARV_DEVICE_ERROR_TIMEOUT, "the access was interrupted");
@@ -138,9 +141,24 @@ bool ControlChannel::Access(const char* what, std::uint64_t at, GError** error, 
     return false;
 }
 
+/** Descriptions may compute any number for an address, of which the wire has 32 bits. */
+bool ControlChannel::Exists(std::uint64_t address, std::size_t size, GError** error)
+{
+    constexpr std::uint64_t kBehindLast = std::uint64_t{1} << 32;
+    if (address < kBehindLast && size <= kBehindLast - address) {
+        return true;
+    }
+    PutError(error, ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS,
+             fmt::format("no camera has {} bytes at 0x{:04x}", size, address));
+    return false;
+}
+
 bool ControlChannel::Read(std::uint64_t address, std::span<std::uint8_t> bytes, GError** error)
 {
     constexpr std::size_t kWord = 4;
+    if (!Exists(address, bytes.size(), error)) {
+        return false;
+    }
     std::array<std::uint8_t, GvcpClient::kLargestBlock> block{};
     while (!bytes.empty()) {
         const std::size_t size = std::min(bytes.size(), block.size());
@@ -161,6 +179,9 @@ bool ControlChannel::Read(std::uint64_t address, std::span<std::uint8_t> bytes, 
 bool ControlChannel::Write(std::uint64_t address, std::span<const std::uint8_t> bytes,
                            GError** error)
 {
+    if (!Exists(address, bytes.size(), error)) {
+        return false;
+    }
     while (!bytes.empty()) {
         const std::size_t size = std::min(bytes.size(), GvcpClient::kLargestBlock);
         const bool written = Access("write the memory at", address, error, [&](AnswerTime time) {
@@ -178,16 +199,18 @@ bool ControlChannel::Write(std::uint64_t address, std::span<const std::uint8_t> 
 
 bool ControlChannel::ReadRegister(std::uint64_t address, std::uint32_t* value, GError** error)
 {
-    return Access("read the register", address, error, [&](AnswerTime time) {
-        return client_.ReadRegister(static_cast<std::uint32_t>(address), value, time);
-    });
+    return Exists(address, sizeof *value, error) &&
+           Access("read the register", address, error, [&](AnswerTime time) {
+               return client_.ReadRegister(static_cast<std::uint32_t>(address), value, time);
+           });
 }
 
 bool ControlChannel::WriteRegister(std::uint64_t address, std::uint32_t value, GError** error)
 {
-    return Access("write the register", address, error, [&](AnswerTime time) {
-        return client_.WriteRegister(static_cast<std::uint32_t>(address), value, time);
-    });
+    return Exists(address, sizeof value, error) &&
+           Access("write the register", address, error, [&](AnswerTime time) {
+               return client_.WriteRegister(static_cast<std::uint32_t>(address), value, time);
+           });
 }
 
 int ControlChannel::MayTakeControl()

@@ -67,6 +67,7 @@ private:
     std::chrono::milliseconds LongestAccess() const;
     AnswerTime Time() const;
     template <class Ask> bool Access(const char* what, std::uint64_t at, GError** error, Ask ask);
+    static bool Exists(std::uint64_t address, std::size_t size, GError** error);
     void Took(Answer answer);
 
     const std::chrono::milliseconds patience_;

@@ -1,6 +1,7 @@
 #include "net/control/gvcp.h"
 
 #include "core/interruption.h"
+#include "net/control/gvcp_answer.h"
 
 #include <algorithm>
 #include <array>
@@ -26,9 +27,6 @@ constexpr std::uint16_t kReadRegister = 0x0080;
 constexpr std::uint16_t kWriteRegister = 0x0082;
 constexpr std::uint16_t kReadMemory = 0x0084;
 constexpr std::uint16_t kWriteMemory = 0x0086;
-constexpr std::uint16_t kPending = 0x0089; ///< the camera needs more time, and says how much
-constexpr std::uint32_t kBusy = 0x8007;
-constexpr std::size_t kHeader = 8;
 constexpr std::size_t kAddress = 4;
 constexpr std::size_t kLargest = 548; ///< what any camera takes in one datagram
 /** After which an unanswered question is sent again. One that only reads is so sooner at first,
@@ -37,6 +35,9 @@ constexpr std::size_t kLargest = 548; ///< what any camera takes in one datagram
 constexpr milliseconds kRepeat(500);
 constexpr milliseconds kFirstRepeat(60);
 constexpr milliseconds kBusyPause(20);
+/** All that a camera gets by asking for more time, however often: as much as one request may say.
+ */
+constexpr milliseconds kMostPending(65'535);
 constexpr int kRefusals = 2; ///< in a row; the first one may be about an older question
 constexpr milliseconds kLookForInterruption(gevplat::kLookForInterruptionNs / 1'000'000);
 
@@ -52,21 +53,11 @@ void Put32(std::uint8_t* to, std::uint32_t value)
     Put16(to + 2, value & 0xFFFF);
 }
 
-std::uint32_t Take16(const std::uint8_t* from)
-{
-    return static_cast<std::uint32_t>(from[0]) << 8 | from[1];
-}
-
-std::uint32_t Take32(const std::uint8_t* from)
-{
-    return Take16(from) << 16 | Take16(from + 2);
-}
-
 } // namespace
 
 /** One question and what is known about its answer. */
 struct GvcpClient::Exchange {
-    std::uint16_t command;
+    GvcpQuestion question;
     std::span<std::uint8_t> answer;
     AnswerTime time;
     Clock::time_point begin = Clock::now();
@@ -175,14 +166,20 @@ Answer GvcpClient::Ask(std::uint16_t command, std::span<const std::uint8_t> ques
     if (socket_ < 0) {
         return Answer::Refused;
     }
-    Exchange exchange{.command = command, .answer = answer, .time = time};
+    Exchange exchange{.question = {.command = command,
+                                   .id = 0,
+                                   .size = answer.size(),
+                                   .isBlock = command == kReadMemory,
+                                   .address = Take32(question.data())},
+                      .answer = answer,
+                      .time = time};
     if (exchange.Unanswered() == Answer::Interrupted) {
         return Answer::Interrupted;
     }
     std::array<std::uint8_t, kLargest> packet{kKey, kAcknowledge};
     Put16(packet.data() + 2, command);
     Put16(packet.data() + 4, static_cast<std::uint32_t>(question.size()));
-    std::copy(question.begin(), question.end(), packet.begin() + kHeader);
+    std::copy(question.begin(), question.end(), packet.begin() + kGvcpHeader);
     Answer result = Answer::Silent;
     const bool reads = command == kReadRegister || command == kReadMemory;
     milliseconds repeat = reads ? kFirstRepeat : kRepeat;
@@ -190,10 +187,11 @@ Answer GvcpClient::Ask(std::uint16_t command, std::span<const std::uint8_t> ques
         if (exchange.isNew) {
             requestId_ = static_cast<std::uint16_t>(requestId_ % 0xFFFF + 1);
             Put16(packet.data() + 6, requestId_);
+            exchange.question.id = requestId_;
             exchange.isNew = false;
         }
         while (!exchange.pending &&
-               send(socket_, packet.data(), kHeader + question.size(), 0) < 0 &&
+               send(socket_, packet.data(), kGvcpHeader + question.size(), 0) < 0 &&
                errno == ECONNREFUSED) { // about what was sent before; this was not sent
             if (++exchange.refusals == kRefusals) {
                 return Answer::Refused;
@@ -233,47 +231,45 @@ Answer GvcpClient::Receive(Exchange& exchange)
         if (TakeUp(exchange, std::span(packet).first(static_cast<std::size_t>(size)), &result)) {
             return result;
         }
+        if (left <= milliseconds(0)) { // however much more has come
+            return Answer::Silent;
+        }
     }
 }
 
 /** True: `*result` is what the exchange comes to, Silent to ask again. */
 bool GvcpClient::TakeUp(Exchange& exchange, std::span<const std::uint8_t> packet, Answer* result)
 {
-    if (packet.size() < kHeader) {
+    if (packet.size() < kGvcpHeader) {
         return false;
     }
     heardAt_ = Clock::now();
     exchange.refusals = 0;
-    const std::uint32_t status = Take16(packet.data());
-    const std::uint32_t command = Take16(packet.data() + 2);
-    if (Take16(packet.data() + 6) != requestId_) {
-        return false; // a late answer to a question that was given up
-    }
-    if (command == kPending) {
-        constexpr std::size_t kMs = kHeader + 2;
-        const milliseconds more(packet.size() < kMs + 2 ? 0U : Take16(packet.data() + kMs));
-        exchange.pending = true;
-        exchange.end = std::max(exchange.end, heardAt_ + more);
+    const GvcpAnswer answer = ReadGvcpAnswer(exchange.question, packet);
+    switch (answer.kind) {
+    case GvcpAnswer::Kind::Stray:
         return false;
-    }
-    if (status == kBusy) {
+    case GvcpAnswer::Kind::Pending:
+        exchange.pending = true;
+        exchange.end = std::min(std::max(exchange.end, heardAt_ + answer.more),
+                                exchange.begin + std::max(exchange.time.usual, kMostPending));
+        return false;
+    case GvcpAnswer::Kind::Busy:
         // Under a new number: a camera answers a question that it knows as it did before.
         std::this_thread::sleep_for(kBusyPause);
         exchange.isNew = true;
         return true;
-    }
-    if (command != exchange.command + 1U) {
-        return false;
-    }
-    error_ = status;
-    const std::span<const std::uint8_t> body = packet.subspan(kHeader);
-    if (status != 0 || (!exchange.answer.empty() && body.size() != exchange.answer.size())) {
+    case GvcpAnswer::Kind::Refused:
+    case GvcpAnswer::Kind::Malformed:
+        error_ = answer.status;
         *result = Answer::Denied;
         return true;
+    case GvcpAnswer::Kind::Given:
+        std::copy_n(answer.content.begin(), exchange.answer.size(), exchange.answer.begin());
+        *result = Answer::Given;
+        return true;
     }
-    std::copy_n(body.begin(), exchange.answer.size(), exchange.answer.begin());
-    *result = Answer::Given;
-    return true;
+    return false;
 }
 
 } // namespace net

@@ -15,6 +15,7 @@ namespace net
 /** Bootstrap registers, by address. */
 enum BootstrapRegister : std::uint32_t {
     kDeviceVersion = 0x0088,     ///< text of 32 bytes
+    kDescriptionUrl = 0x0200,    ///< text of 512 bytes
     kCapability = 0x0934,        ///< of the control protocol: bit 2 sends packets again
     kHeartbeatTimeout = 0x0938,  ///< milliseconds
     kTickFrequencyHigh = 0x093C, ///< Hz, the upper 32 bits
@@ -29,7 +30,7 @@ enum BootstrapRegister : std::uint32_t {
 
 enum class Answer {
     Given,
-    Denied,     ///< the camera answers, but does not do it: GvcpClient::Error
+    Denied,     ///< the camera answers, but not with what was asked for: GvcpClient::Error
     Refused,    ///< the camera's host says that nobody listens there
     Silent,     ///< nothing came in time
     Interrupted ///< the host interrupted the cameras
@@ -63,7 +64,7 @@ public:
     Answer ReadMemory(std::uint32_t address, std::span<std::uint8_t> bytes, AnswerTime time);
     Answer WriteMemory(std::uint32_t address, std::span<const std::uint8_t> bytes, AnswerTime time);
 
-    /** The status code that came with Answer::Denied last. */
+    /** The status code that came with Answer::Denied last; 0: it was no answer to the question. */
     std::uint32_t Error() const { return error_; }
     /** When the camera last sent anything, be it late, an error, or a request for more time. */
     Clock::time_point HeardAt() const { return heardAt_; }

@@ -1,14 +1,18 @@
 #include "net/control/gvcp_device.h"
 
+#include "base/printable.h"
 #include "core/interruption.h"
 #include "gev_api.h"
 #include "net/control/background.h"
+#include "net/control/checked_description.h"
 #include "net/nodes/value_cache.h"
 
 #include <arpa/inet.h>
 #include <array>
 #include <cstring>
+#include <mutex>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 namespace net
@@ -138,21 +142,62 @@ Ref<GInetAddress> InetAddress(std::uint32_t address)
                                                            G_SOCKET_FAMILY_IPV4));
 }
 
-/** On a thread of its own. */
-Opened OpenHere(const Channel& channel, std::uint32_t address)
+/** Of the description that this thread is opening: what the library says first about its XML. */
+thread_local std::string* xmlFault = nullptr;
+
+/** In place of a handler that writes to the standard error output. */
+void TakeXmlFault(const gchar* domain, GLogLevelFlags level, const gchar* message, gpointer)
 {
+    if (xmlFault == nullptr) {
+        g_log_default_handler(domain, level, message, nullptr);
+    } else if (xmlFault->empty()) {
+        const std::string_view text(message);
+        *xmlFault = base::Printable(text.substr(0, text.find('\n')));
+    }
+}
+
+void ListenForXmlFaults()
+{
+    constexpr auto kFaults =
+        static_cast<GLogLevelFlags>(G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING);
+    for (const char* domain : {"XML", static_cast<const char*>(nullptr)}) {
+        g_log_set_handler(domain, kFaults, TakeXmlFault, nullptr);
+    }
+}
+
+/** The library reads the description over its own socket once more. */
+bool HasText(ArvDevice* device, const std::string& text)
+{
+    std::size_t size = 0;
+    const char* const read = arv_device_get_genicam_xml(device, &size);
+    return read == nullptr || std::string_view(read, size) == text;
+}
+
+/** On a thread of its own. */
+Opened OpenHere(const Channel& channel, std::uint32_t address, const std::string& description)
+{
+    static std::once_flag listening;
+    std::call_once(listening, ListenForXmlFaults);
     const Ref<GInetAddress> own = InetAddress(channel->OwnAddress());
     const Ref<GInetAddress> camera = InetAddress(address);
     ErrorSlot error;
     Opened opened;
     opening = &channel;
+    xmlFault = &opened.remark;
     Ref<ArvDevice> device(static_cast<ArvDevice*>(
         g_initable_new(GvcpDeviceType(), nullptr, error.Out(), "interface-address", own.get(),
                        "device-address", camera.get(), nullptr)));
     opening = nullptr;
+    xmlFault = nullptr;
     if (device == nullptr) {
         opened.status = kGevNotFound;
         opened.error = error.Text();
+        return opened;
+    }
+    if (!HasText(device.get(), description)) {
+        arv_gv_device_leave_control(ARV_GV_DEVICE(device.get()), nullptr);
+        opened.status = kGevError;
+        opened.error = "its description changes while it is read";
         return opened;
     }
     // The library has taken control over its own socket. Ours takes it over; the library's
@@ -171,8 +216,16 @@ Opened OpenHere(const Channel& channel, std::uint32_t address)
 
 Opened OpenThrough(const Channel& channel, std::uint32_t address)
 {
-    const auto work =
-        Background<Opened>::Begin([channel, address] { return OpenHere(channel, address); });
+    std::string fault;
+    const std::string description = ReadDescription(*channel, &fault);
+    if (gevplat::Interruption::IsOn()) {
+        return {.status = kGevTimeout, .device = nullptr, .error = {}, .remark = {}};
+    }
+    if (!fault.empty() && channel->IsAnswering()) {
+        return {.status = kGevError, .device = nullptr, .error = fault, .remark = {}};
+    }
+    const auto work = Background<Opened>::Begin(
+        [channel, address, description] { return OpenHere(channel, address, description); });
     std::optional<Opened> opened = work->Wait([&channel] {
         return gevplat::Interruption::IsOn() || !channel->IsAnswering() || channel->IsSilent();
     });
@@ -189,9 +242,9 @@ Opened OpenThrough(const Channel& channel, std::uint32_t address)
     }
     channel->GiveControlBack();
     if (gevplat::Interruption::IsOn()) {
-        return {.status = kGevTimeout, .device = nullptr, .error = {}};
+        return {.status = kGevTimeout, .device = nullptr, .error = {}, .remark = {}};
     }
-    return {.status = kGevNotFound, .device = nullptr, .error = "it does not answer"};
+    return {.status = kGevNotFound, .device = nullptr, .error = "it does not answer", .remark = {}};
 }
 
 void CloseThrough(const Channel& channel, ArvDevice* device)

@@ -14,11 +14,13 @@ namespace net
 struct Opened {
     int status = 0;        ///< GevStatus
     Ref<ArvDevice> device; ///< null unless the status is kGevOk
-    std::string error;     ///< what the library says; may be empty
+    std::string error;     ///< what is wrong; may be empty
+    std::string remark;    ///< the same of a description that the library could read in part
 };
 
-/** Opens the camera at `address` (host byte order) and takes control of it through `channel`. Ends
- *  when the host interrupts the cameras, or the camera falls silent. */
+/** Opens the camera at `address` (host byte order) and takes control of it through `channel`. Its
+ *  description is checked before the library sees it. Ends when the host interrupts the cameras, or
+ *  the camera falls silent. */
 Opened OpenThrough(const std::shared_ptr<ControlChannel>& channel, std::uint32_t address);
 
 /** Gives the control of the camera back and the reference to its device, whose last one may take

@@ -229,8 +229,13 @@ const Description::Reading& Description::Read(ArvGcNode* node, unsigned depth)
     Parts parts;
     ReadParts(ARV_DOM_NODE(node), &reading, &parts, depth);
     if (ARV_IS_GC_STRUCT_ENTRY_NODE(node)) { // the register's own parts surround its entries
-        ReadParts(arv_dom_node_get_parent_node(ARV_DOM_NODE(node)), &reading, &parts, depth);
-        CheckRegister(parts, kMaxNumberLength, &reading);
+        ArvDomNode* const surrounding = arv_dom_node_get_parent_node(ARV_DOM_NODE(node));
+        if (ARV_IS_GC_REGISTER_NODE(surrounding)) {
+            ReadParts(surrounding, &reading, &parts, depth);
+            CheckRegister(parts, kMaxNumberLength, &reading);
+        } else {
+            reading.fault = "it is part of no register";
+        }
     } else if (ARV_IS_GC_REGISTER_NODE(node)) {
         CheckRegister(parts, IsText(node) ? kMaxTextLength : kMaxNumberLength, &reading);
     } else if (reading.fault.empty() && ARV_IS_GC_SWISS_KNIFE(node) && !parts.formula) {

@@ -24,6 +24,7 @@ constexpr std::uint32_t kSmallestPacket = 46; ///< the headers, and ten bytes of
 constexpr std::uint32_t kLargestPacket = 65535;
 constexpr std::uint32_t kShortestHeartbeatMs = 500;
 constexpr std::uint64_t kUsPerS = 1'000'000;
+constexpr std::uint64_t kHighestFrequency = 1'000'000'000; ///< up to which ticks are exact
 
 struct UnsupportedOption {
     std::uint32_t GEV_CAMERA_OPTIONS::*option;
@@ -55,6 +56,11 @@ StreamOptions::StreamOptions(Device& device, bool ownReceiver)
     arv_gv_device_set_packet_size_adjustment(camera, ARV_GV_PACKET_SIZE_ADJUSTMENT_NEVER);
     tickFrequency_ = device_.TickFrequency(error.Out());
     needed("tick frequency", error);
+    if (!error && (tickFrequency_ == 0 || tickFrequency_ > kHighestFrequency)) {
+        log.Add(2, fmt::format("network camera {} tells a tick frequency of {} Hz: its time stamps "
+                               "can't be relied on",
+                               device_.Serial(), tickFrequency_));
+    }
     options_.commandTimeoutMs = kCommandTimeoutMs;
     options_.commandRetries = kCommandRetries;
     options_.streamPacketSize = arv_gv_device_get_packet_size(camera, error.Out());

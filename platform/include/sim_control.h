@@ -89,6 +89,7 @@ struct CameraSetup {
     double triggerPulseUs = 100;            ///< length of a pulse, at most half the train's period
     std::vector<double> triggerTimesS = {}; ///< single pulses, in seconds after power-up
     double linkMBytesPerSecond = 115;
+    double lineUs = 5; ///< read-out of one line of the sensor, in microseconds
     double temperatureC = 41.5;
     std::vector<std::string> missing = {};                       ///< features it lacks
     std::vector<std::pair<std::string, NodeKind>> mistyped = {}; ///< features with a wrong type

@@ -258,7 +258,7 @@ FrameCost CameraFeatures::Cost() const
 {
     // The order of the comparisons turns a NaN that a script stored into the shortest exposure.
     const double exposureUs = std::min(1e9, std::max(0.0, exposureTime->Value()));
-    return CostOfFrame(exposureUs, FrameRegion().height, PayloadBytes(),
+    return CostOfFrame(exposureUs, FrameRegion().height, PayloadBytes(), setup_.lineUs,
                        setup_.linkMBytesPerSecond);
 }
 

@@ -10,8 +10,6 @@ namespace sim
 namespace
 {
 
-constexpr double kLineUs = 5; // read-out of one line of the sensor
-
 __extension__ typedef __int128 Wide; // ticks times nanoseconds don't fit 64 bits
 
 } // namespace
@@ -21,12 +19,12 @@ double FrameCost::ShortestPeriodUs() const
     return std::max({exposureUs, readoutUs, transferUs, 1.0});
 }
 
-FrameCost CostOfFrame(double exposureUs, std::uint32_t lines, std::uint64_t bytes,
+FrameCost CostOfFrame(double exposureUs, std::uint32_t lines, std::uint64_t bytes, double lineUs,
                       double linkMBytesPerSecond)
 {
     FrameCost cost;
     cost.exposureUs = exposureUs;
-    cost.readoutUs = kLineUs * lines;
+    cost.readoutUs = lineUs * lines;
     if (linkMBytesPerSecond > 0) {
         cost.transferUs = static_cast<double>(bytes) / linkMBytesPerSecond;
     }

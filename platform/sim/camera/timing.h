@@ -19,7 +19,7 @@ struct FrameCost {
 };
 
 /** `linkMBytesPerSecond` 0 or less means that the transfer takes no time. */
-FrameCost CostOfFrame(double exposureUs, std::uint32_t lines, std::uint64_t bytes,
+FrameCost CostOfFrame(double exposureUs, std::uint32_t lines, std::uint64_t bytes, double lineUs,
                       double linkMBytesPerSecond);
 
 constexpr double kLowestRate = 0.1;   ///< Hz

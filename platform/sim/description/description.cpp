@@ -194,6 +194,7 @@ CameraSetup ReadCamera(TableReader& reader, const std::string& file,
         setup.triggerTimesS.push_back(*seconds);
     }
     Put(reader.Number("link_mbytes_per_second", {0, 1e6}), &setup.linkMBytesPerSecond);
+    Put(reader.Number("line_us", {0, 1e6}), &setup.lineUs);
     Put(reader.Number("temperature_c", {-100, 200}), &setup.temperatureC);
     ReadFeatureLists(reader, &setup);
     reader.Finish();

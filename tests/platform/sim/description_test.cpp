@@ -45,7 +45,7 @@ TEST(Description, EveryKeyArrives)
         .picture = Picture::Plain, .noise = 0.5, .seed = 9, .tickFrequency = 125'000'000,
         .tickOffset = -5, .tickBits = 32, .driftPpm = -20, .jitterUs = 1.5, .lockRegulated = true,
         .triggerLine = 2, .triggerHz = 5, .triggerPulseUs = 50, .triggerTimesS = {1, 2.5},
-        .linkMBytesPerSecond = 400, .temperatureC = 55.5, .missing = {"Gain"},
+        .linkMBytesPerSecond = 400, .lineUs = 2.5, .temperatureC = 55.5, .missing = {"Gain"},
         .mistyped = {{"ExposureTime", NodeKind::Integer}, {"Width", NodeKind::Enumeration}},
         .readOnly = {"Height"}, .notAvailable = {"OffsetX", "OffsetY"},
         .notImplementedEntries = {"ChunkSelector.Gain"}, .missingEntries = {"lutSize.Bpp12"},

@@ -1,5 +1,6 @@
 #include "benchmarks/network/child.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -7,8 +8,10 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <linux/capability.h>
 #include <poll.h>
+#include <string_view>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -20,13 +23,15 @@ namespace bench
 namespace
 {
 
-/** Takes the right to real-time priority from the program that this process will execute, even if
- *  root runs it. */
-void GiveUpRealTime()
+/** Takes all capabilities and the right to real-time priority from the program that this process
+ *  will execute, even if root runs it. */
+void GiveUpRights()
 {
     const rlimit none{0, 0};
     setrlimit(RLIMIT_RTPRIO, &none);
-    prctl(PR_CAPBSET_DROP, CAP_SYS_NICE, 0, 0, 0);
+    for (unsigned long capability = 0; capability <= CAP_LAST_CAP; ++capability) {
+        prctl(PR_CAPBSET_DROP, capability, 0, 0, 0);
+    }
 }
 
 /** Starts a program; `output` is the descriptor for its standard output and error. */
@@ -38,20 +43,21 @@ pid_t Start(const std::vector<std::string>& words, Rights rights, int output)
     }
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
-    if (rights == Rights::NoRealTime) {
-        GiveUpRealTime();
+    if (rights == Rights::None) {
+        GiveUpRights();
     }
     std::vector<char*> arguments;
     for (const std::string& word : words) {
         arguments.push_back(const_cast<char*>(word.c_str()));
     }
     arguments.push_back(nullptr);
-    execv(arguments.front(), arguments.data());
+    execvp(arguments.front(), arguments.data());
     _exit(127);
 }
 
-constexpr const char* kReceiver = "arv_gv_stream"; // the thread of the network library
-constexpr double kSettleS = 0.4;                   // from its start until the load is steady
+// Names of the threads that receive: the platform's own, and the network library's.
+constexpr std::string_view kReceivers[] = {"kv-receive", "arv_gv_stream"};
+constexpr double kSettleS = 0.4; // from its start until the load is steady
 constexpr int kLookMs = 20;
 
 double Now()
@@ -60,72 +66,116 @@ double Now()
     return std::chrono::duration<double>(now).count();
 }
 
-/** Measures the CPU time of another program's threads. */
+using Folder = std::filesystem::directory_iterator;
+
+/** A process or a thread: its name, and the CPU time that it has used so far, in us. */
+struct Task {
+    explicit Task(const std::filesystem::path& folder)
+    {
+        std::getline(std::ifstream(folder / "comm"), name);
+        double ns = 0;
+        std::ifstream(folder / "schedstat") >> ns;
+        us = ns / 1000;
+    }
+    bool Receives() const
+    {
+        return std::find(std::begin(kReceivers), std::end(kReceivers), name) !=
+               std::end(kReceivers);
+    }
+    std::string name;
+    double us = 0;
+};
+
+std::vector<Task> ThreadsOf(pid_t pid)
+{
+    std::vector<Task> threads;
+    std::error_code gone;
+    for (const auto& folder : Folder("/proc/" + std::to_string(pid) + "/task", gone)) {
+        threads.emplace_back(folder.path());
+    }
+    return threads;
+}
+
+/** The folders of the kernel's threads that handle packets when interrupts take too long. */
+std::vector<std::filesystem::path> SoftInterrupts()
+{
+    std::vector<std::filesystem::path> found;
+    for (const auto& folder : Folder("/proc")) {
+        if (Task(folder.path()).name.starts_with("ksoftirqd/")) {
+            found.push_back(folder.path());
+        }
+    }
+    return found;
+}
+
+/** CPU times so far, in us. */
+Load Used(pid_t program, pid_t camera)
+{
+    static const auto softInterrupts = SoftInterrupts();
+    Load used;
+    for (const Task& thread : ThreadsOf(program)) {
+        used.program += thread.us;
+        used.receiver += thread.Receives() ? thread.us : 0;
+    }
+    for (const Task& thread : ThreadsOf(camera)) {
+        used.sender += thread.us;
+    }
+    for (const auto& folder : softInterrupts) {
+        used.sender += Task(folder).us;
+    }
+    return used;
+}
+
+/** Measures the CPU time of a program that receives, and of the camera. */
 class Watch
 {
 public:
-    Watch(pid_t pid, double lengthS)
-        : tasks_("/proc/" + std::to_string(pid) + "/task"), lengthS_(lengthS)
+    Watch(pid_t program, pid_t camera, double lengthS)
+        : program_(program), camera_(camera), lengthS_(lengthS)
     {
     }
     bool IsDone() const { return lengthS_ <= 0 || end_ != 0; }
-    /** us of CPU time per second; 0 while the measurement is not complete. */
-    double Load() const { return end_ == 0 ? 0 : (after_ - before_) / (end_ - begin_); }
+    bool HasMeasured() const { return end_ != 0; }
+
+    Load Result() const
+    {
+        const double s = end_ - begin_;
+        return {(after_.receiver - before_.receiver) / s, (after_.program - before_.program) / s,
+                (after_.sender - before_.sender) / s};
+    }
 
     void Look()
     {
         const double now = Now();
         if (start_ == 0) {
-            start_ = Receives() ? now : 0;
+            const auto threads = ThreadsOf(program_);
+            const bool receives = std::any_of(threads.begin(), threads.end(),
+                                              [](const Task& task) { return task.Receives(); });
+            start_ = receives ? now : 0;
         } else if (begin_ == 0 && now >= start_ + kSettleS) {
-            before_ = Used();
+            before_ = Used(program_, camera_);
             begin_ = Now();
         } else if (begin_ != 0 && now >= begin_ + lengthS_) {
-            after_ = Used();
+            after_ = Used(program_, camera_);
             end_ = Now();
         }
     }
 
 private:
-    using Folder = std::filesystem::directory_iterator;
-
-    bool Receives() const
-    {
-        std::error_code gone;
-        for (const auto& task : Folder(tasks_, gone)) {
-            std::string name;
-            if (std::getline(std::ifstream(task.path() / "comm"), name) && name == kReceiver) {
-                return true;
-            }
-        }
-        return false;
-    }
-
-    /** CPU time so far, in us. */
-    double Used() const
-    {
-        double used = 0;
-        std::error_code gone;
-        for (const auto& task : Folder(tasks_, gone)) {
-            double ns = 0;
-            std::ifstream(task.path() / "schedstat") >> ns;
-            used += ns / 1000;
-        }
-        return used;
-    }
-
-    std::string tasks_;
+    pid_t program_;
+    pid_t camera_;
     double lengthS_;
     double start_ = 0;
     double begin_ = 0;
     double end_ = 0;
-    double before_ = 0;
-    double after_ = 0;
+    Load before_;
+    Load after_;
 };
 
 } // namespace
 
-Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double watchedS)
+Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double watchedS,
+                   pid_t camera)
 {
     Outcome outcome;
     int ends[2] = {-1, -1};
@@ -134,7 +184,7 @@ Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double 
     }
     const pid_t pid = Start(words, rights, ends[1]);
     close(ends[1]);
-    Watch watch(pid, watchedS);
+    Watch watch(pid, camera, watchedS);
     pollfd readable{ends[0], POLLIN, 0};
     std::array<char, 4096> piece{};
     for (;;) {
@@ -155,7 +205,10 @@ Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double 
     int status = 0;
     waitpid(pid, &status, 0);
     outcome.ended = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-    outcome.load = watch.Load();
+    outcome.measured = watch.HasMeasured();
+    if (outcome.measured) {
+        outcome.load = watch.Result();
+    }
     return outcome;
 }
 

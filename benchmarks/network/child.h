@@ -8,17 +8,26 @@
 namespace bench
 {
 
-struct Outcome {
-    bool ended = false; ///< exited with status 0
-    std::string output; ///< standard output and error
-    double load = 0;    ///< us of CPU time per second while frames flow; 0: the run was too short
+/** us of CPU time per second, while frames flow. */
+struct Load {
+    double receiver = 0; ///< the thread that receives
+    double program = 0;  ///< all threads of the program that receives
+    double sender = 0;   ///< the camera, and the kernel's threads that handle packets
 };
 
-enum class Rights { All, NoRealTime };
+struct Outcome {
+    bool ended = false;    ///< exited with status 0
+    std::string output;    ///< standard output and error
+    bool measured = false; ///< false: the run was too short, or nothing was received
+    Load load;
+};
+
+enum class Rights { All, None }; ///< of real-time priority and all capabilities
 
 /** Runs a program to its end. Its load is measured over `watchedS` seconds, which begin shortly
  *  after the thread that receives frames has started; with 0 it is not measured. */
-Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double watchedS);
+Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double watchedS,
+                   pid_t camera);
 
 /** A program that runs in the background; the destructor sends it SIGTERM. */
 class Background
@@ -29,6 +38,7 @@ public:
     Background(const Background&) = delete;
     Background& operator=(const Background&) = delete;
     bool IsRunning() const;
+    pid_t Pid() const { return pid_; }
 
 private:
     pid_t pid_ = -1;

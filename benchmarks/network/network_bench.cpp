@@ -1,253 +1,297 @@
-/** Compares the whole path (kvgrab, driver, platform) with the network library alone, in turns on
- *  one camera on loopback. Prints the medians of each side and of the ratios.
+/** Compares receiving frames from a network camera with the network library alone, in turns on one
+ *  camera. Prints medians of each side, and of the ratios of the runs of one turn.
  *
- *  The whole path runs twice in each turn: as usual, and as for a user without real-time rights, so
- *  that the driver has no control thread. That thread wakes equally often at any frame rate, so it
- *  costs less per frame at a higher rate.
+ *  A camera has no flow control: at a rate that is too high for the machine, frames are lost. Each
+ *  table shows what was lost; a ratio of sides that lose frames says nothing.
  *
- *  The camera has no flow control: at a rate that is too high for the machine, frames are lost. The
- *  full rate is therefore the highest rate of a ladder at which the library alone misses at most
- *  one frame in a hundred. */
+ *  Part of the kernel's work is charged to whichever program happens to run, so sums of sender and
+ *  receiver are shown, too. */
 #include "benchmarks/median.h"
-#include "benchmarks/network/child.h"
-#include "benchmarks/network/plain_loop.h"
+#include "benchmarks/network/loop.h"
+#include "benchmarks/network/runs.h"
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace
 {
 
+using bench::Camera;
+using bench::Case;
 using bench::Median;
 using bench::MedianRatio;
-using bench::Outcome;
-using bench::RunProgram;
-
-constexpr const char* kAddress = "127.0.0.1";
-
-struct Case {
-    std::int64_t width;
-    std::int64_t height;
-    int packetSize;
-    double fps = 0;
-    const char* name = ""; ///< name of the rate in the table
-};
+using bench::Programs;
+using bench::Run;
+using bench::RunSide;
+using bench::Side;
 
 constexpr Case kCases[] = {
-    {640, 480, 1500}, {640, 480, 9000}, {1920, 1080, 1500}, {1920, 1080, 9000}};
+    {640, 480, 1500, 200}, {640, 480, 9000, 200}, {1920, 1080, 1500, 100}, {1920, 1080, 9000, 100}};
+constexpr Case kFastCases[] = {{640, 480, 1500, 200},
+                               {640, 480, 9000, 200},
+                               {640, 480, 9000, 400},
+                               {1920, 1080, 1500, 200},
+                               {1920, 1080, 9000, 200}};
+constexpr Case kLossCases[] = {{1920, 1080, 1500, 100}, {1920, 1080, 9000, 100}};
 
-/** Frames per second. */
-constexpr double kLadder[] = {18, 25, 35, 50, 70, 100, 140, 200, 280, 400, 560, 800};
-constexpr double kStepS = 1.5;      ///< on each step
-constexpr double kSustained = 0.97; ///< of the rate
-constexpr double kMissedAtMost = 0.01;
+constexpr double kHighestRate = 1000; ///< of the camera, in frames per second
+constexpr double kSearchS = 1;        ///< length of a run of the search
+constexpr double kCoarse = 1.5;       ///< from one rate of the search to the next
+constexpr int kBisections = 3;        ///< between the last good rate and the first bad one
+constexpr double kSustained = 0.97;   ///< of the requested rate
+constexpr std::uint64_t kDamagedEvery = 4;
 
-struct Programs {
-    std::string self;
-    std::string kvgrab;
-    std::string kvcam;
-    std::string folder; ///< for configuration and trace
-    int turns = 4;
-    int buffers = 16;
-    double seconds = 2; ///< length of a run
-};
+using Sides = std::vector<Side>;
+using Runs = std::map<Side, std::vector<Run>>;
 
-struct Run {
-    double framesPerSecond = 0;
-    double received = 0;
-    double missed = 0; ///< failed, lost or without a buffer
-    double load = 0;   ///< us of CPU time per second
-};
-
-/** Ends the benchmark by an exception, which also ends the programs in the background. */
-[[noreturn]] void GiveUp(const std::string& what, const std::string& output)
+/** Runs of each side in turns; each turn begins with another side. */
+Runs InTurns(Sides sides, const Programs& programs, const Case& one, const Camera& camera,
+             std::uint64_t damagedEvery = 0)
 {
-    throw std::runtime_error(fmt::format("{}:\n{}", what, output));
-}
-
-/** The number that follows `mark` in the output of a program. */
-double NumberAfter(const std::string& output, const std::string& mark)
-{
-    const std::size_t at = output.rfind(mark);
-    if (at == std::string::npos) {
-        GiveUp(fmt::format("'{}' is missing in the output", mark), output);
-    }
-    return std::strtod(output.c_str() + at + mark.size(), nullptr);
-}
-
-/** Frames per second, from the number of frames and the time from the first to the last. */
-double RateOf(double frames, double us)
-{
-    return us <= 0 ? 0 : (frames - 1) / us * 1e6;
-}
-
-/** Runs a program that must succeed. Its load is measured without its start and its end. */
-Outcome RunWell(const std::vector<std::string>& words, bench::Rights rights, double seconds)
-{
-    Outcome outcome = RunProgram(words, rights, seconds * 0.7);
-    if (!outcome.ended) {
-        GiveUp(fmt::format("{} failed", words.front()), outcome.output);
-    }
-    return outcome;
-}
-
-Run Plain(const Programs& programs, const Case& one, double seconds)
-{
-    const Outcome outcome =
-        RunWell({programs.self, "--plain-loop", "--width", std::to_string(one.width), "--height",
-                 std::to_string(one.height), "--fps", std::to_string(one.fps), "--packet-size",
-                 std::to_string(one.packetSize), "--buffers", std::to_string(programs.buffers),
-                 "--frames", std::to_string(std::llround(one.fps * seconds))},
-                bench::Rights::All, seconds);
-    Run run;
-    run.received = NumberAfter(outcome.output, "received ");
-    run.missed = NumberAfter(outcome.output, "failed ");
-    run.framesPerSecond = RateOf(run.received, NumberAfter(outcome.output, "took "));
-    run.load = outcome.load;
-    return run;
-}
-
-/** The time from the first to the last arrival in a trace that kvgrab wrote. */
-double TraceUs(const std::string& path)
-{
-    std::ifstream trace(path);
-    double first = 0;
-    double last = 0;
-    for (std::string line; std::getline(trace, line);) {
-        last = std::strtod(line.c_str(), nullptr); // 0 if the line is not a frame
-        first = first == 0 ? last : first;
-    }
-    return last - first;
-}
-
-Run KvGrab(const Programs& programs, const Case& one, bench::Rights rights, double seconds)
-{
-    const std::string trace = programs.folder + "/trace.csv";
-    const std::string config = programs.folder + "/kvgrab.toml";
-    std::ofstream(config) << "[cameras]\nbackends = \"net\"\n[stream]\npacket_size = "
-                          << one.packetSize << "\nbuffers = " << programs.buffers
-                          << "\n[region]\noffset_x = 0\noffset_y = 0\nwidth = " << one.width
-                          << "\nheight = " << one.height << "\n[timing]\nfps = " << one.fps
-                          << "\n[exposure]\nmode = \"manual\"\ntime_us = " << bench::kExposureUs
-                          << "\n[memory]\nname = \"/kvgrab-network-bench\"\n";
-    const Outcome outcome =
-        RunWell({programs.kvgrab, "run", "--config", config, "--no-status", "--no-retry", "--trace",
-                 trace, "--frames", std::to_string(std::llround(one.fps * seconds))},
-                rights, seconds);
-    Run run;
-    run.received = NumberAfter(outcome.output, "\ngrabbed ");
-    run.missed = NumberAfter(outcome.output, "dropped ");
-    run.framesPerSecond = RateOf(run.received, TraceUs(trace));
-    run.load = outcome.load;
-    return run;
-}
-
-Run Whole(const Programs& programs, const Case& one, double seconds)
-{
-    return KvGrab(programs, one, bench::Rights::All, seconds);
-}
-
-Run OneThread(const Programs& programs, const Case& one, double seconds)
-{
-    return KvGrab(programs, one, bench::Rights::NoRealTime, seconds);
-}
-
-/** The results of all runs of one side in one case. */
-struct Side {
-    Run (*run)(const Programs&, const Case&, double);
-    std::vector<double> framesPerSecond{};
-    std::vector<double> missed{};
-    std::vector<double> cpuPerFrame{};
-
-    void Measure(const Programs& programs, const Case& one)
-    {
-        const Run got = run(programs, one, programs.seconds);
-        framesPerSecond.push_back(got.framesPerSecond);
-        missed.push_back(got.missed);
-        cpuPerFrame.push_back(got.load / got.framesPerSecond);
-    }
-};
-
-void Compare(const Programs& programs, const Case& one)
-{
-    Side whole{Whole};
-    Side oneThread{OneThread};
-    Side plain{Plain};
-    std::array sides = {&whole, &plain, &oneThread};
+    Runs runs;
     for (int turn = 0; turn < programs.turns; ++turn) {
-        for (Side* side : sides) {
-            side->Measure(programs, one);
+        for (const Side side : sides) {
+            runs[side].push_back(
+                RunSide(side, programs, one, camera, programs.seconds, true, damagedEvery));
         }
         std::rotate(sides.begin(), sides.begin() + 1, sides.end());
     }
-    std::printf(
-        "%4lldx%-4lld %6d %9s %4.0f | %6.1f %6.1f %6.3f | %6.0f %6.0f %6.3f %6.0f %6.3f | "
-        "%5.0f %5.0f\n",
-        static_cast<long long>(one.width), static_cast<long long>(one.height), one.packetSize,
-        one.name, one.fps, Median(whole.framesPerSecond), Median(plain.framesPerSecond),
-        MedianRatio(whole.framesPerSecond, plain.framesPerSecond), Median(whole.cpuPerFrame),
-        Median(plain.cpuPerFrame), MedianRatio(whole.cpuPerFrame, plain.cpuPerFrame),
-        Median(oneThread.cpuPerFrame), MedianRatio(oneThread.cpuPerFrame, plain.cpuPerFrame),
-        Median(whole.missed), Median(plain.missed));
+    return runs;
+}
+
+template <class Value> std::vector<double> Each(const std::vector<Run>& runs, Value value)
+{
+    std::vector<double> values;
+    for (const Run& run : runs) {
+        values.push_back(value(run));
+    }
+    return values;
+}
+
+template <class Value> double Sum(const std::vector<Run>& runs, Value value)
+{
+    double sum = 0;
+    for (const Run& run : runs) {
+        sum += value(run);
+    }
+    return sum;
+}
+
+double Thread(const Run& run)
+{
+    return run.load.receiver;
+}
+double Program(const Run& run)
+{
+    return run.load.program;
+}
+double Total(const Run& run)
+{
+    return run.load.program + run.load.sender;
+}
+double Lost(const Run& run)
+{
+    return run.lost;
+}
+
+std::string Name(const Case& one)
+{
+    return fmt::format("{:4}x{:<4} {:6} {:5.0f}", one.width, one.height, one.packetSize, one.fps);
+}
+
+void Say(const std::string& line)
+{
+    std::puts(line.c_str());
     std::fflush(stdout);
 }
 
-bool IsSustained(const Programs& programs, const Case& one)
+/** "of" and "to" with their medians, and the median of their ratios. */
+template <class Value>
+std::string Ratio(const std::vector<Run>& of, const std::vector<Run>& to, Value value)
 {
-    const Run run = Plain(programs, one, kStepS);
-    return run.missed <= one.fps * kStepS * kMissedAtMost &&
-           run.framesPerSecond >= one.fps * kSustained;
+    const auto left = Each(of, value);
+    const auto right = Each(to, value);
+    return fmt::format("{:6.0f} {:6.0f} {:6.3f}", Median(left), Median(right),
+                       MedianRatio(left, right));
 }
 
-/** Compares the sides at the highest sustained rate, and at the rate below it. */
-void CompareAtItsRates(const Programs& programs, Case one)
+void CompareReceivers(const Programs& programs)
 {
-    std::size_t step = 0;
-    for (; step < std::size(kLadder); ++step) {
-        one.fps = kLadder[step];
-        if (!IsSustained(programs, one) && !IsSustained(programs, one)) {
-            break;
+    Say("receiving: own receiver without any capability; the library's UDP socket, likewise; its\n"
+        "packet socket. CPU us a frame: of the thread that receives; of sender and receiver\n"
+        "image     packet   fps |          thread          |    sender and receiver     |  lost\n"
+        "                       |    own    udp   o/u   |    own packet    o/p | own udp packet");
+    const Camera camera(programs);
+    for (const Case& one : kCases) {
+        const Runs runs =
+            InTurns({Side::Own, Side::LibraryUdp, Side::LibraryPacket}, programs, one, camera);
+        const auto& own = runs.at(Side::Own);
+        const auto& udp = runs.at(Side::LibraryUdp);
+        const auto& packet = runs.at(Side::LibraryPacket);
+        Say(fmt::format("{} | {} | {} | {:.0f} {:.0f} {:.0f}", Name(one), Ratio(own, udp, Thread),
+                        Ratio(own, packet, Total), Sum(own, Lost), Sum(udp, Lost),
+                        Sum(packet, Lost)));
+    }
+}
+
+void CompareWholePaths(const Programs& programs)
+{
+    Say("whole path: kvgrab, driver with both threads, and platform; plain: the library's packet\n"
+        "socket in a loop without accesses to the camera. CPU us a frame\n"
+        "image     packet   fps |   program, all threads   |    sender and receiver     |  lost\n"
+        "                       |  whole  plain    w/p |  whole  plain    w/p | whole plain");
+    const Camera camera(programs);
+    for (const Case& one : kFastCases) {
+        const Runs runs = InTurns({Side::Whole, Side::LibraryPacket}, programs, one, camera);
+        const auto& whole = runs.at(Side::Whole);
+        const auto& plain = runs.at(Side::LibraryPacket);
+        Say(fmt::format("{} | {} | {} | {:.0f} {:.0f}", Name(one), Ratio(whole, plain, Program),
+                        Ratio(whole, plain, Total), Sum(whole, Lost), Sum(plain, Lost)));
+    }
+}
+
+bool IsLossless(Side side, const Programs& programs, Case one, const Camera& camera, double fps)
+{
+    one.fps = fps;
+    for (int attempt = 0; attempt < 2; ++attempt) { // a short disturbance must not end the search
+        const Run run = RunSide(side, programs, one, camera, kSearchS, false);
+        if (run.lost == 0 && run.framesPerSecond >= fps * kSustained) {
+            return true;
         }
     }
-    step = std::max<std::size_t>(step, 2); // a short disturbance must not end the benchmark
-    one.fps = kLadder[step - 2];
-    one.name = "fixed";
-    Compare(programs, one);
-    one.fps = kLadder[step - 1];
-    one.name = "full";
-    Compare(programs, one);
+    return false;
 }
 
-void CompareAll(const Programs& programs)
+/** Frames per second; 0 if there is no such rate. */
+double HighestLosslessRate(Side side, const Programs& programs, const Case& one,
+                           const Camera& camera)
 {
-    const bench::Background camera({programs.kvcam, "--address", kAddress});
-    std::this_thread::sleep_for(std::chrono::seconds(1));
-    if (!camera.IsRunning()) {
-        GiveUp("the camera doesn't start", programs.kvcam);
+    const auto isLossless = [&](double fps) {
+        return IsLossless(side, programs, one, camera, fps);
+    };
+    double good = one.fps;
+    while (!isLossless(good)) {
+        good /= kCoarse;
+        if (good < 1) {
+            return 0;
+        }
     }
-    std::printf("whole: kvgrab, driver and platform; plain: the network library alone; one: kvgrab "
-                "without real-time\nrights, so that the driver has one thread; medians of %d turns "
-                "of %g s, also of their ratios\n",
-                programs.turns, programs.seconds);
-    std::printf(
-        "image     packet      rate   |   frames per second  |         CPU us a frame       "
-        "     |  missed\n");
-    std::printf("                             |  whole  plain    w/p |  whole  plain    w/p    one "
-                "   o/p | whole plain\n");
+    double bad = good;
+    do {
+        good = bad;
+        if (good >= kHighestRate) {
+            return good;
+        }
+        bad = std::min(good * kCoarse, kHighestRate);
+    } while (isLossless(bad));
+    for (int i = 0; i < kBisections; ++i) {
+        const double middle = std::sqrt(good * bad);
+        (isLossless(middle) ? good : bad) = middle;
+    }
+    return good;
+}
+
+void CompareRates(const Programs& programs)
+{
+    Say(fmt::format("highest rate without a lost frame in {:g} s: own receiver without any "
+                    "capability; the library's\npacket socket. At most {:g}, the camera's limit\n"
+                    "image     packet |  own packet    o/p",
+                    kSearchS, kHighestRate));
+    const Camera camera(programs);
     for (const Case& one : kCases) {
-        CompareAtItsRates(programs, one);
+        std::vector<double> own;
+        std::vector<double> packet;
+        for (int turn = 0; turn < programs.turns; ++turn) {
+            own.push_back(HighestLosslessRate(Side::Own, programs, one, camera));
+            packet.push_back(HighestLosslessRate(Side::LibraryPacket, programs, one, camera));
+        }
+        Say(fmt::format("{} | {:4.0f} {:6.0f} {:6.3f}", Name(one).substr(0, 16), Median(own),
+                        Median(packet), MedianRatio(own, packet)));
+    }
+}
+
+/** The frames that each side lost on one camera with faults, in all runs. */
+void CountLosses(const Programs& programs, const char* name, const std::vector<std::string>& faults,
+                 std::uint64_t damagedEvery)
+{
+    const Camera camera(programs, faults);
+    for (const Case& one : kLossCases) {
+        const Runs runs =
+            InTurns({Side::Own, Side::LibraryPacket}, programs, one, camera, damagedEvery);
+        std::string line = fmt::format("{} {:<18}", Name(one), name);
+        for (const Side side : {Side::Own, Side::LibraryPacket}) {
+            const auto& all = runs.at(side);
+            const double received = Sum(all, [](const Run& run) { return run.received; });
+            line += fmt::format(" | {:6.0f} {:5.0f} {:6.0f} {:6.0f}", received + Sum(all, Lost),
+                                Sum(all, Lost), Sum(all, [](const Run& run) { return run.spared; }),
+                                Sum(all, [](const Run& run) { return run.resent; }));
+        }
+        Say(line);
+    }
+}
+
+void CompareLosses(const Programs& programs)
+{
+    Say(fmt::format(
+        "frames lost. answered: 0.1 % of the packets get lost, the camera sends them "
+        "again on request.\nignored: each {}th frame lacks a packet, and requests are "
+        "ignored; spared: lost, although no packet was\n"
+        "                                          |            own receiver    |    "
+        "library's packet socket\n"
+        "image     packet   fps requests are       | frames  lost spared resent | frames "
+        " lost spared resent",
+        kDamagedEvery));
+    CountLosses(programs, "answered", {"lose ratio=0.001"}, 0);
+    CountLosses(programs, "ignored",
+                {fmt::format("lose packet=50 every={}", kDamagedEvery), "ignore-resend"},
+                kDamagedEvery);
+}
+
+struct Part {
+    const char* name;
+    void (*compare)(const Programs&);
+};
+constexpr Part kParts[] = {{"receiving", CompareReceivers},
+                           {"rate", CompareRates},
+                           {"whole", CompareWholePaths},
+                           {"losses", CompareLosses}};
+
+/** A camera without limits of its own: a fast sensor, a fast link, a cheap picture. */
+std::string DescribeCamera(const std::string& folder)
+{
+    const std::string path = folder + "/camera.toml";
+    std::ofstream(path) << "[[camera]]\nserial = \"BENCH\"\npicture = \"plain\"\nline_readout_us = 0.5\n"
+                           "link_mbytes_per_second = 0\n";
+    return path;
+}
+
+void CompareAll(Programs programs, const std::vector<std::string>& names)
+{
+    std::string place = (std::filesystem::temp_directory_path() / "network_bench.XXXXXX").string();
+    if (mkdtemp(place.data()) == nullptr) {
+        throw std::runtime_error("no folder for the configuration");
+    }
+    const auto remove = [](const std::string* folder) { std::filesystem::remove_all(*folder); };
+    const std::unique_ptr<std::string, decltype(remove)> owner(&place, remove);
+    programs.folder = place;
+    programs.camera += fmt::format(" --network {}", DescribeCamera(place));
+    Say(fmt::format("medians of {} turns of {:g} s, also of their ratios", programs.turns,
+                    programs.seconds));
+    for (const Part& part : kParts) {
+        if (names.empty() || std::find(names.begin(), names.end(), part.name) != names.end()) {
+            Say("");
+            part.compare(programs);
+        }
     }
 }
 
@@ -255,40 +299,55 @@ void CompareAll(const Programs& programs)
 
 int main(int argc, char** argv)
 {
-    CLI::App app("Compares the whole path with the network library alone.", "network_bench");
+    CLI::App app("Compares receiving frames with the network library alone.", "network_bench");
     const std::string folder = std::filesystem::canonical("/proc/self/exe").parent_path();
-    Programs programs{folder + "/network_bench", folder + "/kvgrab", folder + "/kvcam", {}};
-    bench::PlainLoop plan;
-    plan.address = kAddress;
+    Programs programs;
+    programs.self = folder + "/network_bench";
+    programs.kvgrab = folder + "/kvgrab";
+    programs.camera = folder + "/kvcam";
+    programs.address = "127.0.0.1";
+    std::vector<std::string> names;
+    std::vector<std::string> parts;
+    for (const Part& part : kParts) {
+        names.emplace_back(part.name);
+    }
+    bench::LoopPlan plan;
     bool plain = false;
-    app.add_flag("--plain-loop", plain, "only the library's side, once");
+    bool platform = false;
+    app.add_option("--part", parts, "only these tables")->check(CLI::IsMember(names));
+    app.add_option("--camera", programs.camera,
+                   "program of the camera, with its arguments; it takes kvcam's options --network, "
+                   "--address and --fault");
+    app.add_option("--address", programs.address, "where the camera is")
+        ->envname("NETWORK_BENCH_ADDRESS");
+    app.add_option("--camera-namespace", programs.cameraNamespace,
+                   "file of the network namespace that the camera runs in")
+        ->envname("NETWORK_BENCH_CAMERA_NAMESPACE");
     app.add_option("--turns", programs.turns, "runs of each side in each case")
         ->check(CLI::Range(1, 1000));
-    app.add_option("--seconds", programs.seconds, "length of a run; in less no load can be seen")
-        ->check(CLI::Range(1.0, 3600.0));
+    app.add_option("--seconds", programs.seconds, "length of a run")
+        ->check(CLI::Range(2.0, 3600.0));
+    app.add_option("--buffers", programs.buffers, "frame buffers");
+    auto* const own = app.add_flag("--platform-loop", platform, "only the own side, once");
+    app.add_flag("--plain-loop", plain, "only the library's side, once")->excludes(own);
     app.add_option("--width", plan.width);
     app.add_option("--height", plan.height);
     app.add_option("--fps", plan.fps);
     app.add_option("--packet-size", plan.packetSize);
-    app.add_option("--buffers", plan.buffers);
     app.add_option("--frames", plan.frames);
+    app.add_option("--damaged-every", plan.damagedEvery);
+    app.add_flag("--packet-socket", plan.packetSocket);
     CLI11_PARSE(app, argc, argv);
-    if (plain) {
-        return bench::RunPlainLoop(plan);
+    plan.address = programs.address;
+    plan.buffers = programs.buffers;
+    if (plain || platform) {
+        return plain ? bench::RunPlainLoop(plan) : bench::RunPlatformLoop(plan);
     }
-    std::string place = (std::filesystem::temp_directory_path() / "network_bench.XXXXXX").string();
-    if (mkdtemp(place.data()) == nullptr) {
-        std::perror("network_bench: no folder for the configuration");
+    try {
+        CompareAll(programs, parts);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "network_bench: %s\n", error.what());
         return 1;
     }
-    programs.folder = place;
-    int status = 0;
-    try {
-        CompareAll(programs);
-    } catch (const std::runtime_error& error) {
-        std::fprintf(stderr, "network_bench: %s\n", error.what());
-        status = 1;
-    }
-    std::filesystem::remove_all(place);
-    return status;
+    return 0;
 }

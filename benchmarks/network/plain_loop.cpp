@@ -1,10 +1,7 @@
-#include "benchmarks/network/plain_loop.h"
+/** The network library alone. */
+#include "benchmarks/network/loop.h"
 
 #include <arv.h>
-
-#include <chrono>
-#include <cstdio>
-#include <vector>
 
 namespace bench
 {
@@ -12,38 +9,7 @@ namespace bench
 namespace
 {
 
-constexpr guint64 kPatienceUs = 1'000'000;
-constexpr guint kFrameRetentionUs = 1'001'000; // as the driver sets it
-
-ArvGcFeatureNode* Node(ArvDevice* device, const char* name)
-{
-    return ARV_GC_FEATURE_NODE(arv_device_get_feature(device, name));
-}
-
-/** The five nodes that the driver accesses with each frame. */
-struct FrameNodes {
-    explicit FrameNodes(ArvDevice* device)
-        : temperatureSelector(Node(device, "DeviceTemperatureSelector")),
-          temperature(Node(device, "DeviceTemperature")),
-          gainSelector(Node(device, "GainSelector")), gain(Node(device, "Gain")),
-          exposure(Node(device, "ExposureTime"))
-    {
-    }
-    void Access() const
-    {
-        arv_gc_enumeration_get_string_value(ARV_GC_ENUMERATION(temperatureSelector), nullptr);
-        arv_gc_float_get_value(ARV_GC_FLOAT(temperature), nullptr);
-        arv_gc_enumeration_set_string_value(ARV_GC_ENUMERATION(gainSelector), "SensorAll", nullptr);
-        arv_gc_float_get_value(ARV_GC_FLOAT(gain), nullptr);
-        arv_gc_float_get_value(ARV_GC_FLOAT(exposure), nullptr);
-    }
-
-    ArvGcFeatureNode* temperatureSelector;
-    ArvGcFeatureNode* temperature;
-    ArvGcFeatureNode* gainSelector;
-    ArvGcFeatureNode* gain;
-    ArvGcFeatureNode* exposure;
-};
+constexpr guint64 kPatienceUs = kPatienceMs * 1000;
 
 int Fail(const char* what, const GError* error)
 {
@@ -51,11 +17,14 @@ int Fail(const char* what, const GError* error)
     return 1;
 }
 
-bool Configure(ArvDevice* device, const PlainLoop& plan, GError** error)
+bool Configure(ArvDevice* device, const LoopPlan& plan, GError** error)
 {
     arv_gv_device_set_packet_size_adjustment(ARV_GV_DEVICE(device),
                                              ARV_GV_PACKET_SIZE_ADJUSTMENT_NEVER);
     arv_gv_device_set_packet_size(ARV_GV_DEVICE(device), plan.packetSize, error);
+    arv_gv_device_set_stream_options(
+        ARV_GV_DEVICE(device), plan.packetSocket ? ARV_GV_STREAM_OPTION_NONE
+                                                 : ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
     const auto integer = [&](const char* name, gint64 value) {
         if (*error == nullptr) {
             arv_device_set_integer_feature_value(device, name, value, error);
@@ -75,11 +44,20 @@ bool Configure(ArvDevice* device, const PlainLoop& plan, GError** error)
     return *error == nullptr;
 }
 
+/** As the driver sets it: longer than the longest exposure, but not longer than the buffers last.
+ */
+guint FrameRetentionUs(const LoopPlan& plan)
+{
+    constexpr double kLongestUs = 1'001'000;
+    constexpr double kShortestUs = 20'000;
+    return static_cast<guint>(
+        std::clamp((plan.buffers - 3) / plan.fps * 1e6, kShortestUs, kLongestUs));
+}
+
 } // namespace
 
-int RunPlainLoop(const PlainLoop& plan)
+int RunPlainLoop(const LoopPlan& plan)
 {
-    using Clock = std::chrono::steady_clock;
     GError* error = nullptr;
     arv_disable_interface("USB3Vision");
     ArvDevice* const device = arv_open_device(plan.address.c_str(), &error);
@@ -96,40 +74,30 @@ int RunPlainLoop(const PlainLoop& plan)
         return Fail("stream", error);
     }
     g_object_set(stream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, "frame-retention",
-                 kFrameRetentionUs, nullptr);
+                 FrameRetentionUs(plan), nullptr);
     std::vector<std::vector<unsigned char>> memory(static_cast<std::size_t>(plan.buffers));
     for (auto& buffer : memory) {
         buffer.resize(payload);
         arv_stream_push_buffer(stream, arv_buffer_new(payload, buffer.data()));
     }
-    const FrameNodes nodes(device);
-    Clock::time_point begin;
-    Clock::time_point end;
     arv_device_execute_command(device, "AcquisitionStart", &error);
-    std::uint64_t received = 0;
-    std::uint64_t failed = 0;
-    while (received < plan.frames) {
+    Tally tally(plan);
+    while (!tally.IsDone()) {
         ArvBuffer* const buffer = arv_stream_timeout_pop_buffer(stream, kPatienceUs);
         if (buffer == nullptr) {
-            return Fail("no frame within a second", nullptr);
+            break;
         }
-        if (arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS) {
-            end = Clock::now();
-            begin = received == 0 ? end : begin;
-            nodes.Access();
-            ++received;
-        } else {
-            ++failed;
-        }
+        tally.Add(arv_buffer_get_frame_id(buffer),
+                  arv_buffer_get_status(buffer) == ARV_BUFFER_STATUS_SUCCESS);
         arv_stream_push_buffer(stream, buffer);
     }
-    const auto took = std::chrono::duration_cast<std::chrono::microseconds>(end - begin).count();
     arv_device_execute_command(device, "AcquisitionStop", nullptr);
+    guint64 resent = 0;
+    guint64 missing = 0;
+    arv_gv_stream_get_statistics(ARV_GV_STREAM(stream), &resent, &missing);
     g_object_unref(stream);
     g_object_unref(device);
-    std::printf("received %llu failed %llu took %lld us\n",
-                static_cast<unsigned long long>(received), static_cast<unsigned long long>(failed),
-                static_cast<long long>(took));
+    tally.Print(resent);
     return 0;
 }
 

@@ -119,11 +119,11 @@ void LoopbackCamera::Start(const std::string& serial, const std::string& address
     if (!IsOwnAddress(address)) {
         GTEST_SKIP() << "no network interface has " << address;
     }
-    std::vector<std::string> command = {KVCAM, "--serial", serial, "--address", address};
+    std::vector<std::string> command = {CAMERA, "--serial", serial, "--address", address};
     command.insert(command.end(), options.begin(), options.end());
     process_ = std::make_unique<Program>(command, folder_.Path());
-    if (!process_->WaitFor("kvcam: ready at " + address)) {
-        throw std::runtime_error("kvcam does not start: " + process_->Output());
+    if (!process_->WaitFor(": ready at " + address)) {
+        throw std::runtime_error("the camera does not start: " + process_->Output());
     }
 }
 

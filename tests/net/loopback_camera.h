@@ -1,4 +1,5 @@
-/** Cameras on loopback: kvcam processes that run beside the test. */
+/** Cameras on loopback: processes that run beside the test. Which program they run (CAMERA) is up
+ * to the build: kvcam, or the camera of the network library (fake_camera/). */
 #pragma once
 
 #include "tests/system/program.h"

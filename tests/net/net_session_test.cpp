@@ -55,7 +55,8 @@ protected:
     /** One whose description has `text` in place of what kvcam's own has there. */
     void StartWith(const std::string& serial, const std::string& own, const std::string& text)
     {
-        std::string features = ReadFile(std::filesystem::path(KVCAM).replace_filename("kvcam.xml"));
+        std::string features =
+            ReadFile(std::filesystem::path(CAMERA).replace_filename("kvcam.xml"));
         const std::size_t at = features.find(own);
         ASSERT_NE(at, std::string::npos);
         features.replace(at, own.size(), text);

@@ -270,8 +270,9 @@ constexpr Part kParts[] = {{"receiving", CompareReceivers},
 std::string DescribeCamera(const std::string& folder)
 {
     const std::string path = folder + "/camera.toml";
-    std::ofstream(path) << "[[camera]]\nserial = \"BENCH\"\npicture = \"plain\"\nline_readout_us = 0.5\n"
-                           "link_mbytes_per_second = 0\n";
+    std::ofstream(path)
+        << "[[camera]]\nserial = \"BENCH\"\npicture = \"plain\"\nline_readout_us = 0.5\n"
+           "link_mbytes_per_second = 0\n";
     return path;
 }
 

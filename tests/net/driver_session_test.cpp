@@ -103,10 +103,12 @@ TEST_F(DriverOnTheWire, AFrameCostsHardlyAnyCommand)
     using Clock = std::chrono::steady_clock;
     constexpr std::uint32_t kBegin = 100;
     constexpr double kPeriodS = 0.005;
+    const TempFolder folder;
+    const std::string plain = DescriptionWith("\"ChunkModeActive\"", "\"NoChunks\"");
     const struct {
         std::vector<std::string> camera;
         double most; ///< commands in the period of a frame
-    } kRows[] = {{{"--chunks"}, 0.1}, {{}, 0.5}};
+    } kRows[] = {{{}, 0.1}, {{"--description", folder.Write("plain.xml", plain)}, 0.5}};
     host.fps = 200;
     host.fnum = 500;
     for (const auto& row : kRows) {

@@ -81,6 +81,17 @@ std::size_t DatagramSocket::Receive(std::span<std::uint8_t> answer) const
     return static_cast<std::size_t>(recv(socket_, answer.data(), answer.size(), 0));
 }
 
+std::string DescriptionWith(const std::string& own, const std::string& text)
+{
+    const TempFolder folder;
+    Program camera({CAMERA, "--print-description"}, folder.Path());
+    EXPECT_EQ(camera.Wait(), 0);
+    std::string description = camera.Output();
+    const std::size_t at = description.find(own);
+    EXPECT_NE(at, std::string::npos);
+    return at == std::string::npos ? description : description.replace(at, own.size(), text);
+}
+
 PlatformLog::PlatformLog(std::function<void()> heard)
 {
     gevplat::SetLogSink([this, heard = std::move(heard)](int, const std::string& text) {

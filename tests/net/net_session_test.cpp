@@ -55,12 +55,14 @@ protected:
     /** One whose description has `text` in place of what kvcam's own has there. */
     void StartWith(const std::string& serial, const std::string& own, const std::string& text)
     {
-        std::string features =
-            ReadFile(std::filesystem::path(CAMERA).replace_filename("kvcam.xml"));
-        const std::size_t at = features.find(own);
-        ASSERT_NE(at, std::string::npos);
-        features.replace(at, own.size(), text);
-        Start(serial, {"--features", folder_.Write(serial + ".xml", features)});
+        const std::string features = DescriptionWith(own, text);
+        Start(serial, {"--description", folder_.Write(serial + ".xml", features)});
+    }
+
+    /** The options of a camera with this fault that sends no packet again. */
+    static std::vector<std::string> Lossy(const std::string& fault)
+    {
+        return {"--fault", fault, "--resend-depth", "0"};
     }
 
     /** Two accesses that reached out would take five seconds. */
@@ -99,7 +101,7 @@ TEST_F(NetSession, AStartThatFailsTellsWhyAndTheLogMayCallBack)
 
 TEST_F(NetSession, AModeThatCannotBeReadIsWrittenAllTheSame)
 {
-    const std::string mode = "<Address>0x012C</Address>\n    <Length>4</Length>\n    <AccessMode>";
+    const std::string mode = "<Address>0x1000008</Address><Length>4</Length><AccessMode>";
     StartWith("M1", mode + "RW", mode + "WO");
     Open("M1");
     EXPECT_EQ(Enumeration("AcquisitionMode")->GetAccessMode(), GenApi::WO);
@@ -229,10 +231,10 @@ TEST_F(NetSession, ASilenceShorterThanThePatienceCostsOnlyFrames)
 
 TEST_F(NetSession, OpeningStopsWhatAFormerSessionLeftRunning)
 {
-    const std::string stop = "<Command Name=\"AcquisitionStop\">\n    <pValue>";
-    StartWith("O1", stop + "AcquisitionReg", stop + "autoBrightnessTargetReg");
+    const std::string stop = "<ImposedAccessMode>WO</ImposedAccessMode><pValue>";
+    StartWith("O1", stop + "AcquisitionStop_Reg", stop + "autoBrightnessTarget_Reg");
     Open("O1");
-    EXPECT_EQ(Integer("autoBrightnessTarget")->GetValue(), 0); // as the command has it
+    EXPECT_EQ(Integer("autoBrightnessTarget")->GetValue(), 1); // as the command has it
 }
 
 TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
@@ -244,17 +246,18 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
         std::uint64_t missing;                    ///< at least
         std::uint64_t packets = 0; ///< missing in each incomplete frame; 0: not known
     } kRows[] = {
-        {"L1", {"--lost-ratio", "0.03"}, AllOf(Gt(30U), Lt(100U)), 1},
-        {"L2", {"--skip-frames", "5"}, Gt(90U), 20, 1}, // 1 to 4, 6 to 9, ..., 124
-        {"L3", {"--lose-packet", "2", "--lose-frames", "5"}, AllOf(Gt(50U), Lt(95U)), 5, 1},
-        {"L4", {"--lose-packet", "0", "--lose-frames", "5"}, AllOf(Gt(50U), Lt(95U)), 5, 1},
+        {"L1", Lossy("lose ratio=0.03"), AllOf(Gt(30U), Lt(100U)), 1},
+        {"L2", Lossy("lose every=5"), Gt(90U), 20, 1}, // 1 to 4, 6 to 9, ..., 124
+        {"L3", Lossy("lose packet=2 every=5"), AllOf(Gt(50U), Lt(95U)), 5, 1},
+        {"L4", Lossy("lose packet=0 every=5"), AllOf(Gt(50U), Lt(95U)), 5, 1},
         {"L5",
-         {"--lose-packet", "3", "--lose-frames", "9", "--announce-resend"},
+         {"--fault", "lose packet=3 every=9", "--fault", "ignore-resend"},
          AllOf(Gt(50U), Lt(99U)),
          1,
          1},
         {"L6",
-         {"--lose-packet", "2", "--lose-frames", "5", "--skip-frames", "7", "--wide-numbers"},
+         {"--fault", "lose packet=2 every=5", "--fault", "lose every=7", "--resend-depth", "0",
+          "--extended-ids"},
          AllOf(Gt(50U), Lt(95U)),
          5,
          1},
@@ -307,7 +310,7 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
 
 TEST_F(NetSession, NumbersThatWrapToZeroLoseNoFrame)
 {
-    Start("Z1", {"--first-number", "65530", "--wrap-to-zero"});
+    Start("Z1", {"--fault", "numbers first=65530 wrap=0"});
     Open("Z1");
     StartFor(16);
     std::uint64_t last = 0;
@@ -322,7 +325,7 @@ TEST_F(NetSession, NumbersThatWrapToZeroLoseNoFrame)
 
 TEST_F(NetSession, APacketThatIsNeverSentAgainHoldsLaterFramesBackForSomeFramePeriodsOnly)
 {
-    Start("H1", {"--lose-packet", "2", "--lose-frames", "10", "--announce-resend"});
+    Start("H1", {"--fault", "lose packet=2 every=10", "--fault", "ignore-resend"});
     Open("H1");
     StartFor(8);
     std::int64_t heldNs = std::numeric_limits<std::int64_t>::max();
@@ -365,7 +368,7 @@ TEST_F(NetSession, TheCountsTellWhyNoFrameIsComplete)
     for (const bool unknown : {true, false}) {
         SCOPED_TRACE(unknown);
         LoopbackCamera& camera =
-            Start("Y1", {unknown ? "--payload-type" : "--lose-packet", unknown ? "6" : "2"});
+            Start("Y1", Lossy(unknown ? "payload-type value=6" : "lose packet=2"));
         Open("Y1");
         StartFor(8);
         for (int i = 0; i < 5; ++i) {
@@ -450,7 +453,7 @@ TEST_F(NetSession, FramesThatNobodyTookGiveTheirBuffersBack)
 
 TEST_F(NetSession, ChunksBringTheFramesOwnGainAndExposure)
 {
-    Start("C2", {"--chunks"});
+    Start("C2");
     Open("C2");
     Boolean("ChunkModeActive")->SetValue(true);
     for (const char* chunk : {"Gain", "ExposureTime", "Timestamp"}) {

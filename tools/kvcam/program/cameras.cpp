@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -104,7 +106,7 @@ StreamSettings StreamSettingsOf(const Options& options, const std::string& seria
     settings.faults = FaultsOf(options, serial, false);
     settings.extendedIds = options.extendedIds;
     settings.extendedChunks = options.extendedChunks;
-    settings.segments = !options.singlePackets;
+    settings.segments = options.segments;
     return settings;
 }
 
@@ -125,6 +127,21 @@ void CheckFaults(const Options& options, const sim::Network::Cameras& models)
     }
 }
 
+/** The features, with the description that the command line asks for. */
+Features& Described(Features& features, const Options& options)
+{
+    if (!options.description.empty()) {
+        std::ifstream file(options.description);
+        if (!file) {
+            throw std::runtime_error(fmt::format("can't read '{}'", options.description));
+        }
+        std::ostringstream text;
+        text << file.rdbuf();
+        features.ReplaceDescription(text.str());
+    }
+    return features;
+}
+
 } // namespace
 
 class OneCamera
@@ -137,7 +154,7 @@ public:
           features_(*model_, acquisition_),
           device_({.model = *model_,
                    .acquisition = acquisition_,
-                   .description = features_.Description(),
+                   .description = Described(features_, options).Description(),
                    .values = features_.Values(),
                    .descriptionBytes = features_.DescriptionBytes(),
                    .streamPort = acquisition_.OwnPort()},
@@ -172,5 +189,13 @@ Cameras::Cameras(const Options& options)
 }
 
 Cameras::~Cameras() = default;
+
+std::string DescriptionOf(const Options& options)
+{
+    constexpr std::uint32_t kLoopback = 0x7F00'0001;
+    sim::CameraModel& model = *ModelsFor(options).front();
+    SimAcquisition acquisition(model, kLoopback, {});
+    return Features(model, acquisition).DescriptionText();
+}
 
 } // namespace kvcam

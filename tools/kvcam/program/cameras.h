@@ -31,4 +31,7 @@ private:
     std::vector<std::unique_ptr<OneCamera>> cameras_;
 };
 
+/** The generated description of the first camera's features. */
+std::string DescriptionOf(const Options& options);
+
 } // namespace kvcam

@@ -78,6 +78,10 @@ int main(int argc, char** argv)
         return exitCode;
     }
     try {
+        if (options->printDescription) {
+            fmt::print("{}", kvcam::DescriptionOf(*options));
+            return EXIT_SUCCESS;
+        }
         const kvcam::Cameras cameras(*options);
         TellReady(*options, cameras);
         WaitForEnd(*options, ends);

@@ -40,8 +40,12 @@ std::optional<Options> ReadOptions(int argc, char** argv, int* exitCode)
     app.add_flag("--extended-ids", options.extendedIds, "frame numbers have 64 bits, not 16");
     app.add_flag("--extended-chunks", options.extendedChunks,
                  "frames with chunk data have payload type 0x4001, not 4");
-    app.add_flag("--single-packets", options.singlePackets,
-                 "sends without UDP segmentation offload");
+    app.add_flag("--segments", options.segments,
+                 "sends with UDP segmentation offload; clients with packet sockets can't follow");
+    app.add_option("--description", options.description,
+                   "file in place of the features' generated description");
+    app.add_flag("--print-description", options.printDescription,
+                 "prints the first camera's description of its features and ends");
     app.add_option("--ready-file", options.readyFile, "made when the cameras answer");
     app.add_option("--duration", seconds, "ends after so many seconds; 0: never")
         ->check(CLI::NonNegativeNumber);

@@ -22,8 +22,10 @@ struct Options {
     std::size_t resendDepth = 8;     ///< frames; 0: nothing is sent again
     bool extendedIds = false;
     bool extendedChunks = false; ///< chunk data behind an image, not as a payload type of its own
-    bool singlePackets = false;  ///< packets go to the system one by one
-    std::string readyFile;       ///< empty: no file
+    bool segments = false;       ///< the system cuts the packets apart
+    std::string description;     ///< file in place of the generated description; empty: that one
+    bool printDescription = false;
+    std::string readyFile;                                 ///< empty: no file
     std::optional<std::chrono::duration<double>> duration; ///< empty: until a signal comes
 };
 

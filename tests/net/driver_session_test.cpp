@@ -104,7 +104,8 @@ TEST_F(DriverOnTheWire, AFrameCostsHardlyAnyCommand)
     constexpr std::uint32_t kBegin = 100;
     constexpr double kPeriodS = 0.005;
     const TempFolder folder;
-    const std::string plain = DescriptionWith("\"ChunkModeActive\"", "\"NoChunks\"");
+    // No value has the id that its chunk has on the wire.
+    const std::string plain = DescriptionWith("<ChunkID>4B56", "<ChunkID>4b57");
     const struct {
         std::vector<std::string> camera;
         double most; ///< commands in the period of a frame

@@ -87,9 +87,12 @@ std::string DescriptionWith(const std::string& own, const std::string& text)
     Program camera({CAMERA, "--print-description"}, folder.Path());
     EXPECT_EQ(camera.Wait(), 0);
     std::string description = camera.Output();
-    const std::size_t at = description.find(own);
+    std::size_t at = description.find(own);
     EXPECT_NE(at, std::string::npos);
-    return at == std::string::npos ? description : description.replace(at, own.size(), text);
+    for (; at != std::string::npos; at = description.find(own, at + text.size())) {
+        description.replace(at, own.size(), text);
+    }
+    return description;
 }
 
 PlatformLog::PlatformLog(std::function<void()> heard)

@@ -39,7 +39,7 @@ private:
     int socket_;
 };
 
-/** The description of the camera's features, with `text` in place of what it itself has there. */
+/** The description of the camera's features, with `text` wherever it has `own`. */
 std::string DescriptionWith(const std::string& own, const std::string& text);
 
 /** What the platform logs for the life of this object; there is one at a time. */

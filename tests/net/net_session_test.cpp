@@ -268,13 +268,14 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
         Open(row.serial);
         Integer("Width")->SetValue(1364); // 16 packets, and with wide numbers 17
         Integer("Height")->SetValue(16);
+        Float("AcquisitionFrameRate")->SetValue(90);
+        std::int64_t lastArrivalNs = RealTimeNs();
         StartFor(16);
         std::uint64_t complete = 0;
         std::uint64_t incomplete = 0;
         std::uint64_t gaps = 0; // numbers left out
         std::uint32_t last = 0;
         std::uint64_t lastTime = 0;
-        std::int64_t lastArrivalNs = RealTimeNs();
         for (int i = 0; i < 100; ++i) {
             _tag_GEVBUF_ENTRY& frame = Take();
             ++(status == kGevOk ? complete : incomplete);

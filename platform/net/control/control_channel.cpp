@@ -57,7 +57,8 @@ ControlChannel::ControlChannel(std::uint32_t address, int patienceMs)
 AnswerTime ControlChannel::Time() const
 {
     if (!SessionEnd::IsUnderWay()) {
-        return {.usual = LongestAccess(), .leave = LeavableAccess::Flag()};
+        const auto* const leave = LeavableAccess::Flag();
+        return {.usual = leave == nullptr ? LongestAccess() : patience_, .leave = leave};
     }
     if (!IsAnswering()) { // it is only sent: a camera that comes back finds it
         return {.usual = milliseconds(0), .interrupted = milliseconds(1)};
@@ -87,7 +88,9 @@ milliseconds ControlChannel::LongestAccess() const
 void ControlChannel::Took(Answer answer)
 {
     const auto begin = idleSince_;
-    idleSince_ = GvcpClient::Clock::now();
+    // An access in the background excuses no silence.
+    const bool excuses = answer != Answer::Silent || LeavableAccess::Flag() == nullptr;
+    idleSince_ = excuses ? GvcpClient::Clock::now() : begin;
     if (answer == Answer::Refused) {
         answering_.store(false, std::memory_order_release);
         return;
@@ -101,7 +104,7 @@ void ControlChannel::Took(Answer answer)
     if (look == Answer::Silent || look == Answer::Refused || look == Answer::Interrupted) {
         answering_.store(false, std::memory_order_release);
     }
-    idleSince_ = GvcpClient::Clock::now();
+    idleSince_ = excuses ? GvcpClient::Clock::now() : idleSince_;
 }
 
 /** One access: `ask` is given the time for it. */

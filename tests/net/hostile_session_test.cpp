@@ -119,13 +119,14 @@ std::vector<std::uint8_t> AnyDatagram(std::mt19937& random, std::uint32_t frame)
     const auto any = [&](std::uint32_t below) {
         return static_cast<std::uint32_t>(random() % below);
     };
-    constexpr std::size_t kSizes[] = {0, 1, 7, 8, 9, 12, 16, 44, 256, 548, 1472, 9000, 65'000};
+    constexpr std::size_t kSizes[] = {0,    1,    7,    8,    12,   44,    256,
+                                      1472, 1472, 1472, 1472, 9000, 65'000};
     std::vector<std::uint8_t> datagram(kSizes[any(std::size(kSizes))]);
     std::generate(datagram.begin(), datagram.end(),
                   [&] { return static_cast<std::uint8_t>(any(256)); });
     constexpr std::uint8_t kCommands[] = {0x02, 0x03, 0x40, 0x81, 0x83, 0x85, 0x87, 0x89, 0xC0};
     const std::uint8_t command = kCommands[any(std::size(kCommands))];
-    const auto number = static_cast<std::uint8_t>(frame + any(4));
+    const auto number = static_cast<std::uint8_t>(frame + any(12));
     const std::vector<std::uint8_t> kBegins[] = {
         {},
         {0x42, 0x11, 0, command, 0, 8, 0, number},

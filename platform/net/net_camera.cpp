@@ -42,6 +42,15 @@ std::uint32_t SideOf(const char* feature, std::int64_t pixels)
     return static_cast<std::uint32_t>(pixels);
 }
 
+/** What is wrong with the size of a frame, or "": the host allocates as much, several times. */
+std::string PayloadFault(std::uint64_t bytes)
+{
+    return bytes <= kLargestPayload
+               ? ""
+               : fmt::format("{}: the camera gives {} bytes, where {} are possible", kPayloadSize,
+                             bytes, kLargestPayload);
+}
+
 /** Some cameras are delivered in another mode; a transfer counts its frames by itself. */
 void AcquireForEver(FeatureMap& features)
 {
@@ -168,10 +177,9 @@ int NetCamera::GetPayload(std::uint64_t* payloadSize, std::uint32_t* pixelFormat
     if (status != kGevOk) {
         return status;
     }
-    if (bytes > kLargestPayload) { // the host would allocate as much, several times
-        gevplat::WriteLog(2, fmt::format("network camera {}: {}: the camera gives {} bytes, where "
-                                         "{} are possible",
-                                         info_.serial, kPayloadSize, bytes, kLargestPayload));
+    const std::string fault = PayloadFault(bytes);
+    if (!fault.empty()) {
+        gevplat::WriteLog(2, fmt::format("network camera {}: {}", info_.serial, fault));
         return kGevBadValue;
     }
     *payloadSize = bytes;
@@ -240,6 +248,10 @@ Geometry NetCamera::ReadGeometry()
     if (genapi::ReadRaw(features_, kPayloadSize, sizeof geometry.payloadBytes,
                         &geometry.payloadBytes) != kGevOk) {
         geometry.payloadBytes = geometry.imageBytes;
+    }
+    const std::string fault = PayloadFault(geometry.payloadBytes);
+    if (!fault.empty()) {
+        throw GenICam_3_0::OutOfRangeException(fault);
     }
     if (geometry.payloadBytes < geometry.imageBytes) {
         throw GenICam_3_0::OutOfRangeException(fmt::format(

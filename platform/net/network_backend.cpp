@@ -1,18 +1,15 @@
 #include "net/network_backend.h"
 
 #include "core/interruption.h"
-#include "net/control/background.h"
 #include "net/control/control_channel.h"
+#include "net/control/discovery.h"
 #include "net/control/gvcp_device.h"
-#include "net/library_owners.h"
 #include "net/net_camera.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstring>
 #include <fmt/format.h>
-#include <optional>
 
 namespace net
 {
@@ -23,30 +20,14 @@ namespace
 constexpr AnswerTime kQuickAnswer{.usual = std::chrono::milliseconds(600)};
 constexpr std::uint32_t kNetworkMode = 1;
 
-void Put(char (&text)[kGevTextSize], const char* from)
+void Put(char (&text)[kGevTextSize], const std::string& from)
 {
-    const std::size_t size = from == nullptr ? 0 : strnlen(from, kGevTextSize - 1);
-    std::memcpy(text, from == nullptr ? "" : from, size);
+    const std::size_t size = std::min<std::size_t>(from.size(), kGevTextSize - 1);
+    std::memcpy(text, from.data(), size);
     text[size] = '\0';
 }
 
-/** The listing has no version; the camera's bootstrap registers do. */
-void ReadVersion(std::uint32_t address, char (&text)[kGevTextSize])
-{
-    constexpr std::size_t kVersionSize = 32;
-    std::array<std::uint8_t, kVersionSize> version{};
-    GvcpClient(address).ReadMemory(kDeviceVersion, version, kQuickAnswer);
-    const auto* chars = reinterpret_cast<const char*>(version.data());
-    const std::string terminated(chars, strnlen(chars, version.size()));
-    Put(text, terminated.c_str());
-}
-
 } // namespace
-
-NetworkBackend::NetworkBackend()
-{
-    arv_disable_interface("USB3Vision");
-}
 
 bool NetworkBackend::Set(const gevplat::BackendChoice& choice)
 {
@@ -65,54 +46,35 @@ bool NetworkBackend::Set(const gevplat::BackendChoice& choice)
     return true;
 }
 
-bool NetworkBackend::IsLookedOn(std::uint32_t address) const
-{
-    return interface_.empty() ||
-           std::any_of(subnets_.begin(), subnets_.end(),
-                       [address](const Subnet& subnet) { return subnet.Holds(address); });
-}
-
 int NetworkBackend::List(std::vector<GEV_DEVICE_INFO>* devices)
 {
-    using Devices = std::vector<GEV_DEVICE_INFO>;
-    const auto search = Background<Devices>::Begin([this] {
-        Devices found;
-        Find(&found);
-        return found;
-    });
-    const std::optional<Devices> found = search->Wait(&gevplat::Interruption::IsOn);
-    if (!found) {
+    const std::vector<FoundCamera> found = Discover();
+    if (gevplat::Interruption::IsOn()) {
         return kGevTimeout;
     }
-    devices->insert(devices->end(), found->begin(), found->end());
-    return kGevOk;
-}
-
-void NetworkBackend::Find(std::vector<GEV_DEVICE_INFO>* devices)
-{
     const std::lock_guard lock(mutex_);
     if (!interface_.empty()) {
         subnets_ = SubnetsOf(interface_); // its addresses come and go
     }
-    arv_update_device_list();
-    const unsigned count = arv_get_n_devices();
-    for (unsigned i = 0; i < count; ++i) {
-        const char* address = arv_get_device_address(i);
-        const auto parsed = ParseAddress(address == nullptr ? "" : address);
-        if (!parsed || !IsLookedOn(*parsed)) {
+    for (const FoundCamera& camera : found) {
+        const bool lookedOn =
+            std::any_of(subnets_.begin(), subnets_.end(),
+                        [&camera](const Subnet& subnet) { return subnet.Holds(camera.address); });
+        if (!interface_.empty() && !lookedOn) {
             continue;
         }
         GEV_DEVICE_INFO device{};
-        Put(device.manufacturer, arv_get_device_vendor(i));
-        Put(device.model, arv_get_device_model(i));
-        Put(device.serial, arv_get_device_serial_nbr(i));
-        ReadVersion(*parsed, device.version);
+        Put(device.manufacturer, camera.manufacturer);
+        Put(device.model, camera.model);
+        Put(device.serial, camera.serial);
+        Put(device.version, camera.version);
         device.mode = kNetworkMode;
-        device.ipAddress = *parsed;
+        device.ipAddress = camera.address;
         std::strcpy(device.backend, Name());
-        Put(device.address, address);
+        Put(device.address, AddressText(camera.address));
         devices->push_back(device);
     }
+    return kGevOk;
 }
 
 int NetworkBackend::Open(const GEV_DEVICE_INFO& device, int /*accessMode*/,

@@ -15,14 +15,12 @@ namespace net
 class NetworkBackend : public gevplat::Backend
 {
 public:
-    NetworkBackend();
-
     /** False: there is no such interface, and nothing changes. */
     bool Set(const gevplat::BackendChoice& choice);
 
     const char* Name() const override { return "net"; }
     /** Takes about a second: cameras have that long to answer. Returns at once when the host
-     *  interrupts the cameras; the search then ends by itself. */
+     *  interrupts the cameras. */
     int List(std::vector<GEV_DEVICE_INFO>* devices) override;
     int Open(const GEV_DEVICE_INFO& device, int accessMode,
              std::unique_ptr<gevplat::Camera>* camera) override;
@@ -32,11 +30,8 @@ public:
 private:
     int Patience() const;
     Receiver ChosenReceiver() const;
-    /** Appends the cameras that answer. Takes about a second. */
-    void Find(std::vector<GEV_DEVICE_INFO>* devices);
-    bool IsLookedOn(std::uint32_t address) const;
 
-    mutable std::mutex mutex_; ///< the library keeps one list of devices for the process
+    mutable std::mutex mutex_;
     std::string interface_;
     std::vector<Subnet> subnets_;
     int patienceMs_ = 0;

@@ -1,5 +1,7 @@
 /** Features of a network camera: which accesses reach the camera and which are refused before. */
+#include "gev_host.h"
 #include "net/library_owners.h"
+#include "net/stream/stream_options.h"
 #include "sim_control.h"
 #include "tests/net/described_camera.h"
 #include "tests/platform/access_stories.h"
@@ -241,6 +243,30 @@ TEST(TickFrequency, IsOfferedWhereTheDescriptionLacksIt)
     EXPECT_STREQ(map.GetNodeAt(map.GetNodeCount() - 1)->GetName(), "GevTimestampTickFrequency");
     device.SetPresent(false);
     EXPECT_THAT(Raised([&] { frequency->GetValue(); }), HasSubstr("Timeout"));
+    device.SetPresent(true);
+
+    // One that no camera can have is reported, and a packet delay can be set all the same.
+    std::string reported;
+    gevplat::SetLogSink([&](int, const std::string& text) { reported += text; });
+    ArvFakeCamera* const registers = arv_gv_fake_camera_get_fake_camera(fake.get());
+    for (const std::uint64_t hz : {std::uint64_t{0}, std::uint64_t{1'000'000'000},
+                                   std::uint64_t{1'000'000'001}, ~std::uint64_t{0}}) {
+        arv_fake_camera_write_register(registers, 0x093C, static_cast<std::uint32_t>(hz >> 32));
+        arv_fake_camera_write_register(registers, 0x0940, static_cast<std::uint32_t>(hz));
+        reported.clear();
+        net::StreamOptions options(device, true);
+        EXPECT_EQ(options.Fault(), "");
+        EXPECT_EQ(reported, hz == 1'000'000'000
+                                ? ""
+                                : fmt::format("network camera S1 tells a tick frequency of {} Hz: "
+                                              "its time stamps can't be relied on",
+                                              hz));
+        GEV_CAMERA_OPTIONS wanted = options.Get();
+        wanted.streamPacketDelay = ~std::uint32_t{0};
+        net::DeferredLog log;
+        EXPECT_EQ(options.Set(wanted, log), kGevOk);
+    }
+    gevplat::SetLogSink(nullptr);
 }
 
 } // namespace

@@ -109,6 +109,16 @@ TEST(Gvcp, EveryAnswerIsUnderstoodAndIsASignOfLife)
         EXPECT_EQ(value, row.answer == Answer::Given ? kValue : 0);
         EXPECT_EQ(client.HeardAt() > before, std::string(row.script) != "S");
     }
+    {
+        const ScriptedCamera camera("PPPP"); // which only asks for more time
+        net::GvcpClient client(kLoopback);
+        std::uint32_t value = 0;
+        const auto begin = net::GvcpClient::Clock::now();
+        EXPECT_EQ(client.ReadRegister(net::kControlPrivilege, &value,
+                                      {.usual = kShort, .mostPending = milliseconds(900)}),
+                  Answer::Silent);
+        EXPECT_LT(net::GvcpClient::Clock::now() - begin, kLong);
+    }
     net::GvcpClient client(kLoopback); // where nobody listens
     EXPECT_EQ(client.WriteRegister(net::kControlPrivilege, 2, {.usual = kLong}), Answer::Refused);
 }

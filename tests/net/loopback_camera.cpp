@@ -121,6 +121,12 @@ bool PlatformLog::WaitFor(const std::string& text)
     });
 }
 
+std::vector<std::string> PlatformLog::Lines() const
+{
+    const std::lock_guard lock(mutex_);
+    return lines_;
+}
+
 LoopbackCamera::LoopbackCamera(const std::string& serial, const std::string& address,
                                const std::vector<std::string>& options)
 {

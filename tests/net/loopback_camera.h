@@ -51,9 +51,11 @@ public:
     ~PlatformLog();
     /** Until a line begins with `text`; false: none did for a minute. */
     bool WaitFor(const std::string& text);
+    /** All that was logged so far. */
+    std::vector<std::string> Lines() const;
 
 private:
-    std::mutex mutex_;
+    mutable std::mutex mutex_;
     std::condition_variable changed_;
     std::vector<std::string> lines_;
 };

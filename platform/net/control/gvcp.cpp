@@ -35,9 +35,6 @@ constexpr std::size_t kLargest = 548; ///< what any camera takes in one datagram
 constexpr milliseconds kRepeat(500);
 constexpr milliseconds kFirstRepeat(60);
 constexpr milliseconds kBusyPause(20);
-/** All that a camera gets by asking for more time, however often: as much as one request may say.
- */
-constexpr milliseconds kMostPending(65'535);
 constexpr int kRefusals = 2; ///< in a row; the first one may be about an older question
 constexpr milliseconds kLookForInterruption(gevplat::kLookForInterruptionNs / 1'000'000);
 
@@ -251,8 +248,9 @@ bool GvcpClient::TakeUp(Exchange& exchange, std::span<const std::uint8_t> packet
         return false;
     case GvcpAnswer::Kind::Pending:
         exchange.pending = true;
-        exchange.end = std::min(std::max(exchange.end, heardAt_ + answer.more),
-                                exchange.begin + std::max(exchange.time.usual, kMostPending));
+        exchange.end =
+            std::min(std::max(exchange.end, heardAt_ + answer.more),
+                     exchange.begin + std::max(exchange.time.usual, exchange.time.mostPending));
         return false;
     case GvcpAnswer::Kind::Busy:
         // Under a new number: a camera answers a question that it knows as it did before.

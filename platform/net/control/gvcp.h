@@ -43,6 +43,9 @@ struct AnswerTime {
     std::chrono::milliseconds interrupted{0};
     /** Not null: nobody waits any longer once it is true. */
     const std::atomic<bool>* leave = nullptr;
+    /** All that a camera gets by asking for more time, however often: as much as one request may
+     *  say. */
+    std::chrono::milliseconds mostPending{65'535};
 };
 
 /** One camera's control port. One thread at a time. */

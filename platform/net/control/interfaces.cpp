@@ -1,6 +1,7 @@
 #include "net/control/interfaces.h"
 
 #include <arpa/inet.h>
+#include <fmt/format.h>
 #include <ifaddrs.h>
 #include <memory>
 #include <netinet/in.h>
@@ -40,6 +41,12 @@ std::optional<std::uint32_t> ParseAddress(const std::string& text)
         return std::nullopt;
     }
     return ntohl(address.s_addr);
+}
+
+std::string AddressText(std::uint32_t address)
+{
+    return fmt::format("{}.{}.{}.{}", address >> 24, address >> 16 & 0xFF, address >> 8 & 0xFF,
+                       address & 0xFF);
 }
 
 } // namespace net

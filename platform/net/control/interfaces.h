@@ -22,5 +22,6 @@ std::vector<Subnet> SubnetsOf(const std::string& interface);
 
 /** Dotted text to host byte order. */
 std::optional<std::uint32_t> ParseAddress(const std::string& text);
+std::string AddressText(std::uint32_t address);
 
 } // namespace net

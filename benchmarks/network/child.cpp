@@ -59,6 +59,7 @@ pid_t Start(const std::vector<std::string>& words, Rights rights, int output)
 constexpr std::string_view kReceivers[] = {"kv-receive", "arv_gv_stream"};
 constexpr double kSettleS = 0.4; // from its start until the load is steady
 constexpr int kLookMs = 20;
+constexpr int kWaitMs = 500;
 
 double Now()
 {
@@ -174,8 +175,8 @@ private:
 
 } // namespace
 
-Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double watchedS,
-                   pid_t camera)
+Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double longestS,
+                   double watchedS, pid_t camera)
 {
     Outcome outcome;
     int ends[2] = {-1, -1};
@@ -187,8 +188,12 @@ Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double 
     Watch watch(pid, camera, watchedS);
     pollfd readable{ends[0], POLLIN, 0};
     std::array<char, 4096> piece{};
-    for (;;) {
-        const int ready = poll(&readable, 1, watch.IsDone() ? -1 : kLookMs);
+    for (const double end = Now() + longestS;;) {
+        const int ready = poll(&readable, 1, watch.IsDone() ? kWaitMs : kLookMs);
+        if (!outcome.hung && Now() > end) {
+            outcome.hung = true;
+            kill(pid, SIGKILL);
+        }
         if (!watch.IsDone()) {
             watch.Look();
         }

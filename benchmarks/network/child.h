@@ -17,6 +17,7 @@ struct Load {
 
 struct Outcome {
     bool ended = false;    ///< exited with status 0
+    bool hung = false;     ///< was killed since it took too long
     std::string output;    ///< standard output and error
     bool measured = false; ///< false: the run was too short, or nothing was received
     Load load;
@@ -24,10 +25,11 @@ struct Outcome {
 
 enum class Rights { All, None }; ///< of real-time priority and all capabilities
 
-/** Runs a program to its end. Its load is measured over `watchedS` seconds, which begin shortly
- *  after the thread that receives frames has started; with 0 it is not measured. */
-Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double watchedS,
-                   pid_t camera);
+/** Runs a program to its end, or kills it after `longestS` seconds. Its load is measured over
+ * `watchedS` seconds, which begin shortly after the thread that receives frames has started; with 0
+ * it is not measured. */
+Outcome RunProgram(const std::vector<std::string>& words, Rights rights, double longestS,
+                   double watchedS, pid_t camera);
 
 /** A program that runs in the background; the destructor sends it SIGTERM. */
 class Background

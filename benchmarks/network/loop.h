@@ -39,15 +39,18 @@ public:
     {
     }
 
-    /** `number` is the camera's own. */
+    /** `number` is the camera's own; 0 if nothing that came of the frame said it. */
     void Add(std::uint64_t number, bool whole)
     {
         end_ = std::chrono::steady_clock::now();
         if (begin_ == std::chrono::steady_clock::time_point{}) {
             begin_ = end_;
-            first_ = number;
         }
+        first_ = first_ == 0 ? number : first_;
         const std::uint64_t index = number - first_;
+        if (number == 0 || index > kHighest) {
+            return;
+        }
         last_ = std::max(last_, index);
         if (whole && index < whole_.size()) {
             whole_[index] = true;
@@ -77,10 +80,12 @@ public:
     }
 
 private:
+    static constexpr std::uint64_t kHighest = 1'000'000; ///< frames of a run; a later one isn't its
+
     std::uint64_t damagedEvery_;
     std::vector<bool> whole_;
     std::chrono::duration<double> limit_;
-    std::uint64_t first_ = 0; ///< number of the first frame that came
+    std::uint64_t first_ = 0; ///< number of the first frame that came; 0: none has
     std::uint64_t last_ = 0;  ///< the highest number, counted from there
     std::chrono::steady_clock::time_point begin_;
     std::chrono::steady_clock::time_point end_;

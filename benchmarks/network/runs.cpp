@@ -19,6 +19,10 @@ namespace bench
 namespace
 {
 
+constexpr double kLongestStartS = 30; ///< of a program, and its end
+constexpr double kSlowest = 5;        ///< how many times longer than planned a run may take
+constexpr double kWatched = 0.6;      ///< of a run
+
 /** Ends the benchmark by an exception, which also ends the programs in the background. */
 [[noreturn]] void GiveUp(const std::string& what, const std::string& output)
 {
@@ -35,10 +39,15 @@ double NumberAfter(const std::string& output, const std::string& mark)
     return std::strtod(output.c_str() + at + mark.size(), nullptr);
 }
 
-/** Its load is measured without its start and its end. */
-Outcome RunWell(const std::vector<std::string>& words, Rights rights, double watchedS, pid_t camera)
+/** A run of so many seconds. Its load is measured without its start and its end. */
+Outcome RunWell(const std::vector<std::string>& words, Rights rights, double seconds,
+                double watchedS, pid_t camera)
 {
-    Outcome outcome = RunProgram(words, rights, watchedS, camera);
+    Outcome outcome =
+        RunProgram(words, rights, kSlowest * seconds + kLongestStartS, watchedS, camera);
+    if (outcome.hung) {
+        GiveUp(fmt::format("{} didn't end", words.front()), outcome.output);
+    }
     if (!outcome.ended) {
         GiveUp(fmt::format("{} failed", words.front()), outcome.output);
     }
@@ -82,7 +91,7 @@ Run RunWhole(const Programs& programs, const Case& one, const Camera& camera, do
     const Outcome outcome = RunWell({programs.kvgrab, "run", "--config", config, "--no-status",
                                      "--no-retry", "--socket", "none", "--trace", trace, "--frames",
                                      std::to_string(std::llround(one.fps * seconds))},
-                                    Rights::All, watchedS, camera.Pid());
+                                    Rights::All, seconds, watchedS, camera.Pid());
     Run run;
     run.received = NumberAfter(outcome.output, "\ngrabbed ");
     run.lost = NumberAfter(outcome.output, "dropped ");
@@ -124,7 +133,7 @@ Camera::Camera(const Programs& programs, const std::vector<std::string>& faults)
 Run RunSide(Side side, const Programs& programs, const Case& one, const Camera& camera,
             double seconds, bool watched, std::uint64_t damagedEvery)
 {
-    const double watchedS = watched ? seconds * 0.7 : 0;
+    const double watchedS = watched ? seconds * kWatched : 0;
     if (side == Side::Whole) {
         return RunWhole(programs, one, camera, seconds, watchedS);
     }
@@ -142,7 +151,7 @@ Run RunSide(Side side, const Programs& programs, const Case& one, const Camera& 
         words.emplace_back("--packet-socket");
     }
     const Rights rights = side == Side::LibraryPacket ? Rights::All : Rights::None;
-    const Outcome outcome = RunWell(words, rights, watchedS, camera.Pid());
+    const Outcome outcome = RunWell(words, rights, seconds, watchedS, camera.Pid());
     Run run;
     run.received = NumberAfter(outcome.output, "received ");
     run.lost = NumberAfter(outcome.output, " lost ");

@@ -145,6 +145,7 @@ ReassemblyCounts StreamReceiver::Counts() const
 
 void StreamReceiver::Run()
 {
+    pthread_setname_np(pthread_self(), "kv-receive");
     std::unique_lock lock(mutex_);
     while (!ending_) {
         if (!started_) {

@@ -64,8 +64,8 @@ inline void Append16(Bytes& to, std::uint32_t value)
 
 inline void Append32(Bytes& to, std::uint32_t value)
 {
-    Append16(to, value >> 16);
-    Append16(to, value);
+    to.resize(to.size() + 4);
+    Put32(to, to.size() - 4, value);
 }
 
 } // namespace kvcam

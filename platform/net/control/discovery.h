@@ -20,7 +20,7 @@ struct FoundCamera {
     std::string serial; ///< its MAC if it has none
 };
 
-/** An answer to the question with this number; nothing if it is none. `from` is the address that it
+/** What an answer tells; nothing if it is no answer to our question. `from` is the address that it
  *  came from, which has to be the one that it tells. */
 std::optional<FoundCamera> ReadDiscoveryAnswer(std::span<const std::uint8_t> datagram,
                                                std::uint32_t from);

@@ -45,7 +45,7 @@ void FrameAssembly::Begin(std::uint64_t number, bool extendedIds, Ns now)
     horizon_ = highest_ = fullPackets_ = 0;
     trailerId_ = shortId_ = oddId_ = oddPackets_ = requested_ = 0;
     nextBegan_ = kNever;
-    tailClosed_ = doomed_ = refused_ = lastWasCut_ = confirmed_ = finished_ = false;
+    tailClosed_ = doomed_ = refused_ = lastWasWrong_ = confirmed_ = finished_ = false;
     SetStep(stream_->step.Bytes(extendedIds));
 }
 
@@ -198,6 +198,11 @@ void FrameAssembly::TakePayload(const GvspPacket& packet, Ns now)
     const std::uint64_t place = std::uint64_t{id - 1} * step_;
     const std::uint64_t size = stream_->settings.bufferBytes;
     if (place >= size || bytes > size - place) {
+        if (stream_->settings.requests && id == Promised() && !lastWasWrong_) {
+            lastWasWrong_ = true; // too long only this time, perhaps: it is requested again
+            ++stream_->counts.malformed;
+            return;
+        }
         TakeBeyondBuffer(id);
         return;
     }
@@ -327,11 +332,11 @@ void FrameAssembly::CheckComplete(Ns now)
         Finish(FrameFault::None);
         return;
     }
-    if (!stream_->settings.requests || lastWasCut_ || highest_ == 0) {
+    if (!stream_->settings.requests || lastWasWrong_ || highest_ == 0) {
         Finish(FrameFault::Malformed);
         return;
     }
-    lastWasCut_ = true;
+    lastWasWrong_ = true;
     WasCut(highest_, now);
 }
 

@@ -136,7 +136,7 @@ private:
     bool tailClosed_ = false;     ///< nothing more is awaited behind the horizon
     bool doomed_ = false;
     bool refused_ = false;
-    bool lastWasCut_ = false;
+    bool lastWasWrong_ = false; ///< the length of the last payload packet
     bool confirmed_ = false;
     bool finished_ = true;
 };

@@ -20,7 +20,6 @@ constexpr std::uint32_t kWaitMs = 100;
 /** Buffers beyond those of the frames in memory: for the one that is sent, the one that is sent
  *  again, and those that are exposed meanwhile. */
 constexpr std::size_t kMoreBuffers = 6;
-constexpr std::uint32_t kFramesWaiting = 4;
 constexpr unsigned kAllChunks = (1U << sim::kChunkKinds) - 1;
 constexpr std::size_t kMostChunkBytes = 64;
 constexpr std::uint32_t kIpAndUdpBytes = 28;
@@ -141,9 +140,9 @@ Status SimAcquisition::Prepare()
         buffers_->FillWithRamp();
     }
     ++transfer_;
-    stream.Configure(kFramesWaiting, channel_.socket.Target().packetSize);
-    if (stream.Initialize(bytes, static_cast<std::uint32_t>(buffers_->places.size()),
-                          buffers_->places.data()) != kGevOk ||
+    const auto count = static_cast<std::uint32_t>(buffers_->places.size());
+    stream.Configure(count, channel_.socket.Target().packetSize); // all may wait when we are late
+    if (stream.Initialize(bytes, count, buffers_->places.data()) != kGevOk ||
         stream.Start(sim::Sensor::kForEver) != kGevOk) {
         return Status::Busy; // somebody else takes frames from the model
     }

@@ -437,12 +437,12 @@ std::vector<Dependencies::Register> Dependencies::ConstantRegisters() const
         const Node& node = nodes_[i];
         if (node.address && node.length != 0) {
             const Keeping& keeping = Value(i, 0);
-            registers.push_back(
-                {.node = node.node,
-                 .address = *node.address,
-                 .length = node.length,
-                 .writeThrough = keeping.writeThrough,
-                 .keepable = !keeping.noCache && keeping.pollMs == 0 && !isMoving.contains(i)});
+            const bool keepable = !keeping.noCache && keeping.pollMs == 0 && !isMoving.contains(i);
+            registers.push_back({.node = node.node,
+                                 .address = *node.address,
+                                 .length = node.length,
+                                 .writeThrough = keeping.writeThrough,
+                                 .keepable = keepable});
         }
     }
     return registers;

@@ -133,8 +133,7 @@ void StreamOptions::LogWithoutEffect(const GEV_CAMERA_OPTIONS& options, Deferred
         }
     }
     if (!names.empty() && !reported.exchange(true)) {
-        log.Add(3, fmt::format("network cameras can't be told: {}; this is decided without "
-                               "these options",
+        log.Add(3, fmt::format("options without effect on network cameras: {}",
                                fmt::join(names, ", ")));
     }
 }

@@ -18,9 +18,11 @@ namespace
 constexpr std::size_t kMostSegments = 64; // in one message; newer systems take more
 constexpr std::size_t kMostBytes = 65507; // of one message, without headers of IP and UDP
 constexpr std::size_t kMostMessages = 16; // in one batch
+constexpr std::int64_t kMostBurst = 64;   // packets
 constexpr std::size_t kMostPackets = kMostMessages * kMostSegments;
 constexpr std::size_t kPartsOfPacket = 3;
 constexpr double kNsPerSecond = 1e9;
+constexpr std::int64_t kBurstNs = 100'000; // to sleep for less would cost more than it lasts
 
 } // namespace
 
@@ -46,15 +48,22 @@ void PacketSender::Begin(const StreamTarget& target)
     firsts_.clear();
 }
 
-/** The distance to the packet before is never less than the delay, but may be more. */
-void PacketSender::WaitForTurn(std::uint64_t delayTicks)
+std::int64_t PacketSender::DelayNs(const StreamTarget& target) const
 {
-    const double delayNs =
-        static_cast<double>(delayTicks) * kNsPerSecond / static_cast<double>(clock_.tickFrequency);
-    if (clock_.nowNs() < turnNs_) {
+    const double ns = static_cast<double>(target.delayTicks) * kNsPerSecond /
+                      static_cast<double>(clock_.tickFrequency);
+    return static_cast<std::int64_t>(std::min(ns, kNsPerSecond));
+}
+
+/** The distance to the packet before is never less than the delay, but may be more. A short delay
+ *  holds on average only: packets leave in bursts. */
+void PacketSender::WaitForTurn(std::int64_t delayNs, std::uint32_t packets)
+{
+    const std::int64_t early = delayNs < kBurstNs ? kBurstNs : 0;
+    if (turnNs_ > clock_.nowNs() + early) {
         clock_.sleepUntilNs(turnNs_);
     }
-    turnNs_ = clock_.nowNs() + static_cast<std::int64_t>(std::min(delayNs, kNsPerSecond));
+    turnNs_ = std::max(turnNs_, clock_.nowNs() - early) + delayNs * packets;
 }
 
 void PacketSender::Send(const FramePackets& packets, std::uint32_t first, std::uint32_t last,
@@ -71,15 +80,12 @@ void PacketSender::Send(const FramePackets& packets, std::uint32_t first, std::u
             next = SendBatch(packets, next, last, status, unsent);
             continue;
         }
-        if (unsent != nullptr) {
-            unsent->store(next + 1);
-        }
-        if (packets.Has(next)) {
-            WaitForTurn(target.delayTicks);
-            AddMessage(packets, next, next, status, false);
-            socket_.Send(messages_.data(), messages_.size());
-        }
-        ++next;
+        const std::int64_t delayNs = DelayNs(target);
+        const auto burst = static_cast<std::uint32_t>(
+            std::clamp<std::int64_t>(kBurstNs / std::max<std::int64_t>(delayNs, 1), 1, kMostBurst));
+        const std::uint32_t end = next + std::min(burst, last - next + 1);
+        WaitForTurn(delayNs, end - next);
+        next = SendBatch(packets, next, end - 1, status, unsent);
     }
 }
 
@@ -164,7 +170,7 @@ void PacketSender::SendDatagram(std::span<const std::uint8_t> datagram)
     }
     Begin(target);
     if (target.delayTicks != 0) {
-        WaitForTurn(target.delayTicks);
+        WaitForTurn(DelayNs(target), 1);
     }
     iovec part{const_cast<std::uint8_t*>(datagram.data()), datagram.size()};
     mmsghdr message{};

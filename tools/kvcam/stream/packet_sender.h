@@ -47,7 +47,8 @@ private:
     std::uint32_t AddMessage(const FramePackets& packets, std::uint32_t first, std::uint32_t last,
                              std::uint16_t status, bool segments);
     void Begin(const StreamTarget& target);
-    void WaitForTurn(std::uint64_t delayTicks);
+    std::int64_t DelayNs(const StreamTarget& target) const;
+    void WaitForTurn(std::int64_t delayNs, std::uint32_t packets);
 
     struct Control { // of a message that the system is to cut into packets
         alignas(cmsghdr) std::uint8_t bytes[CMSG_SPACE(sizeof(std::uint16_t))];

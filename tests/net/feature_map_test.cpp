@@ -258,7 +258,7 @@ TEST(TickFrequency, IsOfferedWhereTheDescriptionLacksIt)
         EXPECT_EQ(options.Fault(), "");
         EXPECT_EQ(reported, hz == 1'000'000'000
                                 ? ""
-                                : fmt::format("network camera S1 tells a tick frequency of {} Hz: "
+                                : fmt::format("network camera S1 has a tick frequency of {} Hz: "
                                               "its time stamps can't be relied on",
                                               hz));
         GEV_CAMERA_OPTIONS wanted = options.Get();

@@ -76,11 +76,6 @@ void DatagramSocket::Send(const std::vector<std::uint8_t>& datagram) const
     send(socket_, datagram.data(), datagram.size(), 0);
 }
 
-std::size_t DatagramSocket::Receive(std::span<std::uint8_t> answer) const
-{
-    return static_cast<std::size_t>(recv(socket_, answer.data(), answer.size(), 0));
-}
-
 std::string DescriptionWith(const std::string& own, const std::string& text)
 {
     const TempFolder folder;

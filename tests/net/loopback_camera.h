@@ -1,4 +1,4 @@
-/** Cameras on loopback: processes that run beside the test. Which program they run (CAMERA) is up
+/** Cameras on loopback: processes of their own. Which program they run (CAMERA) is up
  * to the build: kvcam, or the camera of the network library (fake_camera/). */
 #pragma once
 
@@ -10,7 +10,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -32,8 +31,6 @@ public:
     DatagramSocket& operator=(const DatagramSocket&) = delete;
 
     void Send(const std::vector<std::uint8_t>& datagram) const;
-    /** Bytes of the next answer. */
-    std::size_t Receive(std::span<std::uint8_t> answer) const;
 
 private:
     int socket_;

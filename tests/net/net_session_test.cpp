@@ -386,59 +386,6 @@ TEST_F(NetSession, TheCountsTellWhyNoFrameIsComplete)
     }
 }
 
-/** A register of the camera at 127.0.0.1, which answers everybody. */
-std::uint32_t ReadRegister(std::uint8_t high, std::uint8_t low)
-{
-    const DatagramSocket socket(3956);
-    socket.Send({0x42, 1, 0, 0x80, 0, 4, 0, 1, 0, 0, high, low});
-    std::array<std::uint8_t, 12> answer{};
-    EXPECT_EQ(socket.Receive(answer), answer.size());
-    return static_cast<std::uint32_t>(answer[10]) << 8 | answer[11];
-}
-
-/** One packet of the frame `number`, made up. */
-std::vector<std::uint8_t> Packet(std::uint32_t number, std::uint8_t content, std::uint8_t id)
-{
-    std::vector<std::uint8_t> packet(content == 3 ? 1472 : 44, 0xA5);
-    const std::uint8_t header[] = {
-        0, 0, static_cast<std::uint8_t>(number >> 8), static_cast<std::uint8_t>(number), content, 0,
-        0, id};
-    std::copy(std::begin(header), std::end(header), packet.begin());
-    return packet;
-}
-
-TEST_F(NetSession, AStrangersPacketsChangeNoFrame)
-{
-    if (!OwnReceiver()) {
-        GTEST_SKIP() << "the network library takes packets from anybody";
-    }
-    Start("X1");
-    Open("X1");
-    StartFor(8);
-    const auto port = static_cast<std::uint16_t>(ReadRegister(0x0D, 0x00));
-    ASSERT_NE(port, 0);
-    const DatagramSocket stranger(port);
-    std::uint32_t next = 1;
-    const std::uint64_t packets = 6; // of a frame
-    for (int i = 0; i < 50; ++i) {
-        for (const std::uint32_t number : {next, next + 1, next + 100}) {
-            for (const int content : {1, 3, 2, 7, 0x81}) {
-                for (std::uint8_t id = 0; id < packets; ++id) {
-                    stranger.Send(Packet(number, static_cast<std::uint8_t>(content), id));
-                }
-            }
-        }
-        _tag_GEVBUF_ENTRY& frame = Take();
-        EXPECT_EQ(status, kGevOk);
-        EXPECT_EQ(frame.frameNumber, next);
-        const auto* pixels = static_cast<const std::uint8_t*>(frame.address);
-        EXPECT_LT(std::count(pixels, pixels + frame.receivedBytes, 0xA5), 1000);
-        next = frame.frameId + 1;
-        Release(frame);
-    }
-    EXPECT_LE(Statistics().packetsReceived, (next + 20) * packets);
-}
-
 TEST_F(NetSession, FramesThatNobodyTookGiveTheirBuffersBack)
 {
     Start("U1");

@@ -11,7 +11,7 @@
 namespace net
 {
 
-/** What a camera tells of itself. Texts are printable. */
+/** What a camera says about itself. Texts are printable. */
 struct FoundCamera {
     std::uint32_t address = 0; ///< host byte order
     std::string manufacturer;
@@ -20,8 +20,8 @@ struct FoundCamera {
     std::string serial; ///< its MAC if it has none
 };
 
-/** What an answer tells; nothing if it is no answer to our question. `from` is the address that it
- *  came from, which has to be the one that it tells. */
+/** What an answer says; nothing if it is no answer to our question. `from` is the address that it
+ *  came from, which has to be the one in the answer. */
 std::optional<FoundCamera> ReadDiscoveryAnswer(std::span<const std::uint8_t> datagram,
                                                std::uint32_t from);
 

@@ -1,4 +1,4 @@
-/** Marks accesses that whoever closes a camera need not wait for. */
+/** Marks accesses that the closing of a camera does not wait for. */
 #pragma once
 
 #include <atomic>

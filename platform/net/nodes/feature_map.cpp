@@ -280,7 +280,7 @@ void FeatureMap::Impl::LinkSelectors(ArvGc* features)
     }
 }
 
-/** Tells each feature its selectors, each of them behind its own selectors. */
+/** Gives each feature its selectors, each of them behind its own selectors. */
 void FeatureMap::Impl::NameSelectors(ArvGc* features, Dependencies& dependencies)
 {
     Selectors direct;

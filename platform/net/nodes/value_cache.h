@@ -42,7 +42,7 @@ class ValueCache
 public:
     using Clock = std::chrono::steady_clock;
 
-    /** `now` tells the time. */
+    /** `now` returns the time. */
     explicit ValueCache(std::function<Clock::time_point()> now = Clock::now);
     ~ValueCache();
     ValueCache(const ValueCache&) = delete;

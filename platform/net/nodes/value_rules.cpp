@@ -99,7 +99,7 @@ void ValueCache::Begin(ArvGc* features, std::unique_ptr<Dependencies> dependenci
             }
         }
     }
-    for (const auto& cell : cells_) { // whose place can be told only if its selectors are kept
+    for (const auto& cell : cells_) { // whose place is known only if its selectors are kept
         cell->never =
             cell->never || !std::all_of(cell->selectors.begin(), cell->selectors.end(),
                                         [](const Cell* selector) { return selector->Plain(); });

@@ -16,11 +16,11 @@ namespace net
  * the end. Empty: there is none, or the lengths make no sense. */
 std::span<const std::uint8_t> FindChunk(std::span<const std::uint8_t> chunks, std::uint32_t id);
 
-/** Reads gain and exposure time as the camera's description tells. The library does that only for
+/** Reads gain and exposure time as the camera's description says. The library does that only for
  *  frames that it received itself, so it is given the description once more, without the ids of
  *  the chunks: each port is then the memory of a device, which has the bytes of one chunk.
  *
- *  Under the lock of the camera's device. */
+ *  One thread at a time. Nothing of the camera's own device is used once it is made. */
 class ChunkValues
 {
 public:

@@ -15,9 +15,9 @@ class FrameOrder
 public:
     struct Place {
         std::uint64_t sequence = 0;
-        bool newest = false; ///< behind all others
-        bool next = false;   ///< just behind the newest one
-        bool anew = false;   ///< the camera would count anew
+        bool newest = false;   ///< behind all others
+        bool next = false;     ///< just behind the newest one
+        bool restarts = false; ///< the camera would have begun to count again
     };
 
     void Restart() { *this = FrameOrder(); }
@@ -45,7 +45,7 @@ public:
     /** A frame has begun at a place that is the newest one. */
     void Begin(std::uint64_t number, bool extended, const Place& place)
     {
-        if (!begun_ || place.anew) {
+        if (!begun_ || place.restarts) {
             epoch_ = place.sequence;
         }
         ids_.Came(number);

@@ -26,6 +26,16 @@ bool IsReceived(std::uint16_t payloadType)
     return type == kImage || type == kChunkData;
 }
 
+bool HasGeometry(std::uint16_t payloadType)
+{
+    return BaseType(payloadType) == kImage;
+}
+
+bool HasChunks(std::uint16_t payloadType)
+{
+    return BaseType(payloadType) == kChunkData || (payloadType & kExtendedChunks) != 0;
+}
+
 bool ReadLeader(std::span<const std::uint8_t> data, GvspLeader* leader)
 {
     if (data.size() < kLeaderBytes) {

@@ -105,6 +105,9 @@ struct GvspLeader {
 /** Whether frames of this payload type are received: images and chunk data, with extended chunks or
  *  without. */
 bool IsReceived(std::uint16_t payloadType);
+/** Whether the leader has the size of the image. */
+bool HasGeometry(std::uint16_t payloadType);
+bool HasChunks(std::uint16_t payloadType);
 
 /** False if it is too short for a leader of its payload type. */
 bool ReadLeader(std::span<const std::uint8_t> data, GvspLeader* leader);

@@ -2,6 +2,7 @@
 
 #include "core/interruption.h"
 #include "net/control/gvcp.h"
+#include "net/stream/gvsp_packet.h"
 
 #include <algorithm>
 #include <chrono>
@@ -33,17 +34,6 @@ constexpr std::uint64_t kOverhead = 2;
 constexpr std::uint64_t kFewFrames = 4;
 constexpr std::uint64_t kSmallestWish = std::uint64_t{32} << 20;
 constexpr std::uint64_t kLargestWish = std::uint64_t{256} << 20;
-
-constexpr std::uint16_t kImage = 1;
-constexpr std::uint16_t kChunks = 4;
-constexpr std::uint16_t kOldExtendedChunks = 5;
-constexpr std::uint16_t kExtendedChunks = 0x4000;
-
-bool HasChunks(std::uint16_t payloadType)
-{
-    return payloadType == kChunks || payloadType == kOldExtendedChunks ||
-           (payloadType & kExtendedChunks) != 0;
-}
 
 const char* ReasonOf(FrameFault fault)
 {
@@ -272,7 +262,7 @@ void OwnTransfer::Describe(Place& place, const ArrivedFrame& arrived, bool compl
     if (!complete) {
         return;
     }
-    if ((frame.payloadType & ~kExtendedChunks) == kImage) { // the frame says it itself
+    if (HasGeometry(frame.payloadType)) { // the frame says it itself
         entry.width = frame.width;
         entry.height = frame.height;
     }
@@ -282,7 +272,7 @@ void OwnTransfer::Describe(Place& place, const ArrivedFrame& arrived, bool compl
     }
 }
 
-/** Without chunks that are read there are no such values, and the device's lock isn't needed. */
+/** Without chunks that are read there are no such values. */
 void OwnTransfer::ForgetFrameValues()
 {
     if (chunks_ != nullptr) {
@@ -290,18 +280,15 @@ void OwnTransfer::ForgetFrameValues()
     }
 }
 
-/** Gain and exposure time of the frame itself, when it has them in its chunks. */
+/** Gain and exposure time of the frame itself, when it has them in its chunks. The camera's lock
+ * isn't needed, which an access of another thread may hold for long. */
 void OwnTransfer::ReadFrameValues(const _tag_GEVBUF_ENTRY& entry)
 {
     if (chunks_ == nullptr || entry.chunkData == nullptr) {
         return;
     }
     for (const ChunkValues::Value& value : chunks_->Values()) {
-        std::optional<double> read;
-        {
-            const std::lock_guard lock(device_.Mutex());
-            read = chunks_->Read(value, {entry.chunkData, entry.chunkSize});
-        }
+        const std::optional<double> read = chunks_->Read(value, {entry.chunkData, entry.chunkSize});
         if (read) { // a frame without this chunk is as good as any
             features_.SetFrameValue(value.feature, *read);
         }

@@ -38,7 +38,7 @@ private:
     };
 
     OwnTransfer(Device& device, FeatureMap& features, const TransferPlan& plan);
-    /** Tells the camera where to send frames. Empty, or what failed. */
+    /** Sets in the camera where it sends frames. Empty, or what failed. */
     std::string OpenChannel(const StreamSocket& socket);
     void CloseChannel();
     ReassemblySettings SettingsFor(const Geometry& geometry, const Pace& pace) const;

@@ -93,7 +93,7 @@ public:
     Reassembly(const Reassembly&) = delete;
     Reassembly& operator=(const Reassembly&) = delete;
 
-    /** A new acquisition: its frame numbers begin anew. Buffers of frames that were under way or
+    /** A new acquisition: its frame numbers start again. Buffers of frames that were under way or
      *  not yet taken are free again. */
     void Restart(const ReassemblySettings& settings);
     /** The buffer may be filled. */

@@ -57,7 +57,7 @@ StreamOptions::StreamOptions(Device& device, bool ownReceiver)
     tickFrequency_ = device_.TickFrequency(error.Out());
     needed("tick frequency", error);
     if (!error && (tickFrequency_ == 0 || tickFrequency_ > kHighestFrequency)) {
-        log.Add(2, fmt::format("network camera {} tells a tick frequency of {} Hz: its time stamps "
+        log.Add(2, fmt::format("network camera {} has a tick frequency of {} Hz: its time stamps "
                                "can't be relied on",
                                device_.Serial(), tickFrequency_));
     }
@@ -72,7 +72,7 @@ StreamOptions::StreamOptions(Device& device, bool ownReceiver)
     guint32 delayTicks = 0;
     arv_device_read_register(device.Handle(), kStreamPacketDelay, &delayTicks, error.Out());
     if (error) { // a camera may be without it, and then delays nothing
-        log.Add(3, fmt::format("network camera {} tells no packet delay: {}", device_.Serial(),
+        log.Add(3, fmt::format("network camera {} gives no packet delay: {}", device_.Serial(),
                                error.Text()));
         delayTicks = 0;
     }

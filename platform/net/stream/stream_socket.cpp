@@ -75,7 +75,7 @@ bool BeginsFrame(std::span<const std::uint8_t> datagram, const StreamSource& sou
            (leader.width == source.width && leader.height == source.height);
 }
 
-/** What the system tells about a message besides its bytes. */
+/** What the system says about a message besides its bytes. */
 void ReadControl(msghdr& header, Datagrams* datagrams)
 {
     for (cmsghdr* entry = CMSG_FIRSTHDR(&header); entry != nullptr;
@@ -190,7 +190,7 @@ void StreamSocket::Expect(const StreamSource& source)
     }
     source_ = source;
     const bool known = source.port != 0;
-    for (std::size_t i = 0; i < kBatch; ++i) { // the system tells only what is asked for
+    for (std::size_t i = 0; i < kBatch; ++i) { // the system fills only what is asked for
         messages_[i].msg_hdr.msg_name = known ? nullptr : &froms_[i];
     }
     Connect();

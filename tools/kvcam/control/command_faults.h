@@ -1,5 +1,5 @@
 /** Faults of the control channel: commands that are lost, slow or refused, answers that are late, a
- *  camera that falls silent or starts anew. docs/kvcam.md has their settings. */
+ *  camera that falls silent or restarts. docs/kvcam.md has their settings. */
 #pragma once
 
 #include "tools/kvcam/control/gvcp.h"

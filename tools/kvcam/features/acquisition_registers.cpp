@@ -1,6 +1,6 @@
 #include "tools/kvcam/features/acquisition_registers.h"
 
-#include "tools/kvcam/features/big_endian.h"
+#include "tools/kvcam/big_endian.h"
 
 namespace kvcam
 {

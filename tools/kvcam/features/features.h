@@ -1,5 +1,5 @@
 /** The features of a simulated camera as a client on the network meets them: a description in the
- *  form of GenICam, generated from the camera's own table, and the registers that it tells of.
+ *  form of GenICam, generated from the camera's own table, and the registers that it names.
  *
  *  Reads and writes of a value go through the camera's nodes, so that its rules, its faults and its
  *  counts are those of an access in process. What the camera says about a feature besides its value

@@ -2,7 +2,7 @@
 
 #include "genapi/access_hook.h"
 #include "genapi/raw_value.h"
-#include "tools/kvcam/features/big_endian.h"
+#include "tools/kvcam/big_endian.h"
 
 #include <algorithm>
 #include <bit>
@@ -48,7 +48,7 @@ private:
     const std::vector<CellStep>& steps_;
 };
 
-/** What a client is told of an access that raised something. */
+/** The status of an access that raised something. */
 template <class Access> Status Tell(sim::CameraModel& camera, Status denied, const Access& access)
 {
     const genapi::AccessScope scope(camera);

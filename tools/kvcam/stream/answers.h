@@ -33,7 +33,7 @@ public:
     Answers(const Answers&) = delete;
     Answers& operator=(const Answers&) = delete;
 
-    /** A new acquisition, whose numbers begin anew. */
+    /** A new acquisition, whose numbers start again. */
     void Forget();
     /** Call it before the frame is sent. */
     void Remember(std::shared_ptr<SentFrame> frame);

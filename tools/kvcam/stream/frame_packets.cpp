@@ -1,7 +1,7 @@
 #include "tools/kvcam/stream/frame_packets.h"
 
-#include "tools/kvcam/stream/big_endian.h"
 #include "tools/kvcam/stream/chunk_ids.h"
+#include "tools/kvcam/stream/wire_numbers.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 #include "tools/kvcam/stream/packet_fault.h"
 
 #include "tools/kvcam/control/memory.h"
-#include "tools/kvcam/stream/big_endian.h"
+#include "tools/kvcam/stream/wire_numbers.h"
 
 #include <algorithm>
 #include <iterator>

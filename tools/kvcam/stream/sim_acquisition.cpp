@@ -187,7 +187,7 @@ void SimAcquisition::Run()
 /** Its pixels stay in the stream's buffer. */
 std::shared_ptr<SentFrame> SimAcquisition::Take(const _tag_GEVBUF_ENTRY& entry)
 {
-    // Stands for the chunks of an incomplete frame, which are never sent.
+    // In place of the chunks of an incomplete frame, which are never sent.
     static constexpr std::array<std::uint8_t, kMostChunkBytes> kMissingChunks{};
     const StreamTarget target = channel_.socket.Target();
     FrameContent content;

@@ -1,6 +1,8 @@
 /** Numbers as they are on the wire: the highest byte first. */
 #pragma once
 
+#include "tools/kvcam/big_endian.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -11,10 +13,7 @@ namespace kvcam
 /** Writes the low `Bytes` bytes of the number. Returns the place behind them. */
 template <std::size_t Bytes> std::uint8_t* PutNumber(std::uint8_t* to, std::uint64_t number)
 {
-    constexpr unsigned kByteBits = 8;
-    for (std::size_t i = Bytes; i-- > 0; number >>= kByteBits) {
-        to[i] = static_cast<std::uint8_t>(number);
-    }
+    PutBigEndian(number, {to, Bytes});
     return to + Bytes;
 }
 

@@ -7,29 +7,42 @@
  *  frameBytes bytes of a frame, lines without padding, in the codec that the header names.
  *
  *  ## Following the frames
- *  The camera's transfer fills the buffers in place, one after the other, in the order in which
- *  they were given back to it. It does so without asking, so the host can't reserve a buffer for a
- *  consumer, and it learns of a new frame only when the frame is complete. Consumers go by the
- *  `word` of a buffer, which holds a rising sequence number and a state:
+ *  The camera's transfer fills the buffers in place. Consumers go by the `word` of a buffer, which
+ *  holds a rising sequence number and a state:
  *
  *  - kFrameHeld: the grab loop is working on the frame. Nobody writes to the buffer.
- *  - kFrameReleased: the camera owns the buffer again, but it is not its turn yet.
- *  - kFrameFilling: its turn may have come, or it never held a frame. Don't read the pixels.
- *
- *  A buffer's turn comes after all the others, so of N buffers the newest N - 1 frames are still
- *  whole while the next one arrives. The host marks a buffer as filling `spareFrames` frames before
- *  that, and counts a missed frame like one that took a buffer.
+ *  - kFrameReleased: the camera's transfer owns the buffer again, but has not begun to fill it.
+ *  - kFrameFilling: it is being filled, or never held a frame. Don't read the pixels.
  *
  *  To read a frame, load `word` (acquire), go on only if its state is not kFrameFilling, and copy
  *  the values and pixels. Then check with FrameStillWhole() that the word still has the same
  *  sequence number and is not filling. If it fails, discard the copy: the frame was overwritten.
  *
- *  What this guarantees: if the word was kFrameHeld at the end, the copy is whole. If it was
- *  kFrameReleased, the copy is whole as long as no more than `spareFrames` complete frames wait
- *  unfetched in the transfer, which the host can't see. When the host stalls for longer than that,
- *  a valid word may belong to torn pixels until the host runs again. Consumers that need certainty
- *  use exported files. More buffers leave more margin, since `spareFrames` is a quarter of them,
- *  and at least one. N buffers leave N - 1 - spareFrames frames to read, so have four or more.
+ *  `exact` says what this guarantees. 1: the transfer asks the host before it fills a buffer, and
+ * the host marks the buffer first, so a copy that passes the check is whole. 0: the transfer does
+ * not ask. The host then marks a buffer `spareFrames` frames before its turn, and a copy that
+ * passes is whole as long as no more than `spareFrames` complete frames wait unfetched in the
+ * transfer, which the host can't see. N buffers then leave N - 1 - spareFrames frames to read.
+ *
+ *  ## Waiting, and holding a frame
+ *  A second object, named like the first with ".consumers" behind it, is for consumers to write to:
+ *  the ConsumerBoard. The host trusts nothing that is in it.
+ *
+ *  To wait for a frame, load `wake` of the header, look for a new frame, set `waiting` of the board
+ *  to 1 (sequentially consistent), look again, and call FUTEX_WAIT (shared, not private) on `wake`
+ *  with the value loaded. After publishing a frame, and at its end, the host adds 1 to `wake`,
+ * takes `waiting` by an exchange with 0, and calls FUTEX_WAKE for all if it was set. So a host that
+ * nobody waits for makes no system call, and a waiting consumer that dies costs it one. Wait for at
+ * most a second at a time: a host that is killed wakes nobody.
+ *
+ *  To hold a frame, take one of the board's leases: a write lock (F_OFD_SETLK) on byte i of the
+ * board for lease i, which ends with the process. Set bit i of `inUse`, store the frame's sequence
+ * number into the lease (sequentially consistent), then load the buffer's word: if it still has
+ * that sequence number and is not filling, the frame is held, otherwise clear the lease. Before the
+ * host lets a buffer be filled, it marks it as filling (sequentially consistent) and then looks for
+ * a lease with its sequence number. If there is one, it restores the word and another buffer is
+ *  filled. If there are too few others, or nobody locks the lease, it takes the buffer: the word
+ * stays marked, as the consumer sees.
  *
  *  ## A resize
  *  `generation` is odd while the layout changes, and rises by two with each change of layout, size
@@ -51,8 +64,11 @@ namespace KvFrames
 {
 
 constexpr std::uint64_t kFrameMemoryMagic = 0x314D454D4652564BULL; ///< "KVRFMEM1" in memory
-constexpr std::uint32_t kFrameMemoryVersion = 2;
+constexpr std::uint32_t kFrameMemoryVersion = 3;
 constexpr const char* kFrameMemoryDefaultName = "/kvgrab";
+constexpr const char* kConsumerBoardSuffix = ".consumers";           ///< behind the object's name
+constexpr std::uint64_t kConsumerBoardMagic = 0x3144524F4252564BULL; ///< "KVRBORD1" in memory
+constexpr std::uint32_t kLeases = 64;           ///< frames that can be held at the same time
 constexpr std::uint32_t kNoBuffer = 0xFFFFFFFF; ///< newest index while there is no frame
 constexpr std::uint32_t kMemoryInstances = 2;   ///< 0: frames as received, 1: converted ones
 
@@ -137,8 +153,22 @@ struct alignas(64) FrameMemoryHeader {
     Word32 latencyUs;
     Word32 announcedExposureUs;
 
+    Word32 wake;  ///< rises with each frame, each change of layout, and at the host's end
+    Word32 exact; ///< 1: buffers are marked before they are filled
+
     MemoryInstanceInfo instances[kMemoryInstances];
 };
+
+/** What consumers write to, in an object of its own. */
+struct alignas(64) ConsumerBoard {
+    Word64 magic; ///< written last
+    Word32 version;
+    Word32 waiting; ///< 1: somebody waits on the header's `wake`
+    Word64 inUse;   ///< bit i: lease i may be set
+    std::uint64_t reserved[5];
+    Word64 leases[kLeases]; ///< sequence number of the frame that is held; 0: none
+};
+static_assert(sizeof(ConsumerBoard) == 64 + 8 * kLeases);
 
 /** Call it after copying a frame: true when the copy, begun when the word was `wordBefore`, is of
  *  one whole frame. */

@@ -20,7 +20,8 @@ inline const std::string& OwnName()
 class Host
 {
 public:
-    explicit Host(const std::string& name = OwnName()) : usable_(memory_.Open(name)) { Layout(10); }
+    /** `asks`: its transfer asks before it fills a buffer, so consumers can hold frames. */
+    explicit Host(bool asks = false) : asks_(asks), usable_(memory_.Open(OwnName())) { Layout(10); }
 
     bool Usable() const { return usable_; }
     kvgrab::FrameMemory& Memory() { return memory_; }
@@ -35,8 +36,10 @@ public:
         for (int i = 0; i < frames; ++i) {
             memory_.CountRound();
             const std::uint64_t sequence = memory_.TriggeredFrames() + 1;
-            void* const image =
-                memory_.BufPtr(static_cast<std::uint32_t>(sequence % memory_.BufferCount()));
+            void* image = NextBuffer();
+            while (asks_ && !memory_.MayFill(image, false)) {
+                image = NextBuffer();
+            }
             std::memset(image, static_cast<int>(sequence % 256), memory_.ActFsize());
             memory_.Trigger(0, 1'000'000 + sequence, image, 0,
                             {sequence * 10, static_cast<std::uint32_t>(sequence), 1.5F, 250.0F,
@@ -53,8 +56,12 @@ public:
     }
 
 private:
+    void* NextBuffer() { return memory_.BufPtr(++turn_ % memory_.BufferCount()); }
+
     kvgrab::FrameMemory memory_;
+    bool asks_;
     bool usable_;
+    std::uint32_t turn_ = 0;
 };
 
 class Source

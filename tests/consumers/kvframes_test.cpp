@@ -261,4 +261,90 @@ TEST(Kvframes, ThreadsThatShareASourceShareItsFrames)
     EXPECT_EQ(counted, kFrames);
 }
 
+TEST(Kvframes, AHeldFrameStaysUntilItIsReleasedOrTheHostNeedsItsBuffer)
+{
+    const Source first;
+    const Source second;
+    kvf_frame frame;
+    kvf_frame other;
+    kvf_state state;
+    Host host(true);
+    host.Publish();
+    ASSERT_EQ(first.Wait(&frame), KVF_OK);
+    ASSERT_EQ(kvf_hold(first, &frame), KVF_OK) << kvf_error();
+    EXPECT_EQ(kvf_get_state(first, &state), KVF_OK);
+    EXPECT_EQ(state.can_hold, 1U);
+    host.Publish(20);
+    EXPECT_EQ(kvf_is_valid(first, &frame), 1);
+    EXPECT_EQ(kvf_hold(second, &frame), KVF_OVERWRITTEN) << "it has seen no frame";
+    ASSERT_EQ(first.Wait(&other, KVF_NEWEST), KVF_OK);
+    ASSERT_EQ(kvf_hold(first, &other), KVF_OK);
+    host.Publish(20);
+    EXPECT_EQ(kvf_is_valid(first, &frame), 0) << "the second hold released the first";
+    EXPECT_EQ(kvf_is_valid(first, &other), 1);
+    EXPECT_EQ(kvf_hold(first, &frame), KVF_OVERWRITTEN);
+    host.Publish(20);
+    EXPECT_EQ(kvf_is_valid(first, &other), 0) << "held no more";
+    EXPECT_EQ(kvf_release(first), KVF_OK) << "nothing to release";
+
+    host.Layout(10, 4); // leave one to hold
+    host.Publish();
+    ASSERT_EQ(first.Wait(&frame), KVF_OK);
+    ASSERT_EQ(kvf_hold(first, &frame), KVF_OK);
+    host.Publish();
+    ASSERT_EQ(second.Wait(&other), KVF_OK);
+    ASSERT_EQ(kvf_hold(second, &other), KVF_OK);
+    host.Publish(20);
+    EXPECT_EQ(kvf_is_valid(first, &frame), 0);
+    EXPECT_EQ(kvf_release(first), KVF_OVERWRITTEN) << "the oldest was taken back";
+    EXPECT_EQ(kvf_release(second), KVF_OK);
+    EXPECT_EQ(host.Memory().TakenBack(), 1U);
+
+    host.Publish();
+    std::vector<std::unique_ptr<Source>> many(KvFrames::kLeases + 1);
+    for (auto& source : many) {
+        source = std::make_unique<Source>();
+        ASSERT_EQ(source->Wait(&frame), KVF_OK);
+        EXPECT_EQ(kvf_hold(*source, &frame), &source == &many.back() ? KVF_BUSY : KVF_OK);
+    }
+    many.front().reset();
+    EXPECT_EQ(kvf_hold(*many.back(), &frame), KVF_OK) << "a closed source holds nothing";
+}
+
+TEST(Kvframes, HeldFramesStayWholeWhileTheHostPublishes)
+{
+    Host host(true);
+    host.Publish();
+    std::atomic<bool> ending = false;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([&ending] {
+            const Source source;
+            kvf_frame frame;
+            for (int held = 0; held < 300 && !ending;) {
+                if (source.Wait(&frame, KVF_NEWEST, 10) != KVF_OK ||
+                    kvf_hold(source, &frame) != KVF_OK) {
+                    continue;
+                }
+                ++held;
+                const auto* const pixels = static_cast<const std::uint8_t*>(frame.pixels);
+                for (int look = 0; look < 20; ++look) {
+                    EXPECT_EQ(std::count(pixels, pixels + 100, frame.sequence % 256), 100);
+                    std::this_thread::yield();
+                }
+                EXPECT_EQ(kvf_is_valid(source, &frame), 1);
+                EXPECT_EQ(kvf_release(source), KVF_OK) << kvf_error();
+            }
+            ending = true;
+        });
+    }
+    while (!ending) {
+        host.Publish();
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(host.Memory().TakenBack(), 0U) << "five of eight buffers may be held";
+}
+
 } // namespace

@@ -52,6 +52,10 @@ class HostTest(unittest.TestCase):
         """Starts a host with small frames; `fps` 0 leaves the rate open."""
         self.configure("%s\n[region]\nwidth = %d\nheight = %d\n" % (config, *size) +
                        ("[timing]\nfps = %d\n" % fps if fps else ""))
+        return self.run_host(*options)
+
+    def run_host(self, *options):
+        """Starts a host as configured."""
         log = open(os.path.join(self.folder, "log"), "a")
         self.addCleanup(log.close)
         host = subprocess.Popen(

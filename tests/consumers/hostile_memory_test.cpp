@@ -77,6 +77,8 @@ const Row kRows[] = {
     {"strides that overflow",
      [](const Writer& w) { w.Header().stride = (std::uint64_t{1} << 61) + 4096; }, KVF_INCOMPATIBLE,
      KVF_INCOMPATIBLE},
+    {"pictures larger than the buffers", [](const Writer& w) { w.Header().frameBytes = 5000; },
+     KVF_INCOMPATIBLE, KVF_INCOMPATIBLE},
     {"no stride", [](const Writer& w) { w.Header().stride = 0; }, KVF_INCOMPATIBLE,
      KVF_INCOMPATIBLE},
     {"frames larger than their buffers",

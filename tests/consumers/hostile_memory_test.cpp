@@ -138,6 +138,18 @@ TEST(HostileMemory, NeverLeadsOutOfTheMapping)
     }
 }
 
+TEST(HostileMemory, AFrameCountsFromWhenTheHeaderNamesIt)
+{
+    Host host;
+    host.Publish(2);
+    const Source source;
+    kvf_frame frame;
+    Writer().Header().newestSequence = 1; // the host is about to publish the second
+    EXPECT_EQ(source.Wait(&frame), KVF_OK);
+    EXPECT_EQ(frame.sequence, 1U);
+    EXPECT_EQ(source.Wait(&frame), KVF_TIMEOUT);
+}
+
 TEST(HostileMemory, FramesThatWereNeverReturnedAreRefused)
 {
     Host host;

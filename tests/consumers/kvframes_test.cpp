@@ -203,14 +203,24 @@ TEST(Kvframes, APublishedFrameWakesAllWhoWait)
 
 TEST(Kvframes, WithoutABoardAWaitLooksNowAndThen)
 {
-    Host host;
-    shm_unlink((OwnName() + KvFrames::kConsumerBoardSuffix).c_str());
-    const Source source;
-    kvf_frame frame;
-    std::thread waits([&] { EXPECT_EQ(source.Wait(&frame, KVF_NEXT, kLongMs), KVF_OK); });
-    host.Publish();
-    waits.join();
-    EXPECT_EQ(kvf_hold(source, &frame), KVF_DENIED);
+    for (const bool cut : {false, true}) {
+        Host host(true);
+        host.Publish();
+        const Source source;
+        kvf_frame frame;
+        ASSERT_EQ(source.Wait(&frame), KVF_OK);
+        ASSERT_EQ(kvf_hold(source, &frame), KVF_OK);
+        if (cut) {
+            EXPECT_TRUE(Board(OwnName()).Cut());
+        } else {
+            shm_unlink((OwnName() + KvFrames::kConsumerBoardSuffix).c_str());
+        }
+        std::thread waits([&] { EXPECT_EQ(source.Wait(&frame, KVF_NEXT, kLongMs), KVF_OK); });
+        host.Publish();
+        waits.join();
+        EXPECT_EQ(kvf_release(source), KVF_OK);
+        EXPECT_EQ(kvf_hold(source, &frame), KVF_DENIED);
+    }
 }
 
 TEST(Kvframes, AnInterruptionEndsAllWaitsOrElseTheNextOne)

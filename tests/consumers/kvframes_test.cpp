@@ -123,12 +123,19 @@ TEST(Kvframes, AFrameIsValidUntilItsBufferIsTakenAndItsAddressUntilItIsUnpinned)
     EXPECT_EQ(other.sequence * 10'000'000 + other.bytes, 101'000'000U);
     EXPECT_NE(other.generation, frame.generation);
     EXPECT_EQ(kvf_is_valid(*source, &other), 1);
+    host->Layout(2000, 4);
+    kvf_state state;
+    EXPECT_EQ(kvf_get_state(*source, &state), KVF_OK);
+    EXPECT_EQ(state.width, 2000U);
+    EXPECT_EQ(static_cast<const std::uint8_t*>(other.pixels)[999'999], 10) << "until the next wait";
+    host->Publish();
+    ASSERT_EQ(source->Wait(&other), KVF_OK);
     ASSERT_EQ(kvf_pin(*source, &other), KVF_OK);
     host.reset();
     EXPECT_EQ(source->Wait(&frame), KVF_NO_HOST);
     EXPECT_EQ(kvf_is_valid(*source, &other), 1) << "nobody writes to it any more";
     source.reset();
-    EXPECT_EQ(static_cast<const std::uint8_t*>(other.pixels)[999'999], 10);
+    EXPECT_EQ(static_cast<const std::uint8_t*>(other.pixels)[3'999'999], 11);
     kvf_unpin(&other);
     kvf_unpin(&frame);
 }
@@ -196,14 +203,24 @@ TEST(Kvframes, APublishedFrameWakesAllWhoWait)
 
 TEST(Kvframes, WithoutABoardAWaitLooksNowAndThen)
 {
-    Host host;
-    shm_unlink((OwnName() + KvFrames::kConsumerBoardSuffix).c_str());
-    const Source source;
-    kvf_frame frame;
-    std::thread waits([&] { EXPECT_EQ(source.Wait(&frame, KVF_NEXT, kLongMs), KVF_OK); });
-    host.Publish();
-    waits.join();
-    EXPECT_EQ(kvf_hold(source, &frame), KVF_DENIED);
+    for (const bool cut : {false, true}) {
+        Host host(true);
+        host.Publish();
+        const Source source;
+        kvf_frame frame;
+        ASSERT_EQ(source.Wait(&frame), KVF_OK);
+        ASSERT_EQ(kvf_hold(source, &frame), KVF_OK);
+        if (cut) {
+            EXPECT_TRUE(Board(OwnName()).Cut());
+        } else {
+            shm_unlink((OwnName() + KvFrames::kConsumerBoardSuffix).c_str());
+        }
+        std::thread waits([&] { EXPECT_EQ(source.Wait(&frame, KVF_NEXT, kLongMs), KVF_OK); });
+        host.Publish();
+        waits.join();
+        EXPECT_EQ(kvf_release(source), KVF_OK);
+        EXPECT_EQ(kvf_hold(source, &frame), KVF_DENIED);
+    }
 }
 
 TEST(Kvframes, AnInterruptionEndsAllWaitsOrElseTheNextOne)

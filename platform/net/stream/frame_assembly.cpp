@@ -369,7 +369,7 @@ void FrameAssembly::Finish(FrameFault fault)
     if (trailer_.lines != 0 && trailer_.lines < frame_.height) {
         frame_.height = trailer_.lines;
     }
-    if (!confirmed_ && !DeservesConfirmation()) {
+    if (IsUnseen() || (!confirmed_ && !DeservesConfirmation())) {
         return;
     }
     if (fault == FrameFault::TooLarge || fault == FrameFault::UnknownPayload) {

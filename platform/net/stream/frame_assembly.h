@@ -74,6 +74,11 @@ public:
     void Tick(Ns now);
     Ns Due() const;
     bool IsFinished() const { return finished_; }
+    /** No packet of it came, not even on request: it counts as if it had never begun. */
+    bool IsUnseen() const
+    {
+        return frame_.packetsReceived == 0 && frame_.fault != FrameFault::UnknownPayload;
+    }
     /** Of a finished frame. */
     const ReceivedFrame& Result() const { return frame_; }
 

@@ -45,7 +45,7 @@ void FrameAssembly::Begin(std::uint64_t number, bool extendedIds, Ns now)
     horizon_ = highest_ = fullPackets_ = 0;
     trailerId_ = shortId_ = oddId_ = oddPackets_ = requested_ = 0;
     nextBegan_ = kNever;
-    tailClosed_ = doomed_ = refused_ = lastWasWrong_ = confirmed_ = finished_ = false;
+    tailClosed_ = doomed_ = refused_ = lastWasWrong_ = confirmed_ = skipped_ = finished_ = false;
     SetStep(stream_->step.Bytes(extendedIds));
 }
 

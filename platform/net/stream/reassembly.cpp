@@ -244,7 +244,7 @@ void Reassembly::State::RequestSkipped(const FrameOrder::Place& place, Ns now)
         });
         if (!underWay) {
             FrameAssembly* const frame = UseBuffer(number, order.Extended(), now);
-            frame->Confirm();
+            frame->ConfirmSkipped();
             Insert(frame, {i, false, false, false}, now);
         }
     }

@@ -35,21 +35,26 @@ void SetCodec(std::span<char> field, std::string_view codec)
     std::memcpy(field.data(), codec.data(), length);
 }
 
-/** Keeps the generation odd for its lifetime. */
+/** Keeps the generation odd for its lifetime, and wakes consumers at its end. */
 class LayoutChange
 {
 public:
-    explicit LayoutChange(FrameMemoryHeader* header)
-        : header_(header), before_(header->generation.load(kRelaxed))
+    explicit LayoutChange(FrameObject& object)
+        : object_(object), header_(object.Header()), before_(header_->generation.load(kRelaxed))
     {
         header_->generation.store(before_ + 1, kRelaxed);
         std::atomic_thread_fence(kRelease);
     }
-    ~LayoutChange() { header_->generation.store(before_ + 2, kRelease); }
+    ~LayoutChange()
+    {
+        header_->generation.store(before_ + 2, kRelease);
+        object_.WakeConsumers();
+    }
     LayoutChange(const LayoutChange&) = delete;
     LayoutChange& operator=(const LayoutChange&) = delete;
 
 private:
+    FrameObject& object_;
     FrameMemoryHeader* header_;
     std::uint64_t before_;
 };
@@ -66,6 +71,7 @@ bool FrameMemory::Open(const std::string& name)
 {
     Close();
     sequence_ = 0;
+    takenBack_ = 0;
     return object_.Open(name) || Fail(object_.Error());
 }
 
@@ -122,7 +128,7 @@ void FrameMemory::WriteLayout(std::uint32_t bufferBytes, std::uint32_t bufferCou
     if (bufferCount == bufferCount_ && bufferBytes == Header()->bufferBytes.load(kRelaxed)) {
         return;
     }
-    const LayoutChange change(Header());
+    const LayoutChange change(object_);
     bufferCount_ = bufferCount;
     stride_ = WholePages(bufferBytes);
     pixelOffset_ = PixelOffset(bufferCount);
@@ -151,6 +157,7 @@ void FrameMemory::ForgetFrames()
         word.store(PackFrameWord(FrameSequence(word.load(kRelaxed)), kFrameFilling), kRelaxed);
     }
     std::atomic_thread_fence(kRelease);
+    Header()->exact.store(0, kRelaxed); // until this session's transfer asks
     Header()->newestIndex.store(kNoBuffer, kRelaxed);
     for (MemoryInstanceInfo& instance : Header()->instances) {
         instance.newestIndex.store(kNoBuffer, kRelaxed);
@@ -204,7 +211,7 @@ void FrameMemory::InstanceSetActFsize(std::uint32_t instance, std::uint32_t byte
     if (instance != 0 || Header()->frameBytes.load(kRelaxed) == fitting) {
         return;
     }
-    const LayoutChange change(Header());
+    const LayoutChange change(object_);
     Header()->frameBytes.store(fitting, kRelaxed);
 }
 
@@ -213,7 +220,7 @@ void FrameMemory::InstanceSetCodec(std::uint32_t instance, std::string_view code
     if (Header() == nullptr || instance >= kMemoryInstances) {
         return;
     }
-    const LayoutChange change(Header());
+    const LayoutChange change(object_);
     SetCodec(Header()->instances[instance].codec, codec);
 }
 
@@ -227,32 +234,11 @@ void FrameMemory::Describe(std::uint32_t width, std::uint32_t height, std::uint3
         Header()->format.load(kRelaxed) == format && codec == Header()->codec) {
         return;
     }
-    const LayoutChange change(Header());
+    const LayoutChange change(object_);
     Header()->width.store(width, kRelaxed);
     Header()->height.store(height, kRelaxed);
     Header()->format.store(format, kRelaxed);
     SetCodec(Header()->codec, codec);
-}
-
-void FrameMemory::CountRound()
-{
-    Release();
-    ++round_;
-    MarkTurns();
-}
-
-/** With N buffers, round r and k spare frames: the camera fills the buffer of round r + 1 - N now,
- *  and those up to r + 1 - N + k are marked. Nothing is held when this runs. */
-void FrameMemory::MarkTurns()
-{
-    for (std::uint32_t i = 0; i < bufferCount_; ++i) {
-        Word64& word = Infos()[i].word;
-        const std::uint64_t now = word.load(kRelaxed);
-        if (StateOfFrame(now) == kFrameReleased &&
-            takenRound_[i] + bufferCount_ <= round_ + 1 + spareFrames_) {
-            word.store(PackFrameWord(FrameSequence(now), kFrameFilling), kRelease);
-        }
-    }
 }
 
 int FrameMemory::Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image,
@@ -282,17 +268,10 @@ int FrameMemory::Trigger(std::uint32_t instance, std::uint64_t timeUs, const voi
     target.newestIndex.store(index, kRelaxed);
     target.newestTimeUs.store(timeUs, kRelaxed);
     target.triggers.fetch_add(1, kRelease);
-    return kTriggerAccepted;
-}
-
-void FrameMemory::Release()
-{
-    if (heldIndex_ == kNoBuffer) {
-        return;
+    if (instance == 0) { // the last step for a frame, after its conversion
+        object_.WakeConsumers();
     }
-    Infos()[std::exchange(heldIndex_, kNoBuffer)].word.store(
-        PackFrameWord(sequence_, kFrameReleased), kRelease);
-    MarkTurns();
+    return kTriggerAccepted;
 }
 
 void FrameMemory::Announce(std::uint64_t nextTimeUs, std::uint32_t latencyUs,
@@ -347,6 +326,17 @@ std::uint64_t FrameMemory::Generation() const
 std::uint64_t FrameMemory::TriggeredFrames() const
 {
     return sequence_;
+}
+
+std::uint64_t FrameMemory::TakenBack() const
+{
+    return takenBack_;
+}
+
+bool FrameMemory::BoardIsWhole() const
+{
+    const ConsumerBoard* const board = object_.Consumers().Board();
+    return board == nullptr || board->magic.load(kRelaxed) == kConsumerBoardMagic;
 }
 
 FrameBufferInfo* FrameMemory::Infos() const

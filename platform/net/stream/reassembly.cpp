@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace net
 {
@@ -43,6 +44,7 @@ struct Reassembly::State {
     void Restart(const ReassemblySettings& settings);
     void SetPacketsOfFrame(bool extendedIds);
     void AddBuffer(std::uint32_t buffer);
+    std::uint32_t ChooseFree();
     void Take(std::span<const std::uint8_t> datagram, Ns now);
     void Tick(Ns now);
     Ns Due() const;
@@ -66,7 +68,8 @@ struct Reassembly::State {
     StreamState stream;
     std::vector<FrameAssembly> frames; ///< one for each buffer
     std::vector<BufferPlace> places;
-    std::vector<std::uint32_t> free;
+    MayFill mayFill;
+    FixedQueue<std::uint32_t> free;
     Window window;                   ///< frames under way, in order
     FrameAssembly* newest = nullptr; ///< the frame of the newest packet, if it is under way
     FixedQueue<std::uint32_t> ready;
@@ -86,12 +89,12 @@ void Reassembly::State::Restart(const ReassemblySettings& settings)
     SetPacketsOfFrame(false);
     window.clear();
     newest = nullptr;
-    free.clear();
+    free.Clear();
     for (std::uint32_t i = 0; i < frames.size(); ++i) {
         frames[i].Reserve();
         if (places[i] != BufferPlace::Caller) {
             places[i] = BufferPlace::Free;
-            free.push_back(i);
+            free.Push(i);
         }
     }
     ready.Clear();
@@ -112,8 +115,24 @@ void Reassembly::State::AddBuffer(std::uint32_t buffer)
 {
     if (buffer < places.size() && places[buffer] == BufferPlace::Caller) {
         places[buffer] = BufferPlace::Free;
-        free.push_back(buffer);
+        free.Push(buffer);
     }
+}
+
+/** One is free. */
+std::uint32_t Reassembly::State::ChooseFree()
+{
+    std::uint32_t buffer = 0;
+    for (std::size_t i = free.Size(); i > 0; --i) {
+        free.Pop(&buffer);
+        if (mayFill(buffer, false)) {
+            return buffer;
+        }
+        free.Push(buffer);
+    }
+    free.Pop(&buffer);
+    mayFill(buffer, true);
+    return buffer;
 }
 
 void Reassembly::State::Take(std::span<const std::uint8_t> datagram, Ns now)
@@ -164,10 +183,10 @@ FrameAssembly* Reassembly::State::Begin(const GvspPacket& packet, Ns now)
     if (!MayBegin(place, packet)) {
         return nullptr;
     }
-    if (free.empty()) {
+    if (free.Empty()) {
         DropUnconfirmed(0);
     }
-    if (free.empty()) {
+    if (free.Empty()) {
         BeginIgnored(place, packet, now);
         return nullptr;
     }
@@ -188,8 +207,7 @@ FrameAssembly* Reassembly::State::Begin(const GvspPacket& packet, Ns now)
 /** There is a free one. */
 FrameAssembly* Reassembly::State::UseBuffer(std::uint64_t number, bool extended, Ns now)
 {
-    const std::uint32_t buffer = free.back();
-    free.pop_back();
+    const std::uint32_t buffer = ChooseFree();
     places[buffer] = BufferPlace::Frame;
     frames[buffer].Begin(number, extended, now);
     return &frames[buffer];
@@ -236,7 +254,7 @@ void Reassembly::State::RequestSkipped(const FrameOrder::Place& place, Ns now)
         return;
     }
     const std::uint64_t skipped = place.sequence - order.Newest() - 1;
-    const std::uint64_t most = std::min<std::uint64_t>(kMostSkipped, free.size() / 2);
+    const std::uint64_t most = std::min<std::uint64_t>(kMostSkipped, free.Size() / 2);
     for (std::uint64_t i = place.sequence - std::min(skipped, most); i < place.sequence; ++i) {
         const std::uint64_t number = order.NumberAt(i);
         const bool underWay = std::any_of(window.begin(), window.end(), [&](const auto* frame) {
@@ -294,7 +312,7 @@ Reassembly::State::Window::iterator Reassembly::State::Drop(Window::iterator at)
     const std::uint32_t buffer = (*at)->Result().buffer;
     newest = newest == *at ? nullptr : newest;
     places[buffer] = BufferPlace::Free;
-    free.push_back(buffer);
+    free.Push(buffer);
     stream.counts.malformed += (*at)->Result().packetsReceived;
     return window.erase(at);
 }
@@ -334,7 +352,7 @@ void Reassembly::State::Deliver(Ns now)
         const std::uint32_t buffer = frame->Result().buffer;
         if (frame->IsUnseen()) {
             places[buffer] = BufferPlace::Free;
-            free.push_back(buffer);
+            free.Push(buffer);
         } else {
             Leave(frame->Sequence());
             places[buffer] = BufferPlace::Ready;
@@ -397,16 +415,18 @@ Ns Reassembly::State::Due() const
     return due;
 }
 
-Reassembly::Reassembly(const ReassemblySettings& settings, std::span<std::uint8_t* const> buffers)
+Reassembly::Reassembly(const ReassemblySettings& settings, std::span<std::uint8_t* const> buffers,
+                       MayFill mayFill)
     : state_(std::make_unique<State>())
 {
+    state_->mayFill = std::move(mayFill);
     state_->frames.reserve(buffers.size());
     for (std::uint8_t* const data : buffers) {
         const auto index = static_cast<std::uint32_t>(state_->frames.size());
         state_->frames.emplace_back(state_->stream, index, data);
     }
     state_->places.assign(buffers.size(), BufferPlace::Caller);
-    state_->free.reserve(buffers.size());
+    state_->free.Reserve(buffers.size());
     state_->window.reserve(buffers.size());
     state_->ready.Reserve(buffers.size());
     state_->Restart(settings);

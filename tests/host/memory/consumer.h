@@ -60,3 +60,49 @@ private:
     struct stat status_ = {};
     const std::byte* base_ = nullptr;
 };
+
+/** The board, as a consumer that may hold frames maps it. */
+class Board
+{
+public:
+    explicit Board(const std::string& name = OwnMemoryName())
+        : fd_(shm_open((name + KvFrames::kConsumerBoardSuffix).c_str(), O_RDWR, 0)),
+          board_(static_cast<KvFrames::ConsumerBoard*>(
+              mmap(nullptr, sizeof(KvFrames::ConsumerBoard), PROT_READ | PROT_WRITE, MAP_SHARED,
+                   fd_, 0)))
+    {
+    }
+    ~Board()
+    {
+        munmap(board_, sizeof(KvFrames::ConsumerBoard));
+        close(fd_);
+    }
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    KvFrames::ConsumerBoard& Get() const { return *board_; }
+    mode_t Mode() const
+    {
+        struct stat status = {};
+        fstat(fd_, &status);
+        return status.st_mode & 0777;
+    }
+    /** A lease on the frame with this number; nobody locks it unless it is `alive`. */
+    void Hold(std::uint32_t lease, std::uint64_t sequence, bool alive) const
+    {
+        struct flock lock = {};
+        lock.l_type = alive ? F_WRLCK : F_UNLCK;
+        lock.l_whence = SEEK_SET;
+        lock.l_start = lease;
+        lock.l_len = 1;
+        fcntl(fd_, F_OFD_SETLK, &lock);
+        board_->inUse |= std::uint64_t{1} << lease;
+        board_->leases[lease] = sequence;
+    }
+    /** Leaves nothing of it. */
+    bool Cut() const { return ftruncate(fd_, 0) == 0; }
+
+private:
+    int fd_;
+    KvFrames::ConsumerBoard* board_;
+};

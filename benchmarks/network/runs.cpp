@@ -63,15 +63,18 @@ Load PerFrame(const Load& load, double framesPerSecond)
             load.sender / framesPerSecond};
 }
 
-/** The time from the first to the last arrival in a trace that kvgrab wrote. */
+/** The time from the first to the last complete frame in a trace that kvgrab wrote. */
 double TraceUs(const std::string& path)
 {
     std::ifstream trace(path);
     double first = 0;
     double last = 0;
     for (std::string line; std::getline(trace, line);) {
-        last = std::strtod(line.c_str(), nullptr); // 0 if the line is not a frame
-        first = first == 0 ? last : first;
+        const double arrival = std::strtod(line.c_str(), nullptr); // 0 if the line is not a frame
+        if (arrival > 0 && line.find(",,") != std::string::npos) { // with no reason to drop it
+            last = arrival;
+            first = first == 0 ? last : first;
+        }
     }
     return last - first;
 }

@@ -414,6 +414,7 @@ void Grabbing::PrintSummary(std::int64_t runNs)
     if (const auto drift = host_->Drift(); drift && drift->IsSignificant()) {
         summary += DriftLine(*drift);
     }
+    summary += host_->droppedFrames.Summary();
     summary += features_->Summary();
     summary += host_->settingsNotTaken.Summary();
     Print(base::Printable(summary, "\n"), signals_.Terminating());

@@ -230,9 +230,10 @@ OwnTransfer::Place& OwnTransfer::Deliver(const ArrivedFrame& arrived, DeferredLo
     const bool complete =
         frame.fault == FrameFault::None && frame.hasLeader && frame.bytes >= geometry_.imageBytes;
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
-    counts_.Delivered(frame, complete, receiver_->Counts());
+    const GEV_FRAME_RECEPTION reception = counts_.Delivered(frame, complete, receiver_->Counts());
     Place& place = places_[frame.buffer];
     Describe(place, arrived, complete);
+    place.entry.reception = reception;
     ForgetFrameValues();
     if (complete) {
         ReadFrameValues(place.entry);

@@ -33,6 +33,8 @@ public:
     Stream(CameraModel& camera, std::shared_ptr<const LightImage> image);
 
     bool IsRunning() const { return sensor_.IsRunning(); }
+    /** No more frames come: all that were asked for have been delivered, or are lost. */
+    bool IsOver() const { return sensor_.IsOver() && onTheWay_.Empty() && waiting_.Empty(); }
     bool IsInitialized() const { return !slots_.empty(); }
     void Advance(std::int64_t nowNs);
 

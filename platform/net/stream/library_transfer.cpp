@@ -2,6 +2,7 @@
 
 #include "base/signals_blocked.h"
 #include "core/interruption.h"
+#include "net/stream/transfer_parts.h"
 
 #include <algorithm>
 #include <chrono>
@@ -77,13 +78,15 @@ int LibraryTransfer::Make(Device& device, FeatureMap& features, const TransferPl
     made->bufferBytes_ = plan.bufferBytes;
     g_object_set(made->stream_.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, nullptr);
     auto* const camera = ARV_GV_DEVICE(device.Handle());
-    const std::uint64_t packetSize = arv_gv_device_get_packet_size(camera, error.Out());
+    const std::uint64_t packetSize =
+        arv_gv_device_get_packet_size(camera, error.Out()) & kPacketSizeBits;
     if (!error) {
         made->tickFrequency_ = device.TickFrequency(error.Out());
     }
-    if (error) {
+    const std::string fault = error ? error.Text() : PacketSizeFault(packetSize);
+    if (!fault.empty()) {
         log.Add(2, fmt::format("network camera {} doesn't tell how it streams: {}", device.Serial(),
-                               error.Text()));
+                               fault));
         return kGevError;
     }
     made->counts_.Make(packetSize, plan.bufferBytes);

@@ -242,9 +242,10 @@ void FrameSource::ReportAbsence(const std::string& name)
 {
     if (!absent_) {
         absent_ = true;
+        // gst-launch-1.0 shows only the second text.
         GST_ELEMENT_INFO(element_, RESOURCE, NOT_FOUND,
                          ("No host offers frames as %s; waiting for one.", name.c_str()),
-                         (nullptr));
+                         ("No host offers frames as %s; waiting for one.", name.c_str()));
     }
 }
 
@@ -318,36 +319,37 @@ void FrameSource::Finish(const kvf_frame& frame, GstBuffer* buffer)
     skipped_ = 0;
     if (first || missed > 0) {
         GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DISCONT);
-    } else if (GST_CLOCK_TIME_IS_VALID(time) && GST_CLOCK_TIME_IS_VALID(lastTime_)) {
-        LearnPeriod(time - lastTime_);
+    }
+    GstClockTime distance = GST_CLOCK_TIME_NONE;
+    if (!first && GST_CLOCK_TIME_IS_VALID(time) && GST_CLOCK_TIME_IS_VALID(lastTime_)) {
+        distance = (time - lastTime_) / (missed + 1);
+        if (offset_ > 1) { // The first frame's time may have been put off until the start.
+            LearnPeriod(distance);
+        }
     }
     {
         const std::lock_guard lock(mutex_);
         ++counts_.delivered;
         counts_.missed += missed;
     }
-    if (missed > 0) {
-        ReportMissed(missed, time);
+    if (missed > 0 && GST_CLOCK_TIME_IS_VALID(distance)) {
+        ReportMissed(lastTime_ + distance, time);
     }
     offset_ += missed;
     GST_BUFFER_OFFSET(buffer) = offset_;
     GST_BUFFER_OFFSET_END(buffer) = ++offset_;
     GST_BUFFER_PTS(buffer) = time;
-    GST_BUFFER_DURATION(buffer) = duration_;
+    GST_BUFFER_DURATION(buffer) = GST_CLOCK_TIME_IS_VALID(duration_) ? duration_ : distance;
     lastTime_ = time;
     AddFrameMeta(buffer, frame);
 }
 
-void FrameSource::ReportMissed(guint64 missed, GstClockTime time)
+void FrameSource::ReportMissed(GstClockTime begin, GstClockTime end)
 {
-    if (!GST_CLOCK_TIME_IS_VALID(time) || !GST_CLOCK_TIME_IS_VALID(lastTime_)) {
-        return;
-    }
-    const GstClockTime begin = lastTime_ + (time - lastTime_) / (missed + 1);
-    gst_pad_push_event(GST_BASE_SRC_PAD(element_), gst_event_new_gap(begin, time - begin));
+    gst_pad_push_event(GST_BASE_SRC_PAD(element_), gst_event_new_gap(begin, end - begin));
     const Counts counts = GetCounts();
     GstMessage* message =
-        gst_message_new_qos(GST_OBJECT(element_), TRUE, begin, begin, begin, time - begin);
+        gst_message_new_qos(GST_OBJECT(element_), TRUE, begin, begin, begin, end - begin);
     gst_message_set_qos_stats(message, GST_FORMAT_BUFFERS, counts.delivered, counts.missed);
     gst_element_post_message(GST_ELEMENT(element_), message);
 }

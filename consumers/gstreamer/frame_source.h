@@ -70,7 +70,8 @@ private:
     GstFlowReturn Copy(const kvf_frame& frame, GstBuffer** buffer);
     /** Fills in the buffer's time and position, and reports what was missed before it. */
     void Finish(const kvf_frame& frame, GstBuffer* buffer);
-    void ReportMissed(guint64 missed, GstClockTime time);
+    /** Where frames are missing, from and to in running time. */
+    void ReportMissed(GstClockTime begin, GstClockTime end);
     void LearnPeriod(GstClockTime period);
     GstFlowReturn Adopt(const Picture& picture);
     void ReportAbsence(const std::string& name);

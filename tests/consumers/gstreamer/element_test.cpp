@@ -6,9 +6,11 @@
 #include <gst/gst.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
+#include <algorithm>
+#include <atomic>
 #include <ctime>
 #include <memory>
+#include <numeric>
 #include <unistd.h>
 
 // Pictures are tested without a host: frames of generation 0 are whole.
@@ -20,7 +22,9 @@ extern "C" int kvf_is_valid(const kvf_source* /*source*/, const kvf_frame* frame
 namespace
 {
 
+using testing::Contains;
 using testing::ElementsAreArray;
+using testing::Field;
 using testing::HasSubstr;
 
 struct Unref {
@@ -38,6 +42,8 @@ struct Seen {
     std::uint64_t ticks = 0;
     double gain = 0;
     double exposure = 0;
+    bool discont = false;
+    bool lent = false; ///< not in memory of the element's own
 };
 
 Seen SeenIn(GstBuffer* buffer)
@@ -45,6 +51,8 @@ Seen SeenIn(GstBuffer* buffer)
     Seen seen;
     seen.pts = static_cast<std::int64_t>(GST_BUFFER_PTS(buffer));
     seen.offset = GST_BUFFER_OFFSET(buffer);
+    seen.discont = GST_BUFFER_FLAG_IS_SET(buffer, GST_BUFFER_FLAG_DISCONT);
+    seen.lent = GST_MEMORY_IS_READONLY(gst_buffer_peek_memory(buffer, 0));
     GstCaps* caps = gst_caps_new_empty_simple("timestamp/x-unix");
     if (auto* time = gst_buffer_get_reference_timestamp_meta(buffer, caps)) {
         seen.capture = static_cast<std::int64_t>(time->timestamp);
@@ -79,6 +87,18 @@ protected:
             std::vector<std::string>{KVGRAB, "run", "--config", "host.toml", "--memory", memory_,
                                      "--socket", "none", "--no-status"},
             folder_.Path());
+        ASSERT_TRUE(host_->WaitFor("first frame came")) << host_->Output();
+    }
+
+    void TearDown() override { EndHost(); }
+
+    void EndHost()
+    {
+        if (host_) {
+            host_->Signal(SIGINT);
+            EXPECT_EQ(host_->Wait(), 0) << host_->Output();
+            host_.reset();
+        }
     }
 
     Owned<GstElement> Launch(const std::string& rest)
@@ -90,18 +110,37 @@ protected:
         return pipeline;
     }
 
-    /** Waits for a message of this type; false if an error or nothing comes. */
-    static bool Await(GstElement* pipeline, GstMessageType type)
+    /** What arrives at the sink; used by the streaming thread while there is one. */
+    std::vector<Seen>& Watch(GstElement* pipeline)
     {
-        const Owned<GstBus> bus(gst_element_get_bus(pipeline));
-        GstMessage* message =
-            gst_bus_timed_pop_filtered(bus.get(), std::chrono::nanoseconds(kPatience).count(),
-                                       static_cast<GstMessageType>(type | GST_MESSAGE_ERROR));
-        const bool came = message != nullptr && GST_MESSAGE_TYPE(message) == type;
-        gst_clear_message(&message);
-        return came;
+        const Owned<GstElement> sink(gst_bin_get_by_name(GST_BIN(pipeline), "sink"));
+        const Owned<GstPad> pad(gst_element_get_static_pad(sink.get(), "sink"));
+        gst_pad_add_probe(
+            pad.get(), GST_PAD_PROBE_TYPE_BUFFER,
+            [](GstPad*, GstPadProbeInfo* info, gpointer self) {
+                auto* element = static_cast<Element*>(self);
+                element->seen_.push_back(SeenIn(GST_PAD_PROBE_INFO_BUFFER(info)));
+                element->count_ = element->seen_.size();
+                return GST_PAD_PROBE_OK;
+            },
+            this, nullptr);
+        return seen_;
     }
 
+    /** Waits for the end of the stream; false if there is an error before, or no end. */
+    static bool EndsWell(GstElement* pipeline)
+    {
+        const Owned<GstBus> bus(gst_element_get_bus(pipeline));
+        GstMessage* message = gst_bus_timed_pop_filtered(
+            bus.get(), std::chrono::nanoseconds(kPatience).count(),
+            static_cast<GstMessageType>(GST_MESSAGE_EOS | GST_MESSAGE_ERROR));
+        const bool ended = message != nullptr && GST_MESSAGE_TYPE(message) == GST_MESSAGE_EOS;
+        gst_clear_message(&message);
+        return ended;
+    }
+
+    std::vector<Seen> seen_;
+    std::atomic<std::size_t> count_{0}; ///< of `seen_`
     TempFolder folder_;
     const std::string memory_ = "/kvgrab-element-" + std::to_string(getpid());
     std::unique_ptr<Program> host_;
@@ -155,18 +194,9 @@ TEST_F(Element, BuffersCarryTimesAndValuesOfTheirFrames)
     StartHost();
     const Owned<GstElement> pipeline =
         Launch("num-buffers=20 ! videoconvert ! video/x-raw,format=I420 ! fakesink name=sink");
-    const Owned<GstElement> sink(gst_bin_get_by_name(GST_BIN(pipeline.get()), "sink"));
-    const Owned<GstPad> pad(gst_element_get_static_pad(sink.get(), "sink"));
-    std::vector<Seen> seen; // used by the streaming thread until the end of the stream
-    gst_pad_add_probe(
-        pad.get(), GST_PAD_PROBE_TYPE_BUFFER,
-        [](GstPad*, GstPadProbeInfo* info, gpointer to) {
-            static_cast<std::vector<Seen>*>(to)->push_back(SeenIn(GST_PAD_PROBE_INFO_BUFFER(info)));
-            return GST_PAD_PROBE_OK;
-        },
-        &seen, nullptr);
+    const std::vector<Seen>& seen = Watch(pipeline.get());
     gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
-    ASSERT_TRUE(Await(pipeline.get(), GST_MESSAGE_EOS));
+    ASSERT_TRUE(EndsWell(pipeline.get()));
 
     const Owned<GstClock> clock(gst_element_get_clock(pipeline.get()));
     timespec real{};
@@ -206,6 +236,68 @@ TEST_F(Element, BuffersCarryTimesAndValuesOfTheirFrames)
                         static_cast<double>(now.capture - before.capture), 1e6);
         }
     }
+}
+
+TEST_F(Element, GoesOnWithTheNewestFrameAfterAPause)
+{
+    StartHost();
+    const Owned<GstElement> pipeline = Launch("! fakesink sync=false name=sink");
+    const std::vector<Seen>& seen = Watch(pipeline.get());
+    gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
+    ASSERT_TRUE(Eventually([&] { return count_ >= 5; }));
+    gst_element_set_state(pipeline.get(), GST_STATE_PAUSED);
+    const std::size_t before = count_;
+    const Owned<GstElement> other = Launch("num-buffers=20 ! fakesink sync=false");
+    gst_element_set_state(other.get(), GST_STATE_PLAYING);
+    ASSERT_TRUE(EndsWell(other.get())); // so at least 19 frames went by
+    gst_element_set_state(other.get(), GST_STATE_NULL);
+    EXPECT_LE(count_, before + 1); // the one that the sink held back
+    gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
+    ASSERT_TRUE(Eventually([&] { return count_ >= before + 5; }));
+    gst_element_set_state(pipeline.get(), GST_STATE_NULL);
+    std::size_t jumps = 0;
+    for (std::size_t i = 1; i < seen.size(); ++i) {
+        SCOPED_TRACE(i);
+        const bool jumped = seen[i].number - seen[i - 1].number > 15;
+        jumps += jumped ? 1 : 0;
+        EXPECT_TRUE(seen[i].discont || !jumped);
+        EXPECT_TRUE(seen[i].offset - seen[i - 1].offset == 1 || !jumped);
+        EXPECT_GT(seen[i].pts, seen[i - 1].pts);
+    }
+    EXPECT_EQ(jumps, 1U);
+}
+
+TEST_F(Element, LendsAFrameForAsLongAsABufferHasIt)
+{
+    StartHost();
+    const Owned<GstElement> pipeline =
+        Launch("copy=false num-buffers=10 ! fakesink sync=false enable-last-sample=true name=sink");
+    const std::vector<Seen>& seen = Watch(pipeline.get());
+    gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
+    ASSERT_TRUE(EndsWell(pipeline.get()));
+    const Owned<GstElement> source(gst_bin_get_by_name(GST_BIN(pipeline.get()), "source"));
+    // The sink keeps its last buffer, so every second frame has to be copied.
+    EXPECT_THAT(seen, Contains(Field(&Seen::lent, true)));
+    EXPECT_THAT(seen, Contains(Field(&Seen::lent, false)));
+    GstStructure* stats = nullptr;
+    guint64 lent = 0;
+    g_object_get(source.get(), "stats", &stats, nullptr);
+    gst_structure_get_uint64(stats, "lent", &lent);
+    gst_structure_free(stats);
+    EXPECT_EQ(lent, static_cast<guint64>(std::ranges::count(seen, true, &Seen::lent)));
+
+    // It outlives element and host.
+    const Owned<GstElement> sink(gst_bin_get_by_name(GST_BIN(pipeline.get()), "sink"));
+    GstSample* sample = nullptr;
+    g_object_get(sink.get(), "last-sample", &sample, nullptr);
+    gst_element_set_state(pipeline.get(), GST_STATE_NULL);
+    EndHost();
+    GstMapInfo map;
+    ASSERT_TRUE(gst_buffer_map(gst_sample_get_buffer(sample), &map, GST_MAP_READ));
+    EXPECT_EQ(map.size, 160U * 120U);
+    EXPECT_GT(std::accumulate(map.data, map.data + map.size, 0U), 0U);
+    gst_buffer_unmap(gst_sample_get_buffer(sample), &map);
+    gst_sample_unref(sample);
 }
 
 TEST_F(Element, PicturesAreLaidOutAsGStreamerExpects)

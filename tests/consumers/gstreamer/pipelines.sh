@@ -147,9 +147,11 @@ tee_() {
 
 formats() {
     for row in "mono8 video/x-raw,format=GRAY8" "mono12p video/x-raw,format=GRAY16_LE" \
-        "mono12 video/x-raw,format=GRAY16_LE scale-12-bit=false" "yuv422 video/x-raw,format=UYVY" \
+        "mono12 video/x-raw,format=GRAY16_LE scale-12-bit=false" \
+        "mono8 video/x-raw,format=GRAY8 copy=false" "yuv422 video/x-raw,format=UYVY" \
         "bayer8 video/x-bayer,format=rggb"; do
         read -r format caps property <<<"$row"
+        rm -rf "$format"
         start_export "$format"
         # shellcheck disable=SC2086  # there may be no property
         launch kvframessrc memory=$memory num-buffers=5 $property ! "$caps,framerate=50/1" \

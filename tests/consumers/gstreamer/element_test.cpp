@@ -8,9 +8,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <ctime>
 #include <memory>
-#include <numeric>
 #include <unistd.h>
 
 // Pictures are tested without a host: frames of generation 0 are whole.
@@ -22,9 +22,7 @@ extern "C" int kvf_is_valid(const kvf_source* /*source*/, const kvf_frame* frame
 namespace
 {
 
-using testing::Contains;
 using testing::ElementsAreArray;
-using testing::Field;
 using testing::HasSubstr;
 
 struct Unref {
@@ -219,6 +217,7 @@ TEST_F(Element, BuffersCarryTimesAndValuesOfTheirFrames)
     EXPECT_GT(most, least); // by the buffers that can be read
     EXPECT_LT(most, 60 * GST_SECOND);
     ASSERT_EQ(seen.size(), 20U);
+    int exact = 0; ///< distances between time stamps
     for (std::size_t i = 1; i < seen.size(); ++i) {
         const Seen& before = seen[i - 1];
         const Seen& now = seen[i];
@@ -231,11 +230,12 @@ TEST_F(Element, BuffersCarryTimesAndValuesOfTheirFrames)
         // The age of the frame is the same on both clocks, but for their reading.
         EXPECT_NEAR(static_cast<double>(running - now.pts),
                     static_cast<double>(sinceEpoch - now.capture), 5e6);
-        if (i > 1) { // the first one may have been captured before the start
-            EXPECT_NEAR(static_cast<double>(now.pts - before.pts),
-                        static_cast<double>(now.capture - before.capture), 1e6);
-        }
+        const std::int64_t wrong = (now.pts - before.pts) - (now.capture - before.capture);
+        exact += std::abs(wrong) <= 1000 ? 1 : 0;
     }
+    // The first frame may have been captured before the start, and readings of the clocks that
+    // don't agree move the time stamps; arrivals would hardly ever be exact.
+    EXPECT_GE(exact, 10);
 }
 
 TEST_F(Element, GoesOnWithTheNewestFrameAfterAPause)
@@ -271,32 +271,42 @@ TEST_F(Element, LendsAFrameForAsLongAsABufferHasIt)
 {
     StartHost();
     const Owned<GstElement> pipeline =
-        Launch("copy=false num-buffers=10 ! fakesink sync=false enable-last-sample=true name=sink");
+        Launch("copy=false num-buffers=11 ! fakesink sync=false enable-last-sample=true name=sink");
     const std::vector<Seen>& seen = Watch(pipeline.get());
     gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
     ASSERT_TRUE(EndsWell(pipeline.get()));
     const Owned<GstElement> source(gst_bin_get_by_name(GST_BIN(pipeline.get()), "source"));
     // The sink keeps its last buffer, so every second frame has to be copied.
-    EXPECT_THAT(seen, Contains(Field(&Seen::lent, true)));
-    EXPECT_THAT(seen, Contains(Field(&Seen::lent, false)));
+    const auto lentOnes = static_cast<guint64>(std::ranges::count(seen, true, &Seen::lent));
+    EXPECT_GE(lentOnes, 3U);
+    EXPECT_LT(lentOnes, seen.size());
     GstStructure* stats = nullptr;
     guint64 lent = 0;
     g_object_get(source.get(), "stats", &stats, nullptr);
     gst_structure_get_uint64(stats, "lent", &lent);
     gst_structure_free(stats);
-    EXPECT_EQ(lent, static_cast<guint64>(std::ranges::count(seen, true, &Seen::lent)));
+    EXPECT_EQ(lent, lentOnes);
 
-    // It outlives element and host.
+    // The host leaves it alone, and it outlives element and host.
     const Owned<GstElement> sink(gst_bin_get_by_name(GST_BIN(pipeline.get()), "sink"));
     GstSample* sample = nullptr;
     g_object_get(sink.get(), "last-sample", &sample, nullptr);
+    const auto pixels = [sample] {
+        GstMapInfo map;
+        EXPECT_TRUE(gst_buffer_map(gst_sample_get_buffer(sample), &map, GST_MAP_READ));
+        const std::vector<guint8> bytes(map.data, map.data + map.size);
+        gst_buffer_unmap(gst_sample_get_buffer(sample), &map);
+        return bytes;
+    };
+    const std::vector<guint8> before = pixels();
+    EXPECT_EQ(before.size(), 160U * 120U);
+    const Owned<GstElement> other = Launch("num-buffers=20 ! fakesink sync=false");
+    gst_element_set_state(other.get(), GST_STATE_PLAYING);
+    EXPECT_TRUE(EndsWell(other.get()));
+    gst_element_set_state(other.get(), GST_STATE_NULL);
     gst_element_set_state(pipeline.get(), GST_STATE_NULL);
     EndHost();
-    GstMapInfo map;
-    ASSERT_TRUE(gst_buffer_map(gst_sample_get_buffer(sample), &map, GST_MAP_READ));
-    EXPECT_EQ(map.size, 160U * 120U);
-    EXPECT_GT(std::accumulate(map.data, map.data + map.size, 0U), 0U);
-    gst_buffer_unmap(gst_sample_get_buffer(sample), &map);
+    EXPECT_TRUE(pixels() == before);
     gst_sample_unref(sample);
 }
 

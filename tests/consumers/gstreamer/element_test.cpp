@@ -1,4 +1,5 @@
 // The element in programs: its states, and what its buffers carry. pipelines.sh has the rest.
+#include "consumers/gstreamer/capture_clock.h"
 #include "consumers/gstreamer/picture.h"
 #include "tests/system/program.h"
 
@@ -8,8 +9,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <unistd.h>
 
@@ -29,6 +30,12 @@ struct Unref {
     void operator()(gpointer object) const { gst_object_unref(object); }
 };
 template <class T> using Owned = std::unique_ptr<T, Unref>;
+
+/** ns since the epoch. */
+std::int64_t Now()
+{
+    return std::chrono::nanoseconds(std::chrono::system_clock::now().time_since_epoch()).count();
+}
 
 /** What a buffer carried. Times in ns. */
 struct Seen {
@@ -197,9 +204,7 @@ TEST_F(Element, BuffersCarryTimesAndValuesOfTheirFrames)
     ASSERT_TRUE(EndsWell(pipeline.get()));
 
     const Owned<GstClock> clock(gst_element_get_clock(pipeline.get()));
-    timespec real{};
-    clock_gettime(CLOCK_REALTIME, &real);
-    const std::int64_t sinceEpoch = real.tv_sec * std::int64_t{GST_SECOND} + real.tv_nsec;
+    const std::int64_t sinceEpoch = Now();
     const auto running = static_cast<std::int64_t>(gst_clock_get_time(clock.get()) -
                                                    gst_element_get_base_time(pipeline.get()));
     Owned<GstElement> source(gst_bin_get_by_name(GST_BIN(pipeline.get()), "source"));
@@ -308,6 +313,42 @@ TEST_F(Element, LendsAFrameForAsLongAsABufferHasIt)
     EndHost();
     EXPECT_TRUE(pixels() == before);
     gst_sample_unref(sample);
+}
+
+TEST_F(Element, TimesRiseAndMakeSense)
+{
+    const Owned<GstElement> element(gst_element_factory_make("fakesrc", nullptr));
+    gst_object_ref_sink(element.get());
+    kvgst::CaptureClock times;
+    EXPECT_EQ(times.RunningTime(element.get(), Now()), GST_CLOCK_TIME_NONE) << "there is no clock";
+    const Owned<GstClock> clock(gst_system_clock_obtain());
+    gst_element_set_clock(element.get(), clock.get());
+    constexpr std::int64_t kSecond = GST_SECOND;
+    const auto base = static_cast<std::int64_t>(gst_clock_get_time(clock.get())) - 10 * kSecond;
+    gst_element_set_base_time(element.get(), static_cast<GstClockTime>(base));
+    struct Row {
+        std::int64_t age;      ///< of the capture time
+        std::int64_t expected; ///< running time, about; the pipeline began 10 s ago
+    };
+    constexpr std::int64_t kNone = G_MAXINT64;
+    const Row rows[] = {{20 * kSecond, 0}, // before the start
+                        {11 * kSecond, 0},
+                        {9 * kSecond, kSecond},
+                        {9 * kSecond + kSecond / 2, kSecond}, // before the frame before
+                        {5 * kSecond, 5 * kSecond},
+                        {3600 * kSecond, 10 * kSecond}, // senseless, so now counts
+                        {-3600 * kSecond, 10 * kSecond},
+                        {kNone, 10 * kSecond}};
+    std::int64_t last = -1;
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.age);
+        const auto time = static_cast<std::int64_t>(
+            times.RunningTime(element.get(), row.age == kNone ? 0 : Now() - row.age));
+        EXPECT_GT(time, last);
+        EXPECT_LT(std::abs(time - row.expected), row.expected == 0 ? 1000 : kSecond / 4);
+        last = time;
+    }
+    gst_element_set_clock(element.get(), nullptr);
 }
 
 TEST_F(Element, PicturesAreLaidOutAsGStreamerExpects)

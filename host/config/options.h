@@ -44,6 +44,9 @@ struct Options {
     std::optional<std::string> backends;
     std::optional<std::string> interface;
     std::optional<std::string> simulation;
+    std::optional<std::string> replayFolder; ///< its pictures come from a simulated camera
+    bool replayFast = false;
+    bool replayLoop = false;
     std::optional<std::string> logFile;
     std::optional<std::string> traceFile;
     std::optional<std::string> logLevel;

@@ -8,6 +8,7 @@
 #include "cameras/open_camera.h"
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
+#include "cameras/replay.h"
 #include "control/camera_access.h"
 #include "gev_host.h"
 #include "report/failure.h"
@@ -170,6 +171,9 @@ bool Grabbing::FindCameras()
     platformLog_.emplace(*log_);
     features_.emplace(*log_);
     std::string error;
+    if (options_.replayFolder) {
+        return true; // the only camera is there already
+    }
     return SetUpCameras(start_.cameras, start_.network,
                         FromConfigFolder(start_.simulation.network, options_.configPath), &error) ||
            Fails(ExitStatus::SetUp, error);
@@ -279,24 +283,26 @@ void Grabbing::GiveAdvice()
 
 NextStep Grabbing::RunSessions()
 {
-    host_.emplace(HostParts{.config = config_,
-                            .signals = signals_,
-                            .log = *log_,
-                            .memory = memory_,
-                            .exporter = *exporter_,
-                            .monotonicNs = MonotonicNs,
-                            .transfers = NewestTransfer,
-                            .wallClockNs = WallClockNs,
-                            .trace = options_.traceFile ? &trace_ : nullptr,
-                            .manager = &manager_,
-                            .cameraName = OpenCameraName,
-                            .newestFrame = NewestFrame,
-                            .guard = &*guard_,
-                            .waitsForTrigger = CameraWaitsForTrigger,
-                            .judgeSettings = JudgeOpenCamera,
-                            .cameraRate = RateOfOpenCamera,
-                            .strict = options_.strict,
-                            .desk = &desk_});
+    host_.emplace(HostParts{
+        .config = config_,
+        .signals = signals_,
+        .log = *log_,
+        .memory = memory_,
+        .exporter = *exporter_,
+        .monotonicNs = MonotonicNs,
+        .transfers = NewestTransfer,
+        .wallClockNs = WallClockNs,
+        .trace = options_.traceFile ? &trace_ : nullptr,
+        .manager = &manager_,
+        .cameraName = OpenCameraName,
+        .newestFrame = NewestFrame,
+        .guard = &*guard_,
+        .waitsForTrigger = [this] { return !replaySerial_.empty() || CameraWaitsForTrigger(); },
+        .judgeSettings = JudgeOpenCamera,
+        .cameraRate = RateOfOpenCamera,
+        .strict = options_.strict,
+        .desk = &desk_,
+        .replay = [this] { return EndOfReplay(replaySerial_); }});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { WaitAwhile(ms); }});
 }
@@ -313,6 +319,9 @@ int Grabbing::RunSession()
     host_->cameraOpened = [this] {
         desk_.SetCamera(NamesOfOpenCamera());
         host_->ShowState(RunState::Configuring, "the camera is configured");
+        if (replaySerial_ = SerialOfReplay(); !replaySerial_.empty()) {
+            log_->Line(3, ReplayLine(replaySerial_));
+        }
         features_->Apply(config_.Current().features);
     };
     host_->OutputLinesChecked(DrivesOutputLines(config_.Current()));

@@ -81,6 +81,7 @@ private:
     FrameTrace trace_;
     ServiceManager manager_;
     std::optional<Control> control_;
+    std::string replaySerial_; ///< of the camera, if it plays a recording back
     std::optional<HostSession> host_;
 };
 

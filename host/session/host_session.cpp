@@ -315,6 +315,7 @@ void HostSession::FrameMissed()
     }
     ShowStatus(now);
     CheckExporter();
+    EndReplayWithoutFrame(now);
     if (parts.desk != nullptr && parts.desk->Asked()) {
         parts.desk->DoWork();
     }

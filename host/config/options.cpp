@@ -36,6 +36,8 @@ constexpr const char* kFooter = R"(Examples:
       shows what the running kvgrab does; ctl set, change, stop and others (docs/control.md)
   kvgrab check my.toml
       says what the file would set, and what the camera would not take
+  kvgrab --export - --stream-format y4m | ffmpeg -f yuv4mpegpipe -i - video.mkv
+      writes frames to standard output instead, for another program
   kvgrab --replay frames --export raw --every-frame --directory again
       drivers and host get the pictures of an earlier run, with its losses
   kvgrab --serial S1234567 --format mono12 --every-frame --export raw
@@ -170,9 +172,14 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_option("--packet-size", options->packetSize, "network packet size in bytes")
         ->option_text("576..65535")
         ->check(CLI::Range(576, 65535));
-    app.add_option("-e,--export", options->exportFormat, "what to write: png, raw or none")
+    app.add_option("-e,--export", options->exportFormat,
+                   "what to write: png, raw or none; - for frames on standard output")
         ->option_text("FORMAT")
-        ->check(CLI::IsMember({"png", "raw", "none"}));
+        ->check(CLI::IsMember({"png", "raw", "none", "-"}));
+    app.add_option("--stream-format", options->streamFormat,
+                   "form of the frames on standard output: raw, pnm or y4m")
+        ->option_text("FORMAT")
+        ->check(CLI::IsMember({"raw", "pnm", "y4m"}));
     app.add_option("-d,--directory", options->directory, "where to write it")
         ->option_text("FOLDER")
         ->check(CLI::Validator(
@@ -350,6 +357,7 @@ void ApplyOverrides(const Options& options, Config* config)
     put(options.buffers, &config->stream.buffers);
     put(options.packetSize, &config->stream.packetSize);
     put(options.exportFormat, &config->exporting.format);
+    put(options.streamFormat, &config->exporting.streamFormat);
     put(options.directory, &config->exporting.directory);
     config->exporting.everyFrame = config->exporting.everyFrame || options.everyFrame;
     config->exporting.overwrite = config->exporting.overwrite || options.overwrite;

@@ -36,6 +36,7 @@ struct Options {
     std::optional<std::uint32_t> buffers;
     std::optional<int> packetSize;
     std::optional<std::string> exportFormat;
+    std::optional<std::string> streamFormat;
     std::optional<std::string> directory;
     bool everyFrame = false;
     bool overwrite = false;

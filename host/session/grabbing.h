@@ -41,6 +41,7 @@ public:
 
 private:
     bool ReadConfiguration();
+    bool TakeOutput();
     bool OpenLog();
     bool FindCameras();
     bool LoadDriver();
@@ -73,6 +74,7 @@ private:
     std::optional<SessionFeatures> features_;
     DriverLibrary driver_;
     FrameMemory memory_;
+    int streamFd_ = -1; ///< for frames in place of standard output; the exporter's
     std::optional<Exporter> exporter_;
     SignalState signals_;
     std::optional<GuardThread> guard_;

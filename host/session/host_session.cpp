@@ -423,6 +423,7 @@ int HostSession::Export(std::uint64_t timeUs)
     view.exposureUs = scenario.frame.exposureUs;
     view.cameraFrameNumber = scenario.frame.cameraFrameNumber;
     view.captureTimeNs = scenario.frame.captureTimeNs;
+    view.periodUs = progress.PeriodUs();
     if (parts.guard != nullptr) {
         parts.guard->Pause(); // with export.every_frame it may take as long as the disk
     }

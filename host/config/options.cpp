@@ -36,6 +36,10 @@ constexpr const char* kFooter = R"(Examples:
       shows what the running kvgrab does; ctl set, change, stop and others (docs/control.md)
   kvgrab check my.toml
       says what the file would set, and what the camera would not take
+  kvgrab --export - --stream-format y4m | ffmpeg -f yuv4mpegpipe -i - video.mkv
+      writes frames to standard output instead, for another program
+  kvgrab --replay frames --export raw --every-frame --directory again
+      drivers and host get the pictures of an earlier run, with its losses
   kvgrab --serial S1234567 --format mono12 --every-frame --export raw
       one certain camera, 12 bits, no frame skipped by the writers
 
@@ -168,9 +172,14 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_option("--packet-size", options->packetSize, "network packet size in bytes")
         ->option_text("576..65535")
         ->check(CLI::Range(576, 65535));
-    app.add_option("-e,--export", options->exportFormat, "what to write: png, raw or none")
+    app.add_option("-e,--export", options->exportFormat,
+                   "what to write: png, raw or none; - for frames on standard output")
         ->option_text("FORMAT")
-        ->check(CLI::IsMember({"png", "raw", "none"}));
+        ->check(CLI::IsMember({"png", "raw", "none", "-"}));
+    app.add_option("--stream-format", options->streamFormat,
+                   "form of the frames on standard output: raw, pnm or y4m")
+        ->option_text("FORMAT")
+        ->check(CLI::IsMember({"raw", "pnm", "y4m"}));
     app.add_option("-d,--directory", options->directory, "where to write it")
         ->option_text("FOLDER")
         ->check(CLI::Validator(
@@ -188,6 +197,12 @@ void AddOptions(CLI::App& app, Options* options)
         ->option_text("FILE");
     app.add_option("--simulation", options->simulation, "description of the simulated network")
         ->option_text("FILE");
+    app.add_option("--replay", options->replayFolder,
+                   "play the pictures of an exported folder back, as if a camera sent them")
+        ->option_text("FOLDER");
+    app.add_flag("--replay-fast", options->replayFast,
+                 "with --replay: as fast as possible, not at the recorded times");
+    app.add_flag("--replay-loop", options->replayLoop, "with --replay: begin again at the end");
     app.add_option("--driver", options->driverPath, "load this driver library")
         ->option_text("FILE");
     app.add_option("--log-file", options->logFile, "append the whole log to a file")
@@ -211,10 +226,18 @@ void AddOptions(CLI::App& app, Options* options)
                    "seconds before the first new attempt; it doubles, up to 30 s")
         ->option_text("SECONDS")
         ->check(Between(0.1, 3600));
-    for (const char* name : {"--config", "--cameras", "--interface", "--model", "--serial",
-                             "--position", "--simulation"}) {
+    for (const char* name :
+         {"--config", "--cameras", "--interface", "--model", "--serial", "--position",
+          "--simulation", "--replay", "--replay-fast", "--replay-loop"}) {
         app.get_option(name)->group(kWhichCamera);
     }
+    CLI::Option* const replay = app.get_option("--replay");
+    for (const char* name : {"--cameras", "--interface", "--model", "--serial", "--position",
+                             "--simulation", "--format"}) {
+        replay->excludes(app.get_option(name)); // the recording says all that
+    }
+    app.get_option("--replay-fast")->needs(replay);
+    app.get_option("--replay-loop")->needs(replay);
 }
 
 /** The commands that read and change features. */
@@ -334,6 +357,7 @@ void ApplyOverrides(const Options& options, Config* config)
     put(options.buffers, &config->stream.buffers);
     put(options.packetSize, &config->stream.packetSize);
     put(options.exportFormat, &config->exporting.format);
+    put(options.streamFormat, &config->exporting.streamFormat);
     put(options.directory, &config->exporting.directory);
     config->exporting.everyFrame = config->exporting.everyFrame || options.everyFrame;
     config->exporting.overwrite = config->exporting.overwrite || options.overwrite;
@@ -341,6 +365,11 @@ void ApplyOverrides(const Options& options, Config* config)
     if (options.simulation) {
         // Relative to the current folder; in the file a path is relative to the file's folder.
         config->simulation.network = std::filesystem::absolute(*options.simulation).string();
+    }
+    if (options.replayFolder) {
+        config->camera = {};
+        config->cameras = {};
+        config->simulation = {};
     }
     put(options.socket, &config->control.socket);
     put(options.logFile, &config->log.file);

@@ -37,12 +37,12 @@ base::HelpSection Signals()
 base::HelpSection ExitStatuses()
 {
     return {"Exit status",
-            {{"0", "done: the frame count was reached, or a signal ended kvgrab"},
+            {{"0", "done; run: the frame count was reached, or a signal ended it"},
              {"1", "an unexpected error"},
              {"2", "the command line is not understood"},
              {"3", "the configuration is refused, or the file of features --load"},
              {"4", "the driver can't be loaded"},
-             {"5", "log file, shared memory, simulated network or a file to save can't be used"},
+             {"5", "log file, shared memory, simulated network or a saved file can't be used"},
              {"10", "no camera; ctl: no camera is grabbing"},
              {"11", "no camera that the configuration names"},
              {"12", "the camera can't be opened, or another program holds it"},

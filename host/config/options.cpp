@@ -210,9 +210,9 @@ template <class Add> void AddFeatureCommands(const Add& add, Options* options)
     using Command = Options::Command;
     CLI::App* const features =
         add("features", "print, save or load what a camera has", Command::Features);
-    features->add_option("--load", options->loadFile, "first set what such a file says")
+    features->add_option("--load", options->loadFile, "first set what such a file (TOML) says")
         ->option_text("FILE");
-    features->add_option("--save", options->saveFile, "save the settings in a file")
+    features->add_option("--save", options->saveFile, "save the settings in a file (TOML)")
         ->option_text("FILE");
     CLI::App* const get = add("get", "print values of features", Command::Get);
     CLI::App* const set = add("set", "set features", Command::Set);

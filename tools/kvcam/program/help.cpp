@@ -8,14 +8,15 @@ namespace
 
 base::HelpSection FaultsOfCommands()
 {
-    return {"Faults of the commands, \"KIND KEY=VALUE...\"",
+    return {"Faults of the commands",
             {{"lose-command", "the command never arrives; with answer=1 its answer is lost"},
              {"slow-command", "the access takes ms= milliseconds"},
              {"refuse-command", "nothing is done, and the answer has status="},
              {"late-answer", "the answer comes ms= later; with pending=1 it is announced"},
              {"silence", "from at= on, the camera is silent for for= seconds"},
              {"reboot", "at at=, the camera forgets everything; it is silent for for= seconds"}},
-            "command=, address=, feature=, from=, every=, count=, ratio= and seed= choose the "
+            "A fault is \"KIND KEY=VALUE ...\". command=, address=, feature=, from=, every=, "
+            "count=, ratio= and seed= choose the "
             "commands that are hit, camera= the camera by its serial number."};
 }
 

@@ -35,21 +35,26 @@ void SetCodec(std::span<char> field, std::string_view codec)
     std::memcpy(field.data(), codec.data(), length);
 }
 
-/** Keeps the generation odd for its lifetime. */
+/** Keeps the generation odd for its lifetime, and wakes consumers at its end. */
 class LayoutChange
 {
 public:
-    explicit LayoutChange(FrameMemoryHeader* header)
-        : header_(header), before_(header->generation.load(kRelaxed))
+    explicit LayoutChange(FrameObject& object)
+        : object_(object), header_(object.Header()), before_(header_->generation.load(kRelaxed))
     {
         header_->generation.store(before_ + 1, kRelaxed);
         std::atomic_thread_fence(kRelease);
     }
-    ~LayoutChange() { header_->generation.store(before_ + 2, kRelease); }
+    ~LayoutChange()
+    {
+        header_->generation.store(before_ + 2, kRelease);
+        object_.WakeConsumers();
+    }
     LayoutChange(const LayoutChange&) = delete;
     LayoutChange& operator=(const LayoutChange&) = delete;
 
 private:
+    FrameObject& object_;
     FrameMemoryHeader* header_;
     std::uint64_t before_;
 };
@@ -122,7 +127,7 @@ void FrameMemory::WriteLayout(std::uint32_t bufferBytes, std::uint32_t bufferCou
     if (bufferCount == bufferCount_ && bufferBytes == Header()->bufferBytes.load(kRelaxed)) {
         return;
     }
-    const LayoutChange change(Header());
+    const LayoutChange change(object_);
     bufferCount_ = bufferCount;
     stride_ = WholePages(bufferBytes);
     pixelOffset_ = PixelOffset(bufferCount);
@@ -204,7 +209,7 @@ void FrameMemory::InstanceSetActFsize(std::uint32_t instance, std::uint32_t byte
     if (instance != 0 || Header()->frameBytes.load(kRelaxed) == fitting) {
         return;
     }
-    const LayoutChange change(Header());
+    const LayoutChange change(object_);
     Header()->frameBytes.store(fitting, kRelaxed);
 }
 
@@ -213,7 +218,7 @@ void FrameMemory::InstanceSetCodec(std::uint32_t instance, std::string_view code
     if (Header() == nullptr || instance >= kMemoryInstances) {
         return;
     }
-    const LayoutChange change(Header());
+    const LayoutChange change(object_);
     SetCodec(Header()->instances[instance].codec, codec);
 }
 
@@ -227,7 +232,7 @@ void FrameMemory::Describe(std::uint32_t width, std::uint32_t height, std::uint3
         Header()->format.load(kRelaxed) == format && codec == Header()->codec) {
         return;
     }
-    const LayoutChange change(Header());
+    const LayoutChange change(object_);
     Header()->width.store(width, kRelaxed);
     Header()->height.store(height, kRelaxed);
     Header()->format.store(format, kRelaxed);
@@ -282,6 +287,9 @@ int FrameMemory::Trigger(std::uint32_t instance, std::uint64_t timeUs, const voi
     target.newestIndex.store(index, kRelaxed);
     target.newestTimeUs.store(timeUs, kRelaxed);
     target.triggers.fetch_add(1, kRelease);
+    if (instance == 0) { // the last step for a frame, after its conversion
+        object_.WakeConsumers();
+    }
     return kTriggerAccepted;
 }
 

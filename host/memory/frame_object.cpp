@@ -4,9 +4,12 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <limits>
+#include <linux/futex.h>
 #include <new>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -24,7 +27,7 @@ constexpr auto kRelease = std::memory_order_release;
 /** Two hosts that start at the same time may see each other's unfinished objects; after a few
  *  attempts one of them wins. */
 constexpr int kOpenAttempts = 100;
-constexpr std::size_t kNameLimit = 250;
+constexpr std::size_t kNameLimit = 240; ///< a file's name, with the suffix of the board
 
 std::string SystemText(int error)
 {
@@ -53,8 +56,9 @@ bool HasName(int fd)
     return fstat(fd, &status) == 0 && status.st_nlink > 0;
 }
 
-/** Allocates the memory. Returns 0 or an error number. A request that a signal interrupts is
- *  repeated. */
+} // namespace
+
+/** A request that a signal interrupts is repeated. */
 int TakeRoom(int fd, std::uint64_t bytes)
 {
     int error = EINTR;
@@ -63,8 +67,6 @@ int TakeRoom(int fd, std::uint64_t bytes)
     }
     return error;
 }
-
-} // namespace
 
 std::size_t PageBytes()
 {
@@ -94,9 +96,14 @@ bool FrameObject::Open(const std::string& name)
     error_.clear();
     if (name.size() < 2 || name.size() > kNameLimit || name[0] != '/' ||
         name.find('/', 1) != std::string::npos || name == "/." || name == "/..") {
-        return Fail(fmt::format("'{}' can't name the frame memory: it takes a slash and up to 249 "
+        return Fail(fmt::format("'{}' can't name the frame memory: it takes a slash and up to 239 "
                                 "characters without another slash.",
                                 name));
+    }
+    if (name.ends_with(kConsumerBoardSuffix)) {
+        return Fail(fmt::format("'{}' can't name the frame memory: names that end with '{}' belong "
+                                "to the boards for consumers.",
+                                name, kConsumerBoardSuffix));
     }
     name_ = name;
     for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
@@ -146,6 +153,14 @@ bool FrameObject::TryCreate(bool* again)
         }
         shm_unlink(name_.c_str());
         return fail("can't be mapped", mapError);
+    }
+    // Before the header says that the memory is complete: then consumers find the board, too.
+    std::string noBoard;
+    if (!board_.Open(name_, &noBoard)) {
+        munmap(header, HeaderBytes());
+        munmap(whole, HeaderBytes());
+        shm_unlink(name_.c_str());
+        return Fail(noBoard);
     }
     fd_ = std::move(object);
     creator_ = getpid();
@@ -219,6 +234,7 @@ void FrameObject::Close()
         return;
     }
     UnlinkNow();
+    board_.Close();
     header_.store(nullptr, kRelease);
     munmap(header, HeaderBytes());
     munmap(std::exchange(base_, nullptr), bytes_);
@@ -234,10 +250,29 @@ void FrameObject::UnlinkNow() noexcept
     }
     const int savedErrno = errno;
     header->running.store(0, kRelease);
+    WakeConsumers();
+    board_.UnlinkNow(); // first: while the memory has its name, no other host makes a board
     if (HasName(fd_.Get())) {
         unlink(path_); // async-signal-safe, unlike shm_unlink
     }
     errno = savedErrno;
+}
+
+void FrameObject::WakeConsumers() noexcept
+{
+    FrameMemoryHeader* const header = Header();
+    ConsumerBoard* const board = board_.Board();
+    if (header == nullptr || board == nullptr) {
+        return;
+    }
+    // A consumer sets `waiting` before it looks again; with both steps sequentially consistent,
+    // either it sees the change or this sees that it waits.
+    header->wake.fetch_add(1);
+    if (board->waiting.load() != 0) {
+        board->waiting.exchange(0);
+        syscall(SYS_futex, &header->wake, FUTEX_WAKE, std::numeric_limits<int>::max(), nullptr,
+                nullptr, 0);
+    }
 }
 
 bool FrameObject::Grow(std::uint64_t bytes)

@@ -3,6 +3,7 @@
 
 #include "file_handle.h"
 #include "kv_frame_memory.h"
+#include "memory/board_object.h"
 
 #include <atomic>
 #include <cstddef>
@@ -12,7 +13,8 @@
 namespace kvgrab
 {
 
-/** Owns the object and its name from Open to Close. Grab thread only, except UnlinkNow. */
+/** Owns the object, the board of its consumers and the names of both from Open to Close. Grab
+ * thread only, except UnlinkNow. */
 class FrameObject
 {
 public:
@@ -32,11 +34,15 @@ public:
      *  is allocated at once, so that a full /dev/shm is an error here and not a crash later. False:
      *  all stays as before. */
     bool Grow(std::uint64_t bytes);
+    /** Something changed that consumers wait for. Enters the kernel only if one of them waits.
+     *  Async-signal-safe. */
+    void WakeConsumers() noexcept;
 
     /** Null when nothing is open. Stays at its address, since UnlinkNow may come at any time. */
     KvFrames::FrameMemoryHeader* Header() const { return header_.load(std::memory_order_acquire); }
     std::byte* Base() const { return base_; } ///< start of the whole object
     std::size_t Bytes() const { return bytes_; }
+    const BoardObject& Consumers() const { return board_; }
     const std::string& Error() const { return error_; }
 
 private:
@@ -48,6 +54,7 @@ private:
     std::string error_;
     char path_[288] = {}; ///< the object as a file, ready for UnlinkNow
     FileHandle fd_;
+    BoardObject board_;
     int creator_ =
         0; ///< process that opened it: a forked child must not remove its parent's object
     std::atomic<KvFrames::FrameMemoryHeader*> header_ = nullptr; ///< set last, cleared first
@@ -55,6 +62,8 @@ private:
     std::size_t bytes_ = 0;
 };
 
+/** Allocates the memory of a shared-memory object. Returns 0 or an error number. */
+int TakeRoom(int fd, std::uint64_t bytes);
 std::size_t PageBytes();
 /** Rounded up to whole pages. */
 std::uint64_t WholePages(std::uint64_t bytes);

@@ -2,6 +2,7 @@
 #include "gev_host.h"
 
 #include "base/cancellation.h"
+#include "core/buffer_guard.h"
 #include "core/handle_table.h"
 #include "core/interruption.h"
 #include "core/newest_frame.h"
@@ -33,6 +34,23 @@ int NewestFrame::Read(GEV_FRAME_FACTS* facts) const
     const std::lock_guard lock(mutex_);
     *facts = facts_;
     return any_ ? kGevOk : kGevNotReady;
+}
+
+std::mutex BufferGuard::mutex_;
+GEV_BUFFER_GUARD BufferGuard::guard_ = nullptr;
+void* BufferGuard::context_ = nullptr;
+
+void BufferGuard::Set(GEV_BUFFER_GUARD guard, void* context)
+{
+    const std::lock_guard lock(mutex_);
+    guard_ = guard;
+    context_ = context;
+}
+
+bool BufferGuard::MayFill(void* buffer, bool lastChoice)
+{
+    const std::lock_guard lock(mutex_);
+    return guard_ == nullptr || guard_(context_, buffer, lastChoice ? 1 : 0) != 0;
 }
 
 namespace
@@ -106,6 +124,13 @@ int GevOverridePacketDelay(std::int32_t delayUs)
         return kGevInvalidArgument;
     }
     gevplat::PacketDelay::Set(delayUs);
+    return kGevOk;
+}
+
+int GevSetBufferGuard(GEV_BUFFER_GUARD guard, void* context)
+{
+    const base::CancellationGuard hold;
+    gevplat::BufferGuard::Set(guard, context);
     return kGevOk;
 }
 

@@ -18,6 +18,15 @@ struct GEV_FRAME_FACTS {
     std::int64_t arrivalNs;
 };
 
+/** Whether a buffer of a transfer, as GevInitializeTransfer was given it, may be filled now: 1, or
+ *  0 to have another one filled. When every free buffer was refused, the first of them is asked for
+ *  again with a non-zero `lastChoice` and filled, whatever the answer is.
+ *
+ *  Called from whichever thread of the transfer fills buffers, under locks of the platform: it must
+ *  be quick, and call neither the platform nor the driver. The buffer is with the transfer from
+ *  GevReleaseFrame on, until GevWaitForNextFrame delivers it. */
+using GEV_BUFFER_GUARD = int (*)(void* context, void* buffer, int lastChoice);
+
 extern "C" {
 
 /** The handles of the open cameras, at most `maxHandles`; `*count` is how many were written. */
@@ -41,5 +50,11 @@ GEVPLAT_API int GevGetNewestFrame(GEV_FRAME_FACTS* facts);
 /** From now on GevSetCameraInterfaceOptions sets this inter-packet delay, in microseconds, in place
  *  of the one that it is given. -1, as at the start: it sets what it is given. */
 GEVPLAT_API int GevOverridePacketDelay(std::int32_t delayUs);
+
+/** From now on transfers ask this guard before they fill a buffer, each time; a buffer that may not
+ *  be filled is put behind the others. One guard in a process; null: none. When this returns, the
+ *  guard before is not called any more. Not every transfer can ask: that of the simulated backend
+ *  can, and that of network cameras unless the network library receives. */
+GEVPLAT_API int GevSetBufferGuard(GEV_BUFFER_GUARD guard, void* context);
 
 } // extern "C"

@@ -63,7 +63,11 @@ public:
         for (Packet& buffer : buffers_) {
             memory.push_back(buffer.data());
         }
-        reassembly_ = std::make_unique<net::Reassembly>(settings_, memory);
+        reassembly_ = std::make_unique<net::Reassembly>(
+            settings_, memory, [this](std::uint32_t buffer, bool lastChoice) {
+                Check(!isCallers_[buffer]);
+                return lastChoice || (kept_ >> buffer & 1U) == 0;
+            });
         for (std::uint32_t i = 0; i < buffers_.size(); ++i) {
             Give(i);
         }
@@ -86,7 +90,8 @@ public:
             now_ = std::max(now_, std::min(reassembly_->Due(), now_ + kLongStep));
             break;
         case 4:
-            if (step / 8 == 0) {
+            kept_ = step / 8U;
+            if (kept_ == 0) {
                 Restart();
             }
             break;
@@ -208,6 +213,7 @@ private:
     net::ReassemblySettings settings_;
     std::vector<Packet> buffers_;
     std::vector<bool> isCallers_;
+    unsigned kept_ = 0; ///< buffers that may not be filled, a bit for each
     std::unique_ptr<net::Reassembly> reassembly_;
     std::optional<net::ReceivedFrame> newest_;
     std::uint64_t number_ = 0xFFFD;

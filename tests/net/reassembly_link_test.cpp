@@ -47,7 +47,8 @@ public:
         for (Packet& buffer : buffers_) {
             memory.push_back(buffer.data());
         }
-        reassembly_ = std::make_unique<net::Reassembly>(settings_, memory);
+        reassembly_ = std::make_unique<net::Reassembly>(settings_, memory,
+                                                        [](std::uint32_t, bool) { return true; });
         for (std::uint32_t i = 0; i < memory.size(); ++i) {
             reassembly_->AddBuffer(i);
         }

@@ -98,7 +98,13 @@ private:
             std::fill(buffer.begin(), buffer.end(), kGuard);
             buffers.push_back(buffer.data());
         }
-        reassembly_ = std::make_unique<net::Reassembly>(settings_, buffers);
+        reassembly_ = std::make_unique<net::Reassembly>(
+            settings_, buffers, [this](std::uint32_t buffer, bool lastChoice) {
+                if (lastChoice) {
+                    Note(fmt::format("last choice {}", buffer));
+                }
+                return !options_.contains("held") || (options_["held"] >> buffer & 1) == 0;
+            });
         for (std::uint32_t i = 0; i < count; ++i) {
             reassembly_->AddBuffer(i);
         }
@@ -199,6 +205,7 @@ private:
             const bool complete = frame.fault == net::FrameFault::None;
             text += fmt::format("{} {}", complete ? " missing" : "", frame.packetsMissing);
         }
+        text += options_.contains("held") ? fmt::format(" in {}", frame.buffer) : "";
         text += frame.packetsResent != 0 ? fmt::format(" resent {}", frame.packetsResent) : "";
         if (frame.fault == net::FrameFault::None) {
             for (std::uint64_t i = 0; i < frame.bytes; ++i) {

@@ -56,7 +56,11 @@ protected:
             setenv(name, value.c_str(), 1);
         }
     }
-    ~Scenario() override { fs::remove("/dev/shm" + memory_); }
+    ~Scenario() override
+    {
+        fs::remove("/dev/shm" + memory_);
+        fs::remove("/dev/shm" + memory_ + ".consumers");
+    }
 
     std::string Said() const { return program_ != nullptr ? program_->Output() : ""; }
     /** Runs a command to its end: its status, and what it said. */

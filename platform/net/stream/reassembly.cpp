@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 namespace net
 {
@@ -42,6 +43,7 @@ struct Reassembly::State {
     void Restart(const ReassemblySettings& settings);
     void SetPacketsOfFrame(bool extendedIds);
     void AddBuffer(std::uint32_t buffer);
+    std::uint32_t ChooseFree();
     void Take(std::span<const std::uint8_t> datagram, Ns now);
     void Tick(Ns now);
     Ns Due() const;
@@ -63,7 +65,8 @@ struct Reassembly::State {
     StreamState stream;
     std::vector<FrameAssembly> frames; ///< one for each buffer
     std::vector<BufferPlace> places;
-    std::vector<std::uint32_t> free;
+    MayFill mayFill;
+    FixedQueue<std::uint32_t> free;
     Window window;                   ///< frames under way, in order
     FrameAssembly* newest = nullptr; ///< the frame of the newest packet, if it is under way
     FixedQueue<std::uint32_t> ready;
@@ -83,12 +86,12 @@ void Reassembly::State::Restart(const ReassemblySettings& settings)
     SetPacketsOfFrame(false);
     window.clear();
     newest = nullptr;
-    free.clear();
+    free.Clear();
     for (std::uint32_t i = 0; i < frames.size(); ++i) {
         frames[i].Reserve();
         if (places[i] != BufferPlace::Caller) {
             places[i] = BufferPlace::Free;
-            free.push_back(i);
+            free.Push(i);
         }
     }
     ready.Clear();
@@ -109,8 +112,24 @@ void Reassembly::State::AddBuffer(std::uint32_t buffer)
 {
     if (buffer < places.size() && places[buffer] == BufferPlace::Caller) {
         places[buffer] = BufferPlace::Free;
-        free.push_back(buffer);
+        free.Push(buffer);
     }
+}
+
+/** One is free. */
+std::uint32_t Reassembly::State::ChooseFree()
+{
+    std::uint32_t buffer = 0;
+    for (std::size_t i = free.Size(); i > 0; --i) {
+        free.Pop(&buffer);
+        if (mayFill(buffer, false)) {
+            return buffer;
+        }
+        free.Push(buffer);
+    }
+    free.Pop(&buffer);
+    mayFill(buffer, true);
+    return buffer;
 }
 
 void Reassembly::State::Take(std::span<const std::uint8_t> datagram, Ns now)
@@ -161,18 +180,17 @@ FrameAssembly* Reassembly::State::Begin(const GvspPacket& packet, Ns now)
     if (!MayBegin(place, packet)) {
         return nullptr;
     }
-    if (free.empty()) {
+    if (free.Empty()) {
         DropUnconfirmed(0);
     }
-    if (free.empty()) {
+    if (free.Empty()) {
         BeginIgnored(place, packet, now);
         return nullptr;
     }
     if (!order.HasBegun()) {
         SetPacketsOfFrame(packet.extendedIds);
     }
-    const std::uint32_t buffer = free.back();
-    free.pop_back();
+    const std::uint32_t buffer = ChooseFree();
     places[buffer] = BufferPlace::Frame;
     FrameAssembly* const frame = &frames[buffer];
     frame->Begin(packet.number, packet.extendedIds, now);
@@ -261,7 +279,7 @@ Reassembly::State::Window::iterator Reassembly::State::Drop(Window::iterator at)
     const std::uint32_t buffer = (*at)->Result().buffer;
     newest = newest == *at ? nullptr : newest;
     places[buffer] = BufferPlace::Free;
-    free.push_back(buffer);
+    free.Push(buffer);
     stream.counts.malformed += (*at)->Result().packetsReceived;
     return window.erase(at);
 }
@@ -359,16 +377,18 @@ Ns Reassembly::State::Due() const
     return due;
 }
 
-Reassembly::Reassembly(const ReassemblySettings& settings, std::span<std::uint8_t* const> buffers)
+Reassembly::Reassembly(const ReassemblySettings& settings, std::span<std::uint8_t* const> buffers,
+                       MayFill mayFill)
     : state_(std::make_unique<State>())
 {
+    state_->mayFill = std::move(mayFill);
     state_->frames.reserve(buffers.size());
     for (std::uint8_t* const data : buffers) {
         const auto index = static_cast<std::uint32_t>(state_->frames.size());
         state_->frames.emplace_back(state_->stream, index, data);
     }
     state_->places.assign(buffers.size(), BufferPlace::Caller);
-    state_->free.reserve(buffers.size());
+    state_->free.Reserve(buffers.size());
     state_->window.reserve(buffers.size());
     state_->ready.Reserve(buffers.size());
     state_->Restart(settings);

@@ -10,6 +10,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 
@@ -83,12 +84,18 @@ struct ReassemblyCounts {
     std::uint64_t packetsOfFrame = 0; ///< of the newest complete one, or as the settings give it
 };
 
-/** One thread at a time. */
+/** Whether a free buffer may be filled. If none may, the first one is filled, after it was asked
+ * for once more as the last choice. Must not call the reassembly. */
+using MayFill = std::function<bool(std::uint32_t buffer, bool lastChoice)>;
+
+/** Free buffers are filled in the order in which they became free; one that may not be filled goes
+ *  behind the others. One thread at a time. */
 class Reassembly
 {
 public:
     /** The buffers outlive this object; each has settings.bufferBytes. None is free at first. */
-    Reassembly(const ReassemblySettings& settings, std::span<std::uint8_t* const> buffers);
+    Reassembly(const ReassemblySettings& settings, std::span<std::uint8_t* const> buffers,
+               MayFill mayFill);
     ~Reassembly();
     Reassembly(const Reassembly&) = delete;
     Reassembly& operator=(const Reassembly&) = delete;

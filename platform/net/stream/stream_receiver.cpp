@@ -1,6 +1,7 @@
 #include "net/stream/stream_receiver.h"
 
 #include "base/signals_blocked.h"
+#include "core/buffer_guard.h"
 #include "net/stream/resend_request.h"
 
 #include <algorithm>
@@ -46,7 +47,12 @@ void Add(const ReassemblyCounts& from, ReassemblyCounts* to)
 StreamReceiver::StreamReceiver(std::unique_ptr<StreamSocket> socket,
                                const ReassemblySettings& settings,
                                std::span<std::uint8_t* const> buffers)
-    : socket_(std::move(socket)), reassembly_(settings, buffers), ready_(buffers.size())
+    : socket_(std::move(socket)),
+      reassembly_(settings, buffers,
+                  [buffers](std::uint32_t buffer, bool lastChoice) {
+                      return gevplat::BufferGuard::MayFill(buffers[buffer], lastChoice);
+                  }),
+      ready_(buffers.size())
 {
     requests_.reserve(kRequests);
 }

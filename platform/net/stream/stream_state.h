@@ -25,6 +25,8 @@ public:
         first_ = 0;
         count_ = 0;
     }
+    bool Empty() const { return count_ == 0; }
+    std::size_t Size() const { return count_; }
     /** False: the queue is full. */
     bool Push(const Item& item)
     {

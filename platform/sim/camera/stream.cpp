@@ -1,5 +1,6 @@
 #include "sim/camera/stream.h"
 
+#include "core/buffer_guard.h"
 #include "core/interruption.h"
 #include "injection/record.h"
 #include "sim/camera/camera_model.h"
@@ -119,22 +120,40 @@ int Stream::Free()
     return kGevOk;
 }
 
-/** Gives the frame the next buffer in turn. False when no buffer is free. */
-bool Stream::Claim(Frame* frame)
+/** The next free buffer in turn that the host lets be filled, or else the next free one;
+ *  Frame::kNoBuffer: none is free. */
+std::uint32_t Stream::ChooseFree() const
 {
     const auto count = static_cast<std::uint32_t>(slots_.size());
+    std::uint32_t kept = Frame::kNoBuffer;
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::uint32_t index = (nextSlot_ + i) % count;
         if (slots_[index].state != State::Free) {
             continue;
         }
-        nextSlot_ = (index + 1) % count;
-        slots_[index].state = State::Filling;
-        frame->buffer = index;
-        Fill(*frame, &slots_[index]);
-        return true;
+        if (gevplat::BufferGuard::MayFill(slots_[index].memory, false)) {
+            return index;
+        }
+        kept = kept == Frame::kNoBuffer ? index : kept;
     }
-    return false;
+    if (kept != Frame::kNoBuffer) {
+        gevplat::BufferGuard::MayFill(slots_[kept].memory, true);
+    }
+    return kept;
+}
+
+/** Gives the frame a free buffer. False when there is none. */
+bool Stream::Claim(Frame* frame)
+{
+    const std::uint32_t index = ChooseFree();
+    if (index == Frame::kNoBuffer) {
+        return false;
+    }
+    nextSlot_ = (index + 1) % static_cast<std::uint32_t>(slots_.size());
+    slots_[index].state = State::Filling;
+    frame->buffer = index;
+    Fill(*frame, &slots_[index]);
+    return true;
 }
 
 /** Writes the picture and its record. A frame that is larger than the buffer is cut off. */

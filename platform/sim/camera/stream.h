@@ -10,6 +10,9 @@
  *                ^---------------- abort, loss -----------'                      |
  *                ^------------------------------- released ----------------------'
  *
+ *  Free buffers are claimed in turn. The host is asked before (core/buffer_guard.h), and one that
+ * it keeps is passed over until its next turn.
+ *
  *  Abort takes back all buffers except the caller's, which stay untouched until they are released.
  *
  *  Threads: under the camera's lock, except for Wait, which takes the lock itself. */
@@ -57,6 +60,7 @@ private:
     };
 
     bool Claim(Frame* frame);
+    std::uint32_t ChooseFree() const;
     void Fill(const Frame& frame, Slot* slot);
     void Arrive(Frame frame);
     void DropUndelivered();

@@ -60,3 +60,37 @@ private:
     struct stat status_ = {};
     const std::byte* base_ = nullptr;
 };
+
+/** The board, as a consumer that may hold frames maps it. */
+class Board
+{
+public:
+    explicit Board(const std::string& name = OwnMemoryName())
+        : fd_(shm_open((name + KvFrames::kConsumerBoardSuffix).c_str(), O_RDWR, 0)),
+          board_(static_cast<KvFrames::ConsumerBoard*>(
+              mmap(nullptr, sizeof(KvFrames::ConsumerBoard), PROT_READ | PROT_WRITE, MAP_SHARED,
+                   fd_, 0)))
+    {
+    }
+    ~Board()
+    {
+        munmap(board_, sizeof(KvFrames::ConsumerBoard));
+        close(fd_);
+    }
+    Board(const Board&) = delete;
+    Board& operator=(const Board&) = delete;
+
+    KvFrames::ConsumerBoard& Get() const { return *board_; }
+    mode_t Mode() const
+    {
+        struct stat status = {};
+        fstat(fd_, &status);
+        return status.st_mode & 0777;
+    }
+    /** Leaves nothing of it. */
+    bool Cut() const { return ftruncate(fd_, 0) == 0; }
+
+private:
+    int fd_;
+    KvFrames::ConsumerBoard* board_;
+};

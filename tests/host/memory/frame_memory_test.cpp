@@ -8,6 +8,7 @@
 #include <fstream>
 #include <gmock/gmock.h>
 #include <sys/wait.h>
+#include <utility>
 #include <vector>
 
 namespace
@@ -214,7 +215,7 @@ TEST(FrameMemory, RoomThatIsNotThereIsAnErrorAndLeavesNoBuffers)
 TEST(FrameMemory, BadNamesAndForeignObjectsAreRefused)
 {
     FrameMemory memory;
-    for (const char* name : {"", "/", "kvgrab", "/a/b", "/.."}) {
+    for (const char* name : {"", "/", "kvgrab", "/a/b", "/..", "/a.consumers"}) {
         EXPECT_FALSE(memory.Open(name)) << name;
     }
     std::ofstream("/dev/shm" + OwnMemoryName()) << "something else altogether";
@@ -236,17 +237,46 @@ TEST(FrameMemory, EveryExitRemovesTheNameButNotARivals)
             _exit(0);
         }
         waitpid(child, nullptr, 0);
-        EXPECT_TRUE(Exists(name));
+        EXPECT_TRUE(Exists(name) && Exists(name + kConsumerBoardSuffix));
         EXPECT_EQ(consumer.Header().running, 1U);
+        const std::uint32_t wake = consumer.Header().wake;
         memory.UnlinkNow();
-        EXPECT_FALSE(Exists(name));
+        EXPECT_FALSE(Exists(name) || Exists(name + kConsumerBoardSuffix));
         EXPECT_EQ(consumer.Header().running, 0U);
+        EXPECT_GT(consumer.Header().wake, wake);
         // The name is free, so another host may have it while ours is on its way out.
         const Memory rival(100, 4);
         memory.Close();
-        EXPECT_TRUE(Exists(name));
+        EXPECT_TRUE(Exists(name) && Exists(name + kConsumerBoardSuffix));
     }
-    EXPECT_FALSE(Exists(name));
+    EXPECT_FALSE(Exists(name) || Exists(name + kConsumerBoardSuffix));
+}
+
+/** What a dead host left is replaced, and no mask takes the board away from the group. A consumer
+ *  that cuts the board short harms nobody. */
+TEST(FrameMemory, TheBoardIsForTheGroupAndWakesWhoWaits)
+{
+    std::ofstream("/dev/shm" + OwnMemoryName() + kConsumerBoardSuffix) << "of a dead host";
+    const mode_t former = umask(077);
+    Memory memory(100, 4);
+    umask(former);
+    Board board;
+    EXPECT_EQ(board.Mode(), 0660U);
+    EXPECT_EQ(board.Get().magic, kConsumerBoardMagic);
+    const Consumer consumer;
+    std::uint32_t wake = consumer.Header().wake;
+    const auto rose = [&] { return std::exchange(wake, consumer.Header().wake) != wake; };
+    memory.Describe(1, 1, 1, "MONO8T");
+    EXPECT_TRUE(rose());
+    memory.Arrive();
+    EXPECT_TRUE(rose());
+    board.Get().waiting = 1;
+    memory.Arrive();
+    EXPECT_EQ(board.Get().waiting, 0U) << "taken by the host, so the next frame wakes nobody";
+    EXPECT_TRUE(rose());
+    ASSERT_TRUE(board.Cut());
+    memory.Arrive();
+    EXPECT_TRUE(rose());
 }
 
 } // namespace

@@ -140,9 +140,13 @@ void AddOptions(CLI::App& app, Options* options)
         ->option_text("576..65535")
         ->check(CLI::Range(576, 65535));
     app.add_option("-e,--export", options->exportFormat,
-                   "write each frame to a picture file in this format")
-        ->option_text("png|raw|none")
-        ->check(CLI::IsMember({"png", "raw", "none"}));
+                   "write each frame to a picture file in this format; -: to standard output")
+        ->option_text("png|raw|none|-")
+        ->check(CLI::IsMember({"png", "raw", "none", "-"}));
+    app.add_option("--stream-format", options->streamFormat,
+                   "format of the frames on standard output; the default is raw")
+        ->option_text("raw|pnm|y4m")
+        ->check(CLI::IsMember({"raw", "pnm", "y4m"}));
     app.add_option("-d,--directory", options->directory,
                    "folder of the picture files; the default is frames")
         ->option_text("FOLDER")
@@ -165,6 +169,14 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_option("--simulation", options->simulation,
                    "description of the simulated cameras (TOML)")
         ->option_text("FILE");
+    app.add_option("--replay", options->replayFolder,
+                   "play the pictures of an exported folder back, as if a camera sent them")
+        ->option_text("FOLDER");
+    app.add_flag("--replay-fast", options->replayFast,
+                 "with --replay: as fast as possible, not at the recorded times")
+        ->option_text(" ");
+    app.add_flag("--replay-loop", options->replayLoop, "with --replay: begin again at the end")
+        ->option_text(" ");
     app.add_option("--driver", options->driverPath,
                    "load this driver library instead of the installed one")
         ->option_text("FILE");
@@ -195,13 +207,22 @@ void AddOptions(CLI::App& app, Options* options)
             app.get_option(name)->group(title);
         }
     };
-    group("Which camera (all commands)", {"--config", "--cameras", "--interface", "--model",
-                                          "--serial", "--position", "--simulation"});
+    group("Which camera (all commands)",
+          {"--config", "--cameras", "--interface", "--model", "--serial", "--position",
+           "--simulation", "--replay", "--replay-fast", "--replay-loop"});
     group("Grabbing", {"--format", "--frames", "--buffers", "--packet-size", "--memory", "--socket",
                        "--driver", "--strict", "--no-retry", "--retry-interval"});
-    group("Pictures", {"--export", "--directory", "--every-frame", "--overwrite"});
+    group("Pictures",
+          {"--export", "--stream-format", "--directory", "--every-frame", "--overwrite"});
     group("Log and terminal",
           {"--log-file", "--log-level", "--verbose", "--no-status", "--trace", "--show-lines"});
+    CLI::Option* const replay = app.get_option("--replay");
+    for (const char* name : {"--cameras", "--interface", "--model", "--serial", "--position",
+                             "--simulation", "--format"}) {
+        replay->excludes(app.get_option(name)); // the recording says all that
+    }
+    app.get_option("--replay-fast")->needs(replay);
+    app.get_option("--replay-loop")->needs(replay);
 }
 
 /** The commands that read and change features. `add` makes a command. */
@@ -315,6 +336,7 @@ void ApplyOverrides(const Options& options, Config* config)
     put(options.buffers, &config->stream.buffers);
     put(options.packetSize, &config->stream.packetSize);
     put(options.exportFormat, &config->exporting.format);
+    put(options.streamFormat, &config->exporting.streamFormat);
     put(options.directory, &config->exporting.directory);
     config->exporting.everyFrame = config->exporting.everyFrame || options.everyFrame;
     config->exporting.overwrite = config->exporting.overwrite || options.overwrite;
@@ -322,6 +344,11 @@ void ApplyOverrides(const Options& options, Config* config)
     if (options.simulation) {
         // Relative to the current folder; in the file a path is relative to the file's folder.
         config->simulation.network = std::filesystem::absolute(*options.simulation).string();
+    }
+    if (options.replayFolder) {
+        config->camera = {};
+        config->cameras = {};
+        config->simulation = {};
     }
     put(options.socket, &config->control.socket);
     put(options.logFile, &config->log.file);

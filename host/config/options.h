@@ -42,6 +42,7 @@ struct Options {
     std::optional<std::uint32_t> buffers;
     std::optional<int> packetSize;
     std::optional<std::string> exportFormat;
+    std::optional<std::string> streamFormat;
     std::optional<std::string> directory;
     bool everyFrame = false;
     bool overwrite = false;
@@ -50,6 +51,9 @@ struct Options {
     std::optional<std::string> backends;
     std::optional<std::string> interface;
     std::optional<std::string> simulation;
+    std::optional<std::string> replayFolder; ///< its pictures come from a simulated camera
+    bool replayFast = false;
+    bool replayLoop = false;
     std::optional<std::string> logFile;
     std::optional<std::string> traceFile;
     std::optional<std::string> logLevel;

@@ -64,6 +64,13 @@ TEST(Kvframes, FramesComeInOrderAndTheMissedOnesAreCounted)
     host = std::make_unique<Host>();
     host->Publish(2);
     EXPECT_EQ(Next(source), "1+0 2+0 ") << "the first frames of the host that came back";
+    host->Publish(3);
+    host->Lose(8);
+    host.reset();
+    host = std::make_unique<Host>();
+    host->Publish(13);
+    EXPECT_EQ(Next(source), "9+11 10+0 11+0 12+0 13+0 ")
+        << "three of the former host, eight of this";
 }
 
 TEST(Kvframes, AFrameHasAllItsValuesAndTheHostItsState)
@@ -203,6 +210,9 @@ TEST(Kvframes, AnInterruptionEndsAllWaitsOrElseTheNextOne)
 {
     for (const bool withHost : {false, true}) {
         const std::unique_ptr<Host> host = withHost ? std::make_unique<Host>() : nullptr;
+        if (withHost) {
+            host->Publish(); // comes second to an interruption
+        }
         const Source source;
         kvf_frame frame;
         kvf_interrupt(source);

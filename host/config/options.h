@@ -5,9 +5,15 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+namespace CLI
+{
+class App;
+}
 
 namespace kvgrab
 {
@@ -54,6 +60,9 @@ struct Options {
     bool noRetry = false;
     std::optional<double> retryIntervalS;
 };
+
+/** The options and commands; parsing the command line with them fills `*options`. */
+std::unique_ptr<CLI::App> CommandLine(Options* options);
 
 /** Reads the command line. False: there is nothing more to do, a text has been printed, and
  *  `*exitStatus` is what to end with. */

@@ -41,7 +41,7 @@ TEST(FaultyDescriptions, RaiseAndNeverReachTheCamera)
         EXPECT_TRUE(!isEnumeration || camera.Enumeration("X")->GetEntryCount() == 0);
         EXPECT_EQ(camera.Traffic(), "0r 0w");
     }
-    EXPECT_EQ(rows, 29);
+    EXPECT_EQ(rows, 33);
 }
 
 TEST(FaultyDescriptions, AnEndlessOrMissingOneOpens)

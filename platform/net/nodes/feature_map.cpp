@@ -1,5 +1,6 @@
 #include "net/nodes/feature_map.h"
 
+#include "net/description/formula_nodes.h"
 #include "net/nodes/nodes.h"
 
 #include <algorithm>
@@ -112,6 +113,7 @@ class FeatureMap::Impl
 public:
     explicit Impl(Device& device) : device_(device)
     {
+        EvaluateFormulasHere();
         const AccessScope scope(device);
         ArvGc* const features = arv_device_get_genicam(device.Handle());
         if (features != nullptr) {

@@ -18,6 +18,7 @@ using GenApi_3_0::EAccessMode;
 // the stack or never end, so the feature is faulty, and so is every one that depends on it.
 constexpr unsigned kMaxDepth = 100;
 constexpr unsigned kMaxSteps = 10'000;
+constexpr std::size_t kMostGates = 200;
 constexpr std::int64_t kMaxNumberLength = 8; // of a register, in bytes
 constexpr std::int64_t kMaxTextLength = 4096;
 
@@ -301,6 +302,9 @@ void Description::Collect(ArvGcFeatureNode* node, Facts* facts)
                 facts->fault = fault;
             }
             facts->gates.push_back({kind, node});
+            if (facts->fault.empty() && facts->gates.size() > kMostGates) {
+                facts->fault = "its access depends on too many others";
+            }
         };
         switch (TypeOf(child)) {
         case ARV_GC_PROPERTY_NODE_TYPE_P_IS_IMPLEMENTED:

@@ -39,7 +39,7 @@ constexpr const char* kFooter = R"(Examples:
   kvgrab --export - --stream-format y4m | ffmpeg -f yuv4mpegpipe -i - video.mkv
       writes frames to standard output instead, for another program
   kvgrab --replay frames --export raw --every-frame --directory again
-      drivers and host get the pictures of an earlier run, with its losses
+      driver and host get the pictures of an earlier run again, with its losses
   kvgrab --serial S1234567 --format mono12 --every-frame --export raw
       one certain camera, 12 bits, no frame skipped by the writers
 

@@ -122,6 +122,7 @@ ExitStatus Grabbing::Run()
     OpenControlSocket();
     GiveAdvice();
     manager_.Ready("opening the camera");
+    const GuardedBuffers guarded(memory_);
     const std::int64_t beginNs = MonotonicNs();
     NextStep last = RunSessions();
     Finish(&last);
@@ -279,7 +280,6 @@ void Grabbing::GiveAdvice()
 
 NextStep Grabbing::RunSessions()
 {
-    const GuardedBuffers guarded(memory_);
     host_.emplace(HostParts{.config = config_,
                             .signals = signals_,
                             .log = *log_,
@@ -415,9 +415,9 @@ void Grabbing::PrintSummary(std::int64_t runNs)
     if (const auto drift = host_->Drift(); drift && drift->IsSignificant()) {
         summary += DriftLine(*drift);
     }
-    summary += host_->consumers.Summary();
     summary += features_->Summary();
     summary += host_->settingsNotTaken.Summary();
+    summary += host_->consumers.Summary();
     Print(base::Printable(summary, "\n"), signals_.Terminating());
     log_->SumUp();
     std::istringstream lines(summary);

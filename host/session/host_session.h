@@ -140,10 +140,10 @@ public:
     HostParts parts;
     Scenario scenario;
     Progress progress;
+    ConsumerReport consumers;
     SessionTiming timing;
     DynamicLut dynamicLut;
     SettingsNotTaken settingsNotTaken;
-    ConsumerReport consumers;
     int grabState = 0; ///< as last reported by the driver
     /** Called when the driver has opened the camera and not configured it yet. */
     std::function<void()> cameraOpened = [] {};

@@ -143,17 +143,24 @@ void CompareReceivers(const Programs& programs)
 
 void CompareWholePaths(const Programs& programs)
 {
-    Say("whole path: kvgrab, driver with both threads, and platform; plain: the library's packet\n"
-        "socket in a loop without accesses to the camera. CPU us a frame\n"
-        "image     packet   fps |   program, all threads   |    sender and receiver     |  lost\n"
-        "                       |  whole  plain    w/p |  whole  plain    w/p | whole plain");
+    Say("whole path: kvgrab, driver with both threads, and platform; udp, packet: a loop of the\n"
+        "library without accesses to the camera, on its UDP socket without any capability, and on\n"
+        "its packet socket. CPU us a frame\n"
+        "                       |            program, all threads             |             "
+        "sender and receiver             | lost\n"
+        "image     packet   fps |  whole    udp    w/u |  whole packet    w/p |  whole    udp    "
+        "w/u |  whole packet    w/p | whole udp packet");
     const Camera camera(programs);
     for (const Case& one : kFastCases) {
-        const Runs runs = InTurns({Side::Whole, Side::LibraryPacket}, programs, one, camera);
+        const Runs runs =
+            InTurns({Side::Whole, Side::LibraryUdp, Side::LibraryPacket}, programs, one, camera);
         const auto& whole = runs.at(Side::Whole);
-        const auto& plain = runs.at(Side::LibraryPacket);
-        Say(fmt::format("{} | {} | {} | {:.0f} {:.0f}", Name(one), Ratio(whole, plain, Program),
-                        Ratio(whole, plain, Total), Sum(whole, Lost), Sum(plain, Lost)));
+        const auto& udp = runs.at(Side::LibraryUdp);
+        const auto& packet = runs.at(Side::LibraryPacket);
+        Say(fmt::format("{} | {} | {} | {} | {} | {:.0f} {:.0f} {:.0f}", Name(one),
+                        Ratio(whole, udp, Program), Ratio(whole, packet, Program),
+                        Ratio(whole, udp, Total), Ratio(whole, packet, Total), Sum(whole, Lost),
+                        Sum(udp, Lost), Sum(packet, Lost)));
     }
 }
 

@@ -7,7 +7,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -22,6 +21,7 @@ namespace
 constexpr double kLongestStartS = 30; ///< of a program, and its end
 constexpr double kSlowest = 5;        ///< how many times longer than planned a run may take
 constexpr double kWatched = 0.6;      ///< of a run
+constexpr double kSlowestRate = 0.25; ///< of the wanted one; slower: the setting wasn't taken
 
 /** Ends the benchmark by an exception, which also ends the programs in the background. */
 [[noreturn]] void GiveUp(const std::string& what, const std::string& output)
@@ -63,40 +63,32 @@ Load PerFrame(const Load& load, double framesPerSecond)
             load.sender / framesPerSecond};
 }
 
-/** The time from the first to the last arrival in a trace that kvgrab wrote. */
-double TraceUs(const std::string& path)
-{
-    std::ifstream trace(path);
-    double first = 0;
-    double last = 0;
-    for (std::string line; std::getline(trace, line);) {
-        last = std::strtod(line.c_str(), nullptr); // 0 if the line is not a frame
-        first = first == 0 ? last : first;
-    }
-    return last - first;
-}
-
 Run RunWhole(const Programs& programs, const Case& one, const Camera& camera, double seconds,
              double watchedS)
 {
-    const std::string trace = programs.folder + "/trace.csv";
     const std::string config = programs.folder + "/kvgrab.toml";
-    std::filesystem::remove(trace);
     std::ofstream(config) << "[cameras]\nbackends = \"net\"\n[stream]\npacket_size = "
                           << one.packetSize << "\nbuffers = " << programs.buffers
                           << "\n[region]\noffset_x = 0\noffset_y = 0\nwidth = " << one.width
-                          << "\nheight = " << one.height << "\n[timing]\nfps = " << one.fps
+                          << "\nheight = " << one.height
                           << "\n[exposure]\nmode = \"manual\"\ntime_us = " << kExposureUs
+                          << "\n[features]\nWidth = " << one.width << "\nHeight = " << one.height
+                          << "\nExposureTime = " << kExposureUs
+                          << "\nAcquisitionFrameRate = " << one.fps
                           << "\n[memory]\nname = \"/kvgrab-network-bench\"\n";
-    const Outcome outcome = RunWell({programs.kvgrab, "run", "--config", config, "--no-status",
-                                     "--no-retry", "--socket", "none", "--trace", trace, "--frames",
-                                     std::to_string(std::llround(one.fps * seconds))},
-                                    Rights::All, seconds, watchedS, camera.Pid());
+    const Outcome outcome =
+        RunWell({programs.kvgrab, "run", "--config", config, "--no-status", "--no-retry",
+                 "--socket", "none", "--frames", std::to_string(std::llround(one.fps * seconds))},
+                Rights::All, seconds, watchedS, camera.Pid());
     Run run;
     run.received = NumberAfter(outcome.output, "\ngrabbed ");
     run.lost = NumberAfter(outcome.output, "dropped ");
-    const double us = TraceUs(trace);
-    run.framesPerSecond = us <= 0 ? 0 : (run.received - 1) / us * 1e6;
+    // The time is that of the whole session, so it only shows whether the camera took the rate.
+    const double fps = run.received / NumberAfter(outcome.output, ", time ");
+    if (fps < one.fps * kSlowestRate) {
+        GiveUp(fmt::format("kvgrab grabbed only {:.1f} frames per second", fps), outcome.output);
+    }
+    run.framesPerSecond = one.fps;
     run.load = PerFrame(outcome.load, run.framesPerSecond);
     return run;
 }

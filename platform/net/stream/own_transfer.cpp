@@ -3,6 +3,7 @@
 #include "core/interruption.h"
 #include "net/control/gvcp.h"
 #include "net/stream/gvsp_packet.h"
+#include "net/stream/transfer_parts.h"
 
 #include <algorithm>
 #include <chrono>
@@ -17,17 +18,11 @@ namespace
 
 using Clock = StreamReceiver::Clock;
 
-constexpr std::uint64_t kForEver = ~std::uint64_t{0};
-constexpr std::uint32_t kForEverAsked = 0xFFFFFFFF;
-constexpr auto kSlice = std::chrono::milliseconds(50); ///< after which a wait checks the state
-
 constexpr Ns kNsPerUs = 1000;
 constexpr Ns kReorderWindow = 1'000'000;
 constexpr Ns kLongestRequest = 10'000'000;
-constexpr Ns kRequests = 4; ///< for which a held frame leaves time
 
 constexpr std::uint32_t kSendsAgain = 1U << 2; ///< of the capabilities
-constexpr std::uint32_t kSizeBits = 0xFFFF;    ///< of the register of the packet size
 
 // The system counts a packet in a receive buffer as about twice its bytes.
 constexpr std::uint64_t kOverhead = 2;
@@ -110,8 +105,11 @@ std::string OwnTransfer::OpenChannel(const StreamSocket& socket)
     guint32 capability = 0;
     arv_device_read_register(device_.Handle(), kCapability, &capability, error.Out());
     sendsAgain_ = !error && (capability & kSendsAgain) != 0;
-    packetSize_ =
-        arv_gv_device_get_packet_size(ARV_GV_DEVICE(device_.Handle()), error.Out()) & kSizeBits;
+    packetSize_ = arv_gv_device_get_packet_size(ARV_GV_DEVICE(device_.Handle()), error.Out()) &
+                  kPacketSizeBits;
+    if (!error && !PacketSizeFault(packetSize_).empty()) {
+        return PacketSizeFault(packetSize_);
+    }
     const auto write = [this, &error](std::uint32_t address, std::uint32_t value) {
         return !error &&
                arv_device_write_register(device_.Handle(), address, value, error.Out()) != FALSE;
@@ -230,9 +228,10 @@ OwnTransfer::Place& OwnTransfer::Deliver(const ArrivedFrame& arrived, DeferredLo
     const bool complete =
         frame.fault == FrameFault::None && frame.hasLeader && frame.bytes >= geometry_.imageBytes;
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
-    counts_.Delivered(frame, complete, receiver_->Counts());
+    const GEV_FRAME_RECEPTION reception = counts_.Delivered(frame, complete, receiver_->Counts());
     Place& place = places_[frame.buffer];
     Describe(place, arrived, complete);
+    place.entry.reception = reception;
     ForgetFrameValues();
     if (complete) {
         ReadFrameValues(place.entry);
@@ -318,23 +317,13 @@ void OwnTransfer::ReportLosses(const ReceivedFrame& frame, DeferredLog& log)
 int OwnTransfer::Release(_tag_GEVBUF_ENTRY* frame)
 {
     const std::lock_guard lock(mutex_);
-    Place* const place = PlaceOf(frame);
+    Place* const place = PlaceOf(places_, frame);
     if (place == nullptr || !place->taken) {
         return kGevInvalidArgument;
     }
     place->taken = false;
     receiver_->AddBuffer(static_cast<std::uint32_t>(place - places_.data()));
     return kGevOk;
-}
-
-/** Null for a record that is none of ours. Never followed before that is known. */
-OwnTransfer::Place* OwnTransfer::PlaceOf(const _tag_GEVBUF_ENTRY* frame)
-{
-    const auto first = reinterpret_cast<std::uintptr_t>(&places_.front().entry);
-    const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(frame) - first;
-    const std::uintptr_t index = offset / sizeof(Place);
-    const bool ours = offset % sizeof(Place) == 0 && index < places_.size();
-    return ours ? &places_[index] : nullptr;
 }
 
 GEV_TRANSFER_STATISTICS OwnTransfer::Statistics() const

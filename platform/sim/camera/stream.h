@@ -32,10 +32,14 @@ namespace sim
 class Stream
 {
 public:
-    /** `image` is the scene in front of the camera; null: a test pattern. */
-    Stream(CameraModel& camera, std::shared_ptr<const LightImage> image);
+    /** `image` is the scene in front of the camera; null: a test pattern. `recording`: it is played
+     *  back instead. */
+    Stream(CameraModel& camera, std::shared_ptr<const LightImage> image,
+           std::shared_ptr<const Recording> recording);
 
     bool IsRunning() const { return sensor_.IsRunning(); }
+    /** No more frames come: all that were asked for have been delivered, or are lost. */
+    bool IsOver() const { return sensor_.IsOver() && onTheWay_.Empty() && waiting_.Empty(); }
     bool IsInitialized() const { return !slots_.empty(); }
     void Advance(std::int64_t nowNs);
 
@@ -49,6 +53,8 @@ public:
     /** How many frames may wait for the caller, and the bytes of one packet. */
     void Configure(std::uint32_t framesBuffered, std::uint32_t packetSize);
     const GEV_TRANSFER_STATISTICS& Statistics() const { return statistics_; }
+    /** What is played back; null: nothing. */
+    const Playback* Replay() { return sensor_.Replay(); }
 
 private:
     enum class State { Free, Filling, Waiting, Callers };
@@ -57,15 +63,25 @@ private:
         std::uint8_t* memory = nullptr;
         State state = State::Free;
         bool nullFrame = false;
+        double gain = 1; // of a recorded frame, like the next
+        double exposureUs = 0;
+        bool last = false;
     };
 
     bool Claim(Frame* frame);
     std::uint32_t ChooseFree() const;
     void Fill(const Frame& frame, Slot* slot);
+    bool FillRecorded(Playback& replay, Frame* frame, Slot* slot);
+    void Lose(const Frame& frame);
+    void ShowSettings(Playback& replay, const Slot& slot);
+    std::int64_t NextStartNs();
+    bool HasRoom() const;
+    bool HasFreeSlot() const;
     void Arrive(Frame frame);
     void DropUndelivered();
     int Deliver(_tag_GEVBUF_ENTRY** frame);
     std::uint64_t Packets(const Frame& frame) const;
+    void DescribeReception(const Frame& frame, std::uint64_t missing, GEV_FRAME_RECEPTION* to);
 
     CameraModel& camera_;
     Scene scene_;
@@ -78,6 +94,9 @@ private:
     std::uint32_t framesBuffered_ = 1;
     std::uint32_t packetSize_ = 1500;
     GEV_TRANSFER_STATISTICS statistics_{};
+    // Of the statistics, when the newest frame arrived that is delivered.
+    std::uint64_t lostBefore_ = 0;
+    std::uint64_t underrunsBefore_ = 0;
 };
 
 } // namespace sim

@@ -172,6 +172,7 @@ TEST_F(Transfer, ABufferThatIsTooSmallIsNotOverrun)
     EXPECT_TRUE(std::all_of(guarded.begin() + 1000, guarded.end(),
                             [](std::uint8_t byte) { return byte == 0xEE; }));
     EXPECT_EQ(Release(frame), kGevOk);
+    EXPECT_EQ(GevFreeTransfer(handle), kGevOk); // before its memory goes
 }
 
 } // namespace

@@ -52,8 +52,10 @@ void FrameAssembly::Begin(std::uint64_t number, bool extendedIds, Ns now)
 void FrameAssembly::SetStep(std::uint32_t bytes)
 {
     step_ = bytes;
-    lastFull_ = static_cast<std::uint32_t>(
-        std::min<std::uint64_t>(stream_->settings.bufferBytes / step_, packetLimit_ - 1));
+    const std::uint64_t fits = stream_->settings.bufferBytes / step_;
+    const bool endKnown = trailerId_ != 0 || tailClosed_;
+    lastFull_ =
+        endKnown ? 0 : static_cast<std::uint32_t>(std::min<std::uint64_t>(fits, packetLimit_ - 1));
 }
 
 void FrameAssembly::Take(const GvspPacket& packet, Ns now)

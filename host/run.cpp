@@ -3,6 +3,7 @@
 #include "cameras/cameras.h"
 #include "cameras/chosen_camera.h"
 #include "cameras/open_camera.h"
+#include "cameras/replay.h"
 #include "control/ctl_command.h"
 #include "features/feature_commands.h"
 #include "report/failure.h"
@@ -26,10 +27,27 @@ ConfigSource SourceOf(const Options& options)
                       [options](Config* config) { ApplyOverrides(options, config); });
 }
 
+/** Sets the camera of --replay up, if that is given. False: it can't be, and the reason has been
+ *  printed. */
+bool ReplaySetUp(Options* options)
+{
+    std::string error;
+    if (options->replayFolder && !SetUpReplay(options, &error)) {
+        Fail(ExitStatus::SetUp, error);
+        return false;
+    }
+    return true;
+}
+
 /** Reads the configuration and sets the cameras up, for commands that don't grab. False: `*status`
  *  says with what to end. */
-bool SetUpBeside(const Options& options, Config* config, ExitStatus* status)
+bool SetUpBeside(const Options& given, Config* config, ExitStatus* status)
 {
+    Options options = given;
+    if (!ReplaySetUp(&options)) {
+        *status = ExitStatus::SetUp;
+        return false;
+    }
     ConfigStore store(SourceOf(options));
     const ConfigStore::Result loaded = store.Reload();
     if (!loaded.usable) {
@@ -38,7 +56,8 @@ bool SetUpBeside(const Options& options, Config* config, ExitStatus* status)
     }
     *config = store.Current();
     std::string error;
-    if (!SetUpCameras(config->cameras, config->network,
+    if (!options.replayFolder &&
+        !SetUpCameras(config->cameras, config->network,
                       FromConfigFolder(config->simulation.network, options.configPath), &error)) {
         *status = Fail(ExitStatus::SetUp, error);
         return false;
@@ -48,8 +67,12 @@ bool SetUpBeside(const Options& options, Config* config, ExitStatus* status)
 
 } // namespace
 
-ExitStatus RunGrabbing(const Options& options)
+ExitStatus RunGrabbing(const Options& given)
 {
+    Options options = given;
+    if (!ReplaySetUp(&options)) {
+        return ExitStatus::SetUp;
+    }
     ExitStatus status = ExitStatus::Done;
     bool leavesWritersBehind = false;
     {

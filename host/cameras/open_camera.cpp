@@ -5,6 +5,7 @@
 
 #include <exception>
 #include <fmt/format.h>
+#include <string_view>
 
 namespace kvgrab
 {
@@ -53,6 +54,13 @@ std::string OpenCameraName()
     return info->version[0] == '\0' // a network camera that did not answer when it was listed
                ? fmt::format("{}, serial {}", info->model, info->serial)
                : fmt::format("{}, serial {}, version {}", info->model, info->serial, info->version);
+}
+
+std::string OpenSimulatedSerial()
+{
+    void* const camera = OpenHandle();
+    const GEV_DEVICE_INFO* const info = camera == nullptr ? nullptr : GevGetCameraInfo(camera);
+    return info != nullptr && std::string_view(info->backend) == "sim" ? info->serial : "";
 }
 
 std::string FullName(const GEV_DEVICE_INFO& info)

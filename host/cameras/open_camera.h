@@ -18,6 +18,9 @@ bool CameraWaitsForTrigger();
 /** Its model, serial number and version. */
 std::string OpenCameraName();
 
+/** Its serial number if it is a simulated one; otherwise empty. */
+std::string OpenSimulatedSerial();
+
 /** Maker, model, serial number and version of any camera, printable. */
 std::string FullName(const GEV_DEVICE_INFO& info);
 

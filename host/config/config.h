@@ -130,7 +130,8 @@ struct SessionConfig {
 
 /** [export]: what becomes of the pictures. */
 struct ExportConfig {
-    std::string format = "none"; ///< "png", "raw" or "none"
+    std::string format = "none";      ///< "png", "raw", "none" or "-" (standard output)
+    std::string streamFormat = "raw"; ///< on standard output: "raw", "pnm" or "y4m"
     std::string directory = "frames";
     std::uint32_t queue = 8; ///< frames that may wait for a writer
     std::uint32_t writers = 2;

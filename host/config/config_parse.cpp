@@ -27,9 +27,12 @@ void ReadSession(TableReader& in, SessionConfig* out)
 void ReadExport(TableReader& in, ExportConfig* out)
 {
     constexpr base::Named<std::string_view> kFormats[] = {
-        {"none", "none"}, {"png", "png"}, {"raw", "raw"}};
+        {"none", "none"}, {"png", "png"}, {"raw", "raw"}, {"-", "-"}};
+    constexpr base::Named<std::string_view> kStreamFormats[] = {
+        {"raw", "raw"}, {"pnm", "pnm"}, {"y4m", "y4m"}};
     constexpr base::Named<bool> kStopOnError[] = {{"continue", false}, {"stop", true}};
     Put(in.OneOf<std::string_view>("format", kFormats), &out->format);
+    Put(in.OneOf<std::string_view>("stream_format", kStreamFormats), &out->streamFormat);
     Put(in.Text("directory", "a folder"), &out->directory);
     if (out->directory.empty()) {
         in.Refuse("directory", "is empty; expected a folder");

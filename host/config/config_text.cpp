@@ -170,6 +170,7 @@ void PutExport(const Config& config, TableWriter* out)
 {
     const ExportConfig& exporting = config.exporting;
     out->Text("format", exporting.format);
+    out->Text("stream_format", exporting.streamFormat);
     out->Text("directory", exporting.directory);
     out->Number("queue", exporting.queue, 0);
     out->Number("writers", exporting.writers, 0);

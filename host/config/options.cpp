@@ -1,6 +1,7 @@
 #include "config/options.h"
 
 #include "base/printable.h"
+#include "config/help.h"
 #include "exit_status.h"
 
 #include <CLI/CLI.hpp>
@@ -17,65 +18,32 @@ namespace kvgrab
 namespace
 {
 
-constexpr const char* kFooter = R"(Examples:
-  kvgrab list
-      shows the cameras and which of them the driver takes
-  kvgrab --frames 100 --export png --directory frames
-      grabs 100 frames of the first camera and writes 99 pictures
-  kvgrab --config examples/kvgrab.toml --log-file kvgrab.log
-      grabs for ever as the file says; the file has all lines of the driver
-  kvgrab features --cameras net
-      prints what the first camera on the network has, with values and limits
-  kvgrab get Width ExposureTime
-      prints the two values, each on a line
-  kvgrab set TriggerMode=On "Gain[DigitalAll]=2"
-      sets features in this order
-  kvgrab features --save settings.toml
-      saves everything that can be set; --load brings a camera back to it
-  kvgrab ctl status
-      shows what the running kvgrab does; ctl set, change, stop and others (docs/control.md)
-  kvgrab check my.toml
-      says what the file would set, and what the camera would not take
-  kvgrab --serial S1234567 --format mono12 --every-frame --export raw
-      one certain camera, 12 bits, no frame skipped by the writers
-
-Signals:
-  INT, TERM   end after the current frame, and within 3 s; a second one, half a second later,
-              leaves at once
-  QUIT        end in the same way
-  HUP         read the configuration file again, reopen a rotated log file
-  USR1, USR2  dynamic look-up table (passed to the driver)
-  Settings of exposure, gain, auto, white_balance, lut, gamma and iobox that change in the file
-  are applied without a signal.
-
-Exit status:
-  0 frame count reached, or ended by a signal       10 no camera (these four: --no-retry only)
-  1 an unexpected error                             11 no camera that the configuration names
-  2 command line not understood                     12 camera can't be opened
-  3 configuration refused                           13 camera failed, or frames stayed away
-  4 driver can't be loaded                          14 frame buffers can't be used
-  5 log, memory or simulated network unusable       15 camera refused the configuration or a value
-  20 pictures can't be written, or none was written 16 driver ended with an unknown code
-  130 left at once on a second INT or TERM          17 no running kvgrab answers (ctl)
-)";
-
-constexpr const char* kWhichCamera = "Which camera (all commands)";
-
 class HelpText : public CLI::Formatter
 {
 public:
     std::string make_usage(const CLI::App*, std::string) const override
     {
-        return "Usage: kvgrab [run] [options]\n       kvgrab list [options]\n"
-               "       kvgrab features [--load FILE] [--save FILE] [options]\n"
-               "       kvgrab get [--table] FEATURE... [options]\n"
-               "       kvgrab set FEATURE=VALUE... [options]\n"
-               "       kvgrab execute COMMAND [options]\n"
-               "       kvgrab check [CONFIG] [options]\n"
-               "       kvgrab ctl [--json] ACTION [ARGUMENT...] [options]\n";
+        std::string lines;
+        for (const base::CommandHelp& command : Help().commands) {
+            if (command.name != "run") { // it is in the first line, with the program itself
+                lines += fmt::format("{} kvgrab {}\n", lines.empty() ? "Usage:" : "      ",
+                                     command.usage);
+            }
+        }
+        return lines;
     }
 
-    /** A command other than run shows its own line and options and those that choose a camera. */
+    std::string make_option_desc(const CLI::Option* option) const override
+    {
+        return base::Wrapped(option->get_description(), base::kHelpColumns - get_column_width());
+    }
+
+    std::string make_footer(const CLI::App*) const override
+    {
+        return fmt::format("\n{}", base::TextOf(Help().sections));
+    }
+
+    /** A command other than run shows its own line and options and those that it shares. */
     std::string make_help(const CLI::App* app, std::string name,
                           CLI::AppFormatMode mode) const override
     {
@@ -83,16 +51,19 @@ public:
         if (whole == nullptr || app->get_name() == "run") {
             return CLI::Formatter::make_help(whole == nullptr ? app : whole, name, mode);
         }
-        const std::string lines = make_usage(whole, name);
-        const std::size_t line = lines.find(fmt::format("kvgrab {} ", app->get_name()));
+        const base::CommandHelp& help = *Help().Command(app->get_name());
+        const std::string sections = base::TextOf(help.sections);
         return fmt::format(
-            "{}Usage: {}\n{}{}{}\n"
+            "{}Usage: kvgrab {}\n{}{}{}{}{}\n"
             "kvgrab --help lists all options, with examples, signals and exit statuses.\n",
-            make_description(app), lines.substr(line, lines.find('\n', line) - line),
-            make_positionals(app), make_groups(app, mode),
-            make_group(kWhichCamera, false, whole->get_options([](const CLI::Option* option) {
-                return option->get_group() == kWhichCamera;
-            })));
+            make_description(app), help.usage, make_positionals(app), sections.empty() ? "" : "\n",
+            sections, make_groups(app, mode),
+            make_group("Options of kvgrab", false,
+                       whole->get_options([&help](const CLI::Option* option) {
+                           const auto& shared = help.programsOptions;
+                           return std::find(shared.begin(), shared.end(), option->get_name()) !=
+                                  shared.end();
+                       })));
     }
 };
 
@@ -137,41 +108,47 @@ void AddOptions(CLI::App& app, Options* options)
         "");
     // A user may append options to those of a script: the last one wins.
     app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
-    app.add_option("-c,--config", options->configPath, "configuration file (docs/kvgrab.md)")
+    app.add_option("-c,--config", options->configPath, "configuration file (TOML)")
         ->option_text("FILE");
     app.add_option("--cameras", options->backends,
-                   "simulated cameras (sim, the default), network cameras (net), or all")
+                   "simulated cameras (the default), cameras on the network, or both")
         ->option_text("sim|net|all")
         ->check(NameIn<Backends>(kBackendNames));
     app.add_option("--interface", options->interface,
                    "look for network cameras on this network interface alone")
-        ->option_text("NAME");
+        ->option_text("INTERFACE");
     app.add_option("--model", options->model, "use a camera whose model begins with this")
         ->option_text("TEXT");
     app.add_option("--serial", options->serial, "use the camera with this serial number")
         ->option_text("TEXT");
     app.add_option("--position", options->positions,
-                   "use the camera at this position of the list, and no other; may be repeated")
+                   "use the camera at this position of the list; may be repeated")
         ->option_text("0..7")
         ->take_all()
         ->check(CLI::Range(0, 7));
-    app.add_option("--format", options->format,
-                   "pixel format: mono8, mono12, mono12p, yuv422 or bayer8")
-        ->option_text("NAME")
+    app.add_option("--format", options->format, "pixel format; the default is mono8")
+        ->option_text("mono8|mono12p|mono12|yuv422|bayer8")
         ->check(NameIn<std::uint32_t>(kFormatNames));
     app.add_option("-n,--frames", options->frames,
-                   "end after so many frames, of all sessions; 0: never")
+                   "end after so many frames; 0, the default: go on until a signal comes")
         ->option_text("N");
-    app.add_option("--buffers", options->buffers, "frame buffers")
+    app.add_option("--buffers", options->buffers, "frame buffers; the default is 8")
         ->option_text("2..256")
         ->check(CLI::Range(2, 256));
-    app.add_option("--packet-size", options->packetSize, "network packet size in bytes")
+    app.add_option("--packet-size", options->packetSize,
+                   "network packet size in bytes; the default is 1500")
         ->option_text("576..65535")
         ->check(CLI::Range(576, 65535));
-    app.add_option("-e,--export", options->exportFormat, "what to write: png, raw or none")
-        ->option_text("FORMAT")
-        ->check(CLI::IsMember({"png", "raw", "none"}));
-    app.add_option("-d,--directory", options->directory, "where to write it")
+    app.add_option("-e,--export", options->exportFormat,
+                   "write each frame to a picture file in this format; -: to standard output")
+        ->option_text("png|raw|none|-")
+        ->check(CLI::IsMember({"png", "raw", "none", "-"}));
+    app.add_option("--stream-format", options->streamFormat,
+                   "format of the frames on standard output; the default is raw")
+        ->option_text("raw|pnm|y4m")
+        ->check(CLI::IsMember({"raw", "pnm", "y4m"}));
+    app.add_option("-d,--directory", options->directory,
+                   "folder of the picture files; the default is frames")
         ->option_text("FOLDER")
         ->check(CLI::Validator(
             [](std::string& path) {
@@ -180,116 +157,146 @@ void AddOptions(CLI::App& app, Options* options)
             ""));
     app.add_flag("--every-frame", options->everyFrame,
                  "let grabbing wait for the writers instead of skipping frames");
-    app.add_flag("--overwrite", options->overwrite, "replace pictures of an earlier run");
-    app.add_option("--memory", options->memoryName, "name of the shared frame memory")
-        ->option_text("NAME")
+    app.add_flag("--overwrite", options->overwrite,
+                 "replace files that exist, such as pictures of an earlier run");
+    app.add_option("--memory", options->memoryName,
+                   "name of the shared frame memory; the default is /kvgrab")
+        ->option_text("/NAME")
         ->transform(memoryName);
-    app.add_option("--socket", options->socket, "path of the control socket, \"auto\" or \"none\"")
+    app.add_option("--socket", options->socket,
+                   "path of the control socket; auto, the default, follows from --memory")
+        ->option_text("FILE|auto|none");
+    app.add_option("--simulation", options->simulation,
+                   "description of the simulated cameras (TOML)")
         ->option_text("FILE");
-    app.add_option("--simulation", options->simulation, "description of the simulated network")
-        ->option_text("FILE");
-    app.add_option("--driver", options->driverPath, "load this driver library")
+    app.add_option("--replay", options->replayFolder,
+                   "play the pictures of an exported folder back, as if a camera sent them")
+        ->option_text("FOLDER");
+    app.add_flag("--replay-fast", options->replayFast,
+                 "with --replay: as fast as possible, not at the recorded times")
+        ->option_text(" ");
+    app.add_flag("--replay-loop", options->replayLoop, "with --replay: begin again at the end")
+        ->option_text(" ");
+    app.add_option("--driver", options->driverPath,
+                   "load this driver library instead of the installed one")
         ->option_text("FILE");
     app.add_option("--log-file", options->logFile, "append the whole log to a file")
         ->option_text("FILE");
     app.add_option("--trace", options->traceFile,
                    "record when frames came, by both clocks (CSV, for stamps_bench)")
         ->option_text("FILE");
-    app.add_option("--log-level", options->logLevel, "error, warning, info, detail or trace")
-        ->option_text("LEVEL")
+    app.add_option("--log-level", options->logLevel,
+                   "log lines of this level and more severe ones; the default is info")
+        ->option_text("error|warning|info|detail|trace")
         ->check(NameIn<int>(kLevelNames));
     app.add_flag("-v,--verbose", options->verbose,
                  "show all lines of the driver, not only its warnings and errors");
-    app.add_flag("--no-status", options->noStatus, "no status line on a terminal");
+    app.add_flag("--no-status", options->noStatus, "show no status line on the terminal");
     app.add_flag("--show-lines", options->showLines,
                  "at the end, draw what the output lines of simulated cameras did");
     app.add_flag("--strict", options->strict,
-                 "end with status 15 if the camera doesn't take a setting");
+                 "fail if the camera doesn't take a setting (run) or isn't there (check)");
     app.add_flag("--no-retry", options->noRetry,
                  "end when there is no camera or it fails, instead of trying again");
     app.add_option("--retry-interval", options->retryIntervalS,
                    "seconds before the first new attempt; it doubles, up to 30 s")
         ->option_text("SECONDS")
         ->check(Between(0.1, 3600));
-    for (const char* name : {"--config", "--cameras", "--interface", "--model", "--serial",
-                             "--position", "--simulation"}) {
-        app.get_option(name)->group(kWhichCamera);
+    const auto group = [&app](const char* title, std::initializer_list<const char*> names) {
+        for (const char* name : names) {
+            app.get_option(name)->group(title);
+        }
+    };
+    group("Which camera (all commands)",
+          {"--config", "--cameras", "--interface", "--model", "--serial", "--position",
+           "--simulation", "--replay", "--replay-fast", "--replay-loop"});
+    group("Grabbing", {"--format", "--frames", "--buffers", "--packet-size", "--memory", "--socket",
+                       "--driver", "--strict", "--no-retry", "--retry-interval"});
+    group("Pictures",
+          {"--export", "--stream-format", "--directory", "--every-frame", "--overwrite"});
+    group("Log and terminal",
+          {"--log-file", "--log-level", "--verbose", "--no-status", "--trace", "--show-lines"});
+    CLI::Option* const replay = app.get_option("--replay");
+    for (const char* name : {"--cameras", "--interface", "--model", "--serial", "--position",
+                             "--simulation", "--format"}) {
+        replay->excludes(app.get_option(name)); // the recording says all that
     }
+    app.get_option("--replay-fast")->needs(replay);
+    app.get_option("--replay-loop")->needs(replay);
 }
 
-/** The commands that read and change features. */
-struct FeatureCommands {
-    FeatureCommands(CLI::App& app, Options* options)
-        : features(app.add_subcommand("features", "print, save or load what a camera has")),
-          get(app.add_subcommand("get", "print values of features")),
-          set(app.add_subcommand("set", "set features")),
-          execute(app.add_subcommand("execute", "execute a command of the camera"))
-    {
-        features->add_option("--load", options->loadFile, "first set what such a file says")
-            ->option_text("FILE");
-        features->add_option("--save", options->saveFile, "save the settings in a file")
-            ->option_text("FILE");
-        get->add_flag("--table", options->table, "with type, access, unit and range");
-        const auto takes = [options](CLI::App* command, const char* what, const char* example) {
-            CLI::Option* const names = command->add_option(what, options->arguments, example);
-            return names->option_text(" ")->required()->take_all();
-        };
-        takes(get, "FEATURE...", "such as Width or Gain[DigitalAll]")->expected(-1);
-        takes(set, "FEATURE=VALUE...", "such as Width=640; selectors first")->expected(-1);
-        takes(execute, "COMMAND", "such as TriggerSoftware")->expected(1);
-    }
-    Options::Command Chosen() const
-    {
-        return get->parsed()       ? Options::Command::Get
-               : set->parsed()     ? Options::Command::Set
-               : execute->parsed() ? Options::Command::Execute
-                                   : Options::Command::Features;
-    }
-    bool Parsed() const { return features->parsed() || Chosen() != Options::Command::Features; }
-
-    CLI::App* features;
-    CLI::App* get;
-    CLI::App* set;
-    CLI::App* execute;
-};
+/** The commands that read and change features. `add` makes a command. */
+template <class Add> void AddFeatureCommands(const Add& add, Options* options)
+{
+    using Command = Options::Command;
+    CLI::App* const features =
+        add("features", "print, save or load what a camera has", Command::Features);
+    features->add_option("--load", options->loadFile, "first set what such a file (TOML) says")
+        ->option_text("FILE");
+    features->add_option("--save", options->saveFile, "save the settings in a file (TOML)")
+        ->option_text("FILE");
+    CLI::App* const get = add("get", "print values of features", Command::Get);
+    CLI::App* const set = add("set", "set features", Command::Set);
+    CLI::App* const execute = add("execute", "execute a command of the camera", Command::Execute);
+    get->add_flag("--table", options->table, "with type, access, unit and range");
+    const auto takes = [options](CLI::App* command, const char* what, const char* example) {
+        CLI::Option* const names = command->add_option(what, options->arguments, example);
+        return names->option_text(" ")->required()->take_all();
+    };
+    takes(get, "FEATURE...", "such as Width or Gain[DigitalAll]")->expected(-1);
+    takes(set, "FEATURE=VALUE...", "such as Width=640; selectors first")->expected(-1);
+    takes(execute, "COMMAND", "such as TriggerSoftware")->expected(1);
+}
 
 } // namespace
+
+std::unique_ptr<CLI::App> CommandLine(Options* options)
+{
+    auto app = std::make_unique<CLI::App>(
+        "Grabs frames from a camera into shared memory and picture files.", "kvgrab");
+    const auto texts = std::make_shared<HelpText>();
+    texts->label("Positionals", "Arguments");
+    app->formatter(texts);
+    app->set_help_flag("-h,--help", "show this help");
+    app->set_version_flag("--version", "kvgrab " KVGRAB_VERSION, "show the version");
+    app->require_subcommand(0, 1);
+    AddOptions(*app, options);
+    const auto add = [&](const char* name, const char* description, Options::Command command) {
+        CLI::App* const added = app->add_subcommand(name, description);
+        added->callback([options, command] { options->command = command; });
+        return added;
+    };
+    add("run", "grab frames (also without this word)", Options::Command::Run);
+    add("list", "list the cameras, and which of them the driver takes", Options::Command::List);
+    AddFeatureCommands(add, options);
+    add("check", "compare a configuration with the camera, without grabbing",
+        Options::Command::Check)
+        ->add_option("CONFIG", options->configPath, "configuration file, as with --config")
+        ->option_text(" ");
+    CLI::App* const control =
+        add("ctl", "ask a running kvgrab something, or control it", Options::Command::Control);
+    control->add_flag("--json", options->json, "print JSON");
+    control->add_option("ACTION", options->arguments, "one of those below, and its arguments")
+        ->option_text(" ")
+        ->required()
+        ->take_all()
+        ->expected(-1);
+    for (CLI::App* command : app->get_subcommands({})) {
+        command->fallthrough();
+        command->group("Commands");
+        command->set_help_flag();
+    }
+    return app;
+}
 
 bool ParseOptions(int argc, const char* const* argv, Options* options, int* exitStatus,
                   std::ostream& out, std::ostream& err)
 {
-    CLI::App app("Grabs frames from a camera into shared memory and picture files.", "kvgrab");
-    app.formatter(std::make_shared<HelpText>());
-    app.footer(kFooter);
-    app.set_help_flag("-h,--help", "show this help");
-    app.set_version_flag("--version", "kvgrab " KVGRAB_VERSION, "show the version");
-    app.require_subcommand(0, 1);
-    AddOptions(app, options);
-    CLI::App* run = app.add_subcommand("run", "grab frames (also without this word)");
-    CLI::App* list =
-        app.add_subcommand("list", "list the cameras, and which of them the driver takes");
-    CLI::App* check =
-        app.add_subcommand("check", "compare a configuration with the camera, without grabbing");
-    check->add_option("CONFIG", options->configPath, "configuration file, as with --config");
-    const FeatureCommands features(app, options);
-    CLI::App* control = app.add_subcommand("ctl", "ask a running kvgrab something");
-    control->add_flag("--json", options->json, "print JSON");
-    control
-        ->add_option("ACTION", options->arguments,
-                     "status, get, set, execute, change, configuration, save, reload, usr1, usr2, "
-                     "stop, events or raw, and its arguments")
-        ->required()
-        ->take_all()
-        ->expected(-1);
-    for (CLI::App* command : {run, list, features.features, features.get, features.set,
-                              features.execute, check, control}) {
-        command->fallthrough();
-        command->set_help_flag();
-    }
+    const std::unique_ptr<CLI::App> app = CommandLine(options);
     try {
-        app.parse(argc, argv);
+        app->parse(argc, argv);
     } catch (const CLI::Success& asked) { // --help, --version
-        app.exit(asked, out, err);
+        app->exit(asked, out, err);
         *exitStatus = static_cast<int>(ExitStatus::Done);
         return false;
     } catch (const CLI::ParseError& error) {
@@ -298,11 +305,6 @@ bool ParseOptions(int argc, const char* const* argv, Options* options, int* exit
         *exitStatus = static_cast<int>(ExitStatus::Usage);
         return false;
     }
-    options->command = list->parsed()      ? Options::Command::List
-                       : control->parsed() ? Options::Command::Control
-                       : check->parsed()   ? Options::Command::Check
-                       : features.Parsed() ? features.Chosen()
-                                           : Options::Command::Run;
     return true;
 }
 
@@ -334,6 +336,7 @@ void ApplyOverrides(const Options& options, Config* config)
     put(options.buffers, &config->stream.buffers);
     put(options.packetSize, &config->stream.packetSize);
     put(options.exportFormat, &config->exporting.format);
+    put(options.streamFormat, &config->exporting.streamFormat);
     put(options.directory, &config->exporting.directory);
     config->exporting.everyFrame = config->exporting.everyFrame || options.everyFrame;
     config->exporting.overwrite = config->exporting.overwrite || options.overwrite;
@@ -341,6 +344,11 @@ void ApplyOverrides(const Options& options, Config* config)
     if (options.simulation) {
         // Relative to the current folder; in the file a path is relative to the file's folder.
         config->simulation.network = std::filesystem::absolute(*options.simulation).string();
+    }
+    if (options.replayFolder) {
+        config->camera = {};
+        config->cameras = {};
+        config->simulation = {};
     }
     put(options.socket, &config->control.socket);
     put(options.logFile, &config->log.file);

@@ -5,9 +5,15 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+namespace CLI
+{
+class App;
+}
 
 namespace kvgrab
 {
@@ -36,6 +42,7 @@ struct Options {
     std::optional<std::uint32_t> buffers;
     std::optional<int> packetSize;
     std::optional<std::string> exportFormat;
+    std::optional<std::string> streamFormat;
     std::optional<std::string> directory;
     bool everyFrame = false;
     bool overwrite = false;
@@ -44,12 +51,18 @@ struct Options {
     std::optional<std::string> backends;
     std::optional<std::string> interface;
     std::optional<std::string> simulation;
+    std::optional<std::string> replayFolder; ///< its pictures come from a simulated camera
+    bool replayFast = false;
+    bool replayLoop = false;
     std::optional<std::string> logFile;
     std::optional<std::string> traceFile;
     std::optional<std::string> logLevel;
     bool noRetry = false;
     std::optional<double> retryIntervalS;
 };
+
+/** The options and commands; parsing the command line with them fills `*options`. */
+std::unique_ptr<CLI::App> CommandLine(Options* options);
 
 /** Reads the command line. False: there is nothing more to do, a text has been printed, and
  *  `*exitStatus` is what to end with. */

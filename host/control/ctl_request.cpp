@@ -21,23 +21,30 @@ struct Action {
     std::size_t least; ///< arguments after the name
     std::size_t most;
     std::string_view usage;
+    std::string_view help;
 };
 
 constexpr std::size_t kAny = 1000;
 constexpr Action kActions[] = {
-    {"status", "status", 0, 0, "ctl status"},
-    {"get", "get", 1, kAny, "ctl get FEATURE..."},
-    {"set", "set", 1, kAny, "ctl set FEATURE=VALUE..."},
-    {"execute", "execute", 1, 1, "ctl execute COMMAND"},
-    {"change", "change", 1, kAny, "ctl change KEY=VALUE..."},
-    {"configuration", "configuration", 0, 0, "ctl configuration"},
-    {"save", "save", 1, 1, "ctl save FILE"},
-    {"reload", "reload", 0, 0, "ctl reload"},
-    {"usr1", "usr1", 0, 0, "ctl usr1"},
-    {"usr2", "usr2", 0, 0, "ctl usr2"},
-    {"stop", "stop", 0, 0, "ctl stop"},
-    {"events", "subscribe", 0, 0, "ctl events"},
-    {"raw", "", 1, 1, "ctl raw JSON"},
+    {"status", "status", 0, 0, "status", "print what kvgrab is doing, and its counts"},
+    {"get", "get", 1, kAny, "get FEATURE...", "print values of features, each on a line"},
+    {"set", "set", 1, kAny, "set FEATURE=VALUE...",
+     "set features in this order, up to the first that is refused"},
+    {"execute", "execute", 1, 1, "execute COMMAND",
+     "execute a command of the camera, such as TriggerSoftware"},
+    {"change", "change", 1, kAny, "change KEY=VALUE...",
+     "change keys of the configuration that are applied while grabbing, such as "
+     "exposure.time_us=5000"},
+    {"configuration", "configuration", 0, 0, "configuration",
+     "print the configuration in force as TOML"},
+    {"save", "save", 1, 1, "save FILE",
+     "write it to a new file; with --overwrite, also to one that exists"},
+    {"reload", "reload", 0, 0, "reload", "read the configuration file again, like the signal HUP"},
+    {"usr1", "usr1", 0, 0, "usr1", "request the dynamic look-up table, like the signal USR1"},
+    {"usr2", "usr2", 0, 0, "usr2", "request it from a 12-bit picture, like the signal USR2"},
+    {"stop", "stop", 0, 0, "stop", "end kvgrab after the current frame, like the signal TERM"},
+    {"events", "subscribe", 0, 0, "events", "print events until kvgrab ends"},
+    {"raw", "", 1, 1, "raw JSON", "send a line as it is, and print the result"},
 };
 
 /** "exposure.time_us=5000" as a key and a value: JSON where it is some, otherwise a text. */
@@ -157,6 +164,15 @@ ExitStatus StatusFor(int code)
 
 } // namespace
 
+std::vector<base::HelpEntry> CtlActions()
+{
+    std::vector<base::HelpEntry> actions;
+    for (const Action& action : kActions) {
+        actions.push_back({action.usage, action.help});
+    }
+    return actions;
+}
+
 bool CtlRequest(const std::vector<std::string>& arguments, bool replace, std::string* line,
                 std::string* error)
 {
@@ -174,7 +190,7 @@ bool CtlRequest(const std::vector<std::string>& arguments, bool replace, std::st
     }
     const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
     if (rest.size() < action->least || rest.size() > action->most) {
-        *error = fmt::format("expected kvgrab {}", action->usage);
+        *error = fmt::format("expected kvgrab ctl {}", action->usage);
         return false;
     }
     if (name == "raw") {

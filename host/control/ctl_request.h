@@ -1,6 +1,7 @@
 /** The command line of kvgrab ctl as a request, and its answer as a text. Pure. */
 #pragma once
 
+#include "base/program_help.h"
 #include "control/messages.h"
 #include "exit_status.h"
 
@@ -9,6 +10,9 @@
 
 namespace kvgrab
 {
+
+/** What kvgrab ctl can do. */
+std::vector<base::HelpEntry> CtlActions();
 
 /** The line to send for these arguments. False: `*error` says what is wrong with them. */
 bool CtlRequest(const std::vector<std::string>& arguments, bool replace, std::string* line,

@@ -3,6 +3,7 @@
 #include "base/signals_blocked.h"
 #include "export/export_trouble.h"
 #include "export/frame_files.h"
+#include "export/frame_stream.h"
 #include "export/pixels.h"
 #include "export/png_encoder.h"
 #include "export/slot_writer.h"
@@ -28,6 +29,8 @@ bool ParseExportFormat(std::string_view text, ExportFormat* format)
         *format = ExportFormat::kPng;
     } else if (text == "raw") {
         *format = ExportFormat::kRaw;
+    } else if (text == "-") {
+        *format = ExportFormat::kStream;
     } else if (text == "none") {
         *format = ExportFormat::kNone;
     } else {
@@ -42,7 +45,7 @@ bool ParseExportFormat(std::string_view text, ExportFormat* format)
 struct Exporter::State {
     explicit State(ExportOptions given)
         : options(std::move(given)), trouble(std::move(options.report)),
-          writer(options, files, trouble)
+          writer(options, files, stream, trouble)
     {
     }
 
@@ -51,13 +54,15 @@ struct Exporter::State {
     bool FreeSlot(std::unique_lock<std::mutex>& lock);
     void Work(unsigned worker);
     void Retire(std::unique_lock<std::mutex>& lock);
-    bool AllWritten(const std::function<bool()>& givesUp);
+    bool AllWritten(const std::function<bool()>& givesUp,
+                    const std::function<bool()>& beginsNoMore);
     void LeaveWorkers();
     ExportSlot& At(std::uint64_t position) { return slots[position % slots.size()]; }
 
     ExportOptions options;
     ExportTrouble trouble;
     FrameFiles files;
+    FrameStream stream;
     SlotWriter writer;
     std::vector<std::thread> workers;
 
@@ -70,7 +75,8 @@ struct Exporter::State {
     std::uint64_t retired = 0;
     bool retiring = false; ///< one worker writes rows, without the mutex
     bool closing = false;
-    bool givenUp = false; ///< workers write nothing more
+    bool givenUp = false;   ///< workers write nothing more
+    bool lastBegun = false; ///< no further frame of a stream is begun
     ExportCounters counters;
 
     std::atomic<bool> started = false;
@@ -92,8 +98,14 @@ bool Exporter::State::Start(const std::shared_ptr<State>& self)
     options.workers = std::clamp(options.workers, 1U, FrameFiles::kMostWorkers);
     options.queueLength = std::max(options.queueLength, 1U);
     options.pngCompression = std::clamp(options.pngCompression, 0, 9);
-    const char* extension = options.format == ExportFormat::kPng ? "png" : "raw";
-    std::string text = files.Open(options.folder, extension, options.overwrite);
+    std::string text;
+    if (options.format == ExportFormat::kStream) {
+        stream.Open(options.streamFd, options.stream);
+        options.workers = 1; // the frames keep their order
+    } else {
+        const char* extension = options.format == ExportFormat::kPng ? "png" : "raw";
+        text = files.Open(options.folder, extension, options.overwrite);
+    }
     if (text.empty()) {
         try {
             slots.resize(options.queueLength + options.workers);
@@ -123,6 +135,10 @@ bool Exporter::State::Acceptable(const FrameView& frame)
     };
     if (frame.pixels == nullptr || frame.bytes == 0) {
         return refuse("A frame without pixels can't be exported.");
+    }
+    if (options.format == ExportFormat::kStream) {
+        const std::string text = stream.Accepts(frame);
+        return text.empty() || refuse(text);
     }
     if (options.format != ExportFormat::kPng) {
         return true;
@@ -157,7 +173,7 @@ void Exporter::State::Work(unsigned worker)
     std::unique_lock lock(mutex);
     while (true) {
         workAppeared.wait(lock, [this] { return taken < accepted || closing; });
-        if (taken == accepted || givenUp) {
+        if (taken == accepted || givenUp || lastBegun) {
             return;
         }
         ExportSlot& slot = At(taken++);
@@ -314,7 +330,8 @@ void Exporter::StopWaiting()
 }
 
 /** False: `givesUp` ended the waiting. */
-bool Exporter::State::AllWritten(const std::function<bool()>& givesUp)
+bool Exporter::State::AllWritten(const std::function<bool()>& givesUp,
+                                 const std::function<bool()>& beginsNoMore)
 {
     constexpr std::chrono::milliseconds kAskEvery(20);
     std::unique_lock lock(mutex);
@@ -322,9 +339,11 @@ bool Exporter::State::AllWritten(const std::function<bool()>& givesUp)
     workAppeared.notify_all();
     const auto isDone = [this] { return retired == accepted && !retiring; };
     while (givesUp && !slotFreed.wait_for(lock, kAskEvery, isDone)) {
-        if (givesUp()) {
+        lastBegun = lastBegun || (beginsNoMore && beginsNoMore());
+        if (givesUp() || (lastBegun && retired == taken)) {
             givenUp = true;
             counters.notWritten = accepted - retired;
+            counters.cutOff = options.format == ExportFormat::kStream && retired != taken;
             return false;
         }
     }
@@ -342,10 +361,11 @@ void Exporter::State::LeaveWorkers()
     trouble.Silence(); // what the report refers to may go before the workers do
 }
 
-bool Exporter::Close(const std::function<bool()>& givesUp)
+bool Exporter::Close(const std::function<bool()>& givesUp,
+                     const std::function<bool()>& beginsNoMore)
 {
     State& state = *state_;
-    if (!state.workers.empty() && !state.AllWritten(givesUp)) {
+    if (!state.workers.empty() && !state.AllWritten(givesUp, beginsNoMore)) {
         state.LeaveWorkers();
         return false;
     }
@@ -362,6 +382,7 @@ bool Exporter::Close(const std::function<bool()>& givesUp)
     }
     state.workers.clear();
     state.files.Close();
+    state.stream.Close();
     state.started = false;
     state.trouble.SayUnreported();
     return true;

@@ -12,12 +12,20 @@ namespace kvgrab
 {
 
 enum class ExportFormat {
-    kNone, ///< no files at all
-    kPng,  ///< frame_000001.png: 8- or 16-bit grey, 8-bit colour
-    kRaw,  ///< frame_000001.raw: the bytes as received
+    kNone,   ///< no files at all
+    kPng,    ///< frame_000001.png: 8- or 16-bit grey, 8-bit colour
+    kRaw,    ///< frame_000001.raw: the bytes as received
+    kStream, ///< no files: the frames go to standard output, one after the other
 };
 
-/** "png", "raw" or "none". False: `text` is none of them, `*format` is untouched. */
+/** In which form frames go to standard output. */
+enum class StreamFormat {
+    kRaw, ///< a header of fixed size (kv_frame_stream.h), then the bytes as received
+    kPnm, ///< PGM (8 or 16 bits) or PPM
+    kY4m, ///< grey, or YUV 4:2:2 in planes
+};
+
+/** "png", "raw", "none" or "-". False: `text` is none of them, `*format` is untouched. */
 bool ParseExportFormat(std::string_view text, ExportFormat* format);
 
 /** What a frame that can't be written does to the session. */
@@ -35,6 +43,8 @@ struct ExportOptions {
     unsigned workers = 2;     ///< 1 to 64
     unsigned queueLength = 8; ///< frames that may wait, besides those being written
     int pngCompression = 1;   ///< 0 none, 1 fast to 9 small
+    StreamFormat stream = StreamFormat::kRaw;
+    int streamFd = -1; ///< where a stream goes; the exporter closes it
     /** Gets one sentence for each new kind of trouble; from workers and the grab thread, one at a
      *  time. Must not call the exporter. */
     std::function<void(const std::string&)> report;
@@ -54,6 +64,7 @@ struct FrameView {
     float exposureUs = 0;
     std::uint64_t cameraFrameNumber = 0; ///< 0: none
     std::uint64_t captureTimeNs = 0;     ///< since the epoch; 0: none
+    std::uint32_t periodUs = 0;          ///< of the frames; 0: not known
 };
 
 enum class ExportResult {
@@ -69,11 +80,12 @@ struct ExportCounters {
     std::uint64_t failed = 0;
     std::uint64_t notWritten = 0; ///< still waiting or being written when Close gave up
     std::uint64_t bytes = 0;      ///< of the exported files
+    bool cutOff = false;          ///< a stream ends within a frame, since Close gave up
 };
 
 /** Writes frames to `folder`/frame_000001.png and so on, numbered in the order of their acceptance,
  *  and a row for each to `folder`/index.csv, in the same order. A file appears under its name only
- *  when it is complete.
+ *  when it is complete. As a stream, the frames go to standard output, in one thread.
  *
  *  Threads: Start, Prepare, Export and Close on the grab thread only; Counters, Failed, ErrorText
  *  and StopWaiting on any. The workers belong to the exporter, block all signals, and end in Close.
@@ -102,8 +114,11 @@ public:
      *
      *  `givesUp`, asked now and then, may end the waiting: what is not written by then is counted
      *  and removed, and workers that hang in a file system are left to themselves (false). The
-     *  process should then end without running destructors of statics (_exit). */
-    bool Close(const std::function<bool()>& givesUp = {});
+     *  process should then end without running destructors of statics (_exit). `beginsNoMore`,
+     *  asked in the same way, lets a stream end between two frames: the one that is being written
+     *  is the last, unless `givesUp` comes first. */
+    bool Close(const std::function<bool()>& givesUp = {},
+               const std::function<bool()>& beginsNoMore = {});
 
     /** For leaving at once: removes the files that are being written, and lets nothing be written
      *  afterwards. Async-signal-safe; from any thread, but not concurrently with Close. */

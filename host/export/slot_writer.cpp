@@ -29,6 +29,13 @@ void SlotWriter::WritePicture(unsigned worker, PngEncoder& encoder, std::vector<
                               ExportSlot* slot)
 {
     slot->fileBytes = 0;
+    if (options_.format == ExportFormat::kStream) {
+        const std::string trouble = stream_.Write(slot);
+        if (!trouble.empty()) {
+            trouble_.Tell(trouble, ReasonOf(trouble));
+        }
+        return;
+    }
     const std::string name = files_.Name(slot->number);
     std::span<const std::uint8_t> content(slot->pixels.data(), slot->bytes);
     std::string text;
@@ -59,6 +66,9 @@ void SlotWriter::WritePicture(unsigned worker, PngEncoder& encoder, std::vector<
 
 bool SlotWriter::WriteRow(const ExportSlot& slot)
 {
+    if (options_.format == ExportFormat::kStream) {
+        return true;
+    }
     const std::string name = files_.Name(slot.number);
     const IndexRow row(slot.number, name, slot.values);
     const std::string text = files_.AppendRow(row.Line());

@@ -148,6 +148,9 @@ std::string Progress::Summary(const PictureCounts& pictures, const TransferCount
         summary += "no pictures were asked for (--export png writes them)\n";
     } else if (pictures.exported == 0) {
         summary += "no picture was written\n";
+    } else if (pictures.directory.empty()) {
+        summary += "pictures went to standard output; the first frame of a session only starts the "
+                   "clock and is never exported\n";
     } else {
         summary += fmt::format("pictures are in {}; the first frame of a session only starts the "
                                "clock and is never exported\n",

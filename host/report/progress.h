@@ -35,7 +35,7 @@ struct PictureCounts {
     std::uint64_t exported = 0;
     std::uint64_t skipped = 0; ///< the queue was full
     std::uint64_t failed = 0;
-    std::string directory;
+    std::string directory; ///< empty: standard output
 };
 
 /** The newest values for the status line. */

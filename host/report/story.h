@@ -25,6 +25,10 @@ struct PictureOutcome {
     std::string_view trouble; ///< the newest of the export
 };
 
+/** The last sentence, if pictures were left when the time to write them was over. `cutOff`:
+ * standard output has only a part of one of them. */
+std::string LeftUnwritten(std::string_view why, std::uint64_t pictures, bool cutOff);
+
 /** Why the run failed although it ended as it should: it was to write pictures and wrote none.
  *  Empty if it didn't fail. */
 std::string WhyNoPicture(const PictureOutcome& outcome);

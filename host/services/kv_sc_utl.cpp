@@ -28,7 +28,7 @@ int KvSc__ProcExport(std::uint64_t timeUs)
 
 std::uint32_t KvUtl__CheckSignal(void)
 {
-    return static_cast<std::uint32_t>(Host().parts.signals.Check());
+    return static_cast<std::uint32_t>(Host().CheckSignal());
 }
 
 const struct timeval* KvUtl__TimeValDiff(const struct timeval* later, const struct timeval* earlier)

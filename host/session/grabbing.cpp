@@ -8,11 +8,14 @@
 #include "cameras/open_camera.h"
 #include "cameras/output_lines.h"
 #include "cameras/realtime.h"
+#include "cameras/replay.h"
 #include "control/camera_access.h"
+#include "export/frame_stream.h"
 #include "gev_host.h"
 #include "report/failure.h"
 #include "report/journal.h"
 #include "report/story.h"
+#include "session/export_options.h"
 #include "session/monotonic.h"
 #include "settings/camera_settings.h"
 
@@ -47,21 +50,6 @@ std::int64_t NanosecondsOf(const timespec& time)
 std::int64_t WallClockNs()
 {
     return NanosecondsOf(Now(CLOCK_REALTIME));
-}
-
-ExportOptions ExportOptionsFrom(const ExportConfig& config, Log* log)
-{
-    ExportOptions options;
-    options.folder = config.directory;
-    ParseExportFormat(config.format, &options.format);
-    options.overwrite = config.overwrite;
-    options.everyFrame = config.everyFrame;
-    options.onError = config.stopOnError ? ExportErrorPolicy::kStop : ExportErrorPolicy::kContinue;
-    options.workers = config.writers;
-    options.queueLength = config.queue;
-    options.pngCompression = config.pngCompression;
-    options.report = [log](const std::string& trouble) { log->Line(2, trouble); };
-    return options;
 }
 
 /** The source, whose configurations the desk receives. */
@@ -114,8 +102,9 @@ Grabbing::~Grabbing()
 
 ExitStatus Grabbing::Run()
 {
-    const bool ready = ReadConfiguration() && OpenLog() && CatchSignals() && FindCameras() &&
-                       LoadDriver() && OpenMemory() && StartExport() && OpenTrace();
+    const bool ready = ReadConfiguration() && TakeOutput() && OpenLog() && CatchSignals() &&
+                       FindCameras() && LoadDriver() && OpenMemory() && StartExport() &&
+                       OpenTrace();
     if (!ready) {
         return status_;
     }
@@ -149,6 +138,17 @@ bool Grabbing::ReadConfiguration()
     return true;
 }
 
+/** Before anything is printed: frames on standard output have it for themselves. */
+bool Grabbing::TakeOutput()
+{
+    if (start_.exporting.format != "-") {
+        return true;
+    }
+    std::string error;
+    streamFd_ = TakeStandardOutput(&error);
+    return streamFd_ >= 0 || Fails(ExitStatus::ExportFailed, error);
+}
+
 bool Grabbing::OpenLog()
 {
     log_.emplace(STDERR_FILENO, !options_.noStatus && isatty(STDERR_FILENO) != 0, start_.log.level,
@@ -170,6 +170,9 @@ bool Grabbing::FindCameras()
     platformLog_.emplace(*log_);
     features_.emplace(*log_);
     std::string error;
+    if (options_.replayFolder) {
+        return true; // the only camera is there already
+    }
     return SetUpCameras(start_.cameras, start_.network,
                         FromConfigFolder(start_.simulation.network, options_.configPath), &error) ||
            Fails(ExitStatus::SetUp, error);
@@ -185,7 +188,7 @@ bool Grabbing::LoadDriver()
  *  are still closed. */
 bool Grabbing::CatchSignals()
 {
-    exporter_.emplace(ExportOptionsFrom(start_.exporting, &*log_));
+    exporter_.emplace(ExportOptionsFrom(start_.exporting, streamFd_, &*log_));
     guard_.emplace(GuardThread::Parts{
         .signals = &signals_,
         .interrupt = InterruptCameras,
@@ -279,24 +282,26 @@ void Grabbing::GiveAdvice()
 
 NextStep Grabbing::RunSessions()
 {
-    host_.emplace(HostParts{.config = config_,
-                            .signals = signals_,
-                            .log = *log_,
-                            .memory = memory_,
-                            .exporter = *exporter_,
-                            .monotonicNs = MonotonicNs,
-                            .transfers = NewestTransfer,
-                            .wallClockNs = WallClockNs,
-                            .trace = options_.traceFile ? &trace_ : nullptr,
-                            .manager = &manager_,
-                            .cameraName = OpenCameraName,
-                            .newestFrame = NewestFrame,
-                            .guard = &*guard_,
-                            .waitsForTrigger = CameraWaitsForTrigger,
-                            .judgeSettings = JudgeOpenCamera,
-                            .cameraRate = RateOfOpenCamera,
-                            .strict = options_.strict,
-                            .desk = &desk_});
+    host_.emplace(HostParts{
+        .config = config_,
+        .signals = signals_,
+        .log = *log_,
+        .memory = memory_,
+        .exporter = *exporter_,
+        .monotonicNs = MonotonicNs,
+        .transfers = NewestTransfer,
+        .wallClockNs = WallClockNs,
+        .trace = options_.traceFile ? &trace_ : nullptr,
+        .manager = &manager_,
+        .cameraName = OpenCameraName,
+        .newestFrame = NewestFrame,
+        .guard = &*guard_,
+        .waitsForTrigger = [this] { return !replaySerial_.empty() || CameraWaitsForTrigger(); },
+        .judgeSettings = JudgeOpenCamera,
+        .cameraRate = RateOfOpenCamera,
+        .strict = options_.strict,
+        .desk = &desk_,
+        .replay = [this] { return EndOfReplay(replaySerial_); }});
     return kvgrab::RunSessions(
         {*host_, [this] { return RunSession(); }, [this](std::int64_t ms) { WaitAwhile(ms); }});
 }
@@ -313,6 +318,9 @@ int Grabbing::RunSession()
     host_->cameraOpened = [this] {
         desk_.SetCamera(NamesOfOpenCamera());
         host_->ShowState(RunState::Configuring, "the camera is configured");
+        if (replaySerial_ = SerialOfReplay(); !replaySerial_.empty()) {
+            log_->Line(3, ReplayLine(replaySerial_));
+        }
         features_->Apply(config_.Current().features);
     };
     host_->OutputLinesChecked(DrivesOutputLines(config_.Current()));
@@ -355,9 +363,12 @@ void Grabbing::Finish(NextStep* last)
     constexpr double kNsPerS = 1e9;
     host_->ShowState(RunState::Ending, last->sentence);
     const auto drainNs = static_cast<std::int64_t>(start_.exporting.drainS * kNsPerS);
-    leavesWritersBehind_ = !exporter_->Close([this, drainNs] {
-        return signals_.Terminating() && MonotonicNs() - signals_.EndAskedNs() >= drainNs;
-    });
+    const auto isOver = [this](std::int64_t ns) {
+        return signals_.Terminating() && MonotonicNs() - signals_.EndAskedNs() >= ns;
+    };
+    // The second half is for the frame of a stream that has been begun.
+    leavesWritersBehind_ = !exporter_->Close([&] { return isOver(drainNs); },
+                                             [&] { return streamFd_ >= 0 && isOver(drainNs / 2); });
     guard_->Stop();
     if (control_) {
         control_->Stop();
@@ -377,10 +388,8 @@ void Grabbing::Finish(NextStep* last)
         last->sentence = exporter_->ErrorText();
     }
     if (leavesWritersBehind_) {
-        const std::string_view why = last->sentence;
-        last->sentence = fmt::format("{}; {} pictures were not written within export.drain_s",
-                                     why.substr(0, why.size() - (why.ends_with('.') ? 1 : 0)),
-                                     exporter_->Counters().notWritten);
+        const ExportCounters counts = exporter_->Counters();
+        last->sentence = LeftUnwritten(last->sentence, counts.notWritten, counts.cutOff);
         if (last->status == ExitStatus::Done && start_.exporting.stopOnError) {
             last->status = ExitStatus::ExportFailed;
         }
@@ -399,7 +408,7 @@ PictureCounts Grabbing::Pictures() const
     const ExportConfig& config = start_.exporting;
     const ExportCounters written = exporter_->Counters();
     return {config.format != "none", written.exported, written.skipped, written.failed,
-            config.directory};
+            streamFd_ >= 0 ? std::string() : config.directory};
 }
 
 void Grabbing::PrintSummary(std::int64_t runNs)

@@ -41,6 +41,7 @@ public:
 
 private:
     bool ReadConfiguration();
+    bool TakeOutput();
     bool OpenLog();
     bool FindCameras();
     bool LoadDriver();
@@ -73,6 +74,7 @@ private:
     std::optional<SessionFeatures> features_;
     DriverLibrary driver_;
     FrameMemory memory_;
+    int streamFd_ = -1; ///< for frames in place of standard output; the exporter's
     std::optional<Exporter> exporter_;
     SignalState signals_;
     std::optional<GuardThread> guard_;
@@ -81,6 +83,7 @@ private:
     FrameTrace trace_;
     ServiceManager manager_;
     std::optional<Control> control_;
+    std::string replaySerial_; ///< of the camera, if it plays a recording back
     std::optional<HostSession> host_;
 };
 

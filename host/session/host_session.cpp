@@ -315,6 +315,7 @@ void HostSession::FrameMissed()
     }
     ShowStatus(now);
     CheckExporter();
+    EndReplayWithoutFrame(now);
     if (parts.desk != nullptr && parts.desk->Asked()) {
         parts.desk->DoWork();
     }
@@ -422,6 +423,7 @@ int HostSession::Export(std::uint64_t timeUs)
     view.exposureUs = scenario.frame.exposureUs;
     view.cameraFrameNumber = scenario.frame.cameraFrameNumber;
     view.captureTimeNs = scenario.frame.captureTimeNs;
+    view.periodUs = progress.PeriodUs();
     if (parts.guard != nullptr) {
         parts.guard->Pause(); // with export.every_frame it may take as long as the disk
     }

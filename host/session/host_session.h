@@ -19,6 +19,7 @@
 #include "session/dynamic_lut.h"
 #include "session/guard_thread.h"
 #include "session/missing_frames.h"
+#include "session/replay_end.h"
 #include "session/run_report.h"
 #include "session/scenario.h"
 #include "session/session_timing.h"
@@ -56,6 +57,7 @@ struct HostParts {
     std::function<float()> cameraRate = nullptr; ///< of the open camera, or kFpsUnset
     bool strict = false;         ///< a setting that the camera doesn't take ends the run
     ControlDesk* desk = nullptr; ///< shows the run to the control socket; null: nobody does
+    std::function<ReplayEnd()> replay = {}; ///< of the open camera; empty: it plays nothing back
 };
 
 class HostSession
@@ -85,6 +87,8 @@ public:
     std::uint64_t SessionFrames() const { return sessionFrames_; }
     /** A picture can't be written, and the configuration asks to stop in this case. */
     bool ExportFailed() const { return exportFailed_; }
+    /** Whether the recording is over that the camera plays back. */
+    ReplayEnd Replay() const;
 
     /** See RunReport. */
     void Waits(std::string_view why)
@@ -126,6 +130,8 @@ public:
     int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag);
     int Export(std::uint64_t timeUs);
     void SignalAction(int action);
+    /** What the driver's round is told: a pending signal, or that the recording is over. */
+    KvTd::SignalState CheckSignal();
     /** Frames that the next loop should grab; 0: no limit. */
     std::uint32_t FramesToGrab() const { return framesToGrab_; }
     /** Whether the session ended because it got no more buffers. */
@@ -152,6 +158,7 @@ private:
     void ShowStatus(std::int64_t nowNs);
     std::string StatusText() const;
     void CheckExporter();
+    void EndReplayWithoutFrame(std::int64_t nowNs);
     void LookForTrigger(std::int64_t nowNs);
     void LimitWaiting();
     void CheckSettings();

@@ -84,6 +84,12 @@ NextStep Decide(const SessionOutcome& outcome, bool retry)
     if (outcome.exportFailed) {
         return {Kind::End, ExitStatus::ExportFailed, "a picture can't be written"};
     }
+    if (!outcome.replay.failure.empty()) {
+        return {Kind::End, ExitStatus::SetUp, outcome.replay.failure};
+    }
+    if (outcome.replay.over) {
+        return {Kind::End, ExitStatus::Done, "all pictures of the recording were replayed"};
+    }
     if (lasting) {
         return {Kind::End, trouble->status, trouble->sentence};
     }
@@ -140,6 +146,7 @@ NextStep RunSessions(const SessionLoopParts& parts)
         outcome.terminating = host.parts.signals.Terminating();
         outcome.frameCountReached = host.FrameCountReached();
         outcome.exportFailed = host.ExportFailed();
+        outcome.replay = host.Replay();
         outcome.grabbed = host.SessionFrames() > 0;
         outcome.grabbedBefore = host.progress.Grabbed() > 0;
         outcome.newSessionAsked = host.NewSessionAsked();

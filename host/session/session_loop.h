@@ -25,6 +25,7 @@ struct SessionOutcome {
     bool terminating = false;
     bool frameCountReached = false;
     bool exportFailed = false;
+    ReplayEnd replay = {};
     bool grabbed = false;         ///< frames came in this session
     bool grabbedBefore = false;   ///< frames came in this session or an earlier one
     bool newSessionAsked = false; ///< a changed configuration needs another session

@@ -101,6 +101,10 @@ struct CameraSetup {
     std::vector<std::string> missingEntries = {};                 ///< "lutSize.Bpp12"
     std::vector<std::uint32_t> refusedFormats = {};               ///< pixel-format codes
     std::vector<std::pair<std::string, std::string>> values = {}; ///< feature, value at power-up
+    std::string replay = {};        ///< folder of an export that is played back; empty: none
+    bool replayFast = false;        ///< as fast as the frames find buffers, not as recorded
+    bool replayLoop = false;        ///< the first frame follows the last one
+    std::uint32_t replayFormat = 0; ///< its pixel-format code; set by whoever loads the recording
     bool operator==(const CameraSetup&) const = default;
 };
 
@@ -119,7 +123,8 @@ GEVPLAT_API void Reset();
 GEVPLAT_API void SetClock(std::shared_ptr<Clock> clock);
 
 /** False when the network has a camera with this serial already. Raises std::runtime_error, whose
- *  text says why, when the scene can't be read. */
+ *  text says why, when the scene or the recording can't be read. Model, size, pixel format, frame
+ *  rate and tick frequency of a camera that plays a recording back are those of the recording. */
 GEVPLAT_API bool AddCamera(const CameraSetup& setup);
 
 /** Adds one monochrome and one colour camera, the default for users without a description file. */
@@ -136,6 +141,19 @@ GEVPLAT_API void SetAttached(const std::string& serial, bool attached);
  *  simulated cameras only. */
 GEVPLAT_API void AddFault(const Fault& fault);
 GEVPLAT_API void ClearFaults();
+
+/** A recording and how far it has been played back. */
+struct ReplayState {
+    std::uint64_t frames = 0;      ///< pictures in the folder
+    std::uint64_t lost = 0;        ///< frames that never arrived when it was recorded
+    std::uint64_t notExported = 0; ///< that arrived but are not in the folder
+    std::uint32_t pixelFormat = 0; ///< GigE Vision code
+    bool over = false;             ///< nothing more will be sent: the last frame was delivered
+    std::string failure = {};      ///< why it ended early; a sentence
+};
+
+/** False when there is no such camera, or it plays no recording back. */
+GEVPLAT_API bool GetReplay(const std::string& serial, ReplayState* state);
 
 /** A feature's value as text, read without journal entry or faults, even while the camera is in
  *  use. Empty when there is no such feature. Of a selected feature, the value for the selector's

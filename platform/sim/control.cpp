@@ -3,6 +3,7 @@
 #include "injection/record.h"
 #include "sim/network.h"
 #include "sim/picture/light_image.h"
+#include "sim/replay/replay_setup.h"
 #include "sim_control.h"
 
 #include <utility>
@@ -27,11 +28,36 @@ void SetClock(std::shared_ptr<Clock> clock)
 
 bool AddCamera(const CameraSetup& setup)
 {
+    if (!setup.replay.empty()) {
+        const std::shared_ptr<const Recording> recording = Recording::Load(setup.replay);
+        return Network::Get().Add(ReplaySetup(setup, *recording), nullptr, recording);
+    }
     std::shared_ptr<const LightImage> image;
     if (!setup.scene.empty()) {
         image = LightImage::Load(setup.scene);
     }
     return Network::Get().Add(setup, std::move(image));
+}
+
+bool GetReplay(const std::string& serial, ReplayState* state)
+{
+    const auto camera = Network::Get().Find(serial);
+    if (camera == nullptr) {
+        return false;
+    }
+    const genapi::AccessScope scope(*camera);
+    const Playback* const replay = camera->Frames().Replay();
+    if (replay == nullptr) {
+        return false;
+    }
+    const Recording& recording = replay->Source();
+    *state = {.frames = recording.Frames().size(),
+              .lost = recording.Lost(),
+              .notExported = recording.NotExported(),
+              .pixelFormat = recording.PixelFormat(),
+              .over = replay->IsOver(),
+              .failure = replay->Failure()};
+    return true;
 }
 
 void AddDefaultCameras()

@@ -31,9 +31,11 @@ std::shared_ptr<CameraModel> Network::Find(const std::string& serial) const
     return found == cameras_.end() ? nullptr : *found;
 }
 
-bool Network::Add(const CameraSetup& setup, std::shared_ptr<const LightImage> image)
+bool Network::Add(const CameraSetup& setup, std::shared_ptr<const LightImage> image,
+                  std::shared_ptr<const Recording> recording)
 {
-    auto camera = std::make_shared<CameraModel>(setup, clock_, std::move(image));
+    auto camera =
+        std::make_shared<CameraModel>(setup, clock_, std::move(image), std::move(recording));
     const std::lock_guard lock(mutex_);
     for (const auto& other : cameras_) {
         if (other->Setup().serial == setup.serial) {

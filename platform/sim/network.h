@@ -30,8 +30,9 @@ public:
     /** Null when there is no such camera. */
     std::shared_ptr<CameraModel> Find(const std::string& serial) const;
     /** False when the serial is taken. `image` is the scene in front of the camera; null: a test
-     *  pattern. */
-    bool Add(const CameraSetup& setup, std::shared_ptr<const LightImage> image);
+     *  pattern. `recording`: it is played back instead. */
+    bool Add(const CameraSetup& setup, std::shared_ptr<const LightImage> image,
+             std::shared_ptr<const Recording> recording = nullptr);
     /** Cameras that are open leave the network, but live on until they are closed. */
     void RemoveAll();
     /** Schedules a fault for a point in time, also for cameras that are added later. */

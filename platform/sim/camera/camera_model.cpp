@@ -40,12 +40,13 @@ CameraSetup Clamped(CameraSetup setup)
 } // namespace
 
 CameraModel::CameraModel(CameraSetup setup, const NetworkClock& clock,
-                         std::shared_ptr<const LightImage> image)
+                         std::shared_ptr<const LightImage> image,
+                         std::shared_ptr<const Recording> recording)
     : setup_(Clamped(std::move(setup))), clock_(clock), ticks_(setup_),
       features_(setup_, *this,
                 {.streaming = [this] { return stream_.IsRunning(); },
                  .nowNs = [this] { return clock_.NowNs(); }}),
-      lines_(features_.lines), stream_(*this, std::move(image))
+      lines_(features_.lines), stream_(*this, std::move(image), std::move(recording))
 {
     if (!setup_.attached) {
         presence_.Detach(std::numeric_limits<std::int64_t>::min());

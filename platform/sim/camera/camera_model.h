@@ -25,9 +25,11 @@ namespace sim
 class CameraModel : public genapi::AccessHook, public injection::Effects
 {
 public:
-    /** `image` is the scene in front of the camera; null: a test pattern. */
+    /** `image` is the scene in front of the camera; null: a test pattern. `recording`: it is played
+     *  back instead; the set-up fits it. */
     CameraModel(CameraSetup setup, const NetworkClock& clock,
-                std::shared_ptr<const LightImage> image = nullptr);
+                std::shared_ptr<const LightImage> image = nullptr,
+                std::shared_ptr<const Recording> recording = nullptr);
     ~CameraModel() override;
 
     const CameraSetup& Setup() const { return setup_; }

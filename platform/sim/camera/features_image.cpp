@@ -33,11 +33,12 @@ void FeatureBuilder::AddAxis(const Axis& axis, Integer*& size, Integer*& offset)
                {.min = axis.sensor, .max = axis.sensor}, axis.sensor);
     const std::int64_t whole =
         std::max(axis.sensor - axis.sensor % axis.step, std::min(axis.sensor, kSmallest));
+    const std::int64_t least = setup_.replay.empty() ? std::min(kSmallest, whole) : whole;
     size = AddInteger({.name = axis.sizeName,
                        .unit = "px",
                        .locked = state_.streaming,
                        .changes = {axis.offsetName, "PayloadSize"}},
-                      {.min = std::min(kSmallest, whole),
+                      {.min = least,
                        .max = whole,
                        .inc = axis.step,
                        .maxNow = [whole, &offset] { return whole - offset->Value(); }},
@@ -55,10 +56,11 @@ void FeatureBuilder::AddAxis(const Axis& axis, Integer*& size, Integer*& offset)
 void FeatureBuilder::Geometry()
 {
     CameraFeatures& camera = features_;
-    AddAxis({"WidthMax", "Width", "OffsetX", setup_.sensorWidth, kStepX}, camera.width,
-            camera.offsetX);
-    AddAxis({"HeightMax", "Height", "OffsetY", setup_.sensorHeight, kStepY}, camera.height,
-            camera.offsetY);
+    const bool recorded = !setup_.replay.empty(); // other cameras have other steps
+    AddAxis({"WidthMax", "Width", "OffsetX", setup_.sensorWidth, recorded ? 1 : kStepX},
+            camera.width, camera.offsetX);
+    AddAxis({"HeightMax", "Height", "OffsetY", setup_.sensorHeight, recorded ? 1 : kStepY},
+            camera.height, camera.offsetY);
     camera.reverseX = AddBoolean({.name = "ReverseX"}, false);
     camera.reverseY = AddBoolean({.name = "ReverseY"}, false);
 }
@@ -71,6 +73,13 @@ void FeatureBuilder::Format()
                 {{"Mono8", kMono8}, {"BayerRG8", kBayerRg8}, {"YUV422Packed", kYuv422Packed}}};
     } else {
         list = {"Mono8", {{"Mono8", kMono8}, {"Mono12", kMono12}, {"Mono12Packed", kMono12Packed}}};
+    }
+    if (!setup_.replay.empty()) { // a recording has one format
+        const auto isOther = [this](const auto& entry) {
+            return static_cast<std::uint32_t>(entry.second) != setup_.replayFormat;
+        };
+        std::erase_if(list.entries, isOther);
+        list.first = list.entries.empty() ? list.first : list.entries.front().first;
     }
     list.refuses = [&refused = setup_.refusedFormats](std::int64_t code) {
         return std::find(refused.begin(), refused.end(), code) != refused.end();

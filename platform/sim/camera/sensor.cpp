@@ -7,15 +7,20 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <utility>
 
 namespace sim
 {
 
-Sensor::Sensor(CameraModel& camera, Scene& scene)
+Sensor::Sensor(CameraModel& camera, Scene& scene, std::shared_ptr<const Recording> recording)
     : camera_(camera), random_(camera.Setup().seed),
       trigger_(camera.Features(), camera.Setup(), camera.Time().NowNs()),
       automatic_(camera.Features(), scene, camera.Setup().driftPpm)
 {
+    if (recording != nullptr) {
+        replay_.emplace(std::move(recording), Playback::Manner{.fast = camera.Setup().replayFast,
+                                                               .loop = camera.Setup().replayLoop});
+    }
     camera.Features().trigger.onChange = [this] {
         const std::int64_t nowNs = camera_.Time().NowNs();
         trigger_.Reset(nowNs);
@@ -36,6 +41,9 @@ void Sensor::Start(std::int64_t nowNs, std::uint32_t frames)
     trigger_.Reset(nowNs);
     lastArrivalNs_ = nowNs;
     nextId_ = 1;
+    if (replay_) {
+        replay_->Start(nowNs);
+    }
 }
 
 std::int64_t Sensor::NextStartNs() const
@@ -46,6 +54,11 @@ std::int64_t Sensor::NextStartNs() const
     const auto whenBack = [this](std::int64_t ns) {
         return camera_.Attendance().WhenBackNs(ns); // an absent camera doesn't expose
     };
+    if (replay_) {
+        const std::optional<std::int64_t> startNs = replay_->NextStartNs();
+        return startNs ? whenBack(replay_->IsFast() ? std::min(*startNs, freeNs_) : *startNs)
+                       : kNever;
+    }
     if (!trigger_.IsOn()) {
         return whenBack(freeNs_);
     }
@@ -88,11 +101,40 @@ void Sensor::Describe(Frame* frame)
     frame->values.exposureUs = job.exposureUs;
 }
 
-Frame Sensor::Expose()
+/** The settings of a camera that plays a recording back change nothing in its frames. */
+Frame Sensor::ExposeRecorded()
 {
     Frame frame;
     frame.startNs = NextStartNs();
+    const Playback::Step step = replay_->Take(frame.startNs);
+    frame.number = step.number;
+    frame.id = static_cast<std::uint32_t>(step.number);
+    Describe(&frame);
+    frame.recorded = step.position;
+    frame.last = step.last;
+    frame.lostBefore = step.lostBefore;
+    frame.timestamp = step.ticks;
+    frame.values.gain = step.gain;
+    frame.values.exposureUs = step.exposureUs;
+    frame.values.counter = exposed_++;
+    framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
+    const std::int64_t exposureNs = replay_->IsFast() ? 0 : ClockNs(step.exposureUs, 0);
+    frame.arrivalNs = frame.startNs + exposureNs;
+    InjectFaults(&frame);
+    lastArrivalNs_ = std::max(lastArrivalNs_, frame.arrivalNs);
+    frame.arrivalNs = lastArrivalNs_;
+    return frame;
+}
+
+Frame Sensor::Expose()
+{
+    if (replay_) {
+        return ExposeRecorded();
+    }
+    Frame frame;
+    frame.startNs = NextStartNs();
     frame.id = nextId_++;
+    frame.number = frame.id;
     Describe(&frame);
     automatic_.BeforeExposure(frame.startNs, &frame.job);
     frame.values.counter = exposed_++;
@@ -132,7 +174,9 @@ void Sensor::InjectFaults(Frame* frame)
             camera_.Ticks().Jump(frame->startNs, fault.value);
         }
     }
-    frame->timestamp = camera_.Ticks().At(frame->startNs);
+    if (!replay_) {
+        frame->timestamp = camera_.Ticks().At(frame->startNs);
+    }
     frame->values.timestamp = frame->timestamp;
     frame->timestampHalves = frame->timestamp;
     for (const Fault& fault : due) {

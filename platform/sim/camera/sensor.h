@@ -14,9 +14,12 @@
 #include "sim/camera/timing.h"
 #include "sim/camera/tone.h"
 #include "sim/picture/scene.h"
+#include "sim/replay/playback.h"
 
 #include <cstdint>
 #include <limits>
+#include <memory>
+#include <optional>
 
 namespace sim
 {
@@ -31,11 +34,18 @@ struct Frame {
     std::uint64_t pixelBytes = 0;
     unsigned chunks = 0;
     ChunkValues values;
-    std::uint32_t id = 0;
+    std::uint32_t id =
+        0; ///< counts from 1 after a start; of a recorded frame the end of its number
+    std::uint64_t number = 0;
     std::uint64_t timestamp = 0;
     std::uint64_t timestampHalves = 0; ///< high and low; differ from timestamp only after a fault
     std::int64_t startNs = 0;
     std::int64_t arrivalNs = 0;
+    std::uint64_t lostBefore =
+        0;                    ///< recorded frames that never arrived, between the one before and
+                              ///  this one
+    std::size_t recorded = 0; ///< its position in the recording, while one is played back
+    bool last = false;        ///< of a recording
     bool lost = false;
     bool incomplete = false;
     bool nullImage = false;
@@ -49,8 +59,9 @@ public:
     static constexpr std::int64_t kNever = std::numeric_limits<std::int64_t>::max();
     static constexpr std::uint32_t kForEver = 0xFFFFFFFF;
 
-    /** Camera and scene must outlive the sensor. */
-    Sensor(CameraModel& camera, Scene& scene);
+    /** Camera and scene must outlive the sensor. `recording`: plays it back; null: takes pictures.
+     */
+    Sensor(CameraModel& camera, Scene& scene, std::shared_ptr<const Recording> recording);
     Sensor(const Sensor&) = delete;
     Sensor& operator=(const Sensor&) = delete;
 
@@ -62,8 +73,11 @@ public:
     std::int64_t NextStartNs() const;
     /** Takes the frame whose exposure starts at NextStartNs. */
     Frame Expose();
+    /** Null: the sensor takes pictures of the scene. */
+    Playback* Replay() { return replay_ ? &*replay_ : nullptr; }
 
 private:
+    Frame ExposeRecorded();
     void Describe(Frame* frame);
     void InjectFaults(Frame* frame);
 
@@ -72,6 +86,7 @@ private:
     ToneMaker tone_;
     FrameTrigger trigger_;
     AutomaticFunctions automatic_;
+    std::optional<Playback> replay_;
     bool running_ = false;
     std::uint32_t framesLeft_ = 0;
     std::int64_t freeNs_ = 0; // from then on the next exposure can start

@@ -23,8 +23,9 @@ constexpr std::size_t kUsualFramesOnTheWay = 16;
 
 } // namespace
 
-Stream::Stream(CameraModel& camera, std::shared_ptr<const LightImage> image)
-    : camera_(camera), scene_(std::move(image)), sensor_(camera, scene_),
+Stream::Stream(CameraModel& camera, std::shared_ptr<const LightImage> image,
+               std::shared_ptr<const Recording> recording)
+    : camera_(camera), scene_(std::move(image)), sensor_(camera, scene_, std::move(recording)),
       onTheWay_(kUsualFramesOnTheWay), waiting_(0)
 {
 }
@@ -35,10 +36,30 @@ void Stream::Configure(std::uint32_t framesBuffered, std::uint32_t packetSize)
     packetSize_ = std::max(packetSize, 1U);
 }
 
+/** When the next exposure starts. A recording that is played back as fast as possible waits until
+ *  the frame before is delivered and there is a free buffer. */
+std::int64_t Stream::NextStartNs()
+{
+    const Playback* const replay = sensor_.Replay();
+    return replay != nullptr && replay->IsFast() && !HasRoom() ? Sensor::kNever
+                                                               : sensor_.NextStartNs();
+}
+
+bool Stream::HasRoom() const
+{
+    return onTheWay_.Empty() && waiting_.Empty() && HasFreeSlot();
+}
+
+bool Stream::HasFreeSlot() const
+{
+    return std::any_of(slots_.begin(), slots_.end(),
+                       [](const Slot& slot) { return slot.state == State::Free; });
+}
+
 void Stream::Advance(std::int64_t nowNs)
 {
     for (;;) {
-        const std::int64_t startNs = sensor_.NextStartNs();
+        const std::int64_t startNs = NextStartNs();
         const std::int64_t arrivalNs =
             onTheWay_.Empty() ? Sensor::kNever : onTheWay_.Front().arrivalNs;
         if (std::min(startNs, arrivalNs) > nowNs ||
@@ -142,7 +163,8 @@ std::uint32_t Stream::ChooseFree() const
     return kept;
 }
 
-/** Gives the frame a free buffer. False when there is none. */
+/** Gives the frame a free buffer. False when there is none, or when its recorded picture can't be
+ *  read; then it is lost. */
 bool Stream::Claim(Frame* frame)
 {
     const std::uint32_t index = ChooseFree();
@@ -151,6 +173,11 @@ bool Stream::Claim(Frame* frame)
     }
     nextSlot_ = (index + 1) % static_cast<std::uint32_t>(slots_.size());
     slots_[index].state = State::Filling;
+    Playback* const replay = sensor_.Replay();
+    if (replay != nullptr && !FillRecorded(*replay, frame, &slots_[index])) {
+        slots_[index].state = State::Free;
+        return false;
+    }
     frame->buffer = index;
     Fill(*frame, &slots_[index]);
     return true;
@@ -161,14 +188,14 @@ void Stream::Fill(const Frame& frame, Slot* slot)
 {
     const std::uint64_t room = std::min(frame.pixelBytes, bufferSize_);
     const std::uint64_t bytes = frame.incomplete ? room / 2 : room;
-    if (camera_.Setup().picture == Picture::Pattern) {
+    if (sensor_.Replay() == nullptr && camera_.Setup().picture == Picture::Pattern) {
         scene_.Paint(frame.job, slot->memory, bytes);
     }
     _tag_GEVBUF_ENTRY& entry = slot->entry;
     entry = {};
     entry.status = bytes < frame.pixelBytes ? kGevIncomplete : kGevOk;
     entry.frameId = frame.id;
-    entry.frameNumber = frame.id;
+    entry.frameNumber = frame.number;
     entry.arrivalNs = 0;
     entry.timestamp = frame.timestamp;
     entry.timestampHigh = static_cast<std::uint32_t>(frame.timestampHalves >> 32);
@@ -186,6 +213,45 @@ void Stream::Fill(const Frame& frame, Slot* slot)
     slot->nullFrame = frame.nullFrame;
 }
 
+/** Reads the frame's picture. False: it can't be read, which ends the playback. */
+bool Stream::FillRecorded(Playback& replay, Frame* frame, Slot* slot)
+{
+    const std::uint64_t room = std::min(frame->pixelBytes, bufferSize_);
+    std::string trouble = replay.Source().ReadPicture(frame->recorded, slot->memory,
+                                                      frame->incomplete ? room / 2 : room);
+    if (!trouble.empty()) {
+        replay.Fail(std::move(trouble));
+        frame->lost = true;
+        return false;
+    }
+    slot->gain = frame->values.gain;
+    slot->exposureUs = frame->values.exposureUs;
+    slot->last = frame->last;
+    return true;
+}
+
+void Stream::Lose(const Frame& frame)
+{
+    if (Playback* const replay = sensor_.Replay(); replay != nullptr && frame.last) {
+        replay->LastIsGone();
+    }
+    if (frame.buffer != Frame::kNoBuffer) {
+        slots_[frame.buffer].state = State::Free;
+    }
+    ++statistics_.framesLost;
+    statistics_.packetsMissing += Packets(frame);
+}
+
+/** The settings show the values that the frame was recorded with. */
+void Stream::ShowSettings(Playback& replay, const Slot& slot)
+{
+    camera_.Features().gain->StoreAt(0, slot.gain);
+    camera_.Features().exposureTime->StoreAt(0, slot.exposureUs);
+    if (slot.last) {
+        replay.LastIsGone();
+    }
+}
+
 std::uint64_t Stream::Packets(const Frame& frame) const
 {
     return (frame.pixelBytes + ChunkBytes(frame.chunks) + packetSize_ - 1) / packetSize_;
@@ -194,21 +260,29 @@ std::uint64_t Stream::Packets(const Frame& frame) const
 void Stream::Arrive(Frame frame)
 {
     const std::uint64_t packets = Packets(frame);
+    statistics_.framesLost += frame.lostBefore;
+    statistics_.packetsMissing += packets * frame.lostBefore;
+    frame.lostBefore = 0;
     if (frame.lost || camera_.Attendance().AbsentWithin(frame.startNs, frame.arrivalNs)) {
-        ++statistics_.framesLost;
-        statistics_.packetsMissing += packets;
-        if (frame.buffer != Frame::kNoBuffer) {
-            slots_[frame.buffer].state = State::Free;
-        }
+        Lose(frame);
+        return;
+    }
+    // A waiting caller claims a buffer for the oldest frame only, so this limit never delays it.
+    const bool held = waiting_.Size() >= framesBuffered_;
+    if (frame.last && (held || (frame.buffer == Frame::kNoBuffer && !HasFreeSlot()))) {
+        frame.arrivalNs += kNsPerMs; // whoever waits for the end of a recording gets its last frame
+        onTheWay_.Push(frame);
         return;
     }
     const std::uint64_t missing = frame.incomplete ? packets - packets / 2 : 0;
     statistics_.packetsMissing += missing;
     statistics_.packetsReceived += packets - missing;
-    // A waiting caller claims a buffer for the oldest frame only, so this limit never delays it.
-    const bool held = waiting_.Size() >= framesBuffered_;
     if (held || (frame.buffer == Frame::kNoBuffer && !Claim(&frame))) {
-        ++statistics_.underruns;
+        if (frame.lost) {
+            Lose(frame);
+        } else {
+            ++statistics_.underruns;
+        }
         return;
     }
     slots_[frame.buffer].state = State::Waiting;
@@ -218,6 +292,9 @@ void Stream::Arrive(Frame frame)
 int Stream::Deliver(_tag_GEVBUF_ENTRY** frame)
 {
     Slot& slot = slots_[waiting_.Pop()];
+    if (Playback* const replay = sensor_.Replay(); replay != nullptr) {
+        ShowSettings(*replay, slot);
+    }
     if (slot.nullFrame) {
         slot.state = State::Free;
         return kGevOk;
@@ -253,7 +330,7 @@ int Stream::Wait(_tag_GEVBUF_ENTRY** frame, std::uint32_t timeoutMs)
             }
             wakeNs = std::min(wakeNs, next.arrivalNs);
         }
-        const std::int64_t startNs = sensor_.NextStartNs();
+        const std::int64_t startNs = NextStartNs();
         wakeNs = std::min(wakeNs, startNs);
         if (onTheWay_.Empty() && startNs == Sensor::kNever) {
             wakeNs = std::min(wakeNs, nowNs + kLookAgainNs);

@@ -32,8 +32,10 @@ namespace sim
 class Stream
 {
 public:
-    /** `image` is the scene in front of the camera; null: a test pattern. */
-    Stream(CameraModel& camera, std::shared_ptr<const LightImage> image);
+    /** `image` is the scene in front of the camera; null: a test pattern. `recording`: it is played
+     *  back instead. */
+    Stream(CameraModel& camera, std::shared_ptr<const LightImage> image,
+           std::shared_ptr<const Recording> recording);
 
     bool IsRunning() const { return sensor_.IsRunning(); }
     bool IsInitialized() const { return !slots_.empty(); }
@@ -49,6 +51,8 @@ public:
     /** How many frames may wait for the caller, and the bytes of one packet. */
     void Configure(std::uint32_t framesBuffered, std::uint32_t packetSize);
     const GEV_TRANSFER_STATISTICS& Statistics() const { return statistics_; }
+    /** What is played back; null: nothing. */
+    const Playback* Replay() { return sensor_.Replay(); }
 
 private:
     enum class State { Free, Filling, Waiting, Callers };
@@ -57,11 +61,20 @@ private:
         std::uint8_t* memory = nullptr;
         State state = State::Free;
         bool nullFrame = false;
+        double gain = 1; // of a recorded frame, like the next
+        double exposureUs = 0;
+        bool last = false;
     };
 
     bool Claim(Frame* frame);
     std::uint32_t ChooseFree() const;
     void Fill(const Frame& frame, Slot* slot);
+    bool FillRecorded(Playback& replay, Frame* frame, Slot* slot);
+    void Lose(const Frame& frame);
+    void ShowSettings(Playback& replay, const Slot& slot);
+    std::int64_t NextStartNs();
+    bool HasRoom() const;
+    bool HasFreeSlot() const;
     void Arrive(Frame frame);
     void DropUndelivered();
     int Deliver(_tag_GEVBUF_ENTRY** frame);

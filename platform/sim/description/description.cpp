@@ -7,6 +7,7 @@
 #include "base/printable.h"
 #include "base/toml_reader.h"
 #include "genapi/value_text.h"
+#include "sim/replay/replay_setup.h"
 
 #include <fmt/format.h>
 
@@ -160,10 +161,59 @@ std::shared_ptr<const LightImage> ReadScene(TableReader& reader, const std::stri
     }
 }
 
+/** Reads the recording that a camera plays back; null without one. Its path, which is relative to
+ *  the file, becomes relative to the current folder. */
+std::shared_ptr<const Recording> ReadReplay(TableReader& reader, const std::string& file,
+                                            CameraSetup* setup)
+{
+    const toml::node* node = reader.Find("replay");
+    Put(reader.Flag("replay_fast"), &setup->replayFast);
+    Put(reader.Flag("replay_loop"), &setup->replayLoop);
+    if (node == nullptr) {
+        reader.Needs("replay_fast", "replay", "it says how a recording is played back");
+        reader.Needs("replay_loop", "replay", "it says how a recording is played back");
+        return nullptr;
+    }
+    for (const std::string_view key : {"model",
+                                       "sensor_width",
+                                       "sensor_height",
+                                       "picture",
+                                       "scene",
+                                       "noise",
+                                       "seed",
+                                       "tick_offset",
+                                       "tick_bits",
+                                       "drift_ppm",
+                                       "jitter_us",
+                                       "lock_regulated",
+                                       "trigger_line",
+                                       "trigger_hz",
+                                       "trigger_pulse_us",
+                                       "trigger_times_s",
+                                       "link_mbytes_per_second",
+                                       "line_readout_us",
+                                       "highest_frame_rate",
+                                       "refused_formats"}) {
+        reader.Forbid(key, "the camera plays a recording back");
+    }
+    Put(ReadText(reader, "replay", 1, kPathMost), &setup->replay);
+    setup->replay = (std::filesystem::path(file).parent_path() / setup->replay).string();
+    try {
+        std::shared_ptr<const Recording> recording = Recording::Load(setup->replay);
+        *setup = ReplaySetup(std::move(*setup), *recording);
+        return recording;
+    } catch (const std::runtime_error& failure) {
+        reader.RefuseValue("replay", *node,
+                           fmt::format("the folder of an export ({})", failure.what()));
+    }
+}
+
 CameraSetup ReadCamera(TableReader& reader, const std::string& file,
-                       std::shared_ptr<const LightImage>* scene)
+                       std::shared_ptr<const LightImage>* scene,
+                       std::shared_ptr<const Recording>* recording)
 {
     CameraSetup setup;
+    *recording = ReadReplay(reader, file, &setup);
     Put(reader.OneOf<Model>("model", kModels), &setup.model);
     Put(ReadText(reader, "manufacturer", 0, kTextMost), &setup.manufacturer);
     Put(ReadText(reader, "model_name", 0, kTextMost), &setup.modelName);
@@ -213,7 +263,8 @@ NetworkDescription ReadNetwork(std::string_view text, const std::string& name)
     root.Finish();
     for (TableReader& reader : cameras) {
         std::shared_ptr<const LightImage> scene;
-        CameraSetup setup = ReadCamera(reader, name, &scene);
+        std::shared_ptr<const Recording> recording;
+        CameraSetup setup = ReadCamera(reader, name, &scene, &recording);
         for (const CameraSetup& other : network.cameras) {
             if (other.serial == setup.serial) {
                 reader.Refuse("serial", fmt::format("is {}, which another camera has already; "
@@ -223,6 +274,7 @@ NetworkDescription ReadNetwork(std::string_view text, const std::string& name)
         }
         network.cameras.push_back(std::move(setup));
         network.scenes.push_back(std::move(scene));
+        network.recordings.push_back(std::move(recording));
     }
     if (!faults.empty()) {
         FaultReader faultReader(network.cameras);

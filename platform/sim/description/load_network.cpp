@@ -55,7 +55,8 @@ bool LoadNetwork(const std::string& path, std::string* error)
     ClearFaults();
     Network::Get().RemoveAll();
     for (std::size_t i = 0; i < description.cameras.size(); ++i) {
-        Network::Get().Add(description.cameras[i], description.scenes[i]);
+        Network::Get().Add(description.cameras[i], description.scenes[i],
+                           description.recordings[i]);
     }
     for (const Fault& fault : description.faults) {
         AddFault(fault);

@@ -82,7 +82,7 @@ TEST(Config, EveryKeyReachesItsField)
     wanted.iobox = {{KvTd::TD_PIN_OUT1, 1, 2, 2, {10, 100}},
                     {KvTd::TD_PIN_LINE2, 2, 5, 0, {7, KvTd::kIoboxParamUnset}}};
     wanted.session = {100, false, 0.5, 7};
-    wanted.exporting = {"raw", "out", 3, 4, 9, true, true, true, 1};
+    wanted.exporting = {"raw", "y4m", "out", 3, 4, 9, true, true, true, 1};
     wanted.memory = {"/mine"};
     wanted.simulation = {"net.toml"};
     wanted.log = {"x.log", 5};

@@ -1,11 +1,19 @@
 /** The command line. */
 #pragma once
 
+#include "base/program_help.h"
+
 #include <chrono>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
+
+namespace CLI
+{
+class App;
+}
 
 namespace kvcam
 {
@@ -25,9 +33,18 @@ struct Options {
     bool segments = false;       ///< the system cuts the packets apart
     std::string description;     ///< file in place of the generated description; empty: that one
     bool printDescription = false;
-    std::string readyFile;                                 ///< empty: no file
+    std::string readyFile; ///< empty: no file
+    double durationS = 0;
     std::optional<std::chrono::duration<double>> duration; ///< empty: until a signal comes
 };
+
+/** The options; parsing the command line with them fills `*options`. */
+std::unique_ptr<CLI::App> CommandLine(Options* options);
+
+/** What the help says besides the options. */
+const base::ProgramHelp& Help();
+
+const char* Version();
 
 /** Returns nothing when the program must end with `*exitCode`; the reason or help has been printed.
  */

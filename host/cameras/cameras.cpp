@@ -120,6 +120,20 @@ TransferCounts NewestTransfer()
     return transfer;
 }
 
+GuardedBuffers::GuardedBuffers(FrameMemory& memory)
+{
+    GevSetBufferGuard(
+        [](void* context, void* buffer, int lastChoice) {
+            return static_cast<FrameMemory*>(context)->MayFill(buffer, lastChoice != 0) ? 1 : 0;
+        },
+        &memory);
+}
+
+GuardedBuffers::~GuardedBuffers()
+{
+    GevSetBufferGuard(nullptr, nullptr);
+}
+
 FrameFacts NewestFrame()
 {
     GEV_FRAME_FACTS facts = {};

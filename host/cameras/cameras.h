@@ -3,6 +3,7 @@
 
 #include "cameras/camera_table.h"
 #include "config/config.h"
+#include "memory/frame_memory.h"
 #include "memory/frame_values.h"
 #include "report/log.h"
 #include "report/progress.h"
@@ -41,6 +42,17 @@ std::string DrawOutputLines();
 
 /** Counts of the newest transfer. */
 TransferCounts NewestTransfer();
+
+/** Has transfers ask the frame memory before they fill one of its buffers, as long as the object
+ *  lives. */
+class GuardedBuffers
+{
+public:
+    explicit GuardedBuffers(FrameMemory& memory);
+    ~GuardedBuffers();
+    GuardedBuffers(const GuardedBuffers&) = delete;
+    GuardedBuffers& operator=(const GuardedBuffers&) = delete;
+};
 
 /** What the platform knows of the frame that it delivered last. */
 FrameFacts NewestFrame();

@@ -42,6 +42,7 @@ struct RunCounts {
     float gainDb = 0;
     std::optional<float> temperature;
     std::uint32_t frameBytes = 0;
+    std::uint64_t takenBack = 0; ///< frames that consumers of the frame memory held
 };
 
 /** Names of the open camera; empty without one. */

@@ -106,7 +106,8 @@ json ControlService::Status() const
             {"gain_db", counts.gainDb},
             {"temperature", counts.temperature ? json(*counts.temperature) : json()},
             {"frame_bytes", counts.frameBytes},
-            {"settings_not_taken", run.settingsNotTaken}};
+            {"settings_not_taken", run.settingsNotTaken},
+            {"taken_back", counts.takenBack}};
 }
 
 std::string ControlService::StatusEvent() const

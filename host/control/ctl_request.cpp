@@ -119,6 +119,10 @@ std::string StatusText(const json& status)
             fmt::format("packets: {} received, {} resent, {} missing\n", Text(packets, "received"),
                         Text(packets, "resent"), Text(packets, "missing"));
     }
+    if (Number(status, "taken_back") != 0) {
+        text +=
+            fmt::format("taken back: {} frames that consumers held\n", Text(status, "taken_back"));
+    }
     text += fmt::format("exposure: {:.0f} us, gain: {:.1f} dB\n", Number(status, "exposure_us"),
                         Number(status, "gain_db"));
     for (const json& line : Member(status, "settings_not_taken")) {

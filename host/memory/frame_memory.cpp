@@ -71,6 +71,7 @@ bool FrameMemory::Open(const std::string& name)
 {
     Close();
     sequence_ = 0;
+    takenBack_ = 0;
     return object_.Open(name) || Fail(object_.Error());
 }
 
@@ -156,6 +157,7 @@ void FrameMemory::ForgetFrames()
         word.store(PackFrameWord(FrameSequence(word.load(kRelaxed)), kFrameFilling), kRelaxed);
     }
     std::atomic_thread_fence(kRelease);
+    Header()->exact.store(0, kRelaxed); // until this session's transfer asks
     Header()->newestIndex.store(kNoBuffer, kRelaxed);
     for (MemoryInstanceInfo& instance : Header()->instances) {
         instance.newestIndex.store(kNoBuffer, kRelaxed);
@@ -239,27 +241,6 @@ void FrameMemory::Describe(std::uint32_t width, std::uint32_t height, std::uint3
     SetCodec(Header()->codec, codec);
 }
 
-void FrameMemory::CountRound()
-{
-    Release();
-    ++round_;
-    MarkTurns();
-}
-
-/** With N buffers, round r and k spare frames: the camera fills the buffer of round r + 1 - N now,
- *  and those up to r + 1 - N + k are marked. Nothing is held when this runs. */
-void FrameMemory::MarkTurns()
-{
-    for (std::uint32_t i = 0; i < bufferCount_; ++i) {
-        Word64& word = Infos()[i].word;
-        const std::uint64_t now = word.load(kRelaxed);
-        if (StateOfFrame(now) == kFrameReleased &&
-            takenRound_[i] + bufferCount_ <= round_ + 1 + spareFrames_) {
-            word.store(PackFrameWord(FrameSequence(now), kFrameFilling), kRelease);
-        }
-    }
-}
-
 int FrameMemory::Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image,
                          int /*flag*/, const FrameValues& values)
 {
@@ -291,16 +272,6 @@ int FrameMemory::Trigger(std::uint32_t instance, std::uint64_t timeUs, const voi
         object_.WakeConsumers();
     }
     return kTriggerAccepted;
-}
-
-void FrameMemory::Release()
-{
-    if (heldIndex_ == kNoBuffer) {
-        return;
-    }
-    Infos()[std::exchange(heldIndex_, kNoBuffer)].word.store(
-        PackFrameWord(sequence_, kFrameReleased), kRelease);
-    MarkTurns();
 }
 
 void FrameMemory::Announce(std::uint64_t nextTimeUs, std::uint32_t latencyUs,
@@ -355,6 +326,17 @@ std::uint64_t FrameMemory::Generation() const
 std::uint64_t FrameMemory::TriggeredFrames() const
 {
     return sequence_;
+}
+
+std::uint64_t FrameMemory::TakenBack() const
+{
+    return takenBack_;
+}
+
+bool FrameMemory::BoardIsWhole() const
+{
+    const ConsumerBoard* const board = object_.Consumers().Board();
+    return board == nullptr || board->magic.load(kRelaxed) == kConsumerBoardMagic;
 }
 
 FrameBufferInfo* FrameMemory::Infos() const

@@ -5,7 +5,9 @@
 #include "kv_frame_memory.h"
 #include "memory/frame_object.h"
 #include "memory/frame_values.h"
+#include "memory/leases.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -24,8 +26,9 @@ enum TriggerResult : int {
 
 /** Owns the object, its lock and its name from Open to Close or destruction.
  *
- *  Grab thread only, except UnlinkNow. Open and Init allocate; nothing that is called per frame
- *  allocates, locks or enters the kernel. */
+ *  Grab thread only, except UnlinkNow, MayFill and TakenBack. Open and Init allocate; nothing that
+ *  is called per frame allocates or locks, or enters the kernel unless a consumer waits or holds a
+ *  frame. */
 class FrameMemory
 {
 public:
@@ -77,6 +80,15 @@ public:
     /** Gives the held image back to the camera. Call it after the export, even when the image was
      *  not exported; otherwise the next CountRound does it. */
     void Release();
+    /** Whether the camera's transfer may fill the buffer that starts at `image`: not while a
+     *  consumer holds its frame and enough others are left. When none is, as `lastChoice` says or
+     *  this finds, the frame that has been held for longest is taken back.
+     *
+     *  Any one thread at a time, also while the grab thread is at work: a buffer is either with the
+     *  driver, from its delivery to its release, or with the transfer. Only the state of one whose
+     *  frame the host gives back after the driver did is changed by both, in single steps. The
+     *  buffers must not change meanwhile, as they don't while a transfer uses them. */
+    bool MayFill(const void* image, bool lastChoice);
     /** Informs consumers when the next frame is due. */
     void Announce(std::uint64_t nextTimeUs, std::uint32_t latencyUs, std::uint32_t exposureUs);
 
@@ -89,6 +101,10 @@ public:
     std::size_t Stride() const;            ///< bytes from one buffer to the next
     std::uint64_t Generation() const;      ///< even; 0 when nothing is open
     std::uint64_t TriggeredFrames() const; ///< accepted for instance 0 since Open
+    std::uint64_t TakenBack() const;       ///< frames that consumers held, since Open; any thread
+    std::uint32_t MostHeld() const;        ///< how many frames consumers can hold at a time
+    /** False when a consumer has destroyed what consumers wait and hold frames with. */
+    bool BoardIsWhole() const;
     const std::string& Error() const { return error_; }
 
 private:
@@ -96,11 +112,14 @@ private:
     void WriteLayout(std::uint32_t bufferBytes, std::uint32_t bufferCount);
     void ForgetFrames();
     void MarkTurns();
+    bool MarkForFilling(std::uint32_t index, bool lastChoice);
+    bool KeepForConsumers(std::uint32_t index);
     KvFrames::FrameMemoryHeader* Header() const { return object_.Header(); }
     KvFrames::FrameBufferInfo* Infos() const;
     std::uint32_t IndexOf(const void* image) const;
 
     FrameObject object_;
+    const Leases leases_{object_.Consumers()};
     std::string error_;
     std::size_t pixelOffset_ = 0;
     std::size_t stride_ = 0;
@@ -110,6 +129,7 @@ private:
     std::uint64_t sequence_ = 0;
     std::uint64_t round_ = 0;               ///< since Init; each takes one buffer at most
     std::vector<std::uint64_t> takenRound_; ///< per buffer: the round that brought its frame
+    std::atomic<std::uint64_t> takenBack_ = 0;
 };
 
 } // namespace kvgrab

@@ -282,6 +282,7 @@ void Grabbing::GiveAdvice()
 
 NextStep Grabbing::RunSessions()
 {
+    const GuardedBuffers guarded(memory_);
     host_.emplace(HostParts{
         .config = config_,
         .signals = signals_,
@@ -423,6 +424,7 @@ void Grabbing::PrintSummary(std::int64_t runNs)
     if (const auto drift = host_->Drift(); drift && drift->IsSignificant()) {
         summary += DriftLine(*drift);
     }
+    summary += host_->consumers.Summary();
     summary += features_->Summary();
     summary += host_->settingsNotTaken.Summary();
     Print(base::Printable(summary, "\n"), signals_.Terminating());

@@ -24,7 +24,8 @@ void HostSession::ShareCounts(const TransferCounts& counts)
                                .exposureUs = scenario.frame.exposureUs,
                                .gainDb = scenario.frame.gainDb,
                                .temperature = progress.Temperature(),
-                               .frameBytes = parts.memory.ActFsize()});
+                               .frameBytes = parts.memory.ActFsize(),
+                               .takenBack = parts.memory.TakenBack()});
     }
 }
 

@@ -21,7 +21,8 @@ constexpr std::int64_t kAskForTriggerNs = 1'000'000'000;
 } // namespace
 
 HostSession::HostSession(HostParts hostParts)
-    : parts(std::move(hostParts)), reload_({parts.config, parts.log, parts.signals, dynamicLut}),
+    : parts(std::move(hostParts)), consumers(parts.memory, parts.log),
+      reload_({parts.config, parts.log, parts.signals, dynamicLut}),
       report_({parts.log, parts.manager, parts.monotonicNs, [this] { return StatusText(); }}),
       hostClock_(parts.monotonicNs, parts.wallClockNs)
 {
@@ -287,6 +288,7 @@ void HostSession::FrameGrabbed(float temperature)
         parts.log.Line(3, timed);
     }
     progress.FrameGrabbed(now, temperature);
+    consumers.Look();
     if (missingFrames_.FrameCame()) {
         parts.log.Line(missingFrames_.Level(), "frames are coming again");
         ShowState(RunState::Grabbing, "the camera is grabbed from");

@@ -16,6 +16,7 @@
 #include "report/service_manager.h"
 #include "session/capture_times.h"
 #include "session/config_reload.h"
+#include "session/consumer_report.h"
 #include "session/dynamic_lut.h"
 #include "session/guard_thread.h"
 #include "session/missing_frames.h"
@@ -148,6 +149,7 @@ public:
     SessionTiming timing;
     DynamicLut dynamicLut;
     SettingsNotTaken settingsNotTaken;
+    ConsumerReport consumers;
     int grabState = 0; ///< as last reported by the driver
     /** Called when the driver has opened the camera and not configured it yet. */
     std::function<void()> cameraOpened = [] {};

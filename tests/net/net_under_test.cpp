@@ -21,6 +21,8 @@ public:
         }
     }
 
+    bool AsksTheHost() const override { return OwnReceiver(); }
+
 private:
     LoopbackCamera camera_{"T1"};
 };

@@ -60,7 +60,7 @@ typedef enum kvf_result {
 } kvf_result;
 
 typedef enum kvf_format {
-    KVF_UNKNOWN = 0,
+    KVF_UNKNOWN = 0,       /**< another codec, or fewer bytes than width and height require */
     KVF_MONO8 = 1,         /**< codec MONO8T: one byte a pixel */
     KVF_MONO12_PACKED = 2, /**< codec MONO12PT: two pixels in three bytes */
     KVF_MONO12 = 3,        /**< codec MONO12T: two bytes a pixel, low byte first, values to 4095 */
@@ -77,7 +77,8 @@ typedef enum kvf_which {
 /** A frame, as it was when the wait returned it. */
 typedef struct kvf_frame {
     const void* pixels; /**< in the host's memory, lines without padding; read-only. The address
-                             stays mapped until the next wait on this source, or kvf_unpin() */
+                             stays mapped until the next wait of any thread on this source, or
+                             kvf_unpin() */
     uint64_t bytes;     /**< of the picture */
     uint32_t width;     /**< pixels */
     uint32_t height;    /**< pixels */
@@ -123,12 +124,14 @@ KVF_API kvf_result kvf_open(const char* name, kvf_source** source);
 KVF_API void kvf_close(kvf_source* source);
 
 /** Waits up to `timeout_ms` for a frame (0: only looks; KVF_FOREVER), also for a host to come or to
- *  return. The first frame returned is the newest one.
+ *  return. The first frame returned is the newest one. What a host published before it ended can
+ *  still be returned, also after its end. Signals do not end a wait.
  *
  *  KVF_TIMEOUT: no frame in time; KVF_NO_HOST: no host at the end of the time; KVF_INTERRUPTED,
  *  KVF_DENIED, KVF_INCOMPATIBLE, KVF_SYSTEM. `frame` is written only with KVF_OK. */
 KVF_API kvf_result kvf_wait(kvf_source* source, kvf_which which, int timeout_ms, kvf_frame* frame);
-/** Ends all waits on the source that are under way, and the next one if none is. */
+/** Ends all waits on the source that are under way, and the next one if none is. May be called from
+ *  a signal handler. */
 KVF_API void kvf_interrupt(kvf_source* source);
 
 /** 1 if all that was read from `frame->pixels` so far belongs to that frame, otherwise 0. */

@@ -4,6 +4,8 @@
 #include "pictures.h"
 #include "unlocked.h"
 
+#include <cstring>
+
 namespace kvpython
 {
 
@@ -64,11 +66,6 @@ py::array Frame::View(const py::dtype& type, const py::array::ShapeContainer& sh
     return view;
 }
 
-py::array Frame::NewArray() const
-{
-    return py::array(TypeOf(Values()), ShapeOf(Values()));
-}
-
 py::array Frame::Bytes() const
 {
     return View(py::dtype::of<std::uint8_t>(), {static_cast<py::ssize_t>(Values().bytes)});
@@ -92,17 +89,17 @@ py::array Frame::Copy() const
 {
     FailIfPixelsAreMissing();
     const kvf_frame& frame = Values();
-    py::array to = NewArray();
+    py::array to(TypeOf(frame), ShapeOf(frame));
     void* const room = to.mutable_data();
     const auto bytes = static_cast<std::size_t>(to.nbytes());
     const Unlocked unlocked;
     if (frame.format == KVF_MONO12_PACKED) {
         UnpackMono12(static_cast<const std::uint8_t*>(frame.pixels),
                      std::size_t{frame.width} * frame.height, static_cast<std::uint16_t*>(room));
-        FailIfOverwritten();
     } else {
-        Check(source_->Copy(frame, room, bytes));
+        std::memcpy(room, frame.pixels, bytes);
     }
+    FailIfOverwritten();
     return to;
 }
 

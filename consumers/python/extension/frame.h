@@ -35,7 +35,6 @@ public:
 private:
     pybind11::array View(const pybind11::dtype& type,
                          const pybind11::array::ShapeContainer& shape) const;
-    pybind11::array NewArray() const;
     void FailIfPixelsAreMissing() const;
     void FailIfOverwritten() const;
 

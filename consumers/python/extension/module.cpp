@@ -112,9 +112,31 @@ void Value(py::class_<Frame, std::shared_ptr<Frame>>* type, const char* name, Re
         name, [read](const Frame& frame) { return read(frame.Values()); }, doc);
 }
 
+void DefineHold(py::class_<Hold>* type)
+{
+    type->def("release", &Hold::Release,
+              "Gives the frame back. Without effect when called again.\n\n"
+              "Raises Overwritten if the host had taken it back before.")
+        .def(
+            "__enter__", [](const Hold& hold) { return hold.Held(); }, "The frame.")
+        .def("__exit__",
+             [](Hold* hold, const py::object& error, const py::object&, const py::object&) {
+                 try {
+                     hold->Release();
+                 } catch (const Failure&) {
+                     if (error.is_none()) {
+                         throw;
+                     }
+                 }
+             });
+}
+
 void DefineFrame(py::module_* module)
 {
     py::class_<Frame, std::shared_ptr<Frame>> frame(*module, "Frame", kFrameDoc);
+    // Each of the two names the other in its signatures.
+    py::class_<Hold> hold(*module, "Hold", "A held frame, made by Frame.hold().");
+    DefineHold(&hold);
     frame.def_property_readonly("array", &Frame::Array, kArrayDoc)
         .def_property_readonly("data", &Frame::Bytes, kDataDoc)
         .def_property_readonly("valid", &Frame::IsValid, kValidDoc)
@@ -166,26 +188,6 @@ void DefineFrame(py::module_* module)
     Value(
         &frame, "host", [](const kvf_frame& f) { return f.host; },
         "Number of the host since the source was opened, from 1: a new one counts up.");
-}
-
-void DefineHold(py::module_* module)
-{
-    py::class_<Hold>(*module, "Hold", "A held frame, made by Frame.hold().")
-        .def("release", &Hold::Release,
-             "Gives the frame back. Without effect when called again.\n\n"
-             "Raises Overwritten if the host had taken it back before.")
-        .def(
-            "__enter__", [](const Hold& hold) { return hold.Held(); }, "The frame.")
-        .def("__exit__",
-             [](Hold* hold, const py::object& type, const py::object&, const py::object&) {
-                 try {
-                     hold->Release();
-                 } catch (const Failure&) {
-                     if (type.is_none()) {
-                         throw;
-                     }
-                 }
-             });
 }
 
 void DefineState(py::module_* module)
@@ -247,7 +249,6 @@ PYBIND11_MODULE(_kvframes, module)
     kvpython::TranslateFailures();
     kvpython::PrepareEnd(kvpython::Source::CloseAll);
     kvpython::DefineFrame(&module);
-    kvpython::DefineHold(&module);
     kvpython::DefineState(&module);
     kvpython::DefineSource(&module);
 }

@@ -104,7 +104,7 @@ std::shared_ptr<const Pixels> Source::WaitUntil(Clock::time_point end, kvf_which
 {
     const std::unique_lock turn(turn_, end);
     if (!turn) {
-        throw Failure(KVF_TIMEOUT, "No frame came in time: other threads wait for this source.");
+        throw Failure(KVF_TIMEOUT, ""); // other threads waited all the time
     }
     for (;;) {
         FailIfEnded(interrupts);
@@ -151,8 +151,13 @@ std::shared_ptr<const Pixels> Source::Wait(std::optional<double> seconds, kvf_wh
         } catch (const Failure& failure) {
             const bool mayComeYet =
                 failure.Result() == KVF_TIMEOUT || failure.Result() == KVF_NO_HOST;
-            if (!mayComeYet || endOfPart == end) {
+            if (!mayComeYet) {
                 throw;
+            }
+            if (endOfPart == end) { // the library knows only the last part of the time
+                throw failure.Result() == KVF_TIMEOUT
+                    ? Failure(KVF_TIMEOUT, py::str("No frame came within {} s.").format(*seconds))
+                    : failure;
             }
         }
         if (PyErr_CheckSignals() != 0) {

@@ -61,10 +61,6 @@ public:
     kvf_result Release();
 
     bool IsValid(const kvf_frame& frame) const { return kvf_is_valid(source_, &frame) != 0; }
-    kvf_result Copy(const kvf_frame& frame, void* to, std::size_t bytes) const
-    {
-        return kvf_copy(source_, &frame, to, bytes);
-    }
 
 private:
     using Clock = std::chrono::steady_clock;

@@ -94,3 +94,8 @@ def control(path: Optional[str] = None, memory: str = DEFAULT_NAME, timeout: flo
     Raises NoHost if no kvgrab answers there, and Denied if it belongs to another user.
     """
     return Control(path, memory, timeout)
+
+
+for _class in (AsyncFrames, Busy, Control, ControlError, Denied, Error, Frame, Hold, Incompatible,
+               Interrupted, NoCamera, NoHost, Overwritten, Refused, State, Timeout):
+    _class.__module__ = __name__  # which is the name to use, in tracebacks and in help()

@@ -86,7 +86,7 @@ class _Lines:
         while b"\n" not in self._buffer:
             left = None if end is None else end - time.monotonic()
             if left is not None and left <= 0:
-                raise Timeout("no answer came within %g s" % timeout)
+                raise Timeout("no answer came within %g s" % (timeout or 0))
             self._connection.settimeout(left)
             try:
                 part = self._connection.recv(_PART_BYTES)

@@ -32,6 +32,7 @@ struct RunUnderTest {
         desk.SetCamera({"Dalsa", "M1", "S\xff", "1.0"});
         RunCounts counts;
         counts.grabbed = 7;
+        counts.takenBack = 8;
         counts.requested = 9;
         counts.rate = 5;
         counts.transfers = {1, 1, 2, 3};

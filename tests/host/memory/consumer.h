@@ -87,6 +87,18 @@ public:
         fstat(fd_, &status);
         return status.st_mode & 0777;
     }
+    /** A lease on the frame with this number; nobody locks it unless it is `alive`. */
+    void Hold(std::uint32_t lease, std::uint64_t sequence, bool alive) const
+    {
+        struct flock lock = {};
+        lock.l_type = alive ? F_WRLCK : F_UNLCK;
+        lock.l_whence = SEEK_SET;
+        lock.l_start = lease;
+        lock.l_len = 1;
+        fcntl(fd_, F_OFD_SETLK, &lock);
+        board_->inUse |= std::uint64_t{1} << lease;
+        board_->leases[lease] = sequence;
+    }
     /** Leaves nothing of it. */
     bool Cut() const { return ftruncate(fd_, 0) == 0; }
 

@@ -19,6 +19,8 @@ public:
     virtual std::string Serial() const = 0;
     /** Returns when an open camera's session knows of it. */
     virtual void SetAttached(bool attached) = 0;
+    /** Whether its transfers ask the host before they fill a buffer. */
+    virtual bool AsksTheHost() const { return true; }
 };
 
 std::unique_ptr<CameraUnderTest> MakeCameraUnderTest();

@@ -1,7 +1,9 @@
 /** Frames of the cameras of any backend: buffers, order, abort, and unreleased frames. */
+#include "gev_host.h"
 #include "tests/platform/contract/camera_under_test.h"
 
 #include <algorithm>
+#include <atomic>
 #include <gmock/gmock.h>
 
 namespace
@@ -53,6 +55,42 @@ TEST_F(Transfer, AnotherBufferEachTimeAndAnUnderrunWhenAllAreTaken)
     const _tag_GEVBUF_ENTRY& next = Take();
     EXPECT_EQ(next.address, released);
     EXPECT_GT(next.frameId, lastId + 5);
+}
+
+/** Those that are kept are passed over while there are others, and filled if not. */
+TEST_F(Transfer, TheHostIsAskedBeforeABufferIsFilled)
+{
+    if (!camera->AsksTheHost()) {
+        GTEST_SKIP() << "the network library fills buffers by itself";
+    }
+    struct Host {
+        std::atomic<void*> kept = nullptr;
+        std::atomic<bool> keepsAll = false;
+        std::atomic<int> lastChoices = 0;
+    } host;
+    const auto guard = [](void* context, void* buffer, int lastChoice) {
+        Host& asked = *static_cast<Host*>(context);
+        asked.lastChoices += lastChoice;
+        return asked.keepsAll || buffer == asked.kept ? 0 : 1;
+    };
+    ASSERT_EQ(Initialize(3), kGevOk);
+    host.kept = buffers[1];
+    ASSERT_EQ(GevSetBufferGuard(guard, &host), kGevOk);
+    ASSERT_EQ(GevStartTransfer(handle, kForEver), kGevOk);
+    const auto grab = [this] {
+        _tag_GEVBUF_ENTRY& frame = Take();
+        EXPECT_EQ(Release(frame), kGevOk);
+        return frame.address;
+    };
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_NE(grab(), buffers[1]);
+    }
+    host.keepsAll = true;
+    for (int i = 0; i < 6; ++i) {
+        grab();
+    }
+    EXPECT_GT(host.lastChoices, 0);
+    GevSetBufferGuard(nullptr, nullptr);
 }
 
 TEST_F(Transfer, AFrameInTheCallersHandsSurvivesAbortAndStart)

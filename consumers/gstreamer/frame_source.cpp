@@ -57,7 +57,9 @@ void FrameSource::Set(const Settings& settings)
 Counts FrameSource::GetCounts() const
 {
     const std::lock_guard lock(mutex_);
-    return counts_;
+    Counts counts = counts_;
+    counts.takenBack = source_ ? source_->TakenBack() : counts.takenBack;
+    return counts;
 }
 
 GstCaps* FrameSource::Caps() const
@@ -84,7 +86,7 @@ void FrameSource::Unlock()
     flushing_ = true;
     const std::lock_guard lock(mutex_);
     if (source_ != nullptr) {
-        kvf_interrupt(source_.get());
+        kvf_interrupt(source_->Get());
     }
 }
 
@@ -94,23 +96,33 @@ void FrameSource::UnlockStop()
     flushing_ = false;
 }
 
+void FrameSource::Pause()
+{
+    paused_ = true;
+}
+
+void FrameSource::Resume()
+{
+    resumed_ = true;
+    paused_ = false;
+}
+
 bool FrameSource::Start()
 {
     const Settings settings = GetSettings();
-    kvf_source* source = nullptr;
-    if (kvf_open(settings.memory.c_str(), &source) != KVF_OK) {
+    std::shared_ptr<LendingSource> source = LendingSource::Open(settings.memory.c_str());
+    if (!source) {
         GST_ELEMENT_ERROR(element_, RESOURCE, OPEN_READ, ("%s", kvf_error()), (nullptr));
         return false;
     }
     kvf_state state{};
-    if (!settings.waitForHost && kvf_get_state(source, &state) != KVF_OK) {
+    if (!settings.waitForHost && kvf_get_state(source->Get(), &state) != KVF_OK) {
         GST_ELEMENT_ERROR(element_, RESOURCE, NOT_FOUND, ("%s", kvf_error()), (nullptr));
-        kvf_close(source);
         return false;
     }
     {
         const std::lock_guard lock(mutex_);
-        source_.reset(source);
+        source_ = std::move(source);
         counts_ = {};
         picture_.reset();
         period_ = GST_CLOCK_TIME_NONE;
@@ -130,6 +142,7 @@ bool FrameSource::Start()
 void FrameSource::Stop()
 {
     const std::lock_guard lock(mutex_);
+    counts_.takenBack = source_->TakenBack();
     source_.reset();
     picture_.reset();
 }
@@ -203,7 +216,7 @@ GstFlowReturn FrameSource::Create(GstBuffer** buffer)
         kvf_frame frame{};
         flow = Next(&frame);
         if (flow == GST_FLOW_OK) {
-            flow = Copy(frame, buffer);
+            flow = Fill(frame, buffer);
         }
         if (*buffer != nullptr) {
             Finish(frame, *buffer);
@@ -217,10 +230,13 @@ GstFlowReturn FrameSource::Next(kvf_frame* frame)
     const Settings settings = GetSettings();
     while (!flushing_) {
         const kvf_which which = settings.newest || resumed_ ? KVF_NEWEST : KVF_NEXT;
-        switch (kvf_wait(source_.get(), which, kWaitMs, frame)) {
+        switch (kvf_wait(source_->Get(), which, kWaitMs, frame)) {
         case KVF_OK:
             absent_ = false;
-            return GST_FLOW_OK;
+            if (!paused_) {
+                return GST_FLOW_OK;
+            }
+            break;
         case KVF_TIMEOUT:
         case KVF_INTERRUPTED:
             break;
@@ -242,20 +258,22 @@ void FrameSource::ReportAbsence(const std::string& name)
 {
     if (!absent_) {
         absent_ = true;
+        // gst-launch-1.0 shows only the second text.
         GST_ELEMENT_INFO(element_, RESOURCE, NOT_FOUND,
                          ("No host offers frames as %s; waiting for one.", name.c_str()),
-                         (nullptr));
+                         ("No host offers frames as %s; waiting for one.", name.c_str()));
     }
 }
 
-GstFlowReturn FrameSource::Copy(const kvf_frame& frame, GstBuffer** buffer)
+GstFlowReturn FrameSource::Fill(const kvf_frame& frame, GstBuffer** buffer)
 {
     if (frame.format == KVF_UNKNOWN) {
         GST_ELEMENT_ERROR(element_, STREAM, FORMAT,
                           ("Frames of the codec \"%s\" can't be offered.", frame.codec), (nullptr));
         return GST_FLOW_ERROR;
     }
-    const std::optional<Picture> picture = Picture::Of(frame, GetSettings().picture);
+    const Settings settings = GetSettings();
+    const std::optional<Picture> picture = Picture::Of(frame, settings.picture);
     if (!picture) {
         GST_WARNING_OBJECT(element_,
                            "frame %" G_GUINT64_FORMAT " is shorter than its size requires",
@@ -266,6 +284,30 @@ GstFlowReturn FrameSource::Copy(const kvf_frame& frame, GstBuffer** buffer)
     if (const GstFlowReturn flow = Adopt(*picture); flow != GST_FLOW_OK) {
         return flow;
     }
+    if (!settings.copy) {
+        *buffer = Lend(frame, *picture);
+    }
+    return *buffer != nullptr ? GST_FLOW_OK : Copy(frame, *picture, buffer);
+}
+
+/** Null if the frame has to be copied. */
+GstBuffer* FrameSource::Lend(const kvf_frame& frame, const Picture& picture)
+{
+    GstMemory* memory = picture.IsAsReceived() ? source_->Lend(frame) : nullptr;
+    if (memory == nullptr) {
+        GST_DEBUG_OBJECT(element_, "frame %" G_GUINT64_FORMAT " can't be lent", frame.sequence);
+        return nullptr;
+    }
+    gst_memory_resize(memory, 0, picture.Bytes());
+    GstBuffer* buffer = gst_buffer_new();
+    gst_buffer_append_memory(buffer, memory);
+    const std::lock_guard lock(mutex_);
+    ++counts_.lent;
+    return buffer;
+}
+
+GstFlowReturn FrameSource::Copy(const kvf_frame& frame, const Picture& picture, GstBuffer** buffer)
+{
     GstBufferPool* pool = gst_base_src_get_buffer_pool(GST_BASE_SRC(element_));
     GstFlowReturn flow = GST_FLOW_NOT_NEGOTIATED;
     if (pool != nullptr) {
@@ -278,7 +320,7 @@ GstFlowReturn FrameSource::Copy(const kvf_frame& frame, GstBuffer** buffer)
     GstMapInfo map;
     bool whole = false;
     if (gst_buffer_map(*buffer, &map, GST_MAP_WRITE)) {
-        whole = map.size >= picture->Bytes() && picture->Copy(source_.get(), frame, map.data);
+        whole = map.size >= picture.Bytes() && picture.Copy(source_->Get(), frame, map.data);
         gst_buffer_unmap(*buffer, &map);
     }
     if (!whole) {
@@ -311,43 +353,46 @@ GstFlowReturn FrameSource::Adopt(const Picture& picture)
 void FrameSource::Finish(const kvf_frame& frame, GstBuffer* buffer)
 {
     const GstClockTime time = clock_.RunningTime(GST_ELEMENT(element_), frame.capture_time_ns);
-    // What went by during a pause, or while there was another host, was not missed.
-    const bool first = resumed_.exchange(false) || frame.host != host_;
+    const bool first = resumed_.exchange(false);
+    const bool otherHost = frame.host != host_;
+    // What went by during a pause was not missed.
     const guint64 missed = first ? 0 : frame.missed + skipped_;
     host_ = frame.host;
     skipped_ = 0;
-    if (first || missed > 0) {
+    if (first || otherHost || missed > 0) {
         GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DISCONT);
-    } else if (GST_CLOCK_TIME_IS_VALID(time) && GST_CLOCK_TIME_IS_VALID(lastTime_)) {
-        LearnPeriod(time - lastTime_);
+    }
+    GstClockTime distance = GST_CLOCK_TIME_NONE;
+    if (!first && GST_CLOCK_TIME_IS_VALID(time) && GST_CLOCK_TIME_IS_VALID(lastTime_)) {
+        distance = (time - lastTime_) / (missed + 1);
+        if (offset_ > 1 &&
+            !otherHost) { // The first frame's time may have been put off until the start.
+            LearnPeriod(distance);
+        }
     }
     {
         const std::lock_guard lock(mutex_);
         ++counts_.delivered;
         counts_.missed += missed;
     }
-    if (missed > 0) {
-        ReportMissed(missed, time);
+    if (missed > 0 && GST_CLOCK_TIME_IS_VALID(distance)) {
+        ReportMissed(lastTime_ + distance, time);
     }
     offset_ += missed;
     GST_BUFFER_OFFSET(buffer) = offset_;
     GST_BUFFER_OFFSET_END(buffer) = ++offset_;
     GST_BUFFER_PTS(buffer) = time;
-    GST_BUFFER_DURATION(buffer) = duration_;
+    GST_BUFFER_DURATION(buffer) = GST_CLOCK_TIME_IS_VALID(duration_) ? duration_ : distance;
     lastTime_ = time;
     AddFrameMeta(buffer, frame);
 }
 
-void FrameSource::ReportMissed(guint64 missed, GstClockTime time)
+void FrameSource::ReportMissed(GstClockTime begin, GstClockTime end)
 {
-    if (!GST_CLOCK_TIME_IS_VALID(time) || !GST_CLOCK_TIME_IS_VALID(lastTime_)) {
-        return;
-    }
-    const GstClockTime begin = lastTime_ + (time - lastTime_) / (missed + 1);
-    gst_pad_push_event(GST_BASE_SRC_PAD(element_), gst_event_new_gap(begin, time - begin));
+    gst_pad_push_event(GST_BASE_SRC_PAD(element_), gst_event_new_gap(begin, end - begin));
     const Counts counts = GetCounts();
     GstMessage* message =
-        gst_message_new_qos(GST_OBJECT(element_), TRUE, begin, begin, begin, time - begin);
+        gst_message_new_qos(GST_OBJECT(element_), TRUE, begin, begin, begin, end - begin);
     gst_message_set_qos_stats(message, GST_FORMAT_BUFFERS, counts.delivered, counts.missed);
     gst_element_post_message(GST_ELEMENT(element_), message);
 }
@@ -363,7 +408,7 @@ void FrameSource::LearnPeriod(GstClockTime period)
         return;
     }
     kvf_state state{};
-    if (kvf_get_state(source_.get(), &state) != KVF_OK) {
+    if (kvf_get_state(source_->Get(), &state) != KVF_OK) {
         return;
     }
     {

@@ -29,6 +29,7 @@ enum Property : guint {
     kMemory = 1,
     kNewest,
     kWaitForHost,
+    kCopy,
     kLatency,
     kScale12,
     kBayerAsGrey,
@@ -55,6 +56,9 @@ void SetProperty(GObject* object, guint id, const GValue* value, GParamSpec* spe
         break;
     case kWaitForHost:
         settings.waitForHost = g_value_get_boolean(value);
+        break;
+    case kCopy:
+        settings.copy = g_value_get_boolean(value);
         break;
     case kLatency:
         settings.latencyMs = g_value_get_uint(value);
@@ -84,6 +88,9 @@ void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec)
     case kWaitForHost:
         g_value_set_boolean(value, settings.waitForHost);
         break;
+    case kCopy:
+        g_value_set_boolean(value, settings.copy);
+        break;
     case kLatency:
         g_value_set_uint(value, settings.latencyMs);
         break;
@@ -98,7 +105,9 @@ void GetProperty(GObject* object, guint id, GValue* value, GParamSpec* spec)
         g_value_take_boxed(value, gst_structure_new("kvframessrc-stats", "delivered", G_TYPE_UINT64,
                                                     counts.delivered, "missed", G_TYPE_UINT64,
                                                     counts.missed, "overwritten", G_TYPE_UINT64,
-                                                    counts.overwritten, nullptr));
+                                                    counts.overwritten, "lent", G_TYPE_UINT64,
+                                                    counts.lent, "taken-back", G_TYPE_UINT64,
+                                                    counts.takenBack, nullptr));
         break;
     }
     default:
@@ -132,6 +141,16 @@ gboolean Query(GstBaseSrc* base, GstQuery* query)
     return GST_BASE_SRC_CLASS(gst_kv_frames_src_parent_class)->query(base, query);
 }
 
+GstStateChangeReturn ChangeState(GstElement* element, GstStateChange change)
+{
+    if (change == GST_STATE_CHANGE_PLAYING_TO_PAUSED) {
+        SourceOf(element).Pause();
+    } else if (change == GST_STATE_CHANGE_PAUSED_TO_PLAYING) {
+        SourceOf(element).Resume();
+    }
+    return GST_ELEMENT_CLASS(gst_kv_frames_src_parent_class)->change_state(element, change);
+}
+
 GParamSpec* Switch(const char* name, const char* nick, const char* blurb, bool value)
 {
     return g_param_spec_boolean(name, nick, blurb, value,
@@ -162,6 +181,14 @@ void InstallProperties(GObjectClass* object)
                "Wait for a host that is not there yet, and for one that ended to return. "
                "Otherwise the first is an error, and the second is the end of the stream",
                defaults.waitForHost));
+    g_object_class_install_property(
+        object, kCopy,
+        Switch(
+            "copy", "Copy",
+            "Copy each frame, and deliver only what is certainly whole. Otherwise one frame at a "
+            "time is lent to the pipeline without a copy, and those that come meanwhile are "
+            "copied; the host takes a lent frame back if it would lose another one",
+            defaults.copy));
     g_object_class_install_property(
         object, kLatency,
         g_param_spec_uint("latency", "Latency",
@@ -201,6 +228,7 @@ static void gst_kv_frames_src_class_init(GstKvFramesSrcClass* type)
     InstallProperties(object);
 
     GstElementClass* element = GST_ELEMENT_CLASS(type);
+    element->change_state = ChangeState;
     gst_element_class_set_static_metadata(
         element, "Camera frames of a kvgrab host", "Source/Video",
         "Delivers the frames that kvgrab, or another host of the camera driver, shares in memory",

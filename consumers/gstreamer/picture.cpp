@@ -120,6 +120,13 @@ GstCaps* Picture::Caps() const
     return caps;
 }
 
+bool Picture::IsAsReceived() const
+{
+    const bool changed =
+        format_ == KVF_MONO12_PACKED || (format_ == KVF_MONO12 && options_.scale12);
+    return !changed && stride_ == lineBytes_;
+}
+
 bool Picture::Copy(const kvf_source* source, const kvf_frame& frame, std::uint8_t* to) const
 {
     const auto* from = static_cast<const std::uint8_t*>(frame.pixels);

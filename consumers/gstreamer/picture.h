@@ -32,6 +32,8 @@ public:
     GstCaps* Caps() const;
     /** Of a buffer. */
     gsize Bytes() const { return stride_ * height_; }
+    /** True if the host's bytes are what a buffer would have. */
+    bool IsAsReceived() const;
     /** Copies the frame into a buffer of Bytes(). False if it was overwritten meanwhile. */
     bool Copy(const kvf_source* source, const kvf_frame& frame, std::uint8_t* to) const;
 

@@ -32,3 +32,35 @@ missing=$(comm -23 <(names --undefined-only "$lib/libdriver-dalsa.so.0") <(names
     printf 'services without a default:\n%s\n' "$missing" >&2
     exit 1
 }
+
+# The example of docs/consumers.md in C and in C++, through pkg-config and through CMake.
+awk '/^```c$/ { inside = 1; next } /^```$/ { inside = 0 } inside' \
+    "$source/docs/consumers.md" >"$prefix/frame_mean.c"
+cp "$prefix/frame_mean.c" "$prefix/frame_mean.cpp"
+export PKG_CONFIG_PATH=$lib/pkgconfig
+read -ra flags <<<"$(pkg-config --cflags --libs kvframes)"
+cc -std=c99 -Wall -Wextra -Wpedantic -Werror -o "$prefix/by-pkg-config" "$prefix/frame_mean.c" \
+    "${flags[@]}" -Wl,-rpath,"$lib"
+awk '/^```cmake$/ { inside = 1; next } /^```$/ { inside = 0 } inside' \
+    "$source/docs/consumers.md" | sed 's/frame_mean\.c/frame_mean.cpp/' >"$prefix/CMakeLists.txt"
+cmake -S "$prefix" -B "$prefix/by-cmake" -DCMAKE_PREFIX_PATH="$prefix" \
+    -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="-Wall -Wextra -Werror" >/dev/null
+cmake --build "$prefix/by-cmake" >/dev/null
+"$prefix/bin/kvgrab" --memory "/kvgrab-install-$$" --no-status --log-level warning &
+for consumer in "$prefix/by-pkg-config" "$prefix/by-cmake/frame_mean"; do
+    "$consumer" "/kvgrab-install-$$" 3 >"$prefix/out"
+    [ "$(grep -c '^frame ' "$prefix/out")" = 3 ] || {
+        echo "three frames were expected:" >&2
+        cat "$prefix/out" >&2
+        exit 1
+    }
+done
+kill -INT %1
+wait %1
+
+# The library exports its interface and nothing else.
+others=$(nm -D --defined-only "$lib/libkvframes.so.0" | awk '$2 != "A" && $3 !~ /^kvf_/')
+[ -z "$others" ] || {
+    printf 'symbols that are no part of the interface:\n%s\n' "$others" >&2
+    exit 1
+}

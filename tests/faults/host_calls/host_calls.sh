@@ -63,7 +63,7 @@ faults_of() { # FOLDER
     *) echo "status $status is not documented" ;;
     esac
     [ "$status" = 0 ] || grep -q '^kvgrab: .' "$folder/said" || echo "it ended with $status and did not say why"
-    [ -z "$(ls /dev/shm/kvgrab-calls-"${folder##*/}"-$$ 2>/dev/null)" ] || echo "the shared memory is left"
+    [ -z "$(ls /dev/shm/kvgrab-calls-"${folder##*/}"-$$* 2>/dev/null)" ] || echo "the shared memory is left"
     ls "$folder"/out/*.kvpart >/dev/null 2>&1 && echo "an unfinished picture is left"
     for file in "$folder"/out/frame_*; do
         [ -e "$file" ] || continue
@@ -88,7 +88,7 @@ check() { # FORMAT:CALL:PLACE:NTH:HOW
     folder=$(mktemp -d "$place/run.XXXXXX")
     grab "$folder" "${1%%:*}" KV_FAIL="${1#*:}"
     wrong=$(faults_of "$folder")
-    rm -f /dev/shm/kvgrab-calls-"${folder##*/}"-$$
+    rm -f /dev/shm/kvgrab-calls-"${folder##*/}"-$$*
     if [ -n "$wrong" ]; then
         printf 'FAILED: %s: %s\n' "$1" "${wrong//$'\n'/; }"
         tail -n 2 "$folder/said" | sed 's/^/        /'

@@ -1,0 +1,93 @@
+#!/usr/bin/env bash
+# Do consumers that hold frames, stop and die at random ever see a torn picture, or cost a frame?
+# Usage: consumers.sh BIN-FOLDER sim|net [SEED]      (net: in in_network_namespace; 77: skipped)
+set -euo pipefail
+bin=$1
+camera=$2
+RANDOM=${3:-$$}
+echo "seed ${3:-$$}"
+place=$(mktemp -d)
+memory=/kvgrab-consumers-$$
+others=()
+grab=
+served=
+trap 'kill -KILL ${others[@]+"${others[@]}"} $grab $served 2>/dev/null; wait
+      rm -rf "$place" /dev/shm$memory /dev/shm$memory.consumers' EXIT
+cd "$place"
+
+fail() { # SENTENCE FILE...
+    echo "$1" >&2
+    shift
+    tail -n 30 "$@" >&2
+    exit 1
+}
+
+# Strong noise, so that each pixel is another one in each frame.
+cat >network.toml <<END
+[[camera]]
+model = "mono"
+serial = "N1"
+sensor_width = 640
+sensor_height = 480
+noise = 50
+values = { AcquisitionFrameRate = 30, ExposureTime = 2000 }
+END
+common=(run --no-status --memory "$memory" --frames 150 --buffers 6)
+if [ "$camera" = net ]; then
+    "$bin/kvcam" --network network.toml --ready-file ready >kvcam.out 2>&1 &
+    served=$!
+    for _ in $(seq 600); do [ -s ready ] && break; sleep 0.1; done
+    [ -s ready ] || fail "kvcam does not start:" kvcam.out
+    common+=(--cameras net --serial N1)
+else
+    common+=(--simulation network.toml)
+fi
+
+"$bin/kvgrab" "${common[@]}" --export raw --every-frame --directory pictures >first.out 2>&1 ||
+    fail "the pictures can't be had:" first.out
+
+begin() { # NUMBER
+    "$bin/holding_consumer" "$memory" pictures "$RANDOM" >>"consumer$1.out" 2>&1 &
+    others[$1]=$!
+}
+torment() { # until the host ends
+    while kill -0 $grab 2>/dev/null; do
+        number=$((RANDOM % ${#others[@]}))
+        case $((RANDOM % 6)) in
+        0)
+            kill -KILL "${others[$number]}" 2>/dev/null || true
+            wait "${others[$number]}" 2>/dev/null || true
+            begin $number
+            ;;
+        1 | 2) kill -STOP "${others[$number]}" 2>/dev/null || true ;;
+        *) kill -CONT "${others[$number]}" 2>/dev/null || true ;;
+        esac
+        sleep 0.02
+    done
+}
+attempt() {
+    rm -f ./*.out
+    "$bin/kvgrab" "${common[@]}" >grab.out 2>&1 &
+    grab=$!
+    until [ -e /dev/shm$memory ] || ! kill -0 $grab 2>/dev/null; do sleep 0.01; done
+    for number in 0 1 2 3 4 5 6; do begin $number; done
+    torment
+    local status=0
+    wait $grab || status=$?
+    grab=
+    kill -CONT "${others[@]}" 2>/dev/null || true
+    for other in "${others[@]}"; do wait "$other" || status=$?; done
+    others=()
+    cat grab.out consumer*.out
+    ! grep -q "^torn" consumer*.out || fail "a picture was torn:" consumer*.out
+    [ $status = 0 ] || fail "the host or a consumer failed:" grab.out consumer*.out
+    grep -q "held [1-9]" consumer*.out || fail "nobody held a frame:" consumer*.out
+    # What the host took back, and one frame that a consumer may have come to hold at the moment of
+    # its turn.
+    taken=$(sed -n 's/^taken back: \([0-9]*\) .*/\1/p' grab.out)
+    lost=$(awk '{ sum += $NF } END { print sum }' consumer*.out)
+    [ "$lost" -le $((${taken:-0} + 1)) ] || fail "consumers lost $lost held frames:" grab.out
+    grep -q "dropped 0," grab.out
+}
+# A busy machine makes the host lose frames, too, but not always.
+attempt || attempt || attempt || fail "the host lost frames each time:" grab.out

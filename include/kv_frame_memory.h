@@ -42,7 +42,8 @@
  * host lets a buffer be filled, it marks it as filling (sequentially consistent) and then looks for
  * a lease with its sequence number. If there is one, it restores the word and another buffer is
  *  filled. If there are too few others, or nobody locks the lease, it takes the buffer: the word
- * stays marked, as the consumer sees.
+ * stays marked, as the consumer sees. The host looks before it marks the buffer, too: only the word
+ * of a frame that a consumer comes to hold at that very moment changes for a while.
  *
  *  ## A resize
  *  `generation` is odd while the layout changes, and rises by two with each change of layout, size

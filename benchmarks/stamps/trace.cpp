@@ -23,6 +23,8 @@ constexpr double kUsPerS = 1e6;
 constexpr double kEpochUs = 1'700'000'000'000'000;
 constexpr const char* kColumns = "arrival_us,camera_ticks,truth_us";
 constexpr const char* kColumnsWithoutTruth = "arrival_us,camera_ticks";
+constexpr const char* kColumnsOfKvgrab =
+    "arrival_us,camera_ticks,frame,received,resent,missing,dropped,lost,no_buffer";
 
 template <class Number> bool Parse(std::string_view text, Number* number)
 {
@@ -69,6 +71,17 @@ bool ParseFrame(std::string_view line, bool hasTruth, TraceFrame* frame)
            Parse(line.substr(first + 1, second - first - 1), &frame->ticks) &&
            (!hasTruth || Parse(line.substr(second + 1), &frame->truthUs)) &&
            std::isfinite(frame->arrivalUs) && std::isfinite(frame->truthUs);
+}
+
+/** The times in a line that kvgrab recorded; empty: the frame was dropped. */
+std::string_view TimesOf(std::string_view line)
+{
+    constexpr int kDropped = 6;
+    const std::string_view times = line.substr(0, line.find(',', line.find(',') + 1));
+    for (int column = 0; column < kDropped; ++column) {
+        line.remove_prefix(std::min(line.find(','), line.size() - 1) + 1);
+    }
+    return line.starts_with(',') ? times : std::string_view();
 }
 
 /** Frames per second by the camera's own ticks; 0 if it can't be computed from them. */
@@ -176,6 +189,7 @@ bool ReadTrace(std::istream& from, Trace* trace, std::string* error)
     trace->loopStartUs = kUnknown;
     std::string line;
     bool inFrames = false;
+    bool ofKvgrab = false;
     for (unsigned number = 1; std::getline(from, line); ++number) {
         if (!line.empty() && line.back() == '\r') {
             line.pop_back();
@@ -186,9 +200,17 @@ bool ReadTrace(std::istream& from, Trace* trace, std::string* error)
         }
         if (line.front() == '#') {
             fine = ParseSetting(line, trace);
-        } else if (!inFrames && (line == kColumns || line == kColumnsWithoutTruth)) {
+        } else if (!inFrames &&
+                   (line == kColumns || line == kColumnsWithoutTruth || line == kColumnsOfKvgrab)) {
             trace->hasTruth = line == kColumns;
+            ofKvgrab = line == kColumnsOfKvgrab;
             inFrames = true;
+        } else if (ofKvgrab) {
+            const std::string_view times = TimesOf(line);
+            if (!times.empty()) {
+                trace->frames.emplace_back();
+                fine = ParseFrame(times, false, &trace->frames.back());
+            }
         } else {
             trace->hasTruth = inFrames ? trace->hasTruth : HasThreeColumns(line);
             inFrames = true;

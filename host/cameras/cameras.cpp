@@ -136,11 +136,22 @@ GuardedBuffers::~GuardedBuffers()
 
 FrameFacts NewestFrame()
 {
+    static_assert(kFrameFaults == kGevSmallerThanImage + 1);
     GEV_FRAME_FACTS facts = {};
     if (GevGetNewestFrame(&facts) != kGevOk) {
         return {};
     }
-    return {facts.frameNumber, facts.timestamp, facts.arrivalNs};
+    const GEV_FRAME_RECEPTION& reception = facts.reception;
+    return {facts.frameNumber,
+            facts.timestamp,
+            facts.arrivalNs,
+            static_cast<FrameFault>(reception.fault),
+            reception.packetsReceived,
+            reception.packetsResent,
+            reception.packetsMissing,
+            reception.framesLost,
+            reception.framesWithoutBuffer,
+            facts.delivery};
 }
 
 } // namespace kvgrab

@@ -9,8 +9,9 @@ namespace
 {
 
 /** The options that choose the camera. */
-const std::vector<std::string_view> kOfTheCamera = {
-    "--config", "--cameras", "--interface", "--model", "--serial", "--position", "--simulation"};
+const std::vector<std::string_view> kOfTheCamera = {"--config",     "--cameras", "--interface",
+                                                    "--model",      "--serial",  "--position",
+                                                    "--simulation", "--replay"};
 
 std::vector<std::string_view> OfTheCameraAnd(std::string_view option)
 {

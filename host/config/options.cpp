@@ -183,7 +183,7 @@ void AddOptions(CLI::App& app, Options* options)
     app.add_option("--log-file", options->logFile, "append the whole log to a file")
         ->option_text("FILE");
     app.add_option("--trace", options->traceFile,
-                   "record when frames came, by both clocks (CSV, for stamps_bench)")
+                   "record when and how each frame came (CSV, also for stamps_bench)")
         ->option_text("FILE");
     app.add_option("--log-level", options->logLevel,
                    "log lines of this level and more severe ones; the default is info")

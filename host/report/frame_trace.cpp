@@ -1,6 +1,7 @@
 #include "report/frame_trace.h"
 
 #include "base/own_files.h"
+#include "report/dropped_frames.h"
 
 #include <array>
 #include <cerrno>
@@ -9,6 +10,15 @@
 
 namespace kvgrab
 {
+
+namespace
+{
+
+constexpr const char* kColumns =
+    "arrival_us,camera_ticks,frame,received,resent,missing,dropped,lost,no_buffer\n";
+constexpr std::size_t kMostKept = 200;
+
+} // namespace
 
 bool FrameTrace::Open(const std::string& path, std::string* error)
 {
@@ -25,14 +35,15 @@ bool FrameTrace::Open(const std::string& path, std::string* error)
     return true;
 }
 
-void FrameTrace::Frame(std::int64_t arrivalUs, std::uint64_t cameraTicks, const Settings& settings)
+void FrameTrace::Frame(const Line& line, const Settings& settings)
 {
     if (settings.tickNs == 0) {
         return;
     }
     if (state_ == State::Empty) {
         state_ = State::OneFrame;
-        first_ = {arrivalUs, cameraTicks};
+        firstTicks_ = line.cameraTicks;
+        kept_.push_back(line);
         return;
     }
     if (state_ == State::OneFrame) {
@@ -40,27 +51,51 @@ void FrameTrace::Frame(std::int64_t arrivalUs, std::uint64_t cameraTicks, const 
         const double periodUs =
             settings.periodUs != 0
                 ? settings.periodUs
-                : static_cast<double>(cameraTicks - first_.cameraTicks) * settings.tickNs / 1e3;
-        const std::string head =
-            fmt::format("# tick_frequency = {:.9g}\n# fps = {:.9g}\n# exposure_us = {:.9g}\n"
-                        "# loop_start_us = {}\narrival_us,camera_ticks\n",
-                        1e9 / settings.tickNs, 1e6 / periodUs,
-                        static_cast<double>(settings.exposureUs), startUs_);
+                : static_cast<double>(line.cameraTicks - firstTicks_) * settings.tickNs / 1e3;
+        const std::string head = fmt::format("# tick_frequency = {:.9g}\n# fps = {:.9g}\n"
+                                             "# exposure_us = {:.9g}\n# loop_start_us = {}\n",
+                                             1e9 / settings.tickNs, 1e6 / periodUs,
+                                             static_cast<double>(settings.exposureUs), startUs_);
         std::fputs(head.c_str(), file_.get()); // Close reports a failure
-        Write(first_);
+        WriteKept();
     }
-    Write({arrivalUs, cameraTicks});
+    Write(line);
+}
+
+void FrameTrace::Dropped(const Line& line)
+{
+    if (state_ == State::Going) {
+        Write(line);
+    } else if (kept_.size() < kMostKept) {
+        kept_.push_back(line);
+    }
+}
+
+void FrameTrace::WriteKept()
+{
+    std::fputs(kColumns, file_.get());
+    for (const Line& line : kept_) {
+        Write(line);
+    }
+    kept_.clear();
 }
 
 void FrameTrace::Write(const Line& line)
 {
-    std::array<char, 64> text; // two numbers fit; no frame costs an allocation
-    const auto end = fmt::format_to(text.begin(), "{},{}\n", line.arrivalUs, line.cameraTicks);
+    std::array<char, 160> text; // nine columns fit; no frame costs an allocation
+    const FrameFacts& facts = line.facts;
+    const auto end = fmt::format_to(
+        text.begin(), "{},{},{},{},{},{},{},{},{}\n", line.arrivalUs, line.cameraTicks,
+        facts.number, facts.packetsReceived, facts.packetsResent, facts.packetsMissing,
+        FaultName(facts.fault), facts.framesLost, facts.framesWithoutBuffer);
     std::fwrite(text.data(), 1, static_cast<std::size_t>(end - text.begin()), file_.get());
 }
 
 bool FrameTrace::Close()
 {
+    if (!kept_.empty()) { // without two complete frames, nobody knows the settings
+        WriteKept();
+    }
     const bool failed = std::ferror(file_.get()) != 0;
     return std::fclose(file_.release()) == 0 && !failed;
 }

@@ -425,6 +425,7 @@ void Grabbing::PrintSummary(std::int64_t runNs)
         summary += DriftLine(*drift);
     }
     summary += host_->consumers.Summary();
+    summary += host_->droppedFrames.Summary();
     summary += features_->Summary();
     summary += host_->settingsNotTaken.Summary();
     Print(base::Printable(summary, "\n"), signals_.Terminating());

@@ -280,6 +280,7 @@ void HostSession::FrameGrabbed(float temperature)
         parts.guard->FrameGrabbed(now);
     }
     arrivalNs_ = parts.wallClockNs();
+    ReportDropped(parts.newestFrame());
     if (settingsChanged_) {
         CheckSettings();
     }
@@ -303,6 +304,7 @@ void HostSession::FrameMissed()
     parts.signals.RoundMissed();
     parts.memory.CountRound();
     progress.FrameMissed(now);
+    ReportDropped(parts.newestFrame());
     const TransferCounts counts = parts.transfers();
     if (missingFrames_.Missed(now, counts, waitsForTrigger_)) {
         const std::string reason = missingFrames_.Reason(counts);
@@ -374,31 +376,6 @@ int HostSession::Publish(std::uint32_t id, const void* value)
         FrameDescribed();
     }
     return result;
-}
-
-/** The driver publishes the frame counter last, so all of the frame's values are known now. */
-void HostSession::FrameDescribed()
-{
-    const HostClock::Reading now = hostClock_.Read();
-    const std::int64_t arrivalNs = captureTimes_.Complete(&scenario.frame, parts.newestFrame(),
-                                                          scenario.tickNs, arrivalNs_, now);
-    const std::string clockWasSet = captureTimes_.Notice(now.monotonicNs);
-    if (!clockWasSet.empty()) {
-        parts.log.Line(2, clockWasSet);
-    }
-    if (scenario.tickNs == 0) {
-        return;
-    }
-    if (!drift_) {
-        drift_.emplace(scenario.tickNs);
-    }
-    drift_->Frame(static_cast<std::int64_t>(scenario.frame.cameraTicks * scenario.tickNs),
-                  arrivalNs);
-    if (parts.trace != nullptr) {
-        parts.trace->Frame(
-            arrivalNs_ / 1000, scenario.frame.cameraTicks,
-            {scenario.tickNs, progress.PeriodUs(), static_cast<float>(scenario.frame.exposureUs)});
-    }
 }
 
 int HostSession::Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag)

@@ -10,6 +10,7 @@
 #include "export/exporter.h"
 #include "memory/frame_memory.h"
 #include "report/clock_drift.h"
+#include "report/dropped_frames.h"
 #include "report/frame_trace.h"
 #include "report/log.h"
 #include "report/progress.h"
@@ -150,6 +151,7 @@ public:
     DynamicLut dynamicLut;
     SettingsNotTaken settingsNotTaken;
     ConsumerReport consumers;
+    DroppedFrames droppedFrames;
     int grabState = 0; ///< as last reported by the driver
     /** Called when the driver has opened the camera and not configured it yet. */
     std::function<void()> cameraOpened = [] {};
@@ -157,6 +159,8 @@ public:
 private:
     void PlanNextLoop();
     void FrameDescribed();
+    void ReportDropped(const FrameFacts& newest);
+    FrameTrace::Line TraceLine(const FrameFacts& frame, std::uint64_t cameraTicks) const;
     void ShowStatus(std::int64_t nowNs);
     std::string StatusText() const;
     void CheckExporter();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <fmt/format.h>
+#include <stdexcept>
 
 namespace manual
 {
@@ -321,6 +322,33 @@ std::vector<Page> PagesOf(const Program& program)
         pages.push_back(writer.PageOf(command));
     }
     return pages;
+}
+
+Page PageOfConfiguration(std::string_view example, std::string_view version)
+{
+    std::string text = fmt::format(
+        ".\\\" Made from examples/kvgrab.toml; changes belong there.\n"
+        ".TH \"KVGRAB.TOML\" 5 \"\" {} \"File Formats\"\n",
+        Quoted(fmt::format("kvgrab {}", version)));
+    text += fmt::format("{}kvgrab.toml \\- configuration of kvgrab\n", Heading("Name"));
+    text += fmt::format("{}kvgrab \\-\\-config \\fIFILE\\fR\n.br\n/etc/kvgrab/\\fINAME\\fR.toml\n",
+                        Heading("Synopsis"));
+    text += Heading("Description");
+    text += Paragraphs(
+        {"The configuration is a TOML file. What is not configured stays as it is in the camera. "
+         "Options of the command line override the file. If a key is unknown, or a value makes no "
+         "sense, the file is refused before any camera is touched, with its place and what was "
+         "expected; kvgrab check compares a file with the camera.",
+         "The service kvgrab@NAME reads /etc/kvgrab/NAME.toml."});
+    text += fmt::format("{}{}.PP\n.EX\n", Heading("Keys"),
+                        Paragraphs({"This file has every key."}));
+    while (!example.empty()) {
+        const std::string_view line = example.substr(0, example.find('\n'));
+        example.remove_prefix(std::min(line.size() + 1, example.size()));
+        text += fmt::format("{}\n", Typed(line));
+    }
+    text += fmt::format(".EE\n{}.BR kvgrab (1),\n.BR kvgrab\\-check (1)\n", Heading("See also"));
+    return {"kvgrab.toml.5", text};
 }
 
 } // namespace manual

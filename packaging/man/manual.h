@@ -41,6 +41,9 @@ struct Page {
 /** One page for the program, and one for each of its commands. */
 std::vector<Page> PagesOf(const Program& program);
 
+/** The page kvgrab.toml(5), with the commented file that has every key. */
+Page PageOfConfiguration(std::string_view example, std::string_view version);
+
 /** What the pages of kvgrab and of kvcam say in addition. */
 const ProgramTexts& TextsOfKvgrab();
 const ProgramTexts& TextsOfKvcam();

@@ -25,15 +25,15 @@ NewestFrame& NewestFrame::Get()
 void NewestFrame::Delivered(const _tag_GEVBUF_ENTRY& frame)
 {
     const std::lock_guard lock(mutex_);
-    facts_ = {frame.frameNumber, frame.timestamp, frame.arrivalNs};
-    any_ = true;
+    facts_ = {frame.frameNumber, frame.timestamp, frame.arrivalNs, frame.reception,
+              facts_.delivery + 1};
 }
 
 int NewestFrame::Read(GEV_FRAME_FACTS* facts) const
 {
     const std::lock_guard lock(mutex_);
     *facts = facts_;
-    return any_ ? kGevOk : kGevNotReady;
+    return facts_.delivery != 0 ? kGevOk : kGevNotReady;
 }
 
 std::mutex BufferGuard::mutex_;

@@ -19,7 +19,6 @@ public:
 private:
     mutable std::mutex mutex_;
     GEV_FRAME_FACTS facts_{};
-    bool any_ = false;
 };
 
 } // namespace gevplat

@@ -56,6 +56,27 @@ struct GEV_CAMERA_OPTIONS {
     std::uint32_t streamFrameTimeoutMs;
 };
 
+/** Why a frame is incomplete. */
+enum GevFrameFault : std::int32_t {
+    kGevNoFault = 0,
+    kGevPacketsMissing = 1,  ///< did not come in time
+    kGevPacketsRefused = 2,  ///< the camera did not have them any more when it was asked again
+    kGevBufferTooSmall = 3,  ///< for the frame
+    kGevUnknownPayload = 4,  ///< of a payload type that is not received
+    kGevContradictory = 5,   ///< its packets contradict each other
+    kGevSmallerThanImage = 6 ///< all packets came, but they hold less than the image
+};
+
+/** How a frame came. Packets of cameras without a network are those that the frame would take. */
+struct GEV_FRAME_RECEPTION {
+    std::int32_t fault; ///< GevFrameFault
+    std::uint32_t packetsReceived;
+    std::uint32_t packetsResent;  ///< of these, after they had been requested again
+    std::uint32_t packetsMissing; ///< 0 with kGevBufferTooSmall and kGevUnknownPayload
+    std::uint32_t framesLost;     ///< on the link, between the frame delivered before and this one
+    std::uint32_t framesWithoutBuffer; ///< likewise
+};
+
 /** One received frame. Valid until it is released or the transfer is freed. */
 struct _tag_GEVBUF_ENTRY {
     std::int32_t status; ///< 0 complete, kGevIncomplete with data missing
@@ -74,6 +95,7 @@ struct _tag_GEVBUF_ENTRY {
     std::int64_t arrivalNs; ///< when the platform received it, on the host's real-time clock
                             ///  (ns since the epoch): its first packet, as soon as the thread that
                             ///  receives has it from the system; 0: not known
+    GEV_FRAME_RECEPTION reception;
 };
 
 /** Counts of one transfer, from its initialisation on. */

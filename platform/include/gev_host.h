@@ -16,6 +16,8 @@ struct GEV_FRAME_FACTS {
     std::uint64_t frameNumber; ///< as in _tag_GEVBUF_ENTRY, like the next two
     std::uint64_t timestamp;
     std::int64_t arrivalNs;
+    GEV_FRAME_RECEPTION reception;
+    std::uint64_t delivery; ///< counts the frames delivered in this process, from 1 on
 };
 
 /** Whether a buffer of a transfer, as GevInitializeTransfer was given it, may be filled now: 1, or

@@ -63,6 +63,19 @@ TEST(Trace, NeedsNothingButFrames)
     EXPECT_EQ(withTruth.frames[1].truthUs, 20010);
 }
 
+TEST(Trace, OfKvgrabHasDroppedFramesThatArePassedOver)
+{
+    const Trace read =
+        Read("arrival_us,camera_ticks,frame,received,resent,missing,dropped,lost,no_buffer\n"
+             "1000,0,7,5,0,0,,0,0\n21000,20000000,8,4,0,1,packets missing,0,0\n"
+             "41000,40000000,9,5,0,0,,0,0\n");
+    ASSERT_EQ(read.frames.size(), 2U);
+    EXPECT_EQ(read.frames[1].ticks, 40000000U);
+    EXPECT_THAT(Refusal("arrival_us,camera_ticks,frame,received,resent,missing,dropped,lost,"
+                        "no_buffer\n1000,0,7,5,0,0,,0,0\n21000,x,8,4,0,1,,0,0\n"),
+                HasSubstr("line 3"));
+}
+
 TEST(Trace, RefusalsNameTheLine)
 {
     EXPECT_THAT(Refusal("1,2\n3\n"), HasSubstr("line 2: '3' is neither"));

@@ -77,6 +77,8 @@ const Row kRows[] = {
     {"strides that overflow",
      [](const Writer& w) { w.Header().stride = (std::uint64_t{1} << 61) + 4096; }, KVF_INCOMPATIBLE,
      KVF_INCOMPATIBLE},
+    {"pictures larger than the buffers", [](const Writer& w) { w.Header().frameBytes = 5000; },
+     KVF_INCOMPATIBLE, KVF_INCOMPATIBLE},
     {"no stride", [](const Writer& w) { w.Header().stride = 0; }, KVF_INCOMPATIBLE,
      KVF_INCOMPATIBLE},
     {"frames larger than their buffers",
@@ -134,6 +136,18 @@ TEST(HostileMemory, NeverLeadsOutOfTheMapping)
             EXPECT_EQ(WaitAfter(row, source, true), row.after) << kvf_error();
         }
     }
+}
+
+TEST(HostileMemory, AFrameCountsFromWhenTheHeaderNamesIt)
+{
+    Host host;
+    host.Publish(2);
+    const Source source;
+    kvf_frame frame;
+    Writer().Header().newestSequence = 1; // the host is about to publish the second
+    EXPECT_EQ(source.Wait(&frame), KVF_OK);
+    EXPECT_EQ(frame.sequence, 1U);
+    EXPECT_EQ(source.Wait(&frame), KVF_TIMEOUT);
 }
 
 TEST(HostileMemory, FramesThatWereNeverReturnedAreRefused)

@@ -64,6 +64,13 @@ TEST(Kvframes, FramesComeInOrderAndTheMissedOnesAreCounted)
     host = std::make_unique<Host>();
     host->Publish(2);
     EXPECT_EQ(Next(source), "1+0 2+0 ") << "the first frames of the host that came back";
+    host->Publish(3);
+    host->Lose(8);
+    host.reset();
+    host = std::make_unique<Host>();
+    host->Publish(13);
+    EXPECT_EQ(Next(source), "9+11 10+0 11+0 12+0 13+0 ")
+        << "three of the former host, eight of this";
 }
 
 TEST(Kvframes, AFrameHasAllItsValuesAndTheHostItsState)
@@ -116,12 +123,19 @@ TEST(Kvframes, AFrameIsValidUntilItsBufferIsTakenAndItsAddressUntilItIsUnpinned)
     EXPECT_EQ(other.sequence * 10'000'000 + other.bytes, 101'000'000U);
     EXPECT_NE(other.generation, frame.generation);
     EXPECT_EQ(kvf_is_valid(*source, &other), 1);
+    host->Layout(2000, 4);
+    kvf_state state;
+    EXPECT_EQ(kvf_get_state(*source, &state), KVF_OK);
+    EXPECT_EQ(state.width, 2000U);
+    EXPECT_EQ(static_cast<const std::uint8_t*>(other.pixels)[999'999], 10) << "until the next wait";
+    host->Publish();
+    ASSERT_EQ(source->Wait(&other), KVF_OK);
     ASSERT_EQ(kvf_pin(*source, &other), KVF_OK);
     host.reset();
     EXPECT_EQ(source->Wait(&frame), KVF_NO_HOST);
     EXPECT_EQ(kvf_is_valid(*source, &other), 1) << "nobody writes to it any more";
     source.reset();
-    EXPECT_EQ(static_cast<const std::uint8_t*>(other.pixels)[999'999], 10);
+    EXPECT_EQ(static_cast<const std::uint8_t*>(other.pixels)[3'999'999], 11);
     kvf_unpin(&other);
     kvf_unpin(&frame);
 }
@@ -203,6 +217,9 @@ TEST(Kvframes, AnInterruptionEndsAllWaitsOrElseTheNextOne)
 {
     for (const bool withHost : {false, true}) {
         const std::unique_ptr<Host> host = withHost ? std::make_unique<Host>() : nullptr;
+        if (withHost) {
+            host->Publish(); // comes second to an interruption
+        }
         const Source source;
         kvf_frame frame;
         kvf_interrupt(source);

@@ -28,7 +28,7 @@ public:
 class SomeAcquisition : public kvcam::Acquisition
 {
 public:
-    kvcam::Status Start() override { return kvcam::Status::Done; }
+    kvcam::Status Start(std::uint32_t) override { return kvcam::Status::Done; }
     kvcam::Status Stop() override { return kvcam::Status::Done; }
     bool IsRunning() const override { return false; }
     void SetTarget(const kvcam::StreamTarget&) override {}

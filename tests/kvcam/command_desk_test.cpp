@@ -51,7 +51,7 @@ std::string TextOf(kvcam::ByteView bytes)
 class NotingCamera : public kvcam::Acquisition, public kvcam::Memory
 {
 public:
-    Status Start() override { return Note("start"); }
+    Status Start(std::uint32_t) override { return Note("start"); }
     Status Stop() override { return Note("stop"); }
     bool IsRunning() const override { return false; }
     void SetTarget(const kvcam::StreamTarget& target) override

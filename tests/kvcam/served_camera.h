@@ -23,7 +23,7 @@ struct ServedCamera : kvcam::Acquisition {
         camera.Frames().Initialize(frame.size(), 1, buffers.data());
     }
 
-    kvcam::Status Start() override
+    kvcam::Status Start(std::uint32_t = kForEver) override
     {
         camera.Frames().Start(0xFFFF'FFFF);
         return kvcam::Status::Done;

@@ -126,7 +126,7 @@ protected:
 
 TEST_P(SimAcquisitionTest, SendsFramesAndSendsThemAgain)
 {
-    ASSERT_EQ(acquisition_->Start(), Status::Done);
+    ASSERT_EQ(acquisition_->Start(kvcam::Acquisition::kForEver), Status::Done);
     const std::vector<Bytes> frame = Grab();
     std::size_t pixels = 0;
     for (int packet = 0; packet < kPackets; ++packet) {
@@ -172,13 +172,30 @@ TEST_P(SimAcquisitionTest, SendsFramesAndSendsThemAgain)
     EXPECT_EQ(acquisition_->Stop(), Status::Done);
     EXPECT_FALSE(acquisition_->IsRunning());
     EXPECT_EQ(Again(5, 1, 1), "100 5 1 508");
-    ASSERT_EQ(acquisition_->Start(), Status::Done);
+    ASSERT_EQ(acquisition_->Start(kvcam::Acquisition::kForEver), Status::Done);
     EXPECT_EQ(Number(Grab()[0], 2), 1U);
+}
+
+TEST_P(SimAcquisitionTest, EndsByItselfAfterTheFramesThatWereAskedFor)
+{
+    sim::AddFault({.trigger = sim::Trigger::Frame, .nth = 2, .effect = sim::Effect::Lose});
+    for (int start = 0; start < 2; ++start) {
+        ASSERT_EQ(acquisition_->Start(2), Status::Done);
+        Grab();
+        if (start == 0) {
+            Trigger(); // the frame that is lost counts, too
+        } else {
+            EXPECT_EQ(Number(Grab()[0], 2), 2U);
+        }
+        while (acquisition_->IsRunning()) {
+            manual_->AdvanceNs(1'000'000); // the camera waits on it
+        }
+    }
 }
 
 TEST_P(SimAcquisitionTest, SendsNotMorePacketsAgainThanItSent)
 {
-    ASSERT_EQ(acquisition_->Start(), Status::Done);
+    ASSERT_EQ(acquisition_->Start(kvcam::Acquisition::kForEver), Status::Done);
     Grab();
     for (int i = 0; i < 5000; ++i) { // more than the queue takes
         acquisition_->Resend({1, 0, 0xFFFFFF});

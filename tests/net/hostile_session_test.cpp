@@ -85,6 +85,16 @@ TEST_F(HostileSession, AnImpossibleValueEndsInAnErrorThatNamesItsFeature)
     }
 }
 
+TEST_F(HostileSession, APacketSizeOfZeroEndsInAnErrorThatNamesIt)
+{
+    const LoopbackCamera camera("Z1", "127.0.0.1", {"--fault", "lie value=0 address=0xd04"});
+    Open("Z1");
+    const PlatformLog log;
+    EXPECT_EQ(Initialize(2), kGevError);
+    EXPECT_THAT(log.Lines(),
+                Contains(HasSubstr("GevSCPSPacketSize: the camera gives 0 bytes, where 49 to")));
+}
+
 /** The UDP ports that this process has open. */
 std::vector<std::uint16_t> OwnPorts()
 {

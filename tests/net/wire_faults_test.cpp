@@ -81,6 +81,7 @@ struct Grabbed {
     std::vector<std::pair<std::uint64_t, std::uint64_t>> ticks; ///< frame and time stamp
     std::set<std::string> chunks;
     std::set<std::string> accesses;
+    std::set<std::string> faults; ///< GevFrameFault and missing packets of incomplete frames
     GEV_TRANSFER_STATISTICS counts{};
     bool ended = false; ///< no more frame came
 
@@ -156,6 +157,7 @@ std::string Grabbed::Tell(const std::string& topic) const
            : word == "resent" ? (counts.packetsResent > 0 ? "some" : "none")
            : word == "chunks" ? all(chunks)
            : word == "came"   ? all(accesses)
+           : word == "faults" ? all(faults)
                               : Ranges(numbers);
 }
 
@@ -262,6 +264,8 @@ private:
         } else {
             EXPECT_EQ(status, kGevIncomplete);
             grabbed->incomplete.push_back(frame);
+            grabbed->faults.insert(fmt::format("{} with {} missing", entry->reception.fault,
+                                               entry->reception.packetsMissing));
         }
         GevReleaseFrame(handle, entry);
         if (!given.access.empty()) {

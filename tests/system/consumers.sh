@@ -11,7 +11,8 @@ memory=/kvgrab-consumers-$$
 others=()
 grab=
 served=
-trap 'kill -KILL ${others[@]+"${others[@]}"} $grab $served 2>/dev/null; wait
+trap 'kill -KILL ${others[@]+"${others[@]}"} $grab $served 2>/dev/null || true
+      wait 2>/dev/null || true
       rm -rf "$place" /dev/shm$memory /dev/shm$memory.consumers' EXIT
 cd "$place"
 
@@ -53,13 +54,13 @@ begin() { # NUMBER
 torment() { # until the host ends
     while kill -0 $grab 2>/dev/null; do
         number=$((RANDOM % ${#others[@]}))
-        case $((RANDOM % 6)) in
+        case $((RANDOM % 20)) in
         0)
             kill -KILL "${others[$number]}" 2>/dev/null || true
             wait "${others[$number]}" 2>/dev/null || true
             begin $number
             ;;
-        1 | 2) kill -STOP "${others[$number]}" 2>/dev/null || true ;;
+        [1-6]) kill -STOP "${others[$number]}" 2>/dev/null || true ;;
         *) kill -CONT "${others[$number]}" 2>/dev/null || true ;;
         esac
         sleep 0.02

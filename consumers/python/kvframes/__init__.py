@@ -9,7 +9,7 @@ them may be slow, stop or die: the host never waits for it. `Frame` says how to 
 read belongs to one frame; `control()` asks and controls the host.
 """
 
-from typing import Iterator, Optional
+from typing import Iterator, List, Optional
 
 from ._kvframes import Frame, Hold, State
 from ._kvframes import Source as _Source
@@ -25,6 +25,10 @@ __all__ = [
 ]
 
 DEFAULT_NAME = "/kvgrab"
+
+
+def __dir__() -> List[str]:
+    return __all__  # what an interactive session proposes
 
 
 class Source(_Source):

@@ -5,7 +5,7 @@ import os
 import socket
 import threading
 import time
-from typing import Any, Dict, Iterator, List, Mapping, Optional, Type, Union
+from typing import Any, Dict, Iterator, List, Mapping, Optional, Tuple, Type, Union
 
 from .errors import ControlError, Denied, Error, NoCamera, NoHost, Refused, Timeout
 
@@ -35,7 +35,8 @@ def _paths(memory: str) -> List[str]:
 
 
 def _connect(paths: List[str], timeout: float) -> socket.socket:
-    first: Optional[OSError] = None
+    """Connects to the first of these sockets at which a kvgrab answers."""
+    failures: List[Tuple[str, OSError]] = []
     for path in paths:
         connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
         connection.settimeout(timeout)
@@ -44,10 +45,12 @@ def _connect(paths: List[str], timeout: float) -> socket.socket:
             return connection
         except OSError as error:
             connection.close()
-            first = first or error
-    assert first is not None
-    reason = "no kvgrab answers at %s: %s" % (paths[0], first.strerror or first)
-    raise (Denied if isinstance(first, PermissionError) else NoHost)(reason) from first
+            failures.append((path, error))
+    for path, why in failures:  # there is one, but it belongs to another user
+        if isinstance(why, PermissionError):
+            raise Denied("the control socket %s is not for this user" % path) from why
+    path, why = failures[0]
+    raise NoHost("no kvgrab answers at %s: %s" % (path, why.strerror or why)) from why
 
 
 def _connect_to(connection: socket.socket, path: str) -> None:
@@ -74,8 +77,9 @@ class _Lines:
         self._connection = connection
         self._buffer = b""
 
-    def send(self, message: Mapping[str, Any]) -> None:
+    def send(self, message: Mapping[str, Any], timeout: float) -> None:
         try:
+            self._connection.settimeout(timeout)
             self._connection.sendall(json.dumps(message).encode() + b"\n")
         except OSError as error:
             raise NoHost("the connection to kvgrab is cut off: %s" % error) from error
@@ -98,7 +102,10 @@ class _Lines:
                 raise NoHost("kvgrab has ended, or has closed the connection")
             self._buffer += part
         line, _, self._buffer = self._buffer.partition(b"\n")
-        message = json.loads(line)
+        try:
+            message = json.loads(line)
+        except ValueError:
+            message = None
         if not isinstance(message, dict):
             raise Error("what answers is no control socket of kvgrab")
         return message
@@ -143,7 +150,7 @@ class Control:
             message: Dict[str, Any] = {"jsonrpc": "2.0", "id": self._id, "method": method}
             if params:
                 message["params"] = params
-            self._lines.send(message)
+            self._lines.send(message, self._timeout)
             end = time.monotonic() + self._timeout
             while True:  # answers to requests that were given up may come before
                 answer = self._lines.next(max(end - time.monotonic(), 0.001))
@@ -218,7 +225,7 @@ class Control:
         """
         connection = _connect(self._paths, self._timeout)  # here, so that errors come at once
         lines = _Lines(connection)
-        lines.send({"jsonrpc": "2.0", "id": 1, "method": "subscribe"})
+        lines.send({"jsonrpc": "2.0", "id": 1, "method": "subscribe"}, self._timeout)
 
         def events() -> Iterator[Dict[str, Any]]:
             with connection:

@@ -21,7 +21,8 @@ public:
     void Start() { ids_.Restart(); }
     void StartWasRefused(bool refused) { startRefused_ = refused; }
 
-    void Delivered(const ReceivedFrame& frame, bool complete, const ReassemblyCounts& now)
+    GEV_FRAME_RECEPTION Delivered(const ReceivedFrame& frame, bool complete,
+                                  const ReassemblyCounts& now)
     {
         ++(complete ? received_ : incomplete_);
         unknownPayload_ += frame.fault == FrameFault::UnknownPayload ? 1 : 0;
@@ -33,6 +34,12 @@ public:
         if (!complete) {
             ofNewestIncomplete_ = frame.packetsReceived;
         }
+        return {FaultOf(frame, complete),
+                frame.packetsReceived,
+                frame.packetsResent,
+                frame.packetsMissing,
+                static_cast<std::uint32_t>(gap - underruns),
+                static_cast<std::uint32_t>(underruns)};
     }
 
     /** All fields but the number of the transfer. */
@@ -56,6 +63,25 @@ public:
     }
 
 private:
+    static GevFrameFault FaultOf(const ReceivedFrame& frame, bool complete)
+    {
+        switch (frame.fault) {
+        case FrameFault::None:
+            break;
+        case FrameFault::PacketsMissing:
+            return kGevPacketsMissing;
+        case FrameFault::Refused:
+            return kGevPacketsRefused;
+        case FrameFault::TooLarge:
+            return kGevBufferTooSmall;
+        case FrameFault::UnknownPayload:
+            return kGevUnknownPayload;
+        case FrameFault::Malformed:
+            return kGevContradictory;
+        }
+        return complete ? kGevNoFault : kGevSmallerThanImage;
+    }
+
     FrameIds ids_;
     std::uint64_t received_ = 0;
     std::uint64_t incomplete_ = 0;

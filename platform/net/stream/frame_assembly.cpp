@@ -45,7 +45,7 @@ void FrameAssembly::Begin(std::uint64_t number, bool extendedIds, Ns now)
     horizon_ = highest_ = fullPackets_ = 0;
     trailerId_ = shortId_ = oddId_ = oddPackets_ = requested_ = 0;
     nextBegan_ = kNever;
-    tailClosed_ = doomed_ = refused_ = lastWasWrong_ = confirmed_ = finished_ = false;
+    tailClosed_ = doomed_ = refused_ = lastWasWrong_ = confirmed_ = skipped_ = finished_ = false;
     SetStep(stream_->step.Bytes(extendedIds));
 }
 
@@ -369,7 +369,7 @@ void FrameAssembly::Finish(FrameFault fault)
     if (trailer_.lines != 0 && trailer_.lines < frame_.height) {
         frame_.height = trailer_.lines;
     }
-    if (!confirmed_ && !DeservesConfirmation()) {
+    if (IsUnseen() || (!confirmed_ && !DeservesConfirmation())) {
         return;
     }
     if (fault == FrameFault::TooLarge || fault == FrameFault::UnknownPayload) {

@@ -39,6 +39,8 @@ public:
     /** A second packet has come, or the number is the one that was expected: it is a frame, and not
      *  one packet with a wrong number. */
     void Confirm() { confirmed_ = true; }
+    /** No packet of it came, although one of a later frame did. */
+    void ConfirmSkipped() { skipped_ = confirmed_ = true; }
     bool IsConfirmed() const { return confirmed_; }
     bool DeservesConfirmation() const
     {
@@ -74,6 +76,8 @@ public:
     void Tick(Ns now);
     Ns Due() const;
     bool IsFinished() const { return finished_; }
+    /** It was requested as a whole, in vain: it counts as if it had never begun. */
+    bool IsUnseen() const { return skipped_ && frame_.packetsReceived == 0; }
     /** Of a finished frame. */
     const ReceivedFrame& Result() const { return frame_; }
 
@@ -138,6 +142,7 @@ private:
     bool refused_ = false;
     bool lastWasWrong_ = false; ///< the length of the last payload packet
     bool confirmed_ = false;
+    bool skipped_ = false;
     bool finished_ = true;
 };
 

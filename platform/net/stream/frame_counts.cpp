@@ -61,18 +61,30 @@ std::uint64_t FrameCounts::CountGap(std::uint64_t number, std::uint64_t unplaced
     return gap;
 }
 
-std::uint64_t FrameCounts::Came(const DeliveredFrame& frame)
+std::uint64_t FrameCounts::Came(const DeliveredFrame& frame, GEV_FRAME_RECEPTION* reception)
 {
     ++(frame.complete ? received_ : incomplete_);
     unplacedAtFrame_ = frame.begin.unplaced;
+    const std::uint64_t underrunsBefore = underruns_;
     const std::uint64_t gap = frame.number ? CountGap(*frame.number, frame.begin.unplaced) : 0;
     const std::uint64_t packets = Growth(frame.begin.sent, frame.end.sent);
+    const std::uint64_t resent = Growth(frame.begin.resent, frame.resent);
+    const std::uint64_t underruns = underruns_ - underrunsBefore;
     if (frame.complete) {
         LearnHeaders(frame.bytes, packets);
         packetsOfFrame_ = PacketsOf(frame.bytes);
     } else {
         ofNewestIncomplete_ = std::min(packets, packetsOfFrame_);
     }
+    // Packets of the frames around this one may be among them.
+    const std::uint64_t received =
+        frame.complete ? packetsOfFrame_ : std::min(packets + resent, packetsOfFrame_);
+    *reception = {kGevNoFault,
+                  static_cast<std::uint32_t>(received),
+                  static_cast<std::uint32_t>(std::min(resent, received)),
+                  static_cast<std::uint32_t>(packetsOfFrame_ - received),
+                  static_cast<std::uint32_t>(gap - underruns),
+                  static_cast<std::uint32_t>(underruns)};
     packets_.Frame(packetsOfFrame_, gap, frame.complete, frame.begin, frame.end, frame.resent);
     return frame.number ? *frame.number : ids_.CameWithoutNumber();
 }

@@ -30,8 +30,9 @@ public:
     void Start(std::uint64_t payloadBytes);
     void StartWasRefused(bool refused) { startRefused_ = refused; }
     void HadUnknownPayload() { ++unknownPayload_; }
-    /** Returns the frame's number, or the one that it probably has. */
-    std::uint64_t Came(const DeliveredFrame& frame);
+    /** Returns the frame's number, or the one that it probably has; `*reception` is how it came,
+     * but for its fault. */
+    std::uint64_t Came(const DeliveredFrame& frame, GEV_FRAME_RECEPTION* reception);
     /** All fields but the number of the transfer. */
     GEV_TRANSFER_STATISTICS Read(const Arrivals& now) const;
 

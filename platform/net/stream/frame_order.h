@@ -22,6 +22,16 @@ public:
 
     void Restart() { *this = FrameOrder(); }
     bool HasBegun() const { return begun_; }
+    std::uint64_t Newest() const { return newest_; } ///< place of the newest frame
+    bool Extended() const { return extended_; }
+
+    /** The number of the frame at a place not far behind the newest one. */
+    std::uint64_t NumberAt(std::uint64_t sequence) const
+    {
+        const std::uint64_t number = number_ + (sequence - newest_);
+        const bool wraps = !extended_ && number_ <= FrameIds::kNarrow && number > FrameIds::kNarrow;
+        return wraps ? number - FrameIds::kNarrow - 1 + ids_.First() : number;
+    }
 
     Place Find(std::uint64_t number, bool extended) const
     {

@@ -2,6 +2,7 @@
 
 #include "base/signals_blocked.h"
 #include "core/interruption.h"
+#include "net/stream/transfer_parts.h"
 
 #include <algorithm>
 #include <chrono>
@@ -74,15 +75,18 @@ int LibraryTransfer::Make(Device& device, FeatureMap& features, const TransferPl
     }
     made->starts_.Follow(made->stream_.get(), plan.buffers.size());
     made->frameTimeoutMs_ = plan.frameTimeoutMs;
+    made->bufferBytes_ = plan.bufferBytes;
     g_object_set(made->stream_.get(), "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_AUTO, nullptr);
     auto* const camera = ARV_GV_DEVICE(device.Handle());
-    const std::uint64_t packetSize = arv_gv_device_get_packet_size(camera, error.Out());
+    const std::uint64_t packetSize =
+        arv_gv_device_get_packet_size(camera, error.Out()) & kPacketSizeBits;
     if (!error) {
         made->tickFrequency_ = device.TickFrequency(error.Out());
     }
-    if (error) {
+    const std::string fault = error ? error.Text() : PacketSizeFault(packetSize);
+    if (!fault.empty()) {
         log.Add(2, fmt::format("network camera {} doesn't tell how it streams: {}", device.Serial(),
-                               error.Text()));
+                               fault));
         return kGevError;
     }
     made->counts_.Make(packetSize, plan.bufferBytes);
@@ -238,7 +242,7 @@ LibraryTransfer::Place* LibraryTransfer::Receive(ArvBuffer* buffer, int* status)
     frame.resent = starts_.Now().resent;
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
     place.entry = {};
-    place.entry.frameId = static_cast<std::uint32_t>(counts_.Came(frame));
+    place.entry.frameId = static_cast<std::uint32_t>(counts_.Came(frame, &place.entry.reception));
     place.entry.frameNumber = frame.number.value_or(0);
     place.entry.arrivalNs = start.realTimeNs;
     Describe(place, frame.complete);
@@ -247,6 +251,7 @@ LibraryTransfer::Place* LibraryTransfer::Receive(ArvBuffer* buffer, int* status)
         *status = kGevOk;
     } else {
         ForgetFrameValues();
+        place.entry.reception.fault = FaultOf(buffer, frame.number.has_value());
         *status = kGevIncomplete;
     }
     place.taken = true;
@@ -258,6 +263,25 @@ LibraryTransfer::Place* LibraryTransfer::Receive(ArvBuffer* buffer, int* status)
 bool LibraryTransfer::HoldsImage(ArvBuffer* buffer) const
 {
     return BytesOf(buffer) >= geometry_.imageBytes;
+}
+
+/** The library doesn't tell a refusal from a packet that did not come in time. */
+GevFrameFault LibraryTransfer::FaultOf(ArvBuffer* buffer, bool hasNumber) const
+{
+    switch (arv_buffer_get_status(buffer)) {
+    case ARV_BUFFER_STATUS_SIZE_MISMATCH:
+        return kGevBufferTooSmall;
+    case ARV_BUFFER_STATUS_WRONG_PACKET_ID:
+        return kGevContradictory;
+    case ARV_BUFFER_STATUS_SUCCESS:
+        if (hasNumber) {
+            return BytesOf(buffer) < bufferBytes_ ? kGevSmallerThanImage : kGevBufferTooSmall;
+        }
+        break;
+    default:
+        break;
+    }
+    return kGevPacketsMissing;
 }
 
 void LibraryTransfer::Describe(Place& place, bool complete)

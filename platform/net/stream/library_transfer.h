@@ -43,6 +43,8 @@ private:
     /** A buffer that came from the stream, under the mutex: a frame for the caller, or null. */
     Place* Receive(ArvBuffer* buffer, int* status);
     bool HoldsImage(ArvBuffer* buffer) const;
+    /** Of an incomplete frame. */
+    GevFrameFault FaultOf(ArvBuffer* buffer, bool hasNumber) const;
     void Describe(Place& place, bool complete);
     void ReadFrameValues(ArvBuffer* buffer);
     void ForgetFrameValues();
@@ -63,6 +65,7 @@ private:
     bool retired_ = false;
     std::uint64_t framesLeft_ = 0; ///< of those asked for; for ever: kForEver
     std::uint32_t frameTimeoutMs_ = 0;
+    std::uint64_t bufferBytes_ = 0;
     FrameCounts counts_;
 };
 

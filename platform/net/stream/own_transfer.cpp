@@ -3,6 +3,7 @@
 #include "core/interruption.h"
 #include "net/control/gvcp.h"
 #include "net/stream/gvsp_packet.h"
+#include "net/stream/transfer_parts.h"
 
 #include <algorithm>
 #include <chrono>
@@ -27,7 +28,6 @@ constexpr Ns kLongestRequest = 10'000'000;
 constexpr Ns kRequests = 4; ///< for which a held frame leaves time
 
 constexpr std::uint32_t kSendsAgain = 1U << 2; ///< of the capabilities
-constexpr std::uint32_t kSizeBits = 0xFFFF;    ///< of the register of the packet size
 
 // The system counts a packet in a receive buffer as about twice its bytes.
 constexpr std::uint64_t kOverhead = 2;
@@ -110,8 +110,11 @@ std::string OwnTransfer::OpenChannel(const StreamSocket& socket)
     guint32 capability = 0;
     arv_device_read_register(device_.Handle(), kCapability, &capability, error.Out());
     sendsAgain_ = !error && (capability & kSendsAgain) != 0;
-    packetSize_ =
-        arv_gv_device_get_packet_size(ARV_GV_DEVICE(device_.Handle()), error.Out()) & kSizeBits;
+    packetSize_ = arv_gv_device_get_packet_size(ARV_GV_DEVICE(device_.Handle()), error.Out()) &
+                  kPacketSizeBits;
+    if (!error && !PacketSizeFault(packetSize_).empty()) {
+        return PacketSizeFault(packetSize_);
+    }
     const auto write = [this, &error](std::uint32_t address, std::uint32_t value) {
         return !error &&
                arv_device_write_register(device_.Handle(), address, value, error.Out()) != FALSE;
@@ -230,9 +233,10 @@ OwnTransfer::Place& OwnTransfer::Deliver(const ArrivedFrame& arrived, DeferredLo
     const bool complete =
         frame.fault == FrameFault::None && frame.hasLeader && frame.bytes >= geometry_.imageBytes;
     framesLeft_ -= framesLeft_ == kForEver ? 0 : 1;
-    counts_.Delivered(frame, complete, receiver_->Counts());
+    const GEV_FRAME_RECEPTION reception = counts_.Delivered(frame, complete, receiver_->Counts());
     Place& place = places_[frame.buffer];
     Describe(place, arrived, complete);
+    place.entry.reception = reception;
     ForgetFrameValues();
     if (complete) {
         ReadFrameValues(place.entry);

@@ -22,6 +22,7 @@ constexpr Ns kShortestRequestTimeout = 1000;
 
 constexpr std::ptrdiff_t kMostUnconfirmed = 1; ///< frames, besides the newest one
 constexpr std::uint32_t kEnds = 2;             ///< packets: leader and trailer
+constexpr std::uint64_t kMostSkipped = 8;      ///< frames that are requested as a whole
 
 ReassemblySettings Sane(ReassemblySettings settings)
 {
@@ -53,6 +54,8 @@ struct Reassembly::State {
     bool MayBegin(const FrameOrder::Place& place, const GvspPacket& packet);
     void BeginIgnored(const FrameOrder::Place& place, const GvspPacket& packet, Ns now);
     void Trust(const FrameOrder::Place& place, std::uint64_t number, bool extended, Ns now);
+    void RequestSkipped(const FrameOrder::Place& place, Ns now);
+    FrameAssembly* UseBuffer(std::uint64_t number, bool extended, Ns now);
     void Insert(FrameAssembly* frame, const FrameOrder::Place& place, Ns now);
     void Confirm(FrameAssembly* frame, Ns now);
     void DropUnconfirmed(std::ptrdiff_t most);
@@ -190,10 +193,7 @@ FrameAssembly* Reassembly::State::Begin(const GvspPacket& packet, Ns now)
     if (!order.HasBegun()) {
         SetPacketsOfFrame(packet.extendedIds);
     }
-    const std::uint32_t buffer = ChooseFree();
-    places[buffer] = BufferPlace::Frame;
-    FrameAssembly* const frame = &frames[buffer];
-    frame->Begin(packet.number, packet.extendedIds, now);
+    FrameAssembly* const frame = UseBuffer(packet.number, packet.extendedIds, now);
     if (place.next) {
         frame->Confirm();
         Trust(place, packet.number, packet.extendedIds, now);
@@ -202,6 +202,15 @@ FrameAssembly* Reassembly::State::Begin(const GvspPacket& packet, Ns now)
     }
     Insert(frame, place, now);
     return frame;
+}
+
+/** There is a free one. */
+FrameAssembly* Reassembly::State::UseBuffer(std::uint64_t number, bool extended, Ns now)
+{
+    const std::uint32_t buffer = ChooseFree();
+    places[buffer] = BufferPlace::Frame;
+    frames[buffer].Begin(number, extended, now);
+    return &frames[buffer];
 }
 
 /** There is no buffer. */
@@ -227,10 +236,34 @@ void Reassembly::State::Trust(const FrameOrder::Place& place, std::uint64_t numb
     if (!place.newest) {
         return;
     }
+    RequestSkipped(place, now);
     order.Begin(number, extended, place);
     for (FrameAssembly* const frame : window) {
         if (frame->Sequence() < place.sequence || !frame->IsConfirmed()) {
             frame->NextBegan(now);
+        }
+    }
+}
+
+/** Frames of which no packet came, although one behind them did: the camera may still have them. */
+void Reassembly::State::RequestSkipped(const FrameOrder::Place& place, Ns now)
+{
+    const ReassemblySettings& settings = stream.settings;
+    if (!settings.requests || !order.HasBegun() || place.restarts ||
+        stream.counts.packetsOfFrame > settings.mostRequested) {
+        return;
+    }
+    const std::uint64_t skipped = place.sequence - order.Newest() - 1;
+    const std::uint64_t most = std::min<std::uint64_t>(kMostSkipped, free.Size() / 2);
+    for (std::uint64_t i = place.sequence - std::min(skipped, most); i < place.sequence; ++i) {
+        const std::uint64_t number = order.NumberAt(i);
+        const bool underWay = std::any_of(window.begin(), window.end(), [&](const auto* frame) {
+            return frame->Is(number, order.Extended());
+        });
+        if (!underWay) {
+            FrameAssembly* const frame = UseBuffer(number, order.Extended(), now);
+            frame->ConfirmSkipped();
+            Insert(frame, {i, false, false, false}, now);
         }
     }
 }
@@ -317,9 +350,14 @@ void Reassembly::State::Deliver(Ns now)
            now >= OrderDue(*window[count])) {
         FrameAssembly* const frame = window[count++];
         const std::uint32_t buffer = frame->Result().buffer;
-        Leave(frame->Sequence());
-        places[buffer] = BufferPlace::Ready;
-        ready.Push(buffer);
+        if (frame->IsUnseen()) {
+            places[buffer] = BufferPlace::Free;
+            free.Push(buffer);
+        } else {
+            Leave(frame->Sequence());
+            places[buffer] = BufferPlace::Ready;
+            ready.Push(buffer);
+        }
         newest = newest == frame ? nullptr : newest;
     }
     window.erase(window.begin(), window.begin() + static_cast<std::ptrdiff_t>(count));

@@ -68,6 +68,7 @@ public:
     void Start(std::int64_t nowNs, std::uint32_t frames);
     void Stop() { running_ = false; }
     bool IsRunning() const { return running_; }
+    bool IsOver() const { return !running_ || framesLeft_ == 0; }
     /** When the next exposure starts, as far as is known; kNever when no frame will come, or none
      *  before another trigger. */
     std::int64_t NextStartNs() const;

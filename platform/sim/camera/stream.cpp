@@ -93,6 +93,7 @@ int Stream::Initialize(std::uint64_t size, std::uint32_t count, void** buffers)
     bufferSize_ = size;
     nextSlot_ = 0;
     statistics_ = {};
+    lostBefore_ = underrunsBefore_ = 0;
     return kGevOk;
 }
 
@@ -285,8 +286,22 @@ void Stream::Arrive(Frame frame)
         }
         return;
     }
-    slots_[frame.buffer].state = State::Waiting;
+    Slot& slot = slots_[frame.buffer];
+    DescribeReception(frame, missing, &slot.entry.reception);
+    slot.state = State::Waiting;
     waiting_.Push(frame.buffer);
+}
+
+void Stream::DescribeReception(const Frame& frame, std::uint64_t missing, GEV_FRAME_RECEPTION* to)
+{
+    const bool cut = frame.pixelBytes > bufferSize_;
+    to->fault = frame.incomplete ? kGevPacketsMissing : cut ? kGevBufferTooSmall : kGevNoFault;
+    to->packetsReceived = static_cast<std::uint32_t>(Packets(frame) - missing);
+    to->packetsMissing = static_cast<std::uint32_t>(missing);
+    to->framesLost = static_cast<std::uint32_t>(statistics_.framesLost - lostBefore_);
+    to->framesWithoutBuffer = static_cast<std::uint32_t>(statistics_.underruns - underrunsBefore_);
+    lostBefore_ = statistics_.framesLost;
+    underrunsBefore_ = statistics_.underruns;
 }
 
 int Stream::Deliver(_tag_GEVBUF_ENTRY** frame)

@@ -38,6 +38,8 @@ public:
            std::shared_ptr<const Recording> recording);
 
     bool IsRunning() const { return sensor_.IsRunning(); }
+    /** No more frames come: all that were asked for have been delivered, or are lost. */
+    bool IsOver() const { return sensor_.IsOver() && onTheWay_.Empty() && waiting_.Empty(); }
     bool IsInitialized() const { return !slots_.empty(); }
     void Advance(std::int64_t nowNs);
 
@@ -79,6 +81,7 @@ private:
     void DropUndelivered();
     int Deliver(_tag_GEVBUF_ENTRY** frame);
     std::uint64_t Packets(const Frame& frame) const;
+    void DescribeReception(const Frame& frame, std::uint64_t missing, GEV_FRAME_RECEPTION* to);
 
     CameraModel& camera_;
     Scene scene_;
@@ -91,6 +94,9 @@ private:
     std::uint32_t framesBuffered_ = 1;
     std::uint32_t packetSize_ = 1500;
     GEV_TRANSFER_STATISTICS statistics_{};
+    // Of the statistics, when the newest frame arrived that is delivered.
+    std::uint64_t lostBefore_ = 0;
+    std::uint64_t underrunsBefore_ = 0;
 };
 
 } // namespace sim

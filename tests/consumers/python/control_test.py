@@ -1,6 +1,7 @@
 """The control socket."""
 
 import os
+import socket
 import time
 import unittest
 import unittest.mock
@@ -88,6 +89,23 @@ class Control(support.HostTest):
             host.status()
         with self.assertRaisesRegex(kvframes.NoHost, self.socket):
             kvframes.control(self.socket)
+
+    def test_what_is_no_host_has_its_reason(self):
+        with socket.socket(socket.AF_UNIX) as listener:
+            listener.bind(self.socket)
+            listener.listen()
+            for answer, error in ((b"", kvframes.NoHost), (b"[]\n", kvframes.Error),
+                                  (b"no json\n", kvframes.Error), (None, kvframes.Timeout)):
+                host = kvframes.control(self.socket, timeout=0.2 if answer is None else 60)
+                other, _ = listener.accept()
+                if answer is not None:
+                    other.sendall(answer)
+                    other.shutdown(socket.SHUT_WR)
+                with self.assertRaises(kvframes.Error) as raised:
+                    host.status()
+                self.assertIs(type(raised.exception), error)
+                host.close()
+                other.close()
 
     def test_finds_the_socket_where_the_host_has_it(self):
         for variable in ("XDG_RUNTIME_DIR", "RUNTIME_DIRECTORY"):

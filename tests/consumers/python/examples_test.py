@@ -52,8 +52,8 @@ class Examples(support.HostTest):
         lines = self.run_example("object_counter.py", "--frames", "510").splitlines()
         self.assertRegex(lines[-1], "^[1-3] objects in 510 frames")
         passes = [int(line.split()[1].rstrip(":")) for line in lines[:-1]]
-        # The bar is at the middle every 240 frames.
-        self.assertIn(240, numpy.diff(passes))
+        distances = numpy.diff(passes)  # the bar is at the middle every 240 frames
+        self.assertTrue((abs(distances - 240) < 20).any(), passes)
 
 
 if __name__ == "__main__":

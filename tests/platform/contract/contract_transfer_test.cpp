@@ -11,14 +11,29 @@ namespace
 
 using testing::UnorderedElementsAre;
 
+GEV_FRAME_FACTS Facts()
+{
+    GEV_FRAME_FACTS facts{};
+    EXPECT_EQ(GevGetNewestFrame(&facts), kGevOk);
+    return facts;
+}
+
 using Transfer = Contract;
 
 TEST_F(Transfer, FramesArriveInTheCallersMemory)
 {
     StartFor(3);
     std::uint64_t before = 0;
+    std::uint64_t deliveriesBefore = 0;
     for (std::uint32_t i = 1; i <= 10; ++i) {
         _tag_GEVBUF_ENTRY& frame = Take();
+        const GEV_FRAME_FACTS facts = Facts();
+        EXPECT_EQ(facts.frameNumber, frame.frameNumber);
+        EXPECT_EQ(facts.reception.fault, kGevNoFault);
+        EXPECT_GE(facts.reception.packetsReceived, 3U);
+        EXPECT_EQ(facts.reception.packetsMissing, 0U);
+        EXPECT_EQ(facts.delivery, deliveriesBefore == 0 ? facts.delivery : deliveriesBefore + 1);
+        deliveriesBefore = facts.delivery;
         EXPECT_EQ(status, kGevOk);
         EXPECT_EQ(frame.status, 0);
         EXPECT_EQ(frame.width, 64U);
@@ -55,6 +70,9 @@ TEST_F(Transfer, AnotherBufferEachTimeAndAnUnderrunWhenAllAreTaken)
     const _tag_GEVBUF_ENTRY& next = Take();
     EXPECT_EQ(next.address, released);
     EXPECT_GT(next.frameId, lastId + 5);
+    const GEV_FRAME_RECEPTION reception = Facts().reception;
+    EXPECT_EQ(reception.framesLost + reception.framesWithoutBuffer, next.frameId - lastId - 1);
+    EXPECT_GT(reception.framesWithoutBuffer, 5U);
 }
 
 /** Those that are kept are passed over while there are others, and filled if not. */
@@ -150,6 +168,7 @@ TEST_F(Transfer, ABufferThatIsTooSmallIsNotOverrun)
     _tag_GEVBUF_ENTRY& frame = Take(); // incomplete frames are handed out and released like others
     EXPECT_EQ(status, kGevIncomplete);
     EXPECT_LE(frame.receivedBytes, 1000U);
+    EXPECT_EQ(Facts().reception.fault, kGevBufferTooSmall);
     EXPECT_TRUE(std::all_of(guarded.begin() + 1000, guarded.end(),
                             [](std::uint8_t byte) { return byte == 0xEE; }));
     EXPECT_EQ(Release(frame), kGevOk);

@@ -211,9 +211,12 @@ void CommandDesk::Serve(const Waiting& waiting, std::int64_t nowNs)
     if (verdict.refusal) {
         answer = Datagram(*verdict.refusal, request.command + 1U, request.id, {});
     } else {
-        const Answer made = Execute(request, waiting.from, nowNs);
+        Answer made = Execute(request, waiting.from, nowNs);
         if (made.status == Status::NoAnswer) {
             return;
+        }
+        if (verdict.lie && made.status == Status::Done) {
+            Lie(request, *verdict.lie, &made.body);
         }
         answer = Datagram(static_cast<std::uint32_t>(made.status), request.command + 1U, request.id,
                           made.body);
@@ -236,6 +239,19 @@ void CommandDesk::Serve(const Waiting& waiting, std::int64_t nowNs)
     }
     if (!request.Is(Command::Discovery) && !request.Is(Command::PacketResend)) {
         Remember(exchange);
+    }
+}
+
+/** Puts a value in place of each register that was read. */
+void CommandDesk::Lie(const Request& request, std::uint32_t value, Bytes* body)
+{
+    if (!request.Is(Command::ReadReg) && !request.Is(Command::ReadMem)) {
+        return;
+    }
+    const std::size_t bytes = body->size();
+    body->resize(request.Is(Command::ReadMem) ? 4 : 0); // an address goes before the memory
+    while (body->size() < bytes) {
+        Append32(*body, value);
     }
 }
 

@@ -105,6 +105,7 @@ private:
     void SendScheduled(std::int64_t nowNs);
 
     void Serve(const Waiting& waiting, std::int64_t nowNs);
+    static void Lie(const Request& request, std::uint32_t value, Bytes* body);
     bool RepeatsAnswer(const Waiting& waiting, std::int64_t nowNs);
     void Remember(Exchange exchange);
     void Schedule(std::int64_t dueNs, Endpoint to, Bytes bytes);

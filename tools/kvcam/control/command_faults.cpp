@@ -14,8 +14,8 @@ namespace
 
 constexpr std::int64_t kNsPerMs = 1'000'000;
 constexpr double kNsPerS = 1e9;
-constexpr std::string_view kKinds[] = {"lose-command", "slow-command", "refuse-command",
-                                       "late-answer",  "silence",      "reboot"};
+constexpr std::string_view kKinds[] = {
+    "lose-command", "slow-command", "refuse-command", "late-answer", "lie", "silence", "reboot"};
 constexpr std::pair<std::string_view, Command> kCommands[] = {
     {"DISCOVERY", Command::Discovery},       {"FORCEIP", Command::ForceIp},
     {"PACKETRESEND", Command::PacketResend}, {"READREG", Command::ReadReg},
@@ -75,6 +75,10 @@ Verdict TakeVerdict(FaultText& text)
     } else if (text.Kind() == "refuse-command") {
         verdict.refusal = static_cast<std::uint16_t>(
             TakeWithin(text, "status", 1, 0xFFFF, "status= has to be 1 to 0xffff"));
+    } else if (text.Kind() == "lie") {
+        verdict.lie = static_cast<std::uint32_t>(
+            TakeWithin(text, "value", 0, std::numeric_limits<std::uint32_t>::max(),
+                       "value= has to be 0 to 0xffffffff"));
     } else {
         verdict.latenessNs = TakeMs(text);
         verdict.pending = text.Number("pending", 0) != 0;
@@ -159,6 +163,7 @@ void CommandFaults::AddTo(Verdict& verdict, const Verdict& more)
     verdict.answerLost = verdict.answerLost || more.answerLost;
     verdict.slowNs += more.slowNs;
     verdict.refusal = more.refusal ? more.refusal : verdict.refusal;
+    verdict.lie = more.lie ? more.lie : verdict.lie;
     verdict.latenessNs = more.latenessNs ? more.latenessNs : verdict.latenessNs;
     verdict.pending = verdict.pending || more.pending;
 }

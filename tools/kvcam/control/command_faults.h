@@ -1,5 +1,5 @@
-/** Faults of the control channel: commands that are lost, slow or refused, answers that are late, a
- *  camera that falls silent or restarts. docs/kvcam.md has their settings. */
+/** Faults of the control channel: commands that are lost, slow or refused, answers that are late or
+ *  wrong, a camera that falls silent or restarts. docs/kvcam.md has their settings. */
 #pragma once
 
 #include "tools/kvcam/control/gvcp.h"
@@ -29,6 +29,7 @@ struct Verdict {
     bool answerLost = false;
     std::int64_t slowNs = 0;                ///< how long the access takes
     std::optional<std::uint16_t> refusal;   ///< the status of the answer; nothing is accessed
+    std::optional<std::uint32_t> lie;       ///< what each register of the command is said to hold
     std::optional<std::int64_t> latenessNs; ///< how long the answer stays away
     bool pending = false;                   ///< a PENDING_ACK announces the late answer
 };

@@ -16,8 +16,12 @@ namespace kvcam
 constexpr std::uint32_t kAcquisitionStart = kFeatureBase;
 constexpr std::uint32_t kAcquisitionStop = kFeatureBase + 4;
 constexpr std::uint32_t kAcquisitionMode = kFeatureBase + 8;
-constexpr std::uint32_t kAcquisitionBytes = 12;
-constexpr std::uint32_t kContinuous = 1; ///< the only mode
+constexpr std::uint32_t kAcquisitionFrameCount = kFeatureBase + 12;
+constexpr std::uint32_t kAcquisitionBytes = 16;
+
+/** Entries of AcquisitionMode. */
+enum AcquisitionModeEntry : std::uint32_t { kContinuous = 1, kSingleFrame = 2, kMultiFrame = 3 };
+constexpr std::uint32_t kMostFrames = 65535; ///< of AcquisitionFrameCount
 
 /** Empty when there is none at this address. */
 std::string_view AcquisitionFeatureAt(std::uint32_t address);
@@ -33,10 +37,14 @@ public:
     Status Write(std::uint32_t address, std::span<const std::uint8_t> bytes) override;
 
 private:
+    std::uint32_t* Setting(std::uint32_t address);
+    Status Start();
     Status Check(std::uint32_t address, std::size_t bytes) const;
 
     const sim::CameraModel& camera_;
     Acquisition& acquisition_;
+    std::uint32_t mode_ = kContinuous;
+    std::uint32_t frameCount_ = 1;
 };
 
 } // namespace kvcam

@@ -130,10 +130,17 @@ WireFeatures DescribeWireFeatures(sim::CameraFeatures& features)
     };
     add(kAcquisition, "AcquisitionMode",
         fmt::format(
-            R"(<Enumeration Name="AcquisitionMode"><EnumEntry Name="Continuous"><Value>{}</Value></EnumEntry><pValue>AcquisitionMode_Reg</pValue></Enumeration>
+            R"(<Enumeration Name="AcquisitionMode"><EnumEntry Name="Continuous"><Value>{}</Value></EnumEntry><EnumEntry Name="SingleFrame"><Value>{}</Value></EnumEntry><EnumEntry Name="MultiFrame"><Value>{}</Value></EnumEntry><pValue>AcquisitionMode_Reg</pValue></Enumeration>
 <IntReg Name="AcquisitionMode_Reg"><Address>{:#x}</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Cachable>WriteThrough</Cachable><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
 )",
-            kContinuous, kAcquisitionMode));
+            std::uint32_t{kContinuous}, std::uint32_t{kSingleFrame}, std::uint32_t{kMultiFrame},
+            kAcquisitionMode));
+    add(kAcquisition, "AcquisitionFrameCount",
+        fmt::format(
+            R"(<Integer Name="AcquisitionFrameCount"><pValue>AcquisitionFrameCount_Reg</pValue><Min>1</Min><Max>{}</Max></Integer>
+<IntReg Name="AcquisitionFrameCount_Reg"><Address>{:#x}</Address><Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Cachable>WriteThrough</Cachable><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
+)",
+            kMostFrames, kAcquisitionFrameCount));
     for (const WireFeature& feature : kFeatures) {
         add(feature.category, feature.name, Describe(feature));
     }

@@ -1,5 +1,9 @@
 #include "tools/kvcam/program/device.h"
 
+#include "tools/kvcam/big_endian.h"
+#include "tools/kvcam/features/acquisition_registers.h"
+
+#include <array>
 #include <utility>
 
 namespace kvcam
@@ -38,6 +42,16 @@ TickCounting TicksOf(sim::CameraModel& model)
     return {now, reset};
 }
 
+/** The registers of the acquisition have none of the camera's nodes behind them. */
+void PowerUp(Memory& values)
+{
+    std::array<std::uint8_t, 4> bytes{};
+    PutBigEndian(kContinuous, bytes);
+    values.Write(kAcquisitionMode, bytes);
+    PutBigEndian(1, bytes);
+    values.Write(kAcquisitionFrameCount, bytes);
+}
+
 /** The features' values at power-up are the user set Default. A camera without user sets keeps its
  *  settings. */
 void PowerUp(sim::CameraModel& model)
@@ -63,7 +77,11 @@ Device::Device(const DeviceParts& parts, const DeviceOptions& options, CommandFa
              .parts = {{kDescriptionBase, &parts.description}, {kFeatureBase, &parts.values}},
              .acquisition = parts.acquisition,
              .isPresent = [&model = parts.model] { return model.IsPresent(); },
-             .powerUp = [&model = parts.model] { PowerUp(model); }},
+             .powerUp =
+                 [&model = parts.model, &values = parts.values] {
+                     PowerUp(model);
+                     PowerUp(values);
+                 }},
             std::move(faults), parts.model.Time().NowNs()),
       server_(sockets_, desk_, [&model = parts.model] { return model.Time().NowNs(); })
 {

@@ -31,7 +31,10 @@ class Acquisition
 {
 public:
     virtual ~Acquisition() = default;
-    virtual Status Start() = 0;
+    static constexpr std::uint32_t kForEver = 0xFFFFFFFF;
+
+    /** The acquisition ends by itself after so many frames. */
+    virtual Status Start(std::uint32_t frames) = 0;
     virtual Status Stop() = 0;
     virtual bool IsRunning() const = 0;
     /** Takes effect with the next packet. */

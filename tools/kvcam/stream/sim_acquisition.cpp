@@ -106,16 +106,18 @@ void SimAcquisition::SendTestPacket()
     }
 }
 
-Status SimAcquisition::Start()
+Status SimAcquisition::Start(std::uint32_t frames)
 {
     const std::lock_guard lock(control_);
     if (running_) {
         return Status::Done;
     }
+    Join();
     answers_.Forget();
-    if (const Status status = Prepare(); status != Status::Done) {
+    if (const Status status = Prepare(frames); status != Status::Done) {
         return status;
     }
+    limited_ = frames != kForEver;
     stop_ = false;
     running_ = true;
     const base::SignalsBlocked blocked;
@@ -123,7 +125,7 @@ Status SimAcquisition::Start()
     return Status::Done;
 }
 
-Status SimAcquisition::Prepare()
+Status SimAcquisition::Prepare(std::uint32_t frames)
 {
     const genapi::AccessScope scope(model_);
     if (!model_.IsPresent()) {
@@ -143,7 +145,7 @@ Status SimAcquisition::Prepare()
     const auto count = static_cast<std::uint32_t>(buffers_->places.size());
     stream.Configure(count, channel_.socket.Target().packetSize); // all may wait when we are late
     if (stream.Initialize(bytes, count, buffers_->places.data()) != kGevOk ||
-        stream.Start(sim::Sensor::kForEver) != kGevOk) {
+        stream.Start(frames) != kGevOk) {
         return Status::Busy; // somebody else takes frames from the model
     }
     return Status::Done;
@@ -152,27 +154,31 @@ Status SimAcquisition::Prepare()
 Status SimAcquisition::Stop()
 {
     const std::lock_guard lock(control_);
-    if (!running_) {
-        return Status::Done;
-    }
     stop_ = true;
-    {
+    if (running_) {
         const genapi::AccessScope scope(model_);
         model_.Frames().Abort();
     }
-    thread_.join();
-    {
-        const genapi::AccessScope scope(model_);
-        model_.Frames().Free();
-    }
-    running_ = false;
+    Join();
     return Status::Done;
+}
+
+/** Waits for the end of the thread, if there is one. */
+void SimAcquisition::Join()
+{
+    if (!thread_.joinable()) {
+        return;
+    }
+    thread_.join();
+    const genapi::AccessScope scope(model_);
+    model_.Frames().Free();
+    running_ = false;
 }
 
 void SimAcquisition::Run()
 {
     prctl(PR_SET_TIMERSLACK, 1UL); // ns; the delay between packets is shorter than the usual slack
-    while (!stop_) {
+    while (!stop_ && !IsOver()) {
         _tag_GEVBUF_ENTRY* entry = nullptr;
         model_.Frames().Wait(&entry, kWaitMs);
         if (entry == nullptr) {
@@ -182,6 +188,19 @@ void SimAcquisition::Run()
         answers_.Remember(frame);
         sender_.Send(frame.get(), 0, frame->packets.Trailer(), false, stop_);
     }
+    const genapi::AccessScope scope(model_);
+    model_.Frames().Abort(); // the camera's settings aren't locked any more
+    running_ = false;
+}
+
+/** All frames that were asked for have left, or are lost. */
+bool SimAcquisition::IsOver() const
+{
+    if (!limited_) {
+        return false;
+    }
+    const genapi::AccessScope scope(model_);
+    return model_.Frames().IsOver();
 }
 
 /** Its pixels stay in the stream's buffer. */

@@ -53,7 +53,7 @@ public:
     /** The port from which the camera sends. */
     std::uint16_t OwnPort() const { return channel_.socket.Port(); }
 
-    Status Start() override;
+    Status Start(std::uint32_t frames) override;
     Status Stop() override;
     bool IsRunning() const override { return running_; }
     void SetTarget(const StreamTarget& target) override;
@@ -64,8 +64,10 @@ private:
     /** The memory for frames of one acquisition. */
     struct Buffers;
 
-    Status Prepare();
+    Status Prepare(std::uint32_t frames);
     void Run();
+    bool IsOver() const;
+    void Join();
     std::shared_ptr<SentFrame> Take(const _tag_GEVBUF_ENTRY& entry);
     void GiveBack(const _tag_GEVBUF_ENTRY* entry, std::uint64_t transfer);
 
@@ -77,6 +79,7 @@ private:
     Answers answers_;
     FaultyChannel sender_; // of the thread
     std::mutex control_;   // one start or stop at a time
+    bool limited_ = false; // the acquisition ends by itself; of the thread while there is one
     std::atomic<bool> running_{false};
     std::atomic<bool> stop_{false};
     std::thread thread_;

@@ -1,6 +1,7 @@
 #include "board.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace kvframes
@@ -17,11 +18,23 @@ std::shared_ptr<const Board> Board::Open(const std::string& memoryName)
         return nullptr;
     }
     auto board = std::make_shared<const Board>(std::move(mapping));
-    const KvFrames::ConsumerBoard& words = board->Words();
-    const bool usable =
-        words.magic.load(std::memory_order_acquire) == KvFrames::kConsumerBoardMagic &&
-        words.version.load(std::memory_order_relaxed) == KvFrames::kFrameMemoryVersion;
-    return usable ? board : nullptr;
+    return board->IsWhole() ? board : nullptr;
+}
+
+bool Board::IsWhole() const
+{
+    struct stat status = {};
+    return fstat(mapping_->Fd(), &status) == 0 && status.st_nlink > 0 &&
+           static_cast<std::size_t>(status.st_size) >= sizeof(KvFrames::ConsumerBoard) &&
+           Words().magic.load(std::memory_order_acquire) == KvFrames::kConsumerBoardMagic &&
+           Words().version.load(std::memory_order_relaxed) == KvFrames::kFrameMemoryVersion;
+}
+
+void Board::AnnounceWaiting() const
+{
+    if (IsWhole()) {
+        Words().waiting.store(1);
+    }
 }
 
 bool Board::ChangeLock(std::uint32_t lease, short type) const
@@ -51,14 +64,18 @@ void Board::UnlockLease(std::uint32_t lease) const
 
 void Board::SetLease(std::uint32_t lease, std::uint64_t sequence) const
 {
-    Words().inUse.fetch_or(std::uint64_t{1} << lease);
-    Words().leases[lease].store(sequence);
+    if (IsWhole()) {
+        Words().inUse.fetch_or(std::uint64_t{1} << lease);
+        Words().leases[lease].store(sequence);
+    }
 }
 
 void Board::ClearLease(std::uint32_t lease) const
 {
-    Words().leases[lease].store(0);
-    Words().inUse.fetch_and(~(std::uint64_t{1} << lease));
+    if (IsWhole()) {
+        Words().leases[lease].store(0);
+        Words().inUse.fetch_and(~(std::uint64_t{1} << lease));
+    }
 }
 
 } // namespace kvframes

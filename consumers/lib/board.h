@@ -19,13 +19,12 @@ public:
     static std::shared_ptr<const Board> Open(const std::string& memoryName);
     explicit Board(std::shared_ptr<const Mapping> mapping) : mapping_(std::move(mapping)) {}
 
-    KvFrames::ConsumerBoard& Words() const
-    {
-        return *reinterpret_cast<KvFrames::ConsumerBoard*>(mapping_->Base());
-    }
+    /** False after the board was removed, replaced or destroyed: other consumers may write to it,
+     *  too, and one that makes it shorter leaves memory that can't be accessed. All below do
+     *  nothing then. */
+    bool IsWhole() const;
     /** From now on the host wakes those who wait on its `wake` word, once. */
-    void AnnounceWaiting() const { Words().waiting.store(1, std::memory_order_seq_cst); }
-    bool HasName() const { return mapping_->HasName(); }
+    void AnnounceWaiting() const;
 
     /** Locks one of the leases for this process. Nothing: all are in use. The lock belongs to the
      *  open file, so it ends with the process, however that ends. */
@@ -35,6 +34,10 @@ public:
     void ClearLease(std::uint32_t lease) const;
 
 private:
+    KvFrames::ConsumerBoard& Words() const
+    {
+        return *reinterpret_cast<KvFrames::ConsumerBoard*>(mapping_->Base());
+    }
     bool ChangeLock(std::uint32_t lease, short type) const;
 
     std::shared_ptr<const Mapping> mapping_;

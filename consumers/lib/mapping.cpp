@@ -67,12 +67,6 @@ Mapping::~Mapping()
     close(fd_);
 }
 
-bool Mapping::HasName() const
-{
-    struct stat status = {};
-    return fstat(fd_, &status) == 0 && status.st_nlink > 0;
-}
-
 bool HasHost(const Mapping& memory)
 {
     struct flock lock = {};

@@ -31,7 +31,6 @@ public:
     std::byte* Base() const { return base_; }
     std::size_t Bytes() const { return bytes_; }
     int Fd() const { return fd_; }
-    bool HasName() const; ///< false after the object was removed or replaced
 
     const KvFrames::FrameMemoryHeader& Header() const
     {

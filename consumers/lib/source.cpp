@@ -211,7 +211,7 @@ kvf_result Source::Look(kvf_which which, Care care, kvf_frame* frame)
             return result;
         }
         if (!ended) {
-            if (care == Care::kThorough && (!board_ || !board_->HasName())) {
+            if (care == Care::kThorough && (!board_ || !board_->IsWhole())) {
                 board_ = Board::Open(name_); // it may be there by now
             }
             return KVF_TIMEOUT;

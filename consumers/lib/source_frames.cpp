@@ -101,8 +101,8 @@ kvf_result Source::Hold(const kvf_frame& frame)
     if (!view || !view->StillHolds(frame.buffer, frame.sequence)) {
         return Overwritten(frame);
     }
-    if (!board_ || view_->host != view->host) {
-        return Fail(KVF_DENIED, "This user may not write to the board '%s%s' of the host.",
+    if (!board_ || !board_->IsWhole() || view_->host != view->host) {
+        return Fail(KVF_DENIED, "There is no board '%s%s' that this user may write to.",
                     name_.c_str(), kConsumerBoardSuffix);
     }
     if (view->memory->Header().exact.load(kRelaxed) == 0) {
@@ -185,7 +185,7 @@ kvf_result Source::GetState(kvf_state* state)
     state->host = view_->host;
     state->generation = layout.generation;
     state->next_time_us = header.nextTimeUs.load(kRelaxed);
-    state->can_hold = board_ && header.exact.load(kRelaxed) != 0 ? 1 : 0;
+    state->can_hold = board_ && board_->IsWhole() && header.exact.load(kRelaxed) != 0 ? 1 : 0;
     return KVF_OK;
 }
 

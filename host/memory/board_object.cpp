@@ -100,21 +100,22 @@ bool BoardObject::Open(const std::string& memoryName, std::string* why)
         return fail(errno);
     }
     FileHandle object(shm_open(name.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (!object.Valid() || fchmod(object.Get(), kBoardMode) != 0) {
+    if (!object.Valid()) {
         return fail(errno);
     }
-    const int error = TakeRoom(object.Get(), PageBytes());
-    void* const page =
-        error == 0 ? mmap(nullptr, PageBytes(), kAccess, MAP_SHARED, object.Get(), 0) : MAP_FAILED;
-    if (page == MAP_FAILED) {
-        const int reason = error != 0 ? error : errno;
-        shm_unlink(name.c_str());
-        return fail(reason);
+    int error = fchmod(object.Get(), kBoardMode) == 0 ? TakeRoom(object.Get(), PageBytes()) : errno;
+    void* page = nullptr;
+    if (error == 0) {
+        page = mmap(nullptr, PageBytes(), kAccess, MAP_SHARED, object.Get(), 0);
+        error = page == MAP_FAILED ? errno : 0;
     }
-    if (!TakePlace(page)) {
+    if (error == 0 && !TakePlace(page)) {
         munmap(page, PageBytes());
+        error = EMFILE;
+    }
+    if (error != 0) {
         shm_unlink(name.c_str());
-        return fail(EMFILE);
+        return fail(error);
     }
     HandleBusErrors();
     fd_ = std::move(object);

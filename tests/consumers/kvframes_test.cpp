@@ -203,14 +203,24 @@ TEST(Kvframes, APublishedFrameWakesAllWhoWait)
 
 TEST(Kvframes, WithoutABoardAWaitLooksNowAndThen)
 {
-    Host host;
-    shm_unlink((OwnName() + KvFrames::kConsumerBoardSuffix).c_str());
-    const Source source;
-    kvf_frame frame;
-    std::thread waits([&] { EXPECT_EQ(source.Wait(&frame, KVF_NEXT, kLongMs), KVF_OK); });
-    host.Publish();
-    waits.join();
-    EXPECT_EQ(kvf_hold(source, &frame), KVF_DENIED);
+    for (const bool cut : {false, true}) {
+        Host host(true);
+        host.Publish();
+        const Source source;
+        kvf_frame frame;
+        ASSERT_EQ(source.Wait(&frame), KVF_OK);
+        ASSERT_EQ(kvf_hold(source, &frame), KVF_OK);
+        if (cut) {
+            EXPECT_TRUE(Board(OwnName()).Cut());
+        } else {
+            shm_unlink((OwnName() + KvFrames::kConsumerBoardSuffix).c_str());
+        }
+        std::thread waits([&] { EXPECT_EQ(source.Wait(&frame, KVF_NEXT, kLongMs), KVF_OK); });
+        host.Publish();
+        waits.join();
+        EXPECT_EQ(kvf_release(source), KVF_OK);
+        EXPECT_EQ(kvf_hold(source, &frame), KVF_DENIED);
+    }
 }
 
 TEST(Kvframes, AnInterruptionEndsAllWaitsOrElseTheNextOne)
@@ -338,26 +348,27 @@ TEST(Kvframes, HeldFramesStayWholeWhileTheHostPublishes)
         threads.emplace_back([&ending] {
             const Source source;
             kvf_frame frame;
-            for (int held = 0; held < 300 && !ending;) {
-                if (source.Wait(&frame, KVF_NEWEST, 10) != KVF_OK ||
+            kvf_state state;
+            while (!ending) {
+                if (source.Wait(&frame, KVF_NEXT, 10) != KVF_OK || // about to be overwritten
                     kvf_hold(source, &frame) != KVF_OK) {
                     continue;
                 }
-                ++held;
-                const auto* const pixels = static_cast<const std::uint8_t*>(frame.pixels);
-                for (int look = 0; look < 20; ++look) {
+                do { // until the host has passed all buffers twice
+                    const auto* const pixels = static_cast<const std::uint8_t*>(frame.pixels);
                     EXPECT_EQ(std::count(pixels, pixels + 100, frame.sequence % 256), 100);
-                    std::this_thread::yield();
-                }
+                    kvf_get_state(source, &state);
+                } while (!ending && state.newest < frame.sequence + 16);
                 EXPECT_EQ(kvf_is_valid(source, &frame), 1);
                 EXPECT_EQ(kvf_release(source), KVF_OK) << kvf_error();
             }
-            ending = true;
         });
     }
-    while (!ending) {
-        host.Publish();
+    for (int i = 0; i < 200; ++i) {
+        host.Publish(i % 16);
+        std::this_thread::yield();
     }
+    ending = true;
     for (std::thread& thread : threads) {
         thread.join();
     }

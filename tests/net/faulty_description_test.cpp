@@ -41,7 +41,7 @@ TEST(FaultyDescriptions, RaiseAndNeverReachTheCamera)
         EXPECT_TRUE(!isEnumeration || camera.Enumeration("X")->GetEntryCount() == 0);
         EXPECT_EQ(camera.Traffic(), "0r 0w");
     }
-    EXPECT_EQ(rows, 29);
+    EXPECT_EQ(rows, 33);
 }
 
 TEST(FaultyDescriptions, AnEndlessOrMissingOneOpens)
@@ -56,8 +56,20 @@ TEST(FaultyDescriptions, AnEndlessOrMissingOneOpens)
             <pVariable Name="B">D{1}</pVariable><Formula>A+B</Formula></IntSwissKnife>)",
                                 i, i + 1);
     }
+    std::string selecting; // 10,000 selectors would select each other in 50 million ways
+    for (int i = 0; i < 10'000; ++i) {
+        selecting += fmt::format("<Integer Name=\"S{}\"><Value>0</Value><pSelected>S{}</pSelected>"
+                                 "</Integer>",
+                                 i, i + 1);
+    }
+    std::string gated = "<Integer Name=\"G\"><Value>1</Value>";
+    for (int i = 0; i < 300; ++i) {
+        gated += "<pIsAvailable>D60</pIsAvailable>";
+    }
+    gated += "</Integer>";
     Opened camera(Describe(chain + "<Integer Name=\"C5000\"><Value>1</Value></Integer>" + doubling +
-                           "<Integer Name=\"D60\"><Value>1</Value></Integer>"));
+                           "<Integer Name=\"D60\"><Value>1</Value></Integer>" + selecting + gated));
+    EXPECT_THAT(camera.Do("G"), HasSubstr("too many"));
     EXPECT_THAT(camera.Do("C0"), StartsWith("Property "));
     EXPECT_THAT(camera.Do("D0"), HasSubstr("too many"));
     EXPECT_EQ(camera.Do("D57"), "8");

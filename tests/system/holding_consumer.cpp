@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <random>
@@ -21,12 +22,12 @@ namespace
 
 using Pixels = std::vector<char>;
 
-/** By the camera's number of the frame. */
-std::map<std::uint64_t, Pixels> ReadPictures(const std::string& folder)
+/** Files by the camera's number of the frame. */
+std::map<std::uint64_t, std::string> ReadIndex(const std::string& folder)
 {
     constexpr int kFileColumn = 1;
     constexpr int kNumberColumn = 10;
-    std::map<std::uint64_t, Pixels> pictures;
+    std::map<std::uint64_t, std::string> files;
     std::ifstream index(folder + "/index.csv");
     std::string row;
     std::getline(index, row);
@@ -36,11 +37,17 @@ std::map<std::uint64_t, Pixels> ReadPictures(const std::string& folder)
         for (std::string value; std::getline(columns, value, ',');) {
             values.push_back(value);
         }
-        std::ifstream file(folder + "/" + values.at(kFileColumn), std::ios::binary);
-        pictures[std::stoull(values.at(kNumberColumn))] =
-            Pixels(std::istreambuf_iterator<char>(file), {});
+        files[std::stoull(values.at(kNumberColumn))] = folder + "/" + values.at(kFileColumn);
     }
-    return pictures;
+    return files;
+}
+
+Pixels ReadPicture(const std::string& name)
+{
+    Pixels pixels(std::filesystem::file_size(name));
+    std::ifstream(name, std::ios::binary)
+        .read(pixels.data(), static_cast<std::streamsize>(pixels.size()));
+    return pixels;
 }
 
 bool Equal(const void* pixels, std::uint64_t bytes, const Pixels& picture)
@@ -51,18 +58,18 @@ bool Equal(const void* pixels, std::uint64_t bytes, const Pixels& picture)
 class Watch
 {
 public:
-    Watch(kvf_source* source, std::map<std::uint64_t, Pixels> pictures, unsigned seed)
-        : source_(source), pictures_(std::move(pictures)), random_(seed)
+    Watch(kvf_source* source, const std::string& folder, unsigned seed)
+        : source_(source), files_(ReadIndex(folder)), random_(seed)
     {
     }
 
     void Look(const kvf_frame& frame)
     {
-        const auto found = pictures_.find(frame.camera_frame_number);
-        if (found == pictures_.end()) {
+        const auto found = files_.find(frame.camera_frame_number);
+        if (found == files_.end()) {
             return;
         }
-        const Pixels& picture = found->second;
+        const Pixels picture = ReadPicture(found->second);
         switch (random_() % 3) {
         case 0: {
             Pixels copy(frame.bytes);
@@ -72,11 +79,11 @@ public:
             break;
         }
         case 1:
-            LookOn("seen", frame, picture, 500);
+            LookOn("seen", frame, picture, 150);
             break;
         default:
             if (kvf_hold(source_, &frame) == KVF_OK) {
-                lost_ += LookOn("held", frame, picture, random_() % 500) ? 0 : 1;
+                lost_ += LookOn("held", frame, picture, random_() % 150) ? 0 : 1;
                 kvf_release(source_);
             }
         }
@@ -89,7 +96,7 @@ public:
     }
 
 private:
-    /** Again and again, about a millisecond apart; false: the host has the buffer filled by now. */
+    /** Again and again, some milliseconds apart; false: the host has the buffer filled by now. */
     bool LookOn(const char* how, const kvf_frame& frame, const Pixels& picture, unsigned long looks)
     {
         for (; looks > 0; --looks) {
@@ -98,7 +105,7 @@ private:
                 return false;
             }
             Judge(how, frame, equal);
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            std::this_thread::sleep_for(std::chrono::milliseconds(3));
         }
         return true;
     }
@@ -114,7 +121,7 @@ private:
     }
 
     kvf_source* source_;
-    const std::map<std::uint64_t, Pixels> pictures_;
+    const std::map<std::uint64_t, std::string> files_;
     std::mt19937 random_;
     mutable std::map<std::string, int> counts_;
     int lost_ = 0; ///< frames that the host took back
@@ -129,7 +136,7 @@ int main(int argc, char** argv)
     if (argc != 4 || kvf_open(argv[1], &source) != KVF_OK) {
         return 2;
     }
-    Watch watch(source, ReadPictures(argv[2]), static_cast<unsigned>(std::stoul(argv[3])));
+    Watch watch(source, argv[2], static_cast<unsigned>(std::stoul(argv[3])));
     kvf_frame frame;
     kvf_result result = KVF_TIMEOUT;
     while (result == KVF_OK || result == KVF_TIMEOUT) {

@@ -1,5 +1,6 @@
 #include "net/description/description.h"
 
+#include "net/description/formula.h"
 #include "net/library_owners.h"
 
 #include <fmt/format.h>
@@ -17,6 +18,7 @@ using GenApi_3_0::EAccessMode;
 // the stack or never end, so the feature is faulty, and so is every one that depends on it.
 constexpr unsigned kMaxDepth = 100;
 constexpr unsigned kMaxSteps = 10'000;
+constexpr std::size_t kMostGates = 200;
 constexpr std::int64_t kMaxNumberLength = 8; // of a register, in bytes
 constexpr std::int64_t kMaxTextLength = 4096;
 
@@ -71,6 +73,8 @@ struct Description::Parts {
     bool command = false;
     bool address = false;
     bool formula = false;
+    std::vector<std::string> formulas;
+    std::vector<FormulaName> names; ///< that the formulas may use
     ArvGcPropertyNode* length = nullptr;
     ArvDomNode* port = nullptr;
 };
@@ -82,6 +86,12 @@ bool HasValue(ArvGcEnumEntry* entry)
         found = found || TypeOf(child) == ARV_GC_PROPERTY_NODE_TYPE_VALUE;
     });
     return found;
+}
+
+std::string NameAttribute(ArvDomNode* element)
+{
+    const char* const name = arv_dom_element_get_attribute(ARV_DOM_ELEMENT(element), "Name");
+    return name == nullptr ? "" : name;
 }
 
 std::string LinkText(ArvDomNode* link)
@@ -177,10 +187,19 @@ void Description::ReadParts(ArvDomNode* element, Reading* reading, Parts* parts,
             break;
         case ARV_GC_PROPERTY_NODE_TYPE_P_VARIABLE:
             Follow(Target(child), name, reading, depth);
+            parts->names.push_back({.name = NameAttribute(child)});
+            break;
+        case ARV_GC_PROPERTY_NODE_TYPE_CONSTANT:
+        case ARV_GC_PROPERTY_NODE_TYPE_EXPRESSION:
+            parts->names.push_back({.name = NameAttribute(child)});
+            parts->formulas.push_back(LinkText(child));
             break;
         case ARV_GC_PROPERTY_NODE_TYPE_FORMULA:
         case ARV_GC_PROPERTY_NODE_TYPE_FORMULA_FROM:
             parts->formula = true;
+            [[fallthrough]];
+        case ARV_GC_PROPERTY_NODE_TYPE_FORMULA_TO:
+            parts->formulas.push_back(LinkText(child));
             break;
         case ARV_GC_PROPERTY_NODE_TYPE_P_PORT:
             parts->port = child;
@@ -189,6 +208,18 @@ void Description::ReadParts(ArvDomNode* element, Reading* reading, Parts* parts,
             break;
         }
     });
+}
+
+/** A converter's formulas use what is written (FROM) and what is kept (TO). */
+void Description::CheckFormulas(Parts* parts, Reading* reading)
+{
+    parts->names.insert(parts->names.end(), {{.name = "FROM"}, {.name = "TO"}});
+    for (const std::string& formula : parts->formulas) {
+        const char* const fault = FaultOf(formula, parts->names);
+        if (reading->fault.empty() && fault != nullptr) {
+            reading->fault = fault;
+        }
+    }
 }
 
 void Description::CheckRegister(const Parts& parts, std::int64_t maxLength, Reading* reading)
@@ -249,6 +280,7 @@ const Description::Reading& Description::Read(ArvGcNode* node, unsigned depth)
     } else if (reading.fault.empty() && ARV_IS_GC_ENUMERATION(node) && !HasEntry(node)) {
         reading.fault = "it has no entries";
     }
+    CheckFormulas(&parts, &reading);
     reading.underWay = false;
     return reading;
 }
@@ -270,6 +302,9 @@ void Description::Collect(ArvGcFeatureNode* node, Facts* facts)
                 facts->fault = fault;
             }
             facts->gates.push_back({kind, node});
+            if (facts->fault.empty() && facts->gates.size() > kMostGates) {
+                facts->fault = "its access depends on too many others";
+            }
         };
         switch (TypeOf(child)) {
         case ARV_GC_PROPERTY_NODE_TYPE_P_IS_IMPLEMENTED:

@@ -53,6 +53,7 @@ private:
     void Follow(ArvGcNode* target, const char* link, Reading* reading, unsigned depth,
                 bool toText = false);
     void ReadParts(ArvDomNode* element, Reading* reading, Parts* parts, unsigned depth);
+    static void CheckFormulas(Parts* parts, Reading* reading);
     void CheckRegister(const Parts& parts, std::int64_t maxLength, Reading* reading);
     void Collect(ArvGcFeatureNode* node, Facts* facts);
     /** "" or what is wrong with the link. */
@@ -72,6 +73,9 @@ template <class Visit> void ForEachChild(gpointer node, const Visit& visit)
 
 /** An entry without a value can't be written; the library gives it a 0. */
 bool HasValue(ArvGcEnumEntry* entry);
+
+/** The attribute Name of an element; empty when it has none. */
+std::string NameAttribute(ArvDomNode* element);
 
 /** The name that a link gives; empty when it gives none. */
 std::string LinkText(ArvDomNode* link);

@@ -1,5 +1,6 @@
 #include "net/nodes/feature_map.h"
 
+#include "net/description/formula_nodes.h"
 #include "net/nodes/nodes.h"
 
 #include <algorithm>
@@ -112,6 +113,7 @@ class FeatureMap::Impl
 public:
     explicit Impl(Device& device) : device_(device)
     {
+        EvaluateFormulasHere();
         const AccessScope scope(device);
         ArvGc* const features = arv_device_get_genicam(device.Handle());
         if (features != nullptr) {
@@ -178,6 +180,8 @@ private:
     void NameSelectors(ArvGc* features, Dependencies& dependencies);
     void Link(ArvGc* features, const std::string& selector, Selected* selected);
 
+    static constexpr std::size_t kMostLinks = 100'000; ///< real descriptions stay far below
+    std::size_t links_ = 0;                            ///< from selectors to what they select
     Device& device_;
     std::vector<std::unique_ptr<INode>> nodes_;
     std::unordered_map<std::string_view, INode*> byName_;
@@ -308,7 +312,8 @@ void FeatureMap::Impl::NameSelectors(ArvGc* features, Dependencies& dependencies
     }
 }
 
-/** What a selector selects, directly or by way of other selectors. */
+/** What a selector selects, directly or by way of other selectors; of a description with more links
+ *  than any sound one, only the first. */
 void FeatureMap::Impl::Link(ArvGc* features, const std::string& selector, Selected* selected)
 {
     std::unordered_set<std::string> met;
@@ -316,7 +321,7 @@ void FeatureMap::Impl::Link(ArvGc* features, const std::string& selector, Select
     while (!ahead.empty()) {
         const std::string name = std::move(ahead.back());
         ahead.pop_back();
-        if (!met.insert(name).second) {
+        if (!met.insert(name).second || ++links_ > kMostLinks) {
             continue;
         }
         if (FloatNode* const feature = FindFloat(name)) {

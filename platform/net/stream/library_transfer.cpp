@@ -16,11 +16,7 @@ namespace
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::uint64_t kForEver = ~std::uint64_t{0};
-constexpr std::uint32_t kForEverAsked = 0xFFFFFFFF;
-constexpr auto kSlice = std::chrono::milliseconds(50); ///< after which a wait checks the state
-constexpr std::uint32_t kPacketTimeoutUs = 20'000;     ///< after which a packet is requested again
-constexpr std::uint32_t kRequests = 4;                 ///< for which a held frame leaves time
+constexpr std::uint32_t kPacketTimeoutUs = 20'000; ///< after which a packet is requested again
 
 constexpr const char* kChunkGain = "ChunkGain";
 constexpr const char* kChunkExposure = "ChunkExposureTime";
@@ -344,7 +340,7 @@ void LibraryTransfer::ReadFrameValues(ArvBuffer* buffer)
 int LibraryTransfer::Release(_tag_GEVBUF_ENTRY* frame)
 {
     const std::lock_guard lock(mutex_);
-    Place* const place = PlaceOf(frame);
+    Place* const place = PlaceOf(places_, frame);
     if (place == nullptr || !place->taken) {
         return kGevInvalidArgument;
     }
@@ -353,16 +349,6 @@ int LibraryTransfer::Release(_tag_GEVBUF_ENTRY* frame)
         Push(ARV_BUFFER(g_object_ref(place->buffer.get())));
     }
     return kGevOk;
-}
-
-/** Null for a record that is none of ours. Never followed before that is known. */
-LibraryTransfer::Place* LibraryTransfer::PlaceOf(const _tag_GEVBUF_ENTRY* frame)
-{
-    const auto first = reinterpret_cast<std::uintptr_t>(&places_.front().entry);
-    const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(frame) - first;
-    const std::uintptr_t index = offset / sizeof(Place);
-    const bool ours = offset % sizeof(Place) == 0 && index < places_.size();
-    return ours ? &places_[index] : nullptr;
 }
 
 GEV_TRANSFER_STATISTICS LibraryTransfer::Statistics() const

@@ -39,7 +39,6 @@ private:
     };
 
     LibraryTransfer(Device& device, FeatureMap& features);
-    Place* PlaceOf(const _tag_GEVBUF_ENTRY* frame);
     /** A buffer that came from the stream, under the mutex: a frame for the caller, or null. */
     Place* Receive(ArvBuffer* buffer, int* status);
     bool HoldsImage(ArvBuffer* buffer) const;

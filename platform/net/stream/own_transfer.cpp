@@ -18,14 +18,9 @@ namespace
 
 using Clock = StreamReceiver::Clock;
 
-constexpr std::uint64_t kForEver = ~std::uint64_t{0};
-constexpr std::uint32_t kForEverAsked = 0xFFFFFFFF;
-constexpr auto kSlice = std::chrono::milliseconds(50); ///< after which a wait checks the state
-
 constexpr Ns kNsPerUs = 1000;
 constexpr Ns kReorderWindow = 1'000'000;
 constexpr Ns kLongestRequest = 10'000'000;
-constexpr Ns kRequests = 4; ///< for which a held frame leaves time
 
 constexpr std::uint32_t kSendsAgain = 1U << 2; ///< of the capabilities
 
@@ -322,23 +317,13 @@ void OwnTransfer::ReportLosses(const ReceivedFrame& frame, DeferredLog& log)
 int OwnTransfer::Release(_tag_GEVBUF_ENTRY* frame)
 {
     const std::lock_guard lock(mutex_);
-    Place* const place = PlaceOf(frame);
+    Place* const place = PlaceOf(places_, frame);
     if (place == nullptr || !place->taken) {
         return kGevInvalidArgument;
     }
     place->taken = false;
     receiver_->AddBuffer(static_cast<std::uint32_t>(place - places_.data()));
     return kGevOk;
-}
-
-/** Null for a record that is none of ours. Never followed before that is known. */
-OwnTransfer::Place* OwnTransfer::PlaceOf(const _tag_GEVBUF_ENTRY* frame)
-{
-    const auto first = reinterpret_cast<std::uintptr_t>(&places_.front().entry);
-    const std::uintptr_t offset = reinterpret_cast<std::uintptr_t>(frame) - first;
-    const std::uintptr_t index = offset / sizeof(Place);
-    const bool ours = offset % sizeof(Place) == 0 && index < places_.size();
-    return ours ? &places_[index] : nullptr;
 }
 
 GEV_TRANSFER_STATISTICS OwnTransfer::Statistics() const

@@ -42,7 +42,6 @@ private:
     std::string OpenChannel(const StreamSocket& socket);
     void CloseChannel();
     ReassemblySettings SettingsFor(const Geometry& geometry, const Pace& pace) const;
-    Place* PlaceOf(const _tag_GEVBUF_ENTRY* frame);
     /** Under the mutex: the frame for the caller. */
     Place& Deliver(const ArrivedFrame& arrived, DeferredLog& log);
     void Describe(Place& place, const ArrivedFrame& arrived, bool complete);

@@ -55,7 +55,7 @@ Playback::Step Playback::Take(std::int64_t startNs)
     ++next_;
     if (next_ == frames.size() && manner_.loop) {
         next_ = 0;
-        roundNs_ += frame.timeNs + recording_->PeriodNs();
+        roundNs_ += manner_.fast ? 0 : frame.timeNs + recording_->PeriodNs();
         roundNumbers_ += frame.number - frames.front().number + 1;
         roundTicks_ += frame.ticks - frames.front().ticks + recording_->PeriodTicks();
     }

@@ -79,9 +79,19 @@ class Threads(support.HostTest):
 class Interpreter(support.HostTest):
 
     def test_ctrl_c_ends_a_wait(self):
-        child = self.python("print('waits', flush=True)\nfor frame in kvframes.follow(name): pass")
-        self.assertEqual(child.stdout.readline(), "waits\n")
-        child.send_signal(signal.SIGINT)
+        child = self.python("""
+import os, signal
+def interrupt():
+    here = lambda: sys._current_frames()[threading.main_thread().ident]
+    looks = 0
+    while looks < 20:  # in a row in which the main thread was in the wait
+        time.sleep(0.01)
+        looks = looks + 1 if here().f_code.co_name == "follow" else 0
+    os.kill(os.getpid(), signal.SIGINT)
+threading.Thread(target=interrupt).start()
+for frame in kvframes.follow(name):
+    pass
+""")
         _, errors = child.communicate(timeout=support.LONG_S)
         self.assertIn("KeyboardInterrupt", errors)
         self.assertEqual(child.returncode, -signal.SIGINT)

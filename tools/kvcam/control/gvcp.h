@@ -1,6 +1,8 @@
 /** The numbers of the GigE Vision control protocol (GVCP), and its datagrams as bytes. */
 #pragma once
 
+#include "tools/kvcam/big_endian.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -39,33 +41,31 @@ struct Endpoint {
 };
 
 // The caller has checked that the bytes are there.
-constexpr std::uint16_t Get16(ByteView from, std::size_t at)
+inline std::uint16_t Get16(ByteView from, std::size_t at)
 {
-    return static_cast<std::uint16_t>(from[at] << 8 | from[at + 1]);
+    return static_cast<std::uint16_t>(TakeBigEndian(from.subspan(at, 2)));
 }
 
-constexpr std::uint32_t Get32(ByteView from, std::size_t at)
+inline std::uint32_t Get32(ByteView from, std::size_t at)
 {
-    return static_cast<std::uint32_t>(Get16(from, at)) << 16 | Get16(from, at + 2);
+    return static_cast<std::uint32_t>(TakeBigEndian(from.subspan(at, 4)));
 }
 
-constexpr void Put32(std::span<std::uint8_t> to, std::size_t at, std::uint32_t value)
+inline void Put32(std::span<std::uint8_t> to, std::size_t at, std::uint32_t value)
 {
-    for (std::size_t i = 0; i < 4; ++i) {
-        to[at + i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
-    }
+    PutBigEndian(value, to.subspan(at, 4));
 }
 
 inline void Append16(Bytes& to, std::uint32_t value)
 {
-    to.push_back(static_cast<std::uint8_t>(value >> 8));
-    to.push_back(static_cast<std::uint8_t>(value));
+    to.resize(to.size() + 2);
+    PutBigEndian(value, std::span(to).last(2));
 }
 
 inline void Append32(Bytes& to, std::uint32_t value)
 {
     to.resize(to.size() + 4);
-    Put32(to, to.size() - 4, value);
+    PutBigEndian(value, std::span(to).last(4));
 }
 
 } // namespace kvcam

@@ -300,7 +300,9 @@ TEST_F(NetSession, MissingFramesAndPacketsAreCountedAndTheSessionGoesOn)
         EXPECT_EQ(counts.framesLost + counts.underruns, gaps);
         EXPECT_THAT(complete, row.complete);
         EXPECT_GE(incomplete + gaps, row.missing);
-        if (row.packets != 0 && counts.underruns == 0) { // whose packets came, but weren't kept
+        // The packets of frames without a buffer came, but weren't kept. The library counts a
+        // packet that came late in either way.
+        if (OwnReceiver() && row.packets != 0 && counts.underruns == 0) {
             EXPECT_EQ(counts.packetsMissing,
                       incomplete * row.packets + counts.framesLost * counts.packetsOfFrame);
         }

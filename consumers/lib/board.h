@@ -1,4 +1,4 @@
-/** The board on which consumers tell the host that they wait, or hold a frame. */
+/** The board with which consumers let the host know that they wait, or hold a frame. */
 #pragma once
 
 #include "kv_frame_memory.h"

@@ -42,7 +42,7 @@ LayoutState ReadLayout(const KvFrames::FrameMemoryHeader& header, std::size_t ma
 bool SameGeneration(const KvFrames::FrameMemoryHeader& header, std::uint64_t generation);
 
 /** The format with this codec; KVF_UNKNOWN if there is none, or if `bytes` are too few for such a
- *  picture. So whoever goes by the format never reads beyond the frame. */
+ *  picture. So a program that goes by the format never reads beyond the frame. */
 kvf_format FormatOf(const char* codec, std::uint32_t width, std::uint32_t height,
                     std::uint64_t bytes);
 

@@ -33,7 +33,7 @@ std::array<std::atomic<void*>, 8> boards;
 struct sigaction formerAction;
 
 /** Puts a page of zeros in the place of a board that has been cut short. Any other fault is left to
- *  whoever handled it before: it occurs again after the return. */
+ *  the handler before it: it occurs again after the return. */
 void OnBusError(int number, siginfo_t* info, void* /*context*/)
 {
     const int savedErrno = errno;

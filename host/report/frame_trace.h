@@ -1,4 +1,4 @@
-/** Records when each frame came, by both clocks, and how: for stamps_bench, and for whoever looks
+/** Records when each frame came, by both clocks, and how: for stamps_bench, and for people who look
  *  for lost frames. */
 #pragma once
 

@@ -132,7 +132,7 @@ public:
     int Trigger(std::uint32_t instance, std::uint64_t timeUs, const void* image, int flag);
     int Export(std::uint64_t timeUs);
     void SignalAction(int action);
-    /** What the driver's round is told: a pending signal, or that the recording is over. */
+    /** What the driver's round learns: a pending signal, or that the recording is over. */
     KvTd::SignalState CheckSignal();
     /** Frames that the next loop should grab; 0: no limit. */
     std::uint32_t FramesToGrab() const { return framesToGrab_; }

@@ -101,10 +101,11 @@ struct CameraSetup {
     std::vector<std::string> missingEntries = {};                 ///< "lutSize.Bpp12"
     std::vector<std::uint32_t> refusedFormats = {};               ///< pixel-format codes
     std::vector<std::pair<std::string, std::string>> values = {}; ///< feature, value at power-up
-    std::string replay = {};        ///< folder of an export that is played back; empty: none
-    bool replayFast = false;        ///< as fast as the frames find buffers, not as recorded
-    bool replayLoop = false;        ///< the first frame follows the last one
-    std::uint32_t replayFormat = 0; ///< its pixel-format code; set by whoever loads the recording
+    std::string replay = {}; ///< folder of an export that is played back; empty: none
+    bool replayFast = false; ///< as fast as the frames find buffers, not as recorded
+    bool replayLoop = false; ///< the first frame follows the last one
+    std::uint32_t replayFormat =
+        0; ///< its pixel-format code; set by the code that loads the recording
     bool operator==(const CameraSetup&) const = default;
 };
 

@@ -84,7 +84,7 @@ private:
         settings_.mostRequested = static_cast<std::uint32_t>(option("most", 5));
         settings_.reorderWindow = kMs;
         settings_.requestTimeout = 5 * kMs;
-        settings_.retention = 20 * kMs;
+        settings_.retention = static_cast<net::Ns>(option("retention", 20)) * kMs;
         keep_ = option("keep", 0) != 0;
     }
 

@@ -34,7 +34,7 @@ struct FormulaResult {
 /** Whole part of a number, within the limits of 64 bits. */
 std::int64_t WholeOf(double number);
 
-/** Why the formula can have no number whatever the names stand for; null: it may have one. */
+/** Why the formula can have no number whatever values the names have; null: it may have one. */
 const char* FaultOf(std::string_view formula, std::span<const FormulaName> names);
 
 FormulaResult Evaluate(std::string_view formula, std::span<const FormulaName> names,

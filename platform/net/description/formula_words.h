@@ -37,7 +37,7 @@ struct Operator {
     int rank; ///< the higher, the closer it binds
 };
 
-/** One that begins another one stands behind it. */
+/** One that begins another one comes behind it. */
 inline constexpr Operator kOperators[] = {
     {"||", Kind::Or, 0},        {"&&", Kind::And, 1},          {"|", Kind::BitOr, 2},
     {"^", Kind::BitXor, 3},     {"&", Kind::BitAnd, 4},        {"=", Kind::Equal, 5},

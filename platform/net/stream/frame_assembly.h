@@ -76,7 +76,9 @@ public:
     void Tick(Ns now);
     Ns Due() const;
     bool IsFinished() const { return finished_; }
-    /** It was requested as a whole, in vain: it counts as if it had never begun. */
+    /** It was requested as a whole. */
+    bool WasSkipped() const { return skipped_; }
+    /** The same, in vain: it counts as if it had never begun. */
     bool IsUnseen() const { return skipped_ && frame_.packetsReceived == 0; }
     /** Of a finished frame. */
     const ReceivedFrame& Result() const { return frame_; }

@@ -261,7 +261,7 @@ bool LibraryTransfer::HoldsImage(ArvBuffer* buffer) const
     return BytesOf(buffer) >= geometry_.imageBytes;
 }
 
-/** The library doesn't tell a refusal from a packet that did not come in time. */
+/** The library doesn't distinguish a refusal from a packet that did not come in time. */
 GevFrameFault LibraryTransfer::FaultOf(ArvBuffer* buffer, bool hasNumber) const
 {
     switch (arv_buffer_get_status(buffer)) {

@@ -1,10 +1,12 @@
 #include "net/stream/reassembly.h"
 
 #include "net/stream/frame_assembly.h"
+#include "net/stream/frame_buffers.h"
 #include "net/stream/frame_order.h"
 #include "net/stream/gvsp_packet.h"
 #include "net/stream/ignored_frames.h"
 #include "net/stream/stream_state.h"
+#include "net/stream/whole_requests.h"
 
 #include <algorithm>
 #include <optional>
@@ -22,7 +24,6 @@ constexpr Ns kShortestRequestTimeout = 1000;
 
 constexpr std::ptrdiff_t kMostUnconfirmed = 1; ///< frames, besides the newest one
 constexpr std::uint32_t kEnds = 2;             ///< packets: leader and trailer
-constexpr std::uint64_t kMostSkipped = 8;      ///< frames that are requested as a whole
 
 ReassemblySettings Sane(ReassemblySettings settings)
 {
@@ -33,18 +34,15 @@ ReassemblySettings Sane(ReassemblySettings settings)
     return settings;
 }
 
-/** Where a buffer is. */
-enum class BufferPlace { Caller, Free, Frame, Ready };
-
 } // namespace
 
 struct Reassembly::State {
     using Window = std::vector<FrameAssembly*>;
 
+    State(std::size_t count, MayFill mayFill) : buffers(count, std::move(mayFill)) {}
+
     void Restart(const ReassemblySettings& settings);
     void SetPacketsOfFrame(bool extendedIds);
-    void AddBuffer(std::uint32_t buffer);
-    std::uint32_t ChooseFree();
     void Take(std::span<const std::uint8_t> datagram, Ns now);
     void Tick(Ns now);
     Ns Due() const;
@@ -67,14 +65,12 @@ struct Reassembly::State {
 
     StreamState stream;
     std::vector<FrameAssembly> frames; ///< one for each buffer
-    std::vector<BufferPlace> places;
-    MayFill mayFill;
-    FixedQueue<std::uint32_t> free;
+    FrameBuffers buffers;
     Window window;                   ///< frames under way, in order
     FrameAssembly* newest = nullptr; ///< the frame of the newest packet, if it is under way
-    FixedQueue<std::uint32_t> ready;
     FrameOrder order;
     IgnoredFrames ignored;
+    WholeRequests wholes;
     std::uint64_t unknownNumber = 0; ///< of a packet that might belong to a frame without a buffer
     bool unknownExtended = false;
     std::optional<std::uint64_t> left; ///< the newest frame that isn't under way any more
@@ -89,15 +85,11 @@ void Reassembly::State::Restart(const ReassemblySettings& settings)
     SetPacketsOfFrame(false);
     window.clear();
     newest = nullptr;
-    free.Clear();
-    for (std::uint32_t i = 0; i < frames.size(); ++i) {
-        frames[i].Reserve();
-        if (places[i] != BufferPlace::Caller) {
-            places[i] = BufferPlace::Free;
-            free.Push(i);
-        }
+    for (FrameAssembly& frame : frames) {
+        frame.Reserve();
     }
-    ready.Clear();
+    buffers.Restart();
+    wholes.Restart();
     order.Restart();
     ignored.Clear();
     left.reset();
@@ -109,30 +101,6 @@ void Reassembly::State::SetPacketsOfFrame(bool extendedIds)
     const std::uint64_t bytes = stream.settings.payloadBytes;
     const std::uint32_t step = stream.step.Bytes(extendedIds);
     stream.counts.packetsOfFrame = bytes / step + (bytes % step != 0 ? 1 : 0) + kEnds;
-}
-
-void Reassembly::State::AddBuffer(std::uint32_t buffer)
-{
-    if (buffer < places.size() && places[buffer] == BufferPlace::Caller) {
-        places[buffer] = BufferPlace::Free;
-        free.Push(buffer);
-    }
-}
-
-/** One is free. */
-std::uint32_t Reassembly::State::ChooseFree()
-{
-    std::uint32_t buffer = 0;
-    for (std::size_t i = free.Size(); i > 0; --i) {
-        free.Pop(&buffer);
-        if (mayFill(buffer, false)) {
-            return buffer;
-        }
-        free.Push(buffer);
-    }
-    free.Pop(&buffer);
-    mayFill(buffer, true);
-    return buffer;
 }
 
 void Reassembly::State::Take(std::span<const std::uint8_t> datagram, Ns now)
@@ -183,10 +151,10 @@ FrameAssembly* Reassembly::State::Begin(const GvspPacket& packet, Ns now)
     if (!MayBegin(place, packet)) {
         return nullptr;
     }
-    if (free.Empty()) {
+    if (buffers.CountFree() == 0) {
         DropUnconfirmed(0);
     }
-    if (free.Empty()) {
+    if (buffers.CountFree() == 0) {
         BeginIgnored(place, packet, now);
         return nullptr;
     }
@@ -207,8 +175,7 @@ FrameAssembly* Reassembly::State::Begin(const GvspPacket& packet, Ns now)
 /** There is a free one. */
 FrameAssembly* Reassembly::State::UseBuffer(std::uint64_t number, bool extended, Ns now)
 {
-    const std::uint32_t buffer = ChooseFree();
-    places[buffer] = BufferPlace::Frame;
+    const std::uint32_t buffer = buffers.Use();
     frames[buffer].Begin(number, extended, now);
     return &frames[buffer];
 }
@@ -250,11 +217,12 @@ void Reassembly::State::RequestSkipped(const FrameOrder::Place& place, Ns now)
 {
     const ReassemblySettings& settings = stream.settings;
     if (!settings.requests || !order.HasBegun() || place.restarts ||
-        stream.counts.packetsOfFrame > settings.mostRequested) {
+        !wholes.MayBegin(place.sequence) || stream.counts.packetsOfFrame > settings.mostRequested) {
         return;
     }
     const std::uint64_t skipped = place.sequence - order.Newest() - 1;
-    const std::uint64_t most = std::min<std::uint64_t>(kMostSkipped, free.Size() / 2);
+    const std::uint64_t most =
+        std::min<std::uint64_t>(WholeRequests::kMost, buffers.CountFree() / 2);
     for (std::uint64_t i = place.sequence - std::min(skipped, most); i < place.sequence; ++i) {
         const std::uint64_t number = order.NumberAt(i);
         const bool underWay = std::any_of(window.begin(), window.end(), [&](const auto* frame) {
@@ -309,10 +277,8 @@ void Reassembly::State::DropUnconfirmed(std::ptrdiff_t most)
 /** One packet with a wrong number isn't a frame. Returns the place of the next frame. */
 Reassembly::State::Window::iterator Reassembly::State::Drop(Window::iterator at)
 {
-    const std::uint32_t buffer = (*at)->Result().buffer;
     newest = newest == *at ? nullptr : newest;
-    places[buffer] = BufferPlace::Free;
-    free.Push(buffer);
+    buffers.Free((*at)->Result().buffer);
     stream.counts.malformed += (*at)->Result().packetsReceived;
     return window.erase(at);
 }
@@ -351,12 +317,14 @@ void Reassembly::State::Deliver(Ns now)
         FrameAssembly* const frame = window[count++];
         const std::uint32_t buffer = frame->Result().buffer;
         if (frame->IsUnseen()) {
-            places[buffer] = BufferPlace::Free;
-            free.Push(buffer);
+            wholes.InVain(frame->Sequence());
+            buffers.Free(buffer);
         } else {
+            if (frame->WasSkipped()) {
+                wholes.Came();
+            }
             Leave(frame->Sequence());
-            places[buffer] = BufferPlace::Ready;
-            ready.Push(buffer);
+            buffers.MakeReady(buffer);
         }
         newest = newest == frame ? nullptr : newest;
     }
@@ -417,18 +385,14 @@ Ns Reassembly::State::Due() const
 
 Reassembly::Reassembly(const ReassemblySettings& settings, std::span<std::uint8_t* const> buffers,
                        MayFill mayFill)
-    : state_(std::make_unique<State>())
+    : state_(std::make_unique<State>(buffers.size(), std::move(mayFill)))
 {
-    state_->mayFill = std::move(mayFill);
     state_->frames.reserve(buffers.size());
     for (std::uint8_t* const data : buffers) {
         const auto index = static_cast<std::uint32_t>(state_->frames.size());
         state_->frames.emplace_back(state_->stream, index, data);
     }
-    state_->places.assign(buffers.size(), BufferPlace::Caller);
-    state_->free.Reserve(buffers.size());
     state_->window.reserve(buffers.size());
-    state_->ready.Reserve(buffers.size());
     state_->Restart(settings);
 }
 
@@ -441,7 +405,7 @@ void Reassembly::Restart(const ReassemblySettings& settings)
 
 void Reassembly::AddBuffer(std::uint32_t buffer)
 {
-    state_->AddBuffer(buffer);
+    state_->buffers.TakeFromCaller(buffer);
 }
 
 void Reassembly::Take(std::span<const std::uint8_t> packet, Ns now)
@@ -462,11 +426,10 @@ Ns Reassembly::Due() const
 bool Reassembly::Next(ReceivedFrame* frame)
 {
     std::uint32_t buffer = 0;
-    if (!state_->ready.Pop(&buffer)) {
+    if (!state_->buffers.GiveToCaller(&buffer)) {
         return false;
     }
     *frame = state_->frames[buffer].Result();
-    state_->places[buffer] = BufferPlace::Caller;
     return true;
 }
 

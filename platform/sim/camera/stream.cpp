@@ -271,7 +271,8 @@ void Stream::Arrive(Frame frame)
     // A waiting caller claims a buffer for the oldest frame only, so this limit never delays it.
     const bool held = waiting_.Size() >= framesBuffered_;
     if (frame.last && (held || (frame.buffer == Frame::kNoBuffer && !HasFreeSlot()))) {
-        frame.arrivalNs += kNsPerMs; // whoever waits for the end of a recording gets its last frame
+        frame.arrivalNs +=
+            kNsPerMs; // a client that waits for the end of a recording gets its last frame
         onTheWay_.Push(frame);
         return;
     }
